@@ -1,0 +1,168 @@
+// The chroma-key core: every pixel against the backdrop colour that the plate holds at its place.
+#include <cmath>
+#include <cstddef>
+#include <numbers>
+
+#include "engine/CKALVETRA.h"
+#include "engine/chroma_plane.h"
+#include "imaging/numeric.h"
+
+using namespace kalvetra;
+
+namespace {
+
+constexpr float kPlateOffset = 1.5f;  // the plate counts as a little brighter than it is
+
+// One pixel seen from its plate pixel.
+struct Sight {
+  float y;          // luminance of the pixel
+  float backdropY;  // reference luminance of the backdrop
+  Chroma at;        // chroma of the pixel
+  Chroma plate;     // chroma of the plate pixel
+  Chroma offset;    // at - plate
+  Chroma toGrey;    // grey - at
+  float axisLength; // from the plate's chroma to grey
+  Chroma axis;      // unit vector of that axis
+  float along;      // position on the axis, 0 at the plate, 1 at grey
+  float across;     // distance from the axis: negative on the skin side
+};
+
+// The point that sets the key amount, and the chroma left after despill.
+struct Cut {
+  Chroma keyPoint;
+  Chroma despilled;
+};
+
+class PlateKey {
+ public:
+  explicit PlateKey(const KALVETRA_Param& param);
+  void keyPixel(const unsigned char* source, const unsigned char* plate, unsigned char* result) const;
+
+ private:
+  Sight look(const unsigned char* source, const unsigned char* plate) const;
+  bool isForeground(const Sight& s) const;
+  void keyShadow(const Sight& s, unsigned char* result) const;
+  void keyDespilled(const Sight& s, unsigned char* result) const;
+  Cut cut(const Sight& s) const;
+  Chroma skinDespill(float y) const;
+
+  float screenGain_;
+  float whiteLimit_;
+  ShadowCurve curve_;
+  Chroma grey_;
+  Rotation quarter_{kQuarterTurn};
+  Chroma skinBound_, blueBound_;      // normals of the lines at the two hue bounds
+  Chroma skinDespill_, blueDespill_;  // the same turned by the despill angles
+};
+
+double radians(float degrees) { return static_cast<double>(degrees * std::numbers::pi_v<float> / 180.0f); }
+
+PlateKey::PlateKey(const KALVETRA_Param& param)
+    : screenGain_(0.01f * static_cast<float>(param.nScreenGain[0])),
+      whiteLimit_(1.0f - 0.01f * static_cast<float>(param.nDespillWhite[0])),
+      curve_(static_cast<float>(param.nShadow[0]) * 0.01f),
+      grey_(greyChroma()),
+      skinBound_(hueNormal(param.nSkinHue[0], -kQuarterTurn)),
+      blueBound_(hueNormal(param.nBlueHue[0], kQuarterTurn)),
+      skinDespill_(Rotation(radians(-static_cast<float>(param.nDespillSkin[0])))(skinBound_)),
+      blueDespill_(Rotation(radians(static_cast<float>(param.nDespillBlue[0])))(blueBound_)) {}
+
+Sight PlateKey::look(const unsigned char* source, const unsigned char* plate) const {
+  CImagingZEP imaging;
+  const YIQ pixel = imaging.RGBtoYIQ2(source[2], source[1], source[0]);
+  const YIQ backdrop = imaging.RGBtoYIQ2(plate[2], plate[1], plate[0]);
+  Sight s;
+  s.y = pixel.Y;
+  s.backdropY = backdrop.Y + kPlateOffset;
+  s.at = chromaOf(pixel);
+  s.plate = chromaOf(backdrop);
+  s.offset = s.at - s.plate;
+  s.toGrey = grey_ - s.at;
+  s.axisLength = length(grey_ - s.plate);
+  s.axis = (grey_ - s.plate) / s.axisLength;
+  s.along = dot(s.axis, s.offset) / s.axisLength;
+  s.across = dot(s.offset, quarter_(s.axis));
+  return s;
+}
+
+// Over a grey plate along and across are not numbers, so that every test fails and the pixel is foreground.
+bool PlateKey::isForeground(const Sight& s) const {
+  if (s.across < 0.0f && dot(skinBound_, s.at) > 0.0f) return false;
+  if (s.across >= 0.0f && dot(blueBound_, s.at) > 0.0f) return false;
+  return !(s.across > -25.0f && s.across < 25.0f && s.along < 1.0f);  // truncated, within -24..24
+}
+
+void PlateKey::keyPixel(const unsigned char* source, const unsigned char* plate, unsigned char* result) const {
+  const Sight s = look(source, plate);
+  if (isForeground(s)) {
+    for (int c = 0; c < 3; ++c) result[c] = source[c];
+    result[3] = 255;
+  } else if (s.across > -10.0f && s.across < 10.0f && s.along < screenGain_) {  // truncated, within -9..9
+    keyShadow(s, result);
+  } else {
+    keyDespilled(s, result);
+  }
+}
+
+// A pixel of the backdrop's own chroma: a black shadow where it is darker, otherwise gone.
+void PlateKey::keyShadow(const Sight& s, unsigned char* result) const {
+  const bool darker = s.y < s.backdropY;
+  const float alpha = stretchOpacity(darker ? (s.y - s.backdropY) / (-50.0f - s.backdropY) : 0.0f, whiteLimit_);
+  const unsigned char opacity = curve_(truncToByte(alpha * 255.0f));
+  const unsigned char grey = opacity == 0 || !darker ? 160 : 0;
+  for (int c = 0; c < 3; ++c) result[c] = grey;
+  result[3] = opacity;
+}
+
+void PlateKey::keyDespilled(const Sight& s, unsigned char* result) const {
+  const Cut c = cut(s);
+  const float position = 1.0f - dot(s.axis, c.keyPoint - s.at) / s.axisLength;
+  float amount = CImagingZEP().LinerInter(position, screenGain_, 1.0f, 0.0f, 1.0f);
+  if (amount > 1.0f) amount = 1.0f;
+  const Unmixed unmixed = unmixLuminance(s.y, s.backdropY, amount);
+  writeKeyed(result, stretchOpacity(unmixed.opacity, whiteLimit_), s.y, unmixed.luminance, c.despilled, curve_);
+}
+
+// Bright pixels are despilled towards a bound turned by up to 30 degrees.
+Chroma PlateKey::skinDespill(float y) const {
+  if (!(y > 200.0f)) return skinDespill_;
+  const float brightness = CImagingZEP().LinerInter(y, 200.0f, 255.0f, 0.0f, 1.0f);
+  return Rotation(radians(brightness * -30.0f))(skinDespill_);
+}
+
+// `from` moved along `direction` until it meets the line through grey with normal `normal`; toGrey is grey - from.
+Chroma meet(Chroma from, Chroma direction, Chroma normal, Chroma toGrey) {
+  return from + direction * dot(normal, toGrey) / dot(normal, direction);
+}
+
+// The sides differ on purpose: the mixing factor is measured at the bound on the skin side and at the despill line on
+// the blue side, and only the blue side fades its despill in the middle band.
+Cut PlateKey::cut(const Sight& s) const {
+  const Chroma nearest = s.at + s.axis * dot(s.axis, s.toGrey);
+  const float a = std::abs(s.across);
+  if (a <= 10.0f) return {nearest, nearest};
+
+  const bool skinSide = s.across <= 0.0f;
+  const Chroma bound = skinSide ? skinBound_ : blueBound_;
+  const Chroma atBound = meet(s.at, s.axis, bound, s.toGrey);
+  const Chroma atDespill = meet(s.at, s.axis, skinSide ? skinDespill(s.y) : blueDespill_, s.toGrey);
+  const Chroma throughPixel = meet(s.plate, s.offset, bound, grey_ - s.plate);
+  const float f = 1.0f - dot(s.axis, (skinSide ? atBound : atDespill) - s.at) / s.axisLength;
+  const Chroma despilled = mix(atBound, throughPixel, f);
+  if (a >= 25.0f) return {atDespill, despilled};
+
+  const float t = CImagingZEP().LinerInter(a, 10.0f, 25.0f, 0.0f, 1.0f);
+  const Chroma keyPoint = mix(nearest, atDespill, t);
+  if (dot(bound, s.at) < 0.0f) return {keyPoint, mix(nearest, s.at, t)};
+  return {keyPoint, skinSide ? despilled : mix(nearest, despilled, t)};
+}
+
+}  // namespace
+
+unsigned int CKALVETRA::MakeChromaKeyMaskX9Core32bit14(KALVETRA_Param* param, unsigned char* plate) {
+  if (param == nullptr) return 2;
+  const PlateKey key(*param);
+  const std::size_t bytes = byteCount(param->nWidth, param->nHeight) * 4;
+  for (std::size_t i = 0; i < bytes; i += 4) key.keyPixel(param->pSrc + i, plate + i, param->pDst + i);
+  return 0;
+}

@@ -1,0 +1,24 @@
+#include "parameters/key_settings.h"
+
+#include "engine/KalvetraFinalCut.h"
+#include "parameters/parameter_table.h"
+
+namespace kalvetra {
+
+KeySettings defaultSettings() {
+  KeySettings settings{};
+  for (const Parameter& p : kParameters) {
+    if (p.value != nullptr) settings.*p.value = p.defaultValue;
+  }
+  return settings;
+}
+
+void renderFrame(const KeySettings& s, const unsigned char* input, unsigned char* output, int width, int height) {
+  KalvetraFinalCut(reinterpret_cast<char*>(output), width, height, reinterpret_cast<const char*>(input), width, height,
+                   1.0, 1.0, s.view, s.keyColor[0], s.keyColor[1], s.keyColor[2], s.smoothBG, s.shadow, s.clipBlack,
+                   s.clipWhite, s.deBlocking, s.deBlockValue, s.edgeContract, s.contractMask, s.contractThreshold,
+                   s.edgeBlur, s.maskBlurRadius, s.maskBlurValue, s.skinHue, s.blueHue, s.despillWhite, s.despillSkin,
+                   s.despillBlue, s.screenGain);
+}
+
+}  // namespace kalvetra

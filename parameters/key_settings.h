@@ -1,0 +1,39 @@
+// The user's settings of one key, and the way from them to the engine.
+#pragma once
+
+#include <array>
+
+namespace kalvetra {
+
+// All user parameters, in user units; ranges and meanings stand in parameter_table.h. Toggles are 0 or 1.
+struct KeySettings {
+  int view;                       // 0 source, 1 matte, 2 result
+  std::array<double, 3> keyColor; // red, green, blue, each 0..1; black keys nothing
+  int smoothBG;
+  int shadow;
+  int clipBlack;
+  int clipWhite;
+  int deBlocking;
+  int deBlockValue;
+  int edgeContract;
+  int contractMask;
+  int contractThreshold;
+  int edgeBlur;
+  int maskBlurRadius;
+  int maskBlurValue;
+  int skinHue;
+  int blueHue;
+  int despillWhite;
+  int despillSkin;
+  int despillBlue;
+  int screenGain;
+};
+
+// Every setting at the table's default.
+KeySettings defaultSettings();
+
+// Renders one frame. Both frames are packed, of width x height pixels in host order (bytes alpha, red, green, blue),
+// straight alpha; the caller owns them. Throws std::bad_alloc when working memory runs out.
+void renderFrame(const KeySettings& settings, const unsigned char* input, unsigned char* output, int width, int height);
+
+}  // namespace kalvetra
