@@ -1,0 +1,85 @@
+#include <algorithm>
+#include <memory>
+#include <string>
+
+#include "cli/commands.h"
+#include "cli/common_options.h"
+#include "cli/console.h"
+#include "cli/interrupt.h"
+#include "cli/key_options.h"
+#include "engine/KalvetraFinalCut.h"
+#include "media/frame_packer.h"
+#include "media/frame_sampler.h"
+#include "media/picture_writer.h"
+#include "support/user_error.h"
+
+namespace kalvetra {
+
+namespace {
+
+struct StillCommand : CommonOptions {
+  KeyChoice choice;
+  double seconds = 0.0;
+};
+
+constexpr int kChecker = 16;  // pixels a square
+
+// Lays a picture over a checkerboard of two greys.
+void layOverCheckerboard(Image& image) {
+  for (int y = 0; y < image.height; ++y) {
+    unsigned char* pixel = image.row(y);
+    for (int x = 0; x < image.width; ++x, pixel += 4) {
+      const int grey = (x / kChecker + y / kChecker) % 2 == 0 ? 102 : 153;
+      for (int c = 1; c < 4; ++c) {
+        pixel[c] = static_cast<unsigned char>((pixel[c] * pixel[0] + grey * (255 - pixel[0]) + 127) / 255);
+      }
+      pixel[0] = 255;
+    }
+  }
+}
+
+// Source, matte and result side by side.
+Image contactSheet(const Image& source, KeySettings settings) {
+  Image sheet(source.width * 3, source.height);
+  for (const int view : {kKalvetraViewSource, kKalvetraViewMatte, kKalvetraViewResult}) {
+    settings.view = view;
+    Image panel(source.width, source.height);
+    renderFrame(settings, source.argb.data(), panel.argb.data(), source.width, source.height);
+    layOverCheckerboard(panel);
+    for (int y = 0; y < panel.height; ++y) {
+      std::copy_n(panel.row(y), std::ptrdiff_t{4} * panel.width, sheet.row(y) + std::ptrdiff_t{4} * panel.width * view);
+    }
+  }
+  return sheet;
+}
+
+void run(const CLI::App& command, const StillCommand& options) {
+  if (!options.output.ends_with(".png")) throw UserError(options.output + ": a still is a PNG; end its name in .png");
+  TemporaryOutput output(options.output, options.replace);
+  for (const std::string& sentence : idleOptions(command, options.choice.settings)) note(sentence);
+  const KeySettings settings = settleKeyColor(options.choice, options.input, options.threads);
+  const Image source = frameAt(options.input, options.seconds, options.threads, stopRequested());
+  const Image sheet = contactSheet(source, settings);
+  PictureWriter writer(output, options.output, AV_PIX_FMT_RGBA, sheet.width, sheet.height);
+  writer.write(FramePacker(AV_PIX_FMT_RGBA, AVCOL_SPC_RGB).pack(sheet));
+  writer.finish();
+  throwIfInterrupted();
+  output.commit();
+}
+
+}  // namespace
+
+void addStillCommand(CLI::App& program) {
+  CLI::App* command =
+      program.add_subcommand("still", "Show one frame: source, matte and result over a checkerboard, side by side.");
+  auto options = std::make_shared<StillCommand>();
+  command->add_option("INPUT", options->input, "What to key.")->required();
+  command->add_option("OUT.png", options->output, "The picture to write.")->required();
+  command->add_option("--at", options->seconds, "The frame's time in seconds.")->check(CLI::NonNegativeNumber)->type_name("S");
+  addReplaceOption(*command, *options);
+  addThreadsOption(*command, *options);
+  addKeyOptions(*command, options->choice);
+  command->callback([command, options] { run(*command, *options); });
+}
+
+}  // namespace kalvetra

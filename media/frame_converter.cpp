@@ -1,0 +1,157 @@
+#include "media/frame_converter.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "support/user_error.h"
+
+namespace kalvetra {
+
+namespace {
+
+bool isRgb(const AVPixFmtDescriptor& d) { return (d.flags & AV_PIX_FMT_FLAG_RGB) != 0; }
+
+// Formats whose very name says that their range is full.
+bool isFullRangeByFormat(AVPixelFormat format) {
+  return format == AV_PIX_FMT_YUVJ420P || format == AV_PIX_FMT_YUVJ422P || format == AV_PIX_FMT_YUVJ444P ||
+         format == AV_PIX_FMT_YUVJ440P || format == AV_PIX_FMT_YUVJ411P;
+}
+
+// The matrices that the scaler knows; any other would silently give wrong colours.
+bool isKnownMatrix(AVColorSpace matrix) {
+  switch (matrix) {
+    case AVCOL_SPC_BT709:
+    case AVCOL_SPC_FCC:
+    case AVCOL_SPC_BT470BG:
+    case AVCOL_SPC_SMPTE170M:
+    case AVCOL_SPC_SMPTE240M:
+    case AVCOL_SPC_BT2020_NCL:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// One component of one row, scaled from its depth to 8 bits and rounded, into every fourth byte of `out`.
+void readComponent(const AVFrame& frame, const AVPixFmtDescriptor& d, int y, int component, unsigned char* out,
+                   std::vector<std::uint16_t>& line) {
+  const std::uint8_t* data[4] = {frame.data[0], frame.data[1], frame.data[2], frame.data[3]};
+  line.resize(static_cast<std::size_t>(frame.width));
+  av_read_image_line2(line.data(), data, frame.linesize, &d, 0, y, component, frame.width, 0, 2);
+  const unsigned int largest = (1u << d.comp[component].depth) - 1u;
+  for (const std::uint16_t v : line) {
+    *out = static_cast<unsigned char>((v * 255u + largest / 2u) / largest);
+    out += 4;
+  }
+}
+
+void convertPalette(const AVFrame& frame, Image& image) {
+  for (int y = 0; y < image.height; ++y) {
+    unsigned char* out = image.row(y);
+    const std::uint8_t* index = frame.data[0] + std::ptrdiff_t{y} * frame.linesize[0];
+    for (int x = 0; x < image.width; ++x, out += 4) {
+      std::uint32_t color;  // 0xAARRGGBB
+      std::memcpy(&color, frame.data[1] + 4 * index[x], 4);
+      for (int c = 0; c < 4; ++c) out[c] = static_cast<unsigned char>(color >> (24 - 8 * c));
+    }
+  }
+}
+
+}  // namespace
+
+ColorTags resolveColor(ColorTags tags, AVPixelFormat format, int height, std::string& guess) {
+  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
+  const bool rgb = d != nullptr && isRgb(*d);
+  if (rgb) {
+    tags.matrix = AVCOL_SPC_RGB;
+    tags.range = AVCOL_RANGE_JPEG;
+  }
+  if (tags.range == AVCOL_RANGE_UNSPECIFIED) {
+    const bool full = isFullRangeByFormat(format);
+    tags.range = full ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+    if (!full) guess = "limited range";
+  }
+  const bool large = height >= 720;
+  if (tags.matrix == AVCOL_SPC_UNSPECIFIED || tags.matrix == AVCOL_SPC_RESERVED) {
+    tags.matrix = large ? AVCOL_SPC_BT709 : height == 576 ? AVCOL_SPC_BT470BG : AVCOL_SPC_SMPTE170M;
+    guess = std::string(large ? "BT.709" : "BT.601") + " colour" + (guess.empty() ? "" : ", " + guess);
+  }
+  const bool wide = tags.matrix == AVCOL_SPC_BT709 || tags.matrix == AVCOL_SPC_RGB;
+  if (tags.primaries == AVCOL_PRI_UNSPECIFIED || tags.primaries == AVCOL_PRI_RESERVED) {
+    tags.primaries = wide                                   ? AVCOL_PRI_BT709
+                     : tags.matrix == AVCOL_SPC_BT2020_NCL ? AVCOL_PRI_BT2020
+                     : tags.matrix == AVCOL_SPC_BT470BG    ? AVCOL_PRI_BT470BG
+                                                            : AVCOL_PRI_SMPTE170M;
+  }
+  if (tags.transfer == AVCOL_TRC_UNSPECIFIED || tags.transfer == AVCOL_TRC_RESERVED) {
+    tags.transfer = rgb ? AVCOL_TRC_IEC61966_2_1 : wide ? AVCOL_TRC_BT709 : AVCOL_TRC_SMPTE170M;
+  }
+  return tags;
+}
+
+Image FrameConverter::convert(const AVFrame& frame) {
+  const auto format = static_cast<AVPixelFormat>(frame.format);
+  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
+  if (d == nullptr) throw UserError("the pictures come in an unknown pixel format; convert the clip first");
+  Image image(frame.width, frame.height);
+  if ((d->flags & AV_PIX_FMT_FLAG_PAL) != 0) {
+    convertPalette(frame, image);
+    return image;
+  }
+
+  const bool exact = isRgb(*d) && (d->flags & (AV_PIX_FMT_FLAG_FLOAT | AV_PIX_FMT_FLAG_BAYER)) == 0;
+  if (!exact) convertYuv(frame, image);
+  std::vector<std::uint16_t> line;
+  const int last = d->nb_components - 1;
+  const bool hasAlpha = (d->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
+  if (hasAlpha && !exact && (d->flags & AV_PIX_FMT_FLAG_FLOAT) != 0) return image;  // the scaler's alpha has to do
+  for (int y = 0; y < image.height; ++y) {
+    unsigned char* row = image.row(y);
+    for (int c = 0; exact && c < 3; ++c) readComponent(frame, *d, y, c, row + c + 1, line);
+    if (hasAlpha) {
+      readComponent(frame, *d, y, last, row, line);
+    } else {
+      for (int x = 0; x < image.width; ++x) row[std::ptrdiff_t{4} * x] = 255;
+    }
+  }
+  return image;
+}
+
+// The scaler gives the colours; its alpha is off by one in places and is read apart. It may write past the end of a row,
+// so it works on a padded picture.
+void FrameConverter::convertYuv(const AVFrame& frame, Image& image) {
+  prepareScaler(frame);
+  sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, scaled_->data, scaled_->linesize);
+  for (int y = 0; y < image.height; ++y) {
+    const std::uint8_t* row = scaled_->data[0] + std::ptrdiff_t{y} * scaled_->linesize[0];
+    std::copy_n(row, std::ptrdiff_t{4} * image.width, image.row(y));
+  }
+}
+
+void FrameConverter::prepareScaler(const AVFrame& frame) {
+  if (scaler_ && frame.width == scaled_->width && frame.height == scaled_->height && frame.format == scalerFormat_) return;
+  const auto format = static_cast<AVPixelFormat>(frame.format);
+  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
+  const bool hasChroma = d->nb_components >= 3 && !isRgb(*d);
+  if (hasChroma && !isKnownMatrix(color_.matrix)) {
+    const char* name = av_color_space_name(color_.matrix);
+    throw UserError("the colour matrix '" + std::string(name != nullptr ? name : "unknown") +
+                    "' cannot be read; convert the clip to BT.709 first");
+  }
+  const int flags = SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP;
+  if (sws_isSupportedInput(format) != 0) {
+    scaler_.reset(sws_getContext(frame.width, frame.height, format, frame.width, frame.height, AV_PIX_FMT_ARGB, flags,
+                                 nullptr, nullptr, nullptr));
+  }
+  if (!scaler_) {
+    throw UserError("the pixel format " + std::string(d->name) + " cannot be read; convert the clip first");
+  }
+  // Without these the scaler takes BT.601 and limited range for granted.
+  const int* coefficients = sws_getCoefficients(hasChroma ? color_.matrix : SWS_CS_DEFAULT);
+  const int unity = 1 << 16;
+  sws_setColorspaceDetails(scaler_.get(), coefficients, color_.range == AVCOL_RANGE_JPEG, coefficients, 1, 0, unity, unity);
+  scaled_ = makePicture(AV_PIX_FMT_ARGB, frame.width, frame.height);
+  scalerFormat_ = frame.format;
+}
+
+}  // namespace kalvetra

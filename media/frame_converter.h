@@ -1,0 +1,33 @@
+// Decoded frames into the engine's host order.
+#pragma once
+
+#include <string>
+
+#include "media/picture.h"
+
+namespace kalvetra {
+
+// Resolves the tags of a stream: what it does not say is guessed (the matrix by frame height). `guess` then gets a
+// sentence fragment that names the guess, otherwise it stays empty.
+ColorTags resolveColor(ColorTags tags, AVPixelFormat format, int height, std::string& guess);
+
+// Converts the frames of one clip. Holds a scaler, so each thread needs one of its own.
+class FrameConverter {
+ public:
+  explicit FrameConverter(const ColorTags& color) : color_(color) {}
+
+  // 8 bits a component, straight alpha (255 where the frame has none). RGB and alpha are exact or correctly rounded;
+  // YUV goes through the clip's matrix and range. Throws UserError for a format that cannot be read.
+  Image convert(const AVFrame& frame);
+
+ private:
+  void convertYuv(const AVFrame& frame, Image& image);
+  void prepareScaler(const AVFrame& frame);
+
+  ColorTags color_;
+  ScalerPtr scaler_;
+  FramePtr scaled_;
+  int scalerFormat_ = AV_PIX_FMT_NONE;
+};
+
+}  // namespace kalvetra

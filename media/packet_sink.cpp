@@ -1,0 +1,81 @@
+#include "media/packet_sink.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "support/user_error.h"
+
+namespace kalvetra {
+
+namespace {
+
+[[noreturn]] void failWriting(const std::string& shownName, const std::string& why) {
+  throw UserError(shownName + ": cannot be written (" + why + "); make room or choose another place");
+}
+
+}  // namespace
+
+MovieFile::MovieFile(const char* muxer, const std::string& path, const std::string& shownName) : shownName_(shownName) {
+  check(avformat_alloc_output_context2(&context_, nullptr, muxer, path.c_str()), "open");
+  const int error = avio_open(&context_->pb, path.c_str(), AVIO_FLAG_WRITE);
+  if (error < 0) {
+    avformat_free_context(context_);
+    failWriting(shownName_, errorText(error));
+  }
+}
+
+MovieFile::~MovieFile() {
+  avio_closep(&context_->pb);
+  avformat_free_context(context_);
+}
+
+void MovieFile::check(int result, const char* what) const {
+  if (result < 0) failWriting(shownName_, std::string(what) + ": " + errorText(result));
+}
+
+AVStream& MovieFile::addStream(const AVCodecParameters& parameters, AVRational timeBase) {
+  AVStream* stream = avformat_new_stream(context_, nullptr);
+  if (stream == nullptr || avcodec_parameters_copy(stream->codecpar, &parameters) < 0) throw std::bad_alloc();
+  stream->time_base = timeBase;
+  return *stream;
+}
+
+bool MovieFile::wantsGlobalHeader() const { return (context_->oformat->flags & AVFMT_GLOBALHEADER) != 0; }
+
+bool MovieFile::takes(AVCodecID codec) const {
+  return avformat_query_codec(context_->oformat, codec, FF_COMPLIANCE_NORMAL) == 1;
+}
+
+void MovieFile::begin() { check(avformat_write_header(context_, nullptr), "header"); }
+
+void MovieFile::write(AVPacket& packet, AVRational timeBase) {
+  av_packet_rescale_ts(&packet, timeBase, context_->streams[packet.stream_index]->time_base);
+  packet.pos = -1;
+  check(av_interleaved_write_frame(context_, &packet), "data");
+  check(context_->pb->error, "data");
+}
+
+void MovieFile::finish() {
+  check(av_write_trailer(context_), "index");
+  avio_flush(context_->pb);
+  check(context_->pb->error, "index");
+  check(avio_closep(&context_->pb), "close");
+}
+
+void PictureFiles::write(AVPacket& packet, AVRational /*timeBase*/) {
+  ++number_;
+  if (!output_.isSequence() && number_ > 1) {
+    throw UserError(shownName_ + ": the clip has more than one picture; name a sequence, like name-%05d.png");
+  }
+  const std::string path = output_.isSequence() ? output_.path(number_) : output_.path();
+  std::FILE* file = std::fopen(path.c_str(), "wb");
+  if (file == nullptr) failWriting(shownName_, std::strerror(errno));
+  const auto size = static_cast<std::size_t>(packet.size);
+  errno = 0;
+  const bool written = std::fwrite(packet.data, 1, size, file) == size;
+  const bool closed = std::fclose(file) == 0;
+  if (!written || !closed) failWriting(shownName_, std::strerror(errno));
+}
+
+}  // namespace kalvetra

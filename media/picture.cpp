@@ -1,0 +1,31 @@
+#include "media/picture.h"
+
+#include <cmath>
+#include <cstring>
+
+namespace kalvetra {
+
+Image turned(const Image& image, int quarterTurns) {
+  const bool sideways = quarterTurns % 2 != 0;
+  Image result(sideways ? image.height : image.width, sideways ? image.width : image.height);
+  const int right = image.width - 1, bottom = image.height - 1;
+  for (int y = 0; y < result.height; ++y) {
+    unsigned char* out = result.row(y);
+    for (int x = 0; x < result.width; ++x, out += 4) {
+      const int fromX = quarterTurns == 1 ? y : quarterTurns == 2 ? right - x : quarterTurns == 3 ? right - y : x;
+      const int fromY = quarterTurns == 1 ? bottom - x : quarterTurns == 2 ? bottom - y : quarterTurns == 3 ? x : y;
+      std::memcpy(out, image.row(fromY) + std::ptrdiff_t{4} * fromX, 4);
+    }
+  }
+  return result;
+}
+
+int PictureFormat::quarterTurns() const {
+  if (!displayMatrix) return 0;
+  const double counterClockwise = av_display_rotation_get(displayMatrix->data());
+  if (std::isnan(counterClockwise)) return 0;
+  const int turns = static_cast<int>(std::lround(-counterClockwise / 90.0)) % 4;
+  return turns < 0 ? turns + 4 : turns;
+}
+
+}  // namespace kalvetra

@@ -1,0 +1,51 @@
+// What the media layer hands to the keyer and takes back, and what it knows of a clip's pictures.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "media/ffmpeg.h"
+
+namespace kalvetra {
+
+// The engine's host order: 4 bytes a pixel (alpha, red, green, blue), rows packed, straight alpha.
+struct Image {
+  int width = 0;
+  int height = 0;
+  std::vector<unsigned char> argb;
+
+  Image() = default;
+  Image(int w, int h) : width(w), height(h), argb(std::size_t{4} * static_cast<std::size_t>(w) * static_cast<std::size_t>(h)) {}
+  unsigned char* row(int y) { return argb.data() + std::ptrdiff_t{4} * width * y; }
+  const unsigned char* row(int y) const { return argb.data() + std::ptrdiff_t{4} * width * y; }
+};
+
+// The clockwise turn, in quarter turns 0..3, that shows a picture upright.
+Image turned(const Image& image, int quarterTurns);
+
+// How numbers become colours. Never unspecified once it is resolved.
+struct ColorTags {
+  AVColorSpace matrix = AVCOL_SPC_UNSPECIFIED;
+  AVColorRange range = AVCOL_RANGE_UNSPECIFIED;
+  AVColorPrimaries primaries = AVCOL_PRI_UNSPECIFIED;
+  AVColorTransferCharacteristic transfer = AVCOL_TRC_UNSPECIFIED;
+};
+
+// Everything about a clip's pictures that a copy of it keeps.
+struct PictureFormat {
+  int width = 0;  // as stored, before any rotation
+  int height = 0;
+  AVRational timeBase{1, 25};
+  AVRational frameRate{25, 1};   // nominal; timestamps rule
+  AVRational pixelAspect{1, 1};  // width : height of a pixel
+  ColorTags color;
+  std::optional<std::array<std::int32_t, 9>> displayMatrix;  // of the container, where it has one
+
+  // Quarter turns clockwise that the display matrix asks for.
+  int quarterTurns() const;
+};
+
+}  // namespace kalvetra

@@ -1,0 +1,72 @@
+// Reads the pictures of a video, a still or an image sequence, and the packets of streams that are to be copied.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "media/picture.h"
+
+namespace kalvetra {
+
+// One picture, and the copied streams' packets that came before it. Times are in the time base of their stream, counted
+// from the clip's start.
+struct SourceFrame {
+  FramePtr picture;  // null behind the last picture
+  std::int64_t time = 0;
+  std::int64_t duration = 0;
+  std::vector<PacketPtr> copied;
+};
+
+class Reader {
+ public:
+  // Opens `path`: a file or an image sequence pattern like shot-%04d.png. `stop`, once true, ends any waiting for data.
+  // Throws UserError when there is nothing to read pictures from.
+  Reader(const std::string& path, int threads, const std::atomic<bool>& stop);
+
+  const std::string& path() const { return path_; }
+  const PictureFormat& format() const { return format_; }
+  // What had to be guessed about the colours; empty when the file says it all.
+  const std::string& colorGuess() const { return colorGuess_; }
+  // Number of pictures as the file declares or suggests it; 0 when it does not.
+  std::int64_t expectedFrames() const;
+
+  const AVFormatContext& container() const { return *input_; }
+  const AVStream& video() const { return *input_->streams[videoIndex_]; }
+  // Names a stream to be delivered with the pictures.
+  void copyStream(int index) { copied_.insert(index); }
+
+  // The next picture; false behind the last one, when `frame` holds the remaining packets alone.
+  bool next(SourceFrame& frame);
+  // Goes to a place near `fraction` (0..1) of the clip. False when the file cannot do that.
+  bool seek(double fraction);
+
+  // Once read to the end: pictures that were declared or found but could not be decoded, and pictures decoded with errors.
+  std::int64_t lostFrames() const;
+  std::int64_t damagedFrames() const { return damaged_; }
+
+ private:
+  void openInput();
+  void openDecoder(int threads);
+  void describePictures();
+  bool feedDecoder(SourceFrame& frame);
+  void stamp(SourceFrame& frame);
+  std::int64_t startOf(const AVStream& stream) const;
+
+  std::string path_;
+  const std::atomic<bool>& stop_;
+  InputPtr input_;
+  CodecContextPtr decoder_;
+  int videoIndex_ = -1;
+  PictureFormat format_;
+  std::string colorGuess_;
+  std::set<int> copied_;
+  std::int64_t lastTime_ = -1;
+  std::int64_t nextTime_ = 0;  // where a picture without a timestamp belongs
+  std::int64_t packets_ = 0, lost_ = 0, damaged_ = 0;
+  bool cutShort_ = false;  // the file ended with an error
+};
+
+}  // namespace kalvetra

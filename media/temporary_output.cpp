@@ -1,0 +1,121 @@
+#include "media/temporary_output.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <regex>
+
+#include "support/user_error.h"
+
+namespace fs = std::filesystem;
+
+namespace kalvetra {
+
+namespace {
+
+const std::regex& numberPattern() {
+  static const std::regex pattern("%(0?)([0-9]?)d");
+  return pattern;
+}
+
+// Splits a numbered name into what stands before and behind the number.
+struct NumberedName {
+  explicit NumberedName(const std::string& name) {
+    std::smatch match;
+    std::regex_search(name, match, numberPattern());
+    before = match.prefix();
+    after = match.suffix();
+    width = match[2].length() == 0 ? 0 : static_cast<std::size_t>(std::stoi(match[2]));
+    fill = match[1].length() == 0 ? ' ' : '0';
+  }
+
+  bool matches(const std::string& name) const {
+    if (name.size() <= before.size() + after.size() || !name.starts_with(before) || !name.ends_with(after)) return false;
+    const std::string number = name.substr(before.size(), name.size() - before.size() - after.size());
+    return std::all_of(number.begin(), number.end(), [](char c) { return (c >= '0' && c <= '9') || c == ' '; });
+  }
+
+  std::string before, after;
+  std::size_t width;
+  char fill;
+};
+
+fs::path folderOf(const fs::path& target) { return target.has_parent_path() ? target.parent_path() : fs::path("."); }
+
+// The files in the target's folder whose names a numbered target covers.
+std::vector<fs::path> sequenceFiles(const fs::path& target) {
+  const NumberedName pattern(target.filename().string());
+  std::vector<fs::path> files;
+  for (const auto& entry : fs::directory_iterator(folderOf(target))) {
+    if (pattern.matches(entry.path().filename().string())) files.push_back(entry.path());
+  }
+  return files;
+}
+
+void checkFolder(const fs::path& target) {
+  const fs::path folder = folderOf(target);
+  if (!fs::exists(folder)) throw UserError("the folder " + folder.string() + " does not exist; create it or choose another");
+  if (!fs::is_directory(folder)) throw UserError(folder.string() + " is not a folder; choose another place for the output");
+  if (access(folder.c_str(), W_OK) != 0) {
+    throw UserError("the folder " + folder.string() + " cannot be written to; choose another or change its permissions");
+  }
+}
+
+}  // namespace
+
+bool isNumberedName(const std::string& name) {
+  return std::count(name.begin(), name.end(), '%') == 1 && std::regex_search(name, numberPattern());
+}
+
+std::string numberedName(const std::string& name, int number) {
+  const NumberedName pattern(name);
+  std::string digits = std::to_string(number);
+  if (digits.size() < pattern.width) digits.insert(0, pattern.width - digits.size(), pattern.fill);
+  return pattern.before + digits + pattern.after;
+}
+
+TemporaryOutput::TemporaryOutput(const std::string& target, bool replace)
+    : target_(target), replace_(replace), isSequence_(isNumberedName(target_.filename().string())) {
+  if (fs::is_directory(target_)) throw UserError(target + " is a folder; name a file in it");
+  checkFolder(target_);
+  if (!replace && targetExists()) throw UserError(target + " exists already; give -y to replace it, or another name");
+  temporary_ = folderOf(target_) / ("." + target_.filename().string() + ".part-" + std::to_string(getpid()));
+  if (isSequence_) fs::create_directory(temporary_);
+}
+
+TemporaryOutput::~TemporaryOutput() {
+  std::error_code ignored;
+  fs::remove_all(temporary_, ignored);
+}
+
+bool TemporaryOutput::targetExists() const {
+  return isSequence_ ? !sequenceFiles(target_).empty() : fs::exists(target_);
+}
+
+std::string TemporaryOutput::path(int number) const {
+  return (temporary_ / numberedName(target_.filename().string(), number)).string();
+}
+
+void TemporaryOutput::commit() {
+  if (!replace_ && targetExists()) {
+    throw UserError(target_.string() + " has appeared meanwhile; give -y to replace it, or another name");
+  }
+  try {
+    if (isSequence_) {
+      commitSequence();
+    } else {
+      fs::rename(temporary_, target_);
+    }
+  } catch (const fs::filesystem_error& error) {
+    throw UserError(target_.string() + " cannot be put in its place (" + error.code().message() + ")");
+  }
+}
+
+void TemporaryOutput::commitSequence() {
+  for (const fs::path& old : sequenceFiles(target_)) fs::remove(old);
+  for (const auto& entry : fs::directory_iterator(temporary_)) {
+    fs::rename(entry.path(), folderOf(target_) / entry.path().filename());
+  }
+}
+
+}  // namespace kalvetra

@@ -1,0 +1,76 @@
+#include "media/video_encoder.h"
+
+#include "support/user_error.h"
+
+namespace kalvetra {
+
+VideoEncoder::VideoEncoder(const OutputFormat& format, const PictureFormat& pictures, const ColorTags& color,
+                           int threads, bool globalHeader) {
+  const AVCodec* codec = avcodec_find_encoder_by_name(format.encoder);
+  if (codec == nullptr) {
+    throw UserError(std::string("the encoder ") + format.encoder + " for " + format.extension +
+                    " is not installed; install a fuller FFmpeg or choose another kind of output");
+  }
+  context_.reset(avcodec_alloc_context3(codec));
+  if (!context_) throw std::bad_alloc();
+  context_->width = pictures.width;
+  context_->height = pictures.height;
+  context_->time_base = pictures.timeBase;
+  context_->framerate = pictures.frameRate;
+  context_->sample_aspect_ratio = pictures.pixelAspect;
+  context_->pix_fmt = format.pixelFormat;
+  context_->colorspace = color.matrix;
+  context_->color_range = color.range;
+  context_->color_primaries = color.primaries;
+  context_->color_trc = color.transfer;
+  if ((av_pix_fmt_desc_get(format.pixelFormat)->flags & AV_PIX_FMT_FLAG_RGB) == 0) {
+    context_->chroma_sample_location = AVCHROMA_LOC_LEFT;
+  }
+  context_->thread_count = threads;
+  if (globalHeader) context_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+
+  AVDictionary* options = nullptr;
+  for (const auto& [name, value] : format.options) av_dict_set(&options, name.c_str(), value.c_str(), 0);
+  const int error = avcodec_open2(context_.get(), codec, &options);
+  av_dict_free(&options);
+  if (error < 0) {
+    throw UserError("pictures of " + std::to_string(pictures.width) + " x " + std::to_string(pictures.height) +
+                    " cannot be encoded as " + format.what + " (" + errorText(error) + "); choose another kind of output");
+  }
+}
+
+void VideoEncoder::encode(FramePtr frame, std::int64_t time, std::int64_t duration, const Deliver& deliver) {
+  frame->pts = time;
+  frame->sample_aspect_ratio = context_->sample_aspect_ratio;
+  frame->colorspace = context_->colorspace;
+  frame->color_range = context_->color_range;
+  frame->color_primaries = context_->color_primaries;
+  frame->color_trc = context_->color_trc;
+  durations_[time] = duration;
+  const int error = avcodec_send_frame(context_.get(), frame.get());
+  if (error < 0) throw UserError("a picture could not be encoded (" + errorText(error) + "); choose another kind of output");
+  drain(deliver);
+}
+
+void VideoEncoder::flush(const Deliver& deliver) {
+  avcodec_send_frame(context_.get(), nullptr);
+  drain(deliver);
+}
+
+void VideoEncoder::drain(const Deliver& deliver) {
+  const PacketPtr packet = makePacket();
+  for (;;) {
+    const int state = avcodec_receive_packet(context_.get(), packet.get());
+    if (state == AVERROR(EAGAIN) || state == AVERROR_EOF) return;
+    if (state < 0) throw UserError("a picture could not be encoded (" + errorText(state) + "); choose another kind of output");
+    const auto known = durations_.find(packet->pts);
+    if (known != durations_.end()) {
+      packet->duration = known->second;
+      durations_.erase(known);
+    }
+    deliver(*packet);
+    av_packet_unref(packet.get());
+  }
+}
+
+}  // namespace kalvetra

@@ -1,0 +1,33 @@
+// Encodes packed pictures.
+#pragma once
+
+#include <functional>
+#include <map>
+
+#include "media/output_format.h"
+
+namespace kalvetra {
+
+class VideoEncoder {
+ public:
+  // `color` are the tags that the encoded pictures carry.
+  VideoEncoder(const OutputFormat& format, const PictureFormat& pictures, const ColorTags& color, int threads,
+               bool globalHeader);
+
+  using Deliver = std::function<void(AVPacket&)>;  // called with each finished packet, times in timeBase()
+
+  // Time and duration in timeBase(); times must grow.
+  void encode(FramePtr frame, std::int64_t time, std::int64_t duration, const Deliver& deliver);
+  void flush(const Deliver& deliver);
+
+  AVRational timeBase() const { return context_->time_base; }
+  const AVCodecContext& context() const { return *context_; }
+
+ private:
+  void drain(const Deliver& deliver);
+
+  CodecContextPtr context_;
+  std::map<std::int64_t, std::int64_t> durations_;  // by time, of pictures still in the encoder
+};
+
+}  // namespace kalvetra

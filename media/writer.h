@@ -1,0 +1,54 @@
+// Writes a keyed clip: its pictures, and what its source carries besides.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "media/frame_packer.h"
+#include "media/packet_sink.h"
+#include "media/reader.h"
+#include "media/video_encoder.h"
+
+namespace kalvetra {
+
+class Writer {
+ public:
+  // Prepares the output for the clip that `source` reads, and tells `source` which streams to deliver. `output` must
+  // outlive the writer. Throws UserError when such pictures or such a file cannot be written.
+  Writer(const OutputFormat& format, const TemporaryOutput& output, const std::string& shownName, Reader& source,
+         int threads);
+
+  // What of the source the output cannot hold, a sentence each.
+  const std::vector<std::string>& leftOut() const { return leftOut_; }
+
+  // A keyed picture, turned and packed for the encoder. May be called from several threads at once.
+  FramePtr pack(const Image& image) const;
+  // Writes a packed picture. Time and duration in the source's video time base.
+  void write(FramePtr picture, std::int64_t time, std::int64_t duration);
+  // Writes packets that the source delivered.
+  void writeCopied(std::vector<PacketPtr>& packets);
+  // Completes the file; only then may the output be put in its place.
+  void finish();
+
+ private:
+  void openMovie(const OutputFormat& format, const TemporaryOutput& output, Reader& source, int threads);
+  void declareCopiedStreams(MovieFile& movie, Reader& source);
+  void noteLeftOut(const Reader& source, const OutputFormat& format);
+  void keepTimecode(const Reader& source, AVStream& video, const OutputFormat& format);
+  void deliver(AVPacket& packet);
+
+  std::string shownName_;
+  int quarterTurns_;  // to be turned in the pixels
+  PictureFormat pictures_;
+  ColorTags color_;
+  FramePacker packer_;
+  std::unique_ptr<PacketSink> sink_;
+  std::unique_ptr<VideoEncoder> encoder_;
+  std::map<int, int> copiedTo_;            // source stream -> output stream
+  std::map<int, AVRational> copiedBase_;   // time base of a source stream
+  std::vector<std::string> leftOut_;
+};
+
+}  // namespace kalvetra
