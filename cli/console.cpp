@@ -24,6 +24,10 @@ std::string clockTime(double seconds) {
 
 void note(const std::string& sentence) { std::fprintf(stderr, "kalvetra: %s\n", sentence.c_str()); }
 
+std::string counted(std::int64_t number, const std::string& noun) {
+  return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
+}
+
 Progress::Progress(std::int64_t expectedFrames) : expected_(expectedFrames), onTerminal_(isatty(STDERR_FILENO) != 0) {}
 
 double Progress::seconds() const { return std::chrono::duration<double>(Clock::now() - start_).count(); }

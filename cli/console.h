@@ -10,6 +10,9 @@ namespace kalvetra {
 // One line, headed by the program's name.
 void note(const std::string& sentence);
 
+// "1 frame", "2 frames".
+std::string counted(std::int64_t number, const std::string& noun);
+
 // Frames done, speed and time left: a bar on a terminal, a plain line every few seconds elsewhere.
 class Progress {
  public:

@@ -38,8 +38,8 @@ std::string speed(const Progress& progress) {
 std::string describeDamage(const Reader& source, std::int64_t keyed) {
   const std::int64_t lost = source.lostFrames(), damaged = source.damagedFrames();
   if (lost + damaged == 0) return {};
-  return source.path() + ": the file is damaged: " + std::to_string(lost) + " frames are lost and " +
-         std::to_string(damaged) + " hold errors; " + std::to_string(keyed) + " could be read";
+  return source.path() + ": the file is damaged: " + counted(lost, "frame") + " lost, " + counted(damaged, "frame") +
+         " with errors; " + counted(keyed, "frame") + " could be read";
 }
 
 void run(const CLI::App& command, const KeyCommand& options) {
@@ -51,9 +51,9 @@ void run(const CLI::App& command, const KeyCommand& options) {
   if (!source.colorGuess().empty()) {
     note(options.input + " does not say how its colours are coded; taken for " + source.colorGuess() + ", by its height");
   }
-  const KeySettings settings = settleKeyColor(options.choice, options.input, options.threads);
   auto writer = std::make_unique<Writer>(format, output, options.output, source, options.threads);
   for (const std::string& sentence : writer->leftOut()) note(sentence);
+  const KeySettings settings = settleKeyColor(options.choice, options.input, options.threads);
 
   Progress progress(source.expectedFrames());
   keyClip(source, *writer, settings, options.threads, [&] { progress.advance(); });
@@ -62,14 +62,13 @@ void run(const CLI::App& command, const KeyCommand& options) {
   if (progress.frames() == 0) throw UserError(options.input + ": no picture in it can be read; check the file");
   const std::string damage = describeDamage(source, progress.frames());
   if (!damage.empty() && !options.keepPartial) {
-    throw UserError(damage + "; nothing was written, --keep-partial would keep those");
+    throw UserError(damage + "; nothing was written, --keep-partial would keep them");
   }
   writer->finish();
   writer.reset();
   output.commit();
-  if (!damage.empty()) throw UserError(damage + " and are in " + options.output);
-  note("keyed " + std::to_string(progress.frames()) + (progress.frames() == 1 ? " frame in " : " frames in ") +
-       speed(progress) + " to " + options.output);
+  if (!damage.empty()) throw UserError(damage + " and went to " + options.output);
+  note("keyed " + counted(progress.frames(), "frame") + " in " + speed(progress) + " to " + options.output);
 }
 
 }  // namespace

@@ -69,7 +69,7 @@ void addValueOption(CLI::App& command, const Parameter& p, KeyChoice& choice) {
   const std::string name = "--" + std::string(p.slug);
   const auto parse = [&p, &choice, name](const std::string& text) {
     const std::optional<int> value = parseValue(p, text);
-    if (!value) throw CLI::ValidationError(name, "'" + text + "' will not do; give one of " + valueRange(p));
+    if (!value) throw CLI::ValidationError(name, "'" + text + "' is not among its values; give " + valueRange(p));
     choice.settings.*p.value = *value;
   };
   command.add_option_function<std::string>(name, parse, std::string(p.help))
@@ -98,8 +98,8 @@ std::array<int, 3> findKeyColor(const std::string& input, int threads) {
                     " of the picture is of one green, 5 % must be); name its colour with --key-color");
   }
   note("key colour " + hexColor(found->red, found->green, found->blue) + ", found in " + std::to_string(found->pixels) +
-       " of " + std::to_string(found->examined) + " pixels examined in " + std::to_string(frames.size()) +
-       (frames.size() == 1 ? " frame" : " frames"));
+       " of " + std::to_string(found->examined) + " pixels examined in " +
+       counted(static_cast<std::int64_t>(frames.size()), "frame"));
   return {found->red, found->green, found->blue};
 }
 

@@ -6,16 +6,31 @@
 
 namespace kalvetra {
 
+namespace {
+
+// The next picture of `reader`, appended to `images`. False when there is none.
+bool appendNext(Reader& reader, FrameConverter& converter, std::vector<Image>& images) {
+  SourceFrame frame;
+  if (!reader.next(frame)) return false;
+  images.push_back(converter.convert(*frame.picture));
+  return true;
+}
+
+}  // namespace
+
 std::vector<Image> sampleFrames(const std::string& path, int count, int threads, const std::atomic<bool>& stop) {
-  Reader reader(path, threads, stop);
-  FrameConverter converter(reader.format().color);
   std::vector<Image> images;
-  for (int i = 0; i < count && !stop; ++i) {
-    if (reader.expectedFrames() != 1) reader.seek((i + 0.5) / count);  // where that fails, the next picture serves
-    SourceFrame frame;
-    if (!reader.next(frame)) break;
-    images.push_back(converter.convert(*frame.picture));
+  {
+    Reader reader(path, threads, stop);
+    FrameConverter converter(reader.format().color);
+    for (int i = 0; i < count && !stop && reader.expectedFrames() != 1; ++i) {
+      if (reader.seek((i + 0.5) / count)) appendNext(reader, converter, images);
+    }
   }
+  if (!images.empty()) return images;
+  Reader reader(path, threads, stop);  // a still, or a file that cannot be searched
+  FrameConverter converter(reader.format().color);
+  while (static_cast<int>(images.size()) < count && !stop && appendNext(reader, converter, images)) continue;
   return images;
 }
 

@@ -12,6 +12,7 @@ namespace kalvetra {
 namespace {
 
 constexpr int kLargestSide = 65535;  // the engine's records hold sizes in 16 bits
+constexpr std::int64_t kEndTolerance = AV_TIME_BASE / 4;  // declared durations are a little long in many sound files
 
 int stopRequested(void* stop) { return static_cast<const std::atomic<bool>*>(stop)->load() ? 1 : 0; }
 
@@ -114,9 +115,10 @@ bool Reader::next(SourceFrame& frame) {
     const int state = avcodec_receive_frame(decoder_.get(), frame.picture.get());
     if (state == 0) {
       stamp(frame);
+      ++delivered_;
       return true;
     }
-    if (state != AVERROR(EAGAIN) && state != AVERROR_EOF) ++lost_;
+    if (state != AVERROR(EAGAIN) && state != AVERROR_EOF) ++undecodable_;
     if (state == AVERROR_EOF || !feedDecoder(frame)) {
       frame.picture.reset();
       return false;
@@ -134,9 +136,11 @@ bool Reader::feedDecoder(SourceFrame& frame) {
       return avcodec_send_packet(decoder_.get(), nullptr) >= 0;  // drains what the decoder still holds
     }
     const int index = packet->stream_index;
+    noteEnd(*packet);
     if (index == videoIndex_) {
       ++packets_;
-      if (avcodec_send_packet(decoder_.get(), packet.get()) < 0) ++lost_;
+      if ((packet->flags & AV_PKT_FLAG_DISCARD) != 0) ++discarded_;
+      if (avcodec_send_packet(decoder_.get(), packet.get()) < 0) ++undecodable_;
       return true;
     }
     if (copied_.contains(index)) {
@@ -146,6 +150,14 @@ bool Reader::feedDecoder(SourceFrame& frame) {
       frame.copied.push_back(std::move(packet));
     }
   }
+}
+
+// How far into the clip the file's packets reach, whatever their stream.
+void Reader::noteEnd(const AVPacket& packet) {
+  if (packet.pts == AV_NOPTS_VALUE) return;
+  const AVStream& stream = *input_->streams[packet.stream_index];
+  const std::int64_t end = packet.pts + packet.duration - startOf(stream);
+  reached_ = std::max(reached_, av_rescale_q(end, stream.time_base, av_make_q(1, AV_TIME_BASE)));
 }
 
 std::int64_t Reader::startOf(const AVStream& stream) const {
@@ -179,9 +191,23 @@ bool Reader::seek(double fraction) {
   return true;
 }
 
+// A decoder drops pictures silently once it has met damage; some codecs have packets without a picture at any time. So
+// the two are compared only when something is known to be wrong.
 std::int64_t Reader::lostFrames() const {
-  const std::int64_t missing = std::max<std::int64_t>(video().nb_frames - packets_, 0);
-  return lost_ + std::max<std::int64_t>(missing, cutShort_ ? 1 : 0);
+  const std::int64_t missing = std::max<std::int64_t>(missingFrames(), cutShort_ ? 1 : 0);
+  if (missing + undecodable_ + damaged_ == 0) return 0;
+  return missing + std::max(undecodable_, packets_ - discarded_ - delivered_);
+}
+
+// Pictures that the file declares and does not hold. Only MP4 and QuickTime count theirs reliably; elsewhere a file that
+// ends well before its declared duration is cut off.
+std::int64_t Reader::missingFrames() const {
+  const bool counted = std::string(input_->iformat->name).find("mp4") != std::string::npos;
+  if (counted) return std::max<std::int64_t>(video().nb_frames - packets_, 0);
+  if (input_->duration_estimation_method != AVFMT_DURATION_FROM_STREAM || input_->duration <= 0) return 0;
+  const std::int64_t rest = input_->duration - reached_;
+  if (rest < kEndTolerance) return 0;
+  return std::max<std::int64_t>(av_rescale_q(rest, av_make_q(1, AV_TIME_BASE), av_inv_q(format_.frameRate)), 1);
 }
 
 }  // namespace kalvetra

@@ -53,6 +53,8 @@ class Reader {
   void describePictures();
   bool feedDecoder(SourceFrame& frame);
   void stamp(SourceFrame& frame);
+  void noteEnd(const AVPacket& packet);
+  std::int64_t missingFrames() const;
   std::int64_t startOf(const AVStream& stream) const;
 
   std::string path_;
@@ -65,7 +67,9 @@ class Reader {
   std::set<int> copied_;
   std::int64_t lastTime_ = -1;
   std::int64_t nextTime_ = 0;  // where a picture without a timestamp belongs
-  std::int64_t packets_ = 0, lost_ = 0, damaged_ = 0;
+  std::int64_t packets_ = 0, delivered_ = 0, undecodable_ = 0, damaged_ = 0;
+  std::int64_t discarded_ = 0;  // packets that an edit list cuts off
+  std::int64_t reached_ = 0;  // end of the last packet, in AV_TIME_BASE units
   bool cutShort_ = false;  // the file ended with an error
 };
 

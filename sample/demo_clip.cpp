@@ -101,7 +101,7 @@ DemoFrame drawFrame(int index) {
       const float px = static_cast<float>(x) + 0.5F, py = static_cast<float>(y) + 0.5F;
       const Pixel& front = subject.at(x, y);
       Color seen = front.color;
-      if (front.alpha < 1) seen = seen + screen(px, py) * (shadow.lightAt(px - 96, py - 40) * (1 - front.alpha));
+      if (front.alpha < 1) seen = seen + screen(px, py) * (shadow.lightAt(px - 190, py - 56) * (1 - front.alpha));
       frame.argb.push_back(255);
       for (const float channel : {seen.r, seen.g, seen.b}) {
         frame.argb.push_back(toByte(255 * channel + sensorNoise(seed++)));

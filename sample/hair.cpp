@@ -43,7 +43,7 @@ Vec strandPoint(const Strand& s, float t) {
 
 // Light on hair: by the side that the head shows there, and a band of shine across the crown.
 Color hairColor(Vec p, const Strand& s) {
-  const float facing = 0.62F - 0.0042F * p.x - 0.0030F * (std::min(p.y, 210.0F) - 125);
+  const float facing = 0.66F - 0.0022F * p.x - 0.0030F * (std::min(p.y, 210.0F) - 125);
   const float band =
       bell((p.y - 92 - 0.0035F * p.x * p.x + 6 * random(s.seed + 5)) / 15, 0) + 0.4F * bell((p.y - 222) / 22, 0);
   const float tone = (0.55F + 0.75F * random(s.seed + 6)) * (0.40F + 0.75F * facing);
