@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <memory>
 
 #include "engine/KALVETRA_MakeMaskGreenBack32bit.h"
@@ -90,7 +91,7 @@ void clipMatte(unsigned char* result, std::size_t pixels, int clipBlack, int cli
   if (clipBlack < 0.01 && clipWhite > 99.9) return;
   int lo = rounded(clipBlack * 255.0 / 100.0);
   const int hi = rounded(clipWhite * 255.0 / 100.0);
-  if (lo == hi) ++lo;
+  if (lo == hi && lo < std::numeric_limits<int>::max()) ++lo;
   CImagingZEP imaging;
   for (std::size_t i = 0; i < pixels; ++i) {
     unsigned char& alpha = result[i * 4 + 3];

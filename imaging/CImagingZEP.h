@@ -4,8 +4,8 @@
 //  - A 32-bit pixel is 4 bytes: 0 blue, 1 green, 2 red, 3 alpha (the matte), each 0..255.
 //  - Sizes are in pixels, strides and row lengths in bytes. "Packed" means a stride of exactly 4 * width.
 //  - The caller owns every buffer. Nothing is kept between calls; two threads may work on different buffers at once.
-//  - Routines that answer an int return 1 when done and 0 when a buffer is null or a radius is negative (nothing is done
-//    then). A width or height below 1 makes them do nothing.
+//  - Routines that answer an int return 1 when done and, unless stated otherwise, 0 when a buffer is null or a radius is
+//    negative (nothing is done then). A width or height below 1 makes them do nothing.
 //  - Working memory that cannot be had throws std::bad_alloc; the image is then as it was, unless stated otherwise.
 //  - A float that is converted to an integer is truncated toward zero; out of range it saturates, and NaN gives 0.
 #pragma once
@@ -63,7 +63,8 @@ class CImagingZEP {
   // --- Blurs --------------------------------------------------------------------------------------------------------
 
   // Box-averages the chroma of a packed image in place with a window of 2 * radius + 1 pixels a side; luma stays sharp.
-  // `scratch` has the image's size and is clobbered. Even radius 0 costs one round trip through Y, Cb, Cr. Channel 3 stays.
+  // `scratch` has the image's size and is clobbered. A radius below 1 still costs one round trip through Y, Cb, Cr, and
+  // counts as done. Channel 3 stays. When memory runs out the image is left as Y, Cb, Cr.
   int ChromaBlur32bit(int width, int height, unsigned char* image, unsigned char* scratch, int radius);
 
   // The box average of ChromaBlur32bit on an image that already holds Y, Cb, Cr in bytes 0, 1, 2.
@@ -98,7 +99,8 @@ class CImagingZEP {
                       int dstHeight, int dstStride, int threshold);
 
   // Splits a packed frame into its fields, and weaves them back: odd rows 1, 3, 5 ... (height / 2 of them) and even rows
-  // 0, 2, 4 ... ((height + 1) / 2). The odd field comes first among the arguments. Always 1.
+  // 0, 2, 4 ... ((height + 1) / 2). The odd field comes first among the arguments. Always 1; a field without rows may be
+  // null, the frame may not.
   int SepareteField32bit(int width, int height, unsigned char* frame, unsigned char* oddField,
                          unsigned char* evenField);
   int CompositeField32bit(int width, int height, unsigned char* frame, unsigned char* oddField,

@@ -1,6 +1,8 @@
 // Conversions between 8-bit RGB, YIQ and the polar HLS, and the interpolation that key parameters go through.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <numbers>
 
 #include "imaging/CImagingZEP.h"
@@ -81,4 +83,8 @@ int CImagingZEP::LinerInter(int x, int x0, int x1, int y0, int y1) {
   return kalvetra::truncToInt(difference(y1, y0) / difference(x1, x0) * difference(x, x0) + static_cast<float>(y0));
 }
 
-int CImagingZEP::Align8(int n) { return n % 4 == 0 ? n : n - n % 4 + 4; }
+int CImagingZEP::Align8(int n) {
+  if (n % 4 == 0) return n;
+  const std::int64_t aligned = std::int64_t{n} - n % 4 + 4;
+  return static_cast<int>(std::min<std::int64_t>(aligned, std::numeric_limits<int>::max()));
+}

@@ -23,10 +23,11 @@ int squareMinimum(const unsigned char* matte, std::ptrdiff_t stride) {
   return smallest;
 }
 
+// True when that changed a pixel.
 template <class Minimum>
-int contractOnce(int width, int height, unsigned char* image, int slack, Minimum minimum) {
-  if (image == nullptr) return 0;
-  if (width < 3 || height < 3) return 1;
+bool contractOnce(int width, int height, unsigned char* image, int slack, Minimum minimum) {
+  if (width < 3 || height < 3) return false;
+  bool changed = false;
   const std::ptrdiff_t stride = std::ptrdiff_t{4} * width;
   const std::size_t bytes = kalvetra::byteCount(width, height) * 4;
   const auto output = std::make_unique<unsigned char[]>(bytes);
@@ -36,31 +37,37 @@ int contractOnce(int width, int height, unsigned char* image, int slack, Minimum
       const std::ptrdiff_t at = y * stride + std::ptrdiff_t{4} * x + 3;
       // 64 bits: a slack at the far end of int must not overflow.
       const std::int64_t floor = std::int64_t{minimum(image + at, stride)} + slack;
-      if (image[at] > floor) output[static_cast<std::size_t>(at)] = static_cast<unsigned char>(floor);
+      if (image[at] <= floor) continue;
+      output[static_cast<std::size_t>(at)] = static_cast<unsigned char>(floor);
+      changed = true;
     }
   }
   std::memcpy(image, output.get(), bytes);
-  return 1;
+  return changed;
 }
 
 }  // namespace
 
 int CImagingZEP::ContGrayCore4(int width, int height, unsigned char* image, int slack) {
-  return contractOnce(width, height, image, slack, crossMinimum);
+  if (image == nullptr) return 0;
+  contractOnce(width, height, image, slack, crossMinimum);
+  return 1;
 }
 
 int CImagingZEP::ContGrayCore8(int width, int height, unsigned char* image, int slack) {
-  return contractOnce(width, height, image, slack, squareMinimum);
+  if (image == nullptr) return 0;
+  contractOnce(width, height, image, slack, squareMinimum);
+  return 1;
 }
 
 int CImagingZEP::ContGray7(int width, int height, unsigned char* image, int steps, int slack) {
   if (image == nullptr) return 0;
-  for (int i = 0; i < steps; ++i) {
-    if (i % 2 == 0) {
-      ContGrayCore4(width, height, image, slack);
-    } else {
-      ContGrayCore8(width, height, image, slack);
-    }
+  // Once neither kind of step changes anything, no further one will: step counts may be absurdly large.
+  int idleSteps = 0;
+  for (int i = 0; i < steps && idleSteps < 2; ++i) {
+    const bool changed = i % 2 == 0 ? contractOnce(width, height, image, slack, crossMinimum)
+                                    : contractOnce(width, height, image, slack, squareMinimum);
+    idleSteps = changed ? 0 : idleSteps + 1;
   }
   return 1;
 }

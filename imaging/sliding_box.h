@@ -38,7 +38,7 @@ inline int effectiveRadius(int width, int height, int radius) { return std::min(
 template <std::size_t Channels, class Write>
 void slideBox(const BoxSource& source, int radius, Write write) {
   const int width = source.width, height = source.height;
-  std::vector<std::array<int, Channels>> columns(static_cast<std::size_t>(width));
+  std::vector<std::array<std::int64_t, Channels>> columns(static_cast<std::size_t>(width));
   const auto addRow = [&](int y, int sign) {
     const unsigned char* pixel = source.data + y * source.stride;
     for (auto& column : columns) {

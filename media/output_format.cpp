@@ -11,13 +11,13 @@ namespace {
 
 const std::vector<OutputFormat>& keyedFormats() {
   static const std::vector<OutputFormat> formats{
-      {".mov", "ProRes 4444", "mov", "prores_ks", AV_PIX_FMT_YUVA444P10, {{"profile", "4444"}, {"alpha_bits", "16"}}, true, true},
+      {".mov", "ProRes 4444", "mov", "prores_ks", AV_PIX_FMT_YUVA444P10, {{"profile", "4444"}, {"alpha_bits", "16"}}, true, true, true},
       // Four slices whatever the number of threads: the file's bytes must not depend on it.
-      {".mkv", "FFV1, lossless", "matroska", "ffv1", AV_PIX_FMT_BGRA, {{"level", "3"}, {"slices", "4"}, {"slicecrc", "1"}}, false, true},
+      {".mkv", "FFV1, lossless", "matroska", "ffv1", AV_PIX_FMT_BGRA, {{"level", "3"}, {"slices", "4"}, {"slicecrc", "1"}}, false, true, false},
       // The alternate reference frames that VP9 likes cannot carry alpha.
       {".webm", "VP9", "webm", "libvpx-vp9", AV_PIX_FMT_YUVA420P,
-       {{"crf", "15"}, {"b", "0"}, {"auto-alt-ref", "0"}, {"cpu-used", "4"}, {"row-mt", "1"}}, false, false},
-      {".png", "PNG, lossless", nullptr, "png", AV_PIX_FMT_RGBA, {}, false, false},
+       {{"crf", "15"}, {"b", "0"}, {"auto-alt-ref", "0"}, {"cpu-used", "4"}, {"row-mt", "1"}}, false, false, false},
+      {".png", "PNG, lossless", nullptr, "png", AV_PIX_FMT_RGBA, {}, false, false, false},
   };
   return formats;
 }
@@ -38,7 +38,7 @@ const OutputFormat& outputFormatFor(const std::string& path) {
 
 const OutputFormat& demonstrationFormat() {
   static const OutputFormat format{
-      ".mp4", "H.264", "mp4", "libx264", AV_PIX_FMT_YUV420P, {{"crf", "14"}, {"preset", "fast"}}, true, true};
+      ".mp4", "H.264", "mp4", "libx264", AV_PIX_FMT_YUV420P, {{"crf", "14"}, {"preset", "fast"}}, true, true, true};
   return format;
 }
 

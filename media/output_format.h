@@ -18,6 +18,7 @@ struct OutputFormat {
   std::vector<std::pair<std::string, std::string>> options;  // of the encoder
   bool keepsDisplayMatrix;  // otherwise pictures are turned upright before they are written
   bool keepsTimecode;
+  bool keepsNegativeTimes;
 };
 
 // The format for that name. Throws UserError, naming the known ones, when the name fits none.

@@ -43,11 +43,29 @@ AVStream& MovieFile::addStream(const AVCodecParameters& parameters, AVRational t
 
 bool MovieFile::wantsGlobalHeader() const { return (context_->oformat->flags & AVFMT_GLOBALHEADER) != 0; }
 
-bool MovieFile::takes(AVCodecID codec) const {
-  return avformat_query_codec(context_->oformat, codec, FF_COMPLIANCE_NORMAL) == 1;
+// Tried out in memory: what the libraries say about a codec beforehand is not always true.
+bool MovieFile::takes(const AVCodecParameters& parameters) const {
+  AVFormatContext* trial = nullptr;
+  if (avformat_alloc_output_context2(&trial, context_->oformat, nullptr, nullptr) < 0) throw std::bad_alloc();
+  AVStream* stream = avformat_new_stream(trial, nullptr);
+  bool taken = stream != nullptr && avcodec_parameters_copy(stream->codecpar, &parameters) >= 0 &&
+               avio_open_dyn_buf(&trial->pb) >= 0;
+  if (taken) {
+    stream->codecpar->codec_tag = 0;
+    stream->time_base = {1, parameters.sample_rate};
+    taken = avformat_write_header(trial, nullptr) >= 0;
+    std::uint8_t* bytes = nullptr;
+    avio_close_dyn_buf(trial->pb, &bytes);
+    av_free(bytes);
+  }
+  avformat_free_context(trial);
+  return taken;
 }
 
-void MovieFile::begin() { check(avformat_write_header(context_, nullptr), "header"); }
+void MovieFile::begin() {
+  context_->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;  // pictures keep their times, whatever the sound begins with
+  check(avformat_write_header(context_, nullptr), "header");
+}
 
 void MovieFile::write(AVPacket& packet, AVRational timeBase) {
   av_packet_rescale_ts(&packet, timeBase, context_->streams[packet.stream_index]->time_base);

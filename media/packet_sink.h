@@ -27,8 +27,8 @@ class MovieFile : public PacketSink {
   // Streams are numbered from 0 in the order of the calls. The returned stream may be completed until begin().
   AVStream& addStream(const AVCodecParameters& parameters, AVRational timeBase);
   bool wantsGlobalHeader() const;
-  // True when files of this kind may hold that codec.
-  bool takes(AVCodecID codec) const;
+  // True when files of this kind can hold such a stream.
+  bool takes(const AVCodecParameters& parameters) const;
   AVDictionary** metadata() { return &context_->metadata; }
   void begin();
   void write(AVPacket& packet, AVRational timeBase) override;

@@ -160,8 +160,9 @@ void Reader::noteEnd(const AVPacket& packet) {
   reached_ = std::max(reached_, av_rescale_q(end, stream.time_base, av_make_q(1, AV_TIME_BASE)));
 }
 
+// Where the clip begins. A start before 0 is the run-up of a sound track and does not count.
 std::int64_t Reader::startOf(const AVStream& stream) const {
-  if (input_->start_time == AV_NOPTS_VALUE) return 0;
+  if (input_->start_time == AV_NOPTS_VALUE || input_->start_time < 0) return 0;
   return av_rescale_q(input_->start_time, av_make_q(1, AV_TIME_BASE), stream.time_base);
 }
 

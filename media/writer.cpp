@@ -73,7 +73,8 @@ Writer::Writer(const OutputFormat& format, const TemporaryOutput& output, const 
       quarterTurns_(format.keepsDisplayMatrix ? 0 : source.format().quarterTurns()),
       pictures_(writtenPictures(source.format(), format)),
       color_(writtenColor(pictures_.color, format.pixelFormat)),
-      packer_(format.pixelFormat, color_.matrix) {
+      packer_(format.pixelFormat, color_.matrix),
+      keepsNegativeTimes_(format.keepsNegativeTimes) {
   if (format.muxer != nullptr) {
     if (output.isSequence()) throw UserError(shownName + ": only .png files are numbered; name one file without a %");
     openMovie(format, output, source, threads);
@@ -117,7 +118,7 @@ void Writer::declareCopiedStreams(MovieFile& movie, Reader& source) {
   const AVFormatContext& container = source.container();
   for (unsigned int i = 0; i < container.nb_streams; ++i) {
     const AVStream& from = *container.streams[i];
-    if (from.codecpar->codec_type != AVMEDIA_TYPE_AUDIO || !movie.takes(from.codecpar->codec_id)) continue;
+    if (from.codecpar->codec_type != AVMEDIA_TYPE_AUDIO || !movie.takes(*from.codecpar)) continue;
     AVStream& to = movie.addStream(*from.codecpar, from.time_base);
     to.codecpar->codec_tag = 0;  // each container has its own
     to.disposition = from.disposition;
@@ -160,6 +161,10 @@ void Writer::deliver(AVPacket& packet) {
 void Writer::writeCopied(std::vector<PacketPtr>& packets) {
   for (const PacketPtr& packet : packets) {
     const int from = packet->stream_index;
+    // The encoder's run-up of a sound track ends before the clip begins. Where a container has no negative times, it
+    // would push all pictures back.
+    const bool runUp = packet->pts != AV_NOPTS_VALUE && packet->pts + packet->duration <= 0;
+    if (runUp && !keepsNegativeTimes_) continue;
     packet->stream_index = copiedTo_.at(from);
     sink_->write(*packet, copiedBase_.at(from));
   }

@@ -44,6 +44,7 @@ class Writer {
   PictureFormat pictures_;
   ColorTags color_;
   FramePacker packer_;
+  bool keepsNegativeTimes_;
   std::unique_ptr<PacketSink> sink_;
   std::unique_ptr<VideoEncoder> encoder_;
   std::map<int, int> copiedTo_;            // source stream -> output stream
