@@ -96,7 +96,7 @@ TEST(DemoClip, SubjectMovesAndItsFastHandIsBlurred) {
 
 TEST(DemoClip, ShadowDarkensTheScreenButIsNotInTheAlpha) {
   // Screen that the hand's shadow reaches at one end of the wave only.
-  const Area behindHand{840, 260, 860, 300};
+  const Area behindHand{934, 276, 954, 316};
   for (const int index : {kSlow, kOtherEnd}) {
     EXPECT_EQ(count(behindHand, [&](std::size_t i) { return frame(index).alpha[i] != 0; }), 0) << index;
   }

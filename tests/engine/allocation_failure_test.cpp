@@ -1,0 +1,86 @@
+// Memory that runs out at every possible place: nothing leaks (the sanitizers watch), the driver answers 3.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+
+#include "engine/KALVETRA_MakeMaskGreenBack32bit.h"
+#include "parameters/key_settings.h"
+#include "tests/support/test_images.h"
+
+namespace {
+
+long allocationsLeft = -1;  // counts down to the one that fails; negative: none does
+
+void* allocate(std::size_t size) {
+  if (allocationsLeft == 0) throw std::bad_alloc();
+  if (allocationsLeft > 0) --allocationsLeft;
+  void* memory = std::malloc(size == 0 ? 1 : size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return allocate(size); }
+void* operator new[](std::size_t size) { return allocate(size); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+
+namespace {
+
+using kalvetra::test::Bytes;
+
+KALVETRA_Param makeRecord(Bytes& source, Bytes& result, unsigned int smooth) {
+  KALVETRA_Param p{};
+  p.pSrc = source.data();
+  p.pDst = result.data();
+  p.nWidth = 12;
+  p.nHeight = 9;
+  p.keyColor[1][0] = 180;
+  p.nSkinHue[0] = 145;
+  p.nBlueHue[0] = 290;
+  p.bSmoothBG = smooth;
+  p.nDeBlock = p.nContractMask = p.nMaskBlurRadius = 2;
+  return p;
+}
+
+TEST(AllocationFailure, TheDriverAnswersThreeWhereverItHappens) {
+  Bytes source = kalvetra::test::noise(12 * 9 * 4, 1), result(source.size());
+  for (const unsigned int smooth : {0u, 1u}) {
+    for (const unsigned int fields : {0u, 1u}) {
+      KALVETRA_Param param = makeRecord(source, result, smooth);
+      KALVEVIE_Param view{fields};
+      long failures = 0;
+      for (unsigned int status = 3; status == 3; ++failures) {
+        allocationsLeft = failures;
+        status = KALVETRA_MakeMaskGreenBack32bit(&param, &view, 0);
+        allocationsLeft = -1;
+        ASSERT_TRUE(status == 3 || status == 0) << status;
+      }
+      EXPECT_GT(failures, 10);
+    }
+  }
+}
+
+TEST(AllocationFailure, TheRenderEntryPassesItsOwnOn) {
+  kalvetra::KeySettings settings = kalvetra::defaultSettings();
+  settings.keyColor = {0.1, 0.7, 0.2};
+  const Bytes frame = kalvetra::test::noise(12 * 9 * 4, 1);
+  Bytes out(frame.size());
+  for (const long failing : {0L, 1L}) {  // the two working images
+    allocationsLeft = failing;
+    bool thrown = false;
+    try {
+      kalvetra::renderFrame(settings, frame.data(), out.data(), 12, 9);
+    } catch (const std::bad_alloc&) {
+      thrown = true;
+    }
+    allocationsLeft = -1;
+    EXPECT_TRUE(thrown);
+  }
+}
+
+}  // namespace
