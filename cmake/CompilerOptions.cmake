@@ -20,4 +20,7 @@ if(KALVETRA_SANITIZE)
   set(sanitizers -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_compile_options(${sanitizers} -O1)
   add_link_options(${sanitizers})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    add_compile_options(-Wno-maybe-uninitialized)  # false alarms in the standard library under the sanitizers
+  endif()
 endif()

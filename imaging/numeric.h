@@ -18,7 +18,8 @@ int truncToInt(Float v) {
 // Truncated toward zero and clamped to 0..255.
 inline unsigned char truncToByte(float v) {
   if (!(v > 0.0f)) return 0;
-  return v >= 255.0f ? 255 : static_cast<unsigned char>(v);
+  if (v >= 255.0f) return 255;
+  return static_cast<unsigned char>(v);
 }
 
 inline unsigned char clampToByte(int v) { return static_cast<unsigned char>(v < 0 ? 0 : v > 255 ? 255 : v); }

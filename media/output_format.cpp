@@ -16,7 +16,7 @@ const std::vector<OutputFormat>& keyedFormats() {
       {".mkv", "FFV1, lossless", "matroska", "ffv1", AV_PIX_FMT_BGRA, {{"level", "3"}, {"slices", "4"}, {"slicecrc", "1"}}, false, true, false},
       // The alternate reference frames that VP9 likes cannot carry alpha.
       {".webm", "VP9", "webm", "libvpx-vp9", AV_PIX_FMT_YUVA420P,
-       {{"crf", "15"}, {"b", "0"}, {"auto-alt-ref", "0"}, {"cpu-used", "4"}, {"row-mt", "1"}}, false, false, false},
+       {{"crf", "15"}, {"b", "0"}, {"auto-alt-ref", "0"}, {"cpu-used", "4"}}, false, false, false},
       {".png", "PNG, lossless", nullptr, "png", AV_PIX_FMT_RGBA, {}, false, false, false},
   };
   return formats;

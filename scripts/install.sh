@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Installs what building needs and is not there yet: with apt on Debian, with brew on a Mac.
+# With --tests also what the tests need.
+set -euo pipefail
+
+debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libtbb-dev libcli11-dev)
+mac=(cmake ninja pkg-config ffmpeg tbb cli11)
+if [ "${1:-}" = --tests ]; then
+  debian+=(libgtest-dev nlohmann-json3-dev ffmpeg)
+  mac+=(googletest nlohmann-json)
+fi
+
+if command -v apt-get >/dev/null; then
+  missing=()
+  for package in "${debian[@]}"; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && exit 0
+  as_root=()
+  [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+  "${as_root[@]}" apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+elif command -v brew >/dev/null; then
+  brew install --quiet "${mac[@]}"
+else
+  echo "install.sh: neither apt-get nor brew is here; install by hand: ${debian[*]}" >&2
+  exit 1
+fi

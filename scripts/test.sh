@@ -1,0 +1,10 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and runs every test. An argument names another CMake preset: debug, sanitize.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+preset=${1:-release}
+
+scripts/install.sh --tests
+cmake --preset "$preset" >/dev/null
+cmake --build --preset "$preset"
+ctest --preset "$preset" --parallel 2

@@ -1,0 +1,183 @@
+// Packing, conversion and output places, without the command.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+
+#include "media/frame_converter.h"
+#include "media/frame_packer.h"
+#include "media/output_format.h"
+#include "media/temporary_output.h"
+#include "support/user_error.h"
+#include "tests/support/scratch_folder.h"
+#include "tests/support/test_images.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using kalvetra::FramePacker;
+using kalvetra::Image;
+using kalvetra::TemporaryOutput;
+using kalvetra::UserError;
+using kalvetra::test::ScratchFolder;
+
+Image noisyImage(int width, int height) {
+  Image image(width, height);
+  image.argb = kalvetra::test::noise(width * height * 4, 3);
+  return image;
+}
+
+Image solidImage(int width, int height, std::array<unsigned char, 4> argb) {
+  Image image(width, height);
+  for (std::size_t i = 0; i < image.argb.size(); ++i) image.argb[i] = argb[i % 4];
+  return image;
+}
+
+int sample(const AVFrame& frame, int plane, int x, int y, bool wide) {
+  const std::uint8_t* row = frame.data[plane] + std::ptrdiff_t{y} * frame.linesize[plane];
+  return wide ? reinterpret_cast<const std::uint16_t*>(row)[x] : row[x];
+}
+
+// What the exact formats hold comes back byte for byte, alpha included, at any width.
+TEST(Packing, ExactFormatsComeBackExactly) {
+  for (const AVPixelFormat format : {AV_PIX_FMT_BGRA, AV_PIX_FMT_RGBA}) {
+    for (const int width : {1, 2, 7, 33}) {
+      const Image image = noisyImage(width, 5);
+      const auto frame = FramePacker(format, AVCOL_SPC_RGB).pack(image);
+      kalvetra::FrameConverter converter({AVCOL_SPC_RGB, AVCOL_RANGE_JPEG, AVCOL_PRI_BT709, AVCOL_TRC_BT709});
+      EXPECT_EQ(image.argb, converter.convert(*frame).argb);
+    }
+  }
+}
+
+// 10-bit code values of the BT.709 and BT.601 colour bars, from the two recommendations.
+TEST(Packing, ColourCodesOfTheMatrices) {
+  const auto codes = [](AVColorSpace matrix, std::array<unsigned char, 4> argb) {
+    const auto frame = FramePacker(AV_PIX_FMT_YUVA444P10, matrix).pack(solidImage(3, 3, argb));
+    return std::array{sample(*frame, 0, 1, 1, true), sample(*frame, 1, 1, 1, true), sample(*frame, 2, 1, 1, true)};
+  };
+  EXPECT_EQ((std::array{940, 512, 512}), codes(AVCOL_SPC_BT709, {255, 255, 255, 255}));
+  EXPECT_EQ((std::array{64, 512, 512}), codes(AVCOL_SPC_BT709, {255, 0, 0, 0}));
+  EXPECT_EQ((std::array{250, 409, 960}), codes(AVCOL_SPC_BT709, {255, 255, 0, 0}));
+  EXPECT_EQ((std::array{691, 167, 105}), codes(AVCOL_SPC_BT709, {255, 0, 255, 0}));
+  EXPECT_EQ((std::array{326, 361, 960}), codes(AVCOL_SPC_SMPTE170M, {255, 255, 0, 0}));
+}
+
+TEST(Packing, EveryAlphaLevelSurvivesTenBits) {
+  Image ramp(256, 1);
+  for (int i = 0; i < 256; ++i) ramp.argb[static_cast<std::size_t>(i) * 4] = static_cast<unsigned char>(i);
+  const auto frame = FramePacker(AV_PIX_FMT_YUVA444P10, AVCOL_SPC_BT709).pack(ramp);
+  kalvetra::FrameConverter converter({AVCOL_SPC_BT709, AVCOL_RANGE_MPEG, AVCOL_PRI_BT709, AVCOL_TRC_BT709});
+  const Image back = converter.convert(*frame);
+  for (std::size_t i = 0; i < 256; ++i) EXPECT_EQ(i, back.argb[i * 4]);
+}
+
+// Transparent neighbours must not tint the edge: red beside invisible green stays red in its chroma.
+TEST(Packing, ChromaIsWeightedByAlpha) {
+  Image image = solidImage(4, 2, {0, 0, 255, 0});
+  for (const int x : {2, 3}) {
+    for (int y = 0; y < 2; ++y) std::copy_n(std::array<unsigned char, 4>{255, 255, 0, 0}.begin(), 4, image.row(y) + x * 4);
+  }
+  const auto frame = FramePacker(AV_PIX_FMT_YUVA420P, AVCOL_SPC_BT709).pack(image);
+  EXPECT_NEAR(102, sample(*frame, 1, 1, 0, false), 1);  // 8-bit BT.709 red
+  EXPECT_NEAR(240, sample(*frame, 2, 1, 0, false), 1);
+  EXPECT_EQ(0, sample(*frame, 3, 1, 0, false));
+  EXPECT_EQ(255, sample(*frame, 3, 2, 1, false));
+}
+
+// A YUV picture through both matrices: the tag decides, a wrong one moves colours by many levels.
+TEST(Conversion, FollowsTheTags) {
+  const std::array<unsigned char, 4> green{255, 32, 192, 64};
+  for (const AVColorSpace matrix : {AVCOL_SPC_BT709, AVCOL_SPC_SMPTE170M, AVCOL_SPC_BT2020_NCL}) {
+    const auto frame = FramePacker(AV_PIX_FMT_YUV420P, matrix).pack(solidImage(64, 48, green));
+    kalvetra::FrameConverter converter({matrix, AVCOL_RANGE_MPEG, AVCOL_PRI_BT709, AVCOL_TRC_BT709});
+    const Image back = converter.convert(*frame);
+    for (std::size_t c = 0; c < 4; ++c) EXPECT_NEAR(green[c], back.argb[(24 * 64 + 32) * 4 + c], 2) << matrix;
+    kalvetra::FrameConverter full({matrix, AVCOL_RANGE_JPEG, AVCOL_PRI_BT709, AVCOL_TRC_BT709});
+    EXPECT_GT(std::abs(green[1] - full.convert(*frame).argb[(24 * 64 + 32) * 4 + 1]), 4);
+  }
+  kalvetra::FrameConverter unknown({AVCOL_SPC_YCGCO, AVCOL_RANGE_MPEG, AVCOL_PRI_BT709, AVCOL_TRC_BT709});
+  EXPECT_THROW(unknown.convert(*kalvetra::makePicture(AV_PIX_FMT_YUV420P, 16, 16)), UserError);
+}
+
+TEST(Conversion, MissingTagsAreGuessedByHeight) {
+  std::string guess;
+  const auto guessed = [&](AVPixelFormat format, int height, kalvetra::ColorTags tags = {}) {
+    guess.clear();
+    return kalvetra::resolveColor(tags, format, height, guess);
+  };
+  EXPECT_EQ(AVCOL_SPC_BT709, guessed(AV_PIX_FMT_YUV420P, 1080).matrix);
+  EXPECT_EQ("BT.709 colour, limited range", guess);
+  EXPECT_EQ(AVCOL_SPC_SMPTE170M, guessed(AV_PIX_FMT_YUV420P, 480).matrix);
+  EXPECT_EQ(AVCOL_SPC_BT470BG, guessed(AV_PIX_FMT_YUV420P, 576).matrix);
+  EXPECT_EQ(AVCOL_RANGE_JPEG, guessed(AV_PIX_FMT_YUVJ420P, 480).range);
+  guessed(AV_PIX_FMT_RGB24, 480);
+  EXPECT_EQ("", guess);
+  const auto kept = guessed(AV_PIX_FMT_YUV420P, 1080, {AVCOL_SPC_SMPTE170M, AVCOL_RANGE_JPEG, AVCOL_PRI_SMPTE170M, AVCOL_TRC_SMPTE170M});
+  EXPECT_EQ("", guess);
+  EXPECT_EQ(AVCOL_SPC_SMPTE170M, kept.matrix);
+  EXPECT_EQ(AVCOL_RANGE_JPEG, kept.range);
+}
+
+TEST(Turning, QuarterTurnsMoveEveryPixel) {
+  Image image(3, 2);
+  for (std::size_t i = 0; i < 6; ++i) image.argb[i * 4] = static_cast<unsigned char>(i);  // 0 1 2 / 3 4 5
+  const auto order = [](const Image& turnedImage) {
+    std::string text;
+    for (std::size_t i = 0; i < 6; ++i) text += std::to_string(turnedImage.argb[i * 4]);
+    return text;
+  };
+  EXPECT_EQ("012345", order(turned(image, 0)));
+  EXPECT_EQ("304152", order(turned(image, 1)));  // clockwise: 3 0 / 4 1 / 5 2
+  EXPECT_EQ("543210", order(turned(image, 2)));
+  EXPECT_EQ("251403", order(turned(image, 3)));
+  EXPECT_EQ(2, turned(image, 1).width);
+}
+
+TEST(OutputPlace, AppearsOnlyWhenCommitted) {
+  const ScratchFolder folder;
+  const std::string target = folder.path("a.mov");
+  {
+    TemporaryOutput output(target, false);
+    std::ofstream(output.path()) << "half";
+  }
+  EXPECT_TRUE(folder.isEmpty());
+  {
+    TemporaryOutput output(target, false);
+    std::ofstream(output.path()) << "whole";
+    EXPECT_FALSE(fs::exists(target));
+    output.commit();
+  }
+  EXPECT_TRUE(fs::exists(target));
+  EXPECT_THROW(TemporaryOutput(target, false), UserError);
+  EXPECT_NO_THROW(TemporaryOutput(target, true));
+  EXPECT_TRUE(fs::exists(target)) << "replaced before there was anything to replace it with";
+  EXPECT_THROW(TemporaryOutput(folder.path("missing/a.mov"), false), UserError);
+  EXPECT_THROW(TemporaryOutput(folder.path(""), false), UserError);
+}
+
+TEST(OutputPlace, ASequenceReplacesTheWholeOldOne) {
+  const ScratchFolder folder;
+  for (const char* name : {"f-001.png", "f-002.png", "f-0003.png", "f-a.png", "g-001.png"}) std::ofstream(folder.path(name)) << "old";
+  const std::string target = folder.path("f-%03d.png");
+  EXPECT_THROW(TemporaryOutput(target, false), UserError);
+  {
+    TemporaryOutput output(target, true);
+    std::ofstream(output.path(1)) << "new";
+    output.commit();
+  }
+  EXPECT_EQ((std::vector<std::string>{"f-001.png", "f-a.png", "g-001.png"}), folder.names());
+  EXPECT_EQ("f-0042.png", kalvetra::numberedName("f-%04d.png", 42));
+  EXPECT_EQ("f-42.png", kalvetra::numberedName("f-%d.png", 42));
+  EXPECT_FALSE(kalvetra::isNumberedName("100%.png"));
+  EXPECT_FALSE(kalvetra::isNumberedName("%d-%d.png"));
+}
+
+TEST(OutputFormats, AreChosenByTheName) {
+  EXPECT_EQ(std::string("prores_ks"), kalvetra::outputFormatFor("x/y.MOV").encoder);
+  EXPECT_THROW(kalvetra::outputFormatFor("x/y.avi"), UserError);
+  EXPECT_THROW(kalvetra::outputFormatFor("mov"), UserError);
+}
+
+}  // namespace

@@ -1,0 +1,35 @@
+// Runs shell commands and looks at what they did.
+#pragma once
+
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <stdexcept>
+#include <string>
+
+namespace kalvetra::test {
+
+struct Outcome {
+  int status;          // exit status
+  std::string output;  // stdout and stderr together
+};
+
+inline Outcome run(const std::string& command) {
+  std::FILE* pipe = popen(("(" + command + ") 2>&1 </dev/null").c_str(), "r");
+  if (pipe == nullptr) throw std::runtime_error("no shell to run " + command);
+  Outcome outcome{0, {}};
+  char buffer[4096];
+  for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) outcome.output.append(buffer, n);
+  const int status = pclose(pipe);
+  outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return outcome;
+}
+
+// For steps that prepare a test: throws unless they succeed.
+inline std::string need(const std::string& command) {
+  const Outcome outcome = run(command);
+  if (outcome.status != 0) throw std::runtime_error(command + " failed: " + outcome.output);
+  return outcome.output;
+}
+
+}  // namespace kalvetra::test
