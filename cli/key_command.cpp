@@ -23,7 +23,8 @@ struct KeyCommand : CommonOptions {
 void refuseSameFile(const std::string& input, const std::string& output) {
   namespace fs = std::filesystem;
   std::error_code ignored;
-  const bool same = fs::equivalent(input, output, ignored) || fs::weakly_canonical(input) == fs::weakly_canonical(output);
+  const bool same =
+      fs::equivalent(input, output, ignored) || fs::weakly_canonical(input) == fs::weakly_canonical(output);
   if (same) throw UserError(output + " is the input itself; name another output");
 }
 
@@ -49,7 +50,8 @@ void run(const CLI::App& command, const KeyCommand& options) {
   Reader source(options.input, options.threads, stopRequested());
   for (const std::string& sentence : idleOptions(command, options.choice.settings)) note(sentence);
   if (!source.colorGuess().empty()) {
-    note(options.input + " does not say how its colours are coded; taken for " + source.colorGuess() + ", by its height");
+    note(options.input + " does not say how its colours are coded; taken for " + source.colorGuess() +
+         ", by its height");
   }
   auto writer = std::make_unique<Writer>(format, output, options.output, source, options.threads);
   for (const std::string& sentence : writer->leftOut()) note(sentence);
@@ -74,9 +76,11 @@ void run(const CLI::App& command, const KeyCommand& options) {
 }  // namespace
 
 void addKeyCommand(CLI::App& program) {
-  CLI::App* command = program.add_subcommand("key", "Key a video, a still or an image sequence into a file with alpha.");
+  CLI::App* command =
+      program.add_subcommand("key", "Key a video, a still or an image sequence into a file with alpha.");
   auto options = std::make_shared<KeyCommand>();
-  command->add_option("INPUT", options->input, "What to key: any video or image file, or a sequence like shot-%05d.png.")
+  command
+      ->add_option("INPUT", options->input, "What to key: any video or image file, or a sequence like shot-%05d.png.")
       ->required();
   command
       ->add_option("OUTPUT", options->output,

@@ -22,8 +22,8 @@ void addKeyOptions(CLI::App& command, KeyChoice& choice);
 // A sentence for each slider that was given while the toggle it depends on is off.
 std::vector<std::string> idleOptions(const CLI::App& command, const KeySettings& settings);
 
-// Settles the key colour: the one chosen, or the one found in the clip (which is then named on stderr). Throws UserError
-// when the clip shows no green backdrop.
+// Settles the key colour: the one chosen, or the one found in the clip (which is then named on stderr). Throws
+// UserError when the clip shows no green backdrop.
 KeySettings settleKeyColor(const KeyChoice& choice, const std::string& input, int threads);
 
 }  // namespace kalvetra

@@ -54,7 +54,9 @@ FramePtr greyPicture(const std::vector<unsigned char>& plane) {
 class TruthFiles {
  public:
   TruthFiles(const std::string& folder, bool replace)
-      : folder_(folder), name_((folder_ / "alpha-%05d.png").string()), created_(std::filesystem::create_directory(folder_)) {
+      : folder_(folder),
+        name_((folder_ / "alpha-%05d.png").string()),
+        created_(std::filesystem::create_directory(folder_)) {
     output_.emplace(name_, replace);
     writer_.emplace(*output_, name_, AV_PIX_FMT_GRAY8, sample::kWidth, sample::kHeight);
   }
@@ -154,14 +156,16 @@ void drawClip(const SampleCommand& options, SampleMovie& movie, TruthFiles* trut
     progress.advance();
   };
   using FramePointer = std::shared_ptr<DrawnFrame>;
-  tbb::parallel_pipeline(workers + 2, tbb::make_filter<void, int>(tbb::filter_mode::serial_in_order, number) &
-                                          tbb::make_filter<int, FramePointer>(tbb::filter_mode::parallel, drawOne) &
-                                          tbb::make_filter<FramePointer, void>(tbb::filter_mode::serial_in_order, write));
+  tbb::parallel_pipeline(workers + 2,
+                         tbb::make_filter<void, int>(tbb::filter_mode::serial_in_order, number) &
+                             tbb::make_filter<int, FramePointer>(tbb::filter_mode::parallel, drawOne) &
+                             tbb::make_filter<FramePointer, void>(tbb::filter_mode::serial_in_order, write));
   throwIfInterrupted();
 }
 
 void run(const SampleCommand& options) {
-  if (!options.output.ends_with(".mp4")) throw UserError(options.output + ": the sample is an MP4 file; end its name in .mp4");
+  if (!options.output.ends_with(".mp4"))
+    throw UserError(options.output + ": the sample is an MP4 file; end its name in .mp4");
   TemporaryOutput output(options.output, options.replace);
   std::optional<TruthFiles> truth;
   if (!options.truthFolder.empty()) truth.emplace(options.truthFolder, options.replace);
@@ -181,8 +185,10 @@ void run(const SampleCommand& options) {
 void addSampleCommand(CLI::App& program) {
   CLI::App* command = program.add_subcommand("sample", "Draw a short green-screen clip to try the keyer on.");
   auto options = std::make_shared<SampleCommand>();
-  command->add_option("OUT.mp4", options->output, "The clip to write: 1280 x 720, 30 frames a second, with sound.")->required();
-  command->add_option("--truth", options->truthFolder, "Folder for the true alpha of every frame, as PNG.")->type_name("DIR");
+  command->add_option("OUT.mp4", options->output, "The clip to write: 1280 x 720, 30 frames a second, with sound.")
+      ->required();
+  command->add_option("--truth", options->truthFolder, "Folder for the true alpha of every frame, as PNG.")
+      ->type_name("DIR");
   command->add_option("--frames", options->frames, "Length of the clip.")
       ->check(CLI::Range(1, sample::kFrameCount))
       ->capture_default_str()

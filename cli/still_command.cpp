@@ -75,7 +75,9 @@ void addStillCommand(CLI::App& program) {
   auto options = std::make_shared<StillCommand>();
   command->add_option("INPUT", options->input, "What to key.")->required();
   command->add_option("OUT.png", options->output, "The picture to write.")->required();
-  command->add_option("--at", options->seconds, "The frame's time in seconds.")->check(CLI::NonNegativeNumber)->type_name("S");
+  command->add_option("--at", options->seconds, "The frame's time in seconds.")
+      ->check(CLI::NonNegativeNumber)
+      ->type_name("S");
   addReplaceOption(*command, *options);
   addThreadsOption(*command, *options);
   addKeyOptions(*command, options->choice);

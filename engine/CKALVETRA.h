@@ -23,14 +23,14 @@ class CKALVETRA {
   // 0 when done, 2 for a null record. No image may be null.
   unsigned int MakeChromaKeyMaskX9Core32bit14(KALVETRA_Param* param, unsigned char* plate);
 
-  // Blacks out (bytes 0..2 = 0) the pixels that do not look like backdrop: outside the hue sector hue1..hue2 (degrees), or
-  // more than 20 away in chroma from the key colour at the pixel's brightness. `map`, rows of Align8(width) bytes, gets
-  // 255 for the latter and 0 for all others. 1 when done, 0 for a null image or map.
+  // Blacks out (bytes 0..2 = 0) the pixels that do not look like backdrop: outside the hue sector hue1..hue2 (degrees),
+  // or more than 20 away in chroma from the key colour at the pixel's brightness. `map`, rows of Align8(width) bytes,
+  // gets 255 for the latter and 0 for all others. 1 when done, 0 for a null image or map.
   unsigned int ExtractBack32bit(unsigned char* image, unsigned char* map, int width, int height, int rowBytes,
                                 unsigned char keyR, unsigned char keyG, unsigned char keyB, int hue1, int hue2);
 
-  // Fills two tables of 256 entries with the chroma that the key colour has at each luminance, by a logarithmic exposure
-  // curve. 1 when done, 0 for a null table.
+  // Fills two tables of 256 entries with the chroma that the key colour has at each luminance, by a logarithmic
+  // exposure curve. 1 when done, 0 for a null table.
   unsigned int MakeBCCorrect(unsigned char keyR, unsigned char keyG, unsigned char keyB, YIQ keyYIQ, float* tableI,
                              float* tableQ);
 

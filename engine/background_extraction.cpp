@@ -10,10 +10,10 @@
 
 namespace {
 
-constexpr int kTableSize = 256;     // luminances 0..255
-constexpr float kUnset = -999.0f;   // no chroma is that low
-constexpr int kDarkLimit = 80;      // darker luminances repeat the chroma found here
-constexpr float kTolerance = 20.0f; // chroma distance from the expected key colour
+constexpr int kTableSize = 256;      // luminances 0..255
+constexpr float kUnset = -999.0f;    // no chroma is that low
+constexpr int kDarkLimit = 80;       // darker luminances repeat the chroma found here
+constexpr float kTolerance = 20.0f;  // chroma distance from the expected key colour
 
 // A camera's logarithmic exposure curve with a linear toe below code value 60.
 class ExposureCurve {
@@ -28,8 +28,8 @@ class ExposureCurve {
     return code >= 60 ? (std::pow(10.0, code / scale_) - 1.0) * kGain : (code + 5) / slope_;
   }
 
-  // Code value of a component of light `light` at exposure t, 0..1. Narrowed before it is tested and truncated: at t = 1
-  // it lands within 1e-5 of the component, so precision decides the byte.
+  // Code value of a component of light `light` at exposure t, 0..1. Narrowed before it is tested and truncated: at t =
+  // 1 it lands within 1e-5 of the component, so precision decides the byte.
   unsigned char code(double light, double t) const {
     float v = static_cast<float>((std::log10(light * t / 255.0 + kOffset) - black_) * scale_);
     if (v < 60.0f) v = static_cast<float>(t * light * slope_ - 5.0);

@@ -42,7 +42,8 @@ void blackOutEdges(unsigned char* plate, const unsigned char* edges, int mapByte
   }
 }
 
-// Turns the small copy of the frame into the backdrop behind it. Edges are sought before extraction blacks anything out.
+// Turns the small copy of the frame into the backdrop behind it. Edges are sought before extraction blacks anything
+// out.
 void makeSmallPlate(const KALVETRA_Param& param, unsigned char* plate, Size size) {
   CImagingZEP imaging;
   CKALVETRA keying;
@@ -54,8 +55,8 @@ void makeSmallPlate(const KALVETRA_Param& param, unsigned char* plate, Size size
 
   imaging.Laplacian32bit8(plate, size.width, size.height, rowBytes, edges.get(), size.width, size.height, mapBytes,
                           kEdgeThreshold);
-  keying.ExtractBack32bit(plate, rejected.get(), size.width, size.height, rowBytes, keyR, keyG, keyB,
-                          param.nSkinHue[0], param.nBlueHue[0]);
+  keying.ExtractBack32bit(plate, rejected.get(), size.width, size.height, rowBytes, keyR, keyG, keyB, param.nSkinHue[0],
+                          param.nBlueHue[0]);
   blackOutEdges(plate, edges.get(), mapBytes, size);
   keying.ContractBack32bit(plate, size.width, size.height, rowBytes, kHoleGrowth);
   keying.ExpandBack32bit8(plate, size.width, size.height, rowBytes, keyR, keyG, keyB);

@@ -15,16 +15,16 @@ constexpr float kPlateOffset = 1.5f;  // the plate counts as a little brighter t
 
 // One pixel seen from its plate pixel.
 struct Sight {
-  float y;          // luminance of the pixel
-  float backdropY;  // reference luminance of the backdrop
-  Chroma at;        // chroma of the pixel
-  Chroma plate;     // chroma of the plate pixel
-  Chroma offset;    // at - plate
-  Chroma toGrey;    // grey - at
-  float axisLength; // from the plate's chroma to grey
-  Chroma axis;      // unit vector of that axis
-  float along;      // position on the axis, 0 at the plate, 1 at grey
-  float across;     // distance from the axis: negative on the skin side
+  float y;           // luminance of the pixel
+  float backdropY;   // reference luminance of the backdrop
+  Chroma at;         // chroma of the pixel
+  Chroma plate;      // chroma of the plate pixel
+  Chroma offset;     // at - plate
+  Chroma toGrey;     // grey - at
+  float axisLength;  // from the plate's chroma to grey
+  Chroma axis;       // unit vector of that axis
+  float along;       // position on the axis, 0 at the plate, 1 at grey
+  float across;      // distance from the axis: negative on the skin side
 };
 
 // The point that sets the key amount, and the chroma left after despill.

@@ -13,12 +13,12 @@ namespace {
 
 // One pixel seen from the key colour.
 struct Sight {
-  float y;       // luminance
-  Chroma at;     // chroma
-  Chroma toKey;  // at - key chroma
-  Chroma toGrey; // grey - at
-  float along;   // position on the axis from the key, 0, to grey, 1
-  float side;    // distance from the axis: negative on the skin side, positive on the blue side
+  float y;        // luminance
+  Chroma at;      // chroma
+  Chroma toKey;   // at - key chroma
+  Chroma toGrey;  // grey - at
+  float along;    // position on the axis from the key, 0, to grey, 1
+  float side;     // distance from the axis: negative on the skin side, positive on the blue side
 };
 
 // Where the pixel's line along the axis is cut (sets the opacity), and the chroma left after despill.
@@ -44,7 +44,9 @@ class ColorKey {
   // Where the pixel's line along the axis meets the line through grey with normal m.
   Chroma alongAxis(const Sight& s, Chroma m) const { return s.at + axis_ * (dot(m, s.toGrey) / dot(m, axis_)); }
   // Where the ray from the key through the pixel meets the line through grey with normal m.
-  Chroma throughPixel(const Sight& s, Chroma m) const { return key_ + s.toKey * (dot(m, keyToGrey_) / dot(m, s.toKey)); }
+  Chroma throughPixel(const Sight& s, Chroma m) const {
+    return key_ + s.toKey * (dot(m, keyToGrey_) / dot(m, s.toKey));
+  }
   float depth(const Sight& s, Chroma point) const { return 1.0f - dot(axis_, point - s.at) / axisLength_; }
 
   float screenGain_;
@@ -55,8 +57,8 @@ class ColorKey {
   Chroma keyToGrey_;  // grey - key, and as length, unit vector and unit normal
   float axisLength_;
   Chroma axis_, axisNormal_;
-  Chroma skinNormal_, blueNormal_;      // of the lines at the two hues
-  Chroma skinDespill_, blueDespill_;    // the same turned by the despill angles
+  Chroma skinNormal_, blueNormal_;    // of the lines at the two hues
+  Chroma skinDespill_, blueDespill_;  // the same turned by the despill angles
 };
 
 double radians(float degrees) { return static_cast<double>(degrees) * std::numbers::pi / 180.0; }

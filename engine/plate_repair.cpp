@@ -40,7 +40,11 @@ enum State : unsigned char {
 class HoleFiller {
  public:
   HoleFiller(unsigned char* image, int width, int height, int rowBytes)
-      : image_(image), width_(width), height_(height), rowBytes_(rowBytes), mapBytes_(CImagingZEP().Align8(width)),
+      : image_(image),
+        width_(width),
+        height_(height),
+        rowBytes_(rowBytes),
+        mapBytes_(CImagingZEP().Align8(width)),
         state_(kalvetra::byteCount(mapBytes_, height)) {}
 
   void fill(const Color& key) {

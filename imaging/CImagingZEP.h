@@ -4,7 +4,8 @@
 //  - A 32-bit pixel is 4 bytes: 0 blue, 1 green, 2 red, 3 alpha (the matte), each 0..255.
 //  - Sizes are in pixels, strides and row lengths in bytes. "Packed" means a stride of exactly 4 * width.
 //  - The caller owns every buffer. Nothing is kept between calls; two threads may work on different buffers at once.
-//  - Routines that answer an int return 1 when done and, unless stated otherwise, 0 when a buffer is null or a radius is
+//  - Routines that answer an int return 1 when done and, unless stated otherwise, 0 when a buffer is null or a radius
+//  is
 //    negative (nothing is done then). A width or height below 1 makes them do nothing.
 //  - Working memory that cannot be had throws std::bad_alloc; the image is then as it was, unless stated otherwise.
 //  - A float that is converted to an integer is truncated toward zero; out of range it saturates, and NaN gives 0.
@@ -55,7 +56,8 @@ class CImagingZEP {
 
   // y0 for x <= x0, y1 for x >= x1 or x not a number, linear in between. Never divides by zero.
   float LinerInter(float x, float x0, float x1, float y0, float y1);
-  int LinerInter(int x, int x0, int x1, int y0, int y1);  // the slope is formed in single precision, the result truncated
+  int LinerInter(int x, int x0, int x1, int y0,
+                 int y1);  // the slope is formed in single precision, the result truncated
 
   // Row stride in bytes of a one-byte-per-pixel map of width n. Rounds up to a multiple of 4, whatever its name says.
   int Align8(int n);
@@ -74,7 +76,8 @@ class CImagingZEP {
   // Box average of all four channels in place, rounded. Bytes of a row beyond 4 * width come back as zeros.
   int AverageBlurCore32bit6(unsigned char* image, int width, int height, int stride, int radius);
 
-  // Box average times `gain` of a packed one-byte plane in place; truncated, so that even gain 1 may darken by one level.
+  // Box average times `gain` of a packed one-byte plane in place; truncated, so that even gain 1 may darken by one
+  // level.
   int AverageBlurA(int width, int height, unsigned char* plane, float radius, float gain);
 
   // Softens and pulls in the edge of the matte in channel 3 of a packed image. `amount` in percent; erosion up to
@@ -98,9 +101,9 @@ class CImagingZEP {
   int Laplacian32bit8(unsigned char* src, int width, int height, int srcStride, unsigned char* dst, int dstWidth,
                       int dstHeight, int dstStride, int threshold);
 
-  // Splits a packed frame into its fields, and weaves them back: odd rows 1, 3, 5 ... (height / 2 of them) and even rows
-  // 0, 2, 4 ... ((height + 1) / 2). The odd field comes first among the arguments. Always 1; a field without rows may be
-  // null, the frame may not.
+  // Splits a packed frame into its fields, and weaves them back: odd rows 1, 3, 5 ... (height / 2 of them) and even
+  // rows 0, 2, 4 ... ((height + 1) / 2). The odd field comes first among the arguments. Always 1; a field without rows
+  // may be null, the frame may not.
   int SepareteField32bit(int width, int height, unsigned char* frame, unsigned char* oddField,
                          unsigned char* evenField);
   int CompositeField32bit(int width, int height, unsigned char* frame, unsigned char* oddField,

@@ -49,8 +49,8 @@ int CImagingZEP::ChromaBlurCore3_32bit(int width, int height, unsigned char* ima
   unsigned char* out = scratch;
   const kalvetra::BoxSource chroma{image + 1, width, height, std::ptrdiff_t{4} * width, 4};
   kalvetra::slideBox<2>(chroma, radius, [&](int x, int y, const auto& sums) {
-    const std::int64_t count = std::int64_t{columnCounts[static_cast<std::size_t>(x)]} *
-                               rowCounts[static_cast<std::size_t>(y)];
+    const std::int64_t count =
+        std::int64_t{columnCounts[static_cast<std::size_t>(x)]} * rowCounts[static_cast<std::size_t>(y)];
     out[0] = in[0];
     out[1] = static_cast<unsigned char>(sums[0] / count);
     out[2] = static_cast<unsigned char>(sums[1] / count);

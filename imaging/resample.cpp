@@ -88,7 +88,8 @@ void resampleColumns(const std::vector<int>& intermediate, const Window& window,
     Sums sums;
     const int* tap = taps;
     for (int k = window.first; k <= window.last; ++k) {
-      const std::size_t at = static_cast<std::size_t>(k - 1) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x);
+      const std::size_t at =
+          static_cast<std::size_t>(k - 1) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x);
       sums.add(*tap++, intermediate.data() + at * 3);
     }
     for (int c = 0; c < 3; ++c) out[c] = kalvetra::clampToByte(sums.shifted(c, 32768));
@@ -118,11 +119,13 @@ int CImagingZEP::DF_WH32bit5_1(unsigned char* src, int srcWidth, int srcHeight, 
   const std::size_t rowLength = static_cast<std::size_t>(dstWidth) * 3;
   std::vector<int> intermediate(rowLength * static_cast<std::size_t>(srcHeight));
   for (int i = 0; i < srcHeight; ++i) {
-    resampleRow(src + std::ptrdiff_t{i} * srcStride, horizontal, intermediate.data() + static_cast<std::size_t>(i) * rowLength);
+    resampleRow(src + std::ptrdiff_t{i} * srcStride, horizontal,
+                intermediate.data() + static_cast<std::size_t>(i) * rowLength);
   }
   for (int r = 0; r < dstHeight; ++r) {
     const Window& window = vertical.windows[static_cast<std::size_t>(r)];
-    resampleColumns(intermediate, window, vertical.taps.data() + window.taps, dstWidth, dst + std::ptrdiff_t{r} * dstStride);
+    resampleColumns(intermediate, window, vertical.taps.data() + window.taps, dstWidth,
+                    dst + std::ptrdiff_t{r} * dstStride);
   }
   return 1;
 }

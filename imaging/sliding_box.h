@@ -33,8 +33,8 @@ inline std::vector<int> windowCounts(int size, int radius) {
 inline int effectiveRadius(int width, int height, int radius) { return std::min(radius, std::max(width, height)); }
 
 // Calls write(x, y, sums) for every pixel in raster order, sums being the std::array of the channels' window sums.
-// Trap, kept on purpose: on an image that is not larger than the radius the last row (column) never enters a sum, though
-// the window counts include it.
+// Trap, kept on purpose: on an image that is not larger than the radius the last row (column) never enters a sum,
+// though the window counts include it.
 template <std::size_t Channels, class Write>
 void slideBox(const BoxSource& source, int radius, Write write) {
   const int width = source.width, height = source.height;

@@ -78,10 +78,10 @@ ColorTags resolveColor(ColorTags tags, AVPixelFormat format, int height, std::st
   }
   const bool wide = tags.matrix == AVCOL_SPC_BT709 || tags.matrix == AVCOL_SPC_RGB;
   if (tags.primaries == AVCOL_PRI_UNSPECIFIED || tags.primaries == AVCOL_PRI_RESERVED) {
-    tags.primaries = wide                                   ? AVCOL_PRI_BT709
+    tags.primaries = wide                                  ? AVCOL_PRI_BT709
                      : tags.matrix == AVCOL_SPC_BT2020_NCL ? AVCOL_PRI_BT2020
                      : tags.matrix == AVCOL_SPC_BT470BG    ? AVCOL_PRI_BT470BG
-                                                            : AVCOL_PRI_SMPTE170M;
+                                                           : AVCOL_PRI_SMPTE170M;
   }
   if (tags.transfer == AVCOL_TRC_UNSPECIFIED || tags.transfer == AVCOL_TRC_RESERVED) {
     tags.transfer = rgb ? AVCOL_TRC_IEC61966_2_1 : wide ? AVCOL_TRC_BT709 : AVCOL_TRC_SMPTE170M;
@@ -117,8 +117,8 @@ Image FrameConverter::convert(const AVFrame& frame) {
   return image;
 }
 
-// The scaler gives the colours; its alpha is off by one in places and is read apart. It may write past the end of a row,
-// so it works on a padded picture.
+// The scaler gives the colours; its alpha is off by one in places and is read apart. It may write past the end of a
+// row, so it works on a padded picture.
 void FrameConverter::convertYuv(const AVFrame& frame, Image& image) {
   prepareScaler(frame);
   sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, scaled_->data, scaled_->linesize);
@@ -129,7 +129,8 @@ void FrameConverter::convertYuv(const AVFrame& frame, Image& image) {
 }
 
 void FrameConverter::prepareScaler(const AVFrame& frame) {
-  if (scaler_ && frame.width == scaled_->width && frame.height == scaled_->height && frame.format == scalerFormat_) return;
+  if (scaler_ && frame.width == scaled_->width && frame.height == scaled_->height && frame.format == scalerFormat_)
+    return;
   const auto format = static_cast<AVPixelFormat>(frame.format);
   const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
   const bool hasChroma = d->nb_components >= 3 && !isRgb(*d);
@@ -149,7 +150,8 @@ void FrameConverter::prepareScaler(const AVFrame& frame) {
   // Without these the scaler takes BT.601 and limited range for granted.
   const int* coefficients = sws_getCoefficients(hasChroma ? color_.matrix : SWS_CS_DEFAULT);
   const int unity = 1 << 16;
-  sws_setColorspaceDetails(scaler_.get(), coefficients, color_.range == AVCOL_RANGE_JPEG, coefficients, 1, 0, unity, unity);
+  sws_setColorspaceDetails(scaler_.get(), coefficients, color_.range == AVCOL_RANGE_JPEG, coefficients, 1, 0, unity,
+                           unity);
   scaled_ = makePicture(AV_PIX_FMT_ARGB, frame.width, frame.height);
   scalerFormat_ = frame.format;
 }

@@ -106,12 +106,14 @@ void FramePacker::pack420(const Image& image, AVFrame& frame) const {
   for (int row = 0; row < height; ++row) {
     const unsigned char* in = image.row(row);
     auto* y = rowOf<unsigned char>(frame, 0, row);
-    for (int x = 0; x < width; ++x) y[x] = quantized<unsigned char>(16.0f + 219.0f * toYuv(in + std::ptrdiff_t{4} * x).y);
+    for (int x = 0; x < width; ++x)
+      y[x] = quantized<unsigned char>(16.0f + 219.0f * toYuv(in + std::ptrdiff_t{4} * x).y);
     if (format_ == AV_PIX_FMT_YUV420P) continue;
     auto* a = rowOf<unsigned char>(frame, 3, row);
     for (int x = 0; x < width; ++x) a[x] = in[std::ptrdiff_t{4} * x];
   }
-  // Each chroma sample: columns 2x-1, 2x, 2x+1 weighted 1 2 1, over two rows; columns and rows outside repeat the border.
+  // Each chroma sample: columns 2x-1, 2x, 2x+1 weighted 1 2 1, over two rows; columns and rows outside repeat the
+  // border.
   for (int row = 0; row < (height + 1) / 2; ++row) {
     auto *u = rowOf<unsigned char>(frame, 1, row), *v = rowOf<unsigned char>(frame, 2, row);
     for (int x = 0; x < (width + 1) / 2; ++x) {

@@ -8,8 +8,8 @@ namespace kalvetra {
 // Packs pictures for one encoder. Thread-safe; holds constants only.
 //
 // BGRA and RGBA: the same bytes. YUVA444P10: alpha and colours widened to 10 bits, colours in the limited range of the
-// given matrix. YUV(A)420P: 8 bits, limited range; chroma sited left, averaged with the alpha as weight, so that colours
-// of transparent pixels do not bleed into the edges.
+// given matrix. YUV(A)420P: 8 bits, limited range; chroma sited left, averaged with the alpha as weight, so that
+// colours of transparent pixels do not bleed into the edges.
 class FramePacker {
  public:
   // Throws UserError for a pixel format that no output uses.

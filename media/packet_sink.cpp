@@ -63,7 +63,8 @@ bool MovieFile::takes(const AVCodecParameters& parameters) const {
 }
 
 void MovieFile::begin() {
-  context_->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;  // pictures keep their times, whatever the sound begins with
+  context_->avoid_negative_ts =
+      AVFMT_AVOID_NEG_TS_DISABLED;  // pictures keep their times, whatever the sound begins with
   check(avformat_write_header(context_, nullptr), "header");
 }
 

@@ -13,14 +13,15 @@ PictureFormat pictureFormat(int width, int height) {
 
 }  // namespace
 
-PictureWriter::PictureWriter(const TemporaryOutput& output, const std::string& shownName, AVPixelFormat format, int width,
-                             int height)
+PictureWriter::PictureWriter(const TemporaryOutput& output, const std::string& shownName, AVPixelFormat format,
+                             int width, int height)
     : files_(output, shownName),
       encoder_({".png", "PNG", nullptr, "png", format, {}, false, false, false}, pictureFormat(width, height),
                {AVCOL_SPC_RGB, AVCOL_RANGE_JPEG, AVCOL_PRI_BT709, AVCOL_TRC_IEC61966_2_1}, 1, false) {}
 
 void PictureWriter::write(FramePtr picture) {
-  encoder_.encode(std::move(picture), count_++, 1, [this](AVPacket& packet) { files_.write(packet, encoder_.timeBase()); });
+  encoder_.encode(std::move(picture), count_++, 1,
+                  [this](AVPacket& packet) { files_.write(packet, encoder_.timeBase()); });
 }
 
 void PictureWriter::finish() {

@@ -10,8 +10,10 @@ namespace kalvetra {
 
 class PictureWriter {
  public:
-  // For pictures of one size, in AV_PIX_FMT_RGBA (straight alpha) or AV_PIX_FMT_GRAY8. `output` must outlive the writer.
-  PictureWriter(const TemporaryOutput& output, const std::string& shownName, AVPixelFormat format, int width, int height);
+  // For pictures of one size, in AV_PIX_FMT_RGBA (straight alpha) or AV_PIX_FMT_GRAY8. `output` must outlive the
+  // writer.
+  PictureWriter(const TemporaryOutput& output, const std::string& shownName, AVPixelFormat format, int width,
+                int height);
   void write(FramePtr picture);
   void finish();
 

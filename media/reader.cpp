@@ -11,7 +11,7 @@ namespace kalvetra {
 
 namespace {
 
-constexpr int kLargestSide = 65535;  // the engine's records hold sizes in 16 bits
+constexpr int kLargestSide = 65535;                       // the engine's records hold sizes in 16 bits
 constexpr std::int64_t kEndTolerance = AV_TIME_BASE / 4;  // declared durations are a little long in many sound files
 
 int stopRequested(void* stop) { return static_cast<const std::atomic<bool>*>(stop)->load() ? 1 : 0; }
@@ -53,7 +53,8 @@ void Reader::openInput() {
   if (error == AVERROR_INVALIDDATA) {
     throw UserError(path_ + ": is not a video, image or sequence that can be read; check the file or convert it");
   }
-  if (error < 0) throw UserError(path_ + ": cannot be opened (" + errorText(error) + "); check the name and its permissions");
+  if (error < 0)
+    throw UserError(path_ + ": cannot be opened (" + errorText(error) + "); check the name and its permissions");
   input_.reset(context);
   avformat_find_stream_info(context, nullptr);  // what it does not find is missed below
 }
@@ -84,7 +85,8 @@ void Reader::openDecoder(int threads) {
 void Reader::describePictures() {
   AVStream& stream = *input_->streams[videoIndex_];
   const AVCodecParameters& p = *stream.codecpar;
-  if (p.width < 1 || p.height < 1) throw UserError(path_ + ": does not say how large its pictures are; the file is damaged");
+  if (p.width < 1 || p.height < 1)
+    throw UserError(path_ + ": does not say how large its pictures are; the file is damaged");
   if (p.width > kLargestSide || p.height > kLargestSide) {
     throw UserError(path_ + ": its pictures measure " + std::to_string(p.width) + " x " + std::to_string(p.height) +
                     ", more than 65535 on a side; scale them down first");
@@ -175,10 +177,11 @@ void Reader::stamp(SourceFrame& frame) {
                     std::to_string(picture.height) + " on the way; cut the clip there");
   }
   if (picture.decode_error_flags != 0 || (picture.flags & AV_FRAME_FLAG_CORRUPT) != 0) ++damaged_;
-  const std::int64_t nominal = std::max<std::int64_t>(av_rescale_q(1, av_inv_q(format_.frameRate), format_.timeBase), 1);
+  const std::int64_t nominal =
+      std::max<std::int64_t>(av_rescale_q(1, av_inv_q(format_.frameRate), format_.timeBase), 1);
   frame.duration = picture.pkt_duration > 0 ? picture.pkt_duration : nominal;
-  frame.time = picture.best_effort_timestamp == AV_NOPTS_VALUE ? nextTime_
-                                                               : picture.best_effort_timestamp - startOf(video());
+  frame.time =
+      picture.best_effort_timestamp == AV_NOPTS_VALUE ? nextTime_ : picture.best_effort_timestamp - startOf(video());
   lastTime_ = frame.time = std::max(frame.time, lastTime_ + 1);
   nextTime_ = frame.time + frame.duration;
 }
@@ -200,8 +203,8 @@ std::int64_t Reader::lostFrames() const {
   return missing + std::max(undecodable_, packets_ - discarded_ - delivered_);
 }
 
-// Pictures that the file declares and does not hold. Only MP4 and QuickTime count theirs reliably; elsewhere a file that
-// ends well before its declared duration is cut off.
+// Pictures that the file declares and does not hold. Only MP4 and QuickTime count theirs reliably; elsewhere a file
+// that ends well before its declared duration is cut off.
 std::int64_t Reader::missingFrames() const {
   const bool counted = std::string(input_->iformat->name).find("mp4") != std::string::npos;
   if (counted) return std::max<std::int64_t>(video().nb_frames - packets_, 0);

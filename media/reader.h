@@ -43,7 +43,8 @@ class Reader {
   // Goes to a place near `fraction` (0..1) of the clip. False when the file cannot do that.
   bool seek(double fraction);
 
-  // Once read to the end: pictures that were declared or found but could not be decoded, and pictures decoded with errors.
+  // Once read to the end: pictures that were declared or found but could not be decoded, and pictures decoded with
+  // errors.
   std::int64_t lostFrames() const;
   std::int64_t damagedFrames() const { return damaged_; }
 
@@ -69,8 +70,8 @@ class Reader {
   std::int64_t nextTime_ = 0;  // where a picture without a timestamp belongs
   std::int64_t packets_ = 0, delivered_ = 0, undecodable_ = 0, damaged_ = 0;
   std::int64_t discarded_ = 0;  // packets that an edit list cuts off
-  std::int64_t reached_ = 0;  // end of the last packet, in AV_TIME_BASE units
-  bool cutShort_ = false;  // the file ended with an error
+  std::int64_t reached_ = 0;    // end of the last packet, in AV_TIME_BASE units
+  bool cutShort_ = false;       // the file ended with an error
 };
 
 }  // namespace kalvetra

@@ -30,7 +30,8 @@ struct NumberedName {
   }
 
   bool matches(const std::string& name) const {
-    if (name.size() <= before.size() + after.size() || !name.starts_with(before) || !name.ends_with(after)) return false;
+    if (name.size() <= before.size() + after.size() || !name.starts_with(before) || !name.ends_with(after))
+      return false;
     const std::string number = name.substr(before.size(), name.size() - before.size() - after.size());
     return std::all_of(number.begin(), number.end(), [](char c) { return (c >= '0' && c <= '9') || c == ' '; });
   }
@@ -54,10 +55,13 @@ std::vector<fs::path> sequenceFiles(const fs::path& target) {
 
 void checkFolder(const fs::path& target) {
   const fs::path folder = folderOf(target);
-  if (!fs::exists(folder)) throw UserError("the folder " + folder.string() + " does not exist; create it or choose another");
-  if (!fs::is_directory(folder)) throw UserError(folder.string() + " is not a folder; choose another place for the output");
+  if (!fs::exists(folder))
+    throw UserError("the folder " + folder.string() + " does not exist; create it or choose another");
+  if (!fs::is_directory(folder))
+    throw UserError(folder.string() + " is not a folder; choose another place for the output");
   if (access(folder.c_str(), W_OK) != 0) {
-    throw UserError("the folder " + folder.string() + " cannot be written to; choose another or change its permissions");
+    throw UserError("the folder " + folder.string() +
+                    " cannot be written to; choose another or change its permissions");
   }
 }
 

@@ -6,11 +6,12 @@
 
 namespace kalvetra {
 
-// Stands for one output file, or for the files of a numbered sequence (a name with %05d or the like). Until commit() all
-// of it lies under a hidden name beside its target; the destructor removes what was not committed.
+// Stands for one output file, or for the files of a numbered sequence (a name with %05d or the like). Until commit()
+// all of it lies under a hidden name beside its target; the destructor removes what was not committed.
 class TemporaryOutput {
  public:
-  // Throws UserError when the target's folder is missing, the name is no good, or the target exists and `replace` is not set.
+  // Throws UserError when the target's folder is missing, the name is no good, or the target exists and `replace` is
+  // not set.
   TemporaryOutput(const std::string& target, bool replace);
   ~TemporaryOutput();
   TemporaryOutput(const TemporaryOutput&) = delete;

@@ -35,7 +35,8 @@ VideoEncoder::VideoEncoder(const OutputFormat& format, const PictureFormat& pict
   av_dict_free(&options);
   if (error < 0) {
     throw UserError("pictures of " + std::to_string(pictures.width) + " x " + std::to_string(pictures.height) +
-                    " cannot be encoded as " + format.what + " (" + errorText(error) + "); choose another kind of output");
+                    " cannot be encoded as " + format.what + " (" + errorText(error) +
+                    "); choose another kind of output");
   }
 }
 
@@ -48,7 +49,8 @@ void VideoEncoder::encode(FramePtr frame, std::int64_t time, std::int64_t durati
   frame->color_trc = context_->color_trc;
   durations_[time] = duration;
   const int error = avcodec_send_frame(context_.get(), frame.get());
-  if (error < 0) throw UserError("a picture could not be encoded (" + errorText(error) + "); choose another kind of output");
+  if (error < 0)
+    throw UserError("a picture could not be encoded (" + errorText(error) + "); choose another kind of output");
   drain(deliver);
 }
 
@@ -62,7 +64,8 @@ void VideoEncoder::drain(const Deliver& deliver) {
   for (;;) {
     const int state = avcodec_receive_packet(context_.get(), packet.get());
     if (state == AVERROR(EAGAIN) || state == AVERROR_EOF) return;
-    if (state < 0) throw UserError("a picture could not be encoded (" + errorText(state) + "); choose another kind of output");
+    if (state < 0)
+      throw UserError("a picture could not be encoded (" + errorText(state) + "); choose another kind of output");
     const auto known = durations_.find(packet->pts);
     if (known != durations_.end()) {
       packet->duration = known->second;

@@ -133,7 +133,8 @@ void Writer::noteLeftOut(const Reader& source, const OutputFormat& format) {
   const AVFormatContext& container = source.container();
   for (unsigned int i = 0; i < container.nb_streams; ++i) {
     const AVStream& stream = *container.streams[i];
-    const bool kept = stream.index == source.video().index || copiedTo_.contains(stream.index) || isTimecodeTrack(stream);
+    const bool kept =
+        stream.index == source.video().index || copiedTo_.contains(stream.index) || isTimecodeTrack(stream);
     if (kept) continue;
     const bool sound = stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
     leftOut_.push_back(describe(stream) + " is left out: " +

@@ -47,8 +47,8 @@ class Writer {
   bool keepsNegativeTimes_;
   std::unique_ptr<PacketSink> sink_;
   std::unique_ptr<VideoEncoder> encoder_;
-  std::map<int, int> copiedTo_;            // source stream -> output stream
-  std::map<int, AVRational> copiedBase_;   // time base of a source stream
+  std::map<int, int> copiedTo_;           // source stream -> output stream
+  std::map<int, AVRational> copiedBase_;  // time base of a source stream
   std::vector<std::string> leftOut_;
 };
 

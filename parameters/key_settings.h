@@ -7,8 +7,8 @@ namespace kalvetra {
 
 // All user parameters, in user units; ranges and meanings stand in parameter_table.h. Toggles are 0 or 1.
 struct KeySettings {
-  int view;                       // 0 source, 1 matte, 2 result
-  std::array<double, 3> keyColor; // red, green, blue, each 0..1; black keys nothing
+  int view;                        // 0 source, 1 matte, 2 result
+  std::array<double, 3> keyColor;  // red, green, blue, each 0..1; black keys nothing
   int smoothBG;
   int shadow;
   int clipBlack;

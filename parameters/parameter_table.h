@@ -20,10 +20,10 @@ enum class ParameterKind {
 struct Parameter {
   int id;  // fixed for ever: hosts save projects by it
   ParameterKind kind;
-  int group;                // id of the enclosing group, 0 at the top level
-  const char* nameKey;      // key of the display name in a host's string table
-  std::string_view slug;    // name on command lines and in presets; empty for groups
-  int defaultValue;         // a colour's default is black
+  int group;              // id of the enclosing group, 0 at the top level
+  const char* nameKey;    // key of the display name in a host's string table
+  std::string_view slug;  // name on command lines and in presets; empty for groups
+  int defaultValue;       // a colour's default is black
   int minimum;
   int maximum;
   int toggle;               // id of the toggle that must be on for this slider to count, 0 for none
@@ -61,8 +61,9 @@ struct Range {
 
 constexpr Parameter slider(int id, int parent, const char* nameKey, std::string_view slug, int defaultValue,
                            Range range, int toggleId, int KeySettings::*value, std::string_view help) {
-  return {id,    ParameterKind::IntSlider, parent, nameKey, slug, defaultValue, range.minimum, range.maximum, toggleId,
-          value, help};
+  return {
+      id,  ParameterKind::IntSlider, parent, nameKey, slug, defaultValue, range.minimum, range.maximum, toggleId, value,
+      help};
 }
 
 }  // namespace table
@@ -95,7 +96,8 @@ inline constexpr std::array<Parameter, 27> kParameters{{
     table::slider(14, 11, "KalvetraGreen::Contract Threshold", "contract-threshold", 10, {0, 50}, 12,
                   &KeySettings::contractThreshold, "Matte levels that each step leaves standing."),
     table::group(15, 1, "KalvetraGreen::Edge Blur Group"),
-    table::toggle(16, 15, "KalvetraGreen::Edge Blur", "edge-blur", 0, &KeySettings::edgeBlur, "Soften the matte's edge."),
+    table::toggle(16, 15, "KalvetraGreen::Edge Blur", "edge-blur", 0, &KeySettings::edgeBlur,
+                  "Soften the matte's edge."),
     table::slider(17, 15, "KalvetraGreen::Mask Blur Radius (pixel)", "blur-radius", 2, {1, 100}, 16,
                   &KeySettings::maskBlurRadius, "Radius of the edge blur in pixels."),
     table::slider(18, 15, "KalvetraGreen::Mask Blur Value", "blur-value", 50, {0, 100}, 16, &KeySettings::maskBlurValue,

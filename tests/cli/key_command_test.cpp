@@ -61,8 +61,8 @@ std::string probe(const std::string& entries, const std::string& file) {
 }
 
 std::string pictureTimes(const std::string& file) {
-  return need("ffprobe -v error -select_streams v:0 -show_entries frame=best_effort_timestamp_time -of csv=p=0 " + file +
-              " | grep -oE '^[0-9.]+'");
+  return need("ffprobe -v error -select_streams v:0 -show_entries frame=best_effort_timestamp_time -of csv=p=0 " +
+              file + " | grep -oE '^[0-9.]+'");
 }
 
 double meanDifference(const Image& a, const Image& b, std::size_t firstByte, std::size_t step) {
@@ -105,7 +105,9 @@ TEST(KeyCommand, AllFourOutputsFitTogether) {
     EXPECT_LT(meanDifference(vp9[i], exact[i], 0, 4), 2.0) << "VP9 alpha";
   }
   // The same two files through another reader.
-  const auto hashes = [](const std::string& file) { return need(kFfmpeg + "-i " + file + " -map 0:v -pix_fmt rgba -f framehash - | grep -v '#' | sed 's/.*,//'"); };
+  const auto hashes = [](const std::string& file) {
+    return need(kFfmpeg + "-i " + file + " -map 0:v -pix_fmt rgba -f framehash - | grep -v '#' | sed 's/.*,//'");
+  };
   EXPECT_EQ(hashes(out.path("a-%05d.png")), hashes(out.path("a.mkv")));
 }
 
@@ -115,7 +117,8 @@ TEST(KeyCommand, TheNumberOfThreadsDoesNotShow) {
     const std::string one = out.path("1" + std::string(extension)), three = out.path("3" + std::string(extension));
     need(key(inputs().small + " " + one + " --threads 1"));
     need(key(inputs().small + " " + three + " --threads 3"));
-    EXPECT_EQ(need(kFfmpeg + "-i " + one + " -f framehash -"), need(kFfmpeg + "-i " + three + " -f framehash -")) << extension;
+    EXPECT_EQ(need(kFfmpeg + "-i " + one + " -f framehash -"), need(kFfmpeg + "-i " + three + " -f framehash -"))
+        << extension;
   }
 }
 
@@ -123,7 +126,8 @@ TEST(KeyCommand, GivesWhatTheEngineGives) {
   const ScratchFolder out;
   const std::string picture = out.path("in.png");
   need(kFfmpeg + "-i " + inputs().clip + " -frames:v 1 -pix_fmt rgb24 " + picture);
-  need(key(picture + " " + out.path("o.png") + " --key-color 45,165,75 --shadow 60 --edge-blur on --blur-radius 3 --skin-hue -20"));
+  need(key(picture + " " + out.path("o.png") +
+           " --key-color 45,165,75 --shadow 60 --edge-blur on --blur-radius 3 --skin-hue -20"));
   const Image in = readAll(picture).at(0);
   kalvetra::KeySettings settings = kalvetra::defaultSettings();
   settings.keyColor = {45 / 255.0, 165 / 255.0, 75 / 255.0};
@@ -168,7 +172,9 @@ TEST(KeyCommand, KeepsTimesShapeAndTimecode) {
   expectHas(probe("stream_tags", out.path("o.mkv")), "TIMECODE=01:02:03:04");
   expectHas(need(key(input + " " + out.path("o.webm"))), "timecode 01:02:03:04 is left out");
   // The sound is the same, packet for packet.
-  const auto sound = [](const std::string& file) { return need(kFfmpeg + "-i " + file + " -map 0:a -c copy -f md5 -"); };
+  const auto sound = [](const std::string& file) {
+    return need(kFfmpeg + "-i " + file + " -map 0:a -c copy -f md5 -");
+  };
   EXPECT_EQ(sound(input), sound(out.path("o.mov")));
 }
 
@@ -177,7 +183,9 @@ TEST(KeyCommand, RotationIsKeptOrApplied) {
   const std::string input = out.path("r.mp4");
   need(kFfmpeg + "-i " + inputs().small + " -c copy -metadata:s:v rotate=90 " + input);
   need(key(input + " " + out.path("o.mov")));
-  expectHas(probe("stream_side_data=rotation", out.path("o.mov")), need("ffprobe -v error -of compact=p=0 -show_entries stream_side_data=rotation " + input + " | head -n 1 | tr -d '\\n'"));
+  expectHas(probe("stream_side_data=rotation", out.path("o.mov")),
+            need("ffprobe -v error -of compact=p=0 -show_entries stream_side_data=rotation " + input +
+                 " | head -n 1 | tr -d '\\n'"));
   need(key(input + " " + out.path("o-%03d.png") + " --view source"));
   need(kFfmpeg + "-i " + input + " -frames:v 1 " + out.path("reference.png"));
   const Image mine = readAll(out.path("o-001.png")).at(0), reference = readAll(out.path("reference.png")).at(0);
@@ -191,8 +199,8 @@ TEST(KeyCommand, OddSizesAndStrangeFormatsGoThrough) {
   for (const char* format : {"yuv444p", "yuva420p", "gbrp10le", "rgb24", "pal8", "gray", "yuv420p10le"}) {
     const bool palette = std::string(format) == "pal8";
     const std::string input = out.path(std::string(format) + (palette ? ".png" : ".nut"));
-    need(kFfmpeg + "-f lavfi -i testsrc=s=33x17:d=0.2:r=10 -pix_fmt " + format + (palette ? " -frames:v 1 " : " -c:v ffv1 ") +
-         input);
+    need(kFfmpeg + "-f lavfi -i testsrc=s=33x17:d=0.2:r=10 -pix_fmt " + format +
+         (palette ? " -frames:v 1 " : " -c:v ffv1 ") + input);
     for (const char* extension : {".mov", ".mkv", ".webm"}) {
       const std::string output = out.path(std::string(format) + extension);
       const Outcome outcome = run(key("-y --key-color 0,200,60 " + input + " " + output));
@@ -263,7 +271,8 @@ TEST(KeyCommand, DamagedClipsAreCountedAndKeptOnlyWhenAsked) {
   const ScratchFolder out;
   need(kFfmpeg + "-i " + inputs().small + " -c copy " + out.path("whole.mkv"));
   need("head -c $(($(stat -c %s " + inputs().small + ") * 2 / 3)) " + inputs().small + " > " + out.path("cut.mp4"));
-  need("head -c $(($(stat -c %s " + out.path("whole.mkv") + ") / 2)) " + out.path("whole.mkv") + " > " + out.path("cut.mkv"));
+  need("head -c $(($(stat -c %s " + out.path("whole.mkv") + ") / 2)) " + out.path("whole.mkv") + " > " +
+       out.path("cut.mkv"));
   for (const char* name : {"cut.mp4", "cut.mkv"}) {
     const std::string output = out.path("o.mkv");
     const Outcome refused = run(key(out.path(name) + " " + output));
@@ -311,10 +320,10 @@ TEST(StillCommand, ShowsThreePanels) {
   const Image sheet = readAll(out.path("s.png")).at(0);
   ASSERT_EQ(3 * 1280, sheet.width);
   const auto pixel = [&](int x, int y) { return sheet.row(y) + std::ptrdiff_t{4} * x; };
-  EXPECT_GT(pixel(100, 300)[2], pixel(100, 300)[1] + 40);    // the green source
-  EXPECT_LT(pixel(1280 + 100, 300)[1], 30);                  // its matte: black on the screen, white on the jacket
+  EXPECT_GT(pixel(100, 300)[2], pixel(100, 300)[1] + 40);  // the green source
+  EXPECT_LT(pixel(1280 + 100, 300)[1], 30);                // its matte: black on the screen, white on the jacket
   EXPECT_EQ(255, pixel(1280 + 500, 500)[1]);
-  EXPECT_NEAR(pixel(2560 + 104, 296)[1], 128, 30);           // a square of the checkerboard
+  EXPECT_NEAR(pixel(2560 + 104, 296)[1], 128, 30);  // a square of the checkerboard
   EXPECT_NEAR(pixel(2560 + 104, 296)[1], pixel(2560 + 104, 296)[2], 12);
 }
 

@@ -95,7 +95,8 @@ TEST(Driver, FieldsAreKeyedApart) {
       for (int parity = 0; parity < 2; ++parity) {
         const int rows = (height + 1 - parity) / 2;
         Record field(6, rows);
-        for (int y = 0; y < rows; ++y) std::copy_n(source.begin() + (2 * y + parity) * 24, 24, field.source.begin() + y * 24);
+        for (int y = 0; y < rows; ++y)
+          std::copy_n(source.begin() + (2 * y + parity) * 24, 24, field.source.begin() + y * 24);
         field.param.bSmoothBG = smooth;
         field.param.nDeBlock = 2;
         field.run(0);
@@ -152,7 +153,8 @@ TEST(Extraction, EveryKeyColourKeepsItself) {
   kalvetra::test::Random random(17);
   for (int i = 0; i < 40; ++i) {
     // Greens bright enough that the dark-luminance rule does not move their expected chroma.
-    const auto r = static_cast<unsigned char>(random.within(0, 70)), g = static_cast<unsigned char>(random.within(160, 255)),
+    const auto r = static_cast<unsigned char>(random.within(0, 70)),
+               g = static_cast<unsigned char>(random.within(160, 255)),
                b = static_cast<unsigned char>(random.within(0, 90));
     Bytes image{b, g, r, 1}, map(4, 9);
     ASSERT_EQ(1u, keying.ExtractBack32bit(image.data(), map.data(), 1, 1, 4, r, g, b, 145, 290));
@@ -169,12 +171,15 @@ TEST(PlateRepair, HolesOfEveryKind) {
   // Nothing survives: the key colour everywhere.
   Bytes empty(5 * 4 * 4, 0);
   keying.ExpandBack32bit8(empty.data(), 5, 4, 20, 11, 22, 33);
-  for (std::size_t i = 0; i < empty.size(); i += 4) EXPECT_EQ((Bytes{33, 22, 11, 0}), Bytes(empty.begin() + static_cast<std::ptrdiff_t>(i), empty.begin() + static_cast<std::ptrdiff_t>(i) + 4));
+  for (std::size_t i = 0; i < empty.size(); i += 4)
+    EXPECT_EQ((Bytes{33, 22, 11, 0}), Bytes(empty.begin() + static_cast<std::ptrdiff_t>(i),
+                                            empty.begin() + static_cast<std::ptrdiff_t>(i) + 4));
   // A plate without holes stays; holes of a uniform plate come back in its colour.
   Bytes uniform;
   for (int i = 0; i < 12 * 12; ++i) append(uniform, {60, 140, 50, 255});
   Bytes holed = uniform;
-  for (const int at : {0, 13, 14, 26, 77, 78, 79, 90, 143}) std::fill_n(holed.begin() + at * 4, 3, static_cast<unsigned char>(0));
+  for (const int at : {0, 13, 14, 26, 77, 78, 79, 90, 143})
+    std::fill_n(holed.begin() + at * 4, 3, static_cast<unsigned char>(0));
   keying.ExpandBack32bit8(holed.data(), 12, 12, 48, 1, 2, 3);
   EXPECT_EQ(uniform, holed);
 }
@@ -202,8 +207,8 @@ TEST(RenderEntry, ViewsBelongTogether) {
     EXPECT_EQ(255, matte[i]);
     for (std::size_t c = 1; c < 4; ++c) ASSERT_EQ(result[i], matte[i + c]);
   }
-  EXPECT_LT(result[0], 20);                                                     // screen
-  EXPECT_EQ(255, result[static_cast<std::size_t>((13 * width + 24) * 4)]);      // skin
+  EXPECT_LT(result[0], 20);                                                 // screen
+  EXPECT_EQ(255, result[static_cast<std::size_t>((13 * width + 24) * 4)]);  // skin
 }
 
 TEST(RenderEntry, ABlackKeyColourKeysNothing) {
@@ -234,8 +239,9 @@ TEST(RenderEntry, OnlyTheCommonAreaIsWritten) {
   const Bytes frame = greenScreen(8, 6, 1);
   for (const auto& [width, height] : {std::pair{5, 9}, {11, 4}}) {
     Bytes out(static_cast<std::size_t>(width * height * 4), 7);
-    KalvetraFinalCut(reinterpret_cast<char*>(out.data()), width, height, reinterpret_cast<const char*>(frame.data()), 8, 6,
-                     1, 1, kKalvetraViewMatte, 0.16, 0.59, 0.27, 1, 100, 0, 100, 0, 1, 0, 2, 10, 0, 2, 50, 0, 0, 20, 20, 0, 33);
+    KalvetraFinalCut(reinterpret_cast<char*>(out.data()), width, height, reinterpret_cast<const char*>(frame.data()), 8,
+                     6, 1, 1, kKalvetraViewMatte, 0.16, 0.59, 0.27, 1, 100, 0, 100, 0, 1, 0, 2, 10, 0, 2, 50, 0, 0, 20,
+                     20, 0, 33);
     for (int y = 0; y < height; ++y) {
       for (int x = 0; x < width; ++x) {
         EXPECT_EQ(x < 8 && y < 6 ? 255 : 7, out[static_cast<std::size_t>((y * width + x) * 4)]) << x << "," << y;
@@ -299,7 +305,8 @@ TEST(BackdropFinder, FindsTheScreenAndRefusesOtherPictures) {
   const auto refuses = [](int red, int green, int blue) {
     Bytes picture;
     for (int i = 0; i < 100; ++i) {
-      append(picture, {255, static_cast<unsigned char>(red), static_cast<unsigned char>(green), static_cast<unsigned char>(blue)});
+      append(picture, {255, static_cast<unsigned char>(red), static_cast<unsigned char>(green),
+                       static_cast<unsigned char>(blue)});
     }
     kalvetra::BackdropFinder other;
     other.add(picture.data(), 10, 10);

@@ -37,7 +37,9 @@ std::string floatBits(std::initializer_list<float> values) {
   return text;
 }
 
-float fromBits(const std::string& hex) { return std::bit_cast<float>(static_cast<unsigned int>(std::stoul(hex, nullptr, 16))); }
+float fromBits(const std::string& hex) {
+  return std::bit_cast<float>(static_cast<unsigned int>(std::stoul(hex, nullptr, 16)));
+}
 
 // One recorded case, with the arguments' short hands.
 struct Case {
@@ -58,7 +60,8 @@ CKALVETRA keying;
 
 void checkYIQtoRGB2(const Case& c) {
   const std::string bits = c.args.at("YIQ_bits");
-  const RGB rgb = imaging.YIQtoRGB2({fromBits(bits.substr(0, 8)), fromBits(bits.substr(8, 8)), fromBits(bits.substr(16))});
+  const RGB rgb =
+      imaging.YIQtoRGB2({fromBits(bits.substr(0, 8)), fromBits(bits.substr(8, 8)), fromBits(bits.substr(16))});
   EXPECT_EQ(c.json.at("R"), rgb.R);
   EXPECT_EQ(c.json.at("G"), rgb.G);
   EXPECT_EQ(c.json.at("B"), rgb.B);
@@ -184,7 +187,8 @@ const std::map<std::string, Check>& checks() {
       {"ChromaBlur32bit",
        [](const Case& c) {
          Bytes scratch(c.in().size());
-         checkInPlace(c, [&](auto* p) { imaging.ChromaBlur32bit(c.width(), c.height(), p, scratch.data(), c.arg("radius")); });
+         checkInPlace(
+             c, [&](auto* p) { imaging.ChromaBlur32bit(c.width(), c.height(), p, scratch.data(), c.arg("radius")); });
        }},
       {"AverageBlurCore32bit6",
        [](const Case& c) {
@@ -204,9 +208,8 @@ const std::map<std::string, Check>& checks() {
        }},
       {"ContractBack32bit",
        [](const Case& c) {
-         checkInPlace(c, [&](auto* p) {
-           keying.ContractBack32bit(p, c.width(), c.height(), c.width() * 4, c.arg("count"));
-         });
+         checkInPlace(
+             c, [&](auto* p) { keying.ContractBack32bit(p, c.width(), c.height(), c.width() * 4, c.arg("count")); });
        }},
       {"ExpandBack32bit8",
        [](const Case& c) {

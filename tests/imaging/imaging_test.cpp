@@ -100,9 +100,9 @@ TEST(ChromaBlur, BordersAverageTheirClippedWindow) {
     for (int x = 0; x < 3; ++x) image[static_cast<std::size_t>((y * 6 + x) * 4 + 1)] = 90;
   }
   imaging.ChromaBlurCore3_32bit(6, 6, image.data(), scratch.data(), 2);
-  EXPECT_EQ(90, image[1]);                                    // 9 of 9
-  EXPECT_EQ(90 * 9 / 25, image[(2 * 6 + 2) * 4 + 1]);         // 9 of 25
-  EXPECT_EQ(90 * 3 / 12, image[4 * 4 + 1]);                   // column 4, row 0: 3 of 12
+  EXPECT_EQ(90, image[1]);                             // 9 of 9
+  EXPECT_EQ(90 * 9 / 25, image[(2 * 6 + 2) * 4 + 1]);  // 9 of 25
+  EXPECT_EQ(90 * 3 / 12, image[4 * 4 + 1]);            // column 4, row 0: 3 of 12
   EXPECT_EQ(50, image[0]);
   EXPECT_EQ(9, image[3]);
 }
@@ -121,7 +121,8 @@ TEST(AverageBlur, EqualsDirectWindowSums) {
             sum += plane[static_cast<std::size_t>(yy * width + xx)];
           }
         }
-        const float mean = static_cast<float>(sum) * (1.0f / static_cast<float>(columns)) * (1.0f / static_cast<float>(rows));
+        const float mean =
+            static_cast<float>(sum) * (1.0f / static_cast<float>(columns)) * (1.0f / static_cast<float>(rows));
         expected[static_cast<std::size_t>(y * width + x)] = static_cast<unsigned char>(mean);
       }
     }
@@ -233,7 +234,8 @@ TEST(Fields, SplitAndWeaveBack) {
     Bytes frame = noise(width * height * 4, 8), woven(frame.size());
     Bytes odd(static_cast<std::size_t>(width * (height / 2) * 4)), even(frame.size() - odd.size());
     imaging.SepareteField32bit(width, height, frame.data(), odd.data(), even.data());
-    EXPECT_TRUE(std::equal(odd.begin(), odd.begin() + std::min<std::ptrdiff_t>(width * 4, std::ssize(odd)), frame.begin() + (height > 1 ? width * 4 : 0)));
+    EXPECT_TRUE(std::equal(odd.begin(), odd.begin() + std::min<std::ptrdiff_t>(width * 4, std::ssize(odd)),
+                           frame.begin() + (height > 1 ? width * 4 : 0)));
     imaging.CompositeField32bit(width, height, woven.data(), odd.data(), even.data());
     EXPECT_EQ(frame, woven);
   }

@@ -77,7 +77,8 @@ TEST(Packing, EveryAlphaLevelSurvivesTenBits) {
 TEST(Packing, ChromaIsWeightedByAlpha) {
   Image image = solidImage(4, 2, {0, 0, 255, 0});
   for (const int x : {2, 3}) {
-    for (int y = 0; y < 2; ++y) std::copy_n(std::array<unsigned char, 4>{255, 255, 0, 0}.begin(), 4, image.row(y) + x * 4);
+    for (int y = 0; y < 2; ++y)
+      std::copy_n(std::array<unsigned char, 4>{255, 255, 0, 0}.begin(), 4, image.row(y) + x * 4);
   }
   const auto frame = FramePacker(AV_PIX_FMT_YUVA420P, AVCOL_SPC_BT709).pack(image);
   EXPECT_NEAR(102, sample(*frame, 1, 1, 0, false), 1);  // 8-bit BT.709 red
@@ -114,7 +115,8 @@ TEST(Conversion, MissingTagsAreGuessedByHeight) {
   EXPECT_EQ(AVCOL_RANGE_JPEG, guessed(AV_PIX_FMT_YUVJ420P, 480).range);
   guessed(AV_PIX_FMT_RGB24, 480);
   EXPECT_EQ("", guess);
-  const auto kept = guessed(AV_PIX_FMT_YUV420P, 1080, {AVCOL_SPC_SMPTE170M, AVCOL_RANGE_JPEG, AVCOL_PRI_SMPTE170M, AVCOL_TRC_SMPTE170M});
+  const auto kept = guessed(AV_PIX_FMT_YUV420P, 1080,
+                            {AVCOL_SPC_SMPTE170M, AVCOL_RANGE_JPEG, AVCOL_PRI_SMPTE170M, AVCOL_TRC_SMPTE170M});
   EXPECT_EQ("", guess);
   EXPECT_EQ(AVCOL_SPC_SMPTE170M, kept.matrix);
   EXPECT_EQ(AVCOL_RANGE_JPEG, kept.range);
@@ -159,7 +161,8 @@ TEST(OutputPlace, AppearsOnlyWhenCommitted) {
 
 TEST(OutputPlace, ASequenceReplacesTheWholeOldOne) {
   const ScratchFolder folder;
-  for (const char* name : {"f-001.png", "f-002.png", "f-0003.png", "f-a.png", "g-001.png"}) std::ofstream(folder.path(name)) << "old";
+  for (const char* name : {"f-001.png", "f-002.png", "f-0003.png", "f-a.png", "g-001.png"})
+    std::ofstream(folder.path(name)) << "old";
   const std::string target = folder.path("f-%03d.png");
   EXPECT_THROW(TemporaryOutput(target, false), UserError);
   {

@@ -29,7 +29,8 @@ class ScratchFolder {
   // Sorted, hidden ones included.
   std::vector<std::string> names() const {
     std::vector<std::string> all;
-    for (const auto& entry : std::filesystem::directory_iterator(folder_)) all.push_back(entry.path().filename().string());
+    for (const auto& entry : std::filesystem::directory_iterator(folder_))
+      all.push_back(entry.path().filename().string());
     std::sort(all.begin(), all.end());
     return all;
   }

@@ -51,7 +51,8 @@ inline Bytes greenScreen(int width, int height, std::uint64_t seed) {
       if (y > height * 3 / 4 && x > width / 3 && x < width / 2) color[0] = color[1] = color[2] = 235;
       if (y > height * 3 / 4 && x >= width / 2 && x < width * 2 / 3) color[0] = 40, color[1] = 60, color[2] = 150;
       image.push_back(255);
-      for (const int c : color) image.push_back(static_cast<unsigned char>(std::clamp(c + random.within(-3, 3), 0, 255)));
+      for (const int c : color)
+        image.push_back(static_cast<unsigned char>(std::clamp(c + random.within(-3, 3), 0, 255)));
     }
   }
   return image;
