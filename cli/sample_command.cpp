@@ -90,8 +90,8 @@ class SampleMovie {
       : movie_(demonstrationFormat().muxer, output.path(), shownName),
         video_(demonstrationFormat(), pictureFormat(), kVideoColor, threads, movie_.wantsGlobalHeader()),
         sound_(kSampleRate, movie_.wantsGlobalHeader()) {
-    addStream(video_.context(), video_.timeBase());
-    addStream(sound_.context(), sound_.timeBase());
+    movie_.addStream(video_.context());
+    movie_.addStream(sound_.context());
     movie_.begin();
   }
 
@@ -107,13 +107,6 @@ class SampleMovie {
   }
 
  private:
-  void addStream(const AVCodecContext& context, AVRational timeBase) {
-    AVCodecParameters* parameters = avcodec_parameters_alloc();
-    if (parameters == nullptr) throw std::bad_alloc();
-    avcodec_parameters_from_context(parameters, &context);
-    movie_.addStream(*parameters, timeBase);
-    avcodec_parameters_free(&parameters);
-  }
   void write(AVPacket& packet, int stream, AVRational timeBase) {
     packet.stream_index = stream;
     movie_.write(packet, timeBase);

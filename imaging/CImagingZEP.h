@@ -4,9 +4,9 @@
 //  - A 32-bit pixel is 4 bytes: 0 blue, 1 green, 2 red, 3 alpha (the matte), each 0..255.
 //  - Sizes are in pixels, strides and row lengths in bytes. "Packed" means a stride of exactly 4 * width.
 //  - The caller owns every buffer. Nothing is kept between calls; two threads may work on different buffers at once.
-//  - Routines that answer an int return 1 when done and, unless stated otherwise, 0 when a buffer is null or a radius
-//  is
-//    negative (nothing is done then). A width or height below 1 makes them do nothing.
+//  - Routines that answer an int return 1 when done and, unless stated otherwise, 0 for a null buffer or a negative
+//  radius
+//    (nothing is done then). A width or height below 1 makes them do nothing.
 //  - Working memory that cannot be had throws std::bad_alloc; the image is then as it was, unless stated otherwise.
 //  - A float that is converted to an integer is truncated toward zero; out of range it saturates, and NaN gives 0.
 #pragma once
@@ -56,8 +56,8 @@ class CImagingZEP {
 
   // y0 for x <= x0, y1 for x >= x1 or x not a number, linear in between. Never divides by zero.
   float LinerInter(float x, float x0, float x1, float y0, float y1);
-  int LinerInter(int x, int x0, int x1, int y0,
-                 int y1);  // the slope is formed in single precision, the result truncated
+  // The same between integers: the slope is formed in single precision, the result truncated.
+  int LinerInter(int x, int x0, int x1, int y0, int y1);
 
   // Row stride in bytes of a one-byte-per-pixel map of width n. Rounds up to a multiple of 4, whatever its name says.
   int Align8(int n);

@@ -41,6 +41,13 @@ AVStream& MovieFile::addStream(const AVCodecParameters& parameters, AVRational t
   return *stream;
 }
 
+AVStream& MovieFile::addStream(const AVCodecContext& encoder) {
+  AVStream* stream = avformat_new_stream(context_, nullptr);
+  if (stream == nullptr || avcodec_parameters_from_context(stream->codecpar, &encoder) < 0) throw std::bad_alloc();
+  stream->time_base = encoder.time_base;
+  return *stream;
+}
+
 bool MovieFile::wantsGlobalHeader() const { return (context_->oformat->flags & AVFMT_GLOBALHEADER) != 0; }
 
 // Tried out in memory: what the libraries say about a codec beforehand is not always true.

@@ -26,6 +26,7 @@ class MovieFile : public PacketSink {
 
   // Streams are numbered from 0 in the order of the calls. The returned stream may be completed until begin().
   AVStream& addStream(const AVCodecParameters& parameters, AVRational timeBase);
+  AVStream& addStream(const AVCodecContext& encoder);
   bool wantsGlobalHeader() const;
   // True when files of this kind can hold such a stream.
   bool takes(const AVCodecParameters& parameters) const;

@@ -89,11 +89,7 @@ void Writer::openMovie(const OutputFormat& format, const TemporaryOutput& output
   auto movie = std::make_unique<MovieFile>(format.muxer, output.path(), shownName_);
   encoder_ = std::make_unique<VideoEncoder>(format, pictures_, color_, threads, movie->wantsGlobalHeader());
 
-  AVCodecParameters* parameters = avcodec_parameters_alloc();
-  if (parameters == nullptr) throw std::bad_alloc();
-  avcodec_parameters_from_context(parameters, &encoder_->context());
-  AVStream& video = movie->addStream(*parameters, encoder_->timeBase());
-  avcodec_parameters_free(&parameters);
+  AVStream& video = movie->addStream(encoder_->context());
   video.sample_aspect_ratio = pictures_.pixelAspect;
   video.avg_frame_rate = pictures_.frameRate;
   if (pictures_.displayMatrix) {

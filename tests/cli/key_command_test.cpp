@@ -210,6 +210,37 @@ TEST(KeyCommand, OddSizesAndStrangeFormatsGoThrough) {
   }
 }
 
+TEST(KeyCommand, UntaggedColoursAreGuessedAndSaid) {
+  const ScratchFolder out;
+  // One colour, coded by BT.601, without a tag. 90 lines are taken for BT.601, 720 for BT.709.
+  for (const char* size : {"160x90", "1280x720"}) {
+    const std::string input = out.path(std::string(size) + ".mkv");
+    need(kFfmpeg + "-f lavfi -i color=0x20C040:s=" + size +
+         ":d=0.1 -vf format=yuv420p,setparams=colorspace=unknown:range=unknown " + "-c:v ffv1 " + input);
+    const bool small = std::string(size) == "160x90";
+    const std::string said = need(key("-y --view source " + input + " " + out.path("o-%d.png")));
+    expectHas(said, small ? "taken for BT.601 colour, limited range" : "taken for BT.709 colour, limited range");
+    const Image image = readAll(out.path("o-1.png")).at(0);
+    const int off = std::abs(192 - image.argb[2]);
+    EXPECT_TRUE(small ? off <= 2 : off > 10) << size << ": green is off by " << off;
+  }
+}
+
+TEST(KeyCommand, TheSourcesAlphaIsRead) {
+  const ScratchFolder out;
+  // The left half of the picture is transparent, whatever it shows.
+  need(kFfmpeg +
+       "-f lavfi -i color=0x2060C0:s=64x32:d=0.1 -vf "
+       "\"format=rgba,geq=r='r(X,Y)':g='g(X,Y)':b='b(X,Y)':a='if(lt(X,32),0,200)'\" " +
+       "-frames:v 1 " + out.path("in.png"));
+  need(key("--key-color 40,180,70 " + out.path("in.png") + " " + out.path("o.png")));
+  const Image result = readAll(out.path("o.png")).at(0);
+  const Image source = readAll(out.path("in.png")).at(0);
+  EXPECT_EQ(0, source.argb[0]);
+  EXPECT_EQ(200, source.argb[source.argb.size() - 4]);
+  EXPECT_EQ(source.argb, result.argb);  // blue is foreground, and never more opaque than it was
+}
+
 TEST(KeyCommand, TheBackdropIsFoundOrTheClipRefused) {
   const ScratchFolder out;
   expectHas(need(key(inputs().small + " " + out.path("a.mkv"))), "key colour #");

@@ -211,6 +211,69 @@ TEST(RenderEntry, ViewsBelongTogether) {
   EXPECT_EQ(255, result[static_cast<std::size_t>((13 * width + 24) * 4)]);  // skin
 }
 
+// Without its neighbourhood stages the colour-key pass looks at one pixel at a time: reordering commutes with it.
+TEST(RenderEntry, TheColourKeyPassLooksAtOnePixel) {
+  const int width = 32, height = 20;
+  KeySettings s = settings();
+  s.smoothBG = 0;
+  s.shadow = 30;
+  const Bytes frame = greenScreen(width, height, 6);
+  const auto reversed = [](const Bytes& image) {
+    Bytes result;
+    for (std::size_t i = image.size(); i > 0; i -= 4)
+      result.insert(result.end(), image.begin() + static_cast<std::ptrdiff_t>(i) - 4,
+                    image.begin() + static_cast<std::ptrdiff_t>(i));
+    return result;
+  };
+  EXPECT_EQ(reversed(render(s, frame, width, height)), render(s, reversed(frame), width, height));
+  EXPECT_EQ(render(s, frame, width, height), render(s, frame, height, width));  // nor does the frame's shape matter
+}
+
+// A frame of one colour gives a matte of one level, up to the resampler's truncated taps at the borders.
+TEST(RenderEntry, UniformFramesStayUniform) {
+  kalvetra::test::Random random(8);
+  for (int round = 0; round < 60; ++round) {
+    KeySettings s = settings(kKalvetraViewMatte);
+    for (const kalvetra::Parameter& p : kalvetra::kParameters) {
+      if (p.value != nullptr && p.slug != "view") s.*p.value = random.within(p.minimum, p.maximum);
+    }
+    s.clipBlack = 0;
+    s.clipWhite = 100;
+    Bytes frame;
+    const bool screen = round % 2 == 0;
+    const auto red = static_cast<unsigned char>(screen ? 40 : random.within(0, 255)),
+               green = static_cast<unsigned char>(screen ? 150 : random.within(0, 255)),
+               blue = static_cast<unsigned char>(screen ? 70 : random.within(0, 255));
+    for (int i = 0; i < 400 * 9; ++i) append(frame, {255, red, green, blue});
+    const Bytes matte = render(s, frame, 400, 9);
+    int lowest = 255, highest = 0;
+    for (std::size_t i = 1; i < matte.size(); i += 4) {
+      lowest = std::min<int>(lowest, matte[i]);
+      highest = std::max<int>(highest, matte[i]);
+    }
+    EXPECT_LE(highest - lowest, 6) << int{red} << " " << int{green} << " " << int{blue} << ", round " << round;
+    EXPECT_LE(highest, screen ? 8 : 255) << "round " << round;
+  }
+}
+
+// A darker screen becomes a black shadow whose opacity grows with the darkening.
+TEST(RenderEntry, ShadowsGrowWithTheirDarkness) {
+  KeySettings s = settings();
+  s.smoothBG = 0;  // an estimated backdrop would follow the shadow
+  Bytes frame;
+  for (int drop = 4; drop < 34; ++drop) {
+    const auto fallen = [drop](int level) { return static_cast<unsigned char>(level - drop); };
+    append(frame, {255, fallen(40), fallen(150), fallen(70)});
+  }
+  const Bytes out = render(s, frame, 30, 1);
+  for (std::size_t i = 4; i < out.size(); i += 4) {
+    EXPECT_GE(out[i], out[i - 4]) << i;
+    EXPECT_EQ(0, out[i + 1] + out[i + 2] + out[i + 3]) << i;
+  }
+  // Luminance 111 - 33 against 111: 33 / (111 + 50), stretched by 1 / 0.8.
+  EXPECT_NEAR(33.0 / 161.0 / 0.8 * 255.0, out[29 * 4], 1.0);
+}
+
 TEST(RenderEntry, ABlackKeyColourKeysNothing) {
   const Bytes frame = noise(6 * 5 * 4, 2);
   KeySettings s = settings();
