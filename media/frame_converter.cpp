@@ -74,7 +74,8 @@ ColorTags resolveColor(ColorTags tags, AVPixelFormat format, int height, std::st
   const bool large = height >= 720;
   if (tags.matrix == AVCOL_SPC_UNSPECIFIED || tags.matrix == AVCOL_SPC_RESERVED) {
     tags.matrix = large ? AVCOL_SPC_BT709 : height == 576 ? AVCOL_SPC_BT470BG : AVCOL_SPC_SMPTE170M;
-    guess = std::string(large ? "BT.709" : "BT.601") + " colour" + (guess.empty() ? "" : ", " + guess);
+    const bool hasChroma = d == nullptr || d->nb_components >= 3;
+    if (hasChroma) guess = std::string(large ? "BT.709" : "BT.601") + " colour" + (guess.empty() ? "" : ", " + guess);
   }
   const bool wide = tags.matrix == AVCOL_SPC_BT709 || tags.matrix == AVCOL_SPC_RGB;
   if (tags.primaries == AVCOL_PRI_UNSPECIFIED || tags.primaries == AVCOL_PRI_RESERVED) {

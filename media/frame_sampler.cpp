@@ -40,7 +40,7 @@ Image frameAt(const std::string& path, double seconds, int threads, const std::a
   SourceFrame frame;
   while (!stop && reader.next(frame)) {
     if (static_cast<double>(frame.time + frame.duration) * unit > seconds) {
-      return FrameConverter(reader.format().color).convert(*frame.picture);
+      return turned(FrameConverter(reader.format().color).convert(*frame.picture), reader.format().quarterTurns());
     }
   }
   throw UserError(path + ": has no picture at " + std::to_string(seconds) + " s; name an earlier time");

@@ -13,8 +13,8 @@ namespace kalvetra {
 // be read. Throws UserError like Reader.
 std::vector<Image> sampleFrames(const std::string& path, int count, int threads, const std::atomic<bool>& stop);
 
-// The picture at that time, in seconds from the start: the nearest one that a decoder can reach from before. Throws
-// UserError when there is none.
+// The picture that is shown at that time, in seconds from the start, turned upright. Throws UserError when the clip has
+// ended by then.
 Image frameAt(const std::string& path, double seconds, int threads, const std::atomic<bool>& stop);
 
 }  // namespace kalvetra

@@ -120,22 +120,26 @@ bool Reader::next(SourceFrame& frame) {
       ++delivered_;
       return true;
     }
-    if (state != AVERROR(EAGAIN) && state != AVERROR_EOF) ++undecodable_;
-    if (state == AVERROR_EOF || !feedDecoder(frame)) {
+    if (state == AVERROR_EOF) {
       frame.picture.reset();
       return false;
     }
+    if (state != AVERROR(EAGAIN)) ++undecodable_;
+    if (!draining_) feedDecoder(frame);
   }
 }
 
-// Reads on until the decoder has something new to work on. False when it was at its end already.
-bool Reader::feedDecoder(SourceFrame& frame) {
+// Reads on until the decoder has something new to work on: a packet, or at the end of the file the word to hand out
+// what it still holds.
+void Reader::feedDecoder(SourceFrame& frame) {
   for (;;) {
     PacketPtr packet = makePacket();
     const int state = av_read_frame(input_.get(), packet.get());
     if (state < 0) {
       cutShort_ = cutShort_ || state != AVERROR_EOF;
-      return avcodec_send_packet(decoder_.get(), nullptr) >= 0;  // drains what the decoder still holds
+      draining_ = true;
+      avcodec_send_packet(decoder_.get(), nullptr);
+      return;
     }
     const int index = packet->stream_index;
     noteEnd(*packet);
@@ -143,7 +147,7 @@ bool Reader::feedDecoder(SourceFrame& frame) {
       ++packets_;
       if ((packet->flags & AV_PKT_FLAG_DISCARD) != 0) ++discarded_;
       if (avcodec_send_packet(decoder_.get(), packet.get()) < 0) ++undecodable_;
-      return true;
+      return;
     }
     if (copied_.contains(index)) {
       const std::int64_t start = startOf(*input_->streams[index]);
@@ -192,6 +196,7 @@ bool Reader::seek(double fraction) {
   const auto target = start + static_cast<std::int64_t>(fraction * static_cast<double>(input_->duration));
   if (av_seek_frame(input_.get(), -1, target, AVSEEK_FLAG_BACKWARD) < 0) return false;
   avcodec_flush_buffers(decoder_.get());
+  draining_ = false;
   return true;
 }
 
@@ -209,9 +214,8 @@ std::int64_t Reader::missingFrames() const {
   const bool counted = std::string(input_->iformat->name).find("mp4") != std::string::npos;
   if (counted) return std::max<std::int64_t>(video().nb_frames - packets_, 0);
   if (input_->duration_estimation_method != AVFMT_DURATION_FROM_STREAM || input_->duration <= 0) return 0;
-  const std::int64_t rest = input_->duration - reached_;
-  if (rest < kEndTolerance) return 0;
-  return std::max<std::int64_t>(av_rescale_q(rest, av_make_q(1, AV_TIME_BASE), av_inv_q(format_.frameRate)), 1);
+  if (input_->duration - reached_ < kEndTolerance) return 0;
+  return std::max<std::int64_t>(expectedFrames() - packets_, 1);
 }
 
 }  // namespace kalvetra

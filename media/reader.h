@@ -52,7 +52,7 @@ class Reader {
   void openInput();
   void openDecoder(int threads);
   void describePictures();
-  bool feedDecoder(SourceFrame& frame);
+  void feedDecoder(SourceFrame& frame);
   void stamp(SourceFrame& frame);
   void noteEnd(const AVPacket& packet);
   std::int64_t missingFrames() const;
@@ -72,6 +72,7 @@ class Reader {
   std::int64_t discarded_ = 0;  // packets that an edit list cuts off
   std::int64_t reached_ = 0;    // end of the last packet, in AV_TIME_BASE units
   bool cutShort_ = false;       // the file ended with an error
+  bool draining_ = false;       // the file is at its end; the decoder hands out what it still holds
 };
 
 }  // namespace kalvetra
