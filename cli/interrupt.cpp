@@ -14,7 +14,6 @@ void catchInterrupts() {
   stopRequested();  // made before a handler needs it
   struct sigaction action = {};
   action.sa_handler = [](int) { stopRequested() = true; };
-  action.sa_flags = static_cast<int>(SA_RESETHAND);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
   // A file-size limit is a write error like any other, not the end of the program.
   std::signal(SIGXFSZ, SIG_IGN);

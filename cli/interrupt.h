@@ -9,7 +9,7 @@ namespace kalvetra {
 // True from the first SIGINT, SIGTERM or SIGHUP on.
 std::atomic<bool>& stopRequested();
 
-// Installs the handlers. A second signal ends the program at once.
+// Installs the handlers. Further signals change nothing: an impatient second Ctrl-C must not leave half a file behind.
 void catchInterrupts();
 
 // What an interrupted command throws; main answers with exit status 130.
