@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # Installs what building needs and is not there yet: with apt on Debian, with brew on a Mac.
-# With --tests also what the tests need.
+# With --tests also what the tests and the plug-in need.
 set -euo pipefail
 
 debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libtbb-dev libcli11-dev)
 mac=(cmake ninja pkg-config ffmpeg tbb cli11)
 if [ "${1:-}" = --tests ]; then
-  debian+=(libgtest-dev nlohmann-json3-dev ffmpeg)
+  debian+=(libgtest-dev nlohmann-json3-dev ffmpeg gobjc++ libgnustep-base-dev libgl-dev)
   mac+=(googletest nlohmann-json)
 fi
 

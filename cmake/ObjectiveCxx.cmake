@@ -1,0 +1,18 @@
+# Enables Objective-C++ where it can be had, and says so in KALVETRA_HAS_OBJCXX.
+set(KALVETRA_HAS_OBJCXX OFF)
+if(APPLE)
+  enable_language(OBJCXX)
+  set(KALVETRA_HAS_OBJCXX ON)
+else()
+  # GCC's compiler, whatever compiles the C++: GNUstep's runtime here is GCC's. CMake would take clang where it finds it.
+  find_program(KALVETRA_GXX NAMES g++-12 g++)
+  find_program(KALVETRA_GNUSTEP_CONFIG NAMES gnustep-config)
+  if(KALVETRA_GXX AND KALVETRA_GNUSTEP_CONFIG)
+    execute_process(COMMAND ${KALVETRA_GXX} -print-prog-name=cc1objplus OUTPUT_VARIABLE objcxx OUTPUT_STRIP_TRAILING_WHITESPACE)
+    if(EXISTS "${objcxx}")
+      set(CMAKE_OBJCXX_COMPILER ${KALVETRA_GXX})
+      enable_language(OBJCXX)
+      set(KALVETRA_HAS_OBJCXX ON)
+    endif()
+  endif()
+endif()
