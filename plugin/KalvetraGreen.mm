@@ -2,6 +2,7 @@
 #import "plugin/KalvetraGreen.h"
 
 #ifdef __APPLE__
+#define GL_SILENCE_DEPRECATION 1
 #include <OpenGL/gl.h>
 #include <OpenGL/glext.h>
 #else
@@ -15,7 +16,7 @@
 #include "parameters/parameter_table.h"
 #include "plugin/pixel_conversion.h"
 
-// Methods are called by the host's C and Objective-C code: no C++ exception may leave one.
+// Methods are called by the host's C and Objective-C code: no exception may leave one.
 
 using kalvetra::KeySettings;
 using kalvetra::kParameters;
@@ -99,7 +100,8 @@ struct Bitmap {
   explicit Bitmap(FxImage* image)
       : data([(FxBitmap*)image dataPtr]),
         size{static_cast<int>([image width]), static_cast<int>([image height])},
-        depth([image depth]) {}
+        depth(static_cast<UInt32>([image depth])) {}
+  bool usable() const { return size.width >= 0 && size.height >= 0 && (data != NULL || pixels() == 0); }
   std::size_t pixels() const { return static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height); }
 };
 
@@ -180,7 +182,7 @@ void renderFloats(const KeySettings& settings, const Bitmap& in, const Bitmap& o
     if (p.toggle == 0 || static_cast<UInt32>(p.toggle) != parmId) continue;
     if (known == NO && [retrieval getBoolValue:&on fromParm:parmId atTime:[action currentTime]] == NO) return YES;
     known = YES;
-    [self EnableDisableParameter:static_cast<UInt32>(p.id) enableParam:on];
+    [self EnableDisableParameter:static_cast<UInt32>(p.id) enableParam:static_cast<unsigned char>(on)];
   }
   return YES;
 }
@@ -227,7 +229,7 @@ void renderFloats(const KeySettings& settings, const Bitmap& in, const Bitmap& o
     const KeySettings settings = readSettings(api, renderInfo.frame);
     const Bitmap in(input), out(output);
     if (out.depth != 8 && out.depth != 32) return YES;
-    if (in.depth != out.depth || in.data == NULL || out.data == NULL) return NO;
+    if (in.depth != out.depth || !in.usable() || !out.usable()) return NO;
     const kalvetra::RenderScale scale{renderInfo.scaleX, renderInfo.scaleY};
     if (out.depth == 8) {
       renderBytes(settings, in, out, scale, premultiplied);

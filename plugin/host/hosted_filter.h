@@ -46,7 +46,10 @@ struct HostPicture {
 
 // What the bundle's registration record says of its one filter.
 struct Registration {
-  std::string className, displayName, groupName, filterId, groupId, protocolName, version;
+  std::string className, displayName, groupName, filterId, protocolName, version;
+  std::string groupId;         // of the group
+  std::string filtersGroupId;  // of the group that the filter says it belongs to
+  bool dynamic = true;         // registered by code instead of by the record
 };
 
 // Services by the names of their protocols, as Faults::withheld takes them.
@@ -81,14 +84,16 @@ class HostedFilter {
   std::vector<HostParameter>& parameters();
   HostParameter& parameter(int id);  // throws UserError when there is none
 
-  std::map<std::string, double> properties() const;
+  // Each as its Objective-C type code and its value: "c 0", "i 0".
+  std::map<std::string, std::string> properties() const;
+  float cachedBright() const;  // an instance variable of the filter
   bool variesOverTime() const;
   bool addParameters();
   bool parameterChanged(int id);
   bool enable(int id, unsigned char value);
   // The size that the filter wants for an input; false as the filter answers. Null pointers are passed on.
   bool outputSize(const HostPicture& input, std::uint32_t* width, std::uint32_t* height) const;
-  bool frameSetup(bool& hardware, bool& software) const;
+  bool frameSetup(const HostPicture& input, bool& hardware, bool& software) const;
   bool render(HostPicture& output, const HostPicture& input, double time = 0.0) const;
   bool frameCleanup() const;
 

@@ -5,6 +5,9 @@
 
 #include <unistd.h>
 
+#import <objc/runtime.h>
+
+#include <cstring>
 #include <filesystem>
 
 #import "plugin/KalvetraGreen.h"
@@ -60,6 +63,8 @@ Registration readRegistration(NSBundle* bundle, const std::string& path) {
   r.displayName = text([filter objectForKey:@"displayName"]);
   r.filterId = text([filter objectForKey:@"uuid"]);
   r.groupId = text([group objectForKey:@"uuid"]);
+  r.filtersGroupId = text([filter objectForKey:@"group"]);
+  r.dynamic = [[[bundle infoDictionary] objectForKey:@"ProPlugDynamicRegistration"] boolValue] != NO;
   r.groupName = text([group objectForKey:@"groupName"]);
   r.protocolName = text([[filter objectForKey:@"protocolNames"] objectAtIndex:0]);
   r.version = text([filter objectForKey:@"version"]);
@@ -144,14 +149,22 @@ HostParameter& HostedFilter::parameter(int id) {
   return *p;
 }
 
-std::map<std::string, double> HostedFilter::properties() const {
+float HostedFilter::cachedBright() const {
+  float value = 0.0f;
+  Ivar variable = class_getInstanceVariable([state_->filter class], "_cachedBright");
+  std::memcpy(&value, reinterpret_cast<const char*>(state_->filter) + ivar_getOffset(variable), sizeof value);
+  return value;
+}
+
+std::map<std::string, std::string> HostedFilter::properties() const {
   const Pool pool;
-  std::map<std::string, double> values;
+  std::map<std::string, std::string> values;
   NSDictionary* properties = [state_->filter properties];
   NSArray* keys = [properties allKeys];
   for (NSUInteger i = 0; i < [keys count]; ++i) {
     id key = [keys objectAtIndex:i];
-    values[text(key)] = [[properties objectForKey:key] doubleValue];
+    NSNumber* value = [properties objectForKey:key];
+    values[text(key)] = std::string([value objCType]) + " " + text([value stringValue]);
   }
   return values;
 }
@@ -177,10 +190,10 @@ bool HostedFilter::outputSize(const HostPicture& input, std::uint32_t* width, st
   return [state_->filter getOutputWidth:width height:height withInput:imageInfo(input) withInfo:renderInfo(0)] != NO;
 }
 
-bool HostedFilter::frameSetup(bool& hardware, bool& software) const {
+bool HostedFilter::frameSetup(const HostPicture& input, bool& hardware, bool& software) const {
   BOOL canHardware = YES, canSoftware = NO;
   const BOOL answer = [state_->filter frameSetup:renderInfo(0)
-                                       inputInfo:imageInfo({})
+                                       inputInfo:imageInfo(input)
                                         hardware:&canHardware
                                         software:&canSoftware];
   hardware = canHardware != NO;

@@ -1,8 +1,10 @@
 // The command `kalvetra-fxhost`: keys a picture through the filter bundle as an editor would, or lists its parameters
 // as an inspector would show them. Exit status: 0 done, 1 failed, 2 wrong usage.
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <atomic>
+#include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <string>
 #include <vector>
@@ -75,9 +77,13 @@ void apply(HostedFilter& filter, const std::string& setting) {
   if (*rest != '\0' || (color && usedMore == 0) || p.kind == Kind::Group) {
     throw UserError("--set " + setting + ": not a value of parameter " + std::to_string(id) + " (" + p.name + ")");
   }
-  if (!color && (v[0] < p.minimum || v[0] > p.maximum)) {
-    throw UserError("--set " + setting + ": " + p.name + " takes " + std::to_string(p.minimum) + ".." +
-                    std::to_string(p.maximum));
+  // Written so that not a number fails too.
+  const bool inside = color ? std::all_of(v, v + 3, [](double c) { return c >= 0.0 && c <= 1.0; })
+                            : v[0] >= p.minimum && v[0] <= p.maximum && v[0] == std::trunc(v[0]);
+  if (!inside) {
+    throw UserError("--set " + setting + ": " + p.name + " takes " +
+                    (color ? "components in 0..1"
+                           : "whole numbers " + std::to_string(p.minimum) + ".." + std::to_string(p.maximum)));
   }
   std::copy(v, v + 3, p.value);
   filter.parameterChanged(id);
@@ -113,12 +119,12 @@ void keyPicture(HostedFilter& filter, const Options& options) {
   const HostPicture input = hostPicture(frameAt(options.input, 0.0, 1, never), options);
   std::uint32_t width = 0, height = 0;
   bool hardware = false, software = false;
-  const bool ready = filter.outputSize(input, &width, &height) && filter.frameSetup(hardware, software) && software;
+  const bool ready =
+      filter.frameSetup(input, hardware, software) && software && filter.outputSize(input, &width, &height);
   HostPicture output(static_cast<int>(width), static_cast<int>(height), options.depth);
   output.premultiplied = options.premultiplied;
-  if (!ready || !filter.render(output, input) || !filter.frameCleanup()) {
-    throw UserError(options.input + ": the filter could not render it");
-  }
+  const bool rendered = ready && filter.render(output, input);
+  if (!filter.frameCleanup() || !rendered) throw UserError(options.input + ": the filter could not render it");
   const Image image = imageOf(output);
   TemporaryOutput place(options.output, options.replace);
   PictureWriter writer(place, options.output, AV_PIX_FMT_RGBA, image.width, image.height);
@@ -129,6 +135,7 @@ void keyPicture(HostedFilter& filter, const Options& options) {
 
 void run(const Options& options) {
   HostedFilter filter(options.bundle, options.language);
+  filter.properties();  // as every host does first
   if (!filter.addParameters()) throw UserError(options.bundle + ": the filter created no parameters");
   for (const std::string& setting : options.settings) apply(filter, setting);
   if (options.list) {
@@ -157,7 +164,9 @@ int main(int argc, char** argv) {
       ->expected(1)
       ->take_all();
   program.add_flag("--list", options.list, "List the parameters as an inspector shows them.");
-  program.add_option("--language", options.language, "Language of the texts: en or ja.")->capture_default_str();
+  program.add_option("--language", options.language, "Language of the texts.")
+      ->check(CLI::IsMember({"en", "ja"}))
+      ->capture_default_str();
   program.add_flag("-y,--yes", options.replace, "Replace an output that exists.");
   try {
     program.parse(argc, argv);

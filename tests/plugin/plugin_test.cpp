@@ -49,6 +49,17 @@ void operator delete[](void* memory, std::size_t) noexcept { release(memory); }
 
 namespace {
 
+std::atomic<int> programsDeleted{0};
+
+}  // namespace
+
+// Stands before OpenGL's own, which does nothing without a context: the filter's only call of it is counted.
+extern "C" __attribute__((visibility("default"))) void glDeleteProgramsARB(int count, const unsigned int* names) {
+  if (count == 1 && names != nullptr && *names == 0) ++programsDeleted;
+}
+
+namespace {
+
 using namespace kalvetra::fxhost;
 using kalvetra::KeySettings;
 using kalvetra::kParameters;
@@ -60,6 +71,7 @@ using kalvetra::test::ScratchFolder;
 using Calls = std::vector<std::string>;
 
 const std::string kBundle = KALVETRA_BUNDLE;
+constexpr char kBoolCode = 'C';  // how this runtime encodes BOOL
 
 class Plugin : public testing::Test {
  protected:
@@ -100,6 +112,8 @@ TEST_F(Plugin, IsRegisteredUnderIdsThatNeverChange) {
   EXPECT_EQ("FxFilter", r.protocolName);
   EXPECT_EQ("B94C7E02-5D1F-4E6A-8F3B-2A60C9D8E574", r.filterId);
   EXPECT_EQ("3F6D2C1E-8A47-4B0B-9C55-71E2D0A46B18", r.groupId);
+  EXPECT_EQ(r.groupId, r.filtersGroupId);
+  EXPECT_FALSE(r.dynamic);
   EXPECT_EQ("Kalvetra Green", filter.localized(r.displayName));
   EXPECT_THROW(HostedFilter("/nowhere/KalvetraGreen.bundle", "en"), kalvetra::UserError);
 }
@@ -182,7 +196,9 @@ TEST_F(Plugin, CreatesItsParametersInOrder) {
     SCOPED_TRACE(p.nameKey);
     EXPECT_EQ(std::string(p.nameKey).substr(15), created.name);  // without "KalvetraGreen::"
     EXPECT_EQ(p.defaultValue, created.value[0]);
-    EXPECT_EQ(p.toggle != 0, created.disabled());
+    EXPECT_EQ(0, created.value[1]);
+    EXPECT_EQ(0, created.value[2]);
+    EXPECT_EQ(p.toggle != 0 ? 4u : 0u, created.flags);
     if (p.kind != kalvetra::ParameterKind::IntSlider) continue;
     EXPECT_EQ(p.minimum, created.minimum);
     EXPECT_EQ(p.maximum, created.maximum);
@@ -218,7 +234,14 @@ TEST_F(Plugin, TogglesEnableTheirSliders) {
     filter.parameter(toggle).value[0] = 1;
     EXPECT_TRUE(filter.parameterChanged(toggle));
     EXPECT_EQ(rest, disabled());
-    EXPECT_EQ("bool " + std::to_string(toggle) + " at 12.5", filter.takeCalls().at(2)) << "the action's time";
+    const Calls calls = filter.takeCalls();
+    EXPECT_EQ("bool " + std::to_string(toggle) + " at 12.5", calls.at(2)) << "the action's time";
+    Calls set, expectedSet;  // in increasing order of their ids
+    for (const std::string& call : calls) {
+      if (call.starts_with("set")) set.push_back(call);
+    }
+    for (const int slider : sliders) expectedSet.push_back("set flags " + std::to_string(slider) + " 0");
+    EXPECT_EQ(expectedSet, set);
     filter.parameter(toggle).value[0] = 0;
     EXPECT_TRUE(filter.parameterChanged(toggle));
     EXPECT_EQ(all, disabled());
@@ -268,13 +291,15 @@ TEST_F(Plugin, OnlyExactlyOneEnables) {
 }
 
 TEST_F(Plugin, TellsTheHostWhatItIs) {
-  const std::map<std::string, double> expected{{"SupportsRowBytes", 0},
-                                               {"SupportsR408", 0},
-                                               {"SupportsR4fl", 0},
-                                               {"MayRemapTime", 0},
-                                               {"EquivalentSMPTEWipeCode", 0}};
+  const std::string boolean = std::string(1, kBoolCode) + " 0";
+  const std::map<std::string, std::string> expected{{"SupportsRowBytes", boolean},
+                                                    {"SupportsR408", boolean},
+                                                    {"SupportsR4fl", boolean},
+                                                    {"MayRemapTime", boolean},
+                                                    {"EquivalentSMPTEWipeCode", "i 0"}};
   EXPECT_EQ(expected, filter.properties());
   EXPECT_FALSE(filter.variesOverTime());
+  EXPECT_EQ(-1.0f, filter.cachedBright());
   std::uint32_t width = 0, height = 0;
   EXPECT_TRUE(filter.outputSize(HostPicture(31, 17, 8), &width, &height));
   EXPECT_EQ(31u, width);
@@ -282,7 +307,7 @@ TEST_F(Plugin, TellsTheHostWhatItIs) {
   EXPECT_FALSE(filter.outputSize(HostPicture(31, 17, 8), nullptr, &height));
   EXPECT_FALSE(filter.outputSize(HostPicture(31, 17, 8), &width, nullptr));
   bool hardware = true, software = false;
-  EXPECT_TRUE(filter.frameSetup(hardware, software));
+  EXPECT_TRUE(filter.frameSetup(HostPicture(31, 17, 8), hardware, software));
   EXPECT_FALSE(hardware);
   EXPECT_TRUE(software);
   EXPECT_TRUE(filter.frameCleanup());
@@ -379,6 +404,7 @@ TEST_F(Plugin, LeavesWhatItDoesNotRender) {
     EXPECT_EQ(before, out.data);
   };
   renders([](HostPicture& source, HostPicture&) { source.imageType = 2; }, true);
+  EXPECT_EQ((Calls{"api FxParameterRetrievalAPI"}), filter.takeCalls()) << "a texture needs no parameters";
   renders([](HostPicture& source, HostPicture&) { source.imageType = 3; }, false);
   renders([](HostPicture& source, HostPicture& out) { source.depth = out.depth = 16; }, true);
   renders(
@@ -410,6 +436,15 @@ TEST_F(Plugin, OutputsOfOtherSizes) {
     std::fill(out.data.begin(), out.data.end(), static_cast<unsigned char>(77));
     Bytes expected = out.data;
     kalvetra::renderFrame(picked(), in.data.data(), {8, 6}, expected.data(), {width, height}, {1, 1});
+    ASSERT_TRUE(filter.render(out, in));
+    EXPECT_EQ(expected, out.data);
+    // Every pixel of the output is premultiplied, also those outside the common area.
+    for (std::size_t i = 0; i < expected.size(); i += 4) {
+      for (std::size_t c = 1; c < 4; ++c)
+        expected[i + c] = static_cast<unsigned char>(expected[i + c] * expected[i] / 255);
+    }
+    std::fill(out.data.begin(), out.data.end(), static_cast<unsigned char>(77));
+    out.premultiplied = true;
     ASSERT_TRUE(filter.render(out, in));
     EXPECT_EQ(expected, out.data);
     HostPicture floatIn(8, 6, 32), floatOut(width, height, 32);
@@ -447,12 +482,15 @@ TEST_F(Plugin, RunningOutOfMemoryAnswersNoAndLeaksNothing) {
   for (const unsigned int depth : {8u, 32u}) {
     HostPicture in(16, 12, depth), out(16, 12, depth);
     filter.render(out, in);  // whatever is made once is made now
+    std::fill(out.data.begin(), out.data.end(), static_cast<unsigned char>(77));
+    const Bytes untouched = out.data;
     // With the read calls recorded in the host's own memory, only failures inside the filter count.
     int refused = 0;
     for (long failing = 0; failing < 400; ++failing) {
       filter.takeCalls().shrink_to_fit();
       const long before = liveAllocations;
       filter.recordCalls(false);
+      std::copy(untouched.begin(), untouched.end(), out.data.begin());
       allocationsLeft = failing;
       const bool answer = filter.render(out, in);
       const bool reached = allocationsLeft == 0;
@@ -460,6 +498,7 @@ TEST_F(Plugin, RunningOutOfMemoryAnswersNoAndLeaksNothing) {
       filter.recordCalls(true);
       EXPECT_EQ(before, liveAllocations) << "failure " << failing;
       refused += !answer;
+      EXPECT_TRUE(answer || out.data == untouched) << "a refused frame is left alone";
       if (!reached) break;
     }
     EXPECT_GE(refused, depth == 8 ? 2 : 4);  // the working images of the render entry, and two of the float path
@@ -468,6 +507,7 @@ TEST_F(Plugin, RunningOutOfMemoryAnswersNoAndLeaksNothing) {
 
 TEST(PluginLife, EveryObjectIsReleased) {
   const long before = HostedFilter::liveObjects();
+  const int deletedBefore = programsDeleted;
   {
     HostedFilter filter(kBundle, "en");
     EXPECT_EQ(before + 2, HostedFilter::liveObjects());  // the filter and its API manager
@@ -478,6 +518,32 @@ TEST(PluginLife, EveryObjectIsReleased) {
     EXPECT_EQ(before + 2, HostedFilter::liveObjects());
   }
   EXPECT_EQ(before, HostedFilter::liveObjects());
+  EXPECT_EQ(deletedBefore + 1, programsDeleted);
+}
+
+// A host may load other plug-ins built from this engine: none of its symbols may be visible to them.
+TEST(PluginLife, TheBundleKeepsItsSymbols) {
+  const std::string listed = need("nm -DC --defined-only " + kBundle + "/KalvetraGreen");
+  for (const char* name : {"kalvetra::", "CImagingZEP", "CKALVETRA", "KalvetraFinalCut"}) {
+    EXPECT_EQ(std::string::npos, listed.find(name)) << listed;
+  }
+}
+
+TEST(PluginLife, FramesFromSetUpToCleanUp) {
+  HostedFilter filter(kBundle, "en");
+  filter.properties();
+  ASSERT_TRUE(filter.addParameters());
+  const HostPicture in = bytePicture(8, 6, kalvetra::test::greenScreen(8, 6, 1));
+  for (int frame = 0; frame < 3; ++frame) {
+    bool hardware = true, software = false;
+    std::uint32_t width = 0, height = 0;
+    ASSERT_TRUE(filter.frameSetup(in, hardware, software));
+    ASSERT_TRUE(filter.outputSize(in, &width, &height));
+    HostPicture out(static_cast<int>(width), static_cast<int>(height), 8);
+    ASSERT_TRUE(filter.render(out, in, frame));
+    ASSERT_TRUE(filter.frameCleanup());
+    EXPECT_EQ(in.data, out.data);  // the key colour is black at first: nothing is keyed
+  }
 }
 
 TEST(HostCommand, GivesTheBytesOfTheCommandLine) {
@@ -511,10 +577,12 @@ TEST(HostCommand, ListsInBothLanguagesAndRefusesNonsense) {
   EXPECT_NE(std::string::npos, english.find("      17 Mask Blur Radius (pixel): 2  (1..100)  - disabled\n"));
   EXPECT_NE(std::string::npos, japanese.find("基本"));
   EXPECT_EQ(std::string::npos, japanese.find("encoding"));
-  for (const char* bad : {"--list --set 5=101", "--list --set 99=1", "--list --set 3=0.5", "--list --set five"}) {
+  for (const char* bad : {"--list --set 5=101", "--list --set 5=60.5", "--list --set 5=nan", "--list --set 2=nan",
+                          "--list --set 99=1", "--list --set 3=0.5", "--list --set 3=5,9,-2", "--list --set five"}) {
     EXPECT_EQ(1, run(host + bad).status) << bad;
   }
   EXPECT_EQ(2, run(host + "--depth 16 --list").status);
+  EXPECT_EQ(2, run(host + "--language de --list").status);
   EXPECT_EQ(2, run(host).status);
   EXPECT_EQ(1, run(std::string(KALVETRA_FXHOST) + " /nowhere --list").status);
 }
