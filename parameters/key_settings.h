@@ -36,7 +36,8 @@ KeySettings defaultSettings();
 // straight alpha; the caller owns them. Throws std::bad_alloc when working memory runs out.
 void renderFrame(const KeySettings& settings, const unsigned char* input, unsigned char* output, int width, int height);
 
-// A host's frames may differ in size: the area that they have in common is rendered, the rest of the output is left alone.
+// A host's frames may differ in size: the area that they have in common is rendered, the rest of the output is left
+// alone.
 struct FrameSize {
   int width;
   int height;
