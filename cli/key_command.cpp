@@ -1,5 +1,5 @@
+#include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 
 #include "cli/commands.h"
@@ -20,14 +20,6 @@ struct KeyCommand : CommonOptions {
   bool keepPartial = false;
 };
 
-void refuseSameFile(const std::string& input, const std::string& output) {
-  namespace fs = std::filesystem;
-  std::error_code ignored;
-  const bool same =
-      fs::equivalent(input, output, ignored) || fs::weakly_canonical(input) == fs::weakly_canonical(output);
-  if (same) throw UserError(output + " is the input itself; name another output");
-}
-
 std::string speed(const Progress& progress) {
   char text[64];
   std::snprintf(text, sizeof text, "%.1f s (%.1f fps)", progress.seconds(),
@@ -45,7 +37,7 @@ std::string describeDamage(const Reader& source, std::int64_t keyed) {
 
 void run(const CLI::App& command, const KeyCommand& options) {
   const OutputFormat& format = outputFormatFor(options.output);
-  refuseSameFile(options.input, options.output);
+  refuseOverwritingInput(options.input, options.output);
   TemporaryOutput output(options.output, options.replace);
   Reader source(options.input, options.threads, stopRequested());
   for (const std::string& sentence : idleOptions(command, options.choice.settings)) note(sentence);

@@ -55,6 +55,7 @@ Image contactSheet(const Image& source, KeySettings settings) {
 
 void run(const CLI::App& command, const StillCommand& options) {
   if (!options.output.ends_with(".png")) throw UserError(options.output + ": a still is a PNG; end its name in .png");
+  refuseOverwritingInput(options.input, options.output);
   TemporaryOutput output(options.output, options.replace);
   for (const std::string& sentence : idleOptions(command, options.choice.settings)) note(sentence);
   const KeySettings settings = settleKeyColor(options.choice, options.input, options.threads);

@@ -18,7 +18,7 @@ const std::regex& numberPattern() {
   return pattern;
 }
 
-// Splits a numbered name into what stands before and behind the number.
+// A numbered name, taken apart at its number.
 struct NumberedName {
   explicit NumberedName(const std::string& name) {
     std::smatch match;
@@ -29,11 +29,21 @@ struct NumberedName {
     fill = match[1].length() == 0 ? ' ' : '0';
   }
 
-  bool matches(const std::string& name) const {
+  std::string with(std::string digits) const {
+    if (digits.size() < width) digits.insert(0, width - digits.size(), fill);
+    return before + digits + after;
+  }
+
+  // True for the names that `with` gives, and no others: f-0003.png is none of f-%03d.png.
+  bool covers(const std::string& name) const {
     if (name.size() <= before.size() + after.size() || !name.starts_with(before) || !name.ends_with(after))
       return false;
     const std::string number = name.substr(before.size(), name.size() - before.size() - after.size());
-    return std::all_of(number.begin(), number.end(), [](char c) { return (c >= '0' && c <= '9') || c == ' '; });
+    const std::size_t first = std::min(number.find_first_not_of(fill), number.size() - 1);
+    const std::string digits = number.substr(first);
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    const bool plain = digits.size() == 1 || digits[0] != '0';  // %d gives 7, never 007
+    return plain && std::all_of(digits.begin(), digits.end(), isDigit) && with(digits) == name;
   }
 
   std::string before, after;
@@ -48,7 +58,7 @@ std::vector<fs::path> sequenceFiles(const fs::path& target) {
   const NumberedName pattern(target.filename().string());
   std::vector<fs::path> files;
   for (const auto& entry : fs::directory_iterator(folderOf(target))) {
-    if (pattern.matches(entry.path().filename().string())) files.push_back(entry.path());
+    if (pattern.covers(entry.path().filename().string())) files.push_back(entry.path());
   }
   return files;
 }
@@ -72,10 +82,26 @@ bool isNumberedName(const std::string& name) {
 }
 
 std::string numberedName(const std::string& name, int number) {
-  const NumberedName pattern(name);
-  std::string digits = std::to_string(number);
-  if (digits.size() < pattern.width) digits.insert(0, pattern.width - digits.size(), pattern.fill);
-  return pattern.before + digits + pattern.after;
+  return NumberedName(name).with(std::to_string(number));
+}
+
+namespace {
+
+// True when `target`, a file or a numbered name, stands for the file or numbered name `path` too.
+bool standsFor(const fs::path& target, const fs::path& path) {
+  std::error_code ignored;
+  if (fs::equivalent(target, path, ignored) || fs::weakly_canonical(target) == fs::weakly_canonical(path)) return true;
+  const std::string name = target.filename().string();
+  return isNumberedName(name) && fs::equivalent(folderOf(target), folderOf(path), ignored) &&
+         NumberedName(name).covers(path.filename().string());
+}
+
+}  // namespace
+
+void refuseOverwritingInput(const std::string& input, const std::string& output) {
+  if (standsFor(output, input) || standsFor(input, output)) {
+    throw UserError(output + " would overwrite the input; name another output");
+  }
 }
 
 TemporaryOutput::TemporaryOutput(const std::string& target, bool replace)

@@ -40,4 +40,8 @@ bool isNumberedName(const std::string& name);
 // The name with its pattern replaced by the number.
 std::string numberedName(const std::string& name, int number);
 
+// Throws UserError when writing `output` would replace the file `input`, or a picture of it, where either may be a
+// numbered name.
+void refuseOverwritingInput(const std::string& input, const std::string& output);
+
 }  // namespace kalvetra

@@ -116,6 +116,7 @@ Image imageOf(HostPicture& picture) {
 
 void keyPicture(HostedFilter& filter, const Options& options) {
   static const std::atomic<bool> never{false};
+  refuseOverwritingInput(options.input, options.output);
   const HostPicture input = hostPicture(frameAt(options.input, 0.0, 1, never), options);
   std::uint32_t width = 0, height = 0;
   bool hardware = false, software = false;

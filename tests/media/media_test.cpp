@@ -161,7 +161,8 @@ TEST(OutputPlace, AppearsOnlyWhenCommitted) {
 
 TEST(OutputPlace, ASequenceReplacesTheWholeOldOne) {
   const ScratchFolder folder;
-  for (const char* name : {"f-001.png", "f-002.png", "f-0003.png", "f-a.png", "g-001.png"})
+  // f-0003 is not a name that %03d gives; f-1000 is.
+  for (const char* name : {"f-001.png", "f-002.png", "f-000.png", "f-1000.png", "f-0003.png", "f-a.png", "g-001.png"})
     std::ofstream(folder.path(name)) << "old";
   const std::string target = folder.path("f-%03d.png");
   EXPECT_THROW(TemporaryOutput(target, false), UserError);
@@ -170,11 +171,34 @@ TEST(OutputPlace, ASequenceReplacesTheWholeOldOne) {
     std::ofstream(output.path(1)) << "new";
     output.commit();
   }
-  EXPECT_EQ((std::vector<std::string>{"f-001.png", "f-a.png", "g-001.png"}), folder.names());
+  EXPECT_EQ((std::vector<std::string>{"f-0003.png", "f-001.png", "f-a.png", "g-001.png"}), folder.names());
   EXPECT_EQ("f-0042.png", kalvetra::numberedName("f-%04d.png", 42));
   EXPECT_EQ("f-42.png", kalvetra::numberedName("f-%d.png", 42));
   EXPECT_FALSE(kalvetra::isNumberedName("100%.png"));
   EXPECT_FALSE(kalvetra::isNumberedName("%d-%d.png"));
+}
+
+TEST(OutputPlace, TheInputIsNeverOverwritten) {
+  const ScratchFolder folder;
+  for (const char* name : {"f-001.png", "other.png"}) std::ofstream(folder.path(name)) << "picture";
+  fs::create_symlink(folder.path("other.png"), folder.path("link.png"));
+  const auto refused = [&](const char* input, const char* output) {
+    try {
+      kalvetra::refuseOverwritingInput(folder.path(input), folder.path(output));
+      return false;
+    } catch (const UserError&) {
+      return true;
+    }
+  };
+  EXPECT_TRUE(refused("other.png", "other.png"));
+  EXPECT_TRUE(refused("other.png", "link.png"));
+  EXPECT_TRUE(refused("f-%03d.png", "f-%03d.png"));
+  EXPECT_TRUE(refused("f-001.png", "f-%03d.png"));
+  EXPECT_TRUE(refused("f-%03d.png", "f-007.png"));
+  EXPECT_FALSE(refused("f-001.png", "g-%03d.png"));
+  EXPECT_FALSE(refused("f-%03d.png", "f-%05d.png"));
+  EXPECT_FALSE(refused("other.png", "new.png"));
+  EXPECT_FALSE(refused("f-001.png", "f-%d.png"));
 }
 
 TEST(OutputFormats, AreChosenByTheName) {

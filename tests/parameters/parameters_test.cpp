@@ -6,6 +6,7 @@
 #include <set>
 #include <sstream>
 
+#include "engine/KalvetraFinalCut.h"
 #include "parameters/parameter_manual.h"
 #include "parameters/parameter_table.h"
 
@@ -37,6 +38,12 @@ TEST(ParameterTable, IdsGroupsAndRangesHoldTogether) {
     EXPECT_EQ(p.value == nullptr, p.kind == ParameterKind::Color);
   }
   EXPECT_EQ(20u, slugs.size());
+}
+
+TEST(ParameterTable, MenuEntriesLandOnTheEnginesViews) {
+  EXPECT_EQ("source", kalvetra::kViewEntries[kKalvetraViewSource].slug);
+  EXPECT_EQ("matte", kalvetra::kViewEntries[kKalvetraViewMatte].slug);
+  EXPECT_EQ("result", kalvetra::kViewEntries[kKalvetraViewResult].slug);
 }
 
 TEST(ParameterTable, SlidersDependOnTheToggleOfTheirGroup) {
