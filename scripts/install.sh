@@ -3,8 +3,8 @@
 # With --tests also what the tests and the plug-in need.
 set -euo pipefail
 
-debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libtbb-dev libcli11-dev)
-mac=(cmake ninja pkg-config ffmpeg tbb cli11)
+debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libtbb-dev libcli11-dev libhwy-dev)
+mac=(cmake ninja pkg-config ffmpeg tbb cli11 highway)
 if [ "${1:-}" = --tests ]; then
   debian+=(libgtest-dev nlohmann-json3-dev ffmpeg gobjc++ libgnustep-base-dev libgl-dev)
   mac+=(googletest nlohmann-json)
