@@ -1,17 +1,17 @@
 // The chroma-key core: every pixel against the backdrop colour that the plate holds at its place.
 #include <cmath>
 #include <cstddef>
-#include <numbers>
 
 #include "engine/CKALVETRA.h"
 #include "engine/chroma_plane.h"
+#include "engine/key_geometry.h"
+#include "engine/simd/kernels.h"
 #include "imaging/numeric.h"
+#include "imaging/simd/level.h"
 
 using namespace kalvetra;
 
 namespace {
-
-constexpr float kPlateOffset = 1.5f;  // the plate counts as a little brighter than it is
 
 // One pixel seen from its plate pixel.
 struct Sight {
@@ -33,9 +33,9 @@ struct Cut {
   Chroma despilled;
 };
 
-class PlateKey {
+class PlateKey : public PlateKeyGeometry {
  public:
-  explicit PlateKey(const KALVETRA_Param& param);
+  explicit PlateKey(const KALVETRA_Param& param) : PlateKeyGeometry(param) {}
   void keyPixel(const unsigned char* source, const unsigned char* plate, unsigned char* result) const;
 
  private:
@@ -44,28 +44,8 @@ class PlateKey {
   void keyShadow(const Sight& s, unsigned char* result) const;
   void keyDespilled(const Sight& s, unsigned char* result) const;
   Cut cut(const Sight& s) const;
-  Chroma skinDespill(float y) const;
 
-  float screenGain_;
-  float whiteLimit_;
-  ShadowCurve curve_;
-  Chroma grey_;
-  Rotation quarter_{kQuarterTurn};
-  Chroma skinBound_, blueBound_;      // normals of the lines at the two hue bounds
-  Chroma skinDespill_, blueDespill_;  // the same turned by the despill angles
 };
-
-double radians(float degrees) { return static_cast<double>(degrees * std::numbers::pi_v<float> / 180.0f); }
-
-PlateKey::PlateKey(const KALVETRA_Param& param)
-    : screenGain_(0.01f * static_cast<float>(param.nScreenGain[0])),
-      whiteLimit_(1.0f - 0.01f * static_cast<float>(param.nDespillWhite[0])),
-      curve_(static_cast<float>(param.nShadow[0]) * 0.01f),
-      grey_(greyChroma()),
-      skinBound_(hueNormal(param.nSkinHue[0], -kQuarterTurn)),
-      blueBound_(hueNormal(param.nBlueHue[0], kQuarterTurn)),
-      skinDespill_(Rotation(radians(-static_cast<float>(param.nDespillSkin[0])))(skinBound_)),
-      blueDespill_(Rotation(radians(static_cast<float>(param.nDespillBlue[0])))(blueBound_)) {}
 
 Sight PlateKey::look(const unsigned char* source, const unsigned char* plate) const {
   CImagingZEP imaging;
@@ -77,18 +57,18 @@ Sight PlateKey::look(const unsigned char* source, const unsigned char* plate) co
   s.at = chromaOf(pixel);
   s.plate = chromaOf(backdrop);
   s.offset = s.at - s.plate;
-  s.toGrey = grey_ - s.at;
-  s.axisLength = length(grey_ - s.plate);
-  s.axis = (grey_ - s.plate) / s.axisLength;
+  s.toGrey = grey - s.at;
+  s.axisLength = length(grey - s.plate);
+  s.axis = (grey - s.plate) / s.axisLength;
   s.along = dot(s.axis, s.offset) / s.axisLength;
-  s.across = dot(s.offset, quarter_(s.axis));
+  s.across = dot(s.offset, quarter(s.axis));
   return s;
 }
 
 // Over a grey plate along and across are not numbers, so that every test fails and the pixel is foreground.
 bool PlateKey::isForeground(const Sight& s) const {
-  if (s.across < 0.0f && dot(skinBound_, s.at) > 0.0f) return false;
-  if (s.across >= 0.0f && dot(blueBound_, s.at) > 0.0f) return false;
+  if (s.across < 0.0f && dot(skinBound, s.at) > 0.0f) return false;
+  if (s.across >= 0.0f && dot(blueBound, s.at) > 0.0f) return false;
   return !(s.across > -25.0f && s.across < 25.0f && s.along < 1.0f);  // truncated, within -24..24
 }
 
@@ -97,7 +77,7 @@ void PlateKey::keyPixel(const unsigned char* source, const unsigned char* plate,
   if (isForeground(s)) {
     for (int c = 0; c < 3; ++c) result[c] = source[c];
     result[3] = 255;
-  } else if (s.across > -10.0f && s.across < 10.0f && s.along < screenGain_) {  // truncated, within -9..9
+  } else if (s.across > -10.0f && s.across < 10.0f && s.along < screenGain) {  // truncated, within -9..9
     keyShadow(s, result);
   } else {
     keyDespilled(s, result);
@@ -107,27 +87,20 @@ void PlateKey::keyPixel(const unsigned char* source, const unsigned char* plate,
 // A pixel of the backdrop's own chroma: a black shadow where it is darker, otherwise gone.
 void PlateKey::keyShadow(const Sight& s, unsigned char* result) const {
   const bool darker = s.y < s.backdropY;
-  const float alpha = stretchOpacity(darker ? (s.y - s.backdropY) / (-50.0f - s.backdropY) : 0.0f, whiteLimit_);
-  const unsigned char opacity = curve_(truncToByte(alpha * 255.0f));
-  const unsigned char grey = opacity == 0 || !darker ? 160 : 0;
-  for (int c = 0; c < 3; ++c) result[c] = grey;
+  const float alpha = stretchOpacity(darker ? (s.y - s.backdropY) / (-50.0f - s.backdropY) : 0.0f, whiteLimit);
+  const unsigned char opacity = curve(truncToByte(alpha * 255.0f));
+  const unsigned char shade = opacity == 0 || !darker ? 160 : 0;
+  for (int c = 0; c < 3; ++c) result[c] = shade;
   result[3] = opacity;
 }
 
 void PlateKey::keyDespilled(const Sight& s, unsigned char* result) const {
   const Cut c = cut(s);
   const float position = 1.0f - dot(s.axis, c.keyPoint - s.at) / s.axisLength;
-  float amount = CImagingZEP().LinerInter(position, screenGain_, 1.0f, 0.0f, 1.0f);
+  float amount = CImagingZEP().LinerInter(position, screenGain, 1.0f, 0.0f, 1.0f);
   if (amount > 1.0f) amount = 1.0f;
   const Unmixed unmixed = unmixLuminance(s.y, s.backdropY, amount);
-  writeKeyed(result, stretchOpacity(unmixed.opacity, whiteLimit_), s.y, unmixed.luminance, c.despilled, curve_);
-}
-
-// Bright pixels are despilled towards a bound turned by up to 30 degrees.
-Chroma PlateKey::skinDespill(float y) const {
-  if (!(y > 200.0f)) return skinDespill_;
-  const float brightness = CImagingZEP().LinerInter(y, 200.0f, 255.0f, 0.0f, 1.0f);
-  return Rotation(radians(brightness * -30.0f))(skinDespill_);
+  writeKeyed(result, stretchOpacity(unmixed.opacity, whiteLimit), s.y, unmixed.luminance, c.despilled, curve);
 }
 
 // `from` moved along `direction` until it meets the line through grey with normal `normal`; toGrey is grey - from.
@@ -143,10 +116,10 @@ Cut PlateKey::cut(const Sight& s) const {
   if (a <= 10.0f) return {nearest, nearest};
 
   const bool skinSide = s.across <= 0.0f;
-  const Chroma bound = skinSide ? skinBound_ : blueBound_;
+  const Chroma bound = skinSide ? skinBound : blueBound;
   const Chroma atBound = meet(s.at, s.axis, bound, s.toGrey);
-  const Chroma atDespill = meet(s.at, s.axis, skinSide ? skinDespill(s.y) : blueDespill_, s.toGrey);
-  const Chroma throughPixel = meet(s.plate, s.offset, bound, grey_ - s.plate);
+  const Chroma atDespill = meet(s.at, s.axis, skinSide ? skinDespillAt(s.y) : blueDespill, s.toGrey);
+  const Chroma throughPixel = meet(s.plate, s.offset, bound, grey - s.plate);
   const float f = 1.0f - dot(s.axis, (skinSide ? atBound : atDespill) - s.at) / s.axisLength;
   const Chroma despilled = mix(atBound, throughPixel, f);
   if (a >= 25.0f) return {atDespill, despilled};
@@ -163,6 +136,10 @@ unsigned int CKALVETRA::MakeChromaKeyMaskX9Core32bit14(KALVETRA_Param* param, un
   if (param == nullptr) return 2;
   const PlateKey key(*param);
   const std::size_t bytes = byteCount(param->nWidth, param->nHeight) * 4;
+  if (simd::enabled()) {
+    simd::keyAgainstPlate(key, param->pSrc, plate, param->pDst, bytes / 4);
+    return 0;
+  }
   for (std::size_t i = 0; i < bytes; i += 4) key.keyPixel(param->pSrc + i, plate + i, param->pDst + i);
   return 0;
 }

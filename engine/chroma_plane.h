@@ -30,6 +30,8 @@ class Rotation {
  public:
   explicit Rotation(double radians);
   Chroma operator()(Chroma a) const;
+  double cosine() const { return cosine_; }
+  double sine() const { return sine_; }
 
  private:
   double cosine_;

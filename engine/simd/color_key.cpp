@@ -1,0 +1,141 @@
+// The colour-key pass, a vector of pixels at a time.
+#include "engine/simd/kernels.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "engine/simd/color_key.cpp"
+#include <hwy/foreach_target.h>
+
+#include "engine/simd/keying-inl.h"
+#include "imaging/simd/dispatch.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace kalvetra::HWY_NAMESPACE {
+
+namespace {
+
+// As in the plain form.
+struct ColorSight {
+  VF y;
+  Chromas at, toKey, toGrey;
+  VF along, side;
+};
+
+HWY_INLINE ColorSight look(const ColorKeyGeometry& g, VU source) {
+  const Colors pixel = colorsOf(source);
+  ColorSight s;
+  s.y = pixel.Y;
+  s.at = pixel.at;
+  s.toKey = s.at - all(g.key);
+  s.toGrey = all(g.grey) - s.at;
+  s.along = dot(all(g.axis), s.toKey) / all(g.axisLength);
+  s.side = dot(all(g.axisNormal), s.toKey);
+  return s;
+}
+
+HWY_INLINE MF inRegion(const ColorKeyGeometry& g, const ColorSight& s) {
+  const VF zero = hn::Zero(DF());
+  const MF skin = hn::And(s.side < zero, dot(all(g.skinNormal), s.at) > zero);
+  const MF blue = hn::And(s.side >= zero, dot(all(g.blueNormal), s.at) > zero);
+  const MF near = hn::And(hn::And(s.side > all(-20.0f), s.side < all(20.0f)), s.along < all(1.0f));
+  return hn::Or(hn::Or(skin, blue), near);
+}
+
+HWY_INLINE VU keyNear(const ColorKeyGeometry& g, const ColorSight& s) {
+  const DI di;
+  const VF keyY = all(g.keyY), zero = hn::Zero(DF());
+  const MF darker = s.y < keyY;
+  const VF depth = (s.y - keyY) / all(-50.0f - g.keyY);
+  const VF level = stretched(hn::IfThenElseZero(darker, depth), g.whiteLimit) * all(255.0f);
+  const VI opacity = shaped(truncToBytes(level), g.curve);
+  // Without the curve, the level counts before it is truncated.
+  const auto stays = g.curve.active() ? opacity > hn::Zero(di) : hn::RebindMask(di, level > zero);
+  const VI shade = hn::IfThenZeroElse(hn::And(stays, hn::RebindMask(di, darker)), hn::Set(di, 160));
+  return pixelsOf(shade, shade, shade, opacity);
+}
+
+HWY_INLINE Chromas alongAxis(const ColorKeyGeometry& g, const ColorSight& s, Chromas m) {
+  return s.at + all(g.axis) * (dot(m, s.toGrey) / dot(m, all(g.axis)));
+}
+
+HWY_INLINE Chromas throughPixel(const ColorKeyGeometry& g, const ColorSight& s, Chromas m) {
+  return all(g.key) + s.toKey * (dot(m, all(g.keyToGrey)) / dot(m, s.toKey));
+}
+
+HWY_INLINE VF depth(const ColorKeyGeometry& g, const ColorSight& s, Chromas point) {
+  return all(1.0f) - dot(all(g.axis), point - s.at) / all(g.axisLength);
+}
+
+struct Cuts {
+  Chromas boundary, despilled;
+};
+
+// What both sides have in common, for the side's hue normal and despill normal. `skinSide` picks what differs: where
+// the despill weight is measured, whether the middle band fades it, and the despill nearest to the axis.
+HWY_INLINE Cuts cut(const ColorKeyGeometry& g, const ColorSight& s, MF wanted) {
+  const VF zero = hn::Zero(DF());
+  const MF skinSide = s.side <= zero;
+  const Chromas hue = select(skinSide, all(g.skinNormal), all(g.blueNormal));
+  const Chromas nearest = s.at + all(g.axis) * dot(all(g.axis), s.toGrey);
+  const Chromas atHue = alongAxis(g, s, hue);
+  const VF a = hn::Abs(s.side);
+  const Chromas innermost = select(skinSide, atHue, nearest);
+  const MF outer = hn::And(wanted, hn::Not(a <= all(5.0f)));
+  if (!any(outer)) return {nearest, innermost};
+
+  const Chromas skinDespill = skinDespillAt(g, s.y, hn::And(outer, skinSide));
+  const Chromas turnedPoint = alongAxis(g, s, select(skinSide, skinDespill, all(g.blueDespill)));
+  const VF f = ramp(a, 5.0f, 20.0f);
+  const MF middle = a < all(20.0f);
+  const Chromas boundary = select(middle, mix(nearest, turnedPoint, f), turnedPoint);
+  const VF weight = depth(g, s, select(skinSide, atHue, turnedPoint));
+  const Chromas despilled = mix(atHue, throughPixel(g, s, hue), weight);
+  const Chromas faded = select(hn::AndNot(skinSide, middle), mix(nearest, despilled, f), despilled);
+  const MF innerSide = hn::And(middle, dot(hue, s.at) < zero);
+  const Chromas outerDespilled = select(innerSide, mix(nearest, s.at, f), faded);
+  return {select(outer, boundary, nearest), select(outer, outerDespilled, innermost)};
+}
+
+HWY_INLINE VU keyFar(const ColorKeyGeometry& g, const ColorSight& s) {
+  const MF wanted = hn::FirstN(DF(), hn::Lanes(DF()));
+  const Cuts c = cut(g, s, wanted);
+  const VF amount = ramp(depth(g, s, c.boundary), g.screenGain, 1.0f);
+  const UnmixedLanes u = unmixed(s.y, all(g.keyY), amount, wanted);
+  return keyedPixels(stretched(u.opacity, g.whiteLimit), s.y, u.luminance, c.despilled, g.curve);
+}
+
+// All but the far pixels of the region.
+HWY_INLINE QuickKey keyQuickly(const ColorKeyGeometry& g, VU source) {
+  const DU du;
+  const ColorSight s = look(g, source);
+  const MF keyed = inRegion(g, s);
+  const MF level = hn::And(s.side > all(-5.0f), s.side < all(5.0f));
+  const MF near = hn::And(keyed, hn::And(level, s.along < all(g.screenGain)));
+  VU result = hn::Or(source, hn::Set(du, 0xFF000000u));
+  if (any(near)) result = hn::IfThenElse(hn::RebindMask(du, near), keyNear(g, s), result);
+  return {result, hn::RebindMask(du, hn::AndNot(near, keyed))};
+}
+
+}  // namespace
+
+void keyAgainstColor(const ColorKeyGeometry& geometry, const unsigned char* source, unsigned char* result,
+                     std::size_t pixels) {
+  keyPixels<1>({source}, result, pixels,
+               [&](const auto& p) HWY_ATTR { return keyQuickly(geometry, p[0]); },
+               [&](const auto& p) HWY_ATTR { return keyFar(geometry, look(geometry, p[0])); });
+}
+
+}  // namespace kalvetra::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace kalvetra {
+
+HWY_EXPORT(keyAgainstColor);
+
+void simd::keyAgainstColor(const ColorKeyGeometry& geometry, const unsigned char* source, unsigned char* result,
+                           std::size_t pixels) {
+  KALVETRA_VECTOR_FORM(keyAgainstColor)(geometry, source, result, pixels);
+}
+
+}  // namespace kalvetra
+#endif
