@@ -8,55 +8,15 @@
 
 #include "imaging/CImagingZEP.h"
 #include "imaging/numeric.h"
+#include "imaging/resample_taps.h"
+#include "imaging/simd/level.h"
+#include "imaging/simd/passes.h"
+
+using kalvetra::makeTaps;
+using kalvetra::Taps;
+using kalvetra::Window;
 
 namespace {
-
-// The source indices that one output index draws on, and where their taps start. Indices are 1-based: source index k
-// covers the interval [k - 1, k]. Empty when first > last.
-struct Window {
-  int first;
-  int last;
-  std::size_t taps;
-};
-
-struct Taps {
-  std::vector<Window> windows;  // one an output index
-  std::vector<int> taps;        // 16.16
-};
-
-// Distance of source index k from output index j: in source pixels when enlarging, in output pixels when reducing.
-double distance(int k, int j, double s, double d) {
-  if (s < d) return k - j * (s / d) + (s / (2.0 * d) - 0.5);
-  return k * (d / s) - j + (0.5 - d / (2.0 * s));
-}
-
-// Appends the taps of one window, normalised to a sum of 1 before they are truncated to 16.16.
-void appendTaps(const Window& window, int j, double s, double d, int filter, int lobes, std::vector<int>& taps) {
-  CImagingZEP imaging;
-  std::vector<float> weights;
-  float sum = 0.0f;
-  for (int k = window.first; k <= window.last; ++k) {
-    weights.push_back(imaging.DF_weight(distance(k, j, s, d), lobes, filter));
-    sum += weights.back();
-  }
-  for (const float weight : weights) taps.push_back(kalvetra::truncToInt(weight / sum * 65536.0f));
-}
-
-Taps makeTaps(int sourceSize, int outputSize, int filter, int lobes) {
-  const double s = sourceSize, d = outputSize;
-  const float lobeCount = static_cast<float>(lobes);
-  const float support =
-      sourceSize < outputSize ? lobeCount : static_cast<float>(sourceSize) / static_cast<float>(outputSize) * lobeCount;
-  Taps table;
-  for (int j = 1; j <= outputSize; ++j) {
-    const double center = (2.0 * j - 1.0) * s / (2.0 * d);
-    const int first = kalvetra::truncToInt(center - static_cast<double>(support) + 0.5 + 1.0);
-    const int last = kalvetra::truncToInt(center + static_cast<double>(support) + 0.5);
-    table.windows.push_back({std::max(first, 1), std::min(last, sourceSize), table.taps.size()});
-    appendTaps(table.windows.back(), j, s, d, filter, lobes, table.taps);
-  }
-  return table;
-}
 
 // Three channel sums in 32-bit arithmetic. Unsigned, so that taps of a degenerate kernel wrap instead of overflowing.
 struct Sums {
@@ -113,6 +73,10 @@ int CImagingZEP::DF_WH32bit5_1(unsigned char* src, int srcWidth, int srcHeight, 
                                int dstWidth, int dstHeight, int dstStride, int filter, int lobes) {
   if (src == nullptr || dst == nullptr) return 0;
   if (srcWidth < 1 || srcHeight < 1 || dstWidth < 1 || dstHeight < 1) return 1;
+  if (kalvetra::simd::enabled() && kalvetra::simd::resample({src, srcWidth, srcHeight, srcStride},
+                                                            {dst, dstWidth, dstHeight, dstStride}, filter, lobes)) {
+    return 1;
+  }
   const Taps horizontal = makeTaps(srcWidth, dstWidth, filter, lobes);
   const Taps vertical = makeTaps(srcHeight, dstHeight, filter, lobes);
 

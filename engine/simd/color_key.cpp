@@ -34,7 +34,7 @@ HWY_INLINE ColorSight look(const ColorKeyGeometry& g, VU source) {
 
 HWY_INLINE MF inRegion(const ColorKeyGeometry& g, const ColorSight& s) {
   const VF zero = hn::Zero(DF());
-  const MF skin = hn::And(s.side < zero, dot(all(g.skinNormal), s.at) > zero);
+  const MF skin = hn::And(s.side<zero, dot(all(g.skinNormal), s.at)> zero);
   const MF blue = hn::And(s.side >= zero, dot(all(g.blueNormal), s.at) > zero);
   const MF near = hn::And(hn::And(s.side > all(-20.0f), s.side < all(20.0f)), s.along < all(1.0f));
   return hn::Or(hn::Or(skin, blue), near);
@@ -119,9 +119,9 @@ HWY_INLINE QuickKey keyQuickly(const ColorKeyGeometry& g, VU source) {
 
 void keyAgainstColor(const ColorKeyGeometry& geometry, const unsigned char* source, unsigned char* result,
                      std::size_t pixels) {
-  keyPixels<1>({source}, result, pixels,
-               [&](const auto& p) HWY_ATTR { return keyQuickly(geometry, p[0]); },
-               [&](const auto& p) HWY_ATTR { return keyFar(geometry, look(geometry, p[0])); });
+  keyPixels<1>(
+      {source}, result, pixels, [&](const auto& p) HWY_ATTR { return keyQuickly(geometry, p[0]); },
+      [&](const auto& p) HWY_ATTR { return keyFar(geometry, look(geometry, p[0])); });
 }
 
 }  // namespace kalvetra::HWY_NAMESPACE

@@ -63,9 +63,9 @@ HWY_INLINE Colors colorsOf(VU pixels) {
   const VF b = hn::ConvertTo(DF(), hn::BitCast(di, hn::And(pixels, byte)));
   const VF g = hn::ConvertTo(DF(), hn::BitCast(di, hn::And(hn::ShiftRight<8>(pixels), byte)));
   const VF r = hn::ConvertTo(DF(), hn::BitCast(di, hn::And(hn::ShiftRight<16>(pixels), byte)));
-  return {r * all(0.299f) + g * all(0.587f) + b * all(0.114f),
-          {r * all(0.596f) + g * all(-0.275f) + b * all(-0.321f),
-           r * all(0.212f) + g * all(-0.523f) + b * all(0.311f)}};
+  return {
+      r * all(0.299f) + g * all(0.587f) + b * all(0.114f),
+      {r * all(0.596f) + g * all(-0.275f) + b * all(-0.321f), r * all(0.212f) + g * all(-0.523f) + b * all(0.311f)}};
 }
 
 // Truncated and clamped to 0..255; NaN gives 0.
@@ -163,7 +163,8 @@ HWY_INLINE Luminances darkLuminance(VF y, VF backdropY, VF amount) {
   const VF rest = all(1.0f) - amount, inverse = all(1.0f) / amount;
   const Powers p0 = powers(widenLower(pixel), widenLower(backdrop), widenLower(rest), widenLower(inverse));
   const Powers p1 = powers(widenUpper(pixel), widenUpper(backdrop), widenUpper(rest), widenUpper(inverse));
-  const auto bound = [&](Powers p, VD sign) HWY_ATTR { return p.value + p.value * p.tolerance * sign - hn::Set(d, 100.0); };
+  const auto bound = [&](Powers p, VD sign)
+                         HWY_ATTR { return p.value + p.value * p.tolerance * sign - hn::Set(d, 100.0); };
   const auto clamped = [](VF v) HWY_ATTR { return hn::Min(hn::Max(v, all(-50.0f)), all(370.0f)); };
   const VD plus = hn::Set(d, 1.0), minus = hn::Set(d, -1.0);
   const VF low = clamped(narrowed(bound(p0, minus), bound(p1, minus)));
@@ -178,7 +179,8 @@ HWY_INLINE VF plainLuminance(VF value, MF lanes, VF y, VF backdropY, VF amount) 
   hn::Store(y, DF(), ys);
   hn::Store(backdropY, DF(), backdrops);
   hn::Store(amount, DF(), amounts);
-  return patched(value, lanes, [&](std::size_t i) { return unmixLuminance(ys[i], backdrops[i], amounts[i]).luminance; });
+  return patched(value, lanes,
+                 [&](std::size_t i) { return unmixLuminance(ys[i], backdrops[i], amounts[i]).luminance; });
 }
 
 struct UnmixedLanes {

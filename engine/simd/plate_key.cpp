@@ -41,7 +41,7 @@ HWY_INLINE PlateSight look(const PlateKeyGeometry& g, VU source, VU plate) {
 
 HWY_INLINE MF isKeyed(const PlateKeyGeometry& g, const PlateSight& s) {
   const VF zero = hn::Zero(DF());
-  const MF skin = hn::And(s.across < zero, dot(all(g.skinBound), s.at) > zero);
+  const MF skin = hn::And(s.across<zero, dot(all(g.skinBound), s.at)> zero);
   const MF blue = hn::And(s.across >= zero, dot(all(g.blueBound), s.at) > zero);
   const MF near = hn::And(hn::And(s.across > all(-25.0f), s.across < all(25.0f)), s.along < all(1.0f));
   return hn::Or(hn::Or(skin, blue), near);
@@ -151,9 +151,9 @@ HWY_INLINE QuickKey keyQuickly(const PlateKeyGeometry& g, VU source, VU plate) {
 
 void keyAgainstPlate(const PlateKeyGeometry& geometry, const unsigned char* source, const unsigned char* plate,
                      unsigned char* result, std::size_t pixels) {
-  keyPixels<2>({source, plate}, result, pixels,
-               [&](const auto& p) HWY_ATTR { return keyQuickly(geometry, p[0], p[1]); },
-               [&](const auto& p) HWY_ATTR { return keyFully(geometry, p[0], p[1]); });
+  keyPixels<2>(
+      {source, plate}, result, pixels, [&](const auto& p) HWY_ATTR { return keyQuickly(geometry, p[0], p[1]); },
+      [&](const auto& p) HWY_ATTR { return keyFully(geometry, p[0], p[1]); });
 }
 
 }  // namespace kalvetra::HWY_NAMESPACE

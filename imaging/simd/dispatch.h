@@ -1,8 +1,6 @@
 // How a vector form finds its instruction set. For the .cpp files of the simd folders alone, behind hwy/highway.h.
 #pragma once
 
-#include <hwy/highway.h>
-
 #include "imaging/simd/level.h"
 
 // The exported function `f` for the level in use. Only where simd::enabled(): below that level Highway has no vectors.

@@ -1,0 +1,26 @@
+// Which source pixels each pixel of a resampled row or column draws on, and by how much.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+namespace kalvetra {
+
+// The source indices that one output index draws on, and where their taps start. Indices are 1-based: source index k
+// covers the interval [k - 1, k]. Empty when first > last.
+struct Window {
+  int first;
+  int last;
+  std::size_t taps;
+};
+
+struct Taps {
+  std::vector<Window> windows;  // one an output index
+  std::vector<int> taps;        // 16.16; the sums of a window may differ from 1 by what truncation took
+};
+
+// For a row (or column) of sourceSize pixels that becomes one of outputSize, both at least 1. `filter` and `lobes` as
+// in CImagingZEP::DF_WH32bit5_1.
+Taps makeTaps(int sourceSize, int outputSize, int filter, int lobes);
+
+}  // namespace kalvetra

@@ -1,0 +1,177 @@
+// The resampler's two steps on rows of 4-byte pixels. All sums are integers modulo 2^32, so that their order does not
+// show.
+#include "imaging/simd/resample_kernels.h"
+
+#include <cstring>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "imaging/simd/resample_kernels.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+#include "imaging/simd/dispatch.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace kalvetra::HWY_NAMESPACE {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+namespace {
+
+using simd::kRowsAtOnce;
+using simd::RowPlan;
+
+// Lanes of one group: kPixels pixels of 4 channels in 16 bits, or as many as a vector holds.
+using DShort = hn::CappedTag<std::int16_t, 4 * RowPlan::kPixels>;
+using DWide = hn::Repartition<std::int32_t, DShort>;
+using DByte = hn::Rebind<std::uint8_t, DShort>;
+using VWide = hn::Vec<DWide>;
+
+// x86 adds the products of neighbouring lanes, others those of the two halves of a vector; the order of the 16-bit
+// lanes makes every sum one of a single channel.
+constexpr bool kNeighbours = HWY_ARCH_X86 != 0;
+
+// Place of channel c of pixel i in a group.
+constexpr int placeOf(int i, int c) { return kNeighbours ? i / 2 * 8 + c * 2 + i % 2 : i * 4 + c; }
+
+// A vector's sums of the four channels, folded into its first four lanes.
+HWY_INLINE hn::Vec<hn::Full128<std::int32_t>> folded(VWide v) {
+#if HWY_TARGET == HWY_AVX3
+  const hn::Half<DWide> half;
+  const auto two = hn::LowerHalf(half, v) + hn::UpperHalf(half, v);
+  const hn::Half<decltype(half)> quarter;
+  return hn::LowerHalf(quarter, two) + hn::UpperHalf(quarter, two);
+#elif HWY_TARGET == HWY_AVX2
+  const hn::Half<DWide> half;
+  return hn::LowerHalf(half, v) + hn::UpperHalf(half, v);
+#else
+  return v;
+#endif
+}
+
+}  // namespace
+
+void orderPairs(const unsigned char* row, unsigned char* ordered, std::size_t pixels) {
+  if (!kNeighbours) {
+    std::memcpy(ordered, row, pixels * 4);
+    return;
+  }
+  const hn::Full128<std::uint8_t> d;
+  alignas(16) static constexpr std::uint8_t order[16] = {0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15};
+  const auto indices = hn::Load(d, order);
+  for (std::size_t i = 0; i < pixels * 4; i += 16) {
+    hn::StoreU(hn::TableLookupBytes(hn::LoadU(d, row + i), indices), d, ordered + i);
+  }
+}
+
+void orderTaps(const std::int16_t (&taps)[RowPlan::kPixels], std::int16_t (&ordered)[4 * RowPlan::kPixels]) {
+  for (int i = 0; i < RowPlan::kPixels; ++i) {
+    for (int c = 0; c < 4; ++c) ordered[placeOf(i, c)] = taps[i];
+  }
+}
+
+void resamplePairedRows(const RowPlan& plan, const unsigned char* const (&rows)[kRowsAtOnce],
+                        std::int16_t* const (&results)[kRowsAtOnce]) {
+  const DShort ds;
+  const DWide dw;
+  const DByte db;
+  const hn::Full128<std::int32_t> d4;
+  const hn::Rebind<std::int16_t, decltype(d4)> d4Short;
+  const std::size_t lanes = hn::Lanes(ds);
+  for (std::size_t x = 0; x < static_cast<std::size_t>(plan.outputWidth); ++x) {
+    const Window& window = plan.windows[x];
+    const std::int16_t* taps = plan.pairs.data() + window.taps;
+    const std::size_t start = static_cast<std::size_t>(window.first) * 4;
+    const std::size_t values = static_cast<std::size_t>(window.last) * 4 * RowPlan::kPixels;
+    VWide a0 = hn::Zero(dw), b0 = a0, a1 = a0, b1 = a0, a2 = a0, b2 = a0, a3 = a0, b3 = a0;
+    for (std::size_t i = 0; i < values; i += lanes) {
+      const auto tap = hn::LoadU(ds, taps + i);
+      const auto row = [&](int r) HWY_ATTR { return hn::PromoteTo(ds, hn::LoadU(db, rows[r] + start + i)); };
+      a0 = hn::ReorderWidenMulAccumulate(dw, row(0), tap, a0, b0);
+      a1 = hn::ReorderWidenMulAccumulate(dw, row(1), tap, a1, b1);
+      a2 = hn::ReorderWidenMulAccumulate(dw, row(2), tap, a2, b2);
+      a3 = hn::ReorderWidenMulAccumulate(dw, row(3), tap, a3, b3);
+    }
+    const auto store = [&](int r, VWide sums) HWY_ATTR {
+      hn::StoreU(hn::DemoteTo(d4Short, hn::ShiftRight<16>(folded(sums))), d4Short, results[r] + x * 4);
+    };
+    store(0, a0 + b0);
+    store(1, a1 + b1);
+    store(2, a2 + b2);
+    store(3, a3 + b3);
+  }
+}
+
+void resampleRow(const RowPlan& plan, const unsigned char* row, std::int16_t* result) {
+  const hn::Full128<std::int32_t> d4;
+  const hn::Rebind<std::uint8_t, decltype(d4)> dByte;
+  const hn::Rebind<std::int16_t, decltype(d4)> dShort;
+  for (std::size_t x = 0; x < static_cast<std::size_t>(plan.outputWidth); ++x) {
+    const Window& window = plan.windows[x];
+    const int* tap = plan.taps.data() + window.taps;
+    auto sums = hn::Zero(d4);
+    for (int k = window.first; k <= window.last; ++k) {
+      const auto pixel = hn::PromoteTo(d4, hn::LoadU(dByte, row + std::ptrdiff_t{4} * (k - 1)));
+      sums = sums + pixel * hn::Set(d4, *tap++);
+    }
+    hn::StoreU(hn::DemoteTo(dShort, hn::ShiftRight<16>(sums)), dShort, result + x * 4);
+  }
+}
+
+void resampleColumns(const std::int16_t* const* rows, const int* taps, std::size_t count, unsigned char* result,
+                     std::size_t values) {
+  const auto run = [&](auto d, std::size_t from, std::size_t to) HWY_ATTR {
+    const hn::Rebind<std::int16_t, decltype(d)> dShort;
+    const hn::Rebind<std::uint8_t, decltype(d)> dByte;
+    const std::size_t lanes = hn::Lanes(d);
+    for (std::size_t i = from; i + lanes <= to; i += lanes) {
+      auto sums = hn::Set(d, 32768);
+      for (std::size_t k = 0; k < count; ++k) {
+        sums = sums + hn::PromoteTo(d, hn::LoadU(dShort, rows[k] + i)) * hn::Set(d, taps[k]);
+      }
+      const auto bytes = hn::DemoteTo(dByte, hn::ShiftRight<16>(sums));
+      hn::StoreU(count == 0 ? hn::Zero(dByte) : bytes, dByte, result + i);
+    }
+  };
+  const hn::ScalableTag<std::int32_t> d;
+  const std::size_t whole = values / hn::Lanes(d) * hn::Lanes(d);
+  run(d, 0, whole);
+  run(hn::Full128<std::int32_t>(), whole, values);  // `values` is a multiple of 4
+}
+
+}  // namespace kalvetra::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace kalvetra {
+
+HWY_EXPORT(orderPairs);
+HWY_EXPORT(orderTaps);
+HWY_EXPORT(resamplePairedRows);
+HWY_EXPORT(resampleRow);
+HWY_EXPORT(resampleColumns);
+
+void simd::orderPairs(const unsigned char* row, unsigned char* ordered, std::size_t pixels) {
+  KALVETRA_VECTOR_FORM(orderPairs)(row, ordered, pixels);
+}
+
+void simd::orderTaps(const std::int16_t (&taps)[RowPlan::kPixels], std::int16_t (&ordered)[4 * RowPlan::kPixels]) {
+  KALVETRA_VECTOR_FORM(orderTaps)(taps, ordered);
+}
+
+void simd::resamplePairedRows(const RowPlan& plan, const unsigned char* const (&rows)[kRowsAtOnce],
+                              std::int16_t* const (&results)[kRowsAtOnce]) {
+  KALVETRA_VECTOR_FORM(resamplePairedRows)(plan, rows, results);
+}
+
+void simd::resampleRow(const RowPlan& plan, const unsigned char* row, std::int16_t* result) {
+  KALVETRA_VECTOR_FORM(resampleRow)(plan, row, result);
+}
+
+void simd::resampleColumns(const std::int16_t* const* rows, const int* taps, std::size_t count, unsigned char* result,
+                           std::size_t values) {
+  KALVETRA_VECTOR_FORM(resampleColumns)(rows, taps, count, result, values);
+}
+
+}  // namespace kalvetra
+#endif

@@ -1,0 +1,132 @@
+#include "imaging/simd/resampled_rows.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+#include "imaging/simd/resample_kernels.h"
+
+namespace kalvetra::simd {
+
+namespace {
+
+constexpr int kFewTaps = 6;  // up to here, forming pairs costs more than it gains
+
+// Intermediate values, at most 255 times the taps' magnitudes, must fit 16 bits.
+bool fitsShort(const Taps& table) {
+  for (const Window& window : table.windows) {
+    std::int64_t sum = 0;
+    for (int k = window.first; k <= window.last; ++k) {
+      sum += std::abs(std::int64_t{table.taps[window.taps + static_cast<std::size_t>(k - window.first)]});
+    }
+    if (sum > std::int64_t{127} << 16) return false;
+  }
+  return true;
+}
+
+bool pairsPay(const Taps& table) {
+  int longest = 0;
+  for (const Window& window : table.windows) longest = std::max(longest, window.last - window.first + 1);
+  const auto isShort = [](int tap) {
+    return tap >= std::numeric_limits<std::int16_t>::min() && tap <= std::numeric_limits<std::int16_t>::max();
+  };
+  return longest > kFewTaps && std::all_of(table.taps.begin(), table.taps.end(), isShort);
+}
+
+// Groups of kPixels pixels from an even one on, with taps of 0 outside the window.
+void spreadPairs(const Taps& table, RowPlan& plan) {
+  for (const Window& window : table.windows) {
+    const int start = (window.first - 1) & ~1;
+    const int groups = window.first > window.last ? 0 : (window.last - start + RowPlan::kPixels - 1) / RowPlan::kPixels;
+    plan.windows.push_back({start, groups, plan.pairs.size()});
+    for (int group = 0; group < groups; ++group) {
+      std::int16_t taps[RowPlan::kPixels], ordered[4 * RowPlan::kPixels];
+      for (int i = 0; i < RowPlan::kPixels; ++i) {
+        const int k = start + group * RowPlan::kPixels + i + 1;
+        const bool inside = k >= window.first && k <= window.last;
+        taps[i] = inside
+                      ? static_cast<std::int16_t>(table.taps[window.taps + static_cast<std::size_t>(k - window.first)])
+                      : std::int16_t{0};
+      }
+      orderTaps(taps, ordered);
+      plan.pairs.insert(plan.pairs.end(), std::begin(ordered), std::end(ordered));
+    }
+  }
+}
+
+RowPlan makePlan(Taps table, int outputWidth) {
+  RowPlan plan;
+  plan.outputWidth = outputWidth;
+  plan.paired = pairsPay(table);
+  if (plan.paired) {
+    spreadPairs(table, plan);
+  } else {
+    plan.windows = std::move(table.windows);
+    plan.taps = std::move(table.taps);
+  }
+  return plan;
+}
+
+}  // namespace
+
+ResampledRows::ResampledRows(const unsigned char* source, int width, int height, std::ptrdiff_t stride, int outputWidth,
+                             int outputHeight, int filter, int lobes)
+    : source_(source),
+      width_(width),
+      height_(height),
+      outputWidth_(outputWidth),
+      stride_(stride),
+      vertical_(makeTaps(height, outputHeight, filter, lobes)) {
+  Taps horizontal = makeTaps(width, outputWidth, filter, lobes);
+  possible_ = fitsShort(horizontal);
+  if (!possible_) return;
+  plan_ = makePlan(std::move(horizontal), outputWidth);
+  int longest = 1;
+  for (const Window& window : vertical_.windows) longest = std::max(longest, window.last - window.first + 1);
+  ringRows_ = std::min(longest + kRowsAtOnce, height + kRowsAtOnce);
+  ring_ = std::make_unique_for_overwrite<std::int16_t[]>(static_cast<std::size_t>(ringRows_) *
+                                                         static_cast<std::size_t>(outputWidth) * 4);
+  if (!plan_.paired) return;
+  // A window may reach past the row by up to two groups, whose taps are 0.
+  pairedBytes_ = (static_cast<std::size_t>(width) / RowPlan::kPixels + 3) * RowPlan::kPixels * 4;
+  paired_ = std::make_unique<unsigned char[]>(pairedBytes_ * (kRowsAtOnce + 1));
+}
+
+std::int16_t* ResampledRows::slot(int row) const {
+  return ring_.get() + static_cast<std::size_t>(row % ringRows_) * static_cast<std::size_t>(outputWidth_) * 4;
+}
+
+// Resamples source rows up to `lastRow`, in fours where they are paired: behind the last one the last is repeated.
+void ResampledRows::fillTo(int lastRow) {
+  while (done_ <= lastRow && done_ < height_) {
+    if (!plan_.paired) {
+      resampleRow(plan_, source_ + done_ * stride_, slot(done_));
+      ++done_;
+      continue;
+    }
+    const unsigned char* rows[kRowsAtOnce];
+    std::int16_t* results[kRowsAtOnce];
+    unsigned char* const padded = paired_.get() + pairedBytes_ * kRowsAtOnce;
+    for (int i = 0; i < kRowsAtOnce; ++i) {
+      unsigned char* ordered = paired_.get() + pairedBytes_ * static_cast<std::size_t>(i);
+      std::memcpy(padded, source_ + std::min(done_ + i, height_ - 1) * stride_, static_cast<std::size_t>(width_) * 4);
+      orderPairs(padded, ordered, pairedBytes_ / 4);
+      rows[i] = ordered;
+      results[i] = slot(done_ + i);
+    }
+    resamplePairedRows(plan_, rows, results);
+    done_ += kRowsAtOnce;
+  }
+}
+
+void ResampledRows::next(unsigned char* row) {
+  const Window& window = vertical_.windows[static_cast<std::size_t>(row_++)];
+  fillTo(window.last - 1);
+  std::vector<const std::int16_t*> rows;
+  for (int k = window.first; k <= window.last; ++k) rows.push_back(slot(k - 1));
+  resampleColumns(rows.data(), vertical_.taps.data() + window.taps, rows.size(), row,
+                  static_cast<std::size_t>(outputWidth_) * 4);
+}
+
+}  // namespace kalvetra::simd
