@@ -4,6 +4,8 @@
 
 #include "imaging/CImagingZEP.h"
 #include "imaging/numeric.h"
+#include "imaging/simd/level.h"
+#include "imaging/simd/passes.h"
 #include "imaging/sliding_box.h"
 
 using kalvetra::truncToByte;
@@ -22,6 +24,7 @@ std::vector<float> windowWeights(int size, int radius) {
 int CImagingZEP::AverageBlurCore32bit6(unsigned char* image, int width, int height, int stride, int radius) {
   if (image == nullptr || radius < 0) return 0;
   if (width < 1 || height < 1) return 1;
+  if (kalvetra::simd::enabled() && kalvetra::simd::averageBlur({image, width, height, stride}, radius)) return 1;
   radius = kalvetra::effectiveRadius(width, height, radius);
   const std::vector<float> columnWeights = windowWeights(width, radius);
   const std::vector<float> rowWeights = windowWeights(height, radius);
@@ -49,6 +52,10 @@ int CImagingZEP::AverageBlurA(int width, int height, unsigned char* plane, float
   const std::vector<float> rowWeights = windowWeights(height, r);
   const std::size_t bytes = kalvetra::byteCount(width, height);
   const auto output = std::make_unique<unsigned char[]>(bytes);
+  if (kalvetra::simd::enabled() && kalvetra::simd::averageBlur(plane, output.get(), width, height, wholeRadius, gain)) {
+    std::memcpy(plane, output.get(), bytes);
+    return 1;
+  }
 
   unsigned char* out = output.get();
   kalvetra::slideBox<1>({plane, width, height, width, 1}, r, [&](int x, int y, const auto& sums) {

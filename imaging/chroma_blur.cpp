@@ -3,6 +3,8 @@
 
 #include "imaging/CImagingZEP.h"
 #include "imaging/numeric.h"
+#include "imaging/simd/level.h"
+#include "imaging/simd/passes.h"
 #include "imaging/sliding_box.h"
 
 using kalvetra::truncToByte;
@@ -31,6 +33,7 @@ void toBGR(unsigned char* pixel) {
 int CImagingZEP::ChromaBlur32bit(int width, int height, unsigned char* image, unsigned char* scratch, int radius) {
   if (image == nullptr || scratch == nullptr) return 0;
   const std::size_t bytes = kalvetra::byteCount(width, height) * 4;
+  if (kalvetra::simd::enabled() && bytes != 0 && kalvetra::simd::chromaBlur(image, width, height, radius)) return 1;
   for (std::size_t i = 0; i < bytes; i += 4) toYCbCr(image + i);
   ChromaBlurCore3_32bit(width, height, image, scratch, radius);
   for (std::size_t i = 0; i < bytes; i += 4) toBGR(image + i);

@@ -6,6 +6,8 @@
 
 #include "imaging/CImagingZEP.h"
 #include "imaging/numeric.h"
+#include "imaging/simd/level.h"
+#include "imaging/simd/passes.h"
 
 namespace {
 
@@ -21,6 +23,10 @@ int squareMinimum(const unsigned char* matte, std::ptrdiff_t stride) {
     for (std::ptrdiff_t dx = -4; dx <= 4; dx += 4) smallest = std::min<int>(smallest, matte[dy + dx]);
   }
   return smallest;
+}
+
+bool contractWithVectors(int width, int height, unsigned char* image, int steps, int slack, bool squareFirst) {
+  return kalvetra::simd::enabled() && kalvetra::simd::contractMatte(image, width, height, steps, slack, squareFirst);
 }
 
 // True when that changed a pixel.
@@ -50,18 +56,21 @@ bool contractOnce(int width, int height, unsigned char* image, int slack, Minimu
 
 int CImagingZEP::ContGrayCore4(int width, int height, unsigned char* image, int slack) {
   if (image == nullptr) return 0;
+  if (contractWithVectors(width, height, image, 1, slack, false)) return 1;
   contractOnce(width, height, image, slack, crossMinimum);
   return 1;
 }
 
 int CImagingZEP::ContGrayCore8(int width, int height, unsigned char* image, int slack) {
   if (image == nullptr) return 0;
+  if (contractWithVectors(width, height, image, 1, slack, true)) return 1;
   contractOnce(width, height, image, slack, squareMinimum);
   return 1;
 }
 
 int CImagingZEP::ContGray7(int width, int height, unsigned char* image, int steps, int slack) {
   if (image == nullptr) return 0;
+  if (steps > 0 && contractWithVectors(width, height, image, steps, slack, false)) return 1;
   // Once neither kind of step changes anything, no further one will: step counts may be absurdly large.
   int idleSteps = 0;
   for (int i = 0; i < steps && idleSteps < 2; ++i) {

@@ -3,6 +3,8 @@
 #include <cstddef>
 
 #include "imaging/CImagingZEP.h"
+#include "imaging/simd/level.h"
+#include "imaging/simd/passes.h"
 
 namespace {
 
@@ -31,6 +33,10 @@ int edgeStrength(const unsigned char* const rows[3], const int columns[3]) {
 int CImagingZEP::Laplacian32bit8(unsigned char* src, int width, int height, int srcStride, unsigned char* dst,
                                  int /*dstWidth*/, int /*dstHeight*/, int dstStride, int threshold) {
   if (src == nullptr || dst == nullptr) return 0;
+  if (kalvetra::simd::enabled() &&
+      kalvetra::simd::findEdges({src, width, height, srcStride}, dst, dstStride, threshold)) {
+    return 1;
+  }
   for (int y = 0; y < height; ++y) {
     const unsigned char* rows[3];
     for (int dy = 0; dy < 3; ++dy) rows[dy] = src + std::ptrdiff_t{mirrored(y + dy - 1, height)} * srcStride;

@@ -3,6 +3,8 @@
 
 #include "imaging/CImagingZEP.h"
 #include "imaging/numeric.h"
+#include "imaging/simd/level.h"
+#include "imaging/simd/passes.h"
 
 using kalvetra::truncToByte;
 
@@ -28,11 +30,14 @@ unsigned char erode(unsigned char matte, unsigned char edge, float amount, float
 int CImagingZEP::MaskBlur(int width, int height, unsigned char* image, int radius, int amount, int offset) {
   if (image == nullptr || radius < 0) return 0;
   const std::size_t pixels = kalvetra::byteCount(width, height);
+  const float k = static_cast<float>(amount) / 100.0f;
+  if (kalvetra::simd::enabled() && pixels != 0 && kalvetra::simd::maskBlur(image, width, height, radius, k, offset)) {
+    return 1;
+  }
   const auto edge = std::make_unique<unsigned char[]>(pixels);
   for (std::size_t i = 0; i < pixels; ++i) edge[i] = static_cast<unsigned char>(255 - image[i * 4 + 3]);
   AverageBlurA(width, height, edge.get(), static_cast<float>(radius), 1.0f);
 
-  const float k = static_cast<float>(amount) / 100.0f;
   for (std::size_t i = 0; i < pixels; ++i) {
     unsigned char& matte = image[i * 4 + 3];
     matte = erode(matte, reshape(edge[i]), k, static_cast<float>(offset));

@@ -1,0 +1,47 @@
+// Box averages row by row, for vectors. Only where simd::enabled().
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "imaging/simd/row_kernels.h"
+
+namespace kalvetra::simd {
+
+// Averages over a square window, for rows that are taken from top to bottom. A row holds `values` = width * channels
+// bytes; the channels (1, 2 or 4) of a pixel are averaged apart.
+class BoxRows {
+ public:
+  // Any radius of 0 or more; one beyond the image counts as its longer side.
+  BoxRows(int width, int height, int channels, int radius, const BoxScale& scale);
+
+  // Whether window sums stay below 2^31.
+  static bool possible(int width, int height, int radius);
+
+  // Writes the averages of row y. rowAt(i) gives the bytes of row i; it is asked for rows that enter or leave the
+  // window, y - radius - 1 at the least and y + radius at the most. Rows are asked for in ascending order from 0.
+  template <class RowAt>
+  void average(int y, RowAt rowAt, unsigned char* result) {
+    for (; y == 0 && entered_ < radius_ && entered_ < height_ - 1; ++entered_) add(rowAt(entered_), nullptr);
+    const bool enters = y<height_ - radius_, leaves = y> radius_;
+    if (enters || leaves) add(enters ? rowAt(y + radius_) : nullptr, leaves ? rowAt(y - radius_ - 1) : nullptr);
+    write(y, result);
+  }
+
+ private:
+  void add(const unsigned char* entering, const unsigned char* leaving);
+  void sumAlong();
+  void write(int y, unsigned char* result);
+
+  int width_, height_, radius_;
+  std::size_t channels_, values_;
+  BoxScale scale_;
+  int entered_ = 0;                     // rows above row 0's window centre that are in
+  std::vector<std::uint32_t> columns_;  // sums of every value over the window's rows
+  std::vector<std::uint32_t> sums_;     // running sums of the columns, with room for the window on both sides
+  std::vector<float> columnWeights_;    // 1 / the window's pixels, for every value of a row
+  std::vector<float> rowWeights_;       // and for every row
+};
+
+}  // namespace kalvetra::simd

@@ -1,0 +1,39 @@
+// The chroma blur row by row. Only where simd::enabled().
+#pragma once
+
+#include <cstddef>
+#include <memory>
+
+#include "imaging/simd/box_rows.h"
+
+namespace kalvetra::simd {
+
+class ChromaRows {
+ public:
+  // Blurs the chroma of a packed image as CImagingZEP::ChromaBlur32bit does; see possible().
+  ChromaRows(const unsigned char* image, ByteOrder order, int width, int height, int radius);
+
+  // Whether the average of a window this large is exact as it is formed here.
+  static bool possible(int radius) { return radius <= 44; }
+
+  // Writes the next row, top to bottom, in working order; byte 3 of `row` stays. The image is read `radius` rows ahead
+  // and never again, so that `row` may be the image's own.
+  void next(unsigned char* row);
+
+ private:
+  unsigned char* luma(int row) const { return luma_.get() + slot(row); }
+  unsigned char* chroma(int row) const { return chroma_.get() + slot(row) * 2; }
+  std::size_t slot(int row) const {
+    return static_cast<std::size_t>(row % ringRows_) * static_cast<std::size_t>(width_);
+  }
+
+  const unsigned char* image_;
+  ByteOrder order_;
+  int width_, height_, radius_, ringRows_;
+  int split_ = 0;  // rows taken apart so far
+  int row_ = 0;    // the next row
+  BoxRows box_;
+  std::unique_ptr<unsigned char[]> luma_, chroma_, blurred_;
+};
+
+}  // namespace kalvetra::simd
