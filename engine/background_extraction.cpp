@@ -1,50 +1,52 @@
 // Background extraction: which pixels of the small frame are plausibly backdrop.
 #include <algorithm>
-#include <array>
-#include <cmath>
 #include <cstddef>
+#include <vector>
 
 #include "engine/CKALVETRA.h"
 #include "engine/chroma_plane.h"
+#include "engine/exposure_curve.h"
+#include "engine/simd/kernels.h"
 #include "imaging/numeric.h"
+#include "imaging/simd/level.h"
+
+using namespace kalvetra;
 
 namespace {
 
-constexpr int kTableSize = 256;      // luminances 0..255
-constexpr float kUnset = -999.0f;    // no chroma is that low
-constexpr int kDarkLimit = 80;       // darker luminances repeat the chroma found here
-constexpr float kTolerance = 20.0f;  // chroma distance from the expected key colour
+constexpr int kTableSize = ExtractionGeometry::kLuminances;
+constexpr float kUnset = -999.0f;  // no chroma is that low
+constexpr int kDarkLimit = 80;     // darker luminances repeat the chroma found here
 
-// A camera's logarithmic exposure curve with a linear toe below code value 60.
-class ExposureCurve {
- public:
-  ExposureCurve() : scale_(255.0 / std::log10(34.33333407839141)), black_(std::log10(kOffset)) {
-    const double toe = std::pow(10.0, 60.0 / scale_);
-    slope_ = static_cast<double>(static_cast<float>(65.0 / ((toe - 1.0) * kGain)));
+// Code values of one component at every exposure.
+std::vector<unsigned char> exposures(const ExposureCurve& curve, unsigned char component) {
+  const double light = curve.linear(component);
+  std::vector<unsigned char> codes(ExposureCurve::kSteps);
+  if (simd::enabled()) {
+    simd::exposureCodes(curve, light, codes.data());
+  } else {
+    for (int i = 0; i < ExposureCurve::kSteps; ++i) {
+      codes[static_cast<std::size_t>(i)] = curve.code(light, ExposureCurve::exposure(i));
+    }
   }
-
-  // Light behind code value `code`, 0..255.
-  double linear(unsigned char code) const {
-    return code >= 60 ? (std::pow(10.0, code / scale_) - 1.0) * kGain : (code + 5) / slope_;
-  }
-
-  // Code value of a component of light `light` at exposure t, 0..1. Narrowed before it is tested and truncated: at t =
-  // 1 it lands within 1e-5 of the component, so precision decides the byte.
-  unsigned char code(double light, double t) const {
-    float v = static_cast<float>((std::log10(light * t / 255.0 + kOffset) - black_) * scale_);
-    if (v < 60.0f) v = static_cast<float>(t * light * slope_ - 5.0);
-    return kalvetra::truncToByte(v);
-  }
-
- private:
-  static constexpr double kOffset = 0.029999999329447746;
-  static constexpr double kGain = 7.649999618530273;
-  double scale_;
-  double black_;
-  double slope_;
-};
+  return codes;
+}
 
 void blackOut(unsigned char* pixel) { pixel[0] = pixel[1] = pixel[2] = 0; }
+
+// Blacks the pixel out where it is not plausibly backdrop; the byte for the map.
+unsigned char extractPixel(const ExtractionGeometry& g, unsigned char* pixel) {
+  const YIQ color = CImagingZEP().RGBtoYIQ(pixel[2], pixel[1], pixel[0]);
+  if (!(g.slope1 * color.I > color.Q && g.slope2 * color.I > color.Q)) {
+    blackOut(pixel);
+    return 0;
+  }
+  const auto expected = static_cast<std::size_t>(color.Y);
+  const Chroma off{color.I - g.tableI[expected], color.Q - g.tableQ[expected]};
+  if (length(off) <= ExtractionGeometry::kTolerance) return 0;
+  blackOut(pixel);
+  return 255;
+}
 
 }  // namespace
 
@@ -56,11 +58,10 @@ unsigned int CKALVETRA::MakeBCCorrect(unsigned char keyR, unsigned char keyG, un
 
   CImagingZEP imaging;
   const ExposureCurve curve;
-  const double r = curve.linear(keyR), g = curve.linear(keyG), b = curve.linear(keyB);
-  for (int i = 0; i < 10000; ++i) {
-    const double t = i / 9999.0;
-    const YIQ color = imaging.RGBtoYIQ(curve.code(r, t), curve.code(g, t), curve.code(b, t));
-    const int index = std::clamp(kalvetra::truncToInt(color.Y), 0, kTableSize - 1);
+  const auto r = exposures(curve, keyR), g = exposures(curve, keyG), b = exposures(curve, keyB);
+  for (std::size_t i = 0; i < r.size(); ++i) {
+    const YIQ color = imaging.RGBtoYIQ(r[i], g[i], b[i]);
+    const int index = std::clamp(truncToInt(color.Y), 0, kTableSize - 1);
     tableI[index] = color.I;
     tableQ[index] = color.Q;
   }
@@ -77,33 +78,23 @@ unsigned int CKALVETRA::ExtractBack32bit(unsigned char* image, unsigned char* ma
                                          int hue2) {
   if (image == nullptr || map == nullptr) return 0;
   CImagingZEP imaging;
+  ExtractionGeometry geometry;
   // Slopes of the sector's two bounds. Parallel to the Q axis a slope is infinite, and its test fails at I = 0.
   const YIQ bound1 = imaging.HLStoYIQ({static_cast<float>(hue1), 128.0f, 50.0f});
   const YIQ bound2 = imaging.HLStoYIQ({static_cast<float>(hue2), 128.0f, 50.0f});
-  const float slope1 = bound1.Q / bound1.I;
-  const float slope2 = bound2.Q / bound2.I;
-
-  std::array<float, kTableSize> tableI, tableQ;
+  geometry.slope1 = bound1.Q / bound1.I;
+  geometry.slope2 = bound2.Q / bound2.I;
   const YIQ key = imaging.RGBtoYIQ(keyR, keyG, keyB);
-  if (MakeBCCorrect(keyR, keyG, keyB, key, tableI.data(), tableQ.data()) == 0) return 0;
+  MakeBCCorrect(keyR, keyG, keyB, key, geometry.tableI, geometry.tableQ);
 
   const int mapBytes = imaging.Align8(width);
   for (int y = 0; y < height; ++y) {
     unsigned char* pixel = image + std::ptrdiff_t{y} * rowBytes;
     unsigned char* rejected = map + std::ptrdiff_t{y} * mapBytes;
-    for (int x = 0; x < width; ++x, pixel += 4, ++rejected) {
-      *rejected = 0;
-      const YIQ color = imaging.RGBtoYIQ(pixel[2], pixel[1], pixel[0]);
-      if (!(slope1 * color.I > color.Q && slope2 * color.I > color.Q)) {
-        blackOut(pixel);
-        continue;
-      }
-      const auto expected = static_cast<std::size_t>(color.Y);
-      const kalvetra::Chroma off{color.I - tableI[expected], color.Q - tableQ[expected]};
-      if (!(kalvetra::length(off) <= kTolerance)) {
-        blackOut(pixel);
-        *rejected = 255;
-      }
+    if (simd::enabled()) {
+      simd::extract(geometry, pixel, rejected, static_cast<std::size_t>(width));
+    } else {
+      for (int x = 0; x < width; ++x, pixel += 4, ++rejected) *rejected = extractPixel(geometry, pixel);
     }
   }
   return 1;

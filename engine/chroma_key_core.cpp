@@ -44,7 +44,6 @@ class PlateKey : public PlateKeyGeometry {
   void keyShadow(const Sight& s, unsigned char* result) const;
   void keyDespilled(const Sight& s, unsigned char* result) const;
   Cut cut(const Sight& s) const;
-
 };
 
 Sight PlateKey::look(const unsigned char* source, const unsigned char* plate) const {

@@ -45,11 +45,8 @@ class ColorKey : public ColorKeyGeometry {
   // Where the pixel's line along the axis meets the line through grey with normal m.
   Chroma alongAxis(const Sight& s, Chroma m) const { return s.at + axis * (dot(m, s.toGrey) / dot(m, axis)); }
   // Where the ray from the key through the pixel meets the line through grey with normal m.
-  Chroma throughPixel(const Sight& s, Chroma m) const {
-    return key + s.toKey * (dot(m, keyToGrey) / dot(m, s.toKey));
-  }
+  Chroma throughPixel(const Sight& s, Chroma m) const { return key + s.toKey * (dot(m, keyToGrey) / dot(m, s.toKey)); }
   float depth(const Sight& s, Chroma point) const { return 1.0f - dot(axis, point - s.at) / axisLength; }
-
 };
 
 Sight ColorKey::look(const unsigned char* source) const {

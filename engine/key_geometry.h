@@ -1,5 +1,5 @@
-// What the keying passes make of a record once, before they look at any pixel. Plain values, shared by the plain and the
-// vector forms of a pass.
+// What the keying passes make of a record once, before they look at any pixel. Plain values, shared by the plain and
+// the vector forms of a pass.
 #pragma once
 
 #include "engine/KALVETRA_Param.h"
@@ -41,6 +41,15 @@ struct PlateKeyGeometry {
   Rotation quarter{kQuarterTurn};
   Chroma skinBound, blueBound;      // normals of the lines at the two hue bounds
   Chroma skinDespill, blueDespill;  // the same turned by the despill angles
+};
+
+// Of background extraction.
+struct ExtractionGeometry {
+  static constexpr int kLuminances = 256;
+  static constexpr float kTolerance = 20.0f;  // chroma distance from the expected key colour
+
+  float slope1, slope2;                            // of the hue sector's two bounds in the chroma plane
+  float tableI[kLuminances], tableQ[kLuminances];  // the key colour's chroma at each luminance
 };
 
 }  // namespace kalvetra

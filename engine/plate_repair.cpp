@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "engine/CKALVETRA.h"
+#include "engine/simd/kernels.h"
 #include "imaging/numeric.h"
+#include "imaging/simd/level.h"
 
 namespace {
 
@@ -183,6 +185,10 @@ void HoleFiller::settlePixel(int x, int y, int reach, unsigned char* result) con
 
 unsigned int CKALVETRA::ContractBack32bit(unsigned char* image, int width, int height, int rowBytes, int count) {
   if (image == nullptr) return 0;
+  if (kalvetra::simd::enabled() && width > 0 && height > 0) {
+    kalvetra::simd::contractPlate(image, width, height, rowBytes, count);
+    return 1;
+  }
   const std::size_t bytes = kalvetra::byteCount(rowBytes, height);
   const auto scratch = std::make_unique<unsigned char[]>(bytes);
   if (bytes == 0) return 1;
@@ -206,6 +212,10 @@ unsigned int CKALVETRA::ExpandBack32bit8(unsigned char* image, int width, int he
                                          unsigned char keyG, unsigned char keyB) {
   if (image == nullptr) return 0;
   if (width < 1 || height < 1) return 1;
+  if (kalvetra::simd::enabled()) {
+    kalvetra::simd::fillHoles(image, width, height, rowBytes, {keyB, keyG, keyR});
+    return 1;
+  }
   HoleFiller(image, width, height, rowBytes).fill({{keyB, keyG, keyR}});
   return 1;
 }

@@ -1,0 +1,47 @@
+// A camera's logarithmic exposure curve with a linear toe below code value 60.
+#pragma once
+
+#include <cmath>
+
+#include "imaging/numeric.h"
+
+namespace kalvetra {
+
+class ExposureCurve {
+ public:
+  static constexpr int kSteps = 10000;  // exposures 0..1 that a table is made from
+  static constexpr double kOffset = 0.029999999329447746;
+  static constexpr double kGain = 7.649999618530273;
+
+  ExposureCurve() : scale_(255.0 / std::log10(34.33333407839141)), black_(std::log10(kOffset)) {
+    const double toe = std::pow(10.0, 60.0 / scale_);
+    slope_ = static_cast<double>(static_cast<float>(65.0 / ((toe - 1.0) * kGain)));
+  }
+
+  // Exposure of step i.
+  static double exposure(int i) { return i / (kSteps - 1.0); }
+
+  // Light behind code value `code`, 0..255.
+  double linear(unsigned char code) const {
+    return code >= 60 ? (std::pow(10.0, code / scale_) - 1.0) * kGain : (code + 5) / slope_;
+  }
+
+  // Code value of a component of light `light` at exposure t, 0..1. Narrowed before it is tested and truncated: at t =
+  // 1 it lands within 1e-5 of the component, so precision decides the byte.
+  unsigned char code(double light, double t) const {
+    float v = static_cast<float>((std::log10(light * t / 255.0 + kOffset) - black_) * scale_);
+    if (v < 60.0f) v = static_cast<float>(t * light * slope_ - 5.0);
+    return truncToByte(v);
+  }
+
+  double scale() const { return scale_; }
+  double black() const { return black_; }
+  double slope() const { return slope_; }
+
+ private:
+  double scale_;
+  double black_;
+  double slope_;
+};
+
+}  // namespace kalvetra
