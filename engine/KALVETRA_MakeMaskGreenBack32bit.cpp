@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "engine/CKALVETRA.h"
+#include "engine/record_check.h"
 #include "imaging/numeric.h"
 
 namespace {
@@ -14,14 +15,6 @@ using Bytes = std::unique_ptr<unsigned char[]>;
 Bytes allocateImage(int width, int height) {
   const std::size_t bytes = kalvetra::byteCount(width, height) * 4;
   return bytes == 0 ? nullptr : std::make_unique<unsigned char[]>(bytes);
-}
-
-bool isValid(const KALVETRA_Param& p) {
-  const auto within = [](int value, int lowest, int highest) { return value >= lowest && value <= highest; };
-  return p.pSrc != nullptr && p.pDst != nullptr && p.nSkinHue[0] <= p.nBlueHue[0] && within(p.nSkinHue[0], 120, 170) &&
-         within(p.nBlueHue[0], 250, 330) && p.nScreenGain[0] <= 30 && p.nShadow[0] <= 100 &&
-         p.nDespillWhite[0] <= 100 && p.nDespillSkin[0] <= 50 && p.nDespillBlue[0] <= 50 &&
-         p.nContractThreshold <= 255 && p.nMaskBlurValue <= 100;
 }
 
 void deblock(const KALVETRA_Param& param) {
@@ -75,8 +68,16 @@ void finishMatte(const KALVETRA_Param& p) {
 
 }  // namespace
 
+bool kalvetra::valuesInRange(const KALVETRA_Param& p) {
+  const auto within = [](int value, int lowest, int highest) { return value >= lowest && value <= highest; };
+  return p.nSkinHue[0] <= p.nBlueHue[0] && within(p.nSkinHue[0], 120, 170) && within(p.nBlueHue[0], 250, 330) &&
+         p.nScreenGain[0] <= 30 && p.nShadow[0] <= 100 && p.nDespillWhite[0] <= 100 && p.nDespillSkin[0] <= 50 &&
+         p.nDespillBlue[0] <= 50 && p.nContractThreshold <= 255 && p.nMaskBlurValue <= 100;
+}
+
 unsigned int KALVETRA_MakeMaskGreenBack32bit(KALVETRA_Param* param, KALVEVIE_Param* view, unsigned int /*tag*/) {
-  if (param == nullptr || view == nullptr || !isValid(*param)) return 2;
+  if (param == nullptr || view == nullptr) return 2;
+  if (param->pSrc == nullptr || param->pDst == nullptr || !kalvetra::valuesInRange(*param)) return 2;
   try {
     const unsigned int result = view->bFieldSeparate != 0 ? keyFields(*param) : keyPicture(*param);
     finishMatte(*param);

@@ -8,8 +8,10 @@
 #include <memory>
 
 #include "engine/KALVETRA_MakeMaskGreenBack32bit.h"
+#include "engine/streamed_frame.h"
 #include "imaging/CImagingZEP.h"
 #include "imaging/numeric.h"
+#include "imaging/simd/level.h"
 
 double toValue(double hi, double lo, double v) { return lo + (hi - lo) * v / 100.0; }
 
@@ -86,17 +88,28 @@ void limitByAlpha(const unsigned char* host, unsigned char* result, std::size_t 
   }
 }
 
-// Stretches the matte so that the clip levels, in percent, become 0 and 255.
-void clipMatte(unsigned char* result, std::size_t pixels, int clipBlack, int clipWhite) {
-  if (clipBlack < 0.01 && clipWhite > 99.9) return;
-  int lo = rounded(clipBlack * 255.0 / 100.0);
-  const int hi = rounded(clipWhite * 255.0 / 100.0);
-  if (lo == hi && lo < std::numeric_limits<int>::max()) ++lo;
-  CImagingZEP imaging;
-  for (std::size_t i = 0; i < pixels; ++i) {
-    unsigned char& alpha = result[i * 4 + 3];
-    alpha = kalvetra::clampToByte(imaging.LinerInter(int{alpha}, lo, hi, 0, 255));
+// The clip levels, in percent, that become 0 and 255.
+class Clip {
+ public:
+  Clip(int black, int white)
+      : active_(!(black < 0.01 && white > 99.9)),
+        low_(rounded(black * 255.0 / 100.0)),
+        high_(rounded(white * 255.0 / 100.0)) {
+    if (low_ == high_ && low_ < std::numeric_limits<int>::max()) ++low_;
   }
+  bool active() const { return active_; }
+  unsigned char operator()(unsigned char alpha) const {
+    return active_ ? kalvetra::clampToByte(CImagingZEP().LinerInter(int{alpha}, low_, high_, 0, 255)) : alpha;
+  }
+
+ private:
+  bool active_;
+  int low_, high_;
+};
+
+void clipMatte(unsigned char* result, std::size_t pixels, const Clip& clip) {
+  if (!clip.active()) return;
+  for (std::size_t i = 0; i < pixels; ++i) result[i * 4 + 3] = clip(result[i * 4 + 3]);
 }
 
 void writeMatte(const unsigned char* result, unsigned char* host, std::size_t pixels) {
@@ -104,6 +117,15 @@ void writeMatte(const unsigned char* result, unsigned char* host, std::size_t pi
     host[0] = 255;
     host[1] = host[2] = host[3] = result[3];
   }
+}
+
+// The same frame by vectors; false, with nothing written, where it has to be rendered the plain way.
+bool streamed(const kalvetra::HostFrame& frame, const UserValues& user, const Clip& clip, int view) {
+  kalvetra::MatteFinish finish{view == kKalvetraViewMatte, clip.active(), {}};
+  for (std::size_t i = 0; i < finish.clipped.size(); ++i) finish.clipped[i] = clip(static_cast<unsigned char>(i));
+  if (!user.keys()) return kalvetra::streamFrame(frame, nullptr, finish);
+  const KALVETRA_Param param = makeRecord(user, nullptr, nullptr, frame.width, frame.height);
+  return kalvetra::streamFrame(frame, &param, finish);
 }
 
 }  // namespace
@@ -129,14 +151,6 @@ void KalvetraFinalCut(char* output, int outputWidth, int outputHeight, const cha
     return;
   }
 
-  const std::size_t pixels = rowPixels * static_cast<std::size_t>(height);
-  const auto source = std::make_unique<unsigned char[]>(pixels * 4);
-  const auto result = std::make_unique<unsigned char[]>(pixels * 4);
-  const auto resultRow = [&](int y) { return result.get() + static_cast<std::size_t>(y) * rowPixels * 4; };
-  for (int y = 0; y < height; ++y) {
-    reverseBytes(inputRow(y), source.get() + static_cast<std::size_t>(y) * rowPixels * 4, rowPixels);
-  }
-
   const UserValues user{{keyRed * 255.0, keyGreen * 255.0, keyBlue * 255.0},
                         smoothBG,
                         shadow,
@@ -151,6 +165,19 @@ void KalvetraFinalCut(char* output, int outputWidth, int outputHeight, const cha
                         despillSkin,
                         despillBlue,
                         screenGain};
+  const Clip clip(clipBlack, clipWhite);
+  const kalvetra::HostFrame frame{
+      inputRow(0), std::ptrdiff_t{4} * inputWidth, outputRow(0), std::ptrdiff_t{4} * outputWidth, width, height};
+  if (kalvetra::simd::enabled() && streamed(frame, user, clip, view)) return;
+
+  const std::size_t pixels = rowPixels * static_cast<std::size_t>(height);
+  const auto source = std::make_unique<unsigned char[]>(pixels * 4);
+  const auto result = std::make_unique<unsigned char[]>(pixels * 4);
+  const auto resultRow = [&](int y) { return result.get() + static_cast<std::size_t>(y) * rowPixels * 4; };
+  for (int y = 0; y < height; ++y) {
+    reverseBytes(inputRow(y), source.get() + static_cast<std::size_t>(y) * rowPixels * 4, rowPixels);
+  }
+
   if (user.keys()) {
     KALVETRA_Param param = makeRecord(user, source.get(), result.get(), width, height);
     KALVEVIE_Param whole{};
@@ -160,7 +187,7 @@ void KalvetraFinalCut(char* output, int outputWidth, int outputHeight, const cha
   }
 
   for (int y = 0; y < height; ++y) limitByAlpha(inputRow(y), resultRow(y), rowPixels);
-  clipMatte(result.get(), pixels, clipBlack, clipWhite);
+  clipMatte(result.get(), pixels, clip);
   for (int y = 0; y < height; ++y) {
     if (view == kKalvetraViewMatte) {
       writeMatte(resultRow(y), outputRow(y), rowPixels);

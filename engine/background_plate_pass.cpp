@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "engine/CKALVETRA.h"
+#include "engine/background_plate.h"
 #include "imaging/numeric.h"
 
 namespace {
@@ -12,29 +13,11 @@ constexpr int kLongestSide = 320;  // of the small copy, whatever the frame's si
 constexpr int kEdgeThreshold = 40;
 constexpr int kHoleGrowth = 3;  // pixels round each hole that carry spill and edge blur
 constexpr int kPlateBlur = 7;   // radius in pixels of the small copy
-constexpr int kLanczos = 0;
 
 using Bytes = std::unique_ptr<unsigned char[]>;
 
-struct Size {
-  int width;
-  int height;
-};
-
-// At least 2 x 2, so that reducing never meets a size of 1.
-Size smallSize(int width, int height) {
-  const float ratio = static_cast<float>(height) / static_cast<float>(width);
-  Size size{width, height};
-  if (width >= height && width > kLongestSide) {
-    size = {kLongestSide, kalvetra::truncToInt(ratio * 320.0f)};
-  } else if (width < height && height > kLongestSide) {
-    size = {kalvetra::truncToInt(320.0f / ratio), kLongestSide};
-  }
-  return {std::max(size.width, 2), std::max(size.height, 2)};
-}
-
 // Edges belong to the foreground and must not feed the plate.
-void blackOutEdges(unsigned char* plate, const unsigned char* edges, int mapBytes, Size size) {
+void blackOutEdges(unsigned char* plate, const unsigned char* edges, int mapBytes, kalvetra::PlateSize size) {
   for (int y = 0; y < size.height; ++y) {
     for (int x = 0; x < size.width; ++x) {
       if (edges[y * mapBytes + x] != 0) std::fill_n(plate + (y * size.width + x) * 4, 3, static_cast<unsigned char>(0));
@@ -42,16 +25,31 @@ void blackOutEdges(unsigned char* plate, const unsigned char* edges, int mapByte
   }
 }
 
-// Turns the small copy of the frame into the backdrop behind it. Edges are sought before extraction blacks anything
-// out.
-void makeSmallPlate(const KALVETRA_Param& param, unsigned char* plate, Size size) {
+}  // namespace
+
+namespace kalvetra {
+
+// At least 2 x 2, so that reducing never meets a size of 1.
+PlateSize plateSize(int width, int height) {
+  const float ratio = static_cast<float>(height) / static_cast<float>(width);
+  PlateSize size{width, height};
+  if (width >= height && width > kLongestSide) {
+    size = {kLongestSide, truncToInt(ratio * 320.0f)};
+  } else if (width < height && height > kLongestSide) {
+    size = {truncToInt(320.0f / ratio), kLongestSide};
+  }
+  return {std::max(size.width, 2), std::max(size.height, 2)};
+}
+
+// Edges are sought before extraction blacks anything out.
+void makePlate(const KALVETRA_Param& param, unsigned char* plate, PlateSize size) {
   CImagingZEP imaging;
   CKALVETRA keying;
   const unsigned char keyR = param.keyColor[0][0], keyG = param.keyColor[1][0], keyB = param.keyColor[2][0];
   const int rowBytes = size.width * 4;
   const int mapBytes = imaging.Align8(size.width);
-  const Bytes edges = std::make_unique<unsigned char[]>(kalvetra::byteCount(mapBytes, size.height));
-  const Bytes rejected = std::make_unique<unsigned char[]>(kalvetra::byteCount(mapBytes, size.height));
+  const Bytes edges = std::make_unique<unsigned char[]>(byteCount(mapBytes, size.height));
+  const Bytes rejected = std::make_unique<unsigned char[]>(byteCount(mapBytes, size.height));
 
   imaging.Laplacian32bit8(plate, size.width, size.height, rowBytes, edges.get(), size.width, size.height, mapBytes,
                           kEdgeThreshold);
@@ -63,23 +61,23 @@ void makeSmallPlate(const KALVETRA_Param& param, unsigned char* plate, Size size
   imaging.AverageBlurCore32bit6(plate, size.width, size.height, rowBytes, kPlateBlur);
 }
 
-}  // namespace
+}  // namespace kalvetra
 
 unsigned int CKALVETRA::MakeMask32bit008_1(KALVETRA_Param* param) {
   if (param == nullptr || param->nWidth == 0 || param->nHeight == 0) return 2;
   CImagingZEP imaging;
   const int width = param->nWidth, height = param->nHeight;
   const std::size_t frameBytes = kalvetra::byteCount(width * 4, height);
-  const Size size = smallSize(width, height);
+  const kalvetra::PlateSize size = kalvetra::plateSize(width, height);
 
   const Bytes small = std::make_unique<unsigned char[]>(kalvetra::byteCount(size.width * 4, size.height));
   imaging.DF_WH32bit5_1(param->pSrc, width, height, width * 4, small.get(), size.width, size.height, size.width * 4,
-                        kLanczos, 2);
-  makeSmallPlate(*param, small.get(), size);
+                        kalvetra::kLanczos, kalvetra::kReducingLobes);
+  kalvetra::makePlate(*param, small.get(), size);
 
   const Bytes plate = std::make_unique<unsigned char[]>(frameBytes);
   imaging.DF_WH32bit5_1(small.get(), size.width, size.height, size.width * 4, plate.get(), width, height, width * 4,
-                        kLanczos, 1);
+                        kalvetra::kLanczos, kalvetra::kEnlargingLobes);
   if (param->nDeBlock != 0) {  // only now: the plate is taken from the frame as it came
     const Bytes scratch = std::make_unique<unsigned char[]>(frameBytes);
     imaging.ChromaBlur32bit(width, height, param->pSrc, scratch.get(), param->nDeBlock);

@@ -9,6 +9,9 @@
 
 namespace kalvetra::simd {
 
+// Of the edge blur: truncated, so that even a uniform matte may darken by one level.
+inline constexpr BoxScale kMaskBlurScale{0.0f, 1.0f, 0.0f};
+
 // Averages over a square window, for rows that are taken from top to bottom. A row holds `values` = width * channels
 // bytes; the channels (1, 2 or 4) of a pixel are averaged apart.
 class BoxRows {

@@ -12,8 +12,10 @@ constexpr BoxScale kWholePart{0.5f, 1.0f, 0.0f};
 
 }  // namespace
 
-ChromaRows::ChromaRows(const unsigned char* image, ByteOrder order, int width, int height, int radius)
+ChromaRows::ChromaRows(const unsigned char* image, std::ptrdiff_t stride, ByteOrder order, int width, int height,
+                       int radius)
     : image_(image),
+      stride_(stride),
       order_(order),
       width_(width),
       height_(height),
@@ -29,7 +31,7 @@ ChromaRows::ChromaRows(const unsigned char* image, ByteOrder order, int width, i
 void ChromaRows::next(unsigned char* row) {
   const auto pixels = static_cast<std::size_t>(width_);
   for (; split_ <= std::min(row_ + radius_, height_ - 1); ++split_) {
-    splitChroma(image_ + static_cast<std::size_t>(split_) * pixels * 4, order_, luma(split_), chroma(split_), pixels);
+    splitChroma(image_ + split_ * stride_, order_, luma(split_), chroma(split_), pixels);
   }
   box_.average(
       row_, [this](int i) { return chroma(i); }, blurred_.get());

@@ -10,8 +10,8 @@ namespace kalvetra::simd {
 
 class ChromaRows {
  public:
-  // Blurs the chroma of a packed image as CImagingZEP::ChromaBlur32bit does; see possible().
-  ChromaRows(const unsigned char* image, ByteOrder order, int width, int height, int radius);
+  // Blurs the chroma of an image, rows `stride` bytes apart, as CImagingZEP::ChromaBlur32bit does; see possible().
+  ChromaRows(const unsigned char* image, std::ptrdiff_t stride, ByteOrder order, int width, int height, int radius);
 
   // Whether the average of a window this large is exact as it is formed here.
   static bool possible(int radius) { return radius <= 44; }
@@ -28,6 +28,7 @@ class ChromaRows {
   }
 
   const unsigned char* image_;
+  std::ptrdiff_t stride_;
   ByteOrder order_;
   int width_, height_, radius_, ringRows_;
   int split_ = 0;  // rows taken apart so far

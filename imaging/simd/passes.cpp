@@ -53,7 +53,7 @@ bool resample(const Pixels& source, const Pixels& result, int filter, int lobes)
 
 bool chromaBlur(unsigned char* image, int width, int height, int radius) {
   if (!ChromaRows::possible(radius)) return false;
-  ChromaRows rows(image, ByteOrder::Working, width, height, radius);
+  ChromaRows rows(image, std::ptrdiff_t{4} * width, ByteOrder::Working, width, height, radius);
   for (int y = 0; y < height; ++y) rows.next(image + area(width, y) * 4);
   return true;
 }
@@ -86,7 +86,7 @@ bool maskBlur(unsigned char* image, int width, int height, int radius, float amo
   const Bytes inverse = allocate(pixels), edge = allocate(w), matte = allocate(w);
   takeMatte(image, inverse.get(), pixels);
   invert(inverse.get(), inverse.get(), pixels);
-  BoxRows box(width, height, 1, radius, {0.0f, 1.0f, 0.0f});
+  BoxRows box(width, height, 1, radius, kMaskBlurScale);
   const auto rowAt = [&](int y) { return inverse.get() + area(width, y); };
   for (int y = 0; y < height; ++y) {
     box.average(y, rowAt, edge.get());

@@ -1,0 +1,24 @@
+// The small picture of the backdrop that the background-plate pass keys against.
+#pragma once
+
+#include "engine/KALVETRA_Param.h"
+
+namespace kalvetra {
+
+struct PlateSize {
+  int width;
+  int height;
+};
+
+inline constexpr int kLanczos = 0;  // the resampler's filter for both ways
+inline constexpr int kReducingLobes = 2;
+inline constexpr int kEnlargingLobes = 1;
+
+// Of the small copy of a frame: at most 320 on its longer side, at least 2 x 2.
+PlateSize plateSize(int frameWidth, int frameHeight);
+
+// Turns the small copy of the frame, packed pixels in working order, into the backdrop behind it. Reads the key colour
+// and the hue bounds of the record.
+void makePlate(const KALVETRA_Param& param, unsigned char* plate, PlateSize size);
+
+}  // namespace kalvetra
