@@ -1,5 +1,6 @@
 #include "engine/streamed_frame.h"
 
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -19,30 +20,28 @@ using Bytes = std::unique_ptr<unsigned char[]>;
 
 Bytes allocate(std::size_t bytes) { return std::make_unique_for_overwrite<unsigned char[]>(bytes); }
 
-// The frame's rows in working order, deblocked where the record asks for it.
+// The frame's rows, deblocked where the record asks for it.
 class SourceRows {
  public:
   SourceRows(const HostFrame& frame, int deblockRadius) : frame_(frame) {
-    if (deblockRadius != 0) {
-      blurred_.emplace(frame.input, frame.inputStride, simd::ByteOrder::Host, frame.width, frame.height, deblockRadius);
-    }
+    if (deblockRadius == 0) return;
+    blurred_.emplace(frame.input, frame.inputStride, simd::ByteOrder::Host, frame.width, frame.height, deblockRadius);
+    row_ = std::make_unique<unsigned char[]>(static_cast<std::size_t>(frame.width) * 4);
   }
-  void next(unsigned char* row) {
-    if (blurred_) {
-      blurred_->next(row);
-    } else {
-      simd::reverseBytes(frame_.input + y_ * frame_.inputStride, row, static_cast<std::size_t>(frame_.width));
-    }
-    ++y_;
+  // Row y, after row y - 1; valid until the next call.
+  const unsigned char* row(int y) {
+    if (!blurred_) return frame_.input + y * frame_.inputStride;
+    blurred_->next(row_.get());
+    return row_.get();
   }
 
  private:
   const HostFrame& frame_;
-  int y_ = 0;
   std::optional<simd::ChromaRows> blurred_;
+  Bytes row_;
 };
 
-// The background plate's rows, made of the frame as it came.
+// The background plate's rows in host order, made of the frame as it came.
 class PlateRows {
  public:
   PlateRows(const HostFrame& frame, const KALVETRA_Param& param) : size_(plateSize(frame.width, frame.height)) {
@@ -51,12 +50,11 @@ class PlateRows {
     if (!reduced.possible()) return;
     const std::size_t rowPixels = static_cast<std::size_t>(size_.width);
     small_ = allocate(rowPixels * static_cast<std::size_t>(size_.height) * 4);
-    for (int y = 0; y < size_.height; ++y) {
-      unsigned char* row = small_.get() + static_cast<std::size_t>(y) * rowPixels * 4;
-      reduced.next(row);
-      simd::reverseBytes(row, row, rowPixels);
-    }
+    for (int y = 0; y < size_.height; ++y) reduced.next(small_.get() + static_cast<std::size_t>(y) * rowPixels * 4);
+    const std::size_t area = rowPixels * static_cast<std::size_t>(size_.height);
+    simd::reverseBytes(small_.get(), area);
     makePlate(param, small_.get(), size_);
+    simd::reverseBytes(small_.get(), area);
     enlarged_.emplace(small_.get(), size_.width, size_.height, std::ptrdiff_t{4} * size_.width, frame.width,
                       frame.height, kLanczos, kEnlargingLobes);
   }
@@ -73,7 +71,7 @@ class PlateRows {
 class Keyer {
  public:
   Keyer(const HostFrame& frame, const KALVETRA_Param& param)
-      : pixels_(static_cast<std::size_t>(frame.width)), source_(frame, param.nDeBlock), row_(allocate(pixels_ * 4)) {
+      : pixels_(static_cast<std::size_t>(frame.width)), source_(frame, param.nDeBlock) {
     if (param.bSmoothBG == 0) {
       color_.emplace(param);
       return;
@@ -83,16 +81,15 @@ class Keyer {
     plateRow_ = allocate(pixels_ * 4);
   }
   bool possible() const { return !plate_ || plate_->possible(); }
-  // The next row in working order; valid until the next call.
-  unsigned char* next() {
-    source_.next(row_.get());
+  // Row y, after row y - 1, in host order.
+  void keyRow(int y, unsigned char* result) {
+    const unsigned char* source = source_.row(y);
     if (plate_) {
       plate_->next(plateRow_.get());
-      simd::keyAgainstPlate(*plateKey_, row_.get(), plateRow_.get(), row_.get(), pixels_);
+      simd::keyAgainstPlate(*plateKey_, simd::ByteOrder::Host, source, plateRow_.get(), result, pixels_);
     } else {
-      simd::keyAgainstColor(*color_, row_.get(), row_.get(), pixels_);
+      simd::keyAgainstColor(*color_, simd::ByteOrder::Host, source, result, pixels_);
     }
-    return row_.get();
   }
 
  private:
@@ -101,7 +98,7 @@ class Keyer {
   std::optional<ColorKeyGeometry> color_;
   std::optional<PlateKeyGeometry> plateKey_;
   std::optional<PlateRows> plate_;
-  Bytes row_, plateRow_;
+  Bytes plateRow_;
 };
 
 bool covers(const HostFrame& frame, const KALVETRA_Param& param) {
@@ -121,7 +118,7 @@ void finishPlane(const HostFrame& frame, const KALVETRA_Param& param, const Matt
   }
   const auto matteRow = [&](int y) { return matte + static_cast<std::size_t>(y) * pixels; };
   const auto finishWith = [&](int y, const unsigned char* row) {
-    simd::finishMatte(finish, frame.input + y * frame.inputStride, row, frame.output + y * frame.outputStride, pixels);
+    simd::finishRow(finish, frame.input + y * frame.inputStride, row, frame.output + y * frame.outputStride, pixels);
   };
   if (param.nMaskBlurRadius == 0) {
     for (int y = 0; y < frame.height; ++y) finishWith(y, matteRow(y));
@@ -143,12 +140,12 @@ void finishPlane(const HostFrame& frame, const KALVETRA_Param& param, const Matt
 
 bool streamFrame(const HostFrame& frame, const KALVETRA_Param* param, const MatteFinish& finish) {
   const auto pixels = static_cast<std::size_t>(frame.width);
+  const auto input = [&](int y) { return frame.input + y * frame.inputStride; };
+  const auto output = [&](int y) { return frame.output + y * frame.outputStride; };
   if (param == nullptr) {
-    const Bytes row = allocate(pixels * 4);
     for (int y = 0; y < frame.height; ++y) {
-      const unsigned char* input = frame.input + y * frame.inputStride;
-      simd::reverseBytes(input, row.get(), pixels);
-      simd::finishRow(finish, input, row.get(), frame.output + y * frame.outputStride, pixels);
+      std::memcpy(output(y), input(y), pixels * 4);
+      simd::finishRow(finish, input(y), output(y), pixels);
     }
     return true;
   }
@@ -158,13 +155,12 @@ bool streamFrame(const HostFrame& frame, const KALVETRA_Param* param, const Matt
   const bool needsPlane = param->nContractMask != 0 || param->nMaskBlurRadius != 0;
   const Bytes matte = needsPlane ? allocate(pixels * static_cast<std::size_t>(frame.height)) : nullptr;
   for (int y = 0; y < frame.height; ++y) {
-    const unsigned char* keyed = keyer.next();
-    unsigned char* output = frame.output + y * frame.outputStride;
+    keyer.keyRow(y, output(y));
     if (needsPlane) {
-      simd::takeMatte(keyed, matte.get() + static_cast<std::size_t>(y) * pixels, pixels);
-      simd::reverseBytes(keyed, output, pixels);
+      unsigned char* row = matte.get() + static_cast<std::size_t>(y) * pixels;
+      simd::takeMatte(output(y), simd::ByteOrder::Host, row, pixels);
     } else {
-      simd::finishRow(finish, frame.input + y * frame.inputStride, keyed, output, pixels);
+      simd::finishRow(finish, input(y), output(y), pixels);
     }
   }
   if (needsPlane) finishPlane(frame, *param, finish, matte.get());

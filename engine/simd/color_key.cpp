@@ -20,8 +20,9 @@ struct ColorSight {
   VF along, side;
 };
 
+template <ByteOrder kOrder>
 HWY_INLINE ColorSight look(const ColorKeyGeometry& g, VU source) {
-  const Colors pixel = colorsOf(source);
+  const Colors pixel = colorsOf<kOrder>(source);
   ColorSight s;
   s.y = pixel.Y;
   s.at = pixel.at;
@@ -40,6 +41,7 @@ HWY_INLINE MF inRegion(const ColorKeyGeometry& g, const ColorSight& s) {
   return hn::Or(hn::Or(skin, blue), near);
 }
 
+template <ByteOrder kOrder>
 HWY_INLINE VU keyNear(const ColorKeyGeometry& g, const ColorSight& s) {
   const DI di;
   const VF keyY = all(g.keyY), zero = hn::Zero(DF());
@@ -50,7 +52,7 @@ HWY_INLINE VU keyNear(const ColorKeyGeometry& g, const ColorSight& s) {
   // Without the curve, the level counts before it is truncated.
   const auto stays = g.curve.active() ? opacity > hn::Zero(di) : hn::RebindMask(di, level > zero);
   const VI shade = hn::IfThenZeroElse(hn::And(stays, hn::RebindMask(di, darker)), hn::Set(di, 160));
-  return pixelsOf(shade, shade, shade, opacity);
+  return pixelsOf<kOrder>(shade, shade, shade, opacity);
 }
 
 HWY_INLINE Chromas alongAxis(const ColorKeyGeometry& g, const ColorSight& s, Chromas m) {
@@ -95,33 +97,45 @@ HWY_INLINE Cuts cut(const ColorKeyGeometry& g, const ColorSight& s, MF wanted) {
   return {select(outer, boundary, nearest), select(outer, outerDespilled, innermost)};
 }
 
+template <ByteOrder kOrder>
 HWY_INLINE VU keyFar(const ColorKeyGeometry& g, const ColorSight& s) {
   const MF wanted = hn::FirstN(DF(), hn::Lanes(DF()));
   const Cuts c = cut(g, s, wanted);
   const VF amount = ramp(depth(g, s, c.boundary), g.screenGain, 1.0f);
   const UnmixedLanes u = unmixed(s.y, all(g.keyY), amount, wanted);
-  return keyedPixels(stretched(u.opacity, g.whiteLimit), s.y, u.luminance, c.despilled, g.curve);
+  return keyedPixels<kOrder>(stretched(u.opacity, g.whiteLimit), s.y, u.luminance, c.despilled, g.curve);
 }
 
 // All but the far pixels of the region.
+template <ByteOrder kOrder>
 HWY_INLINE QuickKey keyQuickly(const ColorKeyGeometry& g, VU source) {
   const DU du;
-  const ColorSight s = look(g, source);
+  const ColorSight s = look<kOrder>(g, source);
   const MF keyed = inRegion(g, s);
   const MF level = hn::And(s.side > all(-5.0f), s.side < all(5.0f));
   const MF near = hn::And(keyed, hn::And(level, s.along < all(g.screenGain)));
-  VU result = hn::Or(source, hn::Set(du, 0xFF000000u));
-  if (any(near)) result = hn::IfThenElse(hn::RebindMask(du, near), keyNear(g, s), result);
+  VU result = opaque<kOrder>(source);
+  if (any(near)) result = hn::IfThenElse(hn::RebindMask(du, near), keyNear<kOrder>(g, s), result);
   return {result, hn::RebindMask(du, hn::AndNot(near, keyed))};
+}
+
+template <ByteOrder kOrder>
+HWY_INLINE void keyRow(const ColorKeyGeometry& geometry, const unsigned char* source, unsigned char* result,
+                       std::size_t pixels) {
+  keyPixels<1>(
+      {source}, result, pixels, [&](const auto& p) HWY_ATTR { return keyQuickly<kOrder>(geometry, p[0]); },
+      [&](const auto& p) HWY_ATTR { return keyFar<kOrder>(geometry, look<kOrder>(geometry, p[0])); });
 }
 
 }  // namespace
 
-void keyAgainstColor(const ColorKeyGeometry& geometry, const unsigned char* source, unsigned char* result,
-                     std::size_t pixels) {
-  keyPixels<1>(
-      {source}, result, pixels, [&](const auto& p) HWY_ATTR { return keyQuickly(geometry, p[0]); },
-      [&](const auto& p) HWY_ATTR { return keyFar(geometry, look(geometry, p[0])); });
+void keyAgainstColor(const ColorKeyGeometry& geometry, ByteOrder order, const unsigned char* source,
+                     unsigned char* result, std::size_t pixels) {
+  if (order == ByteOrder::Working) {
+    keyRow<ByteOrder::Working>(geometry, source, result, pixels);
+  } else {
+    keyRow<ByteOrder::Host>(geometry, source, result, pixels);
+  }
 }
 
 }  // namespace kalvetra::HWY_NAMESPACE
@@ -132,9 +146,9 @@ namespace kalvetra {
 
 HWY_EXPORT(keyAgainstColor);
 
-void simd::keyAgainstColor(const ColorKeyGeometry& geometry, const unsigned char* source, unsigned char* result,
-                           std::size_t pixels) {
-  KALVETRA_VECTOR_FORM(keyAgainstColor)(geometry, source, result, pixels);
+void simd::keyAgainstColor(const ColorKeyGeometry& geometry, ByteOrder order, const unsigned char* source,
+                           unsigned char* result, std::size_t pixels) {
+  KALVETRA_VECTOR_FORM(keyAgainstColor)(geometry, order, source, result, pixels);
 }
 
 }  // namespace kalvetra

@@ -16,11 +16,18 @@
 #include <cstring>
 
 #include "engine/chroma_plane.h"
+#include "imaging/simd/byte_order.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace kalvetra::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
+
+using simd::alphaBit;
+using simd::blueBit;
+using simd::ByteOrder;
+using simd::greenBit;
+using simd::redBit;
 
 using DF = hn::ScalableTag<float>;
 using DU = hn::Rebind<std::uint32_t, DF>;
@@ -51,18 +58,21 @@ HWY_INLINE Chromas select(MF mask, Chromas yes, Chromas no) {
   return {select(mask, yes.I, no.I), select(mask, yes.Q, no.Q)};
 }
 
-// Luminances and chromas of pixels in working order (blue in the low byte).
+// Luminances and chromas of pixels.
 struct Colors {
   VF Y;
   Chromas at;
 };
 
+template <int kBit>
+HWY_INLINE VF channel(VU pixels) {
+  return hn::ConvertTo(DF(), hn::BitCast(DI(), hn::And(hn::ShiftRight<kBit>(pixels), hn::Set(DU(), 0xFF))));
+}
+
+template <ByteOrder kOrder>
 HWY_INLINE Colors colorsOf(VU pixels) {
-  const DI di;
-  const VU byte = hn::Set(DU(), 0xFF);
-  const VF b = hn::ConvertTo(DF(), hn::BitCast(di, hn::And(pixels, byte)));
-  const VF g = hn::ConvertTo(DF(), hn::BitCast(di, hn::And(hn::ShiftRight<8>(pixels), byte)));
-  const VF r = hn::ConvertTo(DF(), hn::BitCast(di, hn::And(hn::ShiftRight<16>(pixels), byte)));
+  const VF b = channel<blueBit(kOrder)>(pixels), g = channel<greenBit(kOrder)>(pixels),
+           r = channel<redBit(kOrder)>(pixels);
   return {
       r * all(0.299f) + g * all(0.587f) + b * all(0.114f),
       {r * all(0.596f) + g * all(-0.275f) + b * all(-0.321f), r * all(0.212f) + g * all(-0.523f) + b * all(0.311f)}};
@@ -74,11 +84,16 @@ HWY_INLINE VI truncToBytes(VF v) {
   return hn::ConvertTo(DI(), hn::Min(positive, all(255.0f)));
 }
 
+template <ByteOrder kOrder>
 HWY_INLINE VU pixelsOf(VI b, VI g, VI r, VI a) {
-  const DU du;
-  const VU low = hn::Or(hn::BitCast(du, b), hn::ShiftLeft<8>(hn::BitCast(du, g)));
-  const VU high = hn::Or(hn::ShiftLeft<16>(hn::BitCast(du, r)), hn::ShiftLeft<24>(hn::BitCast(du, a)));
-  return hn::Or(low, high);
+  const VI color = hn::Or(hn::ShiftLeft<blueBit(kOrder)>(b), hn::ShiftLeft<greenBit(kOrder)>(g));
+  const VI rest = hn::Or(hn::ShiftLeft<redBit(kOrder)>(r), hn::ShiftLeft<alphaBit(kOrder)>(a));
+  return hn::BitCast(DU(), hn::Or(color, rest));
+}
+
+template <ByteOrder kOrder>
+HWY_INLINE VU opaque(VU pixels) {
+  return hn::Or(pixels, hn::Set(DU(), 0xFFu << alphaBit(kOrder)));
 }
 
 // CImagingZEP::LinerInter from 0 to 1 over x0..x1 > x0; `slope` is 1 / (x1 - x0). NaN gives 1.
@@ -219,6 +234,7 @@ HWY_INLINE UnmixedLanes unmixed(VF y, VF backdropY, VF amount, MF wanted, bool f
 }
 
 // writeKeyed.
+template <ByteOrder kOrder>
 HWY_INLINE VU keyedPixels(VF alpha, VF y, VF foregroundY, Chromas despilled, const ShadowCurve& curve) {
   const VF zero = hn::Zero(DF()), half = all(0.5f);
   const MF seen = hn::Not(alpha == zero);
@@ -228,7 +244,7 @@ HWY_INLINE VU keyedPixels(VF alpha, VF y, VF foregroundY, Chromas despilled, con
   const VI r = truncToBytes(((I * all(0.956f) + Y) + Q * all(0.62f)) + half);
   const VI g = truncToBytes(((I * all(-0.272f) + Y) + Q * all(-0.647f)) + half);
   const VI b = truncToBytes(((Y + I * all(-1.108f)) + Q * all(1.705f)) + half);
-  return pixelsOf(b, g, r, shaped(truncToBytes(alpha * all(255.0f)), curve));
+  return pixelsOf<kOrder>(b, g, r, shaped(truncToBytes(alpha * all(255.0f)), curve));
 }
 
 // The skin side's despill normal: the geometry's own but for the bright lanes of `wanted`, which take a turned one.

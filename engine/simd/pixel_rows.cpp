@@ -22,9 +22,9 @@ HWY_INLINE hn::Vec<D> reversed(D d, hn::Vec<D> pixels) {
   return hn::Or(outer, hn::Or(low, high));
 }
 
-// `color` in host order with any alpha, and the keyed matte in the low byte of `matte`.
+// A pixel of host order with its keyed matte in the low byte of `matte`.
 template <class D>
-HWY_INLINE hn::Vec<D> finished(D d, const simd::MatteFinish& finish, hn::Vec<D> host, hn::Vec<D> color,
+HWY_INLINE hn::Vec<D> finished(D d, const simd::MatteFinish& finish, hn::Vec<D> host, hn::Vec<D> keyed,
                                hn::Vec<D> matte) {
   const auto low = hn::Set(d, 0xFFu);
   const auto hostAlpha = hn::And(host, low);
@@ -35,34 +35,36 @@ HWY_INLINE hn::Vec<D> finished(D d, const simd::MatteFinish& finish, hn::Vec<D> 
     for (std::size_t i = 0; i < hn::Lanes(d); ++i) lanes[i] = finish.clipped[lanes[i]];
     alpha = hn::Load(d, lanes);
   }
-  if (finish.matteView) {
-    return hn::Or(low, alpha * hn::Set(d, 0x01010100u));
-  }
-  const auto kept = hn::IfThenElse(hostAlpha == hn::Zero(d), host, color);
+  if (finish.matteView) return hn::Or(low, alpha * hn::Set(d, 0x01010100u));
+  const auto kept = hn::IfThenElse(hostAlpha == hn::Zero(d), host, keyed);
   return hn::Or(hn::AndNot(low, kept), alpha);
 }
 
 }  // namespace
 
-void reverseBytes(const unsigned char* from, unsigned char* to, std::size_t pixels) {
-  forSpan<std::uint32_t>(
-      0, pixels, [&](auto d, std::size_t i) HWY_ATTR { storePixels(d, reversed(d, loadPixels(d, from, i)), to, i); });
-}
-
-void finishRow(const simd::MatteFinish& finish, const unsigned char* host, const unsigned char* keyed,
-               unsigned char* output, std::size_t pixels) {
-  forSpan<std::uint32_t>(0, pixels, [&](auto d, std::size_t i) HWY_ATTR {
-    const auto result = loadPixels(d, keyed, i);
-    const auto matte = hn::ShiftRight<24>(result);
-    storePixels(d, finished(d, finish, loadPixels(d, host, i), reversed(d, result), matte), output, i);
+void reverseBytes(unsigned char* pixels, std::size_t count) {
+  forSpan<std::uint32_t>(0, count, [&](auto d, std::size_t i) HWY_ATTR {
+    storePixels(d, reversed(d, loadPixels(d, pixels, i)), pixels, i);
   });
 }
 
-void finishMatte(const simd::MatteFinish& finish, const unsigned char* host, const unsigned char* matte,
-                 unsigned char* output, std::size_t pixels) {
+void finishKeyed(const simd::MatteFinish& finish, const unsigned char* host, unsigned char* keyed, std::size_t pixels) {
+  const bool plain = !finish.clips && !finish.matteView;
+  forSpan<std::uint32_t>(0, pixels, [&](auto d, std::size_t i) HWY_ATTR {
+    const auto low = hn::Set(d, 0xFFu);
+    const auto source = loadPixels(d, host, i);
+    // Where the host is opaque, there is nothing to limit.
+    if (plain && hn::AllTrue(d, hn::And(source, low) == low)) return;
+    const auto v = loadPixels(d, keyed, i);
+    storePixels(d, finished(d, finish, source, v, hn::And(v, low)), keyed, i);
+  });
+}
+
+void finishWithMatte(const simd::MatteFinish& finish, const unsigned char* host, const unsigned char* matte,
+                     unsigned char* keyed, std::size_t pixels) {
   forSpan<std::uint32_t>(0, pixels, [&](auto d, std::size_t i) HWY_ATTR {
     const auto m = hn::PromoteTo(d, hn::LoadU(hn::Rebind<std::uint8_t, decltype(d)>(), matte + i));
-    storePixels(d, finished(d, finish, loadPixels(d, host, i), loadPixels(d, output, i), m), output, i);
+    storePixels(d, finished(d, finish, loadPixels(d, host, i), loadPixels(d, keyed, i), m), keyed, i);
   });
 }
 
@@ -73,21 +75,18 @@ HWY_AFTER_NAMESPACE();
 namespace kalvetra {
 
 HWY_EXPORT(reverseBytes);
-HWY_EXPORT(finishRow);
-HWY_EXPORT(finishMatte);
+HWY_EXPORT(finishKeyed);
+HWY_EXPORT(finishWithMatte);
 
-void simd::reverseBytes(const unsigned char* from, unsigned char* to, std::size_t pixels) {
-  KALVETRA_VECTOR_FORM(reverseBytes)(from, to, pixels);
+void simd::reverseBytes(unsigned char* pixels, std::size_t count) { KALVETRA_VECTOR_FORM(reverseBytes)(pixels, count); }
+
+void simd::finishRow(const MatteFinish& finish, const unsigned char* host, unsigned char* keyed, std::size_t pixels) {
+  KALVETRA_VECTOR_FORM(finishKeyed)(finish, host, keyed, pixels);
 }
 
-void simd::finishRow(const MatteFinish& finish, const unsigned char* host, const unsigned char* keyed,
-                     unsigned char* output, std::size_t pixels) {
-  KALVETRA_VECTOR_FORM(finishRow)(finish, host, keyed, output, pixels);
-}
-
-void simd::finishMatte(const MatteFinish& finish, const unsigned char* host, const unsigned char* matte,
-                       unsigned char* output, std::size_t pixels) {
-  KALVETRA_VECTOR_FORM(finishMatte)(finish, host, matte, output, pixels);
+void simd::finishRow(const MatteFinish& finish, const unsigned char* host, const unsigned char* matte,
+                     unsigned char* keyed, std::size_t pixels) {
+  KALVETRA_VECTOR_FORM(finishWithMatte)(finish, host, matte, keyed, pixels);
 }
 
 }  // namespace kalvetra

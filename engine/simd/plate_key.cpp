@@ -22,8 +22,9 @@ struct PlateSight {
   VF along, across;
 };
 
+template <ByteOrder kOrder>
 HWY_INLINE PlateSight look(const PlateKeyGeometry& g, VU source, VU plate) {
-  const Colors pixel = colorsOf(source), backdrop = colorsOf(plate);
+  const Colors pixel = colorsOf<kOrder>(source), backdrop = colorsOf<kOrder>(plate);
   PlateSight s;
   s.y = pixel.Y;
   s.backdropY = backdrop.Y + all(PlateKeyGeometry::kPlateOffset);
@@ -47,6 +48,7 @@ HWY_INLINE MF isKeyed(const PlateKeyGeometry& g, const PlateSight& s) {
   return hn::Or(hn::Or(skin, blue), near);
 }
 
+template <ByteOrder kOrder>
 HWY_INLINE VU keyShadow(const PlateKeyGeometry& g, VF y, VF backdropY) {
   const DI di;
   const MF darker = y < backdropY;
@@ -55,7 +57,7 @@ HWY_INLINE VU keyShadow(const PlateKeyGeometry& g, VF y, VF backdropY) {
   const VI opacity = shaped(truncToBytes(alpha * all(255.0f)), g.curve);
   const auto black = hn::AndNot(opacity == hn::Zero(di), hn::RebindMask(di, darker));
   const VI shade = hn::IfThenZeroElse(black, hn::Set(di, 160));
-  return pixelsOf(shade, shade, shade, opacity);
+  return pixelsOf<kOrder>(shade, shade, shade, opacity);
 }
 
 // `from` moved along `direction` until it meets the line through grey with normal `normal`.
@@ -93,25 +95,27 @@ HWY_INLINE Cuts cut(const PlateKeyGeometry& g, const PlateSight& s, MF wanted) {
   return {select(outer, keyPoint, nearest), select(outer, select(far, despilled, midDespilled), nearest)};
 }
 
+template <ByteOrder kOrder>
 HWY_INLINE VU keyDespilled(const PlateKeyGeometry& g, const PlateSight& s, MF wanted) {
   const Cuts c = cut(g, s, wanted);
   const VF position = all(1.0f) - dot(s.axis, c.keyPoint - s.at) / s.axisLength;
   const VF amount = hn::Min(ramp(position, g.screenGain, 1.0f), all(1.0f));
   const UnmixedLanes u = unmixed(s.y, s.backdropY, amount, wanted);
-  return keyedPixels(stretched(u.opacity, g.whiteLimit), s.y, u.luminance, c.despilled, g.curve);
+  return keyedPixels<kOrder>(stretched(u.opacity, g.whiteLimit), s.y, u.luminance, c.despilled, g.curve);
 }
 
+template <ByteOrder kOrder>
 HWY_INLINE VU keyFully(const PlateKeyGeometry& g, VU source, VU plate) {
   const DU du;
-  const VU foreground = hn::Or(source, hn::Set(du, 0xFF000000u));
-  const PlateSight s = look(g, source, plate);
+  const VU foreground = opaque<kOrder>(source);
+  const PlateSight s = look<kOrder>(g, source, plate);
   const MF keyed = isKeyed(g, s);
   const MF level = hn::And(s.across > all(-10.0f), s.across < all(10.0f));
   const MF shadow = hn::And(keyed, hn::And(level, s.along < all(g.screenGain)));
   const MF despill = hn::AndNot(shadow, keyed);
   VU result = foreground;
-  if (any(shadow)) result = hn::IfThenElse(hn::RebindMask(du, shadow), keyShadow(g, s.y, s.backdropY), result);
-  if (any(despill)) result = hn::IfThenElse(hn::RebindMask(du, despill), keyDespilled(g, s, despill), result);
+  if (any(shadow)) result = hn::IfThenElse(hn::RebindMask(du, shadow), keyShadow<kOrder>(g, s.y, s.backdropY), result);
+  if (any(despill)) result = hn::IfThenElse(hn::RebindMask(du, despill), keyDespilled<kOrder>(g, s, despill), result);
   return result;
 }
 
@@ -119,10 +123,11 @@ HWY_INLINE VU keyFully(const PlateKeyGeometry& g, VU source, VU plate) {
 // span = grey - plate and L its length, along is (span . offset) / L^2 and across is (span x offset) / L, so that both
 // can be compared by their numerators. These and the full look's own are off by some 2^-21 of the sums of their
 // products' magnitudes, which the quarter turn's last bits are part of; 2^-16 on either side leaves no doubt.
+template <ByteOrder kOrder>
 HWY_INLINE QuickKey keyQuickly(const PlateKeyGeometry& g, VU source, VU plate) {
   const DU du;
   const VF doubt = all(0x1p-16f), more = all(1.0f + 0x1p-16f), less = all(1.0f - 0x1p-16f);
-  const Colors pixel = colorsOf(source), backdrop = colorsOf(plate);
+  const Colors pixel = colorsOf<kOrder>(source), backdrop = colorsOf<kOrder>(plate);
   const Chromas offset = pixel.at - backdrop.at, span = all(g.grey) - backdrop.at;
   const VF square = dot(span, span);
   const VF ii = span.I * offset.I, qq = span.Q * offset.Q, iq = span.I * offset.Q, qi = span.Q * offset.I;
@@ -139,21 +144,31 @@ HWY_INLINE QuickKey keyQuickly(const PlateKeyGeometry& g, VU source, VU plate) {
   const MF away = hn::Or(nearest * nearest > all(625.0f) * more * square, along - alongDoubt > more * square);
   const MF foreground = hn::And(outside, away);
 
-  VU result = hn::Or(source, hn::Set(du, 0xFF000000u));
+  VU result = opaque<kOrder>(source);
   if (any(shadow)) {
     const VF backdropY = backdrop.Y + all(PlateKeyGeometry::kPlateOffset);
-    result = hn::IfThenElse(hn::RebindMask(du, shadow), keyShadow(g, pixel.Y, backdropY), result);
+    result = hn::IfThenElse(hn::RebindMask(du, shadow), keyShadow<kOrder>(g, pixel.Y, backdropY), result);
   }
   return {result, hn::RebindMask(du, hn::Not(hn::Or(shadow, foreground)))};
 }
 
+template <ByteOrder kOrder>
+HWY_INLINE void keyRow(const PlateKeyGeometry& geometry, const unsigned char* source, const unsigned char* plate,
+                       unsigned char* result, std::size_t pixels) {
+  keyPixels<2>(
+      {source, plate}, result, pixels, [&](const auto& p) HWY_ATTR { return keyQuickly<kOrder>(geometry, p[0], p[1]); },
+      [&](const auto& p) HWY_ATTR { return keyFully<kOrder>(geometry, p[0], p[1]); });
+}
+
 }  // namespace
 
-void keyAgainstPlate(const PlateKeyGeometry& geometry, const unsigned char* source, const unsigned char* plate,
-                     unsigned char* result, std::size_t pixels) {
-  keyPixels<2>(
-      {source, plate}, result, pixels, [&](const auto& p) HWY_ATTR { return keyQuickly(geometry, p[0], p[1]); },
-      [&](const auto& p) HWY_ATTR { return keyFully(geometry, p[0], p[1]); });
+void keyAgainstPlate(const PlateKeyGeometry& geometry, ByteOrder order, const unsigned char* source,
+                     const unsigned char* plate, unsigned char* result, std::size_t pixels) {
+  if (order == ByteOrder::Working) {
+    keyRow<ByteOrder::Working>(geometry, source, plate, result, pixels);
+  } else {
+    keyRow<ByteOrder::Host>(geometry, source, plate, result, pixels);
+  }
 }
 
 }  // namespace kalvetra::HWY_NAMESPACE
@@ -164,9 +179,9 @@ namespace kalvetra {
 
 HWY_EXPORT(keyAgainstPlate);
 
-void simd::keyAgainstPlate(const PlateKeyGeometry& geometry, const unsigned char* source, const unsigned char* plate,
-                           unsigned char* result, std::size_t pixels) {
-  KALVETRA_VECTOR_FORM(keyAgainstPlate)(geometry, source, plate, result, pixels);
+void simd::keyAgainstPlate(const PlateKeyGeometry& geometry, ByteOrder order, const unsigned char* source,
+                           const unsigned char* plate, unsigned char* result, std::size_t pixels) {
+  KALVETRA_VECTOR_FORM(keyAgainstPlate)(geometry, order, source, plate, result, pixels);
 }
 
 }  // namespace kalvetra

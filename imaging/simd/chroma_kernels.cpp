@@ -21,14 +21,15 @@ HWY_INLINE auto channel(D d, hn::Vec<D> pixels) {
   return hn::ConvertTo(df, hn::BitCast(hn::RebindToSigned<D>(), bytes));
 }
 
-template <int kBlue, int kGreen, int kRed>
+template <simd::ByteOrder kOrder>
 HWY_INLINE void split(const unsigned char* pixels, unsigned char* luma, unsigned char* chroma, std::size_t count) {
   forSpan<std::uint32_t>(0, count, [&](auto d, std::size_t i) HWY_ATTR {
     const hn::Rebind<float, decltype(d)> df;
     const hn::Rebind<std::uint16_t, decltype(d)> dPair;
     const auto all = [df](float v) HWY_ATTR { return hn::Set(df, v); };
     const auto v = loadPixels(d, pixels, i);
-    const auto b = channel<kBlue>(d, v), g = channel<kGreen>(d, v), r = channel<kRed>(d, v);
+    const auto b = channel<blueBit(kOrder)>(d, v), g = channel<greenBit(kOrder)>(d, v),
+               r = channel<redBit(kOrder)>(d, v);
     storeBytes(df, r * all(0.299f) + g * all(0.587f) + b * all(0.114f) + all(0.5f), luma + i);
     const auto cb = truncToBytes(df, r * all(-0.1687f) + g * all(-0.3313f) + b * all(0.5f) + all(128.0f));
     const auto cr = truncToBytes(df, r * all(0.5f) + g * all(-0.4187f) + b * all(-0.0813f) + all(128.0f));
@@ -37,21 +38,10 @@ HWY_INLINE void split(const unsigned char* pixels, unsigned char* luma, unsigned
   });
 }
 
-}  // namespace
-
-void splitChroma(const unsigned char* pixels, simd::ByteOrder order, unsigned char* luma, unsigned char* chroma,
-                 std::size_t count) {
-  if (order == simd::ByteOrder::Working) {
-    split<0, 8, 16>(pixels, luma, chroma, count);
-  } else {
-    split<24, 16, 8>(pixels, luma, chroma, count);
-  }
-}
-
-void joinChroma(const unsigned char* luma, const unsigned char* chroma, unsigned char* pixels, std::size_t count) {
+template <simd::ByteOrder kOrder>
+HWY_INLINE void join(const unsigned char* luma, const unsigned char* chroma, unsigned char* pixels, std::size_t count) {
   forSpan<std::uint32_t>(0, count, [&](auto d, std::size_t i) HWY_ATTR {
     const hn::Rebind<float, decltype(d)> df;
-    const hn::RebindToSigned<decltype(d)> di;
     const hn::Rebind<std::uint16_t, decltype(d)> dPair;
     const auto all = [df](float v) HWY_ATTR { return hn::Set(df, v); };
     const auto pairs = hn::PromoteTo(d, hn::LoadU(dPair, reinterpret_cast<const std::uint16_t*>(chroma) + i));
@@ -61,10 +51,32 @@ void joinChroma(const unsigned char* luma, const unsigned char* chroma, unsigned
     const auto b = truncToBytes(df, (y + all(1.772f) * cb) * scale + half);
     const auto g = truncToBytes(df, (y - all(0.34414f) * cb - all(0.71414f) * cr) * scale + half);
     const auto r = truncToBytes(df, (y + all(1.402f) * cr) * scale + half);
-    const auto color = hn::Or(b, hn::Or(hn::ShiftLeft<8>(g), hn::ShiftLeft<16>(r)));
-    const auto alpha = hn::And(loadPixels(d, pixels, i), hn::Set(d, 0xFF000000u));
-    storePixels(d, hn::Or(alpha, hn::BitCast(d, hn::And(color, hn::Set(di, 0x00FFFFFF)))), pixels, i);
+    const auto color =
+        hn::BitCast(d, hn::Or(hn::ShiftLeft<blueBit(kOrder)>(b),
+                              hn::Or(hn::ShiftLeft<greenBit(kOrder)>(g), hn::ShiftLeft<redBit(kOrder)>(r))));
+    const auto alpha = hn::And(loadPixels(d, pixels, i), hn::Set(d, 0xFFu << alphaBit(kOrder)));
+    storePixels(d, hn::Or(alpha, color), pixels, i);
   });
+}
+
+}  // namespace
+
+void splitChroma(const unsigned char* pixels, simd::ByteOrder order, unsigned char* luma, unsigned char* chroma,
+                 std::size_t count) {
+  if (order == simd::ByteOrder::Working) {
+    split<simd::ByteOrder::Working>(pixels, luma, chroma, count);
+  } else {
+    split<simd::ByteOrder::Host>(pixels, luma, chroma, count);
+  }
+}
+
+void joinChroma(const unsigned char* luma, const unsigned char* chroma, simd::ByteOrder order, unsigned char* pixels,
+                std::size_t count) {
+  if (order == simd::ByteOrder::Working) {
+    join<simd::ByteOrder::Working>(luma, chroma, pixels, count);
+  } else {
+    join<simd::ByteOrder::Host>(luma, chroma, pixels, count);
+  }
 }
 
 }  // namespace kalvetra::HWY_NAMESPACE
@@ -81,9 +93,9 @@ void simd::splitChroma(const unsigned char* pixels, ByteOrder order, unsigned ch
   KALVETRA_VECTOR_FORM(splitChroma)(pixels, order, luma, chroma, count);
 }
 
-void simd::joinChroma(const unsigned char* luma, const unsigned char* chroma, unsigned char* pixels,
+void simd::joinChroma(const unsigned char* luma, const unsigned char* chroma, ByteOrder order, unsigned char* pixels,
                       std::size_t count) {
-  KALVETRA_VECTOR_FORM(joinChroma)(luma, chroma, pixels, count);
+  KALVETRA_VECTOR_FORM(joinChroma)(luma, chroma, order, pixels, count);
 }
 
 }  // namespace kalvetra

@@ -35,7 +35,7 @@ void ChromaRows::next(unsigned char* row) {
   }
   box_.average(
       row_, [this](int i) { return chroma(i); }, blurred_.get());
-  joinChroma(luma(row_), blurred_.get(), row, pixels);
+  joinChroma(luma(row_), blurred_.get(), order_, row, pixels);
   ++row_;
 }
 

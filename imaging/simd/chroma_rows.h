@@ -16,8 +16,8 @@ class ChromaRows {
   // Whether the average of a window this large is exact as it is formed here.
   static bool possible(int radius) { return radius <= 44; }
 
-  // Writes the next row, top to bottom, in working order; byte 3 of `row` stays. The image is read `radius` rows ahead
-  // and never again, so that `row` may be the image's own.
+  // Writes the next row, top to bottom, in the image's byte order; the alpha of `row` stays. The image is read `radius`
+  // rows ahead and never again, so that `row` may be the image's own.
   void next(unsigned char* row);
 
  private:

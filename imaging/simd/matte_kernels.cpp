@@ -11,10 +11,11 @@
 HWY_BEFORE_NAMESPACE();
 namespace kalvetra::HWY_NAMESPACE {
 
-void takeMatte(const unsigned char* pixels, unsigned char* matte, std::size_t count) {
+void takeMatte(const unsigned char* pixels, simd::ByteOrder order, unsigned char* matte, std::size_t count) {
+  const int bit = alphaBit(order);
   forSpan<std::uint32_t>(0, count, [&](auto d, std::size_t i) HWY_ATTR {
     const hn::Rebind<std::uint8_t, decltype(d)> db;
-    const auto alpha = hn::ShiftRight<24>(loadPixels(d, pixels, i));
+    const auto alpha = hn::And(hn::ShiftRightSame(loadPixels(d, pixels, i), bit), hn::Set(d, 0xFFu));
     hn::StoreU(hn::DemoteTo(db, hn::BitCast(hn::RebindToSigned<decltype(d)>(), alpha)), db, matte + i);
   });
 }
@@ -81,8 +82,8 @@ HWY_EXPORT(invert);
 HWY_EXPORT(contractRow);
 HWY_EXPORT(erode);
 
-void simd::takeMatte(const unsigned char* pixels, unsigned char* matte, std::size_t count) {
-  KALVETRA_VECTOR_FORM(takeMatte)(pixels, matte, count);
+void simd::takeMatte(const unsigned char* pixels, ByteOrder order, unsigned char* matte, std::size_t count) {
+  KALVETRA_VECTOR_FORM(takeMatte)(pixels, order, matte, count);
 }
 
 void simd::putMatte(const unsigned char* matte, unsigned char* pixels, std::size_t count) {

@@ -84,7 +84,7 @@ bool maskBlur(unsigned char* image, int width, int height, int radius, float amo
   if (offset < 0 || !BoxRows::possible(width, height, radius)) return false;
   const std::size_t pixels = area(width, height), w = static_cast<std::size_t>(width);
   const Bytes inverse = allocate(pixels), edge = allocate(w), matte = allocate(w);
-  takeMatte(image, inverse.get(), pixels);
+  takeMatte(image, ByteOrder::Working, inverse.get(), pixels);
   invert(inverse.get(), inverse.get(), pixels);
   BoxRows box(width, height, 1, radius, kMaskBlurScale);
   const auto rowAt = [&](int y) { return inverse.get() + area(width, y); };
@@ -114,7 +114,7 @@ bool contractMatte(unsigned char* image, int width, int height, int steps, int s
   if (slack < 0 || slack > 255 || width < 3 || height < 3) return false;
   const std::size_t pixels = area(width, height);
   const Bytes plane = allocate(pixels);
-  takeMatte(image, plane.get(), pixels);
+  takeMatte(image, ByteOrder::Working, plane.get(), pixels);
   contract(plane.get(), width, height, steps, slack, squareFirst);
   putMatte(plane.get(), image, pixels);
   return true;

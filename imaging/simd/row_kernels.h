@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "imaging/simd/byte_order.h"
+
 namespace kalvetra::simd {
 
 // --- Box sums (box_kernels.cpp) -------------------------------------------------------------------------------------
@@ -26,8 +28,8 @@ void averageBoxes(const std::uint32_t* before, const std::uint32_t* after, const
 
 // --- Mattes (matte_kernels.cpp) -------------------------------------------------------------------------------------
 
-// Byte 3 of packed pixels, out and in.
-void takeMatte(const unsigned char* pixels, unsigned char* matte, std::size_t count);
+// The alpha of packed pixels, out and, in working order, in.
+void takeMatte(const unsigned char* pixels, ByteOrder order, unsigned char* matte, std::size_t count);
 void putMatte(const unsigned char* matte, unsigned char* pixels, std::size_t count);
 
 void invert(const unsigned char* matte, unsigned char* inverse, std::size_t count);
@@ -43,15 +45,11 @@ void erode(const unsigned char* matte, const unsigned char* edge, unsigned char*
 
 // --- Chroma (chroma_kernels.cpp) ------------------------------------------------------------------------------------
 
-enum class ByteOrder {
-  Working,  // blue, green, red, alpha
-  Host,     // alpha, red, green, blue
-};
-
-// Luma and pairs of Cb, Cr of `count` pixels, and back into pixels in working order, which keep their byte 3.
+// Luma and pairs of Cb, Cr of `count` pixels, and back into pixels, which keep their alpha.
 void splitChroma(const unsigned char* pixels, ByteOrder order, unsigned char* luma, unsigned char* chroma,
                  std::size_t count);
-void joinChroma(const unsigned char* luma, const unsigned char* chroma, unsigned char* pixels, std::size_t count);
+void joinChroma(const unsigned char* luma, const unsigned char* chroma, ByteOrder order, unsigned char* pixels,
+                std::size_t count);
 
 // --- Edges (edge_kernels.cpp) ---------------------------------------------------------------------------------------
 
