@@ -90,14 +90,14 @@ ColorTags resolveColor(ColorTags tags, AVPixelFormat format, int height, std::st
   return tags;
 }
 
-Image FrameConverter::convert(const AVFrame& frame) {
+void FrameConverter::convert(const AVFrame& frame, Image& image) {
   const auto format = static_cast<AVPixelFormat>(frame.format);
   const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
   if (d == nullptr) throw UserError("the pictures come in an unknown pixel format; convert the clip first");
-  Image image(frame.width, frame.height);
+  image.resize(frame.width, frame.height);
   if ((d->flags & AV_PIX_FMT_FLAG_PAL) != 0) {
     convertPalette(frame, image);
-    return image;
+    return;
   }
 
   const bool exact = isRgb(*d) && (d->flags & (AV_PIX_FMT_FLAG_FLOAT | AV_PIX_FMT_FLAG_BAYER)) == 0;
@@ -105,7 +105,7 @@ Image FrameConverter::convert(const AVFrame& frame) {
   std::vector<std::uint16_t> line;
   const int last = d->nb_components - 1;
   const bool hasAlpha = (d->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
-  if (hasAlpha && !exact && (d->flags & AV_PIX_FMT_FLAG_FLOAT) != 0) return image;  // the scaler's alpha has to do
+  if (hasAlpha && !exact && (d->flags & AV_PIX_FMT_FLAG_FLOAT) != 0) return;  // the scaler's alpha has to do
   for (int y = 0; y < image.height; ++y) {
     unsigned char* row = image.row(y);
     for (int c = 0; exact && c < 3; ++c) readComponent(frame, *d, y, c, row + c + 1, line);
@@ -115,7 +115,6 @@ Image FrameConverter::convert(const AVFrame& frame) {
       for (int x = 0; x < image.width; ++x) row[std::ptrdiff_t{4} * x] = 255;
     }
   }
-  return image;
 }
 
 // The scaler gives the colours; its alpha is off by one in places and is read apart. It may write past the end of a

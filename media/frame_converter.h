@@ -18,7 +18,12 @@ class FrameConverter {
 
   // 8 bits a component, straight alpha (255 where the frame has none). RGB and alpha are exact or correctly rounded;
   // YUV goes through the clip's matrix and range. Throws UserError for a format that cannot be read.
-  Image convert(const AVFrame& frame);
+  void convert(const AVFrame& frame, Image& image);
+  Image convert(const AVFrame& frame) {
+    Image image;
+    convert(frame, image);
+    return image;
+  }
 
  private:
   void convertYuv(const AVFrame& frame, Image& image);
