@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "media/picture.h"
+#include "media/yuv_converter.h"
 
 namespace kalvetra {
 
@@ -26,10 +26,12 @@ class FrameConverter {
   }
 
  private:
-  void convertYuv(const AVFrame& frame, Image& image);
+  void convertColors(const AVFrame& frame, const AVPixFmtDescriptor& format, Image& image);
+  void scale(const AVFrame& frame, Image& image);
   void prepareScaler(const AVFrame& frame);
 
   ColorTags color_;
+  YuvConverter yuv_;
   ScalerPtr scaler_;
   FramePtr scaled_;
   int scalerFormat_ = AV_PIX_FMT_NONE;
