@@ -8,8 +8,7 @@ namespace kalvetra {
 
 namespace {
 
-// Where the first chroma sample lies, in quarters of the distance between two luma samples times two: 0 on the first
-// luma sample, 1 between the first two, 2 on the second.
+// Where the first chroma sample lies: 0 on the first luma sample, 1 half-way to the second, 2 on the second.
 int chromaColumn(AVChromaLocation location) {
   return location == AVCHROMA_LOC_CENTER || location == AVCHROMA_LOC_TOP || location == AVCHROMA_LOC_BOTTOM ? 1 : 0;
 }
@@ -37,14 +36,16 @@ void scaleRow(const Sample* row, int factor, int count, std::int16_t* out) {
   for (int i = 0; i < count; ++i) out[i] = static_cast<std::int16_t>(row[i] * factor);
 }
 
-// Between two rows, `quarters` of the way from `upper` to `lower`.
 template <class Sample>
-void blendRows(const Sample* upper, const Sample* lower, int quarters, int count, std::int16_t* out) {
-  const int rest = 4 - quarters;
-  for (int i = 0; i < count; ++i) out[i] = static_cast<std::int16_t>(upper[i] * rest + lower[i] * quarters);
+void blendRows(const Sample* upper, const Sample* lower, int upperFactor, int lowerFactor, int count,
+               std::int16_t* out) {
+  for (int i = 0; i < count; ++i) {
+    out[i] = static_cast<std::int16_t>(upper[i] * upperFactor + lower[i] * lowerFactor);
+  }
 }
 
-// Two columns from each of `count` chroma samples, whose place is `column`. Needs a sample more on each side.
+// Two columns from each of `count` chroma samples, the first of which lies at `column` as above. Reads one sample more
+// on each side.
 void doubleColumns(const std::int16_t* in, int column, int count, std::int16_t* out) {
   const int left = column, right = 2 - column;
   for (int i = 0; i < count; ++i) {
@@ -103,18 +104,16 @@ void YuvConverter::readChroma(const AVFrame& frame, const AVPixFmtDescriptor& fo
   const AVComponentDescriptor& c = format.comp[component];
   const int width = AV_CEIL_RSHIFT(frame.width, format.log2_chroma_w);
   const int height = AV_CEIL_RSHIFT(frame.height, format.log2_chroma_h);
+  const auto row = [&](int at) { return rowOf<Sample>(frame, c, std::clamp(at, 0, height - 1)); };
   const bool halvedColumns = format.log2_chroma_w == 1;
+  const int unit = halvedColumns ? 1 : 4;  // doubling the columns makes the samples 4 times as large
   std::int16_t* line = halvedColumns ? blended_.data() + 1 : out.data();
-  if (format.log2_chroma_h == 0) {
-    scaleRow(rowOf<Sample>(frame, c, y), halvedColumns ? 4 : 16, width, line);
-  } else {
+  if (format.log2_chroma_h == 1) {
     const int place = 2 * y - chromaRow(frame.chroma_location);  // in quarters of a chroma row
-    const int upper = place >> 2;
-    blendRows(rowOf<Sample>(frame, c, std::clamp(upper, 0, height - 1)),
-              rowOf<Sample>(frame, c, std::clamp(upper + 1, 0, height - 1)), place & 3, width, line);
-    if (!halvedColumns) {
-      for (int x = 0; x < width; ++x) line[x] = static_cast<std::int16_t>(line[x] * 4);
-    }
+    const int upper = place >> 2, quarters = place & 3;
+    blendRows(row(upper), row(upper + 1), (4 - quarters) * unit, quarters * unit, width, line);
+  } else {
+    scaleRow(row(y), 4 * unit, width, line);
   }
   if (!halvedColumns) return;
   line[-1] = line[0];

@@ -30,9 +30,10 @@ using Pairs = hn::Repartition<std::int16_t, Words>;
 using Word = hn::Vec<Words>;
 using Pair = hn::Vec<Pairs>;
 
-HWY_INLINE hn::Vec<Bits> load(const std::int16_t* samples) {  // never negative
-  const hn::Rebind<std::int16_t, Words> half;
-  return hn::BitCast(Bits(), hn::PromoteTo(Words(), hn::LoadU(half, samples)));
+// The upper half of each word stays clear, also for samples that are damaged and negative.
+HWY_INLINE hn::Vec<Bits> load(const std::int16_t* samples) {
+  const hn::Rebind<std::uint16_t, Bits> half;
+  return hn::PromoteTo(Bits(), hn::LoadU(half, reinterpret_cast<const std::uint16_t*>(samples)));
 }
 
 // Two values a word, the first one low.

@@ -54,6 +54,9 @@ TEST(HashOutput, IsOfTheKeyedBytes) {
   need(kKey + clip + options + "-f hash " + folder.path("o.txt"));
   EXPECT_EQ(text, need("cat " + folder.path("o.txt")));
   EXPECT_EQ(text, need(kKey + clip + options + "--format hash - --threads 1 2>/dev/null"));
+  const std::string turned = folder.path("turned.mp4");  // a note in the file; the keyed bytes are not turned
+  need("ffmpeg -nostdin -v error -i " + clip + " -c copy -metadata:s:v rotate=90 " + turned);
+  EXPECT_EQ(text, need(kKey + turned + options + "-f hash 2>/dev/null"));
 }
 
 TEST(HashOutput, EveryInstructionSetGivesTheSame) {

@@ -85,20 +85,26 @@ struct Reference {
   }
 };
 
-// The largest error over the picture, in levels, of each CPU level; all of them must give the same bytes.
-double largestError(const Reference& reference, const kalvetra::ColorTags& tags) {
+// The picture as every CPU level must give it, byte for byte.
+Image converted(const AVFrame& frame, const kalvetra::ColorTags& tags) {
   Image first;
   for (const kalvetra::CpuLevel level : kalvetra::cpuLevels()) {
     kalvetra::setCpuLevel(level);
     Image image;
-    kalvetra::YuvConverter().convert(reference.frame, tags, image);
+    kalvetra::YuvConverter().convert(frame, tags, image);
     if (first.width == 0) first = image;
     EXPECT_EQ(first.argb, image.argb) << kalvetra::cpuLevelName(level);
   }
+  return first;
+}
+
+// In levels, over the picture.
+double largestError(const Reference& reference, const kalvetra::ColorTags& tags) {
+  const Image image = converted(reference.frame, tags);
   double largest = 0;
-  for (int y = 0; y < first.height; ++y) {
-    for (int x = 0; x < first.width; ++x) {
-      const unsigned char* pixel = first.row(y) + std::ptrdiff_t{4} * x;
+  for (int y = 0; y < image.height; ++y) {
+    for (int x = 0; x < image.width; ++x) {
+      const unsigned char* pixel = image.row(y) + std::ptrdiff_t{4} * x;
       EXPECT_EQ(255, pixel[0]);
       const std::array<double, 3> exact = reference.color(x, y);
       for (std::size_t c = 0; c < 3; ++c) largest = std::max(largest, std::abs(exact[c] - pixel[c + 1]));
@@ -149,6 +155,21 @@ TEST(YuvConverter, EveryPlaceOfChromaAndSmallSizes) {
       }
     }
   }
+}
+
+// A damaged file can hold samples of more bits than its format has.
+TEST(YuvConverter, SamplesOutOfRangeGiveTheSameBytesEverywhere) {
+  const kalvetra::ColorTags tags{AVCOL_SPC_BT709, AVCOL_RANGE_MPEG, AVCOL_PRI_BT709, AVCOL_TRC_BT709};
+  const auto frame = testPicture(AV_PIX_FMT_YUV420P10, 77, 19, AVCHROMA_LOC_LEFT);
+  kalvetra::test::Random random(5);
+  for (int plane = 0; plane < 3; ++plane) {
+    for (int y = 0; y < (plane == 0 ? 19 : 10); ++y) {
+      for (int i = 0; i < frame->linesize[plane]; ++i) {
+        frame->data[plane][y * frame->linesize[plane] + i] = static_cast<std::uint8_t>(random.within(0, 255));
+      }
+    }
+  }
+  converted(*frame, tags);
 }
 
 TEST(YuvConverter, LeavesTheRestToOthers) {
