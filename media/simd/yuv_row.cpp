@@ -14,7 +14,7 @@ namespace kalvetra::simd::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-#if HWY_TARGET == HWY_SCALAR
+#if HWY_TARGET == HWY_SCALAR  // the baseline of the table, never in use: the plain loop does all pixels
 int convertYuvRow(const YuvMatrix&, const std::int16_t*, const std::int16_t*, const std::int16_t*, int,
                   unsigned char*) {
   return 0;
