@@ -85,12 +85,13 @@ std::string hexColor(int red, int green, int blue) {
 
 std::array<int, 3> findKeyColor(const std::string& input, int threads) {
   BackdropFinder finder;
-  const std::vector<Image> frames = sampleFrames(input, kSampledFrames, threads, stopRequested());
+  const int frames = sampleFrames(input, kSampledFrames, threads, stopRequested(), [&](const Image& frame) {
+    finder.add(frame.argb.data(), frame.width, frame.height);
+  });
   throwIfInterrupted();
-  for (const Image& frame : frames) finder.add(frame.argb.data(), frame.width, frame.height);
   double share = 0.0;
   const std::optional<BackdropColor> found = finder.find(&share);
-  if (frames.empty()) throw UserError(input + ": no picture in it can be read; check the file");
+  if (frames == 0) throw UserError(input + ": no picture in it can be read; check the file");
   if (!found) {
     char percent[16];
     std::snprintf(percent, sizeof percent, "%.1f %%", share * 100.0);
@@ -98,8 +99,7 @@ std::array<int, 3> findKeyColor(const std::string& input, int threads) {
                     " of the picture is of one green, 5 % must be); name its colour with --key-color");
   }
   note("key colour " + hexColor(found->red, found->green, found->blue) + ", found in " + std::to_string(found->pixels) +
-       " of " + std::to_string(found->examined) + " pixels examined in " +
-       counted(static_cast<std::int64_t>(frames.size()), "frame"));
+       " of " + std::to_string(found->examined) + " pixels examined in " + counted(frames, "frame"));
   return {found->red, found->green, found->blue};
 }
 

@@ -15,25 +15,35 @@ namespace {
 
 struct Job {
   SourceFrame source;
-  FramePtr keyed;
+  PackedPicture keyed;
 };
 using JobPtr = std::shared_ptr<Job>;
 
-void key(Job& job, FrameConverter& converter, const KeySettings& settings, const Writer& writer) {
-  const Image image = converter.convert(*job.source.picture);
+// What one thread works with. Its pictures are used over and over: fresh memory of that size costs more than a
+// conversion does.
+struct Workbench {
+  explicit Workbench(const ColorTags& color) : converter(color) {}
+  FrameConverter converter;
+  Image image;
+  Image result;
+};
+
+void key(Job& job, Workbench& bench, const KeySettings& settings, const PictureSink& sink) {
+  bench.converter.convert(*job.source.picture, bench.image);
   job.source.picture.reset();
-  Image result(image.width, image.height);
-  renderFrame(settings, image.argb.data(), result.argb.data(), image.width, image.height);
-  job.keyed = writer.pack(result);
+  const int width = bench.image.width, height = bench.image.height;
+  bench.result.resize(width, height);
+  renderFrame(settings, bench.image.argb.data(), bench.result.argb.data(), width, height);
+  job.keyed = sink.pack(bench.result);
 }
 
 }  // namespace
 
-void keyClip(Reader& source, Writer& writer, const KeySettings& settings, int threads,
+void keyClip(Reader& source, PictureSink& sink, const KeySettings& settings, int threads,
              const std::function<void()>& frameDone) {
   const auto workers = static_cast<std::size_t>(threads);
   const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, workers);
-  tbb::enumerable_thread_specific<FrameConverter> converters([&] { return FrameConverter(source.format().color); });
+  tbb::enumerable_thread_specific<Workbench> benches([&] { return Workbench(source.format().color); });
   std::vector<PacketPtr> behindLastFrame;
 
   const auto read = [&](tbb::flow_control& flow) -> JobPtr {
@@ -46,19 +56,19 @@ void keyClip(Reader& source, Writer& writer, const KeySettings& settings, int th
     return job;
   };
   const auto keyOne = [&](JobPtr job) {
-    key(*job, converters.local(), settings, writer);
+    key(*job, benches.local(), settings, sink);
     return job;
   };
   const auto write = [&](const JobPtr& job) {
-    writer.writeCopied(job->source.copied);
-    writer.write(std::move(job->keyed), job->source.time, job->source.duration);
+    sink.writeCopied(job->source.copied);
+    sink.write(std::move(job->keyed), job->source.time, job->source.duration);
     frameDone();
   };
   tbb::parallel_pipeline(workers + 2, tbb::make_filter<void, JobPtr>(tbb::filter_mode::serial_in_order, read) &
                                           tbb::make_filter<JobPtr, JobPtr>(tbb::filter_mode::parallel, keyOne) &
                                           tbb::make_filter<JobPtr, void>(tbb::filter_mode::serial_in_order, write));
   throwIfInterrupted();
-  writer.writeCopied(behindLastFrame);
+  sink.writeCopied(behindLastFrame);
 }
 
 }  // namespace kalvetra

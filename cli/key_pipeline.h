@@ -3,16 +3,16 @@
 
 #include <functional>
 
+#include "media/picture_sink.h"
 #include "media/reader.h"
-#include "media/writer.h"
 #include "parameters/key_settings.h"
 
 namespace kalvetra {
 
-// Reads every frame of `source`, keys it and writes it to `writer`: decoding, keying and encoding overlap, several
+// Reads every frame of `source`, keys it and writes it to `sink`: decoding, keying and encoding overlap, several
 // frames are keyed at once, and the output keeps the source's order. Memory holds a few frames a thread, however long
 // the clip. `frameDone` is called after each written frame. Throws Interrupted when the user stops it.
-void keyClip(Reader& source, Writer& writer, const KeySettings& settings, int threads,
+void keyClip(Reader& source, PictureSink& sink, const KeySettings& settings, int threads,
              const std::function<void()>& frameDone);
 
 }  // namespace kalvetra

@@ -81,6 +81,7 @@ void addStillCommand(CLI::App& program) {
       ->type_name("S");
   addReplaceOption(*command, *options);
   addThreadsOption(*command, *options);
+  addCpuOption(*command);
   addKeyOptions(*command, options->choice);
   command->callback([command, options] { run(*command, *options); });
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "media/luma_weights.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -15,21 +16,6 @@ bool isRgb(const AVPixFmtDescriptor& d) { return (d.flags & AV_PIX_FMT_FLAG_RGB)
 bool isFullRangeByFormat(AVPixelFormat format) {
   return format == AV_PIX_FMT_YUVJ420P || format == AV_PIX_FMT_YUVJ422P || format == AV_PIX_FMT_YUVJ444P ||
          format == AV_PIX_FMT_YUVJ440P || format == AV_PIX_FMT_YUVJ411P;
-}
-
-// The matrices that the scaler knows; any other would silently give wrong colours.
-bool isKnownMatrix(AVColorSpace matrix) {
-  switch (matrix) {
-    case AVCOL_SPC_BT709:
-    case AVCOL_SPC_FCC:
-    case AVCOL_SPC_BT470BG:
-    case AVCOL_SPC_SMPTE170M:
-    case AVCOL_SPC_SMPTE240M:
-    case AVCOL_SPC_BT2020_NCL:
-      return true;
-    default:
-      return false;
-  }
 }
 
 // One component of one row, scaled from its depth to 8 bits and rounded, into every fourth byte of `out`.
@@ -90,22 +76,22 @@ ColorTags resolveColor(ColorTags tags, AVPixelFormat format, int height, std::st
   return tags;
 }
 
-Image FrameConverter::convert(const AVFrame& frame) {
+void FrameConverter::convert(const AVFrame& frame, Image& image) {
   const auto format = static_cast<AVPixelFormat>(frame.format);
   const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
   if (d == nullptr) throw UserError("the pictures come in an unknown pixel format; convert the clip first");
-  Image image(frame.width, frame.height);
+  image.resize(frame.width, frame.height);
   if ((d->flags & AV_PIX_FMT_FLAG_PAL) != 0) {
     convertPalette(frame, image);
-    return image;
+    return;
   }
 
   const bool exact = isRgb(*d) && (d->flags & (AV_PIX_FMT_FLAG_FLOAT | AV_PIX_FMT_FLAG_BAYER)) == 0;
-  if (!exact) convertYuv(frame, image);
+  if (!exact) convertColors(frame, *d, image);
   std::vector<std::uint16_t> line;
   const int last = d->nb_components - 1;
   const bool hasAlpha = (d->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
-  if (hasAlpha && !exact && (d->flags & AV_PIX_FMT_FLAG_FLOAT) != 0) return image;  // the scaler's alpha has to do
+  if (hasAlpha && !exact && (d->flags & AV_PIX_FMT_FLAG_FLOAT) != 0) return;  // the scaler's alpha has to do
   for (int y = 0; y < image.height; ++y) {
     unsigned char* row = image.row(y);
     for (int c = 0; exact && c < 3; ++c) readComponent(frame, *d, y, c, row + c + 1, line);
@@ -115,12 +101,26 @@ Image FrameConverter::convert(const AVFrame& frame) {
       for (int x = 0; x < image.width; ++x) row[std::ptrdiff_t{4} * x] = 255;
     }
   }
-  return image;
+}
+
+// Everything but alpha.
+void FrameConverter::convertColors(const AVFrame& frame, const AVPixFmtDescriptor& format, Image& image) {
+  const bool hasChroma = format.nb_components >= 3 && !isRgb(format);
+  if (hasChroma && !lumaWeights(color_.matrix)) {
+    const char* name = av_color_space_name(color_.matrix);
+    throw UserError("the colour matrix '" + std::string(name != nullptr ? name : "unknown") +
+                    "' cannot be read; convert the clip to BT.709 first");
+  }
+  if (YuvConverter::handles(format)) {
+    yuv_.convert(frame, color_, image);
+  } else {
+    scale(frame, image);
+  }
 }
 
 // The scaler gives the colours; its alpha is off by one in places and is read apart. It may write past the end of a
 // row, so it works on a padded picture.
-void FrameConverter::convertYuv(const AVFrame& frame, Image& image) {
+void FrameConverter::scale(const AVFrame& frame, Image& image) {
   prepareScaler(frame);
   sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, scaled_->data, scaled_->linesize);
   for (int y = 0; y < image.height; ++y) {
@@ -135,11 +135,6 @@ void FrameConverter::prepareScaler(const AVFrame& frame) {
   const auto format = static_cast<AVPixelFormat>(frame.format);
   const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
   const bool hasChroma = d->nb_components >= 3 && !isRgb(*d);
-  if (hasChroma && !isKnownMatrix(color_.matrix)) {
-    const char* name = av_color_space_name(color_.matrix);
-    throw UserError("the colour matrix '" + std::string(name != nullptr ? name : "unknown") +
-                    "' cannot be read; convert the clip to BT.709 first");
-  }
   const int flags = SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP;
   if (sws_isSupportedInput(format) != 0) {
     scaler_.reset(sws_getContext(frame.width, frame.height, format, frame.width, frame.height, AV_PIX_FMT_ARGB, flags,

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "media/picture.h"
+#include "media/yuv_converter.h"
 
 namespace kalvetra {
 
@@ -18,13 +18,20 @@ class FrameConverter {
 
   // 8 bits a component, straight alpha (255 where the frame has none). RGB and alpha are exact or correctly rounded;
   // YUV goes through the clip's matrix and range. Throws UserError for a format that cannot be read.
-  Image convert(const AVFrame& frame);
+  void convert(const AVFrame& frame, Image& image);
+  Image convert(const AVFrame& frame) {
+    Image image;
+    convert(frame, image);
+    return image;
+  }
 
  private:
-  void convertYuv(const AVFrame& frame, Image& image);
+  void convertColors(const AVFrame& frame, const AVPixFmtDescriptor& format, Image& image);
+  void scale(const AVFrame& frame, Image& image);
   void prepareScaler(const AVFrame& frame);
 
   ColorTags color_;
+  YuvConverter yuv_;
   ScalerPtr scaler_;
   FramePtr scaled_;
   int scalerFormat_ = AV_PIX_FMT_NONE;

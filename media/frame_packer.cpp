@@ -2,33 +2,12 @@
 
 #include <algorithm>
 
+#include "media/luma_weights.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
 
 namespace {
-
-struct LumaWeights {
-  float red;
-  float blue;
-};
-
-// ITU-R BT.709, BT.601, BT.2020 and their relatives.
-LumaWeights weightsOf(AVColorSpace matrix) {
-  switch (matrix) {
-    case AVCOL_SPC_FCC:
-      return {0.30f, 0.11f};
-    case AVCOL_SPC_BT470BG:
-    case AVCOL_SPC_SMPTE170M:
-      return {0.299f, 0.114f};
-    case AVCOL_SPC_SMPTE240M:
-      return {0.212f, 0.087f};
-    case AVCOL_SPC_BT2020_NCL:
-      return {0.2627f, 0.0593f};
-    default:
-      return {0.2126f, 0.0722f};
-  }
-}
 
 template <class Sample>
 Sample quantized(float v) {
@@ -53,8 +32,11 @@ void packBytes(const Image& image, AVFrame& frame, const int (&order)[4]) {
 
 }  // namespace
 
-FramePacker::FramePacker(AVPixelFormat format, AVColorSpace matrix)
-    : format_(format), red_(weightsOf(matrix).red), blue_(weightsOf(matrix).blue) {}
+FramePacker::FramePacker(AVPixelFormat format, AVColorSpace matrix) : format_(format) {
+  const LumaWeights weights = lumaWeights(matrix).value_or(kBt709Weights);
+  red_ = static_cast<float>(weights.red);
+  blue_ = static_cast<float>(weights.blue);
+}
 
 FramePtr FramePacker::pack(const Image& image) const {
   FramePtr frame = makePicture(format_, image.width, image.height);

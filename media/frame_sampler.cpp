@@ -8,30 +8,45 @@ namespace kalvetra {
 
 namespace {
 
-// The next picture of `reader`, appended to `images`. False when there is none.
-bool appendNext(Reader& reader, FrameConverter& converter, std::vector<Image>& images) {
-  SourceFrame frame;
-  if (!reader.next(frame)) return false;
-  images.push_back(converter.convert(*frame.picture));
-  return true;
-}
+// Shows pictures of one clip, each in the memory of the one before.
+class Sampler {
+ public:
+  Sampler(const std::string& path, int threads, const std::atomic<bool>& stop,
+          const std::function<void(const Image&)>& see)
+      : reader_(path, threads, stop), converter_(reader_.format().color), see_(see) {}
+
+  Reader& reader() { return reader_; }
+  // The next picture. False when there is none.
+  bool showNext() {
+    SourceFrame frame;
+    if (!reader_.next(frame)) return false;
+    converter_.convert(*frame.picture, image_);
+    see_(image_);
+    return true;
+  }
+
+ private:
+  Reader reader_;
+  FrameConverter converter_;
+  Image image_;
+  const std::function<void(const Image&)>& see_;
+};
 
 }  // namespace
 
-std::vector<Image> sampleFrames(const std::string& path, int count, int threads, const std::atomic<bool>& stop) {
-  std::vector<Image> images;
+int sampleFrames(const std::string& path, int count, int threads, const std::atomic<bool>& stop,
+                 const std::function<void(const Image&)>& see) {
+  int shown = 0;
   {
-    Reader reader(path, threads, stop);
-    FrameConverter converter(reader.format().color);
-    for (int i = 0; i < count && !stop && reader.expectedFrames() != 1; ++i) {
-      if (reader.seek((i + 0.5) / count)) appendNext(reader, converter, images);
+    Sampler spread(path, threads, stop, see);
+    for (int i = 0; i < count && !stop && spread.reader().expectedFrames() != 1; ++i) {
+      if (spread.reader().seek((i + 0.5) / count) && spread.showNext()) ++shown;
     }
   }
-  if (!images.empty()) return images;
-  Reader reader(path, threads, stop);  // a still, or a file that cannot be searched
-  FrameConverter converter(reader.format().color);
-  while (static_cast<int>(images.size()) < count && !stop && appendNext(reader, converter, images)) continue;
-  return images;
+  if (shown > 0) return shown;
+  Sampler first(path, threads, stop, see);  // a still, or a file that cannot be searched
+  while (shown < count && !stop && first.showNext()) ++shown;
+  return shown;
 }
 
 Image frameAt(const std::string& path, double seconds, int threads, const std::atomic<bool>& stop) {

@@ -2,16 +2,17 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <string>
-#include <vector>
 
 #include "media/picture.h"
 
 namespace kalvetra {
 
-// Up to `count` pictures, evenly spread where the file can be searched, otherwise its first ones. Empty when none can
-// be read. Throws UserError like Reader.
-std::vector<Image> sampleFrames(const std::string& path, int count, int threads, const std::atomic<bool>& stop);
+// Shows `see` up to `count` pictures, evenly spread where the file can be searched, otherwise its first ones. Returns
+// how many; 0 when none can be read. Throws UserError like Reader.
+int sampleFrames(const std::string& path, int count, int threads, const std::atomic<bool>& stop,
+                 const std::function<void(const Image&)>& see);
 
 // The picture that is shown at that time, in seconds from the start, turned upright. Throws UserError when the clip has
 // ended by then.

@@ -4,17 +4,9 @@
 #include <cstdio>
 #include <cstring>
 
-#include "support/user_error.h"
+#include "media/write_failure.h"
 
 namespace kalvetra {
-
-namespace {
-
-[[noreturn]] void failWriting(const std::string& shownName, const std::string& why) {
-  throw UserError(shownName + ": cannot be written (" + why + "); make room or choose another place");
-}
-
-}  // namespace
 
 MovieFile::MovieFile(const char* muxer, const std::string& path, const std::string& shownName) : shownName_(shownName) {
   check(avformat_alloc_output_context2(&context_, nullptr, muxer, path.c_str()), "open");

@@ -18,8 +18,13 @@ struct Image {
   std::vector<unsigned char> argb;
 
   Image() = default;
-  Image(int w, int h)
-      : width(w), height(h), argb(std::size_t{4} * static_cast<std::size_t>(w) * static_cast<std::size_t>(h)) {}
+  Image(int w, int h) { resize(w, h); }
+  // Keeps its memory where that suffices. What the pixels hold afterwards does not matter.
+  void resize(int w, int h) {
+    width = w;
+    height = h;
+    argb.resize(std::size_t{4} * static_cast<std::size_t>(w) * static_cast<std::size_t>(h));
+  }
   unsigned char* row(int y) { return argb.data() + std::ptrdiff_t{4} * width * y; }
   const unsigned char* row(int y) const { return argb.data() + std::ptrdiff_t{4} * width * y; }
 };

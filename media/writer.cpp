@@ -142,12 +142,13 @@ void Writer::noteLeftOut(const Reader& source, const OutputFormat& format) {
   }
 }
 
-FramePtr Writer::pack(const Image& image) const {
+PackedPicture Writer::pack(const Image& image) const {
   return quarterTurns_ == 0 ? packer_.pack(image) : packer_.pack(turned(image, quarterTurns_));
 }
 
-void Writer::write(FramePtr picture, std::int64_t time, std::int64_t duration) {
-  encoder_->encode(std::move(picture), time, duration, [this](AVPacket& packet) { deliver(packet); });
+void Writer::write(PackedPicture picture, std::int64_t time, std::int64_t duration) {
+  encoder_->encode(std::get<FramePtr>(std::move(picture)), time, duration,
+                   [this](AVPacket& packet) { deliver(packet); });
 }
 
 void Writer::deliver(AVPacket& packet) {

@@ -8,12 +8,13 @@
 
 #include "media/frame_packer.h"
 #include "media/packet_sink.h"
+#include "media/picture_sink.h"
 #include "media/reader.h"
 #include "media/video_encoder.h"
 
 namespace kalvetra {
 
-class Writer {
+class Writer : public PictureSink {
  public:
   // Prepares the output for the clip that `source` reads, and tells `source` which streams to deliver. `output` must
   // outlive the writer. Throws UserError when such pictures or such a file cannot be written.
@@ -23,14 +24,11 @@ class Writer {
   // What of the source the output cannot hold, a sentence each.
   const std::vector<std::string>& leftOut() const { return leftOut_; }
 
-  // A keyed picture, turned and packed for the encoder. May be called from several threads at once.
-  FramePtr pack(const Image& image) const;
-  // Writes a packed picture. Time and duration in the source's video time base.
-  void write(FramePtr picture, std::int64_t time, std::int64_t duration);
-  // Writes packets that the source delivered.
-  void writeCopied(std::vector<PacketPtr>& packets);
-  // Completes the file; only then may the output be put in its place.
-  void finish();
+  // Turns and packs the picture for the encoder.
+  PackedPicture pack(const Image& image) const override;
+  void write(PackedPicture picture, std::int64_t time, std::int64_t duration) override;
+  void writeCopied(std::vector<PacketPtr>& packets) override;
+  void finish() override;
 
  private:
   void openMovie(const OutputFormat& format, const TemporaryOutput& output, Reader& source, int threads);

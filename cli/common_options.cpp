@@ -1,0 +1,47 @@
+#include "cli/common_options.h"
+
+#include <optional>
+
+#include "imaging/cpu_level.h"
+
+namespace kalvetra {
+
+namespace {
+
+// "auto, scalar, sse4": what --cpu can be on this machine.
+std::string cpuChoices() {
+  std::string choices = "auto";
+  for (const CpuLevel level : cpuLevels()) choices += ", " + std::string(cpuLevelName(level));
+  return choices;
+}
+
+void chooseCpu(const std::string& name) {
+  if (name == "auto") return;
+  const std::vector<CpuLevel> levels = cpuLevels();
+  const std::optional<CpuLevel> level = cpuLevelNamed(name);
+  if (!level) throw CLI::ValidationError("--cpu", "'" + name + "' is not among its values; give " + cpuChoices());
+  if (std::find(levels.begin(), levels.end(), *level) == levels.end()) {
+    throw CLI::ValidationError("--cpu", "this machine has no " + name + "; give " + cpuChoices());
+  }
+  setCpuLevel(*level);
+}
+
+}  // namespace
+
+void addReplaceOption(CLI::App& command, CommonOptions& options) {
+  command.add_flag("-y,--yes", options.replace, "Replace an output that exists.");
+}
+
+void addThreadsOption(CLI::App& command, CommonOptions& options) {
+  command.add_option("--threads", options.threads, "Frames to work on at the same time; by default one a core.")
+      ->check(CLI::Range(1, 256))
+      ->type_name("1..256");
+}
+
+void addCpuOption(CLI::App& command) {
+  command.add_option_function<std::string>("--cpu", chooseCpu, "Instruction set to use; the pictures are the same.")
+      ->type_name(cpuChoices())
+      ->default_str("auto");
+}
+
+}  // namespace kalvetra

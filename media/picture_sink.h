@@ -1,0 +1,41 @@
+// Where keyed pictures go.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <variant>
+#include <vector>
+
+#include "media/picture.h"
+
+namespace kalvetra {
+
+using PictureHash = std::array<std::uint8_t, 16>;
+
+// What a sink has made of a picture before its turn to be written comes: nothing, planes for an encoder, or a hash.
+using PackedPicture = std::variant<std::monostate, FramePtr, PictureHash>;
+
+class PictureSink {
+ public:
+  virtual ~PictureSink() = default;
+
+  // The part of the work that needs no order. May be called from several threads at once; the picture stays the
+  // caller's.
+  virtual PackedPicture pack(const Image& image) const = 0;
+  // Takes what pack() gave, in the clip's order. Time and duration in the source's video time base.
+  virtual void write(PackedPicture picture, std::int64_t time, std::int64_t duration) = 0;
+  // Takes packets that the source delivered. Only a sink that asked the source for some gets any.
+  virtual void writeCopied(std::vector<PacketPtr>& /*packets*/) {}
+  // Completes the output; only then may it be put in its place.
+  virtual void finish() = 0;
+};
+
+// Throws every picture away, to measure what keying costs.
+class NullSink : public PictureSink {
+ public:
+  PackedPicture pack(const Image& /*image*/) const override { return {}; }
+  void write(PackedPicture /*picture*/, std::int64_t /*time*/, std::int64_t /*duration*/) override {}
+  void finish() override {}
+};
+
+}  // namespace kalvetra
