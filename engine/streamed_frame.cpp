@@ -108,33 +108,52 @@ bool covers(const HostFrame& frame, const KALVETRA_Param& param) {
          simd::BoxRows::possible(frame.width, frame.height, param.nMaskBlurRadius);
 }
 
-// The whole matte at once, where a stage needs neighbours: contraction, then the edge blur on its way into the output,
-// which holds the colours.
-void finishPlane(const HostFrame& frame, const KALVETRA_Param& param, const MatteFinish& finish, unsigned char* matte) {
-  const auto pixels = static_cast<std::size_t>(frame.width);
-  const std::size_t area = pixels * static_cast<std::size_t>(frame.height);
-  if (param.nContractMask != 0 && frame.width >= 3 && frame.height >= 3) {
-    simd::contract(matte, frame.width, frame.height, param.nContractMask, param.nContractThreshold);
+// The whole matte, for the stages that need neighbours: contraction, then the edge blur on its way into the output,
+// which holds the colours. Everything is allocated before the first pixel is written.
+class MatteStage {
+ public:
+  MatteStage(const HostFrame& frame, const KALVETRA_Param& param)
+      : frame_(frame),
+        param_(param),
+        pixels_(static_cast<std::size_t>(frame.width)),
+        matte_(allocate(area())),
+        scratch_(allocate(area())) {
+    if (param.nMaskBlurRadius == 0) return;
+    box_.emplace(frame.width, frame.height, 1, param.nMaskBlurRadius, simd::kMaskBlurScale);
+    edge_ = allocate(pixels_);
   }
-  const auto matteRow = [&](int y) { return matte + static_cast<std::size_t>(y) * pixels; };
-  const auto finishWith = [&](int y, const unsigned char* row) {
-    simd::finishRow(finish, frame.input + y * frame.inputStride, row, frame.output + y * frame.outputStride, pixels);
-  };
-  if (param.nMaskBlurRadius == 0) {
-    for (int y = 0; y < frame.height; ++y) finishWith(y, matteRow(y));
-    return;
+  static bool isNeeded(const KALVETRA_Param& param) { return param.nContractMask != 0 || param.nMaskBlurRadius != 0; }
+
+  unsigned char* row(int y) { return matte_.get() + static_cast<std::size_t>(y) * pixels_; }
+
+  void finish(const MatteFinish& finish) {
+    if (param_.nContractMask != 0 && frame_.width >= 3 && frame_.height >= 3) {
+      simd::contract(matte_.get(), scratch_.get(), frame_.width, frame_.height, param_.nContractMask,
+                     param_.nContractThreshold);
+    }
+    if (box_) simd::invert(matte_.get(), scratch_.get(), area());
+    for (int y = 0; y < frame_.height; ++y) {
+      if (box_) erodeRow(y);
+      simd::finishRow(finish, frame_.input + y * frame_.inputStride, row(y), frame_.output + y * frame_.outputStride,
+                      pixels_);
+    }
   }
-  const Bytes inverse = allocate(area), edge = allocate(pixels), eroded = allocate(pixels);
-  simd::invert(matte, inverse.get(), area);
-  simd::BoxRows box(frame.width, frame.height, 1, param.nMaskBlurRadius, simd::kMaskBlurScale);
-  const float amount = static_cast<float>(param.nMaskBlurValue) / 100.0f;
-  for (int y = 0; y < frame.height; ++y) {
-    box.average(
-        y, [&](int i) { return inverse.get() + static_cast<std::size_t>(i) * pixels; }, edge.get());
-    simd::erode(matteRow(y), edge.get(), eroded.get(), pixels, amount, static_cast<float>(param.nMaskBlurOffset));
-    finishWith(y, eroded.get());
+
+ private:
+  std::size_t area() const { return pixels_ * static_cast<std::size_t>(frame_.height); }
+  void erodeRow(int y) {
+    const float amount = static_cast<float>(param_.nMaskBlurValue) / 100.0f;
+    box_->average(
+        y, [&](int i) { return scratch_.get() + static_cast<std::size_t>(i) * pixels_; }, edge_.get());
+    simd::erode(row(y), edge_.get(), row(y), pixels_, amount, static_cast<float>(param_.nMaskBlurOffset));
   }
-}
+
+  const HostFrame& frame_;
+  const KALVETRA_Param& param_;
+  std::size_t pixels_;
+  Bytes matte_, scratch_, edge_;
+  std::optional<simd::BoxRows> box_;
+};
 
 }  // namespace
 
@@ -152,18 +171,17 @@ bool streamFrame(const HostFrame& frame, const KALVETRA_Param* param, const Matt
   if (!covers(frame, *param)) return false;
   Keyer keyer(frame, *param);
   if (!keyer.possible()) return false;
-  const bool needsPlane = param->nContractMask != 0 || param->nMaskBlurRadius != 0;
-  const Bytes matte = needsPlane ? allocate(pixels * static_cast<std::size_t>(frame.height)) : nullptr;
+  std::optional<MatteStage> matte;
+  if (MatteStage::isNeeded(*param)) matte.emplace(frame, *param);
   for (int y = 0; y < frame.height; ++y) {
     keyer.keyRow(y, output(y));
-    if (needsPlane) {
-      unsigned char* row = matte.get() + static_cast<std::size_t>(y) * pixels;
-      simd::takeMatte(output(y), simd::ByteOrder::Host, row, pixels);
+    if (matte) {
+      simd::takeMatte(output(y), simd::ByteOrder::Host, matte->row(y), pixels);
     } else {
       simd::finishRow(finish, input(y), output(y), pixels);
     }
   }
-  if (needsPlane) finishPlane(frame, *param, finish, matte.get());
+  if (matte) matte->finish(finish);
   return true;
 }
 

@@ -97,9 +97,9 @@ bool maskBlur(unsigned char* image, int width, int height, int radius, float amo
   return true;
 }
 
-void contract(unsigned char* plane, int width, int height, int steps, int slack, bool squareFirst) {
-  const Bytes other = allocate(area(width, height));
-  unsigned char *from = plane, *to = other.get();
+void contract(unsigned char* plane, unsigned char* scratch, int width, int height, int steps, int slack,
+              bool squareFirst) {
+  unsigned char *from = plane, *to = scratch;
   // Once neither kind of step changes anything, no further one will.
   int idleSteps = 0;
   for (int i = 0; i < steps && idleSteps < 2; ++i) {
@@ -113,9 +113,9 @@ void contract(unsigned char* plane, int width, int height, int steps, int slack,
 bool contractMatte(unsigned char* image, int width, int height, int steps, int slack, bool squareFirst) {
   if (slack < 0 || slack > 255 || width < 3 || height < 3) return false;
   const std::size_t pixels = area(width, height);
-  const Bytes plane = allocate(pixels);
+  const Bytes plane = allocate(pixels), scratch = allocate(pixels);
   takeMatte(image, ByteOrder::Working, plane.get(), pixels);
-  contract(plane.get(), width, height, steps, slack, squareFirst);
+  contract(plane.get(), scratch.get(), width, height, steps, slack, squareFirst);
   putMatte(plane.get(), image, pixels);
   return true;
 }

@@ -27,8 +27,9 @@ bool averageBlur(const unsigned char* plane, unsigned char* result, int width, i
 bool maskBlur(unsigned char* image, int width, int height, int radius, float amount, int offset);
 
 // `steps` contraction steps on a packed one-byte plane, cross and square in turn from the cross on, or from the square
-// when `squareFirst` is set. Sides of 3 or more, slack 0..255.
-void contract(unsigned char* plane, int width, int height, int steps, int slack, bool squareFirst = false);
+// when `squareFirst` is set. Sides of 3 or more, slack 0..255; `scratch` is as large as `plane`.
+void contract(unsigned char* plane, unsigned char* scratch, int width, int height, int steps, int slack,
+              bool squareFirst = false);
 
 // On byte 3 of packed pixels.
 bool contractMatte(unsigned char* image, int width, int height, int steps, int slack, bool squareFirst);

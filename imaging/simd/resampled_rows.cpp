@@ -84,6 +84,7 @@ ResampledRows::ResampledRows(const unsigned char* source, int width, int height,
   plan_ = makePlan(std::move(horizontal), outputWidth);
   int longest = 1;
   for (const Window& window : vertical_.windows) longest = std::max(longest, window.last - window.first + 1);
+  windowRows_.reserve(static_cast<std::size_t>(longest));
   ringRows_ = std::min(longest + kRowsAtOnce, height + kRowsAtOnce);
   ring_ = std::make_unique_for_overwrite<std::int16_t[]>(static_cast<std::size_t>(ringRows_) *
                                                          static_cast<std::size_t>(outputWidth) * 4);
@@ -123,9 +124,9 @@ void ResampledRows::fillTo(int lastRow) {
 void ResampledRows::next(unsigned char* row) {
   const Window& window = vertical_.windows[static_cast<std::size_t>(row_++)];
   fillTo(window.last - 1);
-  std::vector<const std::int16_t*> rows;
-  for (int k = window.first; k <= window.last; ++k) rows.push_back(slot(k - 1));
-  resampleColumns(rows.data(), vertical_.taps.data() + window.taps, rows.size(), row,
+  windowRows_.clear();
+  for (int k = window.first; k <= window.last; ++k) windowRows_.push_back(slot(k - 1));
+  resampleColumns(windowRows_.data(), vertical_.taps.data() + window.taps, windowRows_.size(), row,
                   static_cast<std::size_t>(outputWidth_) * 4);
 }
 

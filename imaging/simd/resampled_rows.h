@@ -46,10 +46,11 @@ class ResampledRows {
   RowPlan plan_;
   bool possible_;
   int ringRows_ = 0;
-  int done_ = 0;                             // source rows resampled so far
-  int row_ = 0;                              // the next output row
-  std::unique_ptr<std::int16_t[]> ring_;     // horizontally resampled rows, 4 values a pixel
-  std::unique_ptr<unsigned char[]> paired_;  // source rows in the order that pairs are formed in
+  int done_ = 0;                                 // source rows resampled so far
+  int row_ = 0;                                  // the next output row
+  std::unique_ptr<std::int16_t[]> ring_;         // horizontally resampled rows, 4 values a pixel
+  std::vector<const std::int16_t*> windowRows_;  // those of the row at hand
+  std::unique_ptr<unsigned char[]> paired_;      // source rows in the order that pairs are formed in
   std::size_t pairedBytes_ = 0;
 };
 
