@@ -16,8 +16,8 @@ using bench::Setting;
 using bench::Size;
 
 #ifdef KALVETRA_FEWER_SAMPLES
-constexpr int kCasesPerSmallSize = 1;
-constexpr int kCasesPerLargeSize = 3;
+constexpr int kCasesPerSmallSize = 2;
+constexpr int kCasesPerLargeSize = 4;
 constexpr int kColorSliceStep = 8;
 #else
 constexpr int kCasesPerSmallSize = 6;
