@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what building needs and is not there yet: with apt on Debian, with brew on a Mac.
-# With --tests also what the tests and the plug-in need.
+# With --tests also what the tests and the plug-in need, with --bench what the benchmark needs.
 set -euo pipefail
 
 debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libtbb-dev libcli11-dev libhwy-dev)
@@ -8,6 +8,9 @@ mac=(cmake ninja pkg-config ffmpeg tbb cli11 highway)
 if [ "${1:-}" = --tests ]; then
   debian+=(libgtest-dev nlohmann-json3-dev ffmpeg gobjc++ libgnustep-base-dev libgl-dev)
   mac+=(googletest nlohmann-json)
+elif [ "${1:-}" = --bench ]; then
+  debian+=(libbenchmark-dev ffmpeg frei0r-plugins)
+  mac+=(google-benchmark)
 fi
 
 if command -v apt-get >/dev/null; then

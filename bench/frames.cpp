@@ -1,0 +1,52 @@
+#include "bench/frames.h"
+
+#include <algorithm>
+#include <fstream>
+#include <stdexcept>
+
+#include "imaging/CImagingZEP.h"
+#include "sample/demo_clip.h"
+#include "tests/support/test_images.h"
+
+namespace kalvetra::bench {
+
+namespace {
+
+constexpr int kFirstFrame = 30;
+constexpr int kNoise = 2;  // levels
+constexpr int kLanczos = 0;
+
+}  // namespace
+
+Bytes reversedPixels(Bytes image) {
+  for (std::size_t i = 0; i < image.size(); i += 4) {
+    std::swap(image[i], image[i + 3]);
+    std::swap(image[i + 1], image[i + 2]);
+  }
+  return image;
+}
+
+Bytes cameraFrame(Size size, int index) {
+  using sample::kHeight, sample::kWidth;
+  Bytes drawn = reversedPixels(sample::drawFrame(kFirstFrame + index).argb);
+  Bytes image(static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height) * 4, 255);
+  CImagingZEP().DF_WH32bit5_1(drawn.data(), kWidth, kHeight, kWidth * 4, image.data(), size.width, size.height,
+                              size.width * 4, kLanczos, 2);
+  test::Random random(static_cast<std::uint64_t>(index));
+  for (std::size_t i = 0; i < image.size(); ++i) {
+    if (i % 4 == 3) continue;
+    image[i] = static_cast<unsigned char>(std::clamp(image[i] + random.within(-kNoise, kNoise), 0, 255));
+  }
+  return reversedPixels(image);
+}
+
+void dumpFrames(Size size, int count, const std::string& path) {
+  std::ofstream file(path, std::ios::binary);
+  for (int i = 0; i < count; ++i) {
+    const Bytes frame = cameraFrame(size, i);
+    file.write(reinterpret_cast<const char*>(frame.data()), static_cast<std::streamsize>(frame.size()));
+  }
+  if (!file.flush()) throw std::runtime_error("cannot write " + path);
+}
+
+}  // namespace kalvetra::bench

@@ -1,0 +1,185 @@
+// kalvetra-bench: times every pass and the whole frame at every CPU level, and checks what it timed.
+//
+// Takes Google Benchmark's options. `--dump-frames WxH COUNT FILE` instead writes the frames that are keyed here, as
+// raw pixels of alpha, red, green, blue, so that other programs can be timed on them.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <optional>
+
+#include "bench/stage_inputs.h"
+#include "imaging/cpu_level.h"
+#include "tests/support/test_images.h"
+
+namespace {
+
+using kalvetra::CpuLevel;
+using kalvetra::bench::Bytes;
+using kalvetra::bench::Pass;
+using kalvetra::bench::Setting;
+using kalvetra::bench::Size;
+using kalvetra::bench::StageInputs;
+
+bool wrongResult = false;
+
+// One pass at one setting on one input, whatever the level. Inputs are made when first timed: most runs are filtered.
+struct Job {
+  std::string name;
+  const Pass* pass;
+  Setting setting;
+  Size size;
+  std::function<Bytes()> makeSource;
+  std::function<Bytes()> makeSecond;
+  std::optional<std::uint64_t> expected;  // hash of the result at level Scalar
+};
+
+const std::vector<Pass>& passes() {
+  static const std::vector<Pass> list = kalvetra::bench::allPasses();
+  return list;
+}
+
+const StageInputs& stageInputs() {
+  static const StageInputs inputs(passes());
+  return inputs;
+}
+
+// The images of a job, while it is timed.
+class Run {
+ public:
+  explicit Run(const Job& job)
+      : job_(job), source_(job.makeSource()), second_(job.makeSecond()), result_(job.pass->resultBytes(job.size)) {}
+
+  void reset() {
+    if (job_.pass->inPlace) std::copy(source_.begin(), source_.end(), result_.begin());
+  }
+  void operator()() { job_.setting.run({job_.size, source_.data(), second_.data(), result_.data()}); }
+  std::uint64_t hash() const { return kalvetra::test::hashOf(result_); }
+
+ private:
+  const Job& job_;
+  Bytes source_, second_, result_;
+};
+
+void timeJob(benchmark::State& state, Job& job, CpuLevel level) {
+  Run run(job);
+  if (!job.expected) {
+    kalvetra::setCpuLevel(CpuLevel::Scalar);
+    run.reset();
+    run();
+    job.expected = run.hash();
+  }
+  kalvetra::setCpuLevel(level);
+  for ([[maybe_unused]] const auto iteration : state) {
+    if (job.pass->inPlace) {
+      state.PauseTiming();
+      run.reset();
+      state.ResumeTiming();
+    }
+    run();
+  }
+  state.SetItemsProcessed(state.iterations() * job.size.width * job.size.height);
+  if (run.hash() != *job.expected) {
+    wrongResult = true;
+    state.SkipWithError("the result differs from level scalar");
+  }
+}
+
+void addJob(Job job) {
+  const auto shared = std::make_shared<Job>(std::move(job));
+  for (const CpuLevel level : kalvetra::cpuLevels()) {
+    const std::string name = shared->name + "/" + std::string(cpuLevelName(level));
+    benchmark::RegisterBenchmark(name.c_str(), [shared, level](benchmark::State& s) { timeJob(s, *shared, level); })
+        ->Unit(benchmark::kMillisecond)
+        ->MeasureProcessCPUTime();
+  }
+}
+
+std::string withoutSpaces(std::string name) {
+  std::replace(name.begin(), name.end(), ' ', '-');
+  return name;
+}
+
+// "mask-blur/avx2"; further timed settings of a pass as "mask-blur/radius-20/avx2".
+void addPasses() {
+  for (const Pass& pass : passes()) {
+    for (const Setting& setting : pass.settings) {
+      if (!setting.timed) continue;
+      const bool first = &setting == &pass.settings.front();
+      addJob({first ? pass.name : pass.name + "/" + withoutSpaces(setting.name),
+              &pass,
+              setting,
+              StageInputs::sizeFor(pass),
+              [&pass] { return stageInputs().source(pass); },
+              [&pass] { return stageInputs().second(pass); },
+              {}});
+    }
+  }
+}
+
+struct FrameSize {
+  const char* name;
+  Size size;
+};
+
+constexpr FrameSize kFrameSizes[]{{"720p", {1280, 720}}, {"1080p", {1920, 1080}}, {"4K", {3840, 2160}}};
+
+struct FrameVariant {
+  const char* name;
+  int smoothBG;
+  int options;  // deblocking, edge contraction and edge blur
+};
+
+constexpr FrameVariant kFrameVariants[]{{"default", 1, 0}, {"no-plate", 0, 0}, {"all-options", 1, 1}};
+
+// "frame/default/1080p/avx2".
+void addFrames() {
+  const Pass& pass = passNamed(passes(), "render-entry");
+  for (const FrameVariant& variant : kFrameVariants) {
+    kalvetra::KeySettings s = kalvetra::bench::screenSettings();
+    s.smoothBG = variant.smoothBG;
+    s.deBlocking = s.edgeContract = s.edgeBlur = variant.options;
+    const auto run = [s](const kalvetra::bench::Images& i) {
+      kalvetra::renderFrame(s, i.source, i.result, i.size.width, i.size.height);
+    };
+    for (const FrameSize& frame : kFrameSizes) {
+      addJob({std::string("frame/") + variant.name + "/" + frame.name,
+              &pass,
+              {variant.name, run},
+              frame.size,
+              [size = frame.size] { return kalvetra::bench::cameraFrame(size, 0); },
+              [] { return Bytes(); },
+              {}});
+    }
+  }
+}
+
+int dumpFrames(char** arguments) {
+  Size size{};
+  const int count = std::atoi(arguments[1]);
+  if (std::sscanf(arguments[0], "%dx%d", &size.width, &size.height) != 2 || size.width < 1 || size.height < 1 ||
+      count < 1) {
+    std::fputs("usage: kalvetra-bench --dump-frames WxH COUNT FILE\n", stderr);
+    return 2;
+  }
+  kalvetra::bench::dumpFrames(size, count, arguments[2]);
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+  if (argc == 5 && std::string(argv[1]) == "--dump-frames") return dumpFrames(argv + 2);
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+  addPasses();
+  addFrames();
+  benchmark::RunSpecifiedBenchmarks();
+  return wrongResult ? 1 : 0;
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "kalvetra-bench: %s\n", error.what());
+  return 1;
+}
