@@ -78,6 +78,7 @@ class Keyer {
     }
     plate_.emplace(frame, param);
     plateKey_.emplace(param);
+    plateColors_.emplace(pixels_);
     plateRow_ = allocate(pixels_ * 4);
   }
   bool possible() const { return !plate_ || plate_->possible(); }
@@ -86,7 +87,7 @@ class Keyer {
     const unsigned char* source = source_.row(y);
     if (plate_) {
       plate_->next(plateRow_.get());
-      simd::keyAgainstPlate(*plateKey_, simd::ByteOrder::Host, source, plateRow_.get(), result, pixels_);
+      simd::keyAgainstPlate(*plateKey_, simd::ByteOrder::Host, source, plateRow_.get(), *plateColors_, result, pixels_);
     } else {
       simd::keyAgainstColor(*color_, simd::ByteOrder::Host, source, result, pixels_);
     }
@@ -98,6 +99,7 @@ class Keyer {
   std::optional<ColorKeyGeometry> color_;
   std::optional<PlateKeyGeometry> plateKey_;
   std::optional<PlateRows> plate_;
+  std::optional<simd::PlateColors> plateColors_;
   Bytes plateRow_;
 };
 

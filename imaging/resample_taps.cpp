@@ -4,6 +4,8 @@
 
 #include "imaging/CImagingZEP.h"
 #include "imaging/numeric.h"
+#include "imaging/simd/level.h"
+#include "imaging/simd/resample_kernels.h"
 
 namespace kalvetra {
 
@@ -15,16 +17,22 @@ double distance(int k, int j, double s, double d) {
   return k * (d / s) - j + (0.5 - d / (2.0 * s));
 }
 
-// Appends the taps of one window, normalised to a sum of 1 before they are truncated to 16.16.
-void appendTaps(const Window& window, int j, double s, double d, int filter, int lobes, std::vector<int>& taps) {
-  CImagingZEP imaging;
-  std::vector<float> weights;
-  float sum = 0.0f;
-  for (int k = window.first; k <= window.last; ++k) {
-    weights.push_back(imaging.DF_weight(distance(k, j, s, d), lobes, filter));
-    sum += weights.back();
+std::vector<float> weightsAt(const std::vector<double>& distances, int filter, int lobes) {
+  std::vector<float> weights(distances.size());
+  if (simd::enabled()) {
+    simd::kernelWeights(distances.data(), weights.data(), weights.size(), filter, lobes);
+  } else {
+    CImagingZEP imaging;
+    for (std::size_t i = 0; i < weights.size(); ++i) weights[i] = imaging.DF_weight(distances[i], lobes, filter);
   }
-  for (const float weight : weights) taps.push_back(truncToInt(weight / sum * 65536.0f));
+  return weights;
+}
+
+// Weights of one window become taps: normalised to a sum of 1 before they are truncated to 16.16.
+void normalise(const float* weights, std::size_t count, int* taps) {
+  float sum = 0.0f;
+  for (std::size_t i = 0; i < count; ++i) sum += weights[i];
+  for (std::size_t i = 0; i < count; ++i) taps[i] = truncToInt(weights[i] / sum * 65536.0f);
 }
 
 }  // namespace
@@ -35,12 +43,20 @@ Taps makeTaps(int sourceSize, int outputSize, int filter, int lobes) {
   const float support =
       sourceSize < outputSize ? lobeCount : static_cast<float>(sourceSize) / static_cast<float>(outputSize) * lobeCount;
   Taps table;
+  std::vector<double> distances;
   for (int j = 1; j <= outputSize; ++j) {
     const double center = (2.0 * j - 1.0) * s / (2.0 * d);
-    const int first = truncToInt(center - static_cast<double>(support) + 0.5 + 1.0);
-    const int last = truncToInt(center + static_cast<double>(support) + 0.5);
-    table.windows.push_back({std::max(first, 1), std::min(last, sourceSize), table.taps.size()});
-    appendTaps(table.windows.back(), j, s, d, filter, lobes, table.taps);
+    const int first = std::max(truncToInt(center - static_cast<double>(support) + 0.5 + 1.0), 1);
+    const int last = std::min(truncToInt(center + static_cast<double>(support) + 0.5), sourceSize);
+    table.windows.push_back({first, last, distances.size()});
+    for (int k = first; k <= last; ++k) distances.push_back(distance(k, j, s, d));
+  }
+  const std::vector<float> weights = weightsAt(distances, filter, lobes);
+  table.taps.resize(weights.size());
+  for (const Window& window : table.windows) {
+    if (window.first > window.last) continue;
+    const auto count = static_cast<std::size_t>(window.last - window.first + 1);
+    normalise(weights.data() + window.taps, count, table.taps.data() + window.taps);
   }
   return table;
 }

@@ -35,19 +35,19 @@ HWY_INLINE ColorSight look(const ColorKeyGeometry& g, VU source) {
 
 HWY_INLINE MF inRegion(const ColorKeyGeometry& g, const ColorSight& s) {
   const VF zero = hn::Zero(DF());
-  const MF skin = hn::And(s.side<zero, dot(all(g.skinNormal), s.at)> zero);
-  const MF blue = hn::And(s.side >= zero, dot(all(g.blueNormal), s.at) > zero);
+  const MF skin = hn::And(hn::Lt(s.side, zero), hn::Gt(dot(all(g.skinNormal), s.at), zero));
+  const MF blue = hn::And(hn::Ge(s.side, zero), hn::Gt(dot(all(g.blueNormal), s.at), zero));
   const MF near = hn::And(hn::And(s.side > all(-20.0f), s.side < all(20.0f)), s.along < all(1.0f));
   return hn::Or(hn::Or(skin, blue), near);
 }
 
 template <ByteOrder kOrder>
-HWY_INLINE VU keyNear(const ColorKeyGeometry& g, const ColorSight& s) {
+HWY_INLINE VU keyNear(const ColorKeyGeometry& g, const Stretch& stretch, const ColorSight& s) {
   const DI di;
   const VF keyY = all(g.keyY), zero = hn::Zero(DF());
   const MF darker = s.y < keyY;
   const VF depth = (s.y - keyY) / all(-50.0f - g.keyY);
-  const VF level = stretched(hn::IfThenElseZero(darker, depth), g.whiteLimit) * all(255.0f);
+  const VF level = stretch(hn::IfThenElseZero(darker, depth)) * all(255.0f);
   const VI opacity = shaped(truncToBytes(level), g.curve);
   // Without the curve, the level counts before it is truncated.
   const auto stays = g.curve.active() ? opacity > hn::Zero(di) : hn::RebindMask(di, level > zero);
@@ -98,33 +98,47 @@ HWY_INLINE Cuts cut(const ColorKeyGeometry& g, const ColorSight& s, MF wanted) {
 }
 
 template <ByteOrder kOrder>
-HWY_INLINE VU keyFar(const ColorKeyGeometry& g, const ColorSight& s) {
-  const MF wanted = hn::FirstN(DF(), hn::Lanes(DF()));
-  const Cuts c = cut(g, s, wanted);
-  const VF amount = ramp(depth(g, s, c.boundary), g.screenGain, 1.0f);
-  const UnmixedLanes u = unmixed(s.y, all(g.keyY), amount, wanted);
-  return keyedPixels<kOrder>(stretched(u.opacity, g.whiteLimit), s.y, u.luminance, c.despilled, g.curve);
-}
+class ColorPass {
+ public:
+  explicit HWY_INLINE ColorPass(const ColorKeyGeometry& geometry)
+      : g_(geometry), stretch_(geometry.whiteLimit), logs_(logsOf(all(geometry.keyY))) {}
 
-// All but the far pixels of the region.
-template <ByteOrder kOrder>
-HWY_INLINE QuickKey keyQuickly(const ColorKeyGeometry& g, VU source) {
-  const DU du;
-  const ColorSight s = look<kOrder>(g, source);
-  const MF keyed = inRegion(g, s);
-  const MF level = hn::And(s.side > all(-5.0f), s.side < all(5.0f));
-  const MF near = hn::And(keyed, hn::And(level, s.along < all(g.screenGain)));
-  VU result = opaque<kOrder>(source);
-  if (any(near)) result = hn::IfThenElse(hn::RebindMask(du, near), keyNear<kOrder>(g, s), result);
-  return {result, hn::RebindMask(du, hn::AndNot(near, keyed))};
-}
+  // All but the far pixels of the region.
+  HWY_INLINE QuickKey quick(const std::array<VU, 1>& pixels, std::size_t) const {
+    const DU du;
+    const ColorSight s = look<kOrder>(g_, pixels[0]);
+    const MF region = inRegion(g_, s);
+    const MF level = hn::And(s.side > all(-5.0f), s.side < all(5.0f));
+    const MF near = hn::And(region, hn::And(level, s.along < all(g_.screenGain)));
+    VU result = opaque<kOrder>(pixels[0]);
+    if (any(near)) result = hn::IfThenElse(hn::RebindMask(du, near), keyNear<kOrder>(g_, stretch_, s), result);
+    const MF far = hn::AndNot(near, region);
+    const MF inner = hn::Abs(s.side) <= all(5.0f);
+    return {result, hn::RebindMask(du, hn::And(far, inner)), hn::RebindMask(du, hn::AndNot(inner, far))};
+  }
+
+  HWY_INLINE Geometry geometry(const std::array<VU, 1>& pixels) const {
+    const ColorSight s = look<kOrder>(g_, pixels[0]);
+    const Cuts c = cut(g_, s, hn::FirstN(DF(), hn::Lanes(DF())));
+    return {hn::Zero(DU()), ramp(depth(g_, s, c.boundary), g_.screenGain, 1.0f), s.y, all(g_.keyY), c.despilled};
+  }
+
+  HWY_INLINE Logs logs(VF) const { return logs_; }
+
+  HWY_INLINE VU keyed(VF opacity, VF y, VF luminance, Chromas despilled) const {
+    return keyedPixels<kOrder>(stretch_(opacity), y, luminance, despilled, g_.curve);
+  }
+
+ private:
+  const ColorKeyGeometry& g_;
+  Stretch stretch_;
+  Logs logs_;
+};
 
 template <ByteOrder kOrder>
 HWY_INLINE void keyRow(const ColorKeyGeometry& geometry, const unsigned char* source, unsigned char* result,
                        std::size_t pixels) {
-  keyPixels<1>(
-      {source}, result, pixels, [&](const auto& p) HWY_ATTR { return keyQuickly<kOrder>(geometry, p[0]); },
-      [&](const auto& p) HWY_ATTR { return keyFar<kOrder>(geometry, look<kOrder>(geometry, p[0])); });
+  keyPixels<1>({source}, result, pixels, ColorPass<kOrder>(geometry));
 }
 
 }  // namespace

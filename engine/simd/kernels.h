@@ -3,6 +3,8 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
+#include <vector>
 
 #include "engine/exposure_curve.h"
 #include "engine/key_geometry.h"
@@ -10,11 +12,22 @@
 
 namespace kalvetra::simd {
 
+// The plate's row that was keyed against last, and what the key's quick look reads of it: luminance, offset as the key
+// wants it, and chroma. A row mostly repeats the one above it. For rows of `pixels` pixels, all in one byte order.
+struct PlateColors {
+  explicit PlateColors(std::size_t pixels) : room((pixels + 63) / 64 * 64), row(room), y(room), I(room), Q(room) {}
+
+  std::size_t room;  // whole vectors
+  std::vector<std::uint32_t> row;
+  std::vector<float> y, I, Q;
+  bool filled = false;
+};
+
 // `pixels` consecutive pixels of packed images, all in the same byte order. `result` may be `source`.
 void keyAgainstColor(const ColorKeyGeometry& geometry, ByteOrder order, const unsigned char* source,
                      unsigned char* result, std::size_t pixels);
 void keyAgainstPlate(const PlateKeyGeometry& geometry, ByteOrder order, const unsigned char* source,
-                     const unsigned char* plate, unsigned char* result, std::size_t pixels);
+                     const unsigned char* plate, PlateColors& known, unsigned char* result, std::size_t pixels);
 
 // Background extraction of a row: blacks pixels out, and marks them in `rejected`.
 void extract(const ExtractionGeometry& geometry, unsigned char* pixels, unsigned char* rejected, std::size_t count);

@@ -17,6 +17,7 @@
 
 #include "engine/chroma_plane.h"
 #include "imaging/simd/byte_order.h"
+#include "imaging/simd/spans-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace kalvetra::HWY_NAMESPACE {
@@ -78,11 +79,7 @@ HWY_INLINE Colors colorsOf(VU pixels) {
       {r * all(0.596f) + g * all(-0.275f) + b * all(-0.321f), r * all(0.212f) + g * all(-0.523f) + b * all(0.311f)}};
 }
 
-// Truncated and clamped to 0..255; NaN gives 0.
-HWY_INLINE VI truncToBytes(VF v) {
-  const VF positive = hn::IfThenElseZero(v > hn::Zero(DF()), v);
-  return hn::ConvertTo(DI(), hn::Min(positive, all(255.0f)));
-}
+HWY_INLINE VI truncToBytes(VF v) { return truncToBytes(DF(), v); }
 
 template <ByteOrder kOrder>
 HWY_INLINE VU pixelsOf(VI b, VI g, VI r, VI a) {
@@ -104,10 +101,11 @@ HWY_INLINE VF ramp(VF x, VF x0, VF x1, VF slope) {
 HWY_INLINE VF ramp(VF x, float x0, float x1) { return ramp(x, all(x0), all(x1), all((1.0f - 0.0f) / (x1 - x0))); }
 
 // stretchOpacity. With a limit of 0 every opacity above 0 becomes 1.
-HWY_INLINE VF stretched(VF opacity, float whiteLimit) {
-  const VF limit = all(whiteLimit);
-  return hn::Min(ramp(opacity, hn::Zero(DF()), limit, all(1.0f / whiteLimit)), all(1.0f));
-}
+struct Stretch {
+  explicit HWY_INLINE Stretch(float whiteLimit) : limit(all(whiteLimit)), slope(all(1.0f / whiteLimit)) {}
+  HWY_INLINE VF operator()(VF opacity) const { return hn::Min(ramp(opacity, hn::Zero(DF()), limit, slope), all(1.0f)); }
+  VF limit, slope;
+};
 
 HWY_INLINE VI shaped(VI opacity, const ShadowCurve& curve) {
   if (!curve.active()) return opacity;
@@ -157,9 +155,9 @@ struct Powers {
 //   from Exp. Where that is no longer small the bound itself fails, so such lanes are never certain.
 // The library's pow rounds three times on its way, each time within 2^-52, which `inverse` multiplies too. The sum of
 // both stays under inverse 2^-43 with a factor of almost 2 to spare.
-HWY_INLINE Powers powers(VD pixel, VD backdrop, VD rest, VD inverse) {
+HWY_INLINE Powers powers(VD pixel, VD logBackdrop, VD rest, VD inverse) {
   const DD d;
-  const VD exponent = inverse * (hn::Log(d, pixel) - rest * hn::Log(d, backdrop));
+  const VD exponent = inverse * (hn::Log(d, pixel) - rest * logBackdrop);
   // exp(+-700) is far outside what is used; beyond, Exp is not defined.
   const VD value = hn::Exp(d, hn::Max(hn::Min(exponent, hn::Set(d, 700.0)), hn::Set(d, -700.0)));
   return {value, inverse * hn::Set(d, 0x1p-43)};
@@ -171,13 +169,22 @@ struct Luminances {
   MF certain;
 };
 
-HWY_INLINE Luminances darkLuminance(VF y, VF backdropY, VF amount) {
+// The logarithms of backdropY + 100.
+struct Logs {
+  VD lower, upper;
+};
+HWY_INLINE Logs logsOf(VF backdropY) {
+  const VF offset = backdropY + all(100.0f);
+  return {hn::Log(DD(), widenLower(offset)), hn::Log(DD(), widenUpper(offset))};
+}
+
+HWY_INLINE Luminances darkLuminance(VF y, const Logs& backdrop, VF amount) {
   const DD d;
   const VF hundred = all(100.0f);
-  const VF pixel = y + hundred, backdrop = backdropY + hundred;
+  const VF pixel = y + hundred;
   const VF rest = all(1.0f) - amount, inverse = all(1.0f) / amount;
-  const Powers p0 = powers(widenLower(pixel), widenLower(backdrop), widenLower(rest), widenLower(inverse));
-  const Powers p1 = powers(widenUpper(pixel), widenUpper(backdrop), widenUpper(rest), widenUpper(inverse));
+  const Powers p0 = powers(widenLower(pixel), backdrop.lower, widenLower(rest), widenLower(inverse));
+  const Powers p1 = powers(widenUpper(pixel), backdrop.upper, widenUpper(rest), widenUpper(inverse));
   const auto bound = [&](Powers p, VD sign)
                          HWY_ATTR { return p.value + p.value * p.tolerance * sign - hn::Set(d, 100.0); };
   const auto clamped = [](VF v) HWY_ATTR { return hn::Min(hn::Max(v, all(-50.0f)), all(370.0f)); };
@@ -204,7 +211,10 @@ struct UnmixedLanes {
 
 // unmixLuminance for the lanes of `wanted`; the others hold anything. The plain form handles lanes whose power is not
 // certain, or all of them when `forcePlain` is set.
-HWY_INLINE UnmixedLanes unmixed(VF y, VF backdropY, VF amount, MF wanted, bool forcePlain = false) {
+// `backdropLogs()` gives the logarithms of the backdrop; it is asked only where a lane needs them.
+template <class BackdropLogs>
+HWY_INLINE UnmixedLanes unmixed(VF y, VF backdropY, VF amount, MF wanted, BackdropLogs backdropLogs,
+                                bool forcePlain = false) {
   const VF one = all(1.0f), zero = hn::Zero(DF());
   const MF partly = amount > zero;
   const VF darkest = all(-50.0f), brightest = all(370.0f);
@@ -222,7 +232,7 @@ HWY_INLINE UnmixedLanes unmixed(VF y, VF backdropY, VF amount, MF wanted, bool f
     target = select(whole, hn::Min(hn::Max(asItIs, darkest), brightest), target);
     const MF mixed = hn::AndNot(whole, dark);
     if (any(mixed)) {
-      const Luminances found = darkLuminance(y, backdropY, amount);
+      const Luminances found = darkLuminance(y, backdropLogs(), amount);
       target = select(mixed, found.value, target);
       const MF open = forcePlain ? mixed : hn::AndNot(found.certain, mixed);
       if (any(open)) target = plainLuminance(target, open, y, backdropY, amount);
@@ -260,70 +270,108 @@ HWY_INLINE Chromas skinDespillAt(const Geometry& g, VF y, MF wanted) {
   return normal;
 }
 
+// What the full geometry of a pass makes of a vector of pixels: those that it settles, and for the others, those with
+// an amount of 0 or more, what their luminance and colour follow from.
+struct Geometry {
+  VU settled;
+  VF amount;  // -1 where settled
+  VF y, backdropY;
+  Chromas despilled;
+};
+
 // Pixels that need a pass's full geometry, gathered from where they lie so that no lane of it idles. `Images` pixels
-// belong together: the frame's and, where there is one, the plate's.
+// belong together: the frame's and, where there is one, the plate's. Each step runs over the whole queue before the
+// next one: a processor overlaps the vectors of a short loop, but not those of one as long as all steps together.
 template <std::size_t Images>
 class Queue {
  public:
-  static constexpr std::size_t kRoom = 1024;
-
-  // Adds the lanes of `open`; there must be room for a vector.
+  // Adds the lanes of `open`; the queue must not be full.
   HWY_INLINE void add(const std::array<VU, Images>& pixels, std::size_t at, hn::Mask<DU> open) {
     const DU du;
-    for (std::size_t i = 0; i < Images; ++i) hn::CompressStore(pixels[i], open, du, pixels_[i] + count_);
-    count_ += hn::CompressStore(hn::Iota(du, static_cast<std::uint32_t>(at)), open, du, at_ + count_);
+    // Compressed in a register: some processors take a hundred cycles and more to compress into memory.
+    for (std::size_t i = 0; i < Images; ++i) hn::StoreU(hn::Compress(pixels[i], open), du, pixels_[i] + count_);
+    hn::StoreU(hn::Compress(hn::Iota(du, static_cast<std::uint32_t>(at)), open), du, at_ + count_);
+    count_ += hn::CountTrue(du, open);
   }
 
   bool full() const { return count_ + hn::Lanes(DU()) > kRoom; }
 
   // Keys what was gathered and puts it in its places.
-  template <class Key>
-  HWY_INLINE void drain(unsigned char* result, Key key) {
+  template <class Pass>
+  HWY_INLINE void drain(unsigned char* result, const Pass& pass) {
     const DU du;
-    HWY_ALIGN std::uint32_t keyed[hn::MaxLanes(DU())];
-    for (std::size_t first = 0; first < count_; first += hn::Lanes(du)) {
+    const DF df;
+    const std::size_t lanes = hn::Lanes(du);
+    for (std::size_t i = 0; i < count_; i += lanes) {
       std::array<VU, Images> pixels;
-      for (std::size_t i = 0; i < Images; ++i) pixels[i] = hn::Load(du, pixels_[i] + first);
-      hn::Store(key(pixels), du, keyed);
-      for (std::size_t i = 0; i < hn::Lanes(du) && first + i < count_; ++i) {
-        std::memcpy(result + std::size_t{4} * at_[first + i], keyed + i, 4);
-      }
+      for (std::size_t image = 0; image < Images; ++image) pixels[image] = hn::Load(du, pixels_[image] + i);
+      const Geometry g = pass.geometry(pixels);
+      hn::Store(g.settled, du, keyed_ + i);
+      hn::Store(g.amount, df, amount_ + i);
+      hn::Store(g.y, df, y_ + i);
+      hn::Store(g.backdropY, df, backdropY_ + i);
+      hn::Store(g.despilled.I, df, despilledI_ + i);
+      hn::Store(g.despilled.Q, df, despilledQ_ + i);
     }
+    for (std::size_t i = 0; i < count_; i += lanes) {
+      const VF amount = hn::Load(df, amount_ + i), backdropY = hn::Load(df, backdropY_ + i);
+      const auto logs = [&]() HWY_ATTR { return pass.logs(backdropY); };
+      const UnmixedLanes u = unmixed(hn::Load(df, y_ + i), backdropY, amount, amount >= hn::Zero(df), logs);
+      hn::Store(u.luminance, df, luminance_ + i);
+      hn::Store(u.opacity, df, backdropY_ + i);
+    }
+    for (std::size_t i = 0; i < count_; i += lanes) {
+      const Chromas despilled{hn::Load(df, despilledI_ + i), hn::Load(df, despilledQ_ + i)};
+      const VU pixels =
+          pass.keyed(hn::Load(df, backdropY_ + i), hn::Load(df, y_ + i), hn::Load(df, luminance_ + i), despilled);
+      const auto open = hn::RebindMask(du, hn::Load(df, amount_ + i) >= hn::Zero(df));
+      hn::Store(hn::IfThenElse(open, pixels, hn::Load(du, keyed_ + i)), du, keyed_ + i);
+    }
+    for (std::size_t i = 0; i < count_; ++i) std::memcpy(result + std::size_t{4} * at_[i], keyed_ + i, 4);
     count_ = 0;
   }
 
  private:
+  static constexpr std::size_t kRoom = 256;
+  static constexpr std::size_t kSize = kRoom + hn::MaxLanes(DU());
+
   // Zeros at first: the lanes behind the last pixel are keyed too, and must be defined.
-  HWY_ALIGN std::uint32_t pixels_[Images][kRoom + hn::MaxLanes(DU())] = {};
-  HWY_ALIGN std::uint32_t at_[kRoom + hn::MaxLanes(DU())];
+  HWY_ALIGN std::uint32_t pixels_[Images][kSize] = {};
+  HWY_ALIGN std::uint32_t at_[kSize], keyed_[kSize];
+  HWY_ALIGN float amount_[kSize], y_[kSize], despilledI_[kSize], despilledQ_[kSize], luminance_[kSize];
+  HWY_ALIGN float backdropY_[kSize];  // then the opacity
   std::size_t count_ = 0;
 };
 
-// What a quick look at a vector of pixels settles, and the lanes that it leaves open.
+// What a quick look at a vector of pixels settles, and the lanes that it leaves open: those near the axis between key
+// and grey, whose full geometry is short, and the others. Which of the two a lane is counted to is a matter of speed
+// alone.
 struct QuickKey {
   VU result;
-  hn::Mask<DU> open;
+  hn::Mask<DU> inner, outer;
 };
 
-// Keys `count` pixels of `images`: quick(pixels) first, then full(pixels) for what that left open. `result` may be one
-// of the images.
-template <std::size_t Images, class Quick, class Full>
+// Keys `count` pixels of `images`: pass.quick(pixels, at) first, then the full geometry for what that left open.
+// `result` may be one of the images.
+template <std::size_t Images, class Pass>
 HWY_INLINE void keyPixels(const std::array<const unsigned char*, Images>& images, unsigned char* result,
-                          std::size_t count, Quick quick, Full full) {
+                          std::size_t count, const Pass& pass) {
   const DU du;
   const std::size_t lanes = hn::Lanes(du);
-  Queue<Images> queue;
+  Queue<Images> inner, outer;
+  const auto enqueue = [&](Queue<Images>& queue, const auto& pixels, std::size_t at, hn::Mask<DU> open) HWY_ATTR {
+    if (hn::AllFalse(du, open)) return;
+    if (queue.full()) queue.drain(result, pass);
+    queue.add(pixels, at, open);
+  };
   std::array<VU, Images> pixels;
   std::size_t at = 0;
   for (; at + lanes <= count; at += lanes) {
-    for (std::size_t i = 0; i < Images; ++i) {
-      pixels[i] = hn::LoadU(du, reinterpret_cast<const std::uint32_t*>(images[i] + at * 4));
-    }
-    const QuickKey k = quick(pixels);
-    hn::StoreU(k.result, du, reinterpret_cast<std::uint32_t*>(result + at * 4));
-    if (hn::AllFalse(du, k.open)) continue;
-    if (queue.full()) queue.drain(result, full);
-    queue.add(pixels, at, k.open);
+    for (std::size_t i = 0; i < Images; ++i) pixels[i] = loadPixels(du, images[i], at);
+    const QuickKey k = pass.quick(pixels, at);
+    storePixels(du, k.result, result, at);
+    enqueue(inner, pixels, at, k.inner);
+    enqueue(outer, pixels, at, k.outer);
   }
   if (at < count) {
     HWY_ALIGN std::uint32_t last[hn::MaxLanes(DU())] = {};
@@ -332,13 +380,15 @@ HWY_INLINE void keyPixels(const std::array<const unsigned char*, Images>& images
       std::memcpy(last, images[i] + at * 4, bytes);
       pixels[i] = hn::Load(du, last);
     }
-    const QuickKey k = quick(pixels);
+    const QuickKey k = pass.quick(pixels, at);
     hn::Store(k.result, du, last);
     std::memcpy(result + at * 4, last, bytes);
-    if (queue.full()) queue.drain(result, full);
-    queue.add(pixels, at, hn::And(k.open, hn::FirstN(du, count - at)));
+    const auto there = hn::FirstN(du, count - at);
+    enqueue(inner, pixels, at, hn::And(k.inner, there));
+    enqueue(outer, pixels, at, hn::And(k.outer, there));
   }
-  queue.drain(result, full);
+  inner.drain(result, pass);
+  outer.drain(result, pass);
 }
 
 }  // namespace kalvetra::HWY_NAMESPACE

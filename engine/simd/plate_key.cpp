@@ -42,19 +42,19 @@ HWY_INLINE PlateSight look(const PlateKeyGeometry& g, VU source, VU plate) {
 
 HWY_INLINE MF isKeyed(const PlateKeyGeometry& g, const PlateSight& s) {
   const VF zero = hn::Zero(DF());
-  const MF skin = hn::And(s.across<zero, dot(all(g.skinBound), s.at)> zero);
-  const MF blue = hn::And(s.across >= zero, dot(all(g.blueBound), s.at) > zero);
+  const MF skin = hn::And(hn::Lt(s.across, zero), hn::Gt(dot(all(g.skinBound), s.at), zero));
+  const MF blue = hn::And(hn::Ge(s.across, zero), hn::Gt(dot(all(g.blueBound), s.at), zero));
   const MF near = hn::And(hn::And(s.across > all(-25.0f), s.across < all(25.0f)), s.along < all(1.0f));
   return hn::Or(hn::Or(skin, blue), near);
 }
 
 template <ByteOrder kOrder>
-HWY_INLINE VU keyShadow(const PlateKeyGeometry& g, VF y, VF backdropY) {
+HWY_INLINE VU keyShadow(const Stretch& stretch, const ShadowCurve& curve, VF y, VF backdropY) {
   const DI di;
   const MF darker = y < backdropY;
   const VF depth = (y - backdropY) / (all(-50.0f) - backdropY);
-  const VF alpha = stretched(hn::IfThenElseZero(darker, depth), g.whiteLimit);
-  const VI opacity = shaped(truncToBytes(alpha * all(255.0f)), g.curve);
+  const VF alpha = stretch(hn::IfThenElseZero(darker, depth));
+  const VI opacity = shaped(truncToBytes(alpha * all(255.0f)), curve);
   const auto black = hn::AndNot(opacity == hn::Zero(di), hn::RebindMask(di, darker));
   const VI shade = hn::IfThenZeroElse(black, hn::Set(di, 160));
   return pixelsOf<kOrder>(shade, shade, shade, opacity);
@@ -95,79 +95,133 @@ HWY_INLINE Cuts cut(const PlateKeyGeometry& g, const PlateSight& s, MF wanted) {
   return {select(outer, keyPoint, nearest), select(outer, select(far, despilled, midDespilled), nearest)};
 }
 
-template <ByteOrder kOrder>
-HWY_INLINE VU keyDespilled(const PlateKeyGeometry& g, const PlateSight& s, MF wanted) {
-  const Cuts c = cut(g, s, wanted);
-  const VF position = all(1.0f) - dot(s.axis, c.keyPoint - s.at) / s.axisLength;
-  const VF amount = hn::Min(ramp(position, g.screenGain, 1.0f), all(1.0f));
-  const UnmixedLanes u = unmixed(s.y, s.backdropY, amount, wanted);
-  return keyedPixels<kOrder>(stretched(u.opacity, g.whiteLimit), s.y, u.luminance, c.despilled, g.curve);
+// How far the pixel is foreground, and its despilled chroma.
+HWY_INLINE VF amountOf(const PlateKeyGeometry& g, const PlateSight& s, Chromas keyPoint) {
+  const VF position = all(1.0f) - dot(s.axis, keyPoint - s.at) / s.axisLength;
+  return hn::Min(ramp(position, g.screenGain, 1.0f), all(1.0f));
 }
 
+// The plate's colours as the quick look wants them, which follow from the plate alone: made anew only for the vectors
+// in which it differs from the row before.
+struct BackdropColors {
+  const float *y, *I, *Q;
+};
+
 template <ByteOrder kOrder>
-HWY_INLINE VU keyFully(const PlateKeyGeometry& g, VU source, VU plate) {
+HWY_INLINE BackdropColors follow(const unsigned char* plate, std::size_t pixels, simd::PlateColors& known) {
   const DU du;
-  const VU foreground = opaque<kOrder>(source);
-  const PlateSight s = look<kOrder>(g, source, plate);
-  const MF keyed = isKeyed(g, s);
-  const MF level = hn::And(s.across > all(-10.0f), s.across < all(10.0f));
-  const MF shadow = hn::And(keyed, hn::And(level, s.along < all(g.screenGain)));
-  const MF despill = hn::AndNot(shadow, keyed);
-  VU result = foreground;
-  if (any(shadow)) result = hn::IfThenElse(hn::RebindMask(du, shadow), keyShadow<kOrder>(g, s.y, s.backdropY), result);
-  if (any(despill)) result = hn::IfThenElse(hn::RebindMask(du, despill), keyDespilled<kOrder>(g, s, despill), result);
-  return result;
-}
-
-// Settles the pixels that are foreground or shadow beyond doubt, without a root or a division of the geometry. With
-// span = grey - plate and L its length, along is (span . offset) / L^2 and across is (span x offset) / L, so that both
-// can be compared by their numerators. These and the full look's own are off by some 2^-21 of the sums of their
-// products' magnitudes, which the quarter turn's last bits are part of; 2^-16 on either side leaves no doubt.
-template <ByteOrder kOrder>
-HWY_INLINE QuickKey keyQuickly(const PlateKeyGeometry& g, VU source, VU plate) {
-  const DU du;
-  const VF doubt = all(0x1p-16f), more = all(1.0f + 0x1p-16f), less = all(1.0f - 0x1p-16f);
-  const Colors pixel = colorsOf<kOrder>(source), backdrop = colorsOf<kOrder>(plate);
-  const Chromas offset = pixel.at - backdrop.at, span = all(g.grey) - backdrop.at;
-  const VF square = dot(span, span);
-  const VF ii = span.I * offset.I, qq = span.Q * offset.Q, iq = span.I * offset.Q, qi = span.Q * offset.I;
-  const VF along = ii + qq, alongDoubt = doubt * (hn::Abs(ii) + hn::Abs(qq));
-  const VF across = iq - qi, acrossDoubt = doubt * (hn::Abs(iq) + hn::Abs(qi));
-  const VF distance = hn::Abs(across), farthest = distance + acrossDoubt;
-
-  const MF shadow = hn::And(farthest * farthest < all(100.0f) * less * square,
-                            along + alongDoubt < all(g.screenGain) * less * square);
-  const VF zero = hn::Zero(DF());
-  const MF outside = hn::Or(hn::AndNot(dot(all(g.skinBound), pixel.at) > zero, across < zero - acrossDoubt),
-                            hn::AndNot(dot(all(g.blueBound), pixel.at) > zero, across > acrossDoubt));
-  const VF nearest = hn::Max(distance - acrossDoubt, zero);
-  const MF away = hn::Or(nearest * nearest > all(625.0f) * more * square, along - alongDoubt > more * square);
-  const MF foreground = hn::And(outside, away);
-
-  VU result = opaque<kOrder>(source);
-  if (any(shadow)) {
-    const VF backdropY = backdrop.Y + all(PlateKeyGeometry::kPlateOffset);
-    result = hn::IfThenElse(hn::RebindMask(du, shadow), keyShadow<kOrder>(g, pixel.Y, backdropY), result);
+  const DF df;
+  const auto refresh = [&](VU row, std::size_t at) HWY_ATTR {
+    if (known.filled && hn::AllTrue(du, row == hn::LoadU(du, known.row.data() + at))) return;
+    const Colors c = colorsOf<kOrder>(row);
+    hn::StoreU(row, du, known.row.data() + at);
+    hn::StoreU(c.Y + all(PlateKeyGeometry::kPlateOffset), df, known.y.data() + at);
+    hn::StoreU(c.at.I, df, known.I.data() + at);
+    hn::StoreU(c.at.Q, df, known.Q.data() + at);
+  };
+  std::size_t at = 0;
+  for (; at + hn::Lanes(du) <= pixels; at += hn::Lanes(du)) refresh(loadPixels(du, plate, at), at);
+  if (at < pixels) {
+    HWY_ALIGN std::uint32_t last[hn::MaxLanes(DU())] = {};
+    std::memcpy(last, plate + at * 4, (pixels - at) * 4);
+    refresh(hn::Load(du, last), at);
   }
-  return {result, hn::RebindMask(du, hn::Not(hn::Or(shadow, foreground)))};
+  known.filled = true;
+  return {known.y.data(), known.I.data(), known.Q.data()};
 }
+
+template <ByteOrder kOrder>
+class PlatePass {
+ public:
+  HWY_INLINE PlatePass(const PlateKeyGeometry& g, const BackdropColors& backdrop)
+      : g_(g),
+        backdrop_(backdrop),
+        grey_(all(g.grey)),
+        skinBound_(all(g.skinBound)),
+        blueBound_(all(g.blueBound)),
+        gain_(all(g.screenGain) * all(kLess)),
+        stretch_(g.whiteLimit) {}
+
+  // Settles the pixels that are foreground or shadow beyond doubt, without a root or a division of the geometry. With
+  // span = grey - plate and L its length, along is (span . offset) / L^2 and across is (span x offset) / L, so that
+  // both can be compared by their numerators. These and the full geometry's own are off by some 2^-21 of the sums of
+  // their products' magnitudes, which the quarter turn's last bits are part of; 2^-16 on either side leaves no doubt.
+  HWY_INLINE QuickKey quick(const std::array<VU, 2>& pixels, std::size_t at) const {
+    const DU du;
+    const DF df;
+    const VF doubt = all(0x1p-16f);
+    const Colors pixel = colorsOf<kOrder>(pixels[0]);
+    const Chromas plate{hn::LoadU(df, backdrop_.I + at), hn::LoadU(df, backdrop_.Q + at)};
+    const Chromas offset = pixel.at - plate, span = grey_ - plate;
+    const VF square = dot(span, span);
+    const VF ii = span.I * offset.I, qq = span.Q * offset.Q, iq = span.I * offset.Q, qi = span.Q * offset.I;
+    const VF along = ii + qq, alongDoubt = doubt * (hn::Abs(ii) + hn::Abs(qq));
+    const VF across = iq - qi, acrossDoubt = doubt * (hn::Abs(iq) + hn::Abs(qi));
+    const VF distance = hn::Abs(across), farthest = distance + acrossDoubt;
+    const MF shadow = hn::And(farthest * farthest < all(100.0f * kLess) * square, along + alongDoubt < gain_ * square);
+
+    VU result = opaque<kOrder>(pixels[0]);
+    if (any(shadow)) {
+      const VU keyed = keyShadow<kOrder>(stretch_, g_.curve, pixel.Y, hn::LoadU(df, backdrop_.y + at));
+      if (hn::AllTrue(df, shadow)) return {keyed, hn::FirstN(du, 0), hn::FirstN(du, 0)};
+      result = hn::IfThenElse(hn::RebindMask(du, shadow), keyed, result);
+    }
+    const VF zero = hn::Zero(df);
+    const MF outside = hn::Or(hn::AndNot(hn::Gt(dot(skinBound_, pixel.at), zero), hn::Lt(across, zero - acrossDoubt)),
+                              hn::AndNot(hn::Gt(dot(blueBound_, pixel.at), zero), hn::Gt(across, acrossDoubt)));
+    const VF nearest = hn::Max(distance - acrossDoubt, zero);
+    const MF away = hn::Or(nearest * nearest > all(625.0f * kMore) * square, along - alongDoubt > all(kMore) * square);
+    const MF open = hn::Not(hn::Or(shadow, hn::And(outside, away)));
+    const MF near = distance * distance < all(100.0f) * square;
+    return {result, hn::RebindMask(du, hn::And(open, near)), hn::RebindMask(du, hn::AndNot(near, open))};
+  }
+
+  HWY_INLINE Geometry geometry(const std::array<VU, 2>& pixels) const {
+    const DU du;
+    const PlateSight s = look<kOrder>(g_, pixels[0], pixels[1]);
+    const MF keyed = isKeyed(g_, s);
+    const MF level = hn::And(s.across > all(-10.0f), s.across < all(10.0f));
+    const MF shadow = hn::And(keyed, hn::And(level, s.along < all(g_.screenGain)));
+    const MF despill = hn::AndNot(shadow, keyed);
+    VU settled = opaque<kOrder>(pixels[0]);
+    if (any(shadow)) {
+      const VU keyedShadow = keyShadow<kOrder>(stretch_, g_.curve, s.y, s.backdropY);
+      settled = hn::IfThenElse(hn::RebindMask(du, shadow), keyedShadow, settled);
+    }
+    const Cuts c = cut(g_, s, despill);
+    return {settled, select(despill, amountOf(g_, s, c.keyPoint), all(-1.0f)), s.y, s.backdropY, c.despilled};
+  }
+
+  HWY_INLINE Logs logs(VF backdropY) const { return logsOf(backdropY); }
+
+  HWY_INLINE VU keyed(VF opacity, VF y, VF luminance, Chromas despilled) const {
+    return keyedPixels<kOrder>(stretch_(opacity), y, luminance, despilled, g_.curve);
+  }
+
+ private:
+  static constexpr float kMore = 1.0f + 0x1p-16f, kLess = 1.0f - 0x1p-16f;
+
+  const PlateKeyGeometry& g_;
+  BackdropColors backdrop_;
+  Chromas grey_, skinBound_, blueBound_;
+  VF gain_;  // a little less than the screen gain
+  Stretch stretch_;
+};
 
 template <ByteOrder kOrder>
 HWY_INLINE void keyRow(const PlateKeyGeometry& geometry, const unsigned char* source, const unsigned char* plate,
-                       unsigned char* result, std::size_t pixels) {
-  keyPixels<2>(
-      {source, plate}, result, pixels, [&](const auto& p) HWY_ATTR { return keyQuickly<kOrder>(geometry, p[0], p[1]); },
-      [&](const auto& p) HWY_ATTR { return keyFully<kOrder>(geometry, p[0], p[1]); });
+                       simd::PlateColors& known, unsigned char* result, std::size_t pixels) {
+  keyPixels<2>({source, plate}, result, pixels, PlatePass<kOrder>(geometry, follow<kOrder>(plate, pixels, known)));
 }
 
 }  // namespace
 
 void keyAgainstPlate(const PlateKeyGeometry& geometry, ByteOrder order, const unsigned char* source,
-                     const unsigned char* plate, unsigned char* result, std::size_t pixels) {
+                     const unsigned char* plate, simd::PlateColors& known, unsigned char* result, std::size_t pixels) {
   if (order == ByteOrder::Working) {
-    keyRow<ByteOrder::Working>(geometry, source, plate, result, pixels);
+    keyRow<ByteOrder::Working>(geometry, source, plate, known, result, pixels);
   } else {
-    keyRow<ByteOrder::Host>(geometry, source, plate, result, pixels);
+    keyRow<ByteOrder::Host>(geometry, source, plate, known, result, pixels);
   }
 }
 
@@ -180,8 +234,8 @@ namespace kalvetra {
 HWY_EXPORT(keyAgainstPlate);
 
 void simd::keyAgainstPlate(const PlateKeyGeometry& geometry, ByteOrder order, const unsigned char* source,
-                           const unsigned char* plate, unsigned char* result, std::size_t pixels) {
-  KALVETRA_VECTOR_FORM(keyAgainstPlate)(geometry, order, source, plate, result, pixels);
+                           const unsigned char* plate, PlateColors& known, unsigned char* result, std::size_t pixels) {
+  KALVETRA_VECTOR_FORM(keyAgainstPlate)(geometry, order, source, plate, known, result, pixels);
 }
 
 }  // namespace kalvetra

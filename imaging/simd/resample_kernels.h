@@ -10,6 +10,9 @@ namespace kalvetra::simd {
 
 inline constexpr int kRowsAtOnce = 4;
 
+// CImagingZEP::DF_weight of every distance (kernel_weights.cpp).
+void kernelWeights(const double* distances, float* weights, std::size_t count, int filter, int lobes);
+
 // Reorders `pixels` pixels (a multiple of RowPlan::kPixels; both buffers hold as many) for the paired kernel, and lays
 // taps out likewise: taps[i] is pixel i's.
 void orderPairs(const unsigned char* row, unsigned char* ordered, std::size_t pixels);
