@@ -6,6 +6,7 @@
 #include <hwy/highway.h>
 
 #include <algorithm>
+#include <cstring>
 
 #include "imaging/numeric.h"
 #include "imaging/simd/dispatch.h"
@@ -21,30 +22,45 @@ struct Totals {
   std::uint32_t blue, green, red, count;
 };
 
-// Two channels share a lane, 16 bits each. Plates have at most 320 rows, so that no lane's sum exceeds 80 * 255; longer
-// columns are summed in pieces.
+// Four 16-bit numbers in one.
+std::uint64_t folded(const std::uint32_t* lanes, std::size_t count) {
+  std::uint64_t sums = 0;
+  for (std::size_t i = 0; i < count; i += 2) {
+    std::uint64_t pair;
+    std::memcpy(&pair, lanes + i, sizeof pair);
+    sums += pair;
+  }
+  return sums;
+}
+
+// Two channels share a lane, 16 bits each: in pieces of 512 pixels no sum over every other lane exceeds 256 * 255.
 Totals sumsOf(const std::uint32_t* pixels, std::size_t count) {
   const hn::ScalableTag<std::uint32_t> d;
-  const std::size_t lanes = hn::Lanes(d), piece = 240 * lanes;
+  constexpr std::size_t kPiece = 512;
+  const std::size_t lanes = hn::Lanes(d);
   HWY_ALIGN std::uint32_t outer[hn::MaxLanes(d)], inner[hn::MaxLanes(d)];
   Totals totals{0, 0, 0, 0};
-  for (std::size_t start = 0; start < count; start += piece) {
-    const std::size_t end = std::min(count, start + piece);
+  for (std::size_t start = 0; start < count; start += kPiece) {
+    const std::size_t end = std::min(count, start + kPiece);
     auto even = hn::Zero(d), odd = hn::Zero(d);
     const auto low = hn::Set(d, 0x00FF00FFu);
-    for (std::size_t i = start; i < end; i += lanes) {
-      const auto v = hn::IfThenElseZero(hn::FirstN(d, end - i), hn::LoadU(d, pixels + i));
+    const auto add = [&](auto v) HWY_ATTR {
       even = even + hn::And(v, low);
       odd = odd + hn::And(hn::ShiftRight<8>(v), low);
-    }
+    };
+    std::size_t i = start;
+    for (; i + lanes <= end; i += lanes) add(hn::LoadU(d, pixels + i));
+    if (i < end) add(hn::IfThenElseZero(hn::FirstN(d, end - i), hn::LoadU(d, pixels + i)));
     hn::Store(even, d, outer);
     hn::Store(odd, d, inner);
-    for (std::size_t i = 0; i < lanes; ++i) {
-      totals.blue += outer[i] & 0xFFFFu;
-      totals.red += outer[i] >> 16;
-      totals.green += inner[i] & 0xFFFFu;
-      totals.count += inner[i] >> 16;
-    }
+    const std::uint64_t blueRed = folded(outer, lanes), greenCount = folded(inner, lanes);
+    const auto channel = [](std::uint64_t sums, int at) {
+      return static_cast<std::uint32_t>((sums >> at & 0xFFFFu) + (sums >> (at + 32) & 0xFFFFu));
+    };
+    totals.blue += channel(blueRed, 0);
+    totals.red += channel(blueRed, 16);
+    totals.green += channel(greenCount, 0);
+    totals.count += channel(greenCount, 16);
   }
   return totals;
 }

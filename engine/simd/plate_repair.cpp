@@ -96,11 +96,13 @@ void HoleFiller::markHoles() {
     unsigned char* state = state_.row(y);
     anyNeighbour(surviving, y, width_, near.data());
     for (int x = 0; x < width_; ++x) {
-      const bool frontier = near[static_cast<std::size_t>(x)] != 0;
-      state[x] = row[x] != 0 ? kSettled : frontier ? kFrontier : kHole;
-      if (row[x] != 0) continue;
+      const int hole = 1 - row[x];
+      state[x] = static_cast<unsigned char>(hole + hole * near[static_cast<std::size_t>(x)]);
+    }
+    for (int x = 0; x < width_; ++x) {
+      if (state[x] == kSettled) continue;
       holes_.push_back({x, y});
-      if (frontier) frontier_.push_back({x, y});
+      if (state[x] == kFrontier) frontier_.push_back({x, y});
     }
   }
 }

@@ -1,21 +1,12 @@
 #include "imaging/simd/box_rows.h"
 
 #include <algorithm>
-#include <array>
 
 #include "imaging/sliding_box.h"
 
 namespace kalvetra::simd {
 
 namespace {
-
-template <std::size_t Channels>
-void runningSums(const std::uint32_t* columns, std::uint32_t* sums, std::size_t values) {
-  std::array<std::uint32_t, Channels> sum{};
-  for (std::size_t i = 0; i < values; i += Channels) {
-    for (std::size_t c = 0; c < Channels; ++c) sums[i + c] = sum[c] += columns[i + c];
-  }
-}
 
 std::vector<float> weights(int size, int radius, std::size_t channels) {
   std::vector<float> result;
@@ -54,13 +45,7 @@ void BoxRows::sumAlong() {
   const std::size_t start = static_cast<std::size_t>(radius_ + 1) * channels_;
   std::uint32_t* sums = sums_.data() + start;
   const std::size_t summed = width_ > radius_ ? values_ : values_ - channels_;
-  if (channels_ == 1) {
-    runningSums<1>(columns_.data(), sums, summed);
-  } else if (channels_ == 2) {
-    runningSums<2>(columns_.data(), sums, summed);
-  } else {
-    runningSums<4>(columns_.data(), sums, summed);
-  }
+  sumRow(columns_.data(), sums, summed, channels_);
   for (std::size_t i = start + summed; i < sums_.size(); ++i) sums_[i] = sums_[i - channels_];
 }
 

@@ -30,9 +30,12 @@ HWY_INLINE void split(const unsigned char* pixels, unsigned char* luma, unsigned
     const auto v = loadPixels(d, pixels, i);
     const auto b = channel<blueBit(kOrder)>(d, v), g = channel<greenBit(kOrder)>(d, v),
                r = channel<redBit(kOrder)>(d, v);
-    storeBytes(df, r * all(0.299f) + g * all(0.587f) + b * all(0.114f) + all(0.5f), luma + i);
-    const auto cb = truncToBytes(df, r * all(-0.1687f) + g * all(-0.3313f) + b * all(0.5f) + all(128.0f));
-    const auto cr = truncToBytes(df, r * all(0.5f) + g * all(-0.4187f) + b * all(-0.0813f) + all(128.0f));
+    // All three lie within 0.5..255.5.
+    const auto y = truncInRange(df, r * all(0.299f) + g * all(0.587f) + b * all(0.114f) + all(0.5f));
+    hn::StoreU(hn::DemoteTo(hn::Rebind<std::uint8_t, decltype(d)>(), y), hn::Rebind<std::uint8_t, decltype(d)>(),
+               luma + i);
+    const auto cb = truncInRange(df, r * all(-0.1687f) + g * all(-0.3313f) + b * all(0.5f) + all(128.0f));
+    const auto cr = truncInRange(df, r * all(0.5f) + g * all(-0.4187f) + b * all(-0.0813f) + all(128.0f));
     hn::StoreU(hn::DemoteTo(dPair, hn::Or(cb, hn::ShiftLeft<8>(cr))), dPair,
                reinterpret_cast<std::uint16_t*>(chroma) + i);
   });
@@ -48,9 +51,11 @@ HWY_INLINE void join(const unsigned char* luma, const unsigned char* chroma, uns
     const auto y = loadBytes(df, luma + i);
     const auto cb = channel<0>(d, pairs) - all(127.5f), cr = channel<8>(d, pairs) - all(127.5f);
     const auto scale = all(0.99609375f), half = all(0.5f);
-    const auto b = truncToBytes(df, (y + all(1.772f) * cb) * scale + half);
-    const auto g = truncToBytes(df, (y - all(0.34414f) * cb - all(0.71414f) * cr) * scale + half);
-    const auto r = truncToBytes(df, (y + all(1.402f) * cr) * scale + half);
+    const auto byte = [df](auto v)
+                          HWY_ATTR { return truncInRange(df, hn::Min(hn::Max(v, hn::Zero(df)), hn::Set(df, 255.0f))); };
+    const auto b = byte((y + all(1.772f) * cb) * scale + half);
+    const auto g = byte((y - all(0.34414f) * cb - all(0.71414f) * cr) * scale + half);
+    const auto r = byte((y + all(1.402f) * cr) * scale + half);
     const auto color =
         hn::BitCast(d, hn::Or(hn::ShiftLeft<blueBit(kOrder)>(b),
                               hn::Or(hn::ShiftLeft<greenBit(kOrder)>(g), hn::ShiftLeft<redBit(kOrder)>(r))));

@@ -59,9 +59,14 @@ void orderPairs(const unsigned char* row, unsigned char* ordered, std::size_t pi
   const hn::Full128<std::uint8_t> d;
   alignas(16) static constexpr std::uint8_t order[16] = {0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15};
   const auto indices = hn::Load(d, order);
-  for (std::size_t i = 0; i < pixels * 4; i += 16) {
+  const std::size_t bytes = pixels * 4, whole = bytes / 16 * 16;
+  for (std::size_t i = 0; i < whole; i += 16) {
     hn::StoreU(hn::TableLookupBytes(hn::LoadU(d, row + i), indices), d, ordered + i);
   }
+  if (whole == bytes) return;
+  alignas(16) std::uint8_t last[16] = {};
+  std::memcpy(last, row + whole, bytes - whole);
+  hn::StoreU(hn::TableLookupBytes(hn::Load(d, last), indices), d, ordered + whole);
 }
 
 void orderTaps(const std::int16_t (&taps)[RowPlan::kPixels], std::int16_t (&ordered)[4 * RowPlan::kPixels]) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
 
 #include "imaging/simd/resample_kernels.h"
@@ -91,7 +90,7 @@ ResampledRows::ResampledRows(const unsigned char* source, int width, int height,
   if (!plan_.paired) return;
   // A window may reach past the row by up to two groups, whose taps are 0.
   pairedBytes_ = (static_cast<std::size_t>(width) / RowPlan::kPixels + 3) * RowPlan::kPixels * 4;
-  paired_ = std::make_unique<unsigned char[]>(pairedBytes_ * (kRowsAtOnce + 1));
+  paired_ = std::make_unique<unsigned char[]>(pairedBytes_ * kRowsAtOnce);
 }
 
 std::int16_t* ResampledRows::slot(int row) const {
@@ -108,11 +107,9 @@ void ResampledRows::fillTo(int lastRow) {
     }
     const unsigned char* rows[kRowsAtOnce];
     std::int16_t* results[kRowsAtOnce];
-    unsigned char* const padded = paired_.get() + pairedBytes_ * kRowsAtOnce;
     for (int i = 0; i < kRowsAtOnce; ++i) {
       unsigned char* ordered = paired_.get() + pairedBytes_ * static_cast<std::size_t>(i);
-      std::memcpy(padded, source_ + std::min(done_ + i, height_ - 1) * stride_, static_cast<std::size_t>(width_) * 4);
-      orderPairs(padded, ordered, pairedBytes_ / 4);
+      orderPairs(source_ + std::min(done_ + i, height_ - 1) * stride_, ordered, static_cast<std::size_t>(width_));
       rows[i] = ordered;
       results[i] = slot(done_ + i);
     }

@@ -15,6 +15,9 @@ namespace kalvetra::simd {
 void slideColumns(std::uint32_t* columns, const unsigned char* entering, const unsigned char* leaving,
                   std::size_t values);
 
+// Running sums of each of 1, 2 or 4 interleaved channels, modulo 2^32.
+void sumRow(const std::uint32_t* columns, std::uint32_t* sums, std::size_t values, std::size_t channels);
+
 // How a window sum s becomes a byte: trunc((s + before) * weights * gain + after), clamped.
 struct BoxScale {
   float before;

@@ -43,11 +43,30 @@ HWY_INLINE hn::Vec<DF> loadBytes(DF df, const unsigned char* bytes) {
   const hn::Rebind<std::int32_t, DF> di;
   return hn::ConvertTo(df, hn::PromoteTo(di, hn::LoadU(hn::Rebind<std::uint8_t, DF>(), bytes)));
 }
+// Truncates floats that are known to fit: spares the repair of values that do not, which costs more than the
+// conversion.
+template <class DF>
+HWY_INLINE hn::Vec<hn::Rebind<std::int32_t, DF>> truncInRange(DF df, hn::Vec<DF> v) {
+  const hn::Rebind<std::int32_t, DF> di;
+  (void)df;
+#if HWY_TARGET == HWY_AVX3 || HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_SSE4
+  using VI = hn::Vec<decltype(di)>;
+#if HWY_TARGET == HWY_AVX3
+  if constexpr (sizeof(v.raw) == 64) return VI{_mm512_cvttps_epi32(v.raw)};
+#endif
+#if HWY_TARGET != HWY_SSE4
+  if constexpr (sizeof(v.raw) == 32) return VI{_mm256_cvttps_epi32(v.raw)};
+#endif
+  if constexpr (sizeof(v.raw) == 16) return VI{_mm_cvttps_epi32(v.raw)};
+#else
+  return hn::ConvertTo(di, v);
+#endif
+}
+
 template <class DF>
 HWY_INLINE hn::Vec<hn::Rebind<std::int32_t, DF>> truncToBytes(DF df, hn::Vec<DF> v) {
-  const hn::Rebind<std::int32_t, DF> di;
   const auto positive = hn::IfThenElseZero(hn::Gt(v, hn::Zero(df)), v);
-  return hn::ConvertTo(di, hn::Min(positive, hn::Set(df, 255.0f)));
+  return truncInRange(df, hn::Min(positive, hn::Set(df, 255.0f)));
 }
 template <class DF>
 HWY_INLINE void storeBytes(DF df, hn::Vec<DF> v, unsigned char* bytes) {
