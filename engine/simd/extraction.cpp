@@ -44,20 +44,24 @@ void extract(const ExtractionGeometry& geometry, unsigned char* pixels, unsigned
 // on the same side of the toe; nearer, the plain form decides.
 void exposureCodes(const ExposureCurve& curve, double light, unsigned char* codes) {
   const hn::ScalableTag<double> dd;
-  const std::size_t lanes = hn::Lanes(dd);
-  HWY_ALIGN double values[hn::MaxLanes(dd)], toes[hn::MaxLanes(dd)];
+  const hn::Rebind<float, decltype(dd)> df;
+  const hn::Rebind<std::uint8_t, decltype(dd)> db;
   const auto all = [dd](double v) HWY_ATTR { return hn::Set(dd, v); };
-  for (std::size_t i = 0; i < ExposureCurve::kSteps; i += lanes) {
+  static_assert(ExposureCurve::kSteps % hn::MaxLanes(dd) == 0);
+  for (std::size_t i = 0; i < ExposureCurve::kSteps; i += hn::Lanes(dd)) {
     const auto t = hn::Iota(dd, static_cast<double>(i)) / all(ExposureCurve::kSteps - 1.0);
     const auto lit = all(light) * t / all(255.0) + all(ExposureCurve::kOffset);
-    hn::Store((hn::Log10(dd, lit) - all(curve.black())) * all(curve.scale()), dd, values);
-    hn::Store(t * all(light) * all(curve.slope()) - all(5.0), dd, toes);
-    for (std::size_t lane = 0; lane < lanes && i + lane < ExposureCurve::kSteps; ++lane) {
-      const double v = values[lane];
-      const double fromWhole = v - static_cast<double>(static_cast<int>(v + 0.5));
-      const bool certain = fromWhole > 1e-4 || fromWhole < -1e-4;
-      codes[i + lane] = !certain ? curve.code(light, ExposureCurve::exposure(static_cast<int>(i + lane)))
-                                 : truncToByte(static_cast<float>(v < 60.0 ? toes[lane] : v));
+    const auto v = (hn::Log10(dd, lit) - all(curve.black())) * all(curve.scale());
+    const auto toe = t * all(light) * all(curve.slope()) - all(5.0);
+    const auto code = hn::DemoteTo(df, hn::IfThenElse(v < all(60.0), toe, v));
+    hn::StoreU(hn::DemoteTo(db, truncToBytes(df, code)), db, codes + i);
+    const auto certain = hn::Abs(v - hn::Round(v)) > all(1e-4);
+    if (hn::AllTrue(dd, certain)) continue;
+    double settled[hn::MaxLanes(dd)];
+    hn::StoreU(hn::IfThenElseZero(certain, all(1.0)), dd, settled);
+    for (std::size_t lane = 0; lane < hn::Lanes(dd); ++lane) {
+      if (settled[lane] != 0.0) continue;
+      codes[i + lane] = curve.code(light, ExposureCurve::exposure(static_cast<int>(i + lane)));
     }
   }
 }

@@ -103,7 +103,10 @@ HWY_INLINE VF ramp(VF x, float x0, float x1) { return ramp(x, all(x0), all(x1), 
 // stretchOpacity. With a limit of 0 every opacity above 0 becomes 1.
 struct Stretch {
   explicit HWY_INLINE Stretch(float whiteLimit) : limit(all(whiteLimit)), slope(all(1.0f / whiteLimit)) {}
-  HWY_INLINE VF operator()(VF opacity) const { return hn::Min(ramp(opacity, hn::Zero(DF()), limit, slope), all(1.0f)); }
+  HWY_INLINE VF operator()(VF opacity) const {
+    const VF inside = select(opacity < limit, hn::Min(slope * opacity, all(1.0f)), all(1.0f));
+    return hn::IfThenZeroElse(opacity <= hn::Zero(DF()), inside);
+  }
   VF limit, slope;
 };
 
@@ -254,7 +257,7 @@ HWY_INLINE VU keyedPixels(VF alpha, VF y, VF foregroundY, Chromas despilled, con
   const VI r = truncToBytes(((I * all(0.956f) + Y) + Q * all(0.62f)) + half);
   const VI g = truncToBytes(((I * all(-0.272f) + Y) + Q * all(-0.647f)) + half);
   const VI b = truncToBytes(((Y + I * all(-1.108f)) + Q * all(1.705f)) + half);
-  return pixelsOf<kOrder>(b, g, r, shaped(truncToBytes(alpha * all(255.0f)), curve));
+  return pixelsOf<kOrder>(b, g, r, shaped(truncInRange(DF(), alpha * all(255.0f)), curve));
 }
 
 // The skin side's despill normal: the geometry's own but for the bright lanes of `wanted`, which take a turned one.

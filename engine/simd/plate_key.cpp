@@ -48,15 +48,14 @@ HWY_INLINE MF isKeyed(const PlateKeyGeometry& g, const PlateSight& s) {
   return hn::Or(hn::Or(skin, blue), near);
 }
 
+// A pixel that is not darker than its backdrop has a depth of 0, and so an opacity of 0 and the grey of nothing.
 template <ByteOrder kOrder>
 HWY_INLINE VU keyShadow(const Stretch& stretch, const ShadowCurve& curve, VF y, VF backdropY) {
   const DI di;
-  const MF darker = y < backdropY;
-  const VF depth = (y - backdropY) / (all(-50.0f) - backdropY);
-  const VF alpha = stretch(hn::IfThenElseZero(darker, depth));
-  const VI opacity = shaped(truncToBytes(alpha * all(255.0f)), curve);
-  const auto black = hn::AndNot(opacity == hn::Zero(di), hn::RebindMask(di, darker));
-  const VI shade = hn::IfThenZeroElse(black, hn::Set(di, 160));
+  // Both signs turned round, which no rounding notices.
+  const VF depth = hn::Max(backdropY - y, hn::Zero(DF())) / (backdropY + all(50.0f));
+  const VI opacity = shaped(truncInRange(DF(), stretch(depth) * all(255.0f)), curve);
+  const VI shade = hn::IfThenElseZero(opacity == hn::Zero(di), hn::Set(di, 160));
   return pixelsOf<kOrder>(shade, shade, shade, opacity);
 }
 

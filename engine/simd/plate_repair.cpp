@@ -34,7 +34,7 @@ void anyNeighbour(Map& map, int y, int width, unsigned char* result) {
   }
 }
 
-enum State : unsigned char { kSettled, kHole, kFrontier, kOutside };
+enum State : unsigned char { kSettled = 0, kHole = 1, kFrontier = 2, kOutside = 4 };
 
 class HoleFiller {
  public:
@@ -146,14 +146,16 @@ void HoleFiller::makeColumns() {
   }
 }
 
-// The neighbours that are holes become the next frontier.
+// The neighbours that are holes become the next frontier. Most rows of them hold none.
 void HoleFiller::visitNeighbours(Cell cell, std::vector<Cell>& next) {
+  static_assert((kHole & 1) != 0 && ((kSettled | kFrontier | kOutside) & 1) == 0);
   for (int y = cell.y - 1; y <= cell.y + 1; ++y) {
-    unsigned char* row = state_.row(y);
-    for (int x = cell.x - 1; x <= cell.x + 1; ++x) {
-      if (row[x] != kHole) continue;
-      row[x] = kFrontier;
-      next.push_back({x, y});
+    unsigned char* row = state_.row(y) + cell.x - 1;
+    if (((row[0] | row[1] | row[2]) & 1) == 0) continue;
+    for (int i = 0; i < 3; ++i) {
+      if (row[i] != kHole) continue;
+      row[i] = kFrontier;
+      next.push_back({cell.x - 1 + i, y});
     }
   }
 }

@@ -114,34 +114,56 @@ void resampleRow(const RowPlan& plan, const unsigned char* row, std::int16_t* re
   for (std::size_t x = 0; x < static_cast<std::size_t>(plan.outputWidth); ++x) {
     const Window& window = plan.windows[x];
     const int* tap = plan.taps.data() + window.taps;
+    const unsigned char* pixel = row + std::ptrdiff_t{4} * (window.first - 1);
+    const auto product = [&](int k) HWY_ATTR {
+      return hn::PromoteTo(d4, hn::LoadU(dByte, pixel + std::ptrdiff_t{4} * k)) * hn::Set(d4, tap[k]);
+    };
+    const int count = window.last - window.first + 1;
     auto sums = hn::Zero(d4);
-    for (int k = window.first; k <= window.last; ++k) {
-      const auto pixel = hn::PromoteTo(d4, hn::LoadU(dByte, row + std::ptrdiff_t{4} * (k - 1)));
-      sums = sums + pixel * hn::Set(d4, *tap++);
+    if (count == 2) {  // nearly all windows of an enlargement with one lobe
+      sums = product(0) + product(1);
+    } else {
+      for (int k = 0; k < count; ++k) sums = sums + product(k);
     }
     hn::StoreU(hn::DemoteTo(dShort, hn::ShiftRight<16>(sums)), dShort, result + x * 4);
   }
 }
 
-void resampleColumns(const std::int16_t* const* rows, const int* taps, std::size_t count, unsigned char* result,
-                     std::size_t values) {
-  const auto run = [&](auto d, std::size_t from, std::size_t to) HWY_ATTR {
-    const hn::Rebind<std::int16_t, decltype(d)> dShort;
+namespace {
+
+// Adds up the rows' products for each vector of values; `sum(d, i)` gives the sums.
+template <class Sum>
+HWY_INLINE void resampleValues(unsigned char* result, std::size_t values, Sum sum) {
+  const auto store = [&](auto d, std::size_t i) HWY_ATTR {
     const hn::Rebind<std::uint8_t, decltype(d)> dByte;
-    const std::size_t lanes = hn::Lanes(d);
-    for (std::size_t i = from; i + lanes <= to; i += lanes) {
-      auto sums = hn::Set(d, 32768);
-      for (std::size_t k = 0; k < count; ++k) {
-        sums = sums + hn::PromoteTo(d, hn::LoadU(dShort, rows[k] + i)) * hn::Set(d, taps[k]);
-      }
-      const auto bytes = hn::DemoteTo(dByte, hn::ShiftRight<16>(sums));
-      hn::StoreU(count == 0 ? hn::Zero(dByte) : bytes, dByte, result + i);
-    }
+    hn::StoreU(hn::DemoteTo(dByte, hn::ShiftRight<16>(sum(d, i) + hn::Set(d, 32768))), dByte, result + i);
   };
   const hn::ScalableTag<std::int32_t> d;
-  const std::size_t whole = values / hn::Lanes(d) * hn::Lanes(d);
-  run(d, 0, whole);
-  run(hn::Full128<std::int32_t>(), whole, values);  // `values` is a multiple of 4
+  std::size_t i = 0;
+  for (; i + hn::Lanes(d) <= values; i += hn::Lanes(d)) store(d, i);
+  for (; i < values; i += 4) store(hn::Full128<std::int32_t>(), i);  // `values` is a multiple of 4
+}
+
+}  // namespace
+
+void resampleColumns(const std::int16_t* const* rows, const int* taps, std::size_t count, unsigned char* result,
+                     std::size_t values) {
+  const auto product = [](auto d, const std::int16_t* row, std::size_t i, int tap) HWY_ATTR {
+    return hn::PromoteTo(d, hn::LoadU(hn::Rebind<std::int16_t, decltype(d)>(), row + i)) * hn::Set(d, tap);
+  };
+  if (count == 2) {
+    const std::int16_t *row0 = rows[0], *row1 = rows[1];
+    const int tap0 = taps[0], tap1 = taps[1];
+    resampleValues(result, values, [&](auto d, std::size_t i) HWY_ATTR {
+      return product(d, row0, i, tap0) + product(d, row1, i, tap1);
+    });
+    return;
+  }
+  resampleValues(result, values, [&](auto d, std::size_t i) HWY_ATTR {
+    auto sums = hn::Zero(d);
+    for (std::size_t k = 0; k < count; ++k) sums = sums + product(d, rows[k], i, taps[k]);
+    return sums;
+  });
 }
 
 }  // namespace kalvetra::HWY_NAMESPACE
