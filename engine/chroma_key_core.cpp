@@ -136,11 +136,10 @@ unsigned int CKALVETRA::MakeChromaKeyMaskX9Core32bit14(KALVETRA_Param* param, un
   const PlateKey key(*param);
   const std::size_t bytes = byteCount(param->nWidth, param->nHeight) * 4;
   if (simd::enabled()) {
-    const std::size_t row = byteCount(param->nWidth, 1);
-    simd::PlateColors known(row);
-    for (std::size_t i = 0; i < bytes; i += row * 4) {
-      simd::keyAgainstPlate(key, simd::ByteOrder::Working, param->pSrc + i, plate + i, known, param->pDst + i, row);
-    }
+    simd::PlateColors known(param->nWidth);
+    simd::forEachBlock(*param, plate, [&](const simd::KeyRows& rows) {
+      simd::keyAgainstPlate(key, simd::ByteOrder::Working, rows, known);
+    });
     return 0;
   }
   for (std::size_t i = 0; i < bytes; i += 4) key.keyPixel(param->pSrc + i, plate + i, param->pDst + i);

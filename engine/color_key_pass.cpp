@@ -128,7 +128,8 @@ unsigned int CKALVETRA::MakeMask32bit007_2(KALVETRA_Param* param) {
   const ColorKey key(*param);
   const std::size_t bytes = byteCount(param->nWidth, param->nHeight) * 4;
   if (simd::enabled()) {
-    simd::keyAgainstColor(key, simd::ByteOrder::Working, param->pSrc, param->pDst, bytes / 4);
+    simd::forEachBlock(*param, nullptr,
+                       [&](const simd::KeyRows& rows) { simd::keyAgainstColor(key, simd::ByteOrder::Working, rows); });
     return 0;
   }
   for (std::size_t i = 0; i < bytes; i += 4) key.keyPixel(param->pSrc + i, param->pDst + i);

@@ -1,5 +1,6 @@
 #include "engine/streamed_frame.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -23,22 +24,25 @@ Bytes allocate(std::size_t bytes) { return std::make_unique_for_overwrite<unsign
 // The frame's rows, deblocked where the record asks for it.
 class SourceRows {
  public:
-  SourceRows(const HostFrame& frame, int deblockRadius) : frame_(frame) {
+  SourceRows(const HostFrame& frame, int deblockRadius)
+      : frame_(frame), rowBytes_(static_cast<std::size_t>(frame.width) * 4) {
     if (deblockRadius == 0) return;
     blurred_.emplace(frame.input, frame.inputStride, simd::ByteOrder::Host, frame.width, frame.height, deblockRadius);
-    row_ = std::make_unique<unsigned char[]>(static_cast<std::size_t>(frame.width) * 4);
+    rows_ = std::make_unique<unsigned char[]>(rowBytes_ * simd::KeyRows::kMost);
   }
-  // Row y, after row y - 1; valid until the next call.
+  // Row y, after row y - 1; valid until kMost more were asked for.
   const unsigned char* row(int y) {
     if (!blurred_) return frame_.input + y * frame_.inputStride;
-    blurred_->next(row_.get());
-    return row_.get();
+    unsigned char* row = rows_.get() + static_cast<std::size_t>(y % simd::KeyRows::kMost) * rowBytes_;
+    blurred_->next(row);
+    return row;
   }
 
  private:
   const HostFrame& frame_;
+  std::size_t rowBytes_;
   std::optional<simd::ChromaRows> blurred_;
-  Bytes row_;
+  Bytes rows_;
 };
 
 // The background plate's rows in host order, made of the frame as it came.
@@ -67,11 +71,11 @@ class PlateRows {
   std::optional<simd::ResampledRows> enlarged_;
 };
 
-// Keys the frame's rows one after the other.
+// Keys the frame's rows, some at a time.
 class Keyer {
  public:
   Keyer(const HostFrame& frame, const KALVETRA_Param& param)
-      : pixels_(static_cast<std::size_t>(frame.width)), source_(frame, param.nDeBlock) {
+      : frame_(frame), pixels_(static_cast<std::size_t>(frame.width)), source_(frame, param.nDeBlock) {
     if (param.bSmoothBG == 0) {
       color_.emplace(param);
       return;
@@ -79,28 +83,38 @@ class Keyer {
     plate_.emplace(frame, param);
     plateKey_.emplace(param);
     plateColors_.emplace(pixels_);
-    plateRow_ = allocate(pixels_ * 4);
+    plateRows_ = allocate(pixels_ * 4 * simd::KeyRows::kMost);
   }
   bool possible() const { return !plate_ || plate_->possible(); }
-  // Row y, after row y - 1, in host order.
-  void keyRow(int y, unsigned char* result) {
-    const unsigned char* source = source_.row(y);
+  // Rows y..y + count - 1, after all before them, into the output in host order; count at most kMost.
+  void keyRows(int y, int count) {
+    simd::KeyRows rows{};
+    rows.pixels = pixels_;
+    rows.count = count;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
+      const int row = y + static_cast<int>(i);
+      rows.source[i] = source_.row(row);
+      rows.result[i] = frame_.output + row * frame_.outputStride;
+      if (!plate_) continue;
+      plate_->next(plateRows_.get() + i * pixels_ * 4);
+      rows.plate[i] = plateRows_.get() + i * pixels_ * 4;
+    }
     if (plate_) {
-      plate_->next(plateRow_.get());
-      simd::keyAgainstPlate(*plateKey_, simd::ByteOrder::Host, source, plateRow_.get(), *plateColors_, result, pixels_);
+      simd::keyAgainstPlate(*plateKey_, simd::ByteOrder::Host, rows, *plateColors_);
     } else {
-      simd::keyAgainstColor(*color_, simd::ByteOrder::Host, source, result, pixels_);
+      simd::keyAgainstColor(*color_, simd::ByteOrder::Host, rows);
     }
   }
 
  private:
+  const HostFrame& frame_;
   std::size_t pixels_;
   SourceRows source_;
   std::optional<ColorKeyGeometry> color_;
   std::optional<PlateKeyGeometry> plateKey_;
   std::optional<PlateRows> plate_;
   std::optional<simd::PlateColors> plateColors_;
-  Bytes plateRow_;
+  Bytes plateRows_;
 };
 
 bool covers(const HostFrame& frame, const KALVETRA_Param& param) {
@@ -175,12 +189,15 @@ bool streamFrame(const HostFrame& frame, const KALVETRA_Param* param, const Matt
   if (!keyer.possible()) return false;
   std::optional<MatteStage> matte;
   if (MatteStage::isNeeded(*param)) matte.emplace(frame, *param);
-  for (int y = 0; y < frame.height; ++y) {
-    keyer.keyRow(y, output(y));
-    if (matte) {
-      simd::takeMatte(output(y), simd::ByteOrder::Host, matte->row(y), pixels);
-    } else {
-      simd::finishRow(finish, input(y), output(y), pixels);
+  for (int block = 0; block < frame.height; block += simd::KeyRows::kMost) {
+    const int end = std::min(block + simd::KeyRows::kMost, frame.height);
+    keyer.keyRows(block, end - block);
+    for (int y = block; y < end; ++y) {
+      if (matte) {
+        simd::takeMatte(output(y), simd::ByteOrder::Host, matte->row(y), pixels);
+      } else {
+        simd::finishRow(finish, input(y), output(y), pixels);
+      }
     }
   }
   if (matte) matte->finish(finish);

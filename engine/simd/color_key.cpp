@@ -103,6 +103,8 @@ class ColorPass {
   explicit HWY_INLINE ColorPass(const ColorKeyGeometry& geometry)
       : g_(geometry), stretch_(geometry.whiteLimit), logs_(logsOf(all(geometry.keyY))) {}
 
+  HWY_INLINE void begin(const simd::KeyRows&, std::size_t) {}
+
   // All but the far pixels of the region.
   HWY_INLINE QuickKey quick(const std::array<VU, 1>& pixels, std::size_t) const {
     const DU du;
@@ -136,19 +138,18 @@ class ColorPass {
 };
 
 template <ByteOrder kOrder>
-HWY_INLINE void keyRow(const ColorKeyGeometry& geometry, const unsigned char* source, unsigned char* result,
-                       std::size_t pixels) {
-  keyPixels<1>({source}, result, pixels, ColorPass<kOrder>(geometry));
+HWY_INLINE void keyInOrder(const ColorKeyGeometry& geometry, const simd::KeyRows& rows) {
+  ColorPass<kOrder> pass(geometry);
+  keyRows<1>(rows, pass);
 }
 
 }  // namespace
 
-void keyAgainstColor(const ColorKeyGeometry& geometry, ByteOrder order, const unsigned char* source,
-                     unsigned char* result, std::size_t pixels) {
+void keyAgainstColor(const ColorKeyGeometry& geometry, ByteOrder order, const simd::KeyRows& rows) {
   if (order == ByteOrder::Working) {
-    keyRow<ByteOrder::Working>(geometry, source, result, pixels);
+    keyInOrder<ByteOrder::Working>(geometry, rows);
   } else {
-    keyRow<ByteOrder::Host>(geometry, source, result, pixels);
+    keyInOrder<ByteOrder::Host>(geometry, rows);
   }
 }
 
@@ -160,9 +161,8 @@ namespace kalvetra {
 
 HWY_EXPORT(keyAgainstColor);
 
-void simd::keyAgainstColor(const ColorKeyGeometry& geometry, ByteOrder order, const unsigned char* source,
-                           unsigned char* result, std::size_t pixels) {
-  KALVETRA_VECTOR_FORM(keyAgainstColor)(geometry, order, source, result, pixels);
+void simd::keyAgainstColor(const ColorKeyGeometry& geometry, ByteOrder order, const KeyRows& rows) {
+  KALVETRA_VECTOR_FORM(keyAgainstColor)(geometry, order, rows);
 }
 
 }  // namespace kalvetra

@@ -1,11 +1,13 @@
 // Vector forms of the keying passes. Only where simd::enabled(); every one writes the very bytes of its plain form.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
+#include "engine/chroma_plane.h"
 #include "engine/exposure_curve.h"
 #include "engine/key_geometry.h"
 #include "imaging/simd/byte_order.h"
@@ -23,17 +25,47 @@ struct PlateColors {
   bool filled = false;
 };
 
-// `pixels` consecutive pixels of packed images, all in the same byte order. `result` may be `source`.
-void keyAgainstColor(const ColorKeyGeometry& geometry, ByteOrder order, const unsigned char* source,
-                     unsigned char* result, std::size_t pixels);
-void keyAgainstPlate(const PlateKeyGeometry& geometry, ByteOrder order, const unsigned char* source,
-                     const unsigned char* plate, PlateColors& known, unsigned char* result, std::size_t pixels);
+// Some rows of an image and of the plate, all in the same byte order, and where their keys go: which may be the source.
+// Rows are keyed several at a time so that the pixels that need more work come in numbers.
+struct KeyRows {
+  static constexpr int kMost = 8;
+
+  std::size_t pixels;  // of a row, at most 65536
+  int count;
+  std::array<const unsigned char*, kMost> source, plate;  // plate: only where it is keyed against
+  std::array<unsigned char*, kMost> result;
+};
+// Calls key(rows) for all rows of a record's images in turn; `plate`, packed, may be null.
+template <class Key>
+void forEachBlock(const KALVETRA_Param& param, const unsigned char* plate, Key key) {
+  const std::size_t rowBytes = std::size_t{4} * param.nWidth;
+  for (int y = 0; y < param.nHeight; y += KeyRows::kMost) {
+    KeyRows rows{};
+    rows.pixels = param.nWidth;
+    rows.count = std::min(KeyRows::kMost, param.nHeight - y);
+    for (std::size_t i = 0; i < static_cast<std::size_t>(rows.count); ++i) {
+      const std::size_t at = (static_cast<std::size_t>(y) + i) * rowBytes;
+      rows.source[i] = param.pSrc + at;
+      rows.plate[i] = plate == nullptr ? nullptr : plate + at;
+      rows.result[i] = param.pDst + at;
+    }
+    key(rows);
+  }
+}
+
+void keyAgainstColor(const ColorKeyGeometry& geometry, ByteOrder order, const KeyRows& rows);
+void keyAgainstPlate(const PlateKeyGeometry& geometry, ByteOrder order, const KeyRows& rows, PlateColors& known);
 
 // Background extraction of a row: blacks pixels out, and marks them in `rejected`.
 void extract(const ExtractionGeometry& geometry, unsigned char* pixels, unsigned char* rejected, std::size_t count);
 
 // ExposureCurve::code at every exposure, ExposureCurve::kSteps codes.
 void exposureCodes(const ExposureCurve& curve, double light, unsigned char* codes);
+
+// unmixLuminance of `count` pixels, a multiple of 16, as the keying passes do it: y within 0..255, backdropY within
+// 0..256.6. Returns how many the plain form had to decide. For tests; `widening` multiplies the error bound.
+std::size_t unmixLuminances(const float* y, const float* backdropY, const float* amount, Unmixed* result,
+                            std::size_t count, double widening);
 
 // --- Rows of the render entry (pixel_rows.cpp) ----------------------------------------------------------------------
 

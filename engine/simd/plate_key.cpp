@@ -100,46 +100,32 @@ HWY_INLINE VF amountOf(const PlateKeyGeometry& g, const PlateSight& s, Chromas k
   return hn::Min(ramp(position, g.screenGain, 1.0f), all(1.0f));
 }
 
-// The plate's colours as the quick look wants them, which follow from the plate alone: made anew only for the vectors
-// in which it differs from the row before.
-struct BackdropColors {
-  const float *y, *I, *Q;
-};
-
-template <ByteOrder kOrder>
-HWY_INLINE BackdropColors follow(const unsigned char* plate, std::size_t pixels, simd::PlateColors& known) {
-  const DU du;
-  const DF df;
-  const auto refresh = [&](VU row, std::size_t at) HWY_ATTR {
-    if (known.filled && hn::AllTrue(du, row == hn::LoadU(du, known.row.data() + at))) return;
-    const Colors c = colorsOf<kOrder>(row);
-    hn::StoreU(row, du, known.row.data() + at);
-    hn::StoreU(c.Y + all(PlateKeyGeometry::kPlateOffset), df, known.y.data() + at);
-    hn::StoreU(c.at.I, df, known.I.data() + at);
-    hn::StoreU(c.at.Q, df, known.Q.data() + at);
-  };
-  std::size_t at = 0;
-  for (; at + hn::Lanes(du) <= pixels; at += hn::Lanes(du)) refresh(loadPixels(du, plate, at), at);
-  if (at < pixels) {
-    HWY_ALIGN std::uint32_t last[hn::MaxLanes(DU())] = {};
-    std::memcpy(last, plate + at * 4, (pixels - at) * 4);
-    refresh(hn::Load(du, last), at);
-  }
-  known.filled = true;
-  return {known.y.data(), known.I.data(), known.Q.data()};
-}
-
 template <ByteOrder kOrder>
 class PlatePass {
  public:
-  HWY_INLINE PlatePass(const PlateKeyGeometry& g, const BackdropColors& backdrop)
+  HWY_INLINE PlatePass(const PlateKeyGeometry& g, simd::PlateColors& known)
       : g_(g),
-        backdrop_(backdrop),
+        known_(known),
         grey_(all(g.grey)),
         skinBound_(all(g.skinBound)),
         blueBound_(all(g.blueBound)),
         gain_(all(g.screenGain) * all(kLess)),
         stretch_(g.whiteLimit) {}
+
+  // The plate's colours, which follow from the plate alone: made anew only for the vectors in which a row differs from
+  // the one before.
+  HWY_INLINE void begin(const simd::KeyRows& rows, std::size_t row) {
+    const DU du;
+    const unsigned char* plate = rows.plate[row];
+    std::size_t x = 0;
+    for (; x + hn::Lanes(du) <= rows.pixels; x += hn::Lanes(du)) follow(loadPixels(du, plate, x), x);
+    if (x < rows.pixels) {
+      HWY_ALIGN std::uint32_t last[hn::MaxLanes(DU())] = {};
+      std::memcpy(last, plate + x * 4, (rows.pixels - x) * 4);
+      follow(hn::Load(du, last), x);
+    }
+    known_.filled = true;
+  }
 
   // Settles the pixels that are foreground or shadow beyond doubt, without a root or a division of the geometry. With
   // span = grey - plate and L its length, along is (span . offset) / L^2 and across is (span x offset) / L, so that
@@ -150,7 +136,7 @@ class PlatePass {
     const DF df;
     const VF doubt = all(0x1p-16f);
     const Colors pixel = colorsOf<kOrder>(pixels[0]);
-    const Chromas plate{hn::LoadU(df, backdrop_.I + at), hn::LoadU(df, backdrop_.Q + at)};
+    const Chromas plate{hn::LoadU(df, known_.I.data() + at), hn::LoadU(df, known_.Q.data() + at)};
     const Chromas offset = pixel.at - plate, span = grey_ - plate;
     const VF square = dot(span, span);
     const VF ii = span.I * offset.I, qq = span.Q * offset.Q, iq = span.I * offset.Q, qi = span.Q * offset.I;
@@ -161,7 +147,7 @@ class PlatePass {
 
     VU result = opaque<kOrder>(pixels[0]);
     if (any(shadow)) {
-      const VU keyed = keyShadow<kOrder>(stretch_, g_.curve, pixel.Y, hn::LoadU(df, backdrop_.y + at));
+      const VU keyed = keyShadow<kOrder>(stretch_, g_.curve, pixel.Y, hn::LoadU(df, known_.y.data() + at));
       if (hn::AllTrue(df, shadow)) return {keyed, hn::FirstN(du, 0), hn::FirstN(du, 0)};
       result = hn::IfThenElse(hn::RebindMask(du, shadow), keyed, result);
     }
@@ -200,27 +186,38 @@ class PlatePass {
  private:
   static constexpr float kMore = 1.0f + 0x1p-16f, kLess = 1.0f - 0x1p-16f;
 
+  HWY_INLINE void follow(VU plate, std::size_t x) {
+    const DU du;
+    const DF df;
+    if (known_.filled && hn::AllTrue(du, plate == hn::LoadU(du, known_.row.data() + x))) return;
+    const Colors c = colorsOf<kOrder>(plate);
+    hn::StoreU(plate, du, known_.row.data() + x);
+    hn::StoreU(c.Y + all(PlateKeyGeometry::kPlateOffset), df, known_.y.data() + x);
+    hn::StoreU(c.at.I, df, known_.I.data() + x);
+    hn::StoreU(c.at.Q, df, known_.Q.data() + x);
+  }
+
   const PlateKeyGeometry& g_;
-  BackdropColors backdrop_;
+  simd::PlateColors& known_;
   Chromas grey_, skinBound_, blueBound_;
   VF gain_;  // a little less than the screen gain
   Stretch stretch_;
 };
 
 template <ByteOrder kOrder>
-HWY_INLINE void keyRow(const PlateKeyGeometry& geometry, const unsigned char* source, const unsigned char* plate,
-                       simd::PlateColors& known, unsigned char* result, std::size_t pixels) {
-  keyPixels<2>({source, plate}, result, pixels, PlatePass<kOrder>(geometry, follow<kOrder>(plate, pixels, known)));
+HWY_INLINE void keyInOrder(const PlateKeyGeometry& geometry, const simd::KeyRows& rows, simd::PlateColors& known) {
+  PlatePass<kOrder> pass(geometry, known);
+  keyRows<2>(rows, pass);
 }
 
 }  // namespace
 
-void keyAgainstPlate(const PlateKeyGeometry& geometry, ByteOrder order, const unsigned char* source,
-                     const unsigned char* plate, simd::PlateColors& known, unsigned char* result, std::size_t pixels) {
+void keyAgainstPlate(const PlateKeyGeometry& geometry, ByteOrder order, const simd::KeyRows& rows,
+                     simd::PlateColors& known) {
   if (order == ByteOrder::Working) {
-    keyRow<ByteOrder::Working>(geometry, source, plate, known, result, pixels);
+    keyInOrder<ByteOrder::Working>(geometry, rows, known);
   } else {
-    keyRow<ByteOrder::Host>(geometry, source, plate, known, result, pixels);
+    keyInOrder<ByteOrder::Host>(geometry, rows, known);
   }
 }
 
@@ -232,9 +229,8 @@ namespace kalvetra {
 
 HWY_EXPORT(keyAgainstPlate);
 
-void simd::keyAgainstPlate(const PlateKeyGeometry& geometry, ByteOrder order, const unsigned char* source,
-                           const unsigned char* plate, PlateColors& known, unsigned char* result, std::size_t pixels) {
-  KALVETRA_VECTOR_FORM(keyAgainstPlate)(geometry, order, source, plate, known, result, pixels);
+void simd::keyAgainstPlate(const PlateKeyGeometry& geometry, ByteOrder order, const KeyRows& rows, PlateColors& known) {
+  KALVETRA_VECTOR_FORM(keyAgainstPlate)(geometry, order, rows, known);
 }
 
 }  // namespace kalvetra
