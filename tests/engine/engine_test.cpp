@@ -9,6 +9,7 @@
 #include "engine/KalvetraFinalCut.h"
 #include "engine/backdrop_color.h"
 #include "parameters/parameter_table.h"
+#include "tests/support/cpu_levels.h"
 #include "tests/support/test_images.h"
 
 namespace {
@@ -347,11 +348,14 @@ TEST(RenderEntry, LargeFramesKeepTheirBytes) {
     change(s);
     return hashOf(render(s, greenScreen(width, height, 11), width, height));
   };
-  EXPECT_EQ(1130834118368771005u, hash(701, 395, [](KeySettings&) {}));
-  EXPECT_EQ(10168605587376466388u,
-            hash(395, 701, [](KeySettings& s) { s.shadow = 40, s.despillWhite = 60, s.deBlocking = 1; }));
-  EXPECT_EQ(1444998034409168601u,
-            hash(701, 395, [](KeySettings& s) { s.smoothBG = 0, s.edgeContract = 1, s.edgeBlur = 1; }));
+  kalvetra::test::atEveryLevel([&](kalvetra::CpuLevel level) {
+    SCOPED_TRACE(kalvetra::cpuLevelName(level));
+    EXPECT_EQ(1130834118368771005u, hash(701, 395, [](KeySettings&) {}));
+    EXPECT_EQ(10168605587376466388u,
+              hash(395, 701, [](KeySettings& s) { s.shadow = 40, s.despillWhite = 60, s.deBlocking = 1; }));
+    EXPECT_EQ(1444998034409168601u,
+              hash(701, 395, [](KeySettings& s) { s.smoothBG = 0, s.edgeContract = 1, s.edgeBlur = 1; }));
+  });
 }
 
 TEST(BackdropFinder, FindsTheScreenAndRefusesOtherPictures) {

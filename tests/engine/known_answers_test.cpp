@@ -13,6 +13,7 @@
 #include "engine/CKALVETRA.h"
 #include "engine/KALVETRA_MakeMaskGreenBack32bit.h"
 #include "parameters/parameter_table.h"
+#include "tests/support/cpu_levels.h"
 
 namespace {
 
@@ -245,7 +246,10 @@ TEST(KnownAnswers, EveryRoutineByteForByte) {
     const std::string routine = json.at("routine");
     ASSERT_TRUE(checks().contains(routine)) << routine;
     SCOPED_TRACE(routine + " " + json.at("args").dump());
-    checks().at(routine)(Case{json});
+    kalvetra::test::atEveryLevel([&](kalvetra::CpuLevel level) {
+      SCOPED_TRACE(kalvetra::cpuLevelName(level));
+      checks().at(routine)(Case{json});
+    });
     ++seen[routine];
   }
   EXPECT_EQ(checks().size(), seen.size()) << "a routine has no recorded answer";

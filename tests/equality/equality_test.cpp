@@ -1,6 +1,7 @@
 // The vector forms give the bytes of the plain routines, at every CPU level of this machine.
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <set>
 
 #include "imaging/cpu_level.h"
@@ -56,6 +57,8 @@ std::vector<ColorCase> colorCases() {
   }
   return cases;
 }
+
+void PrintTo(const ColorCase& tested, std::ostream* out) { *out << tested.pass->name; }
 
 class EveryColor : public testing::TestWithParam<ColorCase> {};
 

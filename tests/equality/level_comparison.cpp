@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "imaging/cpu_level.h"
+#include "tests/support/cpu_levels.h"
 
 namespace kalvetra::test {
 
@@ -31,18 +32,6 @@ constexpr Size kLargeSizes[]{{131, 57}, {1031, 3}, {333, 257}, {200, 400}, {700,
 constexpr std::size_t kOffsets[]{0, 4, 8, 12, 1, 7, 13};
 constexpr unsigned char kGuardByte = 0xA5;
 constexpr unsigned char kUnwritten = 0x5C;
-
-class LevelRestorer {
- public:
-  LevelRestorer() : level_(cpuLevel()) {}
-  ~LevelRestorer() { setCpuLevel(level_); }
-  LevelRestorer(const LevelRestorer&) = delete;
-  LevelRestorer& operator=(const LevelRestorer&) = delete;
-
- private:
-  CpuLevel level_;
-};
-
 // An image at an offset in memory, with guards before and behind it.
 class GuardedImage {
  public:
