@@ -16,8 +16,9 @@ enum { kKalvetraViewSource = 0, kKalvetraViewMatte = 1, kKalvetraViewResult = 2 
 //  deBlockValue       1..10 pixels;  contractMask 1..10 steps;  contractThreshold 0..50;  maskBlurRadius 1..100 pixels
 //  skinHue, blueHue   -50..50, moves the hue bounds of the backdrop's sector
 //
-// Values out of range make the pipeline refuse the frame; the result view is then empty. Exceptions of an allocation
-// pass to the caller and leave nothing allocated.
+// Values out of range make the pipeline refuse the frame; the result view is then empty. An allocation of the entry's
+// own that fails passes its exception to the caller and leaves nothing allocated; what the plain pipeline's passes meet
+// is answered by its status, and the frame may then be partly keyed.
 void KalvetraFinalCut(char* output, int outputWidth, int outputHeight, const char* input, int inputWidth,
                       int inputHeight, double scaleX, double scaleY, int view, double keyRed, double keyGreen,
                       double keyBlue, int smoothBG, int shadow, int clipBlack, int clipWhite, int deBlocking,

@@ -77,6 +77,7 @@ unsigned int CKALVETRA::ExtractBack32bit(unsigned char* image, unsigned char* ma
                                          unsigned char keyR, unsigned char keyG, unsigned char keyB, int hue1,
                                          int hue2) {
   if (image == nullptr || map == nullptr) return 0;
+  if (width < 1 || height < 1) return 1;
   CImagingZEP imaging;
   ExtractionGeometry geometry;
   // Slopes of the sector's two bounds. Parallel to the Q axis a slope is infinite, and its test fails at I = 0.

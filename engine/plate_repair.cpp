@@ -185,13 +185,13 @@ void HoleFiller::settlePixel(int x, int y, int reach, unsigned char* result) con
 
 unsigned int CKALVETRA::ContractBack32bit(unsigned char* image, int width, int height, int rowBytes, int count) {
   if (image == nullptr) return 0;
-  if (kalvetra::simd::enabled() && width > 0 && height > 0) {
+  const std::size_t bytes = kalvetra::byteCount(rowBytes, height);
+  if (bytes == 0 || width < 1) return 1;
+  if (kalvetra::simd::enabled()) {
     kalvetra::simd::contractPlate(image, width, height, rowBytes, count);
     return 1;
   }
-  const std::size_t bytes = kalvetra::byteCount(rowBytes, height);
   const auto scratch = std::make_unique<unsigned char[]>(bytes);
-  if (bytes == 0) return 1;
   std::memcpy(scratch.get(), image, bytes);
   const auto offset = [rowBytes](int x, int y) { return std::ptrdiff_t{y} * rowBytes + std::ptrdiff_t{4} * x; };
   for (int pass = 0; pass < count; ++pass) {

@@ -65,8 +65,8 @@ class CImagingZEP {
   // --- Blurs --------------------------------------------------------------------------------------------------------
 
   // Box-averages the chroma of a packed image in place with a window of 2 * radius + 1 pixels a side; luma stays sharp.
-  // `scratch` has the image's size and is clobbered. A radius below 1 still costs one round trip through Y, Cb, Cr, and
-  // counts as done. Channel 3 stays. When memory runs out the image is left as Y, Cb, Cr.
+  // `scratch` has the image's size and may be clobbered. A radius below 1 still costs one round trip through Y, Cb, Cr,
+  // and counts as done. Channel 3 stays. When memory runs out the image may be left as Y, Cb, Cr.
   int ChromaBlur32bit(int width, int height, unsigned char* image, unsigned char* scratch, int radius);
 
   // The box average of ChromaBlur32bit on an image that already holds Y, Cb, Cr in bytes 0, 1, 2.

@@ -47,15 +47,15 @@ int CImagingZEP::AverageBlurA(int width, int height, unsigned char* plane, float
   const int wholeRadius = kalvetra::truncToInt(radius);
   if (plane == nullptr || wholeRadius < 0) return 0;
   if (width < 1 || height < 1) return 1;
-  const int r = kalvetra::effectiveRadius(width, height, wholeRadius);
-  const std::vector<float> columnWeights = windowWeights(width, r);
-  const std::vector<float> rowWeights = windowWeights(height, r);
   const std::size_t bytes = kalvetra::byteCount(width, height);
   const auto output = std::make_unique<unsigned char[]>(bytes);
   if (kalvetra::simd::enabled() && kalvetra::simd::averageBlur(plane, output.get(), width, height, wholeRadius, gain)) {
     std::memcpy(plane, output.get(), bytes);
     return 1;
   }
+  const int r = kalvetra::effectiveRadius(width, height, wholeRadius);
+  const std::vector<float> columnWeights = windowWeights(width, r);
+  const std::vector<float> rowWeights = windowWeights(height, r);
 
   unsigned char* out = output.get();
   kalvetra::slideBox<1>({plane, width, height, width, 1}, r, [&](int x, int y, const auto& sums) {

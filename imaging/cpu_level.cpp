@@ -34,7 +34,8 @@ struct Choice {
   Choice() { set(cpuLevels().back()); }
   void set(CpuLevel chosen) {
     for (const Level& level : kLevels) {
-      if (level.level == chosen) target.Update(level.target);
+      // At level Scalar the target stays: a frame that is under way on another thread ends with the vectors it began.
+      if (level.level == chosen && level.target != 0) target.Update(level.target);
     }
     current = chosen;
   }

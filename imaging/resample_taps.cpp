@@ -48,6 +48,10 @@ Taps makeTaps(int sourceSize, int outputSize, int filter, int lobes) {
     const double center = (2.0 * j - 1.0) * s / (2.0 * d);
     const int first = std::max(truncToInt(center - static_cast<double>(support) + 0.5 + 1.0), 1);
     const int last = std::min(truncToInt(center + static_cast<double>(support) + 0.5), sourceSize);
+    if (first > last) {
+      table.windows.push_back({1, 0, distances.size()});
+      continue;
+    }
     table.windows.push_back({first, last, distances.size()});
     for (int k = first; k <= last; ++k) distances.push_back(distance(k, j, s, d));
   }

@@ -7,7 +7,7 @@
 namespace kalvetra {
 
 // The source indices that one output index draws on, and where their taps start. Indices are 1-based: source index k
-// covers the interval [k - 1, k]. Empty when first > last.
+// covers the interval [k - 1, k]. Empty where first is 1 and last 0.
 struct Window {
   int first;
   int last;

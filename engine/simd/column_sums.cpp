@@ -74,7 +74,8 @@ void columnMeans(const simd::Columns& columns, const simd::Cell* cells, std::siz
   for (std::size_t i = 0; i < count; ++i) {
     const simd::Cell cell = cells[i];
     const int first = std::max(cell.y - reach, 0), last = std::min(cell.y + reach, columns.height - 1);
-    const std::uint32_t* column = columns.pixels.data() + static_cast<std::size_t>(cell.x) * columns.stride;
+    const std::uint32_t* column =
+        columns.pixels.data() + static_cast<std::size_t>(cell.x) * static_cast<std::size_t>(columns.height);
     const std::uint32_t own = column[cell.y];
     Totals t = sumsOf(column + first, static_cast<std::size_t>(last - first + 1));
     t.count -= own >> 24;

@@ -8,10 +8,9 @@
 namespace kalvetra::simd {
 
 // An image with its columns one after the other. Pixels are blue, green, red and 1, or all zeros where black; behind
-// every column lie zeros for a whole vector.
+// the last column there is room for a whole vector.
 struct Columns {
   int height;
-  std::size_t stride;  // pixels from column to column
   std::vector<std::uint32_t> pixels;
 };
 

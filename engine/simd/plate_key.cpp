@@ -5,6 +5,8 @@
 #define HWY_TARGET_INCLUDE "engine/simd/plate_key.cpp"
 #include <hwy/foreach_target.h>
 
+#include <algorithm>
+
 #include "engine/simd/keying-inl.h"
 #include "imaging/simd/dispatch.h"
 
@@ -48,14 +50,14 @@ HWY_INLINE MF isKeyed(const PlateKeyGeometry& g, const PlateSight& s) {
   return hn::Or(hn::Or(skin, blue), near);
 }
 
-// A pixel that is not darker than its backdrop has a depth of 0, and so an opacity of 0 and the grey of nothing.
 template <ByteOrder kOrder>
 HWY_INLINE VU keyShadow(const Stretch& stretch, const ShadowCurve& curve, VF y, VF backdropY) {
   const DI di;
   // Both signs turned round, which no rounding notices.
   const VF depth = hn::Max(backdropY - y, hn::Zero(DF())) / (backdropY + all(50.0f));
   const VI opacity = shaped(truncInRange(DF(), stretch(depth) * all(255.0f)), curve);
-  const VI shade = hn::IfThenElseZero(opacity == hn::Zero(di), hn::Set(di, 160));
+  const auto black = hn::AndNot(opacity == hn::Zero(di), hn::RebindMask(di, y < backdropY));
+  const VI shade = hn::IfThenZeroElse(black, hn::Set(di, 160));
   return pixelsOf<kOrder>(shade, shade, shade, opacity);
 }
 
@@ -109,7 +111,7 @@ class PlatePass {
         grey_(all(g.grey)),
         skinBound_(all(g.skinBound)),
         blueBound_(all(g.blueBound)),
-        gain_(all(g.screenGain) * all(kLess)),
+        gain_(all(std::min(g.screenGain, 1.0f) * kLess)),
         stretch_(g.whiteLimit) {}
 
   // The plate's colours, which follow from the plate alone: made anew only for the vectors in which a row differs from
@@ -129,21 +131,21 @@ class PlatePass {
 
   // Settles the pixels that are foreground or shadow beyond doubt, without a root or a division of the geometry. With
   // span = grey - plate and L its length, along is (span . offset) / L^2 and across is (span x offset) / L, so that
-  // both can be compared by their numerators. These and the full geometry's own are off by some 2^-21 of the sums of
-  // their products' magnitudes, which the quarter turn's last bits are part of; 2^-16 on either side leaves no doubt.
+  // both can be compared by their numerators. These and the full geometry's own are off by some 2^-21 of the sum of all
+  // four products' magnitudes: all four, since the quarter turn, short of 90 degrees by 2^-24, brings the products of
+  // along into across. 2^-16 on either side leaves no doubt.
   HWY_INLINE QuickKey quick(const std::array<VU, 2>& pixels, std::size_t at) const {
     const DU du;
     const DF df;
-    const VF doubt = all(0x1p-16f);
     const Colors pixel = colorsOf<kOrder>(pixels[0]);
     const Chromas plate{hn::LoadU(df, known_.I.data() + at), hn::LoadU(df, known_.Q.data() + at)};
     const Chromas offset = pixel.at - plate, span = grey_ - plate;
     const VF square = dot(span, span);
     const VF ii = span.I * offset.I, qq = span.Q * offset.Q, iq = span.I * offset.Q, qi = span.Q * offset.I;
-    const VF along = ii + qq, alongDoubt = doubt * (hn::Abs(ii) + hn::Abs(qq));
-    const VF across = iq - qi, acrossDoubt = doubt * (hn::Abs(iq) + hn::Abs(qi));
-    const VF distance = hn::Abs(across), farthest = distance + acrossDoubt;
-    const MF shadow = hn::And(farthest * farthest < all(100.0f * kLess) * square, along + alongDoubt < gain_ * square);
+    const VF doubt = all(0x1p-16f) * (hn::Abs(ii) + hn::Abs(qq) + (hn::Abs(iq) + hn::Abs(qi)));
+    const VF along = ii + qq, across = iq - qi;
+    const VF distance = hn::Abs(across), farthest = distance + doubt;
+    const MF shadow = hn::And(farthest * farthest < all(100.0f * kLess) * square, along + doubt < gain_ * square);
 
     VU result = opaque<kOrder>(pixels[0]);
     if (any(shadow)) {
@@ -152,10 +154,10 @@ class PlatePass {
       result = hn::IfThenElse(hn::RebindMask(du, shadow), keyed, result);
     }
     const VF zero = hn::Zero(df);
-    const MF outside = hn::Or(hn::AndNot(hn::Gt(dot(skinBound_, pixel.at), zero), hn::Lt(across, zero - acrossDoubt)),
-                              hn::AndNot(hn::Gt(dot(blueBound_, pixel.at), zero), hn::Gt(across, acrossDoubt)));
-    const VF nearest = hn::Max(distance - acrossDoubt, zero);
-    const MF away = hn::Or(nearest * nearest > all(625.0f * kMore) * square, along - alongDoubt > all(kMore) * square);
+    const MF outside = hn::Or(hn::AndNot(hn::Gt(dot(skinBound_, pixel.at), zero), hn::Lt(across, zero - doubt)),
+                              hn::AndNot(hn::Gt(dot(blueBound_, pixel.at), zero), hn::Gt(across, doubt)));
+    const VF nearest = hn::Max(distance - doubt, zero);
+    const MF away = hn::Or(nearest * nearest > all(625.0f * kMore) * square, along - doubt > all(kMore) * square);
     const MF open = hn::Not(hn::Or(shadow, hn::And(outside, away)));
     const MF near = distance * distance < all(100.0f) * square;
     return {result, hn::RebindMask(du, hn::And(open, near)), hn::RebindMask(du, hn::AndNot(near, open))};

@@ -18,7 +18,6 @@ class Map {
   Map(int width, int height, unsigned char frame)
       : stride_(static_cast<std::size_t>(width) + 2), bytes_(stride_ * (static_cast<std::size_t>(height) + 2), frame) {}
   unsigned char* row(int y) { return bytes_.data() + static_cast<std::size_t>(y + 1) * stride_ + 1; }
-  std::ptrdiff_t stride() const { return static_cast<std::ptrdiff_t>(stride_); }
 
  private:
   std::size_t stride_;
@@ -125,7 +124,7 @@ void HoleFiller::fillRun(int y, int first, int end) {
   unsigned char* pixel = at(first, y);
   for (int k = 1; k <= end - first; ++k, pixel += 4) {
     for (int c = 0; c < 3; ++c) {
-      const int rise = (right[c] - left[c]) * k;
+      const std::int64_t rise = std::int64_t{right[c] - left[c]} * k;
       pixel[c] = truncToByte(static_cast<float>(left[c]) + static_cast<float>(rise) / steps);
     }
   }
@@ -134,11 +133,10 @@ void HoleFiller::fillRun(int y, int first, int end) {
 void HoleFiller::makeColumns() {
   constexpr std::size_t kRoom = 64;  // pixels, at least a vector
   columns_.height = height_;
-  columns_.stride = static_cast<std::size_t>(height_) + kRoom;
-  columns_.pixels.resize(columns_.stride * static_cast<std::size_t>(width_));
+  columns_.pixels.resize(static_cast<std::size_t>(height_) * static_cast<std::size_t>(width_) + kRoom);
   for (int y = 0; y < height_; ++y) {
     std::uint32_t* to = columns_.pixels.data() + y;
-    for (int x = 0; x < width_; ++x, to += columns_.stride) {
+    for (int x = 0; x < width_; ++x, to += height_) {
       const unsigned char* pixel = at(x, y);
       const std::uint32_t color = pixel[0] | std::uint32_t{pixel[1]} << 8 | std::uint32_t{pixel[2]} << 16;
       *to = color == 0 ? 0 : color | 1u << 24;
@@ -166,7 +164,8 @@ void HoleFiller::settle() {
   std::vector<std::uint32_t> means;
   std::vector<Cell> next;
   const auto pixelAt = [this](Cell c) -> std::uint32_t& {
-    return columns_.pixels[static_cast<std::size_t>(c.x) * columns_.stride + static_cast<std::size_t>(c.y)];
+    return columns_
+        .pixels[static_cast<std::size_t>(c.x) * static_cast<std::size_t>(height_) + static_cast<std::size_t>(c.y)];
   };
   for (int reach = 1; !frontier_.empty(); reach = std::min(reach + 1, height_)) {
     means.resize(frontier_.size());

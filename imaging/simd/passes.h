@@ -1,5 +1,5 @@
 // Vector forms of whole routines, called from their plain forms. Only where simd::enabled(). Arguments as in
-// CImagingZEP, checked there: no buffer is null, no radius negative, no side below 1. A bool says whether the arguments
+// CImagingZEP, checked there: no buffer is null, no radius negative. A bool says whether the arguments
 // are covered; where they are not, nothing is written.
 #pragma once
 

@@ -12,13 +12,13 @@ namespace kalvetra::simd {
 
 // The horizontal step's taps in the order in which its kernel wants them.
 struct RowPlan {
-  // How rows are made: with sums of products of 16-bit pairs, for windows of many pixels (kPairsOf pixels at a time),
-  // or pixel by pixel in 32 bits.
+  // How rows are made: with sums of products of 16-bit pairs, for windows of many pixels (kPixels pixels at a time), or
+  // pixel by pixel in 32 bits.
   static constexpr int kPixels = 8;
   bool paired = false;
   int outputWidth = 0;
   std::vector<Window> windows;      // paired: first is the 0-based first pixel, even; last counts groups of kPixels
-  std::vector<int> taps;            // 16.16, for the plain form
+  std::vector<int> taps;            // 16.16, where not paired
   std::vector<std::int16_t> pairs;  // each group's taps, spread over its 4 * kPixels lanes
 };
 

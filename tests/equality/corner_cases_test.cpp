@@ -1,0 +1,106 @@
+// Places where a vector form once differed from the plain one, or left its buffers.
+#include <gtest/gtest.h>
+
+#include <climits>
+
+#include "engine/CKALVETRA.h"
+#include "imaging/cpu_level.h"
+#include "parameters/key_settings.h"
+#include "tests/support/cpu_levels.h"
+#include "tests/support/test_images.h"
+
+namespace {
+
+using kalvetra::CpuLevel;
+using kalvetra::cpuLevelName;
+using kalvetra::test::append;
+using kalvetra::test::atEveryLevel;
+using kalvetra::test::Bytes;
+
+// Expects `make()` to give the same bytes at every level.
+template <class Make>
+void expectTheSame(Make make) {
+  Bytes plain;
+  atEveryLevel([&](CpuLevel level) {
+    const Bytes bytes = make();
+    if (level == CpuLevel::Scalar) plain = bytes;
+    EXPECT_EQ(plain, bytes) << cpuLevelName(level);
+  });
+}
+
+// Plate and pixel lie opposite each other across grey, in line with it to the last bits: which side of the axis the
+// pixel is on depends on how far the quarter turn falls short of 90 degrees.
+TEST(CornerCases, OppositeHuesInLineWithGrey) {
+  Bytes frame;
+  for (int i = 0; i < 64 * 64; ++i) append(frame, {255, 128, 182, 219});
+  for (int c = 0; c < 3; ++c)
+    frame[(32 * 64 + 32) * 4 + 1 + c] = static_cast<unsigned char>(c == 0 ? 234 : c == 1 ? 126 : 52);
+  kalvetra::KeySettings settings = kalvetra::defaultSettings();
+  settings.keyColor = {128 / 255.0, 182 / 255.0, 219 / 255.0};
+  settings.skinHue = -50;
+  settings.blueHue = 50;
+  expectTheSame([&] {
+    Bytes out(frame.size());
+    kalvetra::renderFrame(settings, frame.data(), out.data(), 64, 64);
+    EXPECT_EQ(150, out[(32 * 64 + 32) * 4 + 1]);  // keyed, not left as it is
+    return out;
+  });
+}
+
+TEST(CornerCases, RecordsBeyondTheirRanges) {
+  for (const auto& [gain, shadow] : {std::pair{250, 100}, {10, 250}, {65535, 65535}}) {
+    expectTheSame([gain = gain, shadow = shadow] {
+      Bytes source = kalvetra::test::noise(40 * 40 * 4, 5), plate = kalvetra::test::noise(40 * 40 * 4, 6);
+      Bytes result(source.size());
+      KALVETRA_Param p{};
+      p.pSrc = source.data();
+      p.pDst = result.data();
+      p.nWidth = p.nHeight = 40;
+      p.nSkinHue[0] = 145;
+      p.nBlueHue[0] = 290;
+      p.nScreenGain[0] = static_cast<std::uint16_t>(gain);
+      p.nShadow[0] = static_cast<std::uint16_t>(shadow);
+      CKALVETRA().MakeChromaKeyMaskX9Core32bit14(&p, plate.data());
+      return result;
+    });
+  }
+}
+
+TEST(CornerCases, SizesThatHoldNothing) {
+  expectTheSame([] {
+    Bytes image = kalvetra::test::noise(64, 1), map(16, 7);
+    CKALVETRA keying;
+    EXPECT_EQ(1u, keying.ExtractBack32bit(image.data(), map.data(), -1, 1, 64, 40, 200, 50, 145, 290));
+    EXPECT_EQ(1u, keying.ContractBack32bit(image.data(), 16, 1, 0, 3));
+    image.insert(image.end(), map.begin(), map.end());
+    return image;
+  });
+}
+
+// Windows without any pixel, far outside of 32 bits.
+TEST(CornerCases, KernelsWithoutLobes) {
+  for (const int lobes : {-300000000, INT_MIN, 0}) {
+    expectTheSame([lobes] {
+      Bytes source = kalvetra::test::noise(64 * 64 * 4, 2), result(16 * 16 * 4, 9);
+      CImagingZEP().DF_WH32bit5_1(source.data(), 64, 64, 256, result.data(), 8, 8, 32, 0, lobes);
+      CImagingZEP().DF_WH32bit5_1(source.data(), 8, 8, 256, result.data(), 16, 16, 64, 0, lobes);
+      return result;
+    });
+  }
+}
+
+// The plain form would take hours here; by hand: the ramp from red 255 to blue 255 ends one step of many short of its
+// end.
+TEST(CornerCases, ARampLongerThanItsNumbers) {
+  constexpr int kWidth = 9000000;
+  if (kalvetra::cpuLevels().size() < 2) GTEST_SKIP() << "this machine has no vectors";
+  Bytes row(std::size_t{kWidth} * 4);
+  row[1] = row[2] = 255;
+  row[row.size() - 4] = 255;
+  CKALVETRA().ExpandBack32bit8(row.data(), kWidth, 1, kWidth * 4, 0, 255, 0);
+  EXPECT_EQ(254, row[row.size() - 8]);
+  EXPECT_EQ(0, row[row.size() - 7]);
+  EXPECT_EQ(127, row[kWidth / 2 * std::size_t{4}]);
+}
+
+}  // namespace
