@@ -33,8 +33,10 @@ void expectTheSame(Make make) {
 TEST(CornerCases, OppositeHuesInLineWithGrey) {
   Bytes frame;
   for (int i = 0; i < 64 * 64; ++i) append(frame, {255, 128, 182, 219});
-  for (int c = 0; c < 3; ++c)
-    frame[(32 * 64 + 32) * 4 + 1 + c] = static_cast<unsigned char>(c == 0 ? 234 : c == 1 ? 126 : 52);
+  constexpr std::size_t kMiddle = (32 * 64 + 32) * 4;
+  frame[kMiddle + 1] = 234;
+  frame[kMiddle + 2] = 126;
+  frame[kMiddle + 3] = 52;
   kalvetra::KeySettings settings = kalvetra::defaultSettings();
   settings.keyColor = {128 / 255.0, 182 / 255.0, 219 / 255.0};
   settings.skinHue = -50;
@@ -42,7 +44,7 @@ TEST(CornerCases, OppositeHuesInLineWithGrey) {
   expectTheSame([&] {
     Bytes out(frame.size());
     kalvetra::renderFrame(settings, frame.data(), out.data(), 64, 64);
-    EXPECT_EQ(150, out[(32 * 64 + 32) * 4 + 1]);  // keyed, not left as it is
+    EXPECT_EQ(150, out[kMiddle + 1]);  // keyed, not left as it is
     return out;
   });
 }
