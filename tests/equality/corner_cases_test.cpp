@@ -91,6 +91,30 @@ TEST(CornerCases, KernelsWithoutLobes) {
   }
 }
 
+// Only the common area is rendered, each frame with its own row length; the rest of the output is left as it was.
+TEST(CornerCases, FramesOfDifferentSizes) {
+  const kalvetra::FrameSize sizes[] = {{37, 21}, {30, 25}, {350, 4}, {5, 330}, {1, 1}};
+  for (const kalvetra::FrameSize& from : sizes) {
+    for (const kalvetra::FrameSize& to : sizes) {
+      const Bytes frame = kalvetra::test::greenScreen(from.width, from.height, 4);
+      for (const int options : {0, 1}) {
+        kalvetra::KeySettings settings = kalvetra::defaultSettings();
+        settings.keyColor = {34 / 255.0, 134 / 255.0, 60 / 255.0};
+        settings.deBlocking = settings.edgeContract = settings.edgeBlur = options;
+        settings.clipBlack = 20 * options;
+        expectTheSame([&] {
+          Bytes out(static_cast<std::size_t>(to.width * to.height) * 4, 77);
+          kalvetra::renderFrame(settings, frame.data(), from, out.data(), to, {1.0, 1.0});
+          const std::size_t rightmost = static_cast<std::size_t>(to.width) * 4 - 1;
+          EXPECT_TRUE(to.width <= from.width || out[rightmost] == 77);
+          EXPECT_TRUE(to.height <= from.height || out.back() == 77);
+          return out;
+        });
+      }
+    }
+  }
+}
+
 // The plain form would take hours here; by hand: the ramp from red 255 to blue 255 ends one step of many short of its
 // end.
 TEST(CornerCases, ARampLongerThanItsNumbers) {
