@@ -1,30 +1,20 @@
-// The command on real files, from end to end. ffmpeg and ffprobe make the inputs and judge the outputs.
+// Keying real files from end to end.
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
-#include "media/frame_converter.h"
-#include "media/reader.h"
 #include "parameters/key_settings.h"
-#include "tests/support/run_program.h"
+#include "tests/support/command.h"
 #include "tests/support/scratch_folder.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using kalvetra::Image;
-using kalvetra::test::need;
-using kalvetra::test::Outcome;
-using kalvetra::test::run;
-using kalvetra::test::ScratchFolder;
+using namespace kalvetra::test;
 
 constexpr int kClipFrames = 6;
-
-const std::string kKalvetra = KALVETRA_COMMAND;
-const std::string kFfmpeg = "ffmpeg -nostdin -v error -y ";
 
 // Inputs that many tests share, made once.
 struct Inputs {
@@ -42,38 +32,6 @@ struct Inputs {
 const Inputs& inputs() {
   static const Inputs made;
   return made;
-}
-
-std::string key(const std::string& arguments) { return kKalvetra + " key " + arguments; }
-
-std::vector<Image> readAll(const std::string& path) {
-  static const std::atomic<bool> never{false};
-  av_log_set_level(AV_LOG_QUIET);
-  kalvetra::Reader reader(path, 1, never);
-  kalvetra::FrameConverter converter(reader.format().color);
-  std::vector<Image> images;
-  for (kalvetra::SourceFrame frame; reader.next(frame);) images.push_back(converter.convert(*frame.picture));
-  return images;
-}
-
-std::string probe(const std::string& entries, const std::string& file) {
-  return need("ffprobe -v error -of compact=p=0:nk=0 -show_entries " + entries + " " + file);
-}
-
-std::string pictureTimes(const std::string& file) {
-  return need("ffprobe -v error -select_streams v:0 -show_entries frame=best_effort_timestamp_time -of csv=p=0 " +
-              file + " | grep -oE '^[0-9.]+'");
-}
-
-double meanDifference(const Image& a, const Image& b, std::size_t firstByte, std::size_t step) {
-  double sum = 0;
-  std::size_t count = 0;
-  for (std::size_t i = firstByte; i < a.argb.size(); i += step, ++count) sum += std::abs(a.argb[i] - b.argb[i]);
-  return sum / static_cast<double>(count);
-}
-
-void expectHas(const std::string& text, const std::string& part) {
-  EXPECT_NE(std::string::npos, text.find(part)) << "'" << part << "' is missing in: " << text;
 }
 
 TEST(KeyCommand, AllFourOutputsFitTogether) {
