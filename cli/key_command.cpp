@@ -8,6 +8,8 @@
 #include "cli/interrupt.h"
 #include "cli/key_options.h"
 #include "cli/key_pipeline.h"
+#include "engine/KalvetraFinalCut.h"
+#include "media/delivery.h"
 #include "media/hash_sink.h"
 #include "media/temporary_output.h"
 #include "media/writer.h"
@@ -45,6 +47,11 @@ bool writesFile(const KeyCommand& options) {
          (options.format == kHash && !options.output.empty() && options.output != kStandardOutput);
 }
 
+Delivery deliveryOf(const KeyCommand& options) {
+  const bool matte = options.choice.settings.view == kKalvetraViewMatte;
+  return chooseDelivery({options.output, {}, {}, {}, matte, matte});
+}
+
 void checkOutput(const KeyCommand& options) {
   if (options.format.empty() && options.output.empty()) throw CLI::RequiredError("OUTPUT");
   if (options.format == kNull && !options.output.empty() && options.output != kStandardOutput) {
@@ -55,7 +62,7 @@ void checkOutput(const KeyCommand& options) {
 // The output's place; none where no file is written.
 std::unique_ptr<TemporaryOutput> openOutput(const KeyCommand& options) {
   if (!writesFile(options)) return nullptr;
-  if (options.format.empty()) outputFormatFor(options.output);  // throws for a name that fits none
+  if (options.format.empty()) deliveryOf(options);  // throws for a name that fits none
   refuseOverwritingInput(options.input, options.output);
   auto output = std::make_unique<TemporaryOutput>(options.output, options.replace);
   if (options.format == kHash && output->isSequence()) {
@@ -70,8 +77,7 @@ std::unique_ptr<PictureSink> openSink(const KeyCommand& options, const Temporary
     return std::make_unique<HashSink>(output != nullptr ? output->path() : std::string(), options.output,
                                       source.format().timeBase);
   }
-  auto writer =
-      std::make_unique<Writer>(outputFormatFor(options.output), *output, options.output, source, options.threads);
+  auto writer = std::make_unique<Writer>(deliveryOf(options), *output, options.output, source, options.threads);
   for (const std::string& sentence : writer->leftOut()) note(sentence);
   return writer;
 }

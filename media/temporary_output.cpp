@@ -106,6 +106,10 @@ void refuseOverwritingInput(const std::string& input, const std::string& output)
 
 TemporaryOutput::TemporaryOutput(const std::string& target, bool replace)
     : target_(target), replace_(replace), isSequence_(isNumberedName(target_.filename().string())) {
+  if (target == "-") {
+    temporary_ = "pipe:1";  // as the libraries name it
+    return;
+  }
   if (fs::is_directory(target_)) throw UserError(target + " is a folder; name a file in it");
   checkFolder(target_);
   if (!replace && targetExists()) throw UserError(target + " exists already; give -y to replace it, or another name");
@@ -114,6 +118,7 @@ TemporaryOutput::TemporaryOutput(const std::string& target, bool replace)
 }
 
 TemporaryOutput::~TemporaryOutput() {
+  if (isStandardOutput()) return;
   std::error_code ignored;
   fs::remove_all(temporary_, ignored);
 }
@@ -127,6 +132,7 @@ std::string TemporaryOutput::path(int number) const {
 }
 
 void TemporaryOutput::commit() {
+  if (isStandardOutput()) return;
   if (!replace_ && targetExists()) {
     throw UserError(target_.string() + " has appeared meanwhile; give -y to replace it, or another name");
   }

@@ -31,7 +31,13 @@ ColorTags writtenColor(ColorTags color, AVPixelFormat format) {
   } else if (color.matrix == AVCOL_SPC_RGB) {
     color.matrix = AVCOL_SPC_BT709;
   }
+  if ((av_pix_fmt_desc_get(format)->flags & AV_PIX_FMT_FLAG_FLOAT) != 0) color.transfer = AVCOL_TRC_LINEAR;
   return color;
+}
+
+// What the code values of the pictures mean: the levels of a matte are no light, so that nothing may bend them.
+AVColorTransferCharacteristic transferOf(const PictureFormat& source, const Delivery& delivery) {
+  return delivery.levels ? AVCOL_TRC_LINEAR : source.color.transfer;
 }
 
 std::string describe(const AVStream& stream) {
@@ -67,27 +73,32 @@ void copyMetadata(AVDictionary** to, const AVDictionary* from) {
 
 }  // namespace
 
-Writer::Writer(const OutputFormat& format, const TemporaryOutput& output, const std::string& shownName, Reader& source,
+Writer::Writer(const Delivery& delivery, const TemporaryOutput& output, const std::string& shownName, Reader& source,
                int threads)
     : shownName_(shownName),
-      quarterTurns_(format.keepsDisplayMatrix ? 0 : source.format().quarterTurns()),
-      pictures_(writtenPictures(source.format(), format)),
-      color_(writtenColor(pictures_.color, format.pixelFormat)),
-      packer_(format.pixelFormat, color_.matrix),
-      keepsNegativeTimes_(format.keepsNegativeTimes) {
+      quarterTurns_(delivery.format->keepsDisplayMatrix ? 0 : source.format().quarterTurns()),
+      pictures_(writtenPictures(source.format(), *delivery.format)),
+      color_(writtenColor(pictures_.color, delivery.pixelFormat())),
+      packer_(delivery.pixelFormat(), color_.matrix, delivery.alpha, transferOf(source.format(), delivery)),
+      keepsNegativeTimes_(delivery.format->keepsNegativeTimes) {
+  const OutputFormat& format = *delivery.format;
   if (format.muxer != nullptr) {
-    if (output.isSequence()) throw UserError(shownName + ": only .png files are numbered; name one file without a %");
-    openMovie(format, output, source, threads);
+    if (output.isSequence())
+      throw UserError(shownName +
+                      ": only picture files are numbered, like name-%05d.png or .exr; name one file without a %");
+    openMovie(delivery, output, source, threads);
   } else {
-    encoder_ = std::make_unique<VideoEncoder>(format, pictures_, color_, threads, false);
+    encoder_ = std::make_unique<VideoEncoder>(format, delivery.pixelFormat(), pictures_, color_, threads, false);
     sink_ = std::make_unique<PictureFiles>(output, shownName);
   }
   noteLeftOut(source, format);
 }
 
-void Writer::openMovie(const OutputFormat& format, const TemporaryOutput& output, Reader& source, int threads) {
+void Writer::openMovie(const Delivery& delivery, const TemporaryOutput& output, Reader& source, int threads) {
+  const OutputFormat& format = *delivery.format;
   auto movie = std::make_unique<MovieFile>(format.muxer, output.path(), shownName_);
-  encoder_ = std::make_unique<VideoEncoder>(format, pictures_, color_, threads, movie->wantsGlobalHeader());
+  encoder_ = std::make_unique<VideoEncoder>(format, delivery.pixelFormat(), pictures_, color_, threads,
+                                            movie->wantsGlobalHeader());
 
   AVStream& video = movie->addStream(encoder_->context());
   video.sample_aspect_ratio = pictures_.pixelAspect;
@@ -100,8 +111,9 @@ void Writer::openMovie(const OutputFormat& format, const TemporaryOutput& output
   copyMetadata(&video.metadata, source.video().metadata);
   copyMetadata(movie->metadata(), source.container().metadata);
   keepTimecode(source, video, format);
-  declareCopiedStreams(*movie, source);
-  movie->begin();
+  av_dict_set(movie->metadata(), kAlphaTag, alphaTag(delivery).c_str(), 0);
+  declareCopiedStreams(*movie, source, format);
+  movie->begin(format.muxerOptions);
   sink_ = std::move(movie);
 }
 
@@ -110,7 +122,8 @@ void Writer::keepTimecode(const Reader& source, AVStream& video, const OutputFor
   if (!timecode.empty() && format.keepsTimecode) av_dict_set(&video.metadata, "timecode", timecode.c_str(), 0);
 }
 
-void Writer::declareCopiedStreams(MovieFile& movie, Reader& source) {
+void Writer::declareCopiedStreams(MovieFile& movie, Reader& source, const OutputFormat& format) {
+  if (!format.keepsSound) return;
   const AVFormatContext& container = source.container();
   for (unsigned int i = 0; i < container.nb_streams; ++i) {
     const AVStream& from = *container.streams[i];
@@ -133,12 +146,13 @@ void Writer::noteLeftOut(const Reader& source, const OutputFormat& format) {
         stream.index == source.video().index || copiedTo_.contains(stream.index) || isTimecodeTrack(stream);
     if (kept) continue;
     const bool sound = stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
-    leftOut_.push_back(describe(stream) + " is left out: " +
-                       (sound ? format.extension + " cannot hold it" : "only pictures, sound and timecode are copied"));
+    leftOut_.push_back(
+        describe(stream) + " is left out: " +
+        (sound ? format.extension() + " cannot hold it" : "only pictures, sound and timecode are copied"));
   }
   const std::string timecode = timecodeOf(source);
   if (!timecode.empty() && !format.keepsTimecode) {
-    leftOut_.push_back("timecode " + timecode + " is left out: " + format.extension + " cannot hold it");
+    leftOut_.push_back("timecode " + timecode + " is left out: " + format.extension() + " cannot hold it");
   }
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "media/delivery.h"
 #include "media/frame_packer.h"
 #include "media/packet_sink.h"
 #include "media/picture_sink.h"
@@ -18,7 +19,7 @@ class Writer : public PictureSink {
  public:
   // Prepares the output for the clip that `source` reads, and tells `source` which streams to deliver. `output` must
   // outlive the writer. Throws UserError when such pictures or such a file cannot be written.
-  Writer(const OutputFormat& format, const TemporaryOutput& output, const std::string& shownName, Reader& source,
+  Writer(const Delivery& delivery, const TemporaryOutput& output, const std::string& shownName, Reader& source,
          int threads);
 
   // What of the source the output cannot hold, a sentence each.
@@ -31,8 +32,8 @@ class Writer : public PictureSink {
   void finish() override;
 
  private:
-  void openMovie(const OutputFormat& format, const TemporaryOutput& output, Reader& source, int threads);
-  void declareCopiedStreams(MovieFile& movie, Reader& source);
+  void openMovie(const Delivery& delivery, const TemporaryOutput& output, Reader& source, int threads);
+  void declareCopiedStreams(MovieFile& movie, Reader& source, const OutputFormat& format);
   void noteLeftOut(const Reader& source, const OutputFormat& format);
   void keepTimecode(const Reader& source, AVStream& video, const OutputFormat& format);
   void deliver(AVPacket& packet);
