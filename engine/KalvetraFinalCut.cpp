@@ -8,6 +8,8 @@
 #include <memory>
 
 #include "engine/KALVETRA_MakeMaskGreenBack32bit.h"
+#include "engine/background_plate.h"
+#include "engine/record_check.h"
 #include "engine/streamed_frame.h"
 #include "imaging/CImagingZEP.h"
 #include "imaging/numeric.h"
@@ -195,4 +197,30 @@ void KalvetraFinalCut(char* output, int outputWidth, int outputHeight, const cha
       reverseBytes(resultRow(y), outputRow(y), rowPixels);
     }
   }
+}
+
+bool KalvetraBackgroundPlate(char* output, const char* input, int width, int height, double keyRed, double keyGreen,
+                             double keyBlue, int smoothBG, int skinHue, int blueHue) {
+  if (width < 1 || height < 1) return false;
+  UserValues user{};
+  user.key[0] = keyRed * 255.0;
+  user.key[1] = keyGreen * 255.0;
+  user.key[2] = keyBlue * 255.0;
+  user.skinHue = skinHue;
+  user.blueHue = blueHue;
+  const std::size_t pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+  const auto source = std::make_unique<unsigned char[]>(pixels * 4);
+  const auto plate = std::make_unique<unsigned char[]>(pixels * 4);
+  const KALVETRA_Param param = makeRecord(user, source.get(), plate.get(), width, height);
+  const bool estimated = smoothBG != 0 && user.keys() && kalvetra::valuesInRange(param);
+  if (estimated) {
+    reverseBytes(reinterpret_cast<const unsigned char*>(input), source.get(), pixels);
+    kalvetra::estimatePlate(param, plate.get());
+  }
+  for (std::size_t i = 0; i < pixels * 4; i += 4) {
+    plate[i + 3] = 255;
+    for (std::size_t c = 0; !estimated && c < 3; ++c) plate[i + c] = param.keyColor[2 - c][0];
+  }
+  reverseBytes(plate.get(), reinterpret_cast<unsigned char*>(output), pixels);
+  return estimated;
 }
