@@ -233,7 +233,7 @@ TEST(KeyCommand, BadUseGetsOneSentence) {
       {key(small + " " + out.path("missing/x.mkv")), 1, "does not exist; create it"},
       {key(small + " " + out.path("x.avi")), 1, "'.avi' cannot be written; end the name in one of .mov"},
       {key(small + " " + out.path("x.png")), 1, "more than one picture; name a sequence"},
-      {key(small + " " + out.path("x-%d.mov")), 1, "only .png files are numbered"},
+      {key(small + " " + out.path("x-%d.mov")), 1, "only picture files are numbered"},
       {key(small + " " + out.path("taken.mkv")), 1, "exists already; give -y"},
       {key("-y " + out.path("taken.mkv") + " " + out.path("taken.mkv")), 1, "would overwrite the input"},
       {key(small + there + " --shadow 101"), 2, "--shadow: '101' is not among its values; give 0..100"},
