@@ -1,5 +1,6 @@
 // The command `kalvetra`. Exit status: 0 done, 1 failed, 2 wrong usage, 130 interrupted.
 #include <CLI/CLI.hpp>
+#include <cstdlib>
 #include <exception>
 #include <new>
 
@@ -32,6 +33,7 @@ int runProgram(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   av_log_set_level(AV_LOG_QUIET);  // failures are told in our own words
+  setenv("SVT_LOG", "0", 0);       // so does this encoder, which has a log of its own
   kalvetra::catchInterrupts();
   try {
     return runProgram(argc, argv);

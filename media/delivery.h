@@ -11,12 +11,12 @@
 namespace kalvetra {
 
 struct DeliveryRequest {
-  std::string path;                // the output as the user named it; "-" is the standard output
-  std::string purpose;             // one of purposes(); empty: none named
-  std::string codec;               // the slug of an OutputFormat; empty: by purpose, then by the path's extension
-  std::optional<AlphaMode> alpha;  // empty: the default of the kind of file
-  bool opaque = false;             // the pictures have no alpha: a matte, a composite, a plate
-  bool levels = false;             // opaque pictures of a matte: numbers, which no conversion to light may change
+  std::string path;                  // the output as the user named it; "-" is the standard output
+  std::string purpose{};             // one of purposes(); empty: none named
+  std::string codec{};               // the slug of an OutputFormat; empty: by purpose, then by the path's extension
+  std::optional<AlphaMode> alpha{};  // empty: the default of the kind of file
+  bool opaque = false;               // the pictures have no alpha: a matte, a composite, a plate
+  bool levels = false;               // opaque pictures of a matte: numbers, which no conversion to light may change
 };
 
 struct Delivery {

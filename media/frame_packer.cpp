@@ -1,5 +1,7 @@
 #include "media/frame_packer.h"
 
+#include <bit>
+
 #include "media/linear_light.h"
 #include "media/plane_rows.h"
 #include "support/user_error.h"
@@ -30,6 +32,12 @@ void packWords(AlphaRows& rows, AVFrame& frame, const int (&order)[N]) {
       for (std::size_t i = 0; i < N; ++i) out[2 * i] = out[2 * i + 1] = in[order[i]];
     }
   }
+}
+
+// The nearest number of 11 significant bits, for 0..1: the OpenEXR encoder cuts a half float's missing bits off.
+float nearestHalf(float value) {
+  const auto bits = std::bit_cast<std::uint32_t>(value);
+  return std::bit_cast<float>((bits + 0x1000u) & ~0x1fffu);
 }
 
 bool isLight(AVPixelFormat format) { return format == AV_PIX_FMT_GBRAPF32 || format == AV_PIX_FMT_GBRPF32; }
@@ -94,8 +102,8 @@ void FramePacker::packLight(const Image& image, AVFrame& frame) const {
     for (int x = 0; x < image.width; ++x, in += 4) {
       const float alpha = alpha_ == AlphaMode::None ? 1.0f : static_cast<float>(in[0]) / 255.0f;
       const float factor = alpha_ == AlphaMode::Premultiplied ? alpha : 1.0f;
-      if (out[0] != nullptr) out[0][x] = alpha;
-      for (int c = 1; c < 4; ++c) out[c][x] = light_[in[c]] * factor;
+      if (out[0] != nullptr) out[0][x] = nearestHalf(alpha);
+      for (int c = 1; c < 4; ++c) out[c][x] = nearestHalf(light_[in[c]] * factor);
     }
   }
 }

@@ -14,7 +14,8 @@ namespace kalvetra {
 // Packed RGB of 8 bits (BGRA, BGR0, RGBA, ARGB, RGB24): the same bytes. RGBA64BE, RGB48BE: bytes times 257, which is
 // exact. YUV(A)444P10: alpha and colours widened to 10 bits, colours in the limited range of the matrix.
 // YUV(A)420P, YUV420P10: limited range; chroma sited left, averaged with straight alpha as weight, so that colours of
-// transparent pixels do not bleed into the edges. GBR(A)PF32: linear light 0..1.
+// transparent pixels do not bleed into the edges. GBR(A)PF32: linear light 0..1, rounded to what
+// half floats hold.
 //
 // Alpha: None makes every pixel opaque and leaves its colour alone. Premultiplied multiplies the 8-bit components,
 // (c * a + 127) / 255, before anything else; float formats multiply the light instead.

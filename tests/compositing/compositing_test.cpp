@@ -1,1 +1,193 @@
+// Mattes, views and composites on pictures made by hand.
 #include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "compositing/cover.h"
+#include "compositing/mattes.h"
+#include "compositing/over.h"
+#include "compositing/views.h"
+#include "tests/support/test_images.h"
+
+namespace {
+
+using namespace kalvetra;
+using Pixel = std::array<unsigned char, 4>;  // alpha, red, green, blue
+
+Image solid(Pixel pixel, int width = 1, int height = 1) {
+  Image image(width, height);
+  for (std::size_t i = 0; i < image.argb.size(); ++i) image.argb[i] = pixel[i % 4];
+  return image;
+}
+
+Image grey(unsigned char level, int width = 1, int height = 1) {
+  return solid({255, level, level, level}, width, height);
+}
+
+Image noisy(std::uint64_t seed) {
+  Image image(31, 17);
+  image.argb = test::noise(31 * 17 * 4, seed);
+  return image;
+}
+
+Image noisyMatte(std::uint64_t seed) {
+  Image image = noisy(seed);
+  for (std::size_t i = 0; i < image.argb.size(); i += 4) image.argb[i] = 255;
+  return image;
+}
+
+Pixel first(const Image& image) { return {image.argb[0], image.argb[1], image.argb[2], image.argb[3]}; }
+
+Pixel held(Pixel matte, Pixel source, Pixel keyed) {
+  Image result = solid(keyed);
+  applyHoldout(solid(matte), solid(source), result);
+  return first(result);
+}
+
+Pixel cleared(Pixel matte, Pixel keyed) {
+  Image result = solid(keyed);
+  applyGarbage(solid(matte), result);
+  return first(result);
+}
+
+TEST(MatteLevels, AreLumaTimesAlpha) {
+  for (int v = 0; v < 256; ++v) EXPECT_EQ(v, matteLevel(grey(static_cast<unsigned char>(v)).argb.data()));
+  EXPECT_EQ(54, matteLevel(solid({255, 255, 0, 0}).argb.data()));   // 0.2126 * 255 = 54.2
+  EXPECT_EQ(182, matteLevel(solid({255, 0, 255, 0}).argb.data()));  // 0.7152 * 255 = 182.4
+  EXPECT_EQ(18, matteLevel(solid({255, 0, 0, 255}).argb.data()));   // 0.0722 * 255 = 18.4
+  EXPECT_EQ(100, matteLevel(solid({128, 200, 200, 200}).argb.data()));
+}
+
+TEST(Holdout, KnownValues) {
+  const Pixel white{255, 255, 255, 255}, half{255, 128, 128, 128}, source{255, 40, 60, 80};
+  EXPECT_EQ(source, held(white, source, {0, 160, 160, 160})) << "clear becomes the source";
+  EXPECT_EQ((Pixel{255, 160, 160, 160}), held(white, source, {255, 160, 160, 160})) << "opaque stays keyed";
+  EXPECT_EQ((Pixel{128, 40, 60, 80}), held(half, source, {0, 9, 9, 9}));
+  // a = 100: a' = 255; (100 * 200 + 155 * 40) / 255 = 102.7, (100 * 0 + 155 * 60) / 255 = 36.5, ... 48.6
+  EXPECT_EQ((Pixel{255, 103, 36, 49}), held(white, source, {100, 200, 0, 0}));
+  // a = 100, h = 128: a' = 100 + 77.8 = 178; (100 * 200 + 78 * 40) / 178 = 129.9
+  EXPECT_EQ(178, held(half, source, {100, 200, 0, 0})[0]);
+  EXPECT_EQ(130, held(half, source, {100, 200, 0, 0})[1]);
+}
+
+TEST(Holdout, NeverExceedsTheSource) {
+  const Pixel white{255, 255, 255, 255};
+  EXPECT_EQ((Pixel{90, 40, 60, 80}), held(white, {90, 40, 60, 80}, {0, 1, 2, 3}));
+  EXPECT_EQ(90, held(white, {90, 40, 60, 80}, {60, 1, 2, 3})[0]);
+  EXPECT_EQ(0, held(white, {0, 40, 60, 80}, {0, 1, 2, 3})[0]);
+}
+
+TEST(Garbage, KnownValues) {
+  EXPECT_EQ((Pixel{0, 1, 2, 3}), cleared({255, 255, 255, 255}, {200, 1, 2, 3}));
+  EXPECT_EQ((Pixel{100, 1, 2, 3}), cleared({255, 128, 128, 128}, {200, 1, 2, 3}));  // 200 * 127 / 255 = 99.6
+  EXPECT_EQ((Pixel{200, 1, 2, 3}), cleared({0, 255, 255, 255}, {200, 1, 2, 3})) << "a clear matte is not in force";
+}
+
+TEST(Mattes, BlackOnesChangeNothingWhiteOnesEverything) {
+  const Image source = noisyMatte(1), keyed = noisy(2), black = grey(0, 31, 17), white = grey(255, 31, 17);
+  Image result = keyed;
+  applyHoldout(black, source, result);
+  applyGarbage(black, result);
+  EXPECT_EQ(keyed.argb, result.argb);
+  applyHoldout(white, source, result);
+  for (std::size_t i = 0; i < result.argb.size(); i += 4) {
+    ASSERT_EQ(255, result.argb[i]);
+    for (std::size_t c = i + 1; keyed.argb[i] == 0 && c < i + 4; ++c) ASSERT_EQ(source.argb[c], result.argb[c]);
+  }
+  applyGarbage(white, result);
+  for (std::size_t i = 0; i < result.argb.size(); i += 4) ASSERT_EQ(0, result.argb[i]);
+}
+
+// More matte means more alpha with a holdout, less with garbage; colours stay between those of source and key.
+TEST(Mattes, ActMonotonously) {
+  const Image source = noisyMatte(3), keyed = noisy(4);
+  Image lessHeld = keyed, lessCleared = keyed;
+  for (int level = 15; level < 256; level += 15) {
+    const Image matte = grey(static_cast<unsigned char>(level), 31, 17);
+    Image holds = keyed, clears = keyed;
+    applyHoldout(matte, source, holds);
+    applyGarbage(matte, clears);
+    for (std::size_t i = 0; i < keyed.argb.size(); ++i) {
+      if (i % 4 == 0) {
+        ASSERT_GE(holds.argb[i], lessHeld.argb[i]);
+        ASSERT_LE(clears.argb[i], lessCleared.argb[i]);
+      } else {
+        ASSERT_EQ(keyed.argb[i], clears.argb[i]);
+        ASSERT_GE(holds.argb[i], std::min(keyed.argb[i], source.argb[i]));
+        ASSERT_LE(holds.argb[i], std::max(keyed.argb[i], source.argb[i]));
+      }
+    }
+    lessHeld = holds;
+    lessCleared = clears;
+  }
+}
+
+TEST(Views, StatusCountsAndColoursEveryLevel) {
+  Image ramp(256, 1);
+  for (std::size_t i = 0; i < ramp.argb.size(); ++i) ramp.argb[i] = static_cast<unsigned char>(i % 4 == 0 ? i / 4 : 77);
+  Image matte, view;
+  matteOf(ramp, matte);
+  const MatteStatus status = showStatus(ramp, view);
+  EXPECT_EQ(1, status.clear);
+  EXPECT_EQ(25, status.almostClear);
+  EXPECT_EQ(204, status.partial);
+  EXPECT_EQ(25, status.almostOpaque);
+  EXPECT_EQ(1, status.opaque);
+  EXPECT_EQ(256, status.pixels());
+  const auto pixel = [](const Image& image, std::size_t x) {
+    return Pixel{image.argb[4 * x], image.argb[4 * x + 1], image.argb[4 * x + 2], image.argb[4 * x + 3]};
+  };
+  const Pixel nearlyClear{255, 255, 40, 40}, nearlyOpaque{255, 40, 120, 255};
+  for (std::size_t x = 0; x < 256; ++x) {
+    const auto level = static_cast<unsigned char>(x);
+    const Pixel levelGrey{255, level, level, level};
+    EXPECT_EQ(levelGrey, pixel(matte, x));
+    const bool low = x >= 1 && x <= 25, high = x >= 230 && x <= 254;
+    EXPECT_EQ(low ? nearlyClear : high ? nearlyOpaque : levelGrey, pixel(view, x)) << x;
+  }
+  MatteStatus twice = status;
+  twice += status;
+  EXPECT_EQ(512, twice.pixels());
+}
+
+TEST(Over, IsTheRoundedMixAndOpaque) {
+  const Image keyed = noisy(5), background = noisy(6);
+  Image out;
+  layOver(keyed, background, out);
+  for (std::size_t i = 0; i < out.argb.size(); ++i) {
+    const double a = keyed.argb[i / 4 * 4] / 255.0;
+    const long expected = i % 4 == 0 ? 255 : std::lround(keyed.argb[i] * a + background.argb[i] * (1 - a));
+    ASSERT_EQ(expected, out.argb[i]);
+  }
+  Image inPlace = keyed;
+  layOver(inPlace, background, inPlace);
+  EXPECT_EQ(out.argb, inPlace.argb);
+  EXPECT_THROW(layOver(keyed, grey(0), out), std::invalid_argument);
+}
+
+TEST(Cover, KeepsPicturesThatFit) {
+  const Image picture = noisyMatte(7);
+  EXPECT_EQ(picture.argb, covering(picture, 1.0, {31, 17, 1.0}).argb);
+}
+
+TEST(Cover, CropsEvenlyAndStaysUniform) {
+  // Thirds of red, green and blue, 90 x 20, on a square of 20: the middle of the green is left.
+  Image thirds(90, 20);
+  for (int y = 0; y < 20; ++y) {
+    for (int x = 0; x < 90; ++x) {
+      const Pixel color = x < 30 ? Pixel{255, 255, 0, 0} : x < 60 ? Pixel{255, 0, 255, 0} : Pixel{255, 0, 0, 255};
+      std::copy_n(color.begin(), 4, thirds.row(y) + 4 * x);
+    }
+  }
+  EXPECT_EQ(solid({255, 0, 255, 0}, 20, 20).argb, covering(thirds, 1.0, {20, 20, 1.0}).argb);
+  EXPECT_EQ(solid({255, 0, 255, 0}, 50, 50).argb, covering(thirds, 1.0, {50, 50, 1.0}).argb);
+  // Pixels twice as wide make a square of it with its full height and half of its width.
+  EXPECT_EQ(20, covering(thirds, 2.0, {20, 20, 1.0}).height);
+  EXPECT_EQ(solid({255, 0, 255, 0}, 20, 20).argb, covering(thirds, 2.0, {20, 20, 1.0}).argb);
+  for (const auto& [width, height] : {std::pair{1, 1}, {3, 200}, {640, 2}, {33, 77}}) {
+    const Image result = covering(solid({255, 12, 200, 99}, 160, 90), 1.0, {width, height, 1.0});
+    EXPECT_EQ(solid({255, 12, 200, 99}, width, height).argb, result.argb);
+  }
+}
+
+}  // namespace
