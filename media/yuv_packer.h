@@ -23,9 +23,10 @@ class YuvPacker {
   Yuv toYuv(const unsigned char* argb) const;
   template <class Sample>
   void packLuma(AlphaRows& rows, AVFrame& frame) const;
-  template <class Sample>
+  template <class Sample, bool kWeighted>
   void packChroma(AlphaRows& rows, AVFrame& frame, bool fields) const;
-  Yuv averageAt(const unsigned char* const (&rows)[2], int x, int width, bool weighted) const;
+  template <bool kWeighted>
+  Yuv averageAt(const unsigned char* const (&rows)[2], int x, int width) const;
 
   float red_, blue_;  // luma weights of the matrix
 };
