@@ -5,7 +5,6 @@ extern "C" {
 }
 
 #include <cerrno>
-#include <cstring>
 
 #include "media/write_failure.h"
 
@@ -26,7 +25,7 @@ std::string hexadecimal(const PictureHash& hash) {
 }  // namespace
 
 HashSink::HashSink(const std::string& path, const std::string& shownName, AVRational timeBase)
-    : shownName_(path.empty() ? "the standard output" : shownName),
+    : shownName_(path.empty() ? "-" : shownName),
       secondsPerTick_(av_q2d(timeBase)),
       file_(path.empty() ? nullptr : std::fopen(path.c_str(), "w")),
       out_(path.empty() ? stdout : file_.get()),
@@ -50,7 +49,7 @@ PictureHash HashSink::finalHash(AVMurMur3* hasher) {
 }
 
 void HashSink::check(bool written) const {
-  if (!written) failWriting(shownName_, std::strerror(errno));
+  if (!written) failWriting(shownName_, errno);
 }
 
 PackedPicture HashSink::pack(const Image& image) const {

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include "media/write_failure.h"
 
@@ -23,9 +22,7 @@ MovieFile::~MovieFile() {
 }
 
 void MovieFile::check(int result, const char* what) const {
-  if (result == AVERROR(EPIPE) && shownName_ == "-") {
-    throw UserError("the standard output was closed before everything was written; let its reader read to the end");
-  }
+  if (result == AVERROR(EPIPE)) failWriting(shownName_, EPIPE);
   if (result < 0) failWriting(shownName_, std::string(what) + ": " + errorText(result));
 }
 
@@ -95,12 +92,12 @@ void PictureFiles::write(AVPacket& packet, AVRational /*timeBase*/) {
   }
   const std::string path = output_.isSequence() ? output_.path(number_) : output_.path();
   std::FILE* file = std::fopen(path.c_str(), "wb");
-  if (file == nullptr) failWriting(shownName_, std::strerror(errno));
+  if (file == nullptr) failWriting(shownName_, errno);
   const auto size = static_cast<std::size_t>(packet.size);
   errno = 0;
   const bool written = std::fwrite(packet.data, 1, size, file) == size;
   const bool closed = std::fclose(file) == 0;
-  if (!written || !closed) failWriting(shownName_, std::strerror(errno));
+  if (!written || !closed) failWriting(shownName_, errno);
 }
 
 }  // namespace kalvetra
