@@ -104,47 +104,68 @@ void refuseOverwritingInput(const std::string& input, const std::string& output)
   }
 }
 
-TemporaryOutput::TemporaryOutput(const std::string& target, bool replace)
-    : target_(target), replace_(replace), isSequence_(isNumberedName(target_.filename().string())) {
+bool outputExists(const std::string& target) {
+  const fs::path path(target);
+  if (!isNumberedName(path.filename().string())) return fs::exists(path);
+  return fs::is_directory(folderOf(path)) && !sequenceFiles(path).empty();
+}
+
+TemporaryOutput::TemporaryOutput(const std::string& target, bool replace, Unfinished unfinished)
+    : target_(target),
+      replace_(replace),
+      unfinished_(unfinished),
+      isSequence_(isNumberedName(target_.filename().string())) {
   if (fs::is_directory(target_)) throw UserError(target + " is a folder; name a file in it");
   checkFolder(target_);
-  if (!replace && targetExists()) throw UserError(target + " exists already; give -y to replace it, or another name");
-  temporary_ = folderOf(target_) / ("." + target_.filename().string() + ".part-" + std::to_string(getpid()));
-  if (isSequence_) fs::create_directory(temporary_);
+  if (!replace && outputExists(target)) {
+    throw UserError(target + " exists already; give -y to replace it, or another name");
+  }
+  const bool kept = unfinished == Unfinished::Kept;
+  const std::string suffix = kept ? ".unfinished" : ".part-" + std::to_string(getpid());
+  temporary_ = folderOf(target_) / ("." + target_.filename().string() + suffix);
+  if (isSequence_ || kept) fs::create_directory(temporary_);
 }
 
 TemporaryOutput::~TemporaryOutput() {
+  if (unfinished_ == Unfinished::Kept) return;
   std::error_code ignored;
   fs::remove_all(temporary_, ignored);
 }
 
-bool TemporaryOutput::targetExists() const {
-  return isSequence_ ? !sequenceFiles(target_).empty() : fs::exists(target_);
+std::string TemporaryOutput::path() const {
+  return (unfinished_ == Unfinished::Kept ? temporary_ / target_.filename() : temporary_).string();
 }
 
 std::string TemporaryOutput::path(int number) const {
   return (temporary_ / numberedName(target_.filename().string(), number)).string();
 }
 
+std::string TemporaryOutput::sequencePath() const { return (temporary_ / target_.filename()).string(); }
+
 void TemporaryOutput::commit() {
-  if (!replace_ && targetExists()) {
+  if (!replace_ && outputExists(target_.string())) {
     throw UserError(target_.string() + " has appeared meanwhile; give -y to replace it, or another name");
   }
   try {
-    if (isSequence_) {
-      commitSequence();
-    } else {
-      fs::rename(temporary_, target_);
-    }
+    moveIntoPlace();
   } catch (const fs::filesystem_error& error) {
     throw UserError(target_.string() + " cannot be put in its place (" + error.code().message() + ")");
   }
 }
 
+void TemporaryOutput::moveIntoPlace() {
+  if (isSequence_) {
+    commitSequence();
+  } else {
+    fs::rename(path(), target_);
+  }
+  if (unfinished_ == Unfinished::Kept) fs::remove_all(temporary_);
+}
+
 void TemporaryOutput::commitSequence() {
   for (const fs::path& old : sequenceFiles(target_)) fs::remove(old);
-  for (const auto& entry : fs::directory_iterator(temporary_)) {
-    fs::rename(entry.path(), folderOf(target_) / entry.path().filename());
+  for (const fs::path& picture : sequenceFiles(temporary_ / target_.filename())) {
+    fs::rename(picture, folderOf(target_) / picture.filename());
   }
 }
 
