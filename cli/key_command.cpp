@@ -80,13 +80,13 @@ void run(const CLI::App& command, const KeyCommand& options) {
   checkOutput(options);
   const std::unique_ptr<TemporaryOutput> output = openOutput(options);
   Reader source(options.input, options.threads, stopRequested());
-  for (const std::string& sentence : idleOptions(command, options.choice.settings)) note(sentence);
   if (!source.colorGuess().empty()) {
     note(options.input + " does not say how its colours are coded; taken for " + source.colorGuess() +
          ", by its height");
   }
   std::unique_ptr<PictureSink> sink = openSink(options, output.get(), source);
-  const KeySettings settings = settleKeyColor(options.choice, options.input, options.threads);
+  const AnimatedSettings settings = settleSettings(command, options.choice, options.input, options.threads);
+  savePreset(options.choice, settings, options.replace);
 
   Progress progress(source.expectedFrames());
   keyClip(source, *sink, settings, options.threads, [&] { progress.advance(); });

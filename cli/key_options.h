@@ -1,29 +1,47 @@
-// The table of parameters as command-line options.
+// The table of parameters as command-line options, and what is made of them together with a preset.
 #pragma once
 
 #include <CLI/CLI.hpp>
-#include <array>
+#include <functional>
+#include <map>
 #include <optional>
 #include <string>
 
-#include "parameters/key_settings.h"
+#include "parameters/animated_settings.h"
+#include "parameters/preset.h"
 
 namespace kalvetra {
 
-// What the user chose, with the table's defaults for the rest. The key colour stays empty for "auto".
+// What can be shown of a frame. The first three are the table's views; the others are the command line's alone.
+enum class ShownView { Source, Matte, Result, Plate, Status };
+
+// What the user chose.
 struct KeyChoice {
-  KeySettings settings = defaultSettings();
-  std::optional<std::array<int, 3>> keyColor;  // 0..255
+  std::map<int, int> options;        // by the parameter's id: what single options named, as in parameter_value.h
+  bool searchColor = false;          // --key-color auto: whatever a preset names
+  std::optional<ShownView> ownView;  // --view plate or status
+  std::optional<Preset> preset;      // --preset, read
+  std::string savedPreset;           // --save-preset: a file's name, or empty
+
+  // Where the settings begin: a proposal for that input, key colour included. Empty for the table's defaults.
+  std::function<KeySettings(const std::string& input, int threads)> propose;
 };
 
-// Adds one option for each parameter: its slug, range, default and help. `choice` must outlive the parsing.
-void addKeyOptions(CLI::App& command, KeyChoice& choice);
+// Adds one option for each parameter (its slug, range, default and help), --preset and --save-preset. `choice` must
+// outlive the parsing. With `withOwnViews` the view may be plate and status, too.
+void addKeyOptions(CLI::App& command, KeyChoice& choice, bool withOwnViews = false);
 
-// A sentence for each slider that was given while the toggle it depends on is off.
-std::vector<std::string> idleOptions(const CLI::App& command, const KeySettings& settings);
+// The settings of every frame of `input`: the table's defaults or the proposal, over them the preset, over it the
+// single options. Where none of them names the key colour, and it is needed, it is found in the clip and named on
+// stderr. Notes say which options do nothing. Throws UserError when the clip shows no green backdrop.
+AnimatedSettings settleSettings(const CLI::App& command, const KeyChoice& choice, const std::string& input,
+                                int threads);
 
-// Settles the key colour: the one chosen, or the one found in the clip (which is then named on stderr). Throws
-// UserError when the clip shows no green backdrop.
-KeySettings settleKeyColor(const KeyChoice& choice, const std::string& input, int threads);
+// What to show of a frame with these settings.
+ShownView shownView(const KeyChoice& choice, const KeySettings& settings);
+
+// Writes --save-preset's file where that is asked for. Throws UserError when it exists and `replace` is not set, or
+// cannot be written.
+void savePreset(const KeyChoice& choice, const AnimatedSettings& settings, bool replace);
 
 }  // namespace kalvetra

@@ -14,6 +14,7 @@ namespace kalvetra {
 namespace {
 
 struct Job {
+  std::int64_t number;
   SourceFrame source;
   PackedPicture keyed;
 };
@@ -39,15 +40,17 @@ void key(Job& job, Workbench& bench, const KeySettings& settings, const PictureS
 
 }  // namespace
 
-void keyClip(Reader& source, PictureSink& sink, const KeySettings& settings, int threads,
+void keyClip(Reader& source, PictureSink& sink, const AnimatedSettings& settings, int threads,
              const std::function<void()>& frameDone) {
   const auto workers = static_cast<std::size_t>(threads);
   const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, workers);
   tbb::enumerable_thread_specific<Workbench> benches([&] { return Workbench(source.format().color); });
   std::vector<PacketPtr> behindLastFrame;
+  std::int64_t frames = 0;
 
   const auto read = [&](tbb::flow_control& flow) -> JobPtr {
     auto job = std::make_shared<Job>();
+    job->number = frames++;
     if (stopRequested() || !source.next(job->source)) {
       behindLastFrame = std::move(job->source.copied);
       flow.stop();
@@ -56,7 +59,7 @@ void keyClip(Reader& source, PictureSink& sink, const KeySettings& settings, int
     return job;
   };
   const auto keyOne = [&](JobPtr job) {
-    key(*job, benches.local(), settings, sink);
+    key(*job, benches.local(), settings.at(job->number), sink);
     return job;
   };
   const auto write = [&](const JobPtr& job) {

@@ -49,12 +49,14 @@ int sampleFrames(const std::string& path, int count, int threads, const std::ato
   return shown;
 }
 
-Image frameAt(const std::string& path, double seconds, int threads, const std::atomic<bool>& stop) {
+Image frameAt(const std::string& path, double seconds, int threads, const std::atomic<bool>& stop,
+              std::int64_t* number) {
   Reader reader(path, threads, stop);
   const double unit = av_q2d(reader.format().timeBase);
   SourceFrame frame;
-  while (!stop && reader.next(frame)) {
+  for (std::int64_t before = 0; !stop && reader.next(frame); ++before) {
     if (static_cast<double>(frame.time + frame.duration) * unit > seconds) {
+      if (number != nullptr) *number = before;
       return turned(FrameConverter(reader.format().color).convert(*frame.picture), reader.format().quarterTurns());
     }
   }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -15,7 +16,8 @@ int sampleFrames(const std::string& path, int count, int threads, const std::ato
                  const std::function<void(const Image&)>& see);
 
 // The picture that is shown at that time, in seconds from the start, turned upright. Throws UserError when the clip has
-// ended by then.
-Image frameAt(const std::string& path, double seconds, int threads, const std::atomic<bool>& stop);
+// ended by then. `number`, where given, receives how many pictures come before it.
+Image frameAt(const std::string& path, double seconds, int threads, const std::atomic<bool>& stop,
+              std::int64_t* number = nullptr);
 
 }  // namespace kalvetra
