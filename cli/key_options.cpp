@@ -105,7 +105,7 @@ bool namesColor(const KeyChoice& choice) {
 // The source alone can do without. A saved preset holds the colour in any case.
 bool needsColor(const KeyChoice& choice, const AnimatedSettings& settings) {
   const auto isKeyed = [](int view) { return static_cast<ShownView>(view) != ShownView::Source; };
-  return choice.ownView || !choice.savedPreset.empty() || anyValue(settings, viewParameter(), isKeyed);
+  return choice.ownView || !file.empty() || anyValue(settings, viewParameter(), isKeyed);
 }
 
 bool isBlack(int color) {
@@ -141,13 +141,13 @@ ShownView shownView(const KeyChoice& choice, const KeySettings& settings) {
   return choice.ownView ? *choice.ownView : static_cast<ShownView>(settings.view);
 }
 
-void savePreset(const KeyChoice& choice, const AnimatedSettings& settings, bool replace) {
-  if (choice.savedPreset.empty()) return;
-  TemporaryOutput output(choice.savedPreset, replace);
-  if (output.isSequence()) throw UserError(choice.savedPreset + ": a preset is one file; name it without a %");
-  std::ofstream file(output.path(), std::ios::binary);
-  file << presetText(settings) << std::flush;
-  if (!file) throw UserError(choice.savedPreset + ": cannot be written; check the disk");
+void savePreset(const std::string& file, const AnimatedSettings& settings, bool replace) {
+  if (file.empty()) return;
+  TemporaryOutput output(file, replace);
+  if (output.isSequence()) throw UserError(file + ": a preset is one file; name it without a %");
+  std::ofstream out(output.path(), std::ios::binary);
+  out << presetText(settings) << std::flush;
+  if (!out) throw UserError(file + ": cannot be written; check the disk");
   output.commit();
 }
 

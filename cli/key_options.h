@@ -7,13 +7,11 @@
 #include <optional>
 #include <string>
 
+#include "jobs/shown_view.h"
 #include "parameters/animated_settings.h"
 #include "parameters/preset.h"
 
 namespace kalvetra {
-
-// What can be shown of a frame. The first three are the table's views; the others are the command line's alone.
-enum class ShownView { Source, Matte, Result, Plate, Status };
 
 // What the user chose.
 struct KeyChoice {
@@ -40,8 +38,8 @@ AnimatedSettings settleSettings(const CLI::App& command, const KeyChoice& choice
 // What to show of a frame with these settings.
 ShownView shownView(const KeyChoice& choice, const KeySettings& settings);
 
-// Writes --save-preset's file where that is asked for. Throws UserError when it exists and `replace` is not set, or
-// cannot be written.
-void savePreset(const KeyChoice& choice, const AnimatedSettings& settings, bool replace);
+// Writes a preset file, none for an empty name. Throws UserError when it exists and `replace` is not set, or cannot be
+// written.
+void savePreset(const std::string& file, const AnimatedSettings& settings, bool replace);
 
 }  // namespace kalvetra

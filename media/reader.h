@@ -37,6 +37,8 @@ class Reader {
   const AVStream& video() const { return *input_->streams[videoIndex_]; }
   // Names a stream to be delivered with the pictures.
   void copyStream(int index) { copied_.insert(index); }
+  bool copiesStreams() const { return !copied_.empty(); }
+  AVRational timeBaseOf(int stream) const { return input_->streams[stream]->time_base; }
 
   // The next picture; false behind the last one, when `frame` holds the remaining packets alone.
   bool next(SourceFrame& frame);

@@ -15,8 +15,7 @@ struct ParametersDeleter {
   void operator()(AVCodecParameters* p) const { avcodec_parameters_free(&p); }
 };
 
-}  // namespace
-
+// Pictures as they are written: upright where the container cannot say how to turn them.
 PictureFormat writtenPictures(const PictureFormat& source, const OutputFormat& format) {
   PictureFormat pictures = source;
   if (format.keepsDisplayMatrix) return pictures;
@@ -28,6 +27,7 @@ PictureFormat writtenPictures(const PictureFormat& source, const OutputFormat& f
   return pictures;
 }
 
+// The source's colours; its matrix too where the output is YUV and the source was.
 ColorTags writtenColor(ColorTags color, AVPixelFormat format) {
   const bool rgb = (av_pix_fmt_desc_get(format)->flags & AV_PIX_FMT_FLAG_RGB) != 0;
   color.range = rgb ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
@@ -39,18 +39,27 @@ ColorTags writtenColor(ColorTags color, AVPixelFormat format) {
   return color;
 }
 
+}  // namespace
+
+PicturePacking::PicturePacking(const OutputFormat& format, const PictureFormat& source)
+    : quarterTurns_(format.keepsDisplayMatrix ? 0 : source.quarterTurns()),
+      pictures_(writtenPictures(source, format)),
+      color_(writtenColor(pictures_.color, format.pixelFormat)),
+      packer_(format.pixelFormat, color_.matrix) {}
+
+FramePtr PicturePacking::pack(const Image& image) const {
+  return quarterTurns_ == 0 ? packer_.pack(image) : packer_.pack(turned(image, quarterTurns_));
+}
+
 Writer::Writer(const OutputFormat& format, const TemporaryOutput& output, const std::string& shownName, Reader& source,
                int threads, const WriterPart& part)
     : shownName_(shownName),
-      quarterTurns_(format.keepsDisplayMatrix ? 0 : source.format().quarterTurns()),
-      pictures_(writtenPictures(source.format(), format)),
-      color_(writtenColor(pictures_.color, format.pixelFormat)),
-      packer_(format.pixelFormat, color_.matrix) {
+      packing_(format, source.format()) {
   if (format.muxer != nullptr) {
     if (output.isSequence()) throw UserError(shownName + ": only .png files are numbered; name one file without a %");
     openMovie(format, part.movie.empty() ? output.path() : part.movie, source, threads, part.carried);
   } else {
-    encoder_ = std::make_unique<VideoEncoder>(format, pictures_, color_, threads, false);
+    encoder_ = std::make_unique<VideoEncoder>(format, packing_.pictures(), packing_.color(), threads, false);
     pictureFiles_ = std::make_unique<PictureFiles>(output, shownName, part.firstPicture);
   }
   leftOut_ = whatIsLeftOut(format, source, part.carried, movie_ ? movie_->copied() : std::map<int, int>());
@@ -59,14 +68,10 @@ Writer::Writer(const OutputFormat& format, const TemporaryOutput& output, const 
 void Writer::openMovie(const OutputFormat& format, const std::string& path, Reader& source, int threads,
                        const Carried& carried) {
   movie_ = std::make_unique<ClipMovie>(format, path, shownName_);
-  encoder_ = std::make_unique<VideoEncoder>(format, pictures_, color_, threads, movie_->wantsGlobalHeader());
+  encoder_ = std::make_unique<VideoEncoder>(format, packing_.pictures(), packing_.color(), threads, movie_->wantsGlobalHeader());
   const std::unique_ptr<AVCodecParameters, ParametersDeleter> parameters(avcodec_parameters_alloc());
   if (!parameters) throw std::bad_alloc();
-  movie_->begin(described(encoder_->context(), *parameters), pictures_, source, carried);
-}
-
-PackedPicture Writer::pack(const Image& image) const {
-  return quarterTurns_ == 0 ? packer_.pack(image) : packer_.pack(turned(image, quarterTurns_));
+  movie_->begin(described(encoder_->context(), *parameters), packing_.pictures(), source, carried);
 }
 
 void Writer::write(PackedPicture picture, std::int64_t time, std::int64_t duration) {

@@ -19,6 +19,22 @@ struct WriterPart {
   Carried carried;
 };
 
+// Turns and packs pictures for one kind of output. Thread-safe.
+class PicturePacking {
+ public:
+  PicturePacking(const OutputFormat& format, const PictureFormat& source);
+  FramePtr pack(const Image& image) const;
+
+  const PictureFormat& pictures() const { return pictures_; }
+  const ColorTags& color() const { return color_; }
+
+ private:
+  int quarterTurns_;  // to be turned in the pixels
+  PictureFormat pictures_;  // as they are written
+  ColorTags color_;
+  FramePacker packer_;
+};
+
 class Writer : public PictureSink {
  public:
   // Prepares the output for the clip that `source` reads, and tells `source` which streams to deliver. `output` must
@@ -29,8 +45,7 @@ class Writer : public PictureSink {
   // What of the source the output cannot hold, a sentence each.
   const std::vector<std::string>& leftOut() const { return leftOut_; }
 
-  // Turns and packs the picture for the encoder.
-  PackedPicture pack(const Image& image) const override;
+  PackedPicture pack(const Image& image) const override { return packing_.pack(image); }
   void write(PackedPicture picture, std::int64_t time, std::int64_t duration) override;
   void writeCopied(const std::vector<PacketPtr>& packets) override;
   void finish() override;
@@ -41,20 +56,11 @@ class Writer : public PictureSink {
   void deliver(AVPacket& packet);
 
   std::string shownName_;
-  int quarterTurns_;  // to be turned in the pixels
-  PictureFormat pictures_;
-  ColorTags color_;
-  FramePacker packer_;
+  PicturePacking packing_;
   std::unique_ptr<ClipMovie> movie_;  // one of the two
   std::unique_ptr<PictureFiles> pictureFiles_;
   std::unique_ptr<VideoEncoder> encoder_;
   std::vector<std::string> leftOut_;
 };
-
-// Pictures as they are written: upright where the container cannot say how to turn them.
-PictureFormat writtenPictures(const PictureFormat& source, const OutputFormat& format);
-
-// The source's colours; its matrix too where the output is YUV and the source was.
-ColorTags writtenColor(ColorTags color, AVPixelFormat format);
 
 }  // namespace kalvetra

@@ -1,0 +1,78 @@
+#include "jobs/job_output.h"
+
+#include "jobs/segment_join.h"
+#include "support/user_error.h"
+
+namespace kalvetra {
+
+JobOutput::JobOutput(const OutputRequest& request, const KeyJob& job) : request_(request) {
+  if (request.path == kStandardOutput) {
+    if (job.resumable) throw UserError("a run into the standard output cannot be resumed; name a file");
+    return;
+  }
+  refuseOverwritingInput(job.input, request.path);
+  place_ = std::make_unique<TemporaryOutput>(request.path, job.replace,
+                                             job.resumable ? Unfinished::Kept : Unfinished::Removed);
+}
+
+Carried JobOutput::carried(const KeyJob& job, const Reader& source) const {
+  return {request_.delivery.format->keepsSound, job.range.firstFrame(source.format().frameRate)};
+}
+
+void JobOutput::open(Reader& source, const KeyJob& job, const Journal* journal, const JobListener& listener) {
+  if (journal != nullptr) {
+    auto writer = std::make_unique<SegmentedWriter>(request_.delivery, *place_, request_.path, source, job.threads,
+                                                    *journal);
+    segmented_ = writer.get();
+    samples_.load(samplesPath());
+    sink_ = std::move(writer);
+    return;
+  }
+  WriterPart part;
+  part.carried = carried(job, source);
+  auto writer =
+      std::make_unique<Writer>(request_.delivery, place_.get(), request_.path, source, job.threads, part);
+  for (const std::string& sentence : writer->leftOut()) listener.note(request_.path + ": " + sentence);
+  soundStreams_ = writer->soundStreams();
+  sink_ = std::move(writer);
+}
+
+Route JobOutput::route() { return {request_.view, false, sink_.get(), place_ ? &samples_ : nullptr}; }
+
+void JobOutput::checkpoint() {
+  sink_->checkpoint();
+  samples_.save(samplesPath());
+}
+
+void JobOutput::finish(const KeyJob& job, const Journal* journal, std::int64_t origin, const std::atomic<bool>& stop) {
+  sink_->finish();
+  if (segmented_ == nullptr || place_->isSequence()) return;
+  Reader source(job.input, job.source, job.threads, stop);
+  JoinedMovie movie;
+  movie.segments = segmented_->segments();
+  movie.frames = journal->frames();
+  movie.origin = origin;
+  movie.cutsSound = !job.range.isWhole();
+  movie.carried = carried(job, source);
+  soundStreams_ = joinSegments(movie, request_.delivery, place_->path(), request_.path, source);
+}
+
+Proof JobOutput::check(const KeyJob& job, const Reader& source, std::int64_t frames,
+                       const std::atomic<bool>& stop) const {
+  if (!place_) return {};
+  Promise promise;
+  promise.delivery = request_.delivery;
+  promise.frames = frames;
+  promise.samples = samples_.chosen(frames);
+  promise.pictures = source.format();
+  promise.soundStreams = soundStreams_;
+  promise.timecode = timecodeOf(source, job.range.firstFrame(source.format().frameRate));
+  return prove(place_->isSequence() ? place_->sequencePath() : place_->path(), promise, job.threads, stop);
+}
+
+void JobOutput::commit() {
+  sink_.reset();
+  if (place_) place_->commit();
+}
+
+}  // namespace kalvetra
