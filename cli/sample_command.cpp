@@ -87,8 +87,9 @@ class TruthFiles {
 class SampleMovie {
  public:
   SampleMovie(const TemporaryOutput& output, const std::string& shownName, int threads)
-      : movie_(demonstrationFormat().muxer, output.path(), shownName),
-        video_(demonstrationFormat(), pictureFormat(), kVideoColor, threads, movie_.wantsGlobalHeader()),
+      : movie_(outputFormatNamed("h264").muxer, output.path(), shownName),
+        video_(outputFormatNamed("h264"), outputFormatNamed("h264").pixelFormat, pictureFormat(), kVideoColor, threads,
+               movie_.wantsGlobalHeader()),
         sound_(kSampleRate, movie_.wantsGlobalHeader()) {
     movie_.addStream(video_.context());
     movie_.addStream(sound_.context());
@@ -133,7 +134,7 @@ DrawnFrame draw(int index, bool withTruth, const FramePacker& packer) {
 }
 
 void drawClip(const SampleCommand& options, SampleMovie& movie, TruthFiles* truth) {
-  const FramePacker packer(demonstrationFormat().pixelFormat, kVideoColor.matrix);
+  const FramePacker packer(outputFormatNamed("h264").pixelFormat, kVideoColor.matrix);
   const auto workers = static_cast<std::size_t>(options.threads);
   const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, workers);
   Progress progress(options.frames);

@@ -5,12 +5,22 @@
 
 namespace kalvetra {
 
+namespace {
+
+// Segments are cut and joined without encoding again, so each must stand alone.
+void refuseUnresumable(const OutputRequest& request) {
+  if (request.path == "-") throw UserError("a run into the standard output cannot be resumed; name a file");
+  const std::string& codec = request.delivery.format->slug;
+  if (codec != "h264" && codec != "av1" && codec != "raw") return;
+  throw UserError(request.path + ": " + request.delivery.format->what +
+                  " cannot be written in parts; leave --resume out or choose another codec");
+}
+
+}  // namespace
+
 JobOutput::JobOutput(const OutputRequest& request, const KeyJob& job) : request_(request) {
-  if (request.path == kStandardOutput) {
-    if (job.resumable) throw UserError("a run into the standard output cannot be resumed; name a file");
-    return;
-  }
-  refuseOverwritingInput(job.input, request.path);
+  if (job.resumable) refuseUnresumable(request);
+  if (request.path != "-") refuseOverwritingInput(job.input, request.path);
   place_ = std::make_unique<TemporaryOutput>(request.path, job.replace,
                                              job.resumable ? Unfinished::Kept : Unfinished::Removed);
 }
@@ -31,13 +41,13 @@ void JobOutput::open(Reader& source, const KeyJob& job, const Journal* journal, 
   WriterPart part;
   part.carried = carried(job, source);
   auto writer =
-      std::make_unique<Writer>(request_.delivery, place_.get(), request_.path, source, job.threads, part);
+      std::make_unique<Writer>(request_.delivery, *place_, request_.path, source, job.threads, part);
   for (const std::string& sentence : writer->leftOut()) listener.note(request_.path + ": " + sentence);
   soundStreams_ = writer->soundStreams();
   sink_ = std::move(writer);
 }
 
-Route JobOutput::route() { return {request_.view, false, sink_.get(), place_ ? &samples_ : nullptr}; }
+Route JobOutput::route() { return {request_.view, false, sink_.get(), place_->isStandardOutput() ? nullptr : &samples_}; }
 
 void JobOutput::checkpoint() {
   sink_->checkpoint();
@@ -59,7 +69,7 @@ void JobOutput::finish(const KeyJob& job, const Journal* journal, std::int64_t o
 
 Proof JobOutput::check(const KeyJob& job, const Reader& source, std::int64_t frames,
                        const std::atomic<bool>& stop) const {
-  if (!place_) return {};
+  if (place_->isStandardOutput()) return {};
   Promise promise;
   promise.delivery = request_.delivery;
   promise.frames = frames;
@@ -72,7 +82,7 @@ Proof JobOutput::check(const KeyJob& job, const Reader& source, std::int64_t fra
 
 void JobOutput::commit() {
   sink_.reset();
-  if (place_) place_->commit();
+  place_->commit();
 }
 
 }  // namespace kalvetra

@@ -36,7 +36,7 @@ class JobOutput {
   std::filesystem::path samplesPath() const { return workFolder() / "samples"; }
 
   OutputRequest request_;
-  std::unique_ptr<TemporaryOutput> place_;  // none for the standard output
+  std::unique_ptr<TemporaryOutput> place_;
   std::unique_ptr<PictureSink> sink_;
   SegmentedWriter* segmented_ = nullptr;    // the sink, where the job is resumable
   SamplePictures samples_;

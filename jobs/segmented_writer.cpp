@@ -6,14 +6,14 @@ namespace kalvetra {
 
 namespace fs = std::filesystem;
 
-SegmentedWriter::SegmentedWriter(const OutputFormat& format, const TemporaryOutput& output,
+SegmentedWriter::SegmentedWriter(const Delivery& delivery, const TemporaryOutput& output,
                                  const std::string& shownName, Reader& source, int threads, const Journal& done)
-    : format_(format),
+    : delivery_(delivery),
       output_(output),
       shownName_(shownName),
       source_(source),
       threads_(threads),
-      packing_(format, source.format()),
+      packing_(delivery, source.format()),
       segments_(done.segments()),
       pictures_(static_cast<std::int64_t>(done.frames().size())) {
   open();  // says at once what cannot be written
@@ -36,7 +36,7 @@ void SegmentedWriter::open() {
   part.carried.sound = false;
   if (!output_.isSequence()) part.movie = segmentPath(segments_ + 1).string();
   part.firstPicture = static_cast<int>(pictures_) + 1;
-  writer_ = std::make_unique<Writer>(format_, output_, shownName_, source_, threads_, part);
+  writer_ = std::make_unique<Writer>(delivery_, output_, shownName_, source_, threads_, part);
 }
 
 void SegmentedWriter::write(PackedPicture picture, std::int64_t time, std::int64_t duration) {

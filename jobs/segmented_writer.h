@@ -16,7 +16,7 @@ namespace kalvetra {
 class SegmentedWriter : public PictureSink {
  public:
   // `output` must be one that is kept, and outlive the writer. `done` is what earlier runs have written.
-  SegmentedWriter(const OutputFormat& format, const TemporaryOutput& output, const std::string& shownName,
+  SegmentedWriter(const Delivery& delivery, const TemporaryOutput& output, const std::string& shownName,
                   Reader& source, int threads, const Journal& done);
 
   PackedPicture pack(const Image& image) const override { return packing_.pack(image); }
@@ -32,7 +32,7 @@ class SegmentedWriter : public PictureSink {
   std::filesystem::path segmentPath(int number) const;  // from 1
   void open();
 
-  const OutputFormat& format_;
+  Delivery delivery_;
   const TemporaryOutput& output_;
   std::string shownName_;
   Reader& source_;

@@ -35,7 +35,7 @@ bool isTimecodeTrack(const AVStream& stream) { return stream.codecpar->codec_tag
 void copyMetadata(AVDictionary** to, const AVDictionary* from) {
   static const std::set<std::string> ofTheFile{"encoder",    "major_brand", "minor_version", "compatible_brands",
                                                "DURATION",   "timecode",    "handler_name",  "vendor_id",
-                                               "alpha_mode", "ENCODER",     "duration"};
+                                               "alpha_mode", "ENCODER",     "duration",      kAlphaTag};
   const AVDictionaryEntry* entry = nullptr;
   while ((entry = av_dict_get(from, "", entry, AV_DICT_IGNORE_SUFFIX)) != nullptr) {
     if (!ofTheFile.contains(entry->key)) av_dict_set(to, entry->key, entry->value, 0);
@@ -71,17 +71,17 @@ std::vector<std::string> whatIsLeftOut(const OutputFormat& format, const Reader&
     if (kept || (sound && !carried.sound)) continue;
     sentences.push_back(
         describe(stream) + " is left out: " +
-        (sound ? format.extension + " cannot hold it" : "only pictures, sound and timecode are copied"));
+        (sound ? format.extension() + " cannot hold it" : "only pictures, sound and timecode are copied"));
   }
   const std::string timecode = timecodeOf(source, carried.firstFrame);
   if (!timecode.empty() && !format.keepsTimecode) {
-    sentences.push_back("timecode " + timecode + " is left out: " + format.extension + " cannot hold it");
+    sentences.push_back("timecode " + timecode + " is left out: " + format.extension() + " cannot hold it");
   }
   return sentences;
 }
 
-ClipMovie::ClipMovie(const OutputFormat& format, const std::string& path, const std::string& shownName)
-    : format_(format), movie_(format.muxer, path, shownName) {}
+ClipMovie::ClipMovie(const Delivery& delivery, const std::string& path, const std::string& shownName)
+    : delivery_(delivery), movie_(delivery.format->muxer, path, shownName) {}
 
 void ClipMovie::begin(const AVCodecParameters& encoded, const PictureFormat& pictures, Reader& source,
                       const Carried& carried) {
@@ -92,9 +92,10 @@ void ClipMovie::begin(const AVCodecParameters& encoded, const PictureFormat& pic
   copyMetadata(&video.metadata, source.video().metadata);
   copyMetadata(movie_.metadata(), source.container().metadata);
   const std::string timecode = timecodeOf(source, carried.firstFrame);
-  if (!timecode.empty() && format_.keepsTimecode) av_dict_set(&video.metadata, "timecode", timecode.c_str(), 0);
-  if (carried.sound) declareSound(source);
-  movie_.begin();
+  if (!timecode.empty() && delivery_.format->keepsTimecode) av_dict_set(&video.metadata, "timecode", timecode.c_str(), 0);
+  av_dict_set(movie_.metadata(), kAlphaTag, alphaTag(delivery_).c_str(), 0);
+  if (carried.sound && delivery_.format->keepsSound) declareSound(source);
+  movie_.begin(delivery_.format->muxerOptions);
 }
 
 void ClipMovie::declareSound(Reader& source) {
@@ -123,7 +124,7 @@ void ClipMovie::writeCopied(const std::vector<PacketPtr>& packets) {
     // The encoder's run-up of a sound track ends before the clip begins. Where a container has no negative times, it
     // would push all pictures back.
     const bool runUp = packet->pts != AV_NOPTS_VALUE && packet->pts + packet->duration <= 0;
-    if (to == copiedTo_.end() || (runUp && !format_.keepsNegativeTimes)) continue;
+    if (to == copiedTo_.end() || (runUp && !delivery_.format->keepsNegativeTimes)) continue;
     const PacketPtr copy(av_packet_clone(packet.get()));
     if (!copy) throw std::bad_alloc();
     copy->stream_index = to->second;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "media/output_format.h"
+#include "media/delivery.h"
 #include "media/packet_sink.h"
 #include "media/reader.h"
 
@@ -26,8 +26,8 @@ std::string timecodeOf(const Reader& source, std::int64_t frame);
 
 class ClipMovie {
  public:
-  // Writes to `path`. The format must be one of a movie. Every failure to write throws UserError naming `shownName`.
-  ClipMovie(const OutputFormat& format, const std::string& path, const std::string& shownName);
+  // Writes to `path`. The delivery must be one of a movie. Every failure to write throws UserError naming `shownName`.
+  ClipMovie(const Delivery& delivery, const std::string& path, const std::string& shownName);
 
   bool wantsGlobalHeader() const { return movie_.wantsGlobalHeader(); }
   // Writes the header, and tells `source` which streams to deliver. `video` describes the encoded pictures, whose times
@@ -45,7 +45,7 @@ class ClipMovie {
  private:
   void declareSound(Reader& source);
 
-  const OutputFormat& format_;
+  Delivery delivery_;
   MovieFile movie_;
   std::map<int, int> copiedTo_;
   std::map<int, AVRational> copiedBase_;  // time base of a source stream

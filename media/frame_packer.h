@@ -1,31 +1,40 @@
 // Keyed pictures into the planes that encoders take, without a scaler: alpha stays exact.
 #pragma once
 
+#include <array>
+
+#include "media/alpha_mode.h"
 #include "media/picture.h"
+#include "media/yuv_packer.h"
 
 namespace kalvetra {
 
 // Packs pictures for one encoder. Thread-safe; holds constants only.
 //
-// BGRA and RGBA: the same bytes. YUVA444P10: alpha and colours widened to 10 bits, colours in the limited range of the
-// given matrix. YUV(A)420P: 8 bits, limited range; chroma sited left, averaged with the alpha as weight, so that
-// colours of transparent pixels do not bleed into the edges.
+// Packed RGB of 8 bits (BGRA, BGR0, RGBA, ARGB, RGB24): the same bytes. RGBA64BE, RGB48BE: bytes times 257, which is
+// exact. YUV(A)444P10: alpha and colours widened to 10 bits, colours in the limited range of the matrix.
+// YUV(A)420P, YUV420P10: limited range; chroma sited left, averaged with straight alpha as weight, so that colours of
+// transparent pixels do not bleed into the edges. GBR(A)PF32: linear light 0..1.
+//
+// Alpha: None makes every pixel opaque and leaves its colour alone. Premultiplied multiplies the 8-bit components,
+// (c * a + 127) / 255, before anything else; float formats multiply the light instead.
 class FramePacker {
  public:
-  // Throws UserError for a pixel format that no output uses.
-  FramePacker(AVPixelFormat format, AVColorSpace matrix);
-  FramePtr pack(const Image& image) const;
+  // `transfer` is what the pictures' code values mean; only float formats read it. Throws UserError when they cannot be
+  // made linear with it.
+  FramePacker(AVPixelFormat format, AVColorSpace matrix, AlphaMode alpha = AlphaMode::Straight,
+              AVColorTransferCharacteristic transfer = AVCOL_TRC_BT709);
+  // `fields`: even and odd rows are two interlaced fields, whose chroma must not mix. Throws UserError for a pixel
+  // format that no output uses.
+  FramePtr pack(const Image& image, bool fields = false) const;
 
  private:
-  struct Yuv {
-    float y, u, v;  // y 0..1, u and v -0.5..0.5
-  };
-  Yuv toYuv(const unsigned char* argb) const;
-  void pack444(const Image& image, AVFrame& frame) const;
-  void pack420(const Image& image, AVFrame& frame) const;
+  void packLight(const Image& image, AVFrame& frame) const;
 
   AVPixelFormat format_;
-  float red_, blue_;  // luma weights of the matrix
+  AlphaMode alpha_;
+  YuvPacker yuv_;
+  std::array<float, 256> light_;  // of code values; for float formats
 };
 
 }  // namespace kalvetra

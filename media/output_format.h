@@ -1,30 +1,48 @@
-// The kinds of file that can be written, chosen by the output's name.
+// The kinds of file that can be written. media/delivery.h chooses among them.
 #pragma once
 
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "media/alpha_mode.h"
 #include "media/picture.h"
 
 namespace kalvetra {
 
+using CodecOptions = std::vector<std::pair<std::string, std::string>>;
+
+// One codec in one container. A codec that goes into several containers has a row for each.
 struct OutputFormat {
-  std::string extension;  // with its dot
-  std::string what;       // for people
-  const char* muxer;      // null: one file a picture
+  std::string slug;                     // of the codec, on command lines: "prores4444"
+  std::string what;                     // for people: "ProRes 4444"
+  std::vector<std::string> extensions;  // each with its dot, the usual one first; "-" is the standard output
+  const char* muxer;                    // null: one file a picture
   const char* encoder;
   AVPixelFormat pixelFormat;
-  std::vector<std::pair<std::string, std::string>> options;  // of the encoder
-  bool keepsDisplayMatrix;  // otherwise pictures are turned upright before they are written
+  AVPixelFormat opaquePixelFormat;  // for pictures without alpha; the same where the codec has no other
+  CodecOptions options;             // of the encoder
+  std::vector<AlphaMode> alpha;     // what such a file may carry, its default first; empty: it has no alpha
+  bool pair;                        // has no alpha, but a second file beside it holds the matte
+  double alphaTolerance;            // mean absolute error of the alpha read back, in levels of 255; 0 for exact
+  bool keepsDisplayMatrix;          // otherwise pictures are turned upright before they are written
   bool keepsTimecode;
   bool keepsNegativeTimes;
+  bool keepsSound;
+  CodecOptions muxerOptions;
+
+  bool isPictures() const { return muxer == nullptr; }
+  bool goesInto(const std::string& extension) const;
+  const std::string& extension() const { return extensions.front(); }
 };
 
-// The format for that name. Throws UserError, naming the known ones, when the name fits none.
-const OutputFormat& outputFormatFor(const std::string& path);
+// Every row; of those that share an extension, the default stands first.
+const std::vector<OutputFormat>& outputFormats();
 
-// H.264 in MP4, without alpha: for the demonstration clip only.
-const OutputFormat& demonstrationFormat();
+// The path's extension in lower case, with its dot; empty when it has none, "-" for the standard output.
+std::string extensionOf(const std::string& path);
+
+// The first row with that slug. It must be there.
+const OutputFormat& outputFormatNamed(const std::string& slug);
 
 }  // namespace kalvetra

@@ -23,6 +23,9 @@ MovieFile::~MovieFile() {
 }
 
 void MovieFile::check(int result, const char* what) const {
+  if (result == AVERROR(EPIPE) && shownName_ == "-") {
+    throw UserError("the standard output was closed before everything was written; let its reader read to the end");
+  }
   if (result < 0) failWriting(shownName_, std::string(what) + ": " + errorText(result));
 }
 
@@ -61,10 +64,14 @@ bool MovieFile::takes(const AVCodecParameters& parameters) const {
   return taken;
 }
 
-void MovieFile::begin() {
+void MovieFile::begin(const CodecOptions& options) {
   context_->avoid_negative_ts =
       AVFMT_AVOID_NEG_TS_DISABLED;  // pictures keep their times, whatever the sound begins with
-  check(avformat_write_header(context_, nullptr), "header");
+  AVDictionary* settings = nullptr;
+  for (const auto& [name, value] : options) av_dict_set(&settings, name.c_str(), value.c_str(), 0);
+  const int error = avformat_write_header(context_, &settings);
+  av_dict_free(&settings);
+  check(error, "header");
 }
 
 void MovieFile::write(AVPacket& packet, AVRational timeBase) {
@@ -84,7 +91,7 @@ void MovieFile::finish() {
 void PictureFiles::write(AVPacket& packet, AVRational /*timeBase*/) {
   ++number_;
   if (!output_.isSequence() && number_ > 1) {
-    throw UserError(shownName_ + ": the clip has more than one picture; name a sequence, like name-%05d.png");
+    throw UserError(shownName_ + ": the clip has more than one picture; name a sequence, with %05d in its name");
   }
   const std::string path = output_.isSequence() ? output_.path(number_) : output_.path();
   std::FILE* file = std::fopen(path.c_str(), "wb");

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "media/ffmpeg.h"
+#include "media/output_format.h"
 #include "media/temporary_output.h"
 
 namespace kalvetra {
@@ -31,7 +32,8 @@ class MovieFile : public PacketSink {
   // True when files of this kind can hold such a stream.
   bool takes(const AVCodecParameters& parameters) const;
   AVDictionary** metadata() { return &context_->metadata; }
-  void begin();
+  // `options` are the container's own.
+  void begin(const CodecOptions& options = {});
   void write(AVPacket& packet, AVRational timeBase) override;
   void finish() override;
 

@@ -16,7 +16,7 @@ PictureFormat pictureFormat(int width, int height) {
 PictureWriter::PictureWriter(const TemporaryOutput& output, const std::string& shownName, AVPixelFormat format,
                              int width, int height)
     : files_(output, shownName),
-      encoder_({".png", "PNG", nullptr, "png", format, {}, false, false, false}, pictureFormat(width, height),
+      encoder_(outputFormatNamed("png"), format, pictureFormat(width, height),
                {AVCOL_SPC_RGB, AVCOL_RANGE_JPEG, AVCOL_PRI_BT709, AVCOL_TRC_IEC61966_2_1}, 1, false) {}
 
 void PictureWriter::write(FramePtr picture) {

@@ -115,6 +115,10 @@ TemporaryOutput::TemporaryOutput(const std::string& target, bool replace, Unfini
       replace_(replace),
       unfinished_(unfinished),
       isSequence_(isNumberedName(target_.filename().string())) {
+  if (isStandardOutput()) {
+    temporary_ = "pipe:1";  // as the libraries name it
+    return;
+  }
   if (fs::is_directory(target_)) throw UserError(target + " is a folder; name a file in it");
   checkFolder(target_);
   if (!replace && outputExists(target)) {
@@ -127,13 +131,14 @@ TemporaryOutput::TemporaryOutput(const std::string& target, bool replace, Unfini
 }
 
 TemporaryOutput::~TemporaryOutput() {
-  if (unfinished_ == Unfinished::Kept) return;
+  if (isStandardOutput() || unfinished_ == Unfinished::Kept) return;
   std::error_code ignored;
   fs::remove_all(temporary_, ignored);
 }
 
 std::string TemporaryOutput::path() const {
-  return (unfinished_ == Unfinished::Kept ? temporary_ / target_.filename() : temporary_).string();
+  const bool inFolder = unfinished_ == Unfinished::Kept && !isStandardOutput();
+  return (inFolder ? temporary_ / target_.filename() : temporary_).string();
 }
 
 std::string TemporaryOutput::path(int number) const {
@@ -143,6 +148,7 @@ std::string TemporaryOutput::path(int number) const {
 std::string TemporaryOutput::sequencePath() const { return (temporary_ / target_.filename()).string(); }
 
 void TemporaryOutput::commit() {
+  if (isStandardOutput()) return;
   if (!replace_ && outputExists(target_.string())) {
     throw UserError(target_.string() + " has appeared meanwhile; give -y to replace it, or another name");
   }

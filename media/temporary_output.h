@@ -25,6 +25,8 @@ class TemporaryOutput {
   TemporaryOutput& operator=(const TemporaryOutput&) = delete;
 
   bool isSequence() const { return isSequence_; }
+  // "-": what is written goes there at once.
+  bool isStandardOutput() const { return target_ == "-"; }
   // Where to write: a file, or the picture of that number (from 1) of a sequence.
   std::string path() const;
   std::string path(int number) const;

@@ -4,11 +4,11 @@
 
 namespace kalvetra {
 
-VideoEncoder::VideoEncoder(const OutputFormat& format, const PictureFormat& pictures, const ColorTags& color,
-                           int threads, bool globalHeader) {
+VideoEncoder::VideoEncoder(const OutputFormat& format, AVPixelFormat pixels, const PictureFormat& pictures,
+                           const ColorTags& color, int threads, bool globalHeader) {
   const AVCodec* codec = avcodec_find_encoder_by_name(format.encoder);
   if (codec == nullptr) {
-    throw UserError(std::string("the encoder ") + format.encoder + " for " + format.extension +
+    throw UserError(std::string("the encoder ") + format.encoder + " for " + format.what +
                     " is not installed; install a fuller FFmpeg or choose another kind of output");
   }
   context_.reset(avcodec_alloc_context3(codec));
@@ -18,12 +18,12 @@ VideoEncoder::VideoEncoder(const OutputFormat& format, const PictureFormat& pict
   context_->time_base = pictures.timeBase;
   context_->framerate = pictures.frameRate;
   context_->sample_aspect_ratio = pictures.pixelAspect;
-  context_->pix_fmt = format.pixelFormat;
+  context_->pix_fmt = pixels;
   context_->colorspace = color.matrix;
   context_->color_range = color.range;
   context_->color_primaries = color.primaries;
   context_->color_trc = color.transfer;
-  if ((av_pix_fmt_desc_get(format.pixelFormat)->flags & AV_PIX_FMT_FLAG_RGB) == 0) {
+  if ((av_pix_fmt_desc_get(pixels)->flags & AV_PIX_FMT_FLAG_RGB) == 0) {
     context_->chroma_sample_location = AVCHROMA_LOC_LEFT;
   }
   context_->thread_count = threads;

@@ -10,9 +10,9 @@ namespace kalvetra {
 
 class VideoEncoder {
  public:
-  // `color` are the tags that the encoded pictures carry.
-  VideoEncoder(const OutputFormat& format, const PictureFormat& pictures, const ColorTags& color, int threads,
-               bool globalHeader);
+  // `pixels` is one of the format's; `color` are the tags that the encoded pictures carry.
+  VideoEncoder(const OutputFormat& format, AVPixelFormat pixels, const PictureFormat& pictures, const ColorTags& color,
+               int threads, bool globalHeader);
 
   using Deliver = std::function<void(AVPacket&)>;  // called with each finished packet, times in timeBase()
 

@@ -36,39 +36,49 @@ ColorTags writtenColor(ColorTags color, AVPixelFormat format) {
   } else if (color.matrix == AVCOL_SPC_RGB) {
     color.matrix = AVCOL_SPC_BT709;
   }
+  if ((av_pix_fmt_desc_get(format)->flags & AV_PIX_FMT_FLAG_FLOAT) != 0) color.transfer = AVCOL_TRC_LINEAR;
   return color;
+}
+
+// What the code values of the pictures mean: the levels of a matte are no light, so that nothing may bend them.
+AVColorTransferCharacteristic transferOf(const PictureFormat& source, const Delivery& delivery) {
+  return delivery.levels ? AVCOL_TRC_LINEAR : source.color.transfer;
 }
 
 }  // namespace
 
-PicturePacking::PicturePacking(const OutputFormat& format, const PictureFormat& source)
-    : quarterTurns_(format.keepsDisplayMatrix ? 0 : source.quarterTurns()),
-      pictures_(writtenPictures(source, format)),
-      color_(writtenColor(pictures_.color, format.pixelFormat)),
-      packer_(format.pixelFormat, color_.matrix) {}
+PicturePacking::PicturePacking(const Delivery& delivery, const PictureFormat& source)
+    : quarterTurns_(delivery.format->keepsDisplayMatrix ? 0 : source.quarterTurns()),
+      pictures_(writtenPictures(source, *delivery.format)),
+      color_(writtenColor(pictures_.color, delivery.pixelFormat())),
+      packer_(delivery.pixelFormat(), color_.matrix, delivery.alpha, transferOf(source, delivery)) {}
 
 FramePtr PicturePacking::pack(const Image& image) const {
   return quarterTurns_ == 0 ? packer_.pack(image) : packer_.pack(turned(image, quarterTurns_));
 }
 
-Writer::Writer(const OutputFormat& format, const TemporaryOutput& output, const std::string& shownName, Reader& source,
+Writer::Writer(const Delivery& delivery, const TemporaryOutput& output, const std::string& shownName, Reader& source,
                int threads, const WriterPart& part)
     : shownName_(shownName),
-      packing_(format, source.format()) {
+      packing_(delivery, source.format()) {
+  const OutputFormat& format = *delivery.format;
   if (format.muxer != nullptr) {
-    if (output.isSequence()) throw UserError(shownName + ": only .png files are numbered; name one file without a %");
-    openMovie(format, part.movie.empty() ? output.path() : part.movie, source, threads, part.carried);
+    if (output.isSequence()) {
+      throw UserError(shownName +
+                      ": only picture files are numbered, like name-%05d.png or .exr; name one file without a %");
+    }
+    openMovie(delivery, part.movie.empty() ? output.path() : part.movie, source, threads, part.carried);
   } else {
-    encoder_ = std::make_unique<VideoEncoder>(format, packing_.pictures(), packing_.color(), threads, false);
+    encoder_ = std::make_unique<VideoEncoder>(format, delivery.pixelFormat(), packing_.pictures(), packing_.color(), threads, false);
     pictureFiles_ = std::make_unique<PictureFiles>(output, shownName, part.firstPicture);
   }
   leftOut_ = whatIsLeftOut(format, source, part.carried, movie_ ? movie_->copied() : std::map<int, int>());
 }
 
-void Writer::openMovie(const OutputFormat& format, const std::string& path, Reader& source, int threads,
+void Writer::openMovie(const Delivery& delivery, const std::string& path, Reader& source, int threads,
                        const Carried& carried) {
-  movie_ = std::make_unique<ClipMovie>(format, path, shownName_);
-  encoder_ = std::make_unique<VideoEncoder>(format, packing_.pictures(), packing_.color(), threads, movie_->wantsGlobalHeader());
+  movie_ = std::make_unique<ClipMovie>(delivery, path, shownName_);
+  encoder_ = std::make_unique<VideoEncoder>(*delivery.format, delivery.pixelFormat(), packing_.pictures(), packing_.color(), threads, movie_->wantsGlobalHeader());
   const std::unique_ptr<AVCodecParameters, ParametersDeleter> parameters(avcodec_parameters_alloc());
   if (!parameters) throw std::bad_alloc();
   movie_->begin(described(encoder_->context(), *parameters), packing_.pictures(), source, carried);

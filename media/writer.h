@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "media/clip_movie.h"
+#include "media/delivery.h"
 #include "media/frame_packer.h"
 #include "media/picture_sink.h"
 #include "media/video_encoder.h"
@@ -22,7 +23,7 @@ struct WriterPart {
 // Turns and packs pictures for one kind of output. Thread-safe.
 class PicturePacking {
  public:
-  PicturePacking(const OutputFormat& format, const PictureFormat& source);
+  PicturePacking(const Delivery& delivery, const PictureFormat& source);
   FramePtr pack(const Image& image) const;
 
   const PictureFormat& pictures() const { return pictures_; }
@@ -39,11 +40,13 @@ class Writer : public PictureSink {
  public:
   // Prepares the output for the clip that `source` reads, and tells `source` which streams to deliver. `output` must
   // outlive the writer. Throws UserError when such pictures or such a file cannot be written.
-  Writer(const OutputFormat& format, const TemporaryOutput& output, const std::string& shownName, Reader& source,
+  Writer(const Delivery& delivery, const TemporaryOutput& output, const std::string& shownName, Reader& source,
          int threads, const WriterPart& part = {});
 
   // What of the source the output cannot hold, a sentence each.
   const std::vector<std::string>& leftOut() const { return leftOut_; }
+  // How many of the source's sound tracks it copies.
+  int soundStreams() const { return movie_ ? static_cast<int>(movie_->copied().size()) : 0; }
 
   PackedPicture pack(const Image& image) const override { return packing_.pack(image); }
   void write(PackedPicture picture, std::int64_t time, std::int64_t duration) override;
@@ -51,7 +54,7 @@ class Writer : public PictureSink {
   void finish() override;
 
  private:
-  void openMovie(const OutputFormat& format, const std::string& path, Reader& source, int threads,
+  void openMovie(const Delivery& delivery, const std::string& path, Reader& source, int threads,
                  const Carried& carried);
   void deliver(AVPacket& packet);
 

@@ -7,7 +7,6 @@
 
 #include "media/frame_converter.h"
 #include "media/frame_packer.h"
-#include "media/output_format.h"
 #include "media/temporary_output.h"
 #include "support/user_error.h"
 #include "tests/support/scratch_folder.h"
@@ -199,12 +198,6 @@ TEST(OutputPlace, TheInputIsNeverOverwritten) {
   EXPECT_FALSE(refused("f-%03d.png", "f-%05d.png"));
   EXPECT_FALSE(refused("other.png", "new.png"));
   EXPECT_FALSE(refused("f-001.png", "f-%d.png"));
-}
-
-TEST(OutputFormats, AreChosenByTheName) {
-  EXPECT_EQ(std::string("prores_ks"), kalvetra::outputFormatFor("x/y.MOV").encoder);
-  EXPECT_THROW(kalvetra::outputFormatFor("x/y.avi"), UserError);
-  EXPECT_THROW(kalvetra::outputFormatFor("mov"), UserError);
 }
 
 }  // namespace
