@@ -86,7 +86,7 @@ void run(const CLI::App& command, const KeyCommand& options) {
   }
   std::unique_ptr<PictureSink> sink = openSink(options, output.get(), source);
   const AnimatedSettings settings = settleSettings(command, options.choice, options.input, options.threads);
-  savePreset(options.choice, settings, options.replace);
+  savePreset(options.choice, settings, options);
 
   Progress progress(source.expectedFrames());
   keyClip(source, *sink, settings, options.threads, [&] { progress.advance(); });

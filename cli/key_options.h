@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "cli/common_options.h"
 #include "parameters/animated_settings.h"
 #include "parameters/preset.h"
 
@@ -40,8 +41,8 @@ AnimatedSettings settleSettings(const CLI::App& command, const KeyChoice& choice
 // What to show of a frame with these settings.
 ShownView shownView(const KeyChoice& choice, const KeySettings& settings);
 
-// Writes --save-preset's file where that is asked for. Throws UserError when it exists and `replace` is not set, or
-// cannot be written.
-void savePreset(const KeyChoice& choice, const AnimatedSettings& settings, bool replace);
+// Writes --save-preset's file where that is asked for. Throws UserError when it exists and is not to be replaced, would
+// replace the input, is the output, or cannot be written.
+void savePreset(const KeyChoice& choice, const AnimatedSettings& settings, const CommonOptions& files);
 
 }  // namespace kalvetra
