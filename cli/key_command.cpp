@@ -78,7 +78,10 @@ void keyOne(const CLI::App& command, const KeyCommand& options, const std::strin
   listener.end = [&] { progress->end(); };
   listener.settings = [&](const Reader&) {
     const AnimatedSettings settings = settleSettings(command, options.choice, input, job.threads);
-    savePreset(nameFor(options.choice.savedPreset, input), settings, job.replace);
+    CommonOptions files = options.options;
+    files.input = input;
+    if (!job.outputs.empty()) files.output = job.outputs.front().path;
+    savePreset(nameFor(options.choice.savedPreset, input), settings, files);
     return settings;
   };
   const JobResult result = runKeyJob(job, listener, stopRequested());

@@ -1,6 +1,7 @@
 #include "cli/key_options.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 
 #include "cli/console.h"
@@ -113,6 +114,14 @@ bool isBlack(int color) {
   return std::all_of(parts.begin(), parts.end(), [](int part) { return part <= 1; });
 }
 
+void checkSavedPreset(const std::string& file, const CommonOptions& files) {
+  namespace fs = std::filesystem;
+  refuseOverwritingInput(files.input, file);
+  if (!files.output.empty() && fs::weakly_canonical(file) == fs::weakly_canonical(files.output)) {
+    throw UserError(file + ": is to be the output as well as the preset; name two files");
+  }
+}
+
 }  // namespace
 
 void addKeyOptions(CLI::App& command, KeyChoice& choice, bool withOwnViews) {
@@ -141,9 +150,10 @@ ShownView shownView(const KeyChoice& choice, const KeySettings& settings) {
   return choice.ownView ? *choice.ownView : static_cast<ShownView>(settings.view);
 }
 
-void savePreset(const std::string& file, const AnimatedSettings& settings, bool replace) {
+void savePreset(const std::string& file, const AnimatedSettings& settings, const CommonOptions& files) {
   if (file.empty()) return;
-  TemporaryOutput output(file, replace);
+  checkSavedPreset(file, files);
+  TemporaryOutput output(file, files.replace);
   if (output.isSequence()) throw UserError(file + ": a preset is one file; name it without a %");
   std::ofstream out(output.path(), std::ios::binary);
   out << presetText(settings) << std::flush;

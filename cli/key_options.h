@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "cli/common_options.h"
 #include "jobs/shown_view.h"
 #include "parameters/animated_settings.h"
 #include "parameters/preset.h"
@@ -38,8 +39,8 @@ AnimatedSettings settleSettings(const CLI::App& command, const KeyChoice& choice
 // What to show of a frame with these settings.
 ShownView shownView(const KeyChoice& choice, const KeySettings& settings);
 
-// Writes a preset file, none for an empty name. Throws UserError when it exists and `replace` is not set, or cannot be
-// written.
-void savePreset(const std::string& file, const AnimatedSettings& settings, bool replace);
+// Writes a preset file, none for an empty name. Throws UserError when it exists and is not to be replaced, would replace
+// the input, is the output, or cannot be written.
+void savePreset(const std::string& file, const AnimatedSettings& settings, const CommonOptions& files);
 
 }  // namespace kalvetra

@@ -58,7 +58,7 @@ void run(const CLI::App& command, const StillCommand& options) {
   refuseOverwritingInput(options.input, options.output);
   TemporaryOutput output(options.output, options.replace);
   const AnimatedSettings settings = settleSettings(command, options.choice, options.input, options.threads);
-  savePreset(options.choice.savedPreset, settings, options.replace);
+  savePreset(options.choice.savedPreset, settings, options);
   std::int64_t number = 0;
   const Image source = frameAt(options.input, options.seconds, options.threads, stopRequested(), &number);
   const Image sheet = contactSheet(source, settings.at(number));
