@@ -45,7 +45,7 @@ std::string written(const KeyJob& job) {
 }
 
 void tellStatus(const MatteStatus& status) {
-  const std::int64_t all = status.clear + status.almostClear + status.partial + status.almostOpaque + status.opaque;
+  const std::int64_t all = status.pixels();
   if (all == 0) return;
   const auto percent = [all](std::int64_t count) {
     return 100.0 * static_cast<double>(count) / static_cast<double>(all);

@@ -45,7 +45,7 @@ const Image& FrameKeyer::view(ShownView shown) {
     case ShownView::Plate:
       return plate();
     case ShownView::Status:
-      showStatus(keyed(), view_);
+      status_ = showStatus(keyed(), view_);
       return view_;
     case ShownView::Composite:
       layOver(keyed(), *companions_.background, view_);

@@ -29,8 +29,8 @@ class FrameKeyer {
   void begin(const AVFrame& frame, const KeySettings& settings, const Companions& companions);
   // Valid until the next call. The composite needs a background.
   const Image& view(ShownView shown);
-  // Of the frame's matte.
-  MatteStatus status();
+  // Of the frame's matte, once the status was viewed.
+  const MatteStatus& status() const { return status_; }
 
  private:
   const Image& keyed();
@@ -41,6 +41,7 @@ class FrameKeyer {
   KeySettings settings_{};
   Companions companions_;
   Image source_, keyed_, view_;
+  MatteStatus status_;
   bool isKeyed_ = false;
 };
 

@@ -68,7 +68,7 @@ void keyFrames(ClipReader& clip, const ColorTags& color, const Keying& keying, C
       flow.stop();
       return nullptr;
     }
-    job->companions = companions.at(job->frame.index);
+    job->companions = companions.at(job->frame.number, job->frame.index);
     return job;
   };
   const auto keyOne = [&](JobPtr job) {

@@ -63,7 +63,8 @@ class Run {
       listener_.note(job_.input + " does not say how its colours are coded; taken for " + source_->colorGuess() +
                      ", by its height");
     }
-    for (const std::string& sentence : source_->notes()) listener_.note(sentence);
+    for (const std::string& sentence : companions_->notes()) listener_.note(sentence);
+    if (!source_->gaps().empty()) listener_.note(source_->describeGaps());
     if (fields() && job_.fields == FieldChoice::Auto) listener_.note(job_.input + " is interlaced: keyed field by field");
   }
 

@@ -71,6 +71,7 @@ struct JobResult {
   std::int64_t keyedNow = 0;    // by this run
   std::string damage;           // the beginning of a sentence; empty when the clip was read whole
   PictureHash clipHash{};       // as the hash output has it; only where outputs are verified or a receipt is written
+  MatteStatus status;           // summed over all frames keyed now, where an output shows it
   std::vector<WrittenOutput> outputs;
 };
 
