@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <string>
 
+#include "media/numbered_name.h"
+
 namespace kalvetra {
 
 // Stands for one output file, or for the files of a numbered sequence (a name with %05d or the like). Until commit()
@@ -33,12 +35,6 @@ class TemporaryOutput {
   bool replace_;
   bool isSequence_;
 };
-
-// True for a file name with exactly one %d, %5d or %05d in it.
-bool isNumberedName(const std::string& name);
-
-// The name with its pattern replaced by the number.
-std::string numberedName(const std::string& name, int number);
 
 // Throws UserError when writing `output` would replace the file `input`, or a picture of it, where either may be a
 // numbered name.
