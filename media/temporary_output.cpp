@@ -2,9 +2,9 @@
 
 #include <unistd.h>
 
-#include <algorithm>
-#include <regex>
+#include <vector>
 
+#include "media/numbered_name.h"
 #include "support/user_error.h"
 
 namespace fs = std::filesystem;
@@ -12,44 +12,6 @@ namespace fs = std::filesystem;
 namespace kalvetra {
 
 namespace {
-
-const std::regex& numberPattern() {
-  static const std::regex pattern("%(0?)([0-9]?)d");
-  return pattern;
-}
-
-// A numbered name, taken apart at its number.
-struct NumberedName {
-  explicit NumberedName(const std::string& name) {
-    std::smatch match;
-    std::regex_search(name, match, numberPattern());
-    before = match.prefix();
-    after = match.suffix();
-    width = match[2].length() == 0 ? 0 : static_cast<std::size_t>(std::stoi(match[2]));
-    fill = match[1].length() == 0 ? ' ' : '0';
-  }
-
-  std::string with(std::string digits) const {
-    if (digits.size() < width) digits.insert(0, width - digits.size(), fill);
-    return before + digits + after;
-  }
-
-  // True for the names that `with` gives, and no others: f-0003.png is none of f-%03d.png.
-  bool covers(const std::string& name) const {
-    if (name.size() <= before.size() + after.size() || !name.starts_with(before) || !name.ends_with(after))
-      return false;
-    const std::string number = name.substr(before.size(), name.size() - before.size() - after.size());
-    const std::size_t first = std::min(number.find_first_not_of(fill), number.size() - 1);
-    const std::string digits = number.substr(first);
-    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
-    const bool plain = digits.size() == 1 || digits[0] != '0';  // %d gives 7, never 007
-    return plain && std::all_of(digits.begin(), digits.end(), isDigit) && with(digits) == name;
-  }
-
-  std::string before, after;
-  std::size_t width;
-  char fill;
-};
 
 fs::path folderOf(const fs::path& target) { return target.has_parent_path() ? target.parent_path() : fs::path("."); }
 
@@ -74,18 +36,6 @@ void checkFolder(const fs::path& target) {
                     " cannot be written to; choose another or change its permissions");
   }
 }
-
-}  // namespace
-
-bool isNumberedName(const std::string& name) {
-  return std::count(name.begin(), name.end(), '%') == 1 && std::regex_search(name, numberPattern());
-}
-
-std::string numberedName(const std::string& name, int number) {
-  return NumberedName(name).with(std::to_string(number));
-}
-
-namespace {
 
 // True when `target`, a file or a numbered name, stands for the file or numbered name `path` too.
 bool standsFor(const fs::path& target, const fs::path& path) {

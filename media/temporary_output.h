@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <string>
 
+#include "media/numbered_name.h"
+
 namespace kalvetra {
 
 // What becomes of an output that was not committed.
@@ -47,12 +49,6 @@ class TemporaryOutput {
   Unfinished unfinished_;
   bool isSequence_;
 };
-
-// True for a file name with exactly one %d, %5d or %05d in it.
-bool isNumberedName(const std::string& name);
-
-// The name with its pattern replaced by the number.
-std::string numberedName(const std::string& name, int number);
 
 // True when a sequence or file of that name stands there already.
 bool outputExists(const std::string& target);
