@@ -17,6 +17,8 @@ void catchInterrupts() {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
   // A file-size limit is a write error like any other, not the end of the program.
   std::signal(SIGXFSZ, SIG_IGN);
+  // So is a reader of the standard output that goes away.
+  std::signal(SIGPIPE, SIG_IGN);
 }
 
 }  // namespace kalvetra

@@ -21,4 +21,8 @@ PlateSize plateSize(int frameWidth, int frameHeight);
 // and the hue bounds of the record.
 void makePlate(const KALVETRA_Param& param, unsigned char* plate, PlateSize size);
 
+// The backdrop behind the record's frame, into a packed picture of the frame's size in working order. Reads what
+// makePlate reads, and the frame, which may not be empty. Throws std::bad_alloc.
+void estimatePlate(const KALVETRA_Param& param, unsigned char* plate);
+
 }  // namespace kalvetra

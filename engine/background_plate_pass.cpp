@@ -61,26 +61,29 @@ void makePlate(const KALVETRA_Param& param, unsigned char* plate, PlateSize size
   imaging.AverageBlurCore32bit6(plate, size.width, size.height, rowBytes, kPlateBlur);
 }
 
+void estimatePlate(const KALVETRA_Param& param, unsigned char* plate) {
+  CImagingZEP imaging;
+  const int width = param.nWidth, height = param.nHeight;
+  const PlateSize size = plateSize(width, height);
+  const Bytes small = std::make_unique<unsigned char[]>(byteCount(size.width * 4, size.height));
+  imaging.DF_WH32bit5_1(param.pSrc, width, height, width * 4, small.get(), size.width, size.height, size.width * 4,
+                        kLanczos, kReducingLobes);
+  makePlate(param, small.get(), size);
+  imaging.DF_WH32bit5_1(small.get(), size.width, size.height, size.width * 4, plate, width, height, width * 4, kLanczos,
+                        kEnlargingLobes);
+}
+
 }  // namespace kalvetra
 
 unsigned int CKALVETRA::MakeMask32bit008_1(KALVETRA_Param* param) {
   if (param == nullptr || param->nWidth == 0 || param->nHeight == 0) return 2;
-  CImagingZEP imaging;
   const int width = param->nWidth, height = param->nHeight;
   const std::size_t frameBytes = kalvetra::byteCount(width * 4, height);
-  const kalvetra::PlateSize size = kalvetra::plateSize(width, height);
-
-  const Bytes small = std::make_unique<unsigned char[]>(kalvetra::byteCount(size.width * 4, size.height));
-  imaging.DF_WH32bit5_1(param->pSrc, width, height, width * 4, small.get(), size.width, size.height, size.width * 4,
-                        kalvetra::kLanczos, kalvetra::kReducingLobes);
-  kalvetra::makePlate(*param, small.get(), size);
-
   const Bytes plate = std::make_unique<unsigned char[]>(frameBytes);
-  imaging.DF_WH32bit5_1(small.get(), size.width, size.height, size.width * 4, plate.get(), width, height, width * 4,
-                        kalvetra::kLanczos, kalvetra::kEnlargingLobes);
+  kalvetra::estimatePlate(*param, plate.get());
   if (param->nDeBlock != 0) {  // only now: the plate is taken from the frame as it came
     const Bytes scratch = std::make_unique<unsigned char[]>(frameBytes);
-    imaging.ChromaBlur32bit(width, height, param->pSrc, scratch.get(), param->nDeBlock);
+    CImagingZEP().ChromaBlur32bit(width, height, param->pSrc, scratch.get(), param->nDeBlock);
   }
   MakeChromaKeyMaskX9Core32bit14(param, plate.get());
   return 0;

@@ -9,6 +9,8 @@
 
 #include "engine/KALVETRA_MakeMaskGreenBack32bit.h"
 #include "engine/KalvetraFinalCut.h"
+#include "engine/background_plate.h"
+#include "engine/record_check.h"
 #include "imaging/CImagingZEP.h"
 #include "imaging/numeric.h"
 #include "imaging/simd/level.h"
@@ -150,6 +152,13 @@ void renderPlainly(const HostFrame& frame, const RenderValues& values, const Cli
   for (int y = 0; y < frame.height; ++y) write(workingRow(result, y), outputRow(frame, y), rowPixels);
 }
 
+// The key colour, as the pipeline takes it, everywhere.
+void fillWithKeyColor(const KALVETRA_Param& param, std::size_t pixels) {
+  for (unsigned char* pixel = param.pDst; pixels > 0; --pixels, pixel += 4) {
+    for (int c = 0; c < 3; ++c) pixel[c] = param.keyColor[2 - c][0];
+  }
+}
+
 }  // namespace
 
 void renderView(const HostFrame& frame, const RenderValues& values, Scan scan) {
@@ -161,6 +170,29 @@ void renderView(const HostFrame& frame, const RenderValues& values, Scan scan) {
   const Clip clip(values.clipBlack, values.clipWhite);
   if (scan == Scan::Whole && simd::enabled() && streamed(frame, values, clip)) return;
   renderPlainly(frame, values, clip, scan);
+}
+
+bool renderPlateOf(const HostFrame& frame, const RenderValues& values) {
+  if (frame.width < 1 || frame.height < 1) return false;
+  const auto rowPixels = static_cast<std::size_t>(frame.width);
+  const std::size_t pixels = rowPixels * static_cast<std::size_t>(frame.height);
+  const auto source = std::make_unique<unsigned char[]>(pixels * 4);
+  const auto plate = std::make_unique<unsigned char[]>(pixels * 4);
+  const KALVETRA_Param param = makeRecord(values, source.get(), plate.get(), frame.width, frame.height);
+  const bool estimated = values.smoothBG != 0 && keys(values) && valuesInRange(param);
+  if (estimated) {
+    for (int y = 0; y < frame.height; ++y) {
+      reverseBytes(inputRow(frame, y), source.get() + static_cast<std::size_t>(y) * rowPixels * 4, rowPixels);
+    }
+    estimatePlate(param, plate.get());
+  } else {
+    fillWithKeyColor(param, pixels);
+  }
+  for (std::size_t i = 3; i < pixels * 4; i += 4) plate[i] = 255;
+  for (int y = 0; y < frame.height; ++y) {
+    reverseBytes(plate.get() + static_cast<std::size_t>(y) * rowPixels * 4, outputRow(frame, y), rowPixels);
+  }
+  return estimated;
 }
 
 }  // namespace kalvetra

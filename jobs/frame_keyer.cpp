@@ -3,7 +3,6 @@
 #include "compositing/mattes.h"
 #include "compositing/over.h"
 #include "engine/KalvetraFinalCut.h"
-#include "parameters/plate_view.h"
 
 namespace kalvetra {
 

@@ -8,6 +8,23 @@
 
 namespace kalvetra {
 
+namespace {
+
+RenderValues valuesOf(const KeySettings& s) {
+  return {s.view,          s.keyColor[0],  s.keyColor[1],       s.keyColor[2],  s.smoothBG,
+          s.shadow,        s.clipBlack,    s.clipWhite,         s.deBlocking,   s.deBlockValue,
+          s.edgeContract,  s.contractMask, s.contractThreshold, s.edgeBlur,     s.maskBlurRadius,
+          s.maskBlurValue, s.skinHue,      s.blueHue,           s.despillWhite, s.despillSkin,
+          s.despillBlue,   s.screenGain};
+}
+
+HostFrame packedFrame(const unsigned char* input, unsigned char* output, int width, int height) {
+  const std::ptrdiff_t stride = std::ptrdiff_t{4} * width;
+  return {input, stride, output, stride, width, height};
+}
+
+}  // namespace
+
 KeySettings defaultSettings() {
   KeySettings settings{};
   for (const Parameter& p : kParameters) {
@@ -31,14 +48,14 @@ void renderFrame(const KeySettings& s, const unsigned char* input, FrameSize inp
                    s.despillBlue, s.screenGain);
 }
 
-void renderFields(const KeySettings& s, const unsigned char* input, unsigned char* output, int width, int height) {
-  const std::ptrdiff_t stride = std::ptrdiff_t{4} * width;
-  const RenderValues values{s.view,          s.keyColor[0],  s.keyColor[1],       s.keyColor[2],  s.smoothBG,
-                            s.shadow,        s.clipBlack,    s.clipWhite,         s.deBlocking,   s.deBlockValue,
-                            s.edgeContract,  s.contractMask, s.contractThreshold, s.edgeBlur,     s.maskBlurRadius,
-                            s.maskBlurValue, s.skinHue,      s.blueHue,           s.despillWhite, s.despillSkin,
-                            s.despillBlue,   s.screenGain};
-  renderView({input, stride, output, stride, width, height}, values, Scan::Fields);
+void renderFields(const KeySettings& settings, const unsigned char* input, unsigned char* output, int width,
+                  int height) {
+  renderView(packedFrame(input, output, width, height), valuesOf(settings), Scan::Fields);
+}
+
+bool renderPlate(const KeySettings& settings, const unsigned char* input, unsigned char* output, int width,
+                 int height) {
+  return renderPlateOf(packedFrame(input, output, width, height), valuesOf(settings));
 }
 
 }  // namespace kalvetra

@@ -41,6 +41,11 @@ void renderFrame(const KeySettings& settings, const unsigned char* input, unsign
 void renderFields(const KeySettings& settings, const unsigned char* input, unsigned char* output, int width,
                   int height);
 
+// Writes the frame's estimated backdrop, exactly the plate that the keyer makes of it; the result is opaque. Where
+// nothing is estimated (smooth-bg off, or a key colour of black) it writes the uniform key colour and answers false.
+// Otherwise like renderFrame.
+bool renderPlate(const KeySettings& settings, const unsigned char* input, unsigned char* output, int width, int height);
+
 // A host's frames may differ in size: the area that they have in common is rendered, the rest of the output is left
 // alone.
 struct FrameSize {

@@ -1,0 +1,63 @@
+#include "compositing/companion_clip.h"
+
+#include "compositing/cover.h"
+#include "compositing/over.h"
+#include "support/user_error.h"
+
+namespace kalvetra {
+
+namespace {
+
+// As it is shown: turned upright.
+Canvas uprightSize(const PictureFormat& format) {
+  const double aspect = av_q2d(format.pixelAspect);
+  if (format.quarterTurns() % 2 != 0) return {format.height, format.width, 1.0 / aspect};
+  return {format.width, format.height, aspect};
+}
+
+std::string shown(const Canvas& size) { return std::to_string(size.width) + " x " + std::to_string(size.height); }
+
+Image turnedBy(Image image, int quarterTurns) {
+  return quarterTurns == 0 ? std::move(image) : turned(image, quarterTurns);
+}
+
+void layOverBlack(Image& image) {
+  Image black(image.width, image.height);
+  std::fill(black.argb.begin(), black.argb.end(), static_cast<unsigned char>(0));
+  layOver(image, black, image);
+}
+
+}  // namespace
+
+CompanionClip::CompanionClip(const std::string& path, const std::string& what, Fit fit, const PictureFormat& clip,
+                             int threads, const std::atomic<bool>& stop)
+    : fit_(fit), clip_(clip), reader_(path, threads, stop), converter_(reader_.format().color) {
+  if (fit == Fit::Exact) requireClipSize(what);
+  if (!reader_.next(frame_)) throw UserError(path + ": no picture in it can be read; check the file");
+}
+
+void CompanionClip::requireClipSize(const std::string& what) const {
+  const Canvas own = uprightSize(reader_.format()), wanted = uprightSize(clip_);
+  if (own.width == wanted.width && own.height == wanted.height) return;
+  throw UserError(reader_.path() + ": its pictures measure " + shown(own) + ", those of the clip " + shown(wanted) +
+                  "; scale the " + what + " to the clip's size");
+}
+
+std::shared_ptr<const Image> CompanionClip::next() {
+  if (ended_) return current_;
+  current_ = std::make_shared<const Image>(fitted(*frame_.picture));
+  frame_.copied.clear();
+  ended_ = !reader_.next(frame_);
+  return current_;
+}
+
+Image CompanionClip::fitted(const AVFrame& frame) {
+  Image image = turnedBy(converter_.convert(frame), reader_.format().quarterTurns());
+  if (fit_ == Fit::Cover) {
+    layOverBlack(image);
+    image = covering(image, uprightSize(reader_.format()).pixelAspect, uprightSize(clip_));
+  }
+  return turnedBy(std::move(image), (4 - clip_.quarterTurns()) % 4);
+}
+
+}  // namespace kalvetra

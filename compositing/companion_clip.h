@@ -1,0 +1,45 @@
+// A picture or clip that goes along with the clip being keyed: a garbage matte, a holdout, a background.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "media/frame_converter.h"
+#include "media/reader.h"
+
+namespace kalvetra {
+
+// Read frame by frame in step with the clip, whatever the frame rates; behind its end its last picture stays. So a
+// still is decoded once. Pictures are turned to lie as the clip's stored pictures do. For one thread.
+class CompanionClip {
+ public:
+  enum class Fit {
+    Exact,  // must have the clip's size; alpha stays
+    Cover,  // scaled to cover the frame and cropped; opaque, laid over black where it has alpha
+  };
+  // `what` names its part in sentences: "garbage matte". Throws UserError when it cannot be read, or when its size
+  // does not fit.
+  CompanionClip(const std::string& path, const std::string& what, Fit fit, const PictureFormat& clip, int threads,
+                const std::atomic<bool>& stop);
+
+  // The picture for the clip's next frame, of the clip's stored size. Shared, so that frames in flight may keep it.
+  std::shared_ptr<const Image> next();
+
+  // For what has to be said about it: guessed colours, damage once it is read.
+  const Reader& source() const { return reader_; }
+
+ private:
+  void requireClipSize(const std::string& what) const;
+  Image fitted(const AVFrame& frame);
+
+  Fit fit_;
+  PictureFormat clip_;
+  Reader reader_;
+  FrameConverter converter_;
+  SourceFrame frame_;
+  bool ended_ = false;
+  std::shared_ptr<const Image> current_;
+};
+
+}  // namespace kalvetra
