@@ -40,6 +40,7 @@ std::optional<int> valueOf(const Parameter& p, const Scalar& scalar) {
 
 // The parser's own reason, without its prefix; what it read last may be any bytes, and is left out.
 std::string reasonOf(std::string reason) {
+  if (const std::size_t bracket = reason.find("] "); bracket != std::string::npos) reason.erase(0, bracket + 2);
   if (const std::size_t dash = reason.find(" - "); dash != std::string::npos) reason.erase(0, dash + 3);
   if (const std::size_t read = reason.find("; last read"); read != std::string::npos) {
     const std::size_t expectation = reason.rfind("; expected");
