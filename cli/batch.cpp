@@ -14,8 +14,8 @@ namespace fs = std::filesystem;
 namespace {
 
 bool isVideoName(const fs::path& path) {
-  static const std::set<std::string> extensions{".mov", ".mp4", ".m4v", ".mkv", ".webm", ".avi", ".mxf", ".mts",
-                                                ".m2ts", ".ts", ".mpg", ".mpeg", ".wmv", ".nut", ".3gp", ".flv"};
+  static const std::set<std::string> extensions{".mov",  ".mp4", ".m4v", ".mkv",  ".webm", ".avi", ".mxf", ".mts",
+                                                ".m2ts", ".ts",  ".mpg", ".mpeg", ".wmv",  ".nut", ".3gp", ".flv"};
   std::string extension = path.extension().string();
   std::transform(extension.begin(), extension.end(), extension.begin(),
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });

@@ -82,8 +82,9 @@ void addPositionOption(CLI::App& command, const std::string& name, std::optional
   const auto take = [name, &position](const std::string& text) {
     position = parsePosition(text);
     if (!position) {
-      throw CLI::ValidationError(name, "'" + text + "' is no place in a clip; give seconds (2.5), a time (1:02:03.5) or a "
-                                       "frame's number from 0 (75f)");
+      throw CLI::ValidationError(name, "'" + text +
+                                           "' is no place in a clip; give seconds (2.5), a time (1:02:03.5) or a "
+                                           "frame's number from 0 (75f)");
     }
   };
   command.add_option_function<std::string>(name, take, help)->type_name("TIME")->group("Range");
@@ -106,8 +107,9 @@ void addAlso(JobOptions& options, const std::string& text) {
     options.also.emplace_back(view.value, text.substr(equals + 1));
     return;
   }
-  throw CLI::ValidationError("--also", "'" + text + "' names no further output; give VIEW=FILE, the view one of "
-                                       "result, matte, plate, status, source, comp");
+  throw CLI::ValidationError("--also", "'" + text +
+                                           "' names no further output; give VIEW=FILE, the view one of "
+                                           "result, matte, plate, status, source, comp");
 }
 
 void addOutputOptions(CLI::App& command, JobOptions& options) {
@@ -157,7 +159,8 @@ void addWorkOptions(CLI::App& command, JobOptions& options) {
       ->group(group);
   command.add_flag("!--no-verify", options.job.verify, "Do not open and check outputs once they are written.")
       ->group(group);
-  command.add_option("--receipt", options.job.receipt, "Write what was made, and how it was checked, to this JSON file.")
+  command
+      .add_option("--receipt", options.job.receipt, "Write what was made, and how it was checked, to this JSON file.")
       ->type_name("FILE")
       ->group(group);
   addChoice<ProgressKind>(command, "--progress", kProgressKinds,
@@ -232,10 +235,11 @@ void addMainOutput(KeyJob& job, const JobOptions& options, const std::string& pa
 
 void addJobOptions(CLI::App& command, JobOptions& options) {
   command
-      .add_option("INPUT... OUTPUT", options.paths,
-                  "What to key: videos, images, sequences like shot-%05d.png, folders, - for the standard input. Last, "
-                  "where to: .mov (ProRes 4444), .mkv (FFV1), .webm (VP9), .png, name-%05d.png, .exr and others, or - "
-                  "for the standard output; several clips need {name} in it. With -f hash a text file; with -f null none.")
+      .add_option(
+          "INPUT... OUTPUT", options.paths,
+          "What to key: videos, images, sequences like shot-%05d.png, folders, - for the standard input. Last, "
+          "where to: .mov (ProRes 4444), .mkv (FFV1), .webm (VP9), .png, name-%05d.png, .exr and others, or - "
+          "for the standard output; several clips need {name} in it. With -f hash a text file; with -f null none.")
       ->required();
   addInputOptions(command, options);
   addRangeOptions(command, options);
@@ -269,7 +273,8 @@ KeyJob jobFor(const JobOptions& options, const std::string& input, MainView view
   job.animatedView = view.animated;
   job.measure = options.format == "null" ? Measure::Null : options.format == "hash" ? Measure::Hash : Measure::None;
   if (!options.outputPattern.empty()) addMainOutput(job, options, nameFor(options.outputPattern, input));
-  for (const auto& [alsoView, pattern] : options.also) addOutput(job, alsoView, alsoRequest(alsoView, nameFor(pattern, input)));
+  for (const auto& [alsoView, pattern] : options.also)
+    addOutput(job, alsoView, alsoRequest(alsoView, nameFor(pattern, input)));
   return job;
 }
 

@@ -93,8 +93,7 @@ void keyOne(const CLI::App& command, const KeyCommand& options, const std::strin
 }
 
 bool isThere(const JobOptions& options, const std::string& input) {
-  return options.skipExisting && !options.outputPattern.empty() &&
-         outputExists(nameFor(options.outputPattern, input));
+  return options.skipExisting && !options.outputPattern.empty() && outputExists(nameFor(options.outputPattern, input));
 }
 
 // One bad clip does not stop the others.
@@ -118,9 +117,9 @@ void keyAll(const CLI::App& command, const KeyCommand& options) {
     }
   }
   const auto keyed = inputs.size() - static_cast<std::size_t>(skipped) - failed.size();
-  const std::string report = std::to_string(keyed) + " of " + counted(static_cast<std::int64_t>(inputs.size()), "clip") +
-                             " keyed, " + std::to_string(skipped) + " skipped, " + std::to_string(failed.size()) +
-                             " failed";
+  const std::string report = std::to_string(keyed) + " of " +
+                             counted(static_cast<std::int64_t>(inputs.size()), "clip") + " keyed, " +
+                             std::to_string(skipped) + " skipped, " + std::to_string(failed.size()) + " failed";
   if (failed.empty()) {
     note(report);
     return;
@@ -133,6 +132,7 @@ void keyAll(const CLI::App& command, const KeyCommand& options) {
 void run(const CLI::App& command, KeyCommand& options) {
   JobOptions& job = options.options;
   splitPaths(job);
+  options.choice.alwaysKeys = !job.also.empty();
   if (job.inputs.size() > 1) {
     keyAll(command, options);
   } else if (isThere(job, job.inputs.front())) {

@@ -106,7 +106,8 @@ bool namesColor(const KeyChoice& choice) {
 // The source alone can do without. A saved preset holds the colour in any case.
 bool needsColor(const KeyChoice& choice, const AnimatedSettings& settings) {
   const auto isKeyed = [](int view) { return static_cast<ShownView>(view) != ShownView::Source; };
-  return choice.ownView || !file.empty() || anyValue(settings, viewParameter(), isKeyed);
+  return choice.alwaysKeys || choice.ownView || !choice.savedPreset.empty() ||
+         anyValue(settings, viewParameter(), isKeyed);
 }
 
 bool isBlack(int color) {

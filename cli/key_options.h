@@ -22,6 +22,8 @@ struct KeyChoice {
   std::optional<Preset> preset;      // --preset, read
   std::string savedPreset;           // --save-preset: a file's name, or empty
 
+  bool alwaysKeys = false;  // what is shown besides the view needs the key colour
+
   // Where the settings begin: a proposal for that input, key colour included. Empty for the table's defaults.
   std::function<KeySettings(const std::string& input, int threads)> propose;
 };
@@ -39,8 +41,8 @@ AnimatedSettings settleSettings(const CLI::App& command, const KeyChoice& choice
 // What to show of a frame with these settings.
 ShownView shownView(const KeyChoice& choice, const KeySettings& settings);
 
-// Writes a preset file, none for an empty name. Throws UserError when it exists and is not to be replaced, would replace
-// the input, is the output, or cannot be written.
+// Writes a preset file, none for an empty name. Throws UserError when it exists and is not to be replaced, would
+// replace the input, is the output, or cannot be written.
 void savePreset(const std::string& file, const AnimatedSettings& settings, const CommonOptions& files);
 
 }  // namespace kalvetra

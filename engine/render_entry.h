@@ -31,8 +31,8 @@ enum class Scan {
 void renderView(const HostFrame& frame, const RenderValues& values, Scan scan);
 
 // Writes the backdrop that the frame would be keyed against, opaque: the background plate, or the one key colour,
-// answered by false, where smoothBG is off, nothing is keyed or a value is out of range. At most 65535 pixels on a side.
-// Throws std::bad_alloc.
+// answered by false, where smoothBG is off, nothing is keyed or a value is out of range. At most 65535 pixels on a
+// side. Throws std::bad_alloc.
 bool renderPlateOf(const HostFrame& frame, const RenderValues& values);
 
 }  // namespace kalvetra

@@ -87,7 +87,8 @@ std::vector<PacketPtr> ClipReader::soundUntil(double seconds) {
   std::vector<PacketPtr> now, later;
   for (PacketPtr& packet : sound_) {
     const AVRational unit = reader_.timeBaseOf(packet->stream_index);
-    if (!range_.isWhole() && packet->pts != AV_NOPTS_VALUE && static_cast<double>(packet->pts) * av_q2d(unit) > seconds) {
+    if (!range_.isWhole() && packet->pts != AV_NOPTS_VALUE &&
+        static_cast<double>(packet->pts) * av_q2d(unit) > seconds) {
       later.push_back(std::move(packet));
       continue;
     }

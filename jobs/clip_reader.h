@@ -38,9 +38,9 @@ class ClipReader {
   Reader& reader_;
   ClipRange range_;
   std::int64_t toSkip_;
-  std::int64_t number_ = 0;  // of the next picture in the clip
-  std::int64_t index_ = 0;   // of the next picture in the range
-  std::int64_t origin_ = 0;  // time of the range's first picture
+  std::int64_t number_ = 0;    // of the next picture in the clip
+  std::int64_t index_ = 0;     // of the next picture in the range
+  std::int64_t origin_ = 0;    // time of the range's first picture
   std::optional<double> end_;  // where the range ends, in seconds of the clip, once it is known
   bool started_ = false;
   bool over_ = false;

@@ -15,8 +15,8 @@ namespace {
 struct Job {
   ClipFrame frame;
   Companions companions;
-  std::vector<PackedPicture> packed;              // one a route
-  std::map<std::size_t, Image> samples;           // by route
+  std::vector<PackedPicture> packed;     // one a route
+  std::map<std::size_t, Image> samples;  // by route
   WrittenFrame written;
 };
 using JobPtr = std::shared_ptr<Job>;

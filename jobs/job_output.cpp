@@ -31,8 +31,8 @@ Carried JobOutput::carried(const KeyJob& job, const Reader& source) const {
 
 void JobOutput::open(Reader& source, const KeyJob& job, const Journal* journal, const JobListener& listener) {
   if (journal != nullptr) {
-    auto writer = std::make_unique<SegmentedWriter>(request_.delivery, *place_, request_.path, source, job.threads,
-                                                    *journal);
+    auto writer =
+        std::make_unique<SegmentedWriter>(request_.delivery, *place_, request_.path, source, job.threads, *journal);
     segmented_ = writer.get();
     samples_.load(samplesPath());
     sink_ = std::move(writer);
@@ -40,14 +40,15 @@ void JobOutput::open(Reader& source, const KeyJob& job, const Journal* journal, 
   }
   WriterPart part;
   part.carried = carried(job, source);
-  auto writer =
-      std::make_unique<Writer>(request_.delivery, *place_, request_.path, source, job.threads, part);
+  auto writer = std::make_unique<Writer>(request_.delivery, *place_, request_.path, source, job.threads, part);
   for (const std::string& sentence : writer->leftOut()) listener.note(request_.path + ": " + sentence);
   soundStreams_ = writer->soundStreams();
   sink_ = std::move(writer);
 }
 
-Route JobOutput::route() { return {request_.view, false, sink_.get(), place_->isStandardOutput() ? nullptr : &samples_}; }
+Route JobOutput::route() {
+  return {request_.view, false, sink_.get(), place_->isStandardOutput() ? nullptr : &samples_};
+}
 
 void JobOutput::checkpoint() {
   sink_->checkpoint();

@@ -38,7 +38,7 @@ class JobOutput {
   OutputRequest request_;
   std::unique_ptr<TemporaryOutput> place_;
   std::unique_ptr<PictureSink> sink_;
-  SegmentedWriter* segmented_ = nullptr;    // the sink, where the job is resumable
+  SegmentedWriter* segmented_ = nullptr;  // the sink, where the job is resumable
   SamplePictures samples_;
   int soundStreams_ = 0;
 };

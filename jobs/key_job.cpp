@@ -65,7 +65,8 @@ class Run {
     }
     for (const std::string& sentence : companions_->notes()) listener_.note(sentence);
     if (!source_->gaps().empty()) listener_.note(source_->describeGaps());
-    if (fields() && job_.fields == FieldChoice::Auto) listener_.note(job_.input + " is interlaced: keyed field by field");
+    if (fields() && job_.fields == FieldChoice::Auto)
+      listener_.note(job_.input + " is interlaced: keyed field by field");
   }
 
   void openHashPlace() {
@@ -132,12 +133,12 @@ class Run {
   }
 
   void checkWhatWasRead() {
-    if (result_.frames == 0) throw UserError(job_.input + ": no picture in it can be read; check the file and the range");
+    if (result_.frames == 0)
+      throw UserError(job_.input + ": no picture in it can be read; check the file and the range");
     const std::int64_t lost = source_->lostFrames(), damaged = source_->damagedFrames();
     if (lost + damaged == 0) return;
     result_.damage = job_.input + ": the file is damaged: " + counted(lost, "frame") + " lost, " +
-                     counted(damaged, "frame") + " with errors; " + counted(result_.frames, "frame") +
-                     " could be read";
+                     counted(damaged, "frame") + " with errors; " + counted(result_.frames, "frame") + " could be read";
     if (!job_.keepPartial) {
       throw UserError(result_.damage + "; nothing was written, --keep-partial would keep them");
     }

@@ -11,6 +11,7 @@
 #include "jobs/frame_keyer.h"
 #include "jobs/proof.h"
 #include "media/delivery.h"
+#include "media/picture_hash.h"
 #include "media/reader.h"
 #include "parameters/animated_settings.h"
 
@@ -67,11 +68,11 @@ struct WrittenOutput {
 };
 
 struct JobResult {
-  std::int64_t frames = 0;      // keyed, by earlier runs too
-  std::int64_t keyedNow = 0;    // by this run
-  std::string damage;           // the beginning of a sentence; empty when the clip was read whole
-  PictureHash clipHash{};       // as the hash output has it; only where outputs are verified or a receipt is written
-  MatteStatus status;           // summed over all frames keyed now, where an output shows it
+  std::int64_t frames = 0;    // keyed, by earlier runs too
+  std::int64_t keyedNow = 0;  // by this run
+  std::string damage;         // the beginning of a sentence; empty when the clip was read whole
+  PictureHash clipHash{};     // as the hash output has it; only where outputs are verified or a receipt is written
+  MatteStatus status;         // summed over all frames keyed now, where an output shows it
   std::vector<WrittenOutput> outputs;
 };
 

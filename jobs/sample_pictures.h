@@ -12,7 +12,8 @@ namespace kalvetra {
 // True for the pictures to be shown to SamplePictures: of index 0 or a power of two, and the last.
 bool isSample(std::int64_t index, bool isLast);
 
-// How many pictures there will be is not known on the way. Of the powers of two there is always one in the middle third.
+// How many pictures there will be is not known on the way. Of the powers of two there is always one in the middle
+// third.
 class SamplePictures {
  public:
   // Samples in the clip's order. Keeps at most five pictures.

@@ -6,8 +6,8 @@ namespace kalvetra {
 
 namespace fs = std::filesystem;
 
-SegmentedWriter::SegmentedWriter(const Delivery& delivery, const TemporaryOutput& output,
-                                 const std::string& shownName, Reader& source, int threads, const Journal& done)
+SegmentedWriter::SegmentedWriter(const Delivery& delivery, const TemporaryOutput& output, const std::string& shownName,
+                                 Reader& source, int threads, const Journal& done)
     : delivery_(delivery),
       output_(output),
       shownName_(shownName),

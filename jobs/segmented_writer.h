@@ -16,8 +16,8 @@ namespace kalvetra {
 class SegmentedWriter : public PictureSink {
  public:
   // `output` must be one that is kept, and outlive the writer. `done` is what earlier runs have written.
-  SegmentedWriter(const Delivery& delivery, const TemporaryOutput& output, const std::string& shownName,
-                  Reader& source, int threads, const Journal& done);
+  SegmentedWriter(const Delivery& delivery, const TemporaryOutput& output, const std::string& shownName, Reader& source,
+                  int threads, const Journal& done);
 
   PackedPicture pack(const Image& image) const override { return packing_.pack(image); }
   void write(PackedPicture picture, std::int64_t time, std::int64_t duration) override;
@@ -38,8 +38,8 @@ class SegmentedWriter : public PictureSink {
   Reader& source_;
   int threads_;
   PicturePacking packing_;
-  int segments_;            // completed
-  std::int64_t pictures_;   // written so far, by earlier runs too
+  int segments_;                    // completed
+  std::int64_t pictures_;           // written so far, by earlier runs too
   std::unique_ptr<Writer> writer_;  // of the open segment
 };
 

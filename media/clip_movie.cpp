@@ -92,7 +92,8 @@ void ClipMovie::begin(const AVCodecParameters& encoded, const PictureFormat& pic
   copyMetadata(&video.metadata, source.video().metadata);
   copyMetadata(movie_.metadata(), source.container().metadata);
   const std::string timecode = timecodeOf(source, carried.firstFrame);
-  if (!timecode.empty() && delivery_.format->keepsTimecode) av_dict_set(&video.metadata, "timecode", timecode.c_str(), 0);
+  if (!timecode.empty() && delivery_.format->keepsTimecode)
+    av_dict_set(&video.metadata, "timecode", timecode.c_str(), 0);
   av_dict_set(movie_.metadata(), kAlphaTag, alphaTag(delivery_).c_str(), 0);
   if (carried.sound && delivery_.format->keepsSound) declareSound(source);
   movie_.begin(delivery_.format->muxerOptions);

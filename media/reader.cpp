@@ -274,7 +274,9 @@ bool Reader::seek(double fraction) {
   return seekTo(static_cast<std::int64_t>(fraction * static_cast<double>(input_.container->duration)));
 }
 
-bool Reader::seekTime(double seconds) { return !sequence_ && seekTo(static_cast<std::int64_t>(seconds * AV_TIME_BASE)); }
+bool Reader::seekTime(double seconds) {
+  return !sequence_ && seekTo(static_cast<std::int64_t>(seconds * AV_TIME_BASE));
+}
 
 // A time from the clip's start, in AV_TIME_BASE units.
 bool Reader::seekTo(std::int64_t time) {

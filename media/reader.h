@@ -46,15 +46,15 @@ class Reader {
   // Names a stream to be delivered with the pictures.
   void copyStream(int index) { copied_.insert(index); }
   bool copiesStreams() const { return !copied_.empty(); }
-  AVRational timeBaseOf(int stream) const { return input_->streams[stream]->time_base; }
+  AVRational timeBaseOf(int stream) const { return container().streams[stream]->time_base; }
 
   // The next picture; false behind the last one, when `frame` holds the remaining packets alone.
   bool next(SourceFrame& frame);
-  // The next packet of the pictures or of a stream that is to be copied, instead of a picture: nothing is decoded. Times
-  // count from the clip's start. False at the end.
+  // The next packet of the pictures or of a stream that is to be copied, instead of a picture: nothing is decoded.
+  // Times count from the clip's start. False at the end.
   bool nextPacket(PacketPtr& packet);
-  // Goes to a place near `fraction` (0..1) of the clip, or to one from which decoding reaches that time, in seconds from
-  // the clip's start. False when the file cannot do that.
+  // Goes to a place near `fraction` (0..1) of the clip, or to one from which decoding reaches that time, in seconds
+  // from the clip's start. False when the file cannot do that.
   bool seek(double fraction);
   bool seekTime(double seconds);
 

@@ -59,8 +59,7 @@ FramePtr PicturePacking::pack(const Image& image) const {
 
 Writer::Writer(const Delivery& delivery, const TemporaryOutput& output, const std::string& shownName, Reader& source,
                int threads, const WriterPart& part)
-    : shownName_(shownName),
-      packing_(delivery, source.format()) {
+    : shownName_(shownName), packing_(delivery, source.format()) {
   const OutputFormat& format = *delivery.format;
   if (format.muxer != nullptr) {
     if (output.isSequence()) {
@@ -69,7 +68,8 @@ Writer::Writer(const Delivery& delivery, const TemporaryOutput& output, const st
     }
     openMovie(delivery, part.movie.empty() ? output.path() : part.movie, source, threads, part.carried);
   } else {
-    encoder_ = std::make_unique<VideoEncoder>(format, delivery.pixelFormat(), packing_.pictures(), packing_.color(), threads, false);
+    encoder_ = std::make_unique<VideoEncoder>(format, delivery.pixelFormat(), packing_.pictures(), packing_.color(),
+                                              threads, false);
     pictureFiles_ = std::make_unique<PictureFiles>(output, shownName, part.firstPicture);
   }
   leftOut_ = whatIsLeftOut(format, source, part.carried, movie_ ? movie_->copied() : std::map<int, int>());
@@ -78,7 +78,8 @@ Writer::Writer(const Delivery& delivery, const TemporaryOutput& output, const st
 void Writer::openMovie(const Delivery& delivery, const std::string& path, Reader& source, int threads,
                        const Carried& carried) {
   movie_ = std::make_unique<ClipMovie>(delivery, path, shownName_);
-  encoder_ = std::make_unique<VideoEncoder>(*delivery.format, delivery.pixelFormat(), packing_.pictures(), packing_.color(), threads, movie_->wantsGlobalHeader());
+  encoder_ = std::make_unique<VideoEncoder>(*delivery.format, delivery.pixelFormat(), packing_.pictures(),
+                                            packing_.color(), threads, movie_->wantsGlobalHeader());
   const std::unique_ptr<AVCodecParameters, ParametersDeleter> parameters(avcodec_parameters_alloc());
   if (!parameters) throw std::bad_alloc();
   movie_->begin(described(encoder_->context(), *parameters), packing_.pictures(), source, carried);

@@ -30,7 +30,7 @@ class PicturePacking {
   const ColorTags& color() const { return color_; }
 
  private:
-  int quarterTurns_;  // to be turned in the pixels
+  int quarterTurns_;        // to be turned in the pixels
   PictureFormat pictures_;  // as they are written
   ColorTags color_;
   FramePacker packer_;

@@ -27,9 +27,7 @@ class Resume : public testing::Test {
     return key(clip() + " " + output + " --threads 2 --key-color 60,190,80 " + more);
   }
   // The clip's hash as a receipt tells it.
-  static std::string hashIn(const std::string& receipt) {
-    return need("grep -o 'murmur3:[0-9a-f]*' " + receipt);
-  }
+  static std::string hashIn(const std::string& receipt) { return need("grep -o 'murmur3:[0-9a-f]*' " + receipt); }
   static std::string hashOfMovie(const std::string& path) {
     return need(kFfmpeg + "-i " + path + " -map 0:v -pix_fmt rgba -f framehash - | grep -v '#' | sed 's/.*,//'");
   }
@@ -65,7 +63,9 @@ TEST_F(Resume, TenInterruptionsDoNotShowAndNoFrameIsKeyedTwice) {
   EXPECT_EQ(hashIn(out_.path("whole.json")), hashIn(out_.path("parts.json")));
   EXPECT_EQ(hashOfMovie(out_.path("whole.mkv")), hashOfMovie(out_.path("parts.mkv")));
   EXPECT_EQ(pictureTimes(out_.path("whole.mkv")), pictureTimes(out_.path("parts.mkv")));
-  const auto sound = [](const std::string& file) { return need(kFfmpeg + "-i " + file + " -map 0:a -c copy -f md5 -"); };
+  const auto sound = [](const std::string& file) {
+    return need(kFfmpeg + "-i " + file + " -map 0:a -c copy -f md5 -");
+  };
   EXPECT_EQ(sound(out_.path("whole.mkv")), sound(out_.path("parts.mkv")));
   EXPECT_EQ((std::vector<std::string>{"parts.json", "parts.mkv", "whole.json", "whole.mkv"}), out_.names());
 }

@@ -21,7 +21,8 @@ using kalvetra::SamplePictures;
 using kalvetra::test::ScratchFolder;
 
 TEST(ClipRange, PlacesAreSecondsClockTimesOrFrames) {
-  const std::pair<const char*, double> times[] = {{"2.5", 2.5}, {"0", 0}, {"1:02", 62}, {"1:02:03.5", 3723.5}, {"90:00", 5400}};
+  const std::pair<const char*, double> times[] = {
+      {"2.5", 2.5}, {"0", 0}, {"1:02", 62}, {"1:02:03.5", 3723.5}, {"90:00", 5400}};
   for (const auto& [text, seconds] : times) {
     ASSERT_TRUE(parsePosition(text)) << text;
     EXPECT_FALSE(parsePosition(text)->isFrame);

@@ -32,7 +32,8 @@ Image keyedPicture(int index) {
 class ProofTest : public testing::Test {
  protected:
   ProofTest() : source_(folder_.path("source.mov")) {
-    need(kFfmpeg + "-f lavfi -i color=green:s=64x36:r=25 -f lavfi -i sine -t 0.2 -timecode 01:00:00:00 -c:v prores_ks " +
+    need(kFfmpeg +
+         "-f lavfi -i color=green:s=64x36:r=25 -f lavfi -i sine -t 0.2 -timecode 01:00:00:00 -c:v prores_ks " +
          "-colorspace bt709 -color_primaries bt709 -color_trc bt709 -color_range tv -c:a pcm_s16le " + source_);
   }
 
@@ -72,8 +73,9 @@ class ProofTest : public testing::Test {
 
 TEST_F(ProofTest, EveryKindOfOutputChecksOut) {
   const std::pair<const char*, AlphaMode> cases[] = {
-      {"a.mov", AlphaMode::Straight}, {"b.mov", AlphaMode::Premultiplied}, {"a.mkv", AlphaMode::Straight},
-      {"b.mkv", AlphaMode::Premultiplied}, {"a.webm", AlphaMode::Straight}, {"a-%03d.png", AlphaMode::Straight},
+      {"a.mov", AlphaMode::Straight},           {"b.mov", AlphaMode::Premultiplied},
+      {"a.mkv", AlphaMode::Straight},           {"b.mkv", AlphaMode::Premultiplied},
+      {"a.webm", AlphaMode::Straight},          {"a-%03d.png", AlphaMode::Straight},
       {"a-%03d.exr", AlphaMode::Premultiplied}, {"a.nut", AlphaMode::Straight}};
   for (const auto& [name, alpha] : cases) {
     const Promise promise = write(name, alpha);
