@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "media/conversion_options.h"
+#include "media/float_rgb.h"
 #include "media/yuv_converter.h"
 
 namespace kalvetra {
@@ -11,14 +13,6 @@ namespace kalvetra {
 // sentence fragment that names the guess, otherwise it stays empty.
 ColorTags resolveColor(ColorTags tags, AVPixelFormat format, int height, std::string& guess);
 
-struct ConversionOptions {
-  // Spread the step from deeper sources to 8 bits over a fixed pattern of 8 x 8 pixels, the same for every frame: a
-  // flat colour keeps its exact mean. 8-bit sources and alpha stay as they are.
-  bool dither = false;
-  // The pictures consist of two fields: their chroma is interpolated within its own field.
-  bool fields = false;
-};
-
 // Converts the frames of one clip. Holds a scaler, so each thread needs one of its own.
 class FrameConverter {
  public:
@@ -26,7 +20,8 @@ class FrameConverter {
       : color_(color), options_(options) {}
 
   // 8 bits a component, straight alpha (255 where the frame has none). RGB and alpha are exact or correctly rounded;
-  // YUV goes through the clip's matrix and range. Throws UserError for a format that cannot be read.
+  // YUV goes through the clip's matrix and range; linear light in floating point is encoded for sRGB first. Throws
+  // UserError for a format that cannot be read.
   void convert(const AVFrame& frame, Image& image);
   Image convert(const AVFrame& frame) {
     Image image;
@@ -42,6 +37,8 @@ class FrameConverter {
   ColorTags color_;
   ConversionOptions options_;
   YuvConverter yuv_;
+  FloatRgbConverter float_;
+  std::vector<std::uint16_t> line_;
   ScalerPtr scaler_;
   FramePtr scaled_;
   int scalerFormat_ = AV_PIX_FMT_NONE;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "media/field_order.h"
 #include "media/frame_converter.h"
 #include "support/user_error.h"
 
@@ -25,28 +26,6 @@ const AVCodec* decoderFor(const AVStream& stream, const AVCodec* standard) {
   return withAlpha != nullptr ? withAlpha : standard;
 }
 
-// Which field is shown first; FFmpeg's names give the first one coded before it.
-FieldOrder shownOrder(AVFieldOrder order) {
-  switch (order) {
-    case AV_FIELD_PROGRESSIVE:
-      return FieldOrder::Progressive;
-    case AV_FIELD_TT:
-    case AV_FIELD_BT:
-      return FieldOrder::TopFirst;
-    case AV_FIELD_BB:
-    case AV_FIELD_TB:
-      return FieldOrder::BottomFirst;
-    default:
-      return FieldOrder::Unknown;
-  }
-}
-
-// Stills and raw pictures never tell of fields; their decoders call everything progressive.
-bool canTellFields(AVCodecID codec, const AVFormatContext& container) {
-  const std::string demuxer = container.iformat->name;
-  return codec != AV_CODEC_ID_RAWVIDEO && !demuxer.ends_with("_pipe") && !demuxer.starts_with("image2");
-}
-
 AVRational validOr(AVRational value, AVRational fallback) { return value.num > 0 && value.den > 0 ? value : fallback; }
 
 }  // namespace
@@ -60,7 +39,10 @@ Reader::Reader(const std::string& path, const SourceOptions& options, int thread
 }
 
 void Reader::openSource() {
-  if (!options_.raw && path_ != kStandardInput && ImageSequence::isPattern(path_)) sequence_.emplace(path_);
+  if (ImageSequence::isPattern(path_)) {
+    if (options_.raw) throw UserError(name_ + ": raw pictures come from one file, not from a sequence; name a file");
+    sequence_.emplace(path_);
+  }
   input_ = openInput(sequence_ ? sequence_->firstFile() : path_, name_, options_, stop_);
 }
 
@@ -117,22 +99,22 @@ FieldOrder Reader::findFieldOrder() {
   const FieldOrder stated = shownOrder(p.field_order);
   if (stated != FieldOrder::Unknown || !canTellFields(p.codec_id, container())) return stated;
   const FramePtr picture = makeFrame();
+  std::vector<PacketPtr> packets;
   int state = AVERROR(EAGAIN);
-  while (state == AVERROR(EAGAIN) && ahead_.size() < kMostPacketsAhead) {
+  while (state == AVERROR(EAGAIN) && packets.size() < kMostPacketsAhead) {
     PacketPtr packet = makePacket();
-    if (readPacket(*packet) < 0) {
-      avcodec_send_packet(decoder_.get(), nullptr);
-    } else {
-      if (packet->stream_index == videoIndex_) avcodec_send_packet(decoder_.get(), packet.get());
-      ahead_.push_back(std::move(packet));
-    }
+    const bool atEnd = readPacket(*packet) < 0;
+    if (atEnd || packet->stream_index == videoIndex_)
+      avcodec_send_packet(decoder_.get(), atEnd ? nullptr : packet.get());
+    if (!atEnd) packets.push_back(std::move(packet));
     state = avcodec_receive_frame(decoder_.get(), picture.get());
+    if (atEnd) break;
   }
+  ahead_ = std::move(packets);
   avcodec_flush_buffers(decoder_.get());
   replayed_ = 0;
   if (state < 0) return FieldOrder::Unknown;
-  if (picture->interlaced_frame == 0) return FieldOrder::Progressive;
-  return picture->top_field_first != 0 ? FieldOrder::TopFirst : FieldOrder::BottomFirst;
+  return shownOrder(*picture);
 }
 
 std::string Reader::describeGaps() const {
@@ -167,7 +149,7 @@ bool Reader::next(SourceFrame& frame) {
       frame.picture.reset();
       return false;
     }
-    if (state != AVERROR(EAGAIN)) ++undecodable_;
+    if (state != AVERROR(EAGAIN)) noteUndecodable();
     if (!draining_) feedDecoder(frame);
   }
 }
@@ -193,7 +175,7 @@ void Reader::feedDecoder(SourceFrame& frame) {
     const int state = readPacket(*packet);
     if (state < 0 && endState_ == 0) {  // one file of a sequence
       ++packets_;
-      ++undecodable_;
+      noteUndecodable();
       continue;
     }
     if (state < 0) {
@@ -204,10 +186,15 @@ void Reader::feedDecoder(SourceFrame& frame) {
     }
     const int index = packet->stream_index;
     noteEnd(*packet);
+    if (mayJumpInSilence()) {
+      const std::int64_t skipped = stretches_.add(*packet, index == videoIndex_, nominalDuration());
+      if (skipped > 0) spoilt_.miss();
+      skipped_ += skipped;
+    }
     if (index == videoIndex_) {
       ++packets_;
       if ((packet->flags & AV_PKT_FLAG_DISCARD) != 0) ++discarded_;
-      if (avcodec_send_packet(decoder_.get(), packet.get()) < 0) ++undecodable_;
+      if (avcodec_send_packet(decoder_.get(), packet.get()) < 0) noteUndecodable();
       return;
     }
     if (copied_.contains(index)) {
@@ -232,6 +219,22 @@ void Reader::countFromStart(AVPacket& packet) const {
   if (packet.dts != AV_NOPTS_VALUE) packet.dts -= start;
 }
 
+void Reader::noteUndecodable() {
+  ++undecodable_;
+  spoilt_.miss();
+}
+
+std::int64_t Reader::nominalDuration() const {
+  return std::max<std::int64_t>(av_rescale_q(1, av_inv_q(format_.frameRate), format_.timeBase), 1);
+}
+
+// Matroska with one video: of a second one the packets are left out, which looks just like a jump.
+bool Reader::mayJumpInSilence() const {
+  const bool alone = std::none_of(container().streams, container().streams + container().nb_streams,
+                                  [](const AVStream* s) { return s->discard == AVDISCARD_ALL; });
+  return alone && std::string(container().iformat->name).find("matroska") != std::string::npos;
+}
+
 // How far into the clip the file's packets reach, whatever their stream.
 void Reader::noteEnd(const AVPacket& packet) {
   if (packet.pts == AV_NOPTS_VALUE) return;
@@ -254,10 +257,8 @@ void Reader::stamp(SourceFrame& frame) {
                     std::to_string(format_.height) + " to " + std::to_string(picture.width) + " x " +
                     std::to_string(picture.height) + " on the way; cut the clip there");
   }
-  if (picture.decode_error_flags != 0 || (picture.flags & AV_FRAME_FLAG_CORRUPT) != 0) ++damaged_;
-  const std::int64_t nominal =
-      std::max<std::int64_t>(av_rescale_q(1, av_inv_q(format_.frameRate), format_.timeBase), 1);
-  frame.duration = picture.pkt_duration > 0 ? picture.pkt_duration : nominal;
+  spoilt_.add(picture);
+  frame.duration = picture.pkt_duration > 0 ? picture.pkt_duration : nominalDuration();
   frame.time =
       picture.best_effort_timestamp == AV_NOPTS_VALUE ? nextTime_ : picture.best_effort_timestamp - startOf(video());
   lastTime_ = frame.time = std::max(frame.time, lastTime_ + 1);
@@ -300,11 +301,11 @@ void Reader::restart() {
 // A decoder drops pictures silently once it has met damage; some codecs have packets without a picture at any time. So
 // the two are compared only when something is known to be wrong.
 std::int64_t Reader::lostFrames() const {
-  const std::int64_t gap = sequence_ ? sequence_->missingSoFar() : 0;
-  if (!draining_) return gap + undecodable_;  // the decoder still holds pictures
+  const std::int64_t gaps = skipped_ + (sequence_ ? sequence_->missingSoFar() : 0);
+  if (!draining_) return gaps + undecodable_;  // the decoder still holds pictures
   const std::int64_t missing = std::max<std::int64_t>(missingFrames(), cutShort_ ? 1 : 0);
-  if (missing + undecodable_ + damaged_ == 0) return gap;
-  return gap + missing + std::max(undecodable_, packets_ - discarded_ - delivered_);
+  if (missing + undecodable_ + damagedFrames() == 0) return gaps;
+  return gaps + missing + std::max(undecodable_, packets_ - discarded_ - delivered_);
 }
 
 // Pictures that the file declares and does not hold. Only MP4 and QuickTime count theirs reliably; elsewhere a file
@@ -316,7 +317,7 @@ std::int64_t Reader::missingFrames() const {
   if (input_.container->duration_estimation_method != AVFMT_DURATION_FROM_STREAM || input_.container->duration <= 0)
     return 0;
   if (input_.container->duration - reached_ < kEndTolerance) return 0;
-  return std::max<std::int64_t>(expectedFrames() - packets_, 1);
+  return std::max<std::int64_t>(expectedFrames() - packets_ - skipped_, 1);
 }
 
 }  // namespace kalvetra

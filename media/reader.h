@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "media/damage.h"
 #include "media/image_sequence.h"
 #include "media/input_file.h"
 #include "media/picture.h"
@@ -61,7 +62,7 @@ class Reader {
   // Pictures that could not be decoded, and, as far as was read, those in the gaps of a sequence; once read to the end
   // also those that the file declares and does not hold. And pictures decoded with errors.
   std::int64_t lostFrames() const;
-  std::int64_t damagedFrames() const { return damaged_; }
+  std::int64_t damagedFrames() const { return spoilt_.count(); }
 
  private:
   void openSource();
@@ -76,6 +77,9 @@ class Reader {
   void feedDecoder(SourceFrame& frame);
   void stamp(SourceFrame& frame);
   void noteEnd(const AVPacket& packet);
+  void noteUndecodable();
+  std::int64_t nominalDuration() const;
+  bool mayJumpInSilence() const;
   std::int64_t missingFrames() const;
   std::int64_t startOf(const AVStream& stream) const;
 
@@ -95,7 +99,10 @@ class Reader {
   int endState_ = 0;              // the error that ended reading
   std::int64_t lastTime_ = -1;
   std::int64_t nextTime_ = 0;  // where a picture without a timestamp belongs
-  std::int64_t packets_ = 0, delivered_ = 0, undecodable_ = 0, damaged_ = 0;
+  std::int64_t packets_ = 0, delivered_ = 0, undecodable_ = 0;
+  std::int64_t skipped_ = 0;  // pictures in stretches that the demuxer jumped over
+  SpoiltPictures spoilt_;
+  SkippedStretches stretches_;
   std::int64_t discarded_ = 0;  // packets that an edit list cuts off
   std::int64_t reached_ = 0;    // end of the last packet, in AV_TIME_BASE units
   bool cutShort_ = false;       // the file ended with an error
