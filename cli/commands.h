@@ -8,6 +8,6 @@ namespace kalvetra {
 void addKeyCommand(CLI::App& program);         // key INPUT OUTPUT
 void addStillCommand(CLI::App& program);       // still INPUT OUT.png
 void addSampleCommand(CLI::App& program);      // sample OUT.mp4
-void addParametersCommand(CLI::App& program);  // parameters
+void addParametersCommand(CLI::App& program);  // parameters, params [--json]
 
 }  // namespace kalvetra

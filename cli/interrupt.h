@@ -2,7 +2,8 @@
 #pragma once
 
 #include <atomic>
-#include <exception>
+
+#include "support/interrupted.h"
 
 namespace kalvetra {
 
@@ -12,12 +13,7 @@ std::atomic<bool>& stopRequested();
 // Installs the handlers. Further signals change nothing: an impatient second Ctrl-C must not leave half a file behind.
 void catchInterrupts();
 
-// What an interrupted command throws; main answers with exit status 130.
-class Interrupted : public std::exception {
- public:
-  const char* what() const noexcept override { return "interrupted; nothing was written"; }
-};
-
+// An interrupted command ends with exit status 130.
 inline void throwIfInterrupted() {
   if (stopRequested()) throw Interrupted();
 }

@@ -2,30 +2,31 @@
 #include <cstdio>
 #include <memory>
 
+#include "cli/batch.h"
 #include "cli/commands.h"
-#include "cli/common_options.h"
 #include "cli/console.h"
 #include "cli/interrupt.h"
+#include "cli/job_options.h"
 #include "cli/key_options.h"
-#include "cli/key_pipeline.h"
-#include "engine/KalvetraFinalCut.h"
-#include "media/delivery.h"
-#include "media/hash_sink.h"
 #include "media/temporary_output.h"
-#include "media/writer.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
 
 namespace {
 
-const std::string kNull = "null", kHash = "hash", kStandardOutput = "-";
-
-struct KeyCommand : CommonOptions {
+struct KeyCommand {
   KeyChoice choice;
-  std::string format;  // kNull, kHash, or empty: the output's name tells
-  bool keepPartial = false;
+  JobOptions options;
 };
+
+MainView mainView(const KeyChoice& choice) {
+  AnimatedSettings settings;
+  if (choice.preset) applyPreset(*choice.preset, settings);
+  for (const auto& [id, value] : choice.options) settings.set(*findParameter(id), value);
+  const bool animated = !choice.ownView && settings.curve(*findParameter("view")).size() > 1;
+  return {shownView(choice, settings.at(0)), animated};
+}
 
 std::string speed(const Progress& progress) {
   char text[64];
@@ -34,105 +35,120 @@ std::string speed(const Progress& progress) {
   return text;
 }
 
-// What was lost of a damaged clip, as the beginning of a sentence; empty when it was read whole.
-std::string describeDamage(const Reader& source, std::int64_t keyed) {
-  const std::int64_t lost = source.lostFrames(), damaged = source.damagedFrames();
-  if (lost + damaged == 0) return {};
-  return source.path() + ": the file is damaged: " + counted(lost, "frame") + " lost, " + counted(damaged, "frame") +
-         " with errors; " + counted(keyed, "frame") + " could be read";
+// "a.mov and b.mov"; empty where no file was written.
+std::string written(const KeyJob& job) {
+  std::string names = job.hashPath;
+  for (const OutputRequest& output : job.outputs) {
+    names += (names.empty() ? "" : " and ") + (output.path == "-" ? "the standard output" : output.path);
+  }
+  return names;
 }
 
-bool writesFile(const KeyCommand& options) {
-  return options.format.empty() ||
-         (options.format == kHash && !options.output.empty() && options.output != kStandardOutput);
+void tellStatus(const MatteStatus& status) {
+  const std::int64_t all = status.pixels();
+  if (all == 0) return;
+  const auto percent = [all](std::int64_t count) {
+    return 100.0 * static_cast<double>(count) / static_cast<double>(all);
+  };
+  char text[200];
+  std::snprintf(text, sizeof text,
+                "matte: %.2f %% clear, %.2f %% almost clear, %.2f %% partial, %.2f %% almost opaque, %.2f %% opaque",
+                percent(status.clear), percent(status.almostClear), percent(status.partial),
+                percent(status.almostOpaque), percent(status.opaque));
+  note(text);
 }
 
-Delivery deliveryOf(const KeyCommand& options) {
-  const bool matte = options.choice.settings.view == kKalvetraViewMatte;
-  return chooseDelivery({options.output, {}, {}, {}, matte, matte});
-}
-
-void checkOutput(const KeyCommand& options) {
-  if (options.format.empty() && options.output.empty()) throw CLI::RequiredError("OUTPUT");
-  if (options.format == kNull && !options.output.empty() && options.output != kStandardOutput) {
-    throw CLI::ValidationError("OUTPUT", "-f null writes nothing; leave " + options.output + " out");
+void tellOutputs(const JobResult& result) {
+  for (const WrittenOutput& output : result.outputs) {
+    std::string line = output.request.path + ": " + describe(output.request.delivery);
+    for (const std::string& check : output.proof.checks) line += ", " + check;
+    if (!output.proof.checks.empty()) note(line + ": checked");
   }
 }
 
-// The output's place; none where no file is written.
-std::unique_ptr<TemporaryOutput> openOutput(const KeyCommand& options) {
-  if (!writesFile(options)) return nullptr;
-  if (options.format.empty()) deliveryOf(options);  // throws for a name that fits none
-  refuseOverwritingInput(options.input, options.output);
-  auto output = std::make_unique<TemporaryOutput>(options.output, options.replace);
-  if (options.format == kHash && output->isSequence()) {
-    throw UserError(options.output + ": the hashes go to one file; name it without a %");
-  }
-  return output;
+void keyOne(const CLI::App& command, const KeyCommand& options, const std::string& input) {
+  const KeyJob job = jobFor(options.options, input, mainView(options.choice));
+  std::unique_ptr<Progress> progress;
+  JobListener listener;
+  listener.note = note;
+  listener.begin = [&](std::int64_t expected, std::int64_t before) {
+    progress = std::make_unique<Progress>(expected, options.options.progress, before);
+  };
+  listener.frameDone = [&] { progress->advance(); };
+  listener.end = [&] { progress->end(); };
+  listener.settings = [&](const Reader&) {
+    const AnimatedSettings settings = settleSettings(command, options.choice, input, job.threads);
+    CommonOptions files = options.options;
+    files.input = input;
+    if (!job.outputs.empty()) files.output = job.outputs.front().path;
+    savePreset(nameFor(options.choice.savedPreset, input), settings, files);
+    return settings;
+  };
+  const JobResult result = runKeyJob(job, listener, stopRequested());
+  tellOutputs(result);
+  tellStatus(result.status);
+  const std::string target = written(job).empty() ? "" : " to " + written(job);
+  if (!result.damage.empty()) throw UserError(result.damage + (target.empty() ? "" : " and went" + target));
+  note("keyed " + counted(result.keyedNow, "frame") + " in " + speed(*progress) + target);
 }
 
-std::unique_ptr<PictureSink> openSink(const KeyCommand& options, const TemporaryOutput* output, Reader& source) {
-  if (options.format == kNull) return std::make_unique<NullSink>();
-  if (options.format == kHash) {
-    return std::make_unique<HashSink>(output != nullptr ? output->path() : std::string(), options.output,
-                                      source.format().timeBase);
-  }
-  auto writer = std::make_unique<Writer>(deliveryOf(options), *output, options.output, source, options.threads);
-  for (const std::string& sentence : writer->leftOut()) note(sentence);
-  return writer;
+bool isThere(const JobOptions& options, const std::string& input) {
+  return options.skipExisting && !options.outputPattern.empty() && outputExists(nameFor(options.outputPattern, input));
 }
 
-void run(const CLI::App& command, const KeyCommand& options) {
-  checkOutput(options);
-  const std::unique_ptr<TemporaryOutput> output = openOutput(options);
-  Reader source(options.input, options.threads, stopRequested());
-  for (const std::string& sentence : idleOptions(command, options.choice.settings)) note(sentence);
-  if (!source.colorGuess().empty()) {
-    note(options.input + " does not say how its colours are coded; taken for " + source.colorGuess() +
-         ", by its height");
+// One bad clip does not stop the others.
+void keyAll(const CLI::App& command, const KeyCommand& options) {
+  const std::vector<std::string>& inputs = options.options.inputs;
+  int skipped = 0;
+  std::vector<std::string> failed;
+  for (const std::string& input : inputs) {
+    if (isThere(options.options, input)) {
+      ++skipped;
+      continue;
+    }
+    try {
+      keyOne(command, options, input);
+    } catch (const Interrupted&) {
+      throw;
+    } catch (const std::exception& error) {
+      throwIfInterrupted();
+      note(error.what());
+      failed.push_back(input);
+    }
   }
-  std::unique_ptr<PictureSink> sink = openSink(options, output.get(), source);
-  const KeySettings settings = settleKeyColor(options.choice, options.input, options.threads);
+  const auto keyed = inputs.size() - static_cast<std::size_t>(skipped) - failed.size();
+  const std::string report = std::to_string(keyed) + " of " +
+                             counted(static_cast<std::int64_t>(inputs.size()), "clip") + " keyed, " +
+                             std::to_string(skipped) + " skipped, " + std::to_string(failed.size()) + " failed";
+  if (failed.empty()) {
+    note(report);
+    return;
+  }
+  std::string names;
+  for (const std::string& name : failed) names += (names.empty() ? ": " : ", ") + name;
+  throw UserError(report + names);
+}
 
-  Progress progress(source.expectedFrames());
-  keyClip(source, *sink, settings, options.threads, [&] { progress.advance(); });
-  progress.clear();
-  throwIfInterrupted();
-  if (progress.frames() == 0) throw UserError(options.input + ": no picture in it can be read; check the file");
-  const std::string damage = describeDamage(source, progress.frames());
-  if (!damage.empty() && !options.keepPartial) {
-    throw UserError(damage + "; nothing was written, --keep-partial would keep them");
+void run(const CLI::App& command, KeyCommand& options) {
+  JobOptions& job = options.options;
+  splitPaths(job);
+  options.choice.alwaysKeys = !job.also.empty();
+  if (job.inputs.size() > 1) {
+    keyAll(command, options);
+  } else if (isThere(job, job.inputs.front())) {
+    note(nameFor(job.outputPattern, job.inputs.front()) + " exists already: skipped");
+  } else {
+    keyOne(command, options, job.inputs.front());
   }
-  sink->finish();
-  sink.reset();
-  if (output) output->commit();
-  const std::string target = output ? " to " + options.output : "";
-  if (!damage.empty()) throw UserError(damage + (output ? " and went" + target : ""));
-  note("keyed " + counted(progress.frames(), "frame") + " in " + speed(progress) + target);
 }
 
 }  // namespace
 
 void addKeyCommand(CLI::App& program) {
-  CLI::App* command =
-      program.add_subcommand("key", "Key a video, a still or an image sequence into a file with alpha.");
+  CLI::App* command = program.add_subcommand("key", "Key videos, stills or image sequences into files with alpha.");
   auto options = std::make_shared<KeyCommand>();
-  command
-      ->add_option("INPUT", options->input, "What to key: any video or image file, or a sequence like shot-%05d.png.")
-      ->required();
-  command->add_option(
-      "OUTPUT", options->output,
-      "Where to: .mov (ProRes 4444), .mkv (FFV1, lossless), .webm (VP9), .png or name-%05d.png. With -f "
-      "hash a text file, or - for the standard output; with -f null nothing.");
-  command
-      ->add_option("-f,--format", options->format,
-                   "null throws the keyed frames away, hash writes a hash of each; else OUTPUT's name tells the kind.")
-      ->check(CLI::IsMember({kNull, kHash}));
-  addReplaceOption(*command, *options);
-  addThreadsOption(*command, *options);
-  addCpuOption(*command);
-  command->add_flag("--keep-partial", options->keepPartial, "Keep what could be keyed of a damaged input.");
-  addKeyOptions(*command, options->choice);
+  addJobOptions(*command, options->options);
+  addKeyOptions(*command, options->choice, true);
   command->callback([command, options] { run(*command, *options); });
 }
 

@@ -1,140 +1,165 @@
 #include "cli/key_options.h"
 
-#include <charconv>
-#include <cstdio>
-#include <regex>
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
 
 #include "cli/console.h"
-#include "cli/interrupt.h"
-#include "engine/backdrop_color.h"
-#include "media/frame_sampler.h"
+#include "cli/key_color_search.h"
+#include "media/temporary_output.h"
 #include "parameters/parameter_manual.h"
-#include "parameters/parameter_table.h"
+#include "parameters/parameter_value.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
 
 namespace {
 
-constexpr int kSampledFrames = 8;
+constexpr std::string_view kOwnViews[] = {"plate", "status"};  // from ShownView::Plate on
 
-// The value that `text` names for the parameter, nothing when it names none.
-std::optional<int> parseValue(const Parameter& p, const std::string& text) {
-  if (p.kind == ParameterKind::Toggle) {
-    if (text == "on") return 1;
-    if (text == "off") return 0;
-    return std::nullopt;
-  }
-  if (p.kind == ParameterKind::Popup) {
-    for (std::size_t i = 0; i < kViewEntries.size(); ++i) {
-      if (text == kViewEntries[i].slug) return static_cast<int>(i);
-    }
-    return std::nullopt;
-  }
-  int value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  if (value < p.minimum || value > p.maximum) return std::nullopt;
-  return value;
+const Parameter& colorParameter() { return *findParameter("key-color"); }
+const Parameter& viewParameter() { return *findParameter("view"); }
+
+std::string optionName(const Parameter& p) { return "--" + std::string(p.slug); }
+
+bool takeOwnView(const std::string& text, KeyChoice& choice) {
+  const auto* const found = std::find(std::begin(kOwnViews), std::end(kOwnViews), text);
+  if (found == std::end(kOwnViews)) return false;
+  const auto index = static_cast<int>(found - std::begin(kOwnViews));
+  choice.ownView = static_cast<ShownView>(static_cast<int>(ShownView::Plate) + index);
+  return true;
 }
 
-std::optional<std::array<int, 3>> parseColor(const std::string& text) {
-  std::smatch m;
-  std::array<int, 3> color{};
-  if (std::regex_match(text, m, std::regex("#([0-9a-fA-F]{2})([0-9a-fA-F]{2})([0-9a-fA-F]{2})"))) {
-    for (std::size_t i = 0; i < 3; ++i) color[i] = std::stoi(m[i + 1], nullptr, 16);
-    return color;
+// What an option takes, and how that is said.
+struct Grammar {
+  std::string values;
+  std::string complaint;
+  std::function<bool(const std::string&)> takeMore;  // takes what is none of the table's values
+};
+
+Grammar grammarOf(const Parameter& p, KeyChoice& choice, bool withOwnViews) {
+  if (p.kind == ParameterKind::Color) {
+    const auto takeAuto = [&choice](const std::string& text) { return choice.searchColor = text == "auto"; };
+    return {"auto, " + valueRange(p), " is no colour", takeAuto};
   }
-  if (!std::regex_match(text, m, std::regex("([0-9]{1,3}),([0-9]{1,3}),([0-9]{1,3})"))) return std::nullopt;
-  for (std::size_t i = 0; i < 3; ++i) {
-    color[i] = std::stoi(m[i + 1]);
-    if (color[i] > 255) return std::nullopt;
+  const std::string complaint = " is not among its values";
+  if (p.kind == ParameterKind::Popup && withOwnViews) {
+    std::string values = valueRange(p);
+    for (const std::string_view view : kOwnViews) values += ", " + std::string(view);
+    return {values, complaint, [&choice](const std::string& text) { return takeOwnView(text, choice); }};
   }
-  return color;
+  return {valueRange(p), complaint, [](const std::string&) { return false; }};
 }
 
-void addColorOption(CLI::App& command, const Parameter& p, KeyChoice& choice) {
-  const auto parse = [&choice](const std::string& text) {
-    choice.keyColor = text == "auto" ? std::nullopt : parseColor(text);
-    if (text != "auto" && !choice.keyColor) {
-      throw CLI::ValidationError("--key-color", "'" + text + "' is no colour; give auto, #rrggbb or r,g,b (0..255)");
-    }
-  };
-  command.add_option_function<std::string>("--" + std::string(p.slug), parse, std::string(p.help))
-      ->type_name("auto, " + valueRange(p))
-      ->default_str("auto");
-}
-
-void addValueOption(CLI::App& command, const Parameter& p, KeyChoice& choice) {
-  const std::string name = "--" + std::string(p.slug);
-  const auto parse = [&p, &choice, name](const std::string& text) {
+void addParameterOption(CLI::App& command, const Parameter& p, KeyChoice& choice, bool withOwnViews) {
+  const Grammar grammar = grammarOf(p, choice, withOwnViews);
+  const auto take = [&p, &choice, grammar](const std::string& text) {
+    if (grammar.takeMore(text)) return;
     const std::optional<int> value = parseValue(p, text);
-    if (!value) throw CLI::ValidationError(name, "'" + text + "' is not among its values; give " + valueRange(p));
-    choice.settings.*p.value = *value;
+    if (!value) {
+      throw CLI::ValidationError(optionName(p), "'" + text + "'" + grammar.complaint + "; give " + grammar.values);
+    }
+    choice.options[p.id] = *value;
   };
-  command.add_option_function<std::string>(name, parse, std::string(p.help))
-      ->type_name(valueRange(p))
-      ->default_str(defaultText(p));
+  command.add_option_function<std::string>(optionName(p), take, std::string(p.help))
+      ->type_name(grammar.values)
+      ->default_str(p.kind == ParameterKind::Color ? "auto" : defaultText(p));
 }
 
-std::string hexColor(int red, int green, int blue) {
-  char text[8];
-  std::snprintf(text, sizeof text, "#%02x%02x%02x", red & 255, green & 255, blue & 255);
-  return text;
+void addPresetOptions(CLI::App& command, KeyChoice& choice) {
+  const auto read = [&choice](const std::string& file) {
+    choice.preset = readPreset(file);
+    const int look = choice.preset->look;
+    if (look < kLookVersion) {
+      note(file + " was made with look " + std::to_string(look) + ", this is look " + std::to_string(kLookVersion) +
+           "; the pictures may differ");
+    }
+  };
+  command.add_option_function<std::string>("--preset", read, "Settings from this file; single options override them.")
+      ->type_name("FILE");
+  command.add_option("--save-preset", choice.savedPreset, "Write the settings that are used into this file.")
+      ->type_name("FILE");
 }
 
-std::array<int, 3> findKeyColor(const std::string& input, int threads) {
-  BackdropFinder finder;
-  const int frames = sampleFrames(input, kSampledFrames, threads, stopRequested(), [&](const Image& frame) {
-    finder.add(frame.argb.data(), frame.width, frame.height);
-  });
-  throwIfInterrupted();
-  double share = 0.0;
-  const std::optional<BackdropColor> found = finder.find(&share);
-  if (frames == 0) throw UserError(input + ": no picture in it can be read; check the file");
-  if (!found) {
-    char percent[16];
-    std::snprintf(percent, sizeof percent, "%.1f %%", share * 100.0);
-    throw UserError(input + ": no green backdrop found (only " + percent +
-                    " of the picture is of one green, 5 % must be); name its colour with --key-color");
+template <class Predicate>
+bool anyValue(const AnimatedSettings& settings, const Parameter& p, Predicate predicate) {
+  const Curve curve = settings.curve(p);
+  return std::any_of(curve.begin(), curve.end(), [&](const Keyframe& k) { return predicate(k.value); });
+}
+
+// A sentence for each slider that was given while the toggle it depends on is off, or is left off by the preset.
+void noteIdleOptions(const CLI::App& command, const AnimatedSettings& settings) {
+  for (const Parameter& p : kParameters) {
+    if (p.toggle == 0 || command.count(optionName(p)) == 0) continue;
+    const Parameter& toggle = *findParameter(p.toggle);
+    if (anyValue(settings, toggle, [](int value) { return value != 0; })) continue;
+    note(optionName(p) + " does nothing without " + optionName(toggle) + " on");
   }
-  note("key colour " + hexColor(found->red, found->green, found->blue) + ", found in " + std::to_string(found->pixels) +
-       " of " + std::to_string(found->examined) + " pixels examined in " + counted(frames, "frame"));
-  return {found->red, found->green, found->blue};
+}
+
+bool namesColor(const KeyChoice& choice) {
+  const int color = colorParameter().id;
+  if (choice.options.contains(color)) return true;
+  return !choice.searchColor && (choice.propose || (choice.preset && choice.preset->curves.contains(color)));
+}
+
+// The source alone can do without. A saved preset holds the colour in any case.
+bool needsColor(const KeyChoice& choice, const AnimatedSettings& settings) {
+  const auto isKeyed = [](int view) { return static_cast<ShownView>(view) != ShownView::Source; };
+  return choice.alwaysKeys || choice.ownView || !choice.savedPreset.empty() ||
+         anyValue(settings, viewParameter(), isKeyed);
+}
+
+bool isBlack(int color) {
+  const std::array<int, 3> parts = colorParts(color);
+  return std::all_of(parts.begin(), parts.end(), [](int part) { return part <= 1; });
+}
+
+void checkSavedPreset(const std::string& file, const CommonOptions& files) {
+  namespace fs = std::filesystem;
+  refuseOverwritingInput(files.input, file);
+  if (!files.output.empty() && fs::weakly_canonical(file) == fs::weakly_canonical(files.output)) {
+    throw UserError(file + ": is to be the output as well as the preset; name two files");
+  }
 }
 
 }  // namespace
 
-void addKeyOptions(CLI::App& command, KeyChoice& choice) {
+void addKeyOptions(CLI::App& command, KeyChoice& choice, bool withOwnViews) {
   for (const Parameter& p : kParameters) {
-    if (p.kind == ParameterKind::Group) continue;
-    if (p.kind == ParameterKind::Color) {
-      addColorOption(command, p, choice);
-    } else {
-      addValueOption(command, p, choice);
-    }
+    if (p.kind != ParameterKind::Group) addParameterOption(command, p, choice, withOwnViews);
   }
+  addPresetOptions(command, choice);
 }
 
-std::vector<std::string> idleOptions(const CLI::App& command, const KeySettings& settings) {
-  std::vector<std::string> sentences;
-  for (const Parameter& p : kParameters) {
-    if (p.toggle == 0 || command.count("--" + std::string(p.slug)) == 0) continue;
-    const Parameter& toggle = *findParameter(p.toggle);
-    if (settings.*toggle.value != 0) continue;
-    sentences.push_back("--" + std::string(p.slug) + " does nothing without --" + std::string(toggle.slug) + " on");
+AnimatedSettings settleSettings(const CLI::App& command, const KeyChoice& choice, const std::string& input,
+                                int threads) {
+  AnimatedSettings settings(choice.propose ? choice.propose(input, threads) : defaultSettings());
+  if (choice.preset) applyPreset(*choice.preset, settings);
+  for (const auto& [id, value] : choice.options) settings.set(*findParameter(id), value);
+  noteIdleOptions(command, settings);
+  if (!namesColor(choice)) {
+    if (!needsColor(choice, settings)) return settings;
+    settings.set(colorParameter(), findKeyColor(input, threads));
   }
-  return sentences;
-}
-
-KeySettings settleKeyColor(const KeyChoice& choice, const std::string& input, int threads) {
-  KeySettings settings = choice.settings;
-  const bool needsColor = settings.view != 0;
-  if (!needsColor && !choice.keyColor) return settings;
-  const std::array<int, 3> color = choice.keyColor ? *choice.keyColor : findKeyColor(input, threads);
-  if (color[0] <= 1 && color[1] <= 1 && color[2] <= 1) note("a black key colour keys nothing");
-  for (std::size_t i = 0; i < 3; ++i) settings.keyColor[i] = color[i] / 255.0;
+  const auto keysSomething = [](int color) { return !isBlack(color); };
+  if (!anyValue(settings, colorParameter(), keysSomething)) note("a black key colour keys nothing");
   return settings;
+}
+
+ShownView shownView(const KeyChoice& choice, const KeySettings& settings) {
+  return choice.ownView ? *choice.ownView : static_cast<ShownView>(settings.view);
+}
+
+void savePreset(const std::string& file, const AnimatedSettings& settings, const CommonOptions& files) {
+  if (file.empty()) return;
+  checkSavedPreset(file, files);
+  TemporaryOutput output(file, files.replace);
+  if (output.isSequence()) throw UserError(file + ": a preset is one file; name it without a %");
+  std::ofstream out(output.path(), std::ios::binary);
+  out << presetText(settings) << std::flush;
+  if (!out) throw UserError(file + ": cannot be written; check the disk");
+  output.commit();
 }
 
 }  // namespace kalvetra

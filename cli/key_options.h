@@ -1,29 +1,48 @@
-// The table of parameters as command-line options.
+// The table of parameters as command-line options, and what is made of them together with a preset.
 #pragma once
 
 #include <CLI/CLI.hpp>
-#include <array>
+#include <functional>
+#include <map>
 #include <optional>
 #include <string>
 
-#include "parameters/key_settings.h"
+#include "cli/common_options.h"
+#include "jobs/shown_view.h"
+#include "parameters/animated_settings.h"
+#include "parameters/preset.h"
 
 namespace kalvetra {
 
-// What the user chose, with the table's defaults for the rest. The key colour stays empty for "auto".
+// What the user chose.
 struct KeyChoice {
-  KeySettings settings = defaultSettings();
-  std::optional<std::array<int, 3>> keyColor;  // 0..255
+  std::map<int, int> options;        // by the parameter's id: what single options named, as in parameter_value.h
+  bool searchColor = false;          // --key-color auto: whatever a preset names
+  std::optional<ShownView> ownView;  // --view plate or status
+  std::optional<Preset> preset;      // --preset, read
+  std::string savedPreset;           // --save-preset: a file's name, or empty
+
+  bool alwaysKeys = false;  // what is shown besides the view needs the key colour
+
+  // Where the settings begin: a proposal for that input, key colour included. Empty for the table's defaults.
+  std::function<KeySettings(const std::string& input, int threads)> propose;
 };
 
-// Adds one option for each parameter: its slug, range, default and help. `choice` must outlive the parsing.
-void addKeyOptions(CLI::App& command, KeyChoice& choice);
+// Adds one option for each parameter (its slug, range, default and help), --preset and --save-preset. `choice` must
+// outlive the parsing. With `withOwnViews` the view may be plate and status, too.
+void addKeyOptions(CLI::App& command, KeyChoice& choice, bool withOwnViews = false);
 
-// A sentence for each slider that was given while the toggle it depends on is off.
-std::vector<std::string> idleOptions(const CLI::App& command, const KeySettings& settings);
+// The settings of every frame of `input`: the table's defaults or the proposal, over them the preset, over it the
+// single options. Where none of them names the key colour, and it is needed, it is found in the clip and named on
+// stderr. Notes say which options do nothing. Throws UserError when the clip shows no green backdrop.
+AnimatedSettings settleSettings(const CLI::App& command, const KeyChoice& choice, const std::string& input,
+                                int threads);
 
-// Settles the key colour: the one chosen, or the one found in the clip (which is then named on stderr). Throws
-// UserError when the clip shows no green backdrop.
-KeySettings settleKeyColor(const KeyChoice& choice, const std::string& input, int threads);
+// What to show of a frame with these settings.
+ShownView shownView(const KeyChoice& choice, const KeySettings& settings);
+
+// Writes a preset file, none for an empty name. Throws UserError when it exists and is not to be replaced, would
+// replace the input, is the output, or cannot be written.
+void savePreset(const std::string& file, const AnimatedSettings& settings, const CommonOptions& files);
 
 }  // namespace kalvetra

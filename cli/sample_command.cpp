@@ -11,6 +11,7 @@
 #include "cli/common_options.h"
 #include "cli/console.h"
 #include "cli/interrupt.h"
+#include "cli/progress.h"
 #include "media/frame_packer.h"
 #include "media/packet_sink.h"
 #include "media/picture_writer.h"

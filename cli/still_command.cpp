@@ -57,10 +57,11 @@ void run(const CLI::App& command, const StillCommand& options) {
   if (!options.output.ends_with(".png")) throw UserError(options.output + ": a still is a PNG; end its name in .png");
   refuseOverwritingInput(options.input, options.output);
   TemporaryOutput output(options.output, options.replace);
-  for (const std::string& sentence : idleOptions(command, options.choice.settings)) note(sentence);
-  const KeySettings settings = settleKeyColor(options.choice, options.input, options.threads);
-  const Image source = frameAt(options.input, options.seconds, options.threads, stopRequested());
-  const Image sheet = contactSheet(source, settings);
+  const AnimatedSettings settings = settleSettings(command, options.choice, options.input, options.threads);
+  savePreset(options.choice.savedPreset, settings, options);
+  std::int64_t number = 0;
+  const Image source = frameAt(options.input, options.seconds, options.threads, stopRequested(), &number);
+  const Image sheet = contactSheet(source, settings.at(number));
   PictureWriter writer(output, options.output, AV_PIX_FMT_RGBA, sheet.width, sheet.height);
   writer.write(FramePacker(AV_PIX_FMT_RGBA, AVCOL_SPC_RGB).pack(sheet));
   writer.finish();

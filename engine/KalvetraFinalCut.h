@@ -26,12 +26,6 @@ void KalvetraFinalCut(char* output, int outputWidth, int outputHeight, const cha
                       int maskBlurRadius, int maskBlurValue, int skinHue, int blueHue, int despillWhite,
                       int despillSkin, int despillBlue, int screenGain);
 
-// Writes the backdrop that the render entry would key the frame against, opaque: the background plate, or the one key
-// colour, answered by false, where smoothBG is off, nothing is keyed or a hue is out of range. Frames and values as
-// above, both frames of width x height pixels, at most 65535 on a side. Throws std::bad_alloc.
-bool KalvetraBackgroundPlate(char* output, const char* input, int width, int height, double keyRed, double keyGreen,
-                             double keyBlue, int smoothBG, int skinHue, int blueHue);
-
 // Maps a percentage v, 0..100, to lo..hi.
 double toValue(double hi, double lo, double v);
 // Maps a signed percentage v, -50..50, to lo..hi.

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "media/dither.h"
 #include "media/luma_weights.h"
+#include "media/samples.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -19,15 +21,22 @@ bool isFullRangeByFormat(AVPixelFormat format) {
 }
 
 // One component of one row, scaled from its depth to 8 bits and rounded, into every fourth byte of `out`.
-void readComponent(const AVFrame& frame, const AVPixFmtDescriptor& d, int y, int component, unsigned char* out,
-                   std::vector<std::uint16_t>& line) {
-  const std::uint8_t* data[4] = {frame.data[0], frame.data[1], frame.data[2], frame.data[3]};
+void readComponent(const AVFrame& frame, const AVPixFmtDescriptor& d, int y, int component, bool dither,
+                   unsigned char* out, std::vector<std::uint16_t>& line) {
   line.resize(static_cast<std::size_t>(frame.width));
-  av_read_image_line2(line.data(), data, frame.linesize, &d, 0, y, component, frame.width, 0, 2);
+  readSamples(frame, d, component, y, frame.width, line.data());
   const unsigned int largest = (1u << d.comp[component].depth) - 1u;
-  for (const std::uint16_t v : line) {
-    *out = static_cast<unsigned char>((v * 255u + largest / 2u) / largest);
-    out += 4;
+  if (!dither || largest <= 255u) {
+    for (const std::uint16_t v : line) {
+      *out = static_cast<unsigned char>((v * 255u + largest / 2u) / largest);
+      out += 4;
+    }
+    return;
+  }
+  for (int x = 0; x < frame.width; ++x, out += 4) {
+    const unsigned int halves = 2u * static_cast<unsigned int>(ditherStep(x, y)) + 1u;  // of 128 in place of a half
+    *out = static_cast<unsigned char>((line[static_cast<std::size_t>(x)] * 255u * 128u + halves * largest) /
+                                      (128u * largest));
   }
 }
 
@@ -52,6 +61,8 @@ ColorTags resolveColor(ColorTags tags, AVPixelFormat format, int height, std::st
     tags.matrix = AVCOL_SPC_RGB;
     tags.range = AVCOL_RANGE_JPEG;
   }
+  const bool inFloat = d != nullptr && (d->flags & AV_PIX_FMT_FLAG_FLOAT) != 0;
+  if (inFloat && tags.transfer == AVCOL_TRC_LINEAR) tags.transfer = AVCOL_TRC_IEC61966_2_1;  // once it is converted
   if (tags.range == AVCOL_RANGE_UNSPECIFIED) {
     const bool full = isFullRangeByFormat(format);
     tags.range = full ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
@@ -86,17 +97,20 @@ void FrameConverter::convert(const AVFrame& frame, Image& image) {
     return;
   }
 
+  if (FloatRgbConverter::handles(*d)) {
+    float_.convert(frame, options_.dither, image);
+    return;
+  }
   const bool exact = isRgb(*d) && (d->flags & (AV_PIX_FMT_FLAG_FLOAT | AV_PIX_FMT_FLAG_BAYER)) == 0;
   if (!exact) convertColors(frame, *d, image);
-  std::vector<std::uint16_t> line;
   const int last = d->nb_components - 1;
   const bool hasAlpha = (d->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
   if (hasAlpha && !exact && (d->flags & AV_PIX_FMT_FLAG_FLOAT) != 0) return;  // the scaler's alpha has to do
   for (int y = 0; y < image.height; ++y) {
     unsigned char* row = image.row(y);
-    for (int c = 0; exact && c < 3; ++c) readComponent(frame, *d, y, c, row + c + 1, line);
+    for (int c = 0; exact && c < 3; ++c) readComponent(frame, *d, y, c, options_.dither, row + c + 1, line_);
     if (hasAlpha) {
-      readComponent(frame, *d, y, last, row, line);
+      readComponent(frame, *d, y, last, false, row, line_);
     } else {
       for (int x = 0; x < image.width; ++x) row[std::ptrdiff_t{4} * x] = 255;
     }
@@ -112,7 +126,7 @@ void FrameConverter::convertColors(const AVFrame& frame, const AVPixFmtDescripto
                     "' cannot be read; convert the clip to BT.709 first");
   }
   if (YuvConverter::handles(format)) {
-    yuv_.convert(frame, color_, image);
+    yuv_.convert(frame, color_, options_, image);
   } else {
     scale(frame, image);
   }

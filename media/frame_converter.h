@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "media/conversion_options.h"
+#include "media/float_rgb.h"
 #include "media/yuv_converter.h"
 
 namespace kalvetra {
@@ -14,10 +16,12 @@ ColorTags resolveColor(ColorTags tags, AVPixelFormat format, int height, std::st
 // Converts the frames of one clip. Holds a scaler, so each thread needs one of its own.
 class FrameConverter {
  public:
-  explicit FrameConverter(const ColorTags& color) : color_(color) {}
+  explicit FrameConverter(const ColorTags& color, const ConversionOptions& options = {})
+      : color_(color), options_(options) {}
 
   // 8 bits a component, straight alpha (255 where the frame has none). RGB and alpha are exact or correctly rounded;
-  // YUV goes through the clip's matrix and range. Throws UserError for a format that cannot be read.
+  // YUV goes through the clip's matrix and range; linear light in floating point is encoded for sRGB first. Throws
+  // UserError for a format that cannot be read.
   void convert(const AVFrame& frame, Image& image);
   Image convert(const AVFrame& frame) {
     Image image;
@@ -31,7 +35,10 @@ class FrameConverter {
   void prepareScaler(const AVFrame& frame);
 
   ColorTags color_;
+  ConversionOptions options_;
   YuvConverter yuv_;
+  FloatRgbConverter float_;
+  std::vector<std::uint16_t> line_;
   ScalerPtr scaler_;
   FramePtr scaled_;
   int scalerFormat_ = AV_PIX_FMT_NONE;

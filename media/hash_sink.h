@@ -5,9 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "media/picture_hash.h"
 #include "media/picture_sink.h"
-
-struct AVMurMur3;
 
 namespace kalvetra {
 
@@ -27,20 +26,13 @@ class HashSink : public PictureSink {
   struct FileCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }
   };
-  struct HasherDeleter {
-    void operator()(AVMurMur3* hasher) const;
-  };
-  using Hasher = std::unique_ptr<AVMurMur3, HasherDeleter>;
-
-  static Hasher makeHasher();
-  static PictureHash finalHash(AVMurMur3* hasher);
   void check(bool written) const;
 
   std::string shownName_;
   double secondsPerTick_;
   std::unique_ptr<std::FILE, FileCloser> file_;  // none for the standard output
   std::FILE* out_;
-  Hasher clip_;
+  ClipHash clip_;
   std::int64_t count_ = 0;
 };
 

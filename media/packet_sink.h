@@ -47,14 +47,16 @@ class MovieFile : public PacketSink {
 // One file a picture; a single one when the output is not a sequence.
 class PictureFiles : public PacketSink {
  public:
-  PictureFiles(const TemporaryOutput& output, const std::string& shownName) : output_(output), shownName_(shownName) {}
+  // Numbered from `first` on.
+  PictureFiles(const TemporaryOutput& output, const std::string& shownName, int first = 1)
+      : output_(output), shownName_(shownName), number_(first - 1) {}
   void write(AVPacket& packet, AVRational timeBase) override;
   void finish() override {}
 
  private:
   const TemporaryOutput& output_;
   std::string shownName_;
-  int number_ = 0;
+  int number_;
 };
 
 }  // namespace kalvetra

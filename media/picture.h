@@ -40,6 +40,14 @@ struct ColorTags {
   AVColorTransferCharacteristic transfer = AVCOL_TRC_UNSPECIFIED;
 };
 
+// Which of the two fields of a frame was taken first. The top field holds rows 0, 2, 4 ...
+enum class FieldOrder {
+  Progressive,  // no fields
+  TopFirst,
+  BottomFirst,
+  Unknown,  // neither the file nor its first picture says
+};
+
 // Everything about a clip's pictures that a copy of it keeps.
 struct PictureFormat {
   int width = 0;  // as stored, before any rotation
@@ -48,6 +56,7 @@ struct PictureFormat {
   AVRational frameRate{25, 1};   // nominal; timestamps rule
   AVRational pixelAspect{1, 1};  // width : height of a pixel
   ColorTags color;
+  FieldOrder fieldOrder = FieldOrder::Unknown;
   std::optional<std::array<std::int32_t, 9>> displayMatrix;  // of the container, where it has one
 
   // Quarter turns clockwise that the display matrix asks for.

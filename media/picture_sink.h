@@ -1,16 +1,13 @@
 // Where keyed pictures go.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <variant>
 #include <vector>
 
-#include "media/picture.h"
+#include "media/picture_hash.h"
 
 namespace kalvetra {
-
-using PictureHash = std::array<std::uint8_t, 16>;
 
 // What a sink has made of a picture before its turn to be written comes: nothing, planes for an encoder, or a hash.
 using PackedPicture = std::variant<std::monostate, FramePtr, PictureHash>;
@@ -24,8 +21,10 @@ class PictureSink {
   virtual PackedPicture pack(const Image& image) const = 0;
   // Takes what pack() gave, in the clip's order. Time and duration in the source's video time base.
   virtual void write(PackedPicture picture, std::int64_t time, std::int64_t duration) = 0;
-  // Takes packets that the source delivered. Only a sink that asked the source for some gets any.
-  virtual void writeCopied(std::vector<PacketPtr>& /*packets*/) {}
+  // Sees packets that the source delivered, for this sink or for another of the same source.
+  virtual void writeCopied(const std::vector<PacketPtr>& /*packets*/) {}
+  // Makes everything written so far durable, where the sink can go on with it in another run.
+  virtual void checkpoint() {}
   // Completes the output; only then may it be put in its place.
   virtual void finish() = 0;
 };

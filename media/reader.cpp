@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 
+#include "media/field_order.h"
 #include "media/frame_converter.h"
 #include "support/user_error.h"
 
@@ -12,9 +12,8 @@ namespace kalvetra {
 namespace {
 
 constexpr int kLargestSide = 65535;                       // the engine's records hold sizes in 16 bits
+constexpr std::size_t kMostPacketsAhead = 600;            // read at most to find a first picture
 constexpr std::int64_t kEndTolerance = AV_TIME_BASE / 4;  // declared durations are a little long in many sound files
-
-int stopRequested(void* stop) { return static_cast<const std::atomic<bool>*>(stop)->load() ? 1 : 0; }
 
 // VP8 and VP9 keep alpha in a side stream that only the libvpx decoders read.
 const AVCodec* decoderFor(const AVStream& stream, const AVCodec* standard) {
@@ -31,46 +30,35 @@ AVRational validOr(AVRational value, AVRational fallback) { return value.num > 0
 
 }  // namespace
 
-Reader::Reader(const std::string& path, int threads, const std::atomic<bool>& stop) : path_(path), stop_(stop) {
-  openInput();
+Reader::Reader(const std::string& path, const SourceOptions& options, int threads, const std::atomic<bool>& stop)
+    : path_(path), name_(path == kStandardInput ? "the standard input" : path), options_(options), stop_(stop) {
+  openSource();
   openDecoder(threads);
   describePictures();
+  format_.fieldOrder = findFieldOrder();
 }
 
-void Reader::openInput() {
-  const bool isPattern = path_.find('%') != std::string::npos;
-  std::error_code ignored;
-  if (!isPattern && !std::filesystem::exists(path_, ignored)) {
-    throw UserError(path_ + ": there is no such file; check the name");
+void Reader::openSource() {
+  if (ImageSequence::isPattern(path_)) {
+    if (options_.raw) throw UserError(name_ + ": raw pictures come from one file, not from a sequence; name a file");
+    sequence_.emplace(path_);
   }
-  if (std::filesystem::is_directory(path_, ignored)) {
-    throw UserError(path_ + ": is a folder; name a file, or a sequence like " + path_ + "/name-%05d.png");
-  }
-  AVFormatContext* context = avformat_alloc_context();
-  if (context == nullptr) throw std::bad_alloc();
-  context->interrupt_callback = {stopRequested, const_cast<std::atomic<bool>*>(&stop_)};
-  const int error = avformat_open_input(&context, path_.c_str(), nullptr, nullptr);  // frees the context on failure
-  if (error == AVERROR_INVALIDDATA) {
-    throw UserError(path_ + ": is not a video, image or sequence that can be read; check the file or convert it");
-  }
-  if (error < 0)
-    throw UserError(path_ + ": cannot be opened (" + errorText(error) + "); check the name and its permissions");
-  input_.reset(context);
-  avformat_find_stream_info(context, nullptr);  // what it does not find is missed below
+  input_ = openInput(sequence_ ? sequence_->firstFile() : path_, name_, options_, stop_);
 }
 
 void Reader::openDecoder(int threads) {
   const AVCodec* codec = nullptr;
-  videoIndex_ = av_find_best_stream(input_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0);
+  videoIndex_ = av_find_best_stream(input_.container.get(), AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0);
   if (videoIndex_ == AVERROR_DECODER_NOT_FOUND) {
-    throw UserError(path_ + ": no decoder for its video is installed; convert it to another format");
+    throw UserError(name_ + ": no decoder for its video is installed; convert it to another format");
   }
-  if (videoIndex_ < 0) throw UserError(path_ + ": has no video in it; name a file with pictures");
-  AVStream& stream = *input_->streams[videoIndex_];
+  if (videoIndex_ < 0) throw UserError(name_ + ": has no video in it; name a file with pictures");
+  AVStream& stream = *input_.container->streams[videoIndex_];
   codec = decoderFor(stream, codec);
-  for (unsigned int i = 0; i < input_->nb_streams; ++i) {
-    if (static_cast<int>(i) != videoIndex_ && input_->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO) {
-      input_->streams[i]->discard = AVDISCARD_ALL;
+  for (unsigned int i = 0; i < input_.container->nb_streams; ++i) {
+    if (static_cast<int>(i) != videoIndex_ &&
+        input_.container->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO) {
+      input_.container->streams[i]->discard = AVDISCARD_ALL;
     }
   }
   decoder_.reset(avcodec_alloc_context3(codec));
@@ -79,23 +67,23 @@ void Reader::openDecoder(int threads) {
   decoder_->pkt_timebase = stream.time_base;
   decoder_->thread_count = threads;
   const int error = avcodec_open2(decoder_.get(), codec, nullptr);
-  if (error < 0) throw UserError(path_ + ": its video cannot be decoded (" + errorText(error) + "); convert it first");
+  if (error < 0) throw UserError(name_ + ": its video cannot be decoded (" + errorText(error) + "); convert it first");
 }
 
 void Reader::describePictures() {
-  AVStream& stream = *input_->streams[videoIndex_];
+  AVStream& stream = *input_.container->streams[videoIndex_];
   const AVCodecParameters& p = *stream.codecpar;
   if (p.width < 1 || p.height < 1)
-    throw UserError(path_ + ": does not say how large its pictures are; the file is damaged");
+    throw UserError(name_ + ": does not say how large its pictures are; the file is damaged");
   if (p.width > kLargestSide || p.height > kLargestSide) {
-    throw UserError(path_ + ": its pictures measure " + std::to_string(p.width) + " x " + std::to_string(p.height) +
+    throw UserError(name_ + ": its pictures measure " + std::to_string(p.width) + " x " + std::to_string(p.height) +
                     ", more than 65535 on a side; scale them down first");
   }
   format_.width = p.width;
   format_.height = p.height;
   format_.timeBase = stream.time_base;
-  format_.frameRate = validOr(av_guess_frame_rate(input_.get(), &stream, nullptr), {25, 1});
-  format_.pixelAspect = validOr(av_guess_sample_aspect_ratio(input_.get(), &stream, nullptr), {1, 1});
+  format_.frameRate = validOr(av_guess_frame_rate(input_.container.get(), &stream, nullptr), {25, 1});
+  format_.pixelAspect = validOr(av_guess_sample_aspect_ratio(input_.container.get(), &stream, nullptr), {1, 1});
   format_.color = resolveColor({p.color_space, p.color_range, p.color_primaries, p.color_trc},
                                static_cast<AVPixelFormat>(p.format), p.height, colorGuess_);
   const std::uint8_t* matrix = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
@@ -105,10 +93,47 @@ void Reader::describePictures() {
   }
 }
 
+// Where the file does not say, the first picture may. The packets read for it are kept and decoded once more.
+FieldOrder Reader::findFieldOrder() {
+  const AVCodecParameters& p = *video().codecpar;
+  const FieldOrder stated = shownOrder(p.field_order);
+  if (stated != FieldOrder::Unknown || !canTellFields(p.codec_id, container())) return stated;
+  const FramePtr picture = makeFrame();
+  std::vector<PacketPtr> packets;
+  int state = AVERROR(EAGAIN);
+  while (state == AVERROR(EAGAIN) && packets.size() < kMostPacketsAhead) {
+    PacketPtr packet = makePacket();
+    const bool atEnd = readPacket(*packet) < 0;
+    if (atEnd || packet->stream_index == videoIndex_)
+      avcodec_send_packet(decoder_.get(), atEnd ? nullptr : packet.get());
+    if (!atEnd) packets.push_back(std::move(packet));
+    state = avcodec_receive_frame(decoder_.get(), picture.get());
+    if (atEnd) break;
+  }
+  ahead_ = std::move(packets);
+  avcodec_flush_buffers(decoder_.get());
+  replayed_ = 0;
+  if (state < 0) return FieldOrder::Unknown;
+  return shownOrder(*picture);
+}
+
+std::string Reader::describeGaps() const {
+  if (gaps().empty()) return {};
+  const int missing = sequence_->missing();
+  return path_ + ": " + std::to_string(missing) + (missing == 1 ? " picture is" : " pictures are") + " missing (" +
+         describeRanges(gaps()) + ")";
+}
+
+const std::vector<NumberRange>& Reader::gaps() const {
+  static const std::vector<NumberRange> none;
+  return sequence_ ? sequence_->gaps() : none;
+}
+
 std::int64_t Reader::expectedFrames() const {
+  if (sequence_) return sequence_->size();
   if (video().nb_frames > 0) return video().nb_frames;
-  if (input_->duration <= 0) return 0;
-  return av_rescale_q(input_->duration, av_make_q(1, AV_TIME_BASE), av_inv_q(format_.frameRate));
+  if (input_.container->duration <= 0) return 0;
+  return av_rescale_q(input_.container->duration, av_make_q(1, AV_TIME_BASE), av_inv_q(format_.frameRate));
 }
 
 bool Reader::next(SourceFrame& frame) {
@@ -124,9 +149,22 @@ bool Reader::next(SourceFrame& frame) {
       frame.picture.reset();
       return false;
     }
-    if (state != AVERROR(EAGAIN)) ++undecodable_;
+    if (state != AVERROR(EAGAIN)) noteUndecodable();
     if (!draining_) feedDecoder(frame);
   }
+}
+
+// The next packet of any stream, those read ahead first. Once it has failed it goes on failing.
+int Reader::readPacket(AVPacket& packet) {
+  if (replayed_ < ahead_.size()) {
+    av_packet_move_ref(&packet, ahead_[replayed_++].get());
+    if (replayed_ == ahead_.size()) ahead_.clear(), replayed_ = 0;
+    return 0;
+  }
+  if (endState_ < 0) return endState_;
+  const int state = sequence_ ? sequence_->read(packet) : av_read_frame(input_.container.get(), &packet);
+  if (state < 0 && (!sequence_ || state == AVERROR_EOF)) endState_ = state;
+  return state;
 }
 
 // Reads on until the decoder has something new to work on: a packet, or at the end of the file the word to hand out
@@ -134,7 +172,12 @@ bool Reader::next(SourceFrame& frame) {
 void Reader::feedDecoder(SourceFrame& frame) {
   for (;;) {
     PacketPtr packet = makePacket();
-    const int state = av_read_frame(input_.get(), packet.get());
+    const int state = readPacket(*packet);
+    if (state < 0 && endState_ == 0) {  // one file of a sequence
+      ++packets_;
+      noteUndecodable();
+      continue;
+    }
     if (state < 0) {
       cutShort_ = cutShort_ || state != AVERROR_EOF;
       draining_ = true;
@@ -143,47 +186,79 @@ void Reader::feedDecoder(SourceFrame& frame) {
     }
     const int index = packet->stream_index;
     noteEnd(*packet);
+    if (mayJumpInSilence()) {
+      const std::int64_t skipped = stretches_.add(*packet, index == videoIndex_, nominalDuration());
+      if (skipped > 0) spoilt_.miss();
+      skipped_ += skipped;
+    }
     if (index == videoIndex_) {
       ++packets_;
       if ((packet->flags & AV_PKT_FLAG_DISCARD) != 0) ++discarded_;
-      if (avcodec_send_packet(decoder_.get(), packet.get()) < 0) ++undecodable_;
+      if (avcodec_send_packet(decoder_.get(), packet.get()) < 0) noteUndecodable();
       return;
     }
     if (copied_.contains(index)) {
-      const std::int64_t start = startOf(*input_->streams[index]);
-      if (packet->pts != AV_NOPTS_VALUE) packet->pts -= start;
-      if (packet->dts != AV_NOPTS_VALUE) packet->dts -= start;
+      countFromStart(*packet);
       frame.copied.push_back(std::move(packet));
     }
   }
 }
 
+bool Reader::nextPacket(PacketPtr& packet) {
+  for (packet = makePacket(); readPacket(*packet) >= 0; av_packet_unref(packet.get())) {
+    if (!isWanted(packet->stream_index)) continue;
+    countFromStart(*packet);
+    return true;
+  }
+  return false;
+}
+
+void Reader::countFromStart(AVPacket& packet) const {
+  const std::int64_t start = startOf(*input_.container->streams[packet.stream_index]);
+  if (packet.pts != AV_NOPTS_VALUE) packet.pts -= start;
+  if (packet.dts != AV_NOPTS_VALUE) packet.dts -= start;
+}
+
+void Reader::noteUndecodable() {
+  ++undecodable_;
+  spoilt_.miss();
+}
+
+std::int64_t Reader::nominalDuration() const {
+  return std::max<std::int64_t>(av_rescale_q(1, av_inv_q(format_.frameRate), format_.timeBase), 1);
+}
+
+// Matroska with one video: of a second one the packets are left out, which looks just like a jump.
+bool Reader::mayJumpInSilence() const {
+  const bool alone = std::none_of(container().streams, container().streams + container().nb_streams,
+                                  [](const AVStream* s) { return s->discard == AVDISCARD_ALL; });
+  return alone && std::string(container().iformat->name).find("matroska") != std::string::npos;
+}
+
 // How far into the clip the file's packets reach, whatever their stream.
 void Reader::noteEnd(const AVPacket& packet) {
   if (packet.pts == AV_NOPTS_VALUE) return;
-  const AVStream& stream = *input_->streams[packet.stream_index];
+  const AVStream& stream = *input_.container->streams[packet.stream_index];
   const std::int64_t end = packet.pts + packet.duration - startOf(stream);
   reached_ = std::max(reached_, av_rescale_q(end, stream.time_base, av_make_q(1, AV_TIME_BASE)));
 }
 
 // Where the clip begins. A start before 0 is the run-up of a sound track and does not count.
 std::int64_t Reader::startOf(const AVStream& stream) const {
-  if (input_->start_time == AV_NOPTS_VALUE || input_->start_time < 0) return 0;
-  return av_rescale_q(input_->start_time, av_make_q(1, AV_TIME_BASE), stream.time_base);
+  if (input_.container->start_time == AV_NOPTS_VALUE || input_.container->start_time < 0) return 0;
+  return av_rescale_q(input_.container->start_time, av_make_q(1, AV_TIME_BASE), stream.time_base);
 }
 
 // Times strictly grow, whatever the file says: encoders refuse anything else.
 void Reader::stamp(SourceFrame& frame) {
   const AVFrame& picture = *frame.picture;
   if (picture.width != format_.width || picture.height != format_.height) {
-    throw UserError(path_ + ": its pictures change size from " + std::to_string(format_.width) + " x " +
+    throw UserError(name_ + ": its pictures change size from " + std::to_string(format_.width) + " x " +
                     std::to_string(format_.height) + " to " + std::to_string(picture.width) + " x " +
                     std::to_string(picture.height) + " on the way; cut the clip there");
   }
-  if (picture.decode_error_flags != 0 || (picture.flags & AV_FRAME_FLAG_CORRUPT) != 0) ++damaged_;
-  const std::int64_t nominal =
-      std::max<std::int64_t>(av_rescale_q(1, av_inv_q(format_.frameRate), format_.timeBase), 1);
-  frame.duration = picture.pkt_duration > 0 ? picture.pkt_duration : nominal;
+  spoilt_.add(picture);
+  frame.duration = picture.pkt_duration > 0 ? picture.pkt_duration : nominalDuration();
   frame.time =
       picture.best_effort_timestamp == AV_NOPTS_VALUE ? nextTime_ : picture.best_effort_timestamp - startOf(video());
   lastTime_ = frame.time = std::max(frame.time, lastTime_ + 1);
@@ -191,31 +266,58 @@ void Reader::stamp(SourceFrame& frame) {
 }
 
 bool Reader::seek(double fraction) {
-  if (input_->duration <= 0) return false;
-  const std::int64_t start = input_->start_time == AV_NOPTS_VALUE ? 0 : input_->start_time;
-  const auto target = start + static_cast<std::int64_t>(fraction * static_cast<double>(input_->duration));
-  if (av_seek_frame(input_.get(), -1, target, AVSEEK_FLAG_BACKWARD) < 0) return false;
-  avcodec_flush_buffers(decoder_.get());
-  draining_ = false;
+  if (sequence_) {
+    sequence_->seek(fraction);
+    restart();
+    return true;
+  }
+  if (input_.container->duration <= 0) return false;
+  return seekTo(static_cast<std::int64_t>(fraction * static_cast<double>(input_.container->duration)));
+}
+
+bool Reader::seekTime(double seconds) {
+  return !sequence_ && seekTo(static_cast<std::int64_t>(seconds * AV_TIME_BASE));
+}
+
+// A time from the clip's start, in AV_TIME_BASE units.
+bool Reader::seekTo(std::int64_t time) {
+  const std::int64_t start = input_.container->start_time == AV_NOPTS_VALUE ? 0 : input_.container->start_time;
+  const std::int64_t target = start + time;
+  if (av_seek_frame(input_.container.get(), -1, target, AVSEEK_FLAG_BACKWARD) < 0) return false;
+  restart();
   return true;
+}
+
+// After a jump: nothing from before it counts.
+void Reader::restart() {
+  avcodec_flush_buffers(decoder_.get());
+  ahead_.clear();
+  replayed_ = 0;
+  endState_ = 0;
+  draining_ = false;
+  lastTime_ = -1;
 }
 
 // A decoder drops pictures silently once it has met damage; some codecs have packets without a picture at any time. So
 // the two are compared only when something is known to be wrong.
 std::int64_t Reader::lostFrames() const {
+  const std::int64_t gaps = skipped_ + (sequence_ ? sequence_->missingSoFar() : 0);
+  if (!draining_) return gaps + undecodable_;  // the decoder still holds pictures
   const std::int64_t missing = std::max<std::int64_t>(missingFrames(), cutShort_ ? 1 : 0);
-  if (missing + undecodable_ + damaged_ == 0) return 0;
-  return missing + std::max(undecodable_, packets_ - discarded_ - delivered_);
+  if (missing + undecodable_ + damagedFrames() == 0) return gaps;
+  return gaps + missing + std::max(undecodable_, packets_ - discarded_ - delivered_);
 }
 
 // Pictures that the file declares and does not hold. Only MP4 and QuickTime count theirs reliably; elsewhere a file
 // that ends well before its declared duration is cut off.
 std::int64_t Reader::missingFrames() const {
-  const bool counted = std::string(input_->iformat->name).find("mp4") != std::string::npos;
+  if (sequence_) return 0;  // what is not there is no part of it
+  const bool counted = std::string(container().iformat->name).find("mp4") != std::string::npos;
   if (counted) return std::max<std::int64_t>(video().nb_frames - packets_, 0);
-  if (input_->duration_estimation_method != AVFMT_DURATION_FROM_STREAM || input_->duration <= 0) return 0;
-  if (input_->duration - reached_ < kEndTolerance) return 0;
-  return std::max<std::int64_t>(expectedFrames() - packets_, 1);
+  if (input_.container->duration_estimation_method != AVFMT_DURATION_FROM_STREAM || input_.container->duration <= 0)
+    return 0;
+  if (input_.container->duration - reached_ < kEndTolerance) return 0;
+  return std::max<std::int64_t>(expectedFrames() - packets_ - skipped_, 1);
 }
 
 }  // namespace kalvetra

@@ -3,11 +3,16 @@
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "media/damage.h"
+#include "media/image_sequence.h"
+#include "media/input_file.h"
 #include "media/picture.h"
+#include "media/source_options.h"
 
 namespace kalvetra {
 
@@ -22,53 +27,82 @@ struct SourceFrame {
 
 class Reader {
  public:
-  // Opens `path`: a file or an image sequence pattern like shot-%04d.png. `stop`, once true, ends any waiting for data.
-  // Throws UserError when there is nothing to read pictures from.
-  Reader(const std::string& path, int threads, const std::atomic<bool>& stop);
+  // Opens `path`: a file, an image sequence pattern like shot-%04d.png, or - for the standard input. `stop`, once true,
+  // ends any waiting for data. Throws UserError when there is nothing to read pictures from.
+  Reader(const std::string& path, int threads, const std::atomic<bool>& stop) : Reader(path, {}, threads, stop) {}
+  Reader(const std::string& path, const SourceOptions& options, int threads, const std::atomic<bool>& stop);
 
   const std::string& path() const { return path_; }
   const PictureFormat& format() const { return format_; }
   // What had to be guessed about the colours; empty when the file says it all.
   const std::string& colorGuess() const { return colorGuess_; }
+  // The runs of pictures that an image sequence lacks, and a sentence about them; empty without gaps.
+  const std::vector<NumberRange>& gaps() const;
+  std::string describeGaps() const;
   // Number of pictures as the file declares or suggests it; 0 when it does not.
   std::int64_t expectedFrames() const;
 
-  const AVFormatContext& container() const { return *input_; }
-  const AVStream& video() const { return *input_->streams[videoIndex_]; }
+  const AVFormatContext& container() const { return *input_.container; }
+  const AVStream& video() const { return *input_.container->streams[videoIndex_]; }
   // Names a stream to be delivered with the pictures.
   void copyStream(int index) { copied_.insert(index); }
+  bool copiesStreams() const { return !copied_.empty(); }
+  AVRational timeBaseOf(int stream) const { return container().streams[stream]->time_base; }
 
   // The next picture; false behind the last one, when `frame` holds the remaining packets alone.
   bool next(SourceFrame& frame);
-  // Goes to a place near `fraction` (0..1) of the clip. False when the file cannot do that.
+  // The next packet of the pictures or of a stream that is to be copied, instead of a picture: nothing is decoded.
+  // Times count from the clip's start. False at the end.
+  bool nextPacket(PacketPtr& packet);
+  // Goes to a place near `fraction` (0..1) of the clip, or to one from which decoding reaches that time, in seconds
+  // from the clip's start. False when the file cannot do that.
   bool seek(double fraction);
+  bool seekTime(double seconds);
 
-  // Once read to the end: pictures that were declared or found but could not be decoded, and pictures decoded with
-  // errors.
+  // Pictures that could not be decoded, and, as far as was read, those in the gaps of a sequence; once read to the end
+  // also those that the file declares and does not hold. And pictures decoded with errors.
   std::int64_t lostFrames() const;
-  std::int64_t damagedFrames() const { return damaged_; }
+  std::int64_t damagedFrames() const { return spoilt_.count(); }
 
  private:
-  void openInput();
+  void openSource();
   void openDecoder(int threads);
   void describePictures();
+  FieldOrder findFieldOrder();
+  int readPacket(AVPacket& packet);
+  bool isWanted(int stream) const { return stream == videoIndex_ || copied_.contains(stream); }
+  void countFromStart(AVPacket& packet) const;
+  bool seekTo(std::int64_t target);
+  void restart();
   void feedDecoder(SourceFrame& frame);
   void stamp(SourceFrame& frame);
   void noteEnd(const AVPacket& packet);
+  void noteUndecodable();
+  std::int64_t nominalDuration() const;
+  bool mayJumpInSilence() const;
   std::int64_t missingFrames() const;
   std::int64_t startOf(const AVStream& stream) const;
 
   std::string path_;
+  std::string name_;  // what messages call it
+  SourceOptions options_;
   const std::atomic<bool>& stop_;
-  InputPtr input_;
+  std::optional<ImageSequence> sequence_;
+  InputFile input_;  // of a sequence its first file, which only tells the format
   CodecContextPtr decoder_;
   int videoIndex_ = -1;
   PictureFormat format_;
   std::string colorGuess_;
   std::set<int> copied_;
+  std::vector<PacketPtr> ahead_;  // read before their turn, to look at the first picture
+  std::size_t replayed_ = 0;      // how many of them have been used
+  int endState_ = 0;              // the error that ended reading
   std::int64_t lastTime_ = -1;
   std::int64_t nextTime_ = 0;  // where a picture without a timestamp belongs
-  std::int64_t packets_ = 0, delivered_ = 0, undecodable_ = 0, damaged_ = 0;
+  std::int64_t packets_ = 0, delivered_ = 0, undecodable_ = 0;
+  std::int64_t skipped_ = 0;  // pictures in stretches that the demuxer jumped over
+  SpoiltPictures spoilt_;
+  SkippedStretches stretches_;
   std::int64_t discarded_ = 0;  // packets that an edit list cuts off
   std::int64_t reached_ = 0;    // end of the last packet, in AV_TIME_BASE units
   bool cutShort_ = false;       // the file ended with an error

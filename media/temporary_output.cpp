@@ -2,9 +2,9 @@
 
 #include <unistd.h>
 
-#include <algorithm>
-#include <regex>
+#include <vector>
 
+#include "media/numbered_name.h"
 #include "support/user_error.h"
 
 namespace fs = std::filesystem;
@@ -12,44 +12,6 @@ namespace fs = std::filesystem;
 namespace kalvetra {
 
 namespace {
-
-const std::regex& numberPattern() {
-  static const std::regex pattern("%(0?)([0-9]?)d");
-  return pattern;
-}
-
-// A numbered name, taken apart at its number.
-struct NumberedName {
-  explicit NumberedName(const std::string& name) {
-    std::smatch match;
-    std::regex_search(name, match, numberPattern());
-    before = match.prefix();
-    after = match.suffix();
-    width = match[2].length() == 0 ? 0 : static_cast<std::size_t>(std::stoi(match[2]));
-    fill = match[1].length() == 0 ? ' ' : '0';
-  }
-
-  std::string with(std::string digits) const {
-    if (digits.size() < width) digits.insert(0, width - digits.size(), fill);
-    return before + digits + after;
-  }
-
-  // True for the names that `with` gives, and no others: f-0003.png is none of f-%03d.png.
-  bool covers(const std::string& name) const {
-    if (name.size() <= before.size() + after.size() || !name.starts_with(before) || !name.ends_with(after))
-      return false;
-    const std::string number = name.substr(before.size(), name.size() - before.size() - after.size());
-    const std::size_t first = std::min(number.find_first_not_of(fill), number.size() - 1);
-    const std::string digits = number.substr(first);
-    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
-    const bool plain = digits.size() == 1 || digits[0] != '0';  // %d gives 7, never 007
-    return plain && std::all_of(digits.begin(), digits.end(), isDigit) && with(digits) == name;
-  }
-
-  std::string before, after;
-  std::size_t width;
-  char fill;
-};
 
 fs::path folderOf(const fs::path& target) { return target.has_parent_path() ? target.parent_path() : fs::path("."); }
 
@@ -75,18 +37,6 @@ void checkFolder(const fs::path& target) {
   }
 }
 
-}  // namespace
-
-bool isNumberedName(const std::string& name) {
-  return std::count(name.begin(), name.end(), '%') == 1 && std::regex_search(name, numberPattern());
-}
-
-std::string numberedName(const std::string& name, int number) {
-  return NumberedName(name).with(std::to_string(number));
-}
-
-namespace {
-
 // True when `target`, a file or a numbered name, stands for the file or numbered name `path` too.
 bool standsFor(const fs::path& target, const fs::path& path) {
   std::error_code ignored;
@@ -104,53 +54,74 @@ void refuseOverwritingInput(const std::string& input, const std::string& output)
   }
 }
 
-TemporaryOutput::TemporaryOutput(const std::string& target, bool replace)
-    : target_(target), replace_(replace), isSequence_(isNumberedName(target_.filename().string())) {
-  if (target == "-") {
+bool outputExists(const std::string& target) {
+  const fs::path path(target);
+  if (!isNumberedName(path.filename().string())) return fs::exists(path);
+  return fs::is_directory(folderOf(path)) && !sequenceFiles(path).empty();
+}
+
+TemporaryOutput::TemporaryOutput(const std::string& target, bool replace, Unfinished unfinished)
+    : target_(target),
+      replace_(replace),
+      unfinished_(unfinished),
+      isSequence_(isNumberedName(target_.filename().string())) {
+  if (isStandardOutput()) {
     temporary_ = "pipe:1";  // as the libraries name it
     return;
   }
   if (fs::is_directory(target_)) throw UserError(target + " is a folder; name a file in it");
   checkFolder(target_);
-  if (!replace && targetExists()) throw UserError(target + " exists already; give -y to replace it, or another name");
-  temporary_ = folderOf(target_) / ("." + target_.filename().string() + ".part-" + std::to_string(getpid()));
-  if (isSequence_) fs::create_directory(temporary_);
+  if (!replace && outputExists(target)) {
+    throw UserError(target + " exists already; give -y to replace it, or another name");
+  }
+  const bool kept = unfinished == Unfinished::Kept;
+  const std::string suffix = kept ? ".unfinished" : ".part-" + std::to_string(getpid());
+  temporary_ = folderOf(target_) / ("." + target_.filename().string() + suffix);
+  if (isSequence_ || kept) fs::create_directory(temporary_);
 }
 
 TemporaryOutput::~TemporaryOutput() {
-  if (isStandardOutput()) return;
+  if (isStandardOutput() || unfinished_ == Unfinished::Kept) return;
   std::error_code ignored;
   fs::remove_all(temporary_, ignored);
 }
 
-bool TemporaryOutput::targetExists() const {
-  return isSequence_ ? !sequenceFiles(target_).empty() : fs::exists(target_);
+std::string TemporaryOutput::path() const {
+  const bool inFolder = unfinished_ == Unfinished::Kept && !isStandardOutput();
+  return (inFolder ? temporary_ / target_.filename() : temporary_).string();
 }
 
 std::string TemporaryOutput::path(int number) const {
   return (temporary_ / numberedName(target_.filename().string(), number)).string();
 }
 
+std::string TemporaryOutput::sequencePath() const { return (temporary_ / target_.filename()).string(); }
+
 void TemporaryOutput::commit() {
   if (isStandardOutput()) return;
-  if (!replace_ && targetExists()) {
+  if (!replace_ && outputExists(target_.string())) {
     throw UserError(target_.string() + " has appeared meanwhile; give -y to replace it, or another name");
   }
   try {
-    if (isSequence_) {
-      commitSequence();
-    } else {
-      fs::rename(temporary_, target_);
-    }
+    moveIntoPlace();
   } catch (const fs::filesystem_error& error) {
     throw UserError(target_.string() + " cannot be put in its place (" + error.code().message() + ")");
   }
 }
 
+void TemporaryOutput::moveIntoPlace() {
+  if (isSequence_) {
+    commitSequence();
+  } else {
+    fs::rename(path(), target_);
+  }
+  if (unfinished_ == Unfinished::Kept) fs::remove_all(temporary_);
+}
+
 void TemporaryOutput::commitSequence() {
   for (const fs::path& old : sequenceFiles(target_)) fs::remove(old);
-  for (const auto& entry : fs::directory_iterator(temporary_)) {
-    fs::rename(entry.path(), folderOf(target_) / entry.path().filename());
+  for (const fs::path& picture : sequenceFiles(temporary_ / target_.filename())) {
+    fs::rename(picture, folderOf(target_) / picture.filename());
   }
 }
 

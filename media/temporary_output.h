@@ -4,15 +4,24 @@
 #include <filesystem>
 #include <string>
 
+#include "media/numbered_name.h"
+
 namespace kalvetra {
 
+// What becomes of an output that was not committed.
+enum class Unfinished {
+  Removed,  // it lies under a name of this process alone
+  Kept,     // it lies in a folder that a later run finds again
+};
+
 // Stands for one output file, or for the files of a numbered sequence (a name with %05d or the like). Until commit()
-// all of it lies under a hidden name beside its target; the destructor removes what was not committed.
+// all of it lies under a hidden name beside its target; the destructor removes what was not committed, unless it is to
+// be kept.
 class TemporaryOutput {
  public:
   // Throws UserError when the target's folder is missing, the name is no good, or the target exists and `replace` is
   // not set.
-  TemporaryOutput(const std::string& target, bool replace);
+  TemporaryOutput(const std::string& target, bool replace, Unfinished unfinished = Unfinished::Removed);
   ~TemporaryOutput();
   TemporaryOutput(const TemporaryOutput&) = delete;
   TemporaryOutput& operator=(const TemporaryOutput&) = delete;
@@ -21,26 +30,28 @@ class TemporaryOutput {
   // "-": what is written goes there at once.
   bool isStandardOutput() const { return target_ == "-"; }
   // Where to write: a file, or the picture of that number (from 1) of a sequence.
-  std::string path() const { return temporary_.string(); }
+  std::string path() const;
   std::string path(int number) const;
+  // The pictures of a sequence as one numbered name.
+  std::string sequencePath() const;
+  // The folder in which a kept output grows; other files of an unfinished run may lie there too. It goes with commit().
+  const std::filesystem::path& workFolder() const { return temporary_; }
   // Puts the output in its place; a replaced sequence loses all of its old pictures.
   void commit();
 
  private:
-  bool targetExists() const;
+  void moveIntoPlace();
   void commitSequence();
 
   std::filesystem::path target_;
-  std::filesystem::path temporary_;  // a folder, for a sequence
+  std::filesystem::path temporary_;  // a folder, for a sequence and for what is kept
   bool replace_;
+  Unfinished unfinished_;
   bool isSequence_;
 };
 
-// True for a file name with exactly one %d, %5d or %05d in it.
-bool isNumberedName(const std::string& name);
-
-// The name with its pattern replaced by the number.
-std::string numberedName(const std::string& name, int number);
+// True when a sequence or file of that name stands there already.
+bool outputExists(const std::string& target);
 
 // Throws UserError when writing `output` would replace the file `input`, or a picture of it, where either may be a
 // numbered name.

@@ -1,14 +1,19 @@
 #include "media/writer.h"
 
-#include <algorithm>
-#include <cstring>
-#include <set>
-
 #include "support/user_error.h"
 
 namespace kalvetra {
 
 namespace {
+
+AVCodecParameters& described(const AVCodecContext& encoder, AVCodecParameters& parameters) {
+  if (avcodec_parameters_from_context(&parameters, &encoder) < 0) throw std::bad_alloc();
+  return parameters;
+}
+
+struct ParametersDeleter {
+  void operator()(AVCodecParameters* p) const { avcodec_parameters_free(&p); }
+};
 
 // Pictures as they are written: upright where the container cannot say how to turn them.
 PictureFormat writtenPictures(const PictureFormat& source, const OutputFormat& format) {
@@ -40,124 +45,44 @@ AVColorTransferCharacteristic transferOf(const PictureFormat& source, const Deli
   return delivery.levels ? AVCOL_TRC_LINEAR : source.color.transfer;
 }
 
-std::string describe(const AVStream& stream) {
-  const char* kind = av_get_media_type_string(stream.codecpar->codec_type);
-  return std::string(kind != nullptr ? kind : "unknown") + " stream " + std::to_string(stream.index) + " (" +
-         avcodec_get_name(stream.codecpar->codec_id) + ")";
-}
-
-// Every container gives its timecode as a tag of the picture stream, of the file, or of a stream of its own.
-std::string timecodeOf(const Reader& source) {
-  const AVFormatContext& container = source.container();
-  std::vector<const AVDictionary*> places{source.video().metadata, container.metadata};
-  for (unsigned int i = 0; i < container.nb_streams; ++i) places.push_back(container.streams[i]->metadata);
-  for (const AVDictionary* place : places) {
-    const AVDictionaryEntry* entry = av_dict_get(place, "timecode", nullptr, 0);
-    if (entry != nullptr) return entry->value;
-  }
-  return {};
-}
-
-bool isTimecodeTrack(const AVStream& stream) { return stream.codecpar->codec_tag == MKTAG('t', 'm', 'c', 'd'); }
-
-// Tags that describe the source's file, not its content.
-void copyMetadata(AVDictionary** to, const AVDictionary* from) {
-  static const std::set<std::string> ofTheFile{"encoder",    "major_brand", "minor_version", "compatible_brands",
-                                               "DURATION",   "timecode",    "handler_name",  "vendor_id",
-                                               "alpha_mode", "ENCODER",     "duration"};
-  const AVDictionaryEntry* entry = nullptr;
-  while ((entry = av_dict_get(from, "", entry, AV_DICT_IGNORE_SUFFIX)) != nullptr) {
-    if (!ofTheFile.contains(entry->key)) av_dict_set(to, entry->key, entry->value, 0);
-  }
-}
-
 }  // namespace
 
-Writer::Writer(const Delivery& delivery, const TemporaryOutput& output, const std::string& shownName, Reader& source,
-               int threads)
-    : shownName_(shownName),
-      quarterTurns_(delivery.format->keepsDisplayMatrix ? 0 : source.format().quarterTurns()),
-      pictures_(writtenPictures(source.format(), *delivery.format)),
+PicturePacking::PicturePacking(const Delivery& delivery, const PictureFormat& source)
+    : quarterTurns_(delivery.format->keepsDisplayMatrix ? 0 : source.quarterTurns()),
+      pictures_(writtenPictures(source, *delivery.format)),
       color_(writtenColor(pictures_.color, delivery.pixelFormat())),
-      packer_(delivery.pixelFormat(), color_.matrix, delivery.alpha, transferOf(source.format(), delivery)),
-      keepsNegativeTimes_(delivery.format->keepsNegativeTimes) {
+      packer_(delivery.pixelFormat(), color_.matrix, delivery.alpha, transferOf(source, delivery)) {}
+
+FramePtr PicturePacking::pack(const Image& image) const {
+  return quarterTurns_ == 0 ? packer_.pack(image) : packer_.pack(turned(image, quarterTurns_));
+}
+
+Writer::Writer(const Delivery& delivery, const TemporaryOutput& output, const std::string& shownName, Reader& source,
+               int threads, const WriterPart& part)
+    : shownName_(shownName), packing_(delivery, source.format()) {
   const OutputFormat& format = *delivery.format;
   if (format.muxer != nullptr) {
-    if (output.isSequence())
+    if (output.isSequence()) {
       throw UserError(shownName +
                       ": only picture files are numbered, like name-%05d.png or .exr; name one file without a %");
-    openMovie(delivery, output, source, threads);
+    }
+    openMovie(delivery, part.movie.empty() ? output.path() : part.movie, source, threads, part.carried);
   } else {
-    encoder_ = std::make_unique<VideoEncoder>(format, delivery.pixelFormat(), pictures_, color_, threads, false);
-    sink_ = std::make_unique<PictureFiles>(output, shownName);
+    encoder_ = std::make_unique<VideoEncoder>(format, delivery.pixelFormat(), packing_.pictures(), packing_.color(),
+                                              threads, false);
+    pictureFiles_ = std::make_unique<PictureFiles>(output, shownName, part.firstPicture);
   }
-  noteLeftOut(source, format);
+  leftOut_ = whatIsLeftOut(format, source, part.carried, movie_ ? movie_->copied() : std::map<int, int>());
 }
 
-void Writer::openMovie(const Delivery& delivery, const TemporaryOutput& output, Reader& source, int threads) {
-  const OutputFormat& format = *delivery.format;
-  auto movie = std::make_unique<MovieFile>(format.muxer, output.path(), shownName_);
-  encoder_ = std::make_unique<VideoEncoder>(format, delivery.pixelFormat(), pictures_, color_, threads,
-                                            movie->wantsGlobalHeader());
-
-  AVStream& video = movie->addStream(encoder_->context());
-  video.sample_aspect_ratio = pictures_.pixelAspect;
-  video.avg_frame_rate = pictures_.frameRate;
-  if (pictures_.displayMatrix) {
-    std::uint8_t* matrix = av_stream_new_side_data(&video, AV_PKT_DATA_DISPLAYMATRIX, sizeof *pictures_.displayMatrix);
-    if (matrix == nullptr) throw std::bad_alloc();
-    std::memcpy(matrix, pictures_.displayMatrix->data(), sizeof *pictures_.displayMatrix);
-  }
-  copyMetadata(&video.metadata, source.video().metadata);
-  copyMetadata(movie->metadata(), source.container().metadata);
-  keepTimecode(source, video, format);
-  av_dict_set(movie->metadata(), kAlphaTag, alphaTag(delivery).c_str(), 0);
-  declareCopiedStreams(*movie, source, format);
-  movie->begin(format.muxerOptions);
-  sink_ = std::move(movie);
-}
-
-void Writer::keepTimecode(const Reader& source, AVStream& video, const OutputFormat& format) {
-  const std::string timecode = timecodeOf(source);
-  if (!timecode.empty() && format.keepsTimecode) av_dict_set(&video.metadata, "timecode", timecode.c_str(), 0);
-}
-
-void Writer::declareCopiedStreams(MovieFile& movie, Reader& source, const OutputFormat& format) {
-  if (!format.keepsSound) return;
-  const AVFormatContext& container = source.container();
-  for (unsigned int i = 0; i < container.nb_streams; ++i) {
-    const AVStream& from = *container.streams[i];
-    if (from.codecpar->codec_type != AVMEDIA_TYPE_AUDIO || !movie.takes(*from.codecpar)) continue;
-    AVStream& to = movie.addStream(*from.codecpar, from.time_base);
-    to.codecpar->codec_tag = 0;  // each container has its own
-    to.disposition = from.disposition;
-    copyMetadata(&to.metadata, from.metadata);
-    copiedTo_[from.index] = to.index;
-    copiedBase_[from.index] = from.time_base;
-    source.copyStream(from.index);
-  }
-}
-
-void Writer::noteLeftOut(const Reader& source, const OutputFormat& format) {
-  const AVFormatContext& container = source.container();
-  for (unsigned int i = 0; i < container.nb_streams; ++i) {
-    const AVStream& stream = *container.streams[i];
-    const bool kept =
-        stream.index == source.video().index || copiedTo_.contains(stream.index) || isTimecodeTrack(stream);
-    if (kept) continue;
-    const bool sound = stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
-    leftOut_.push_back(
-        describe(stream) + " is left out: " +
-        (sound ? format.extension() + " cannot hold it" : "only pictures, sound and timecode are copied"));
-  }
-  const std::string timecode = timecodeOf(source);
-  if (!timecode.empty() && !format.keepsTimecode) {
-    leftOut_.push_back("timecode " + timecode + " is left out: " + format.extension() + " cannot hold it");
-  }
-}
-
-PackedPicture Writer::pack(const Image& image) const {
-  return quarterTurns_ == 0 ? packer_.pack(image) : packer_.pack(turned(image, quarterTurns_));
+void Writer::openMovie(const Delivery& delivery, const std::string& path, Reader& source, int threads,
+                       const Carried& carried) {
+  movie_ = std::make_unique<ClipMovie>(delivery, path, shownName_);
+  encoder_ = std::make_unique<VideoEncoder>(*delivery.format, delivery.pixelFormat(), packing_.pictures(),
+                                            packing_.color(), threads, movie_->wantsGlobalHeader());
+  const std::unique_ptr<AVCodecParameters, ParametersDeleter> parameters(avcodec_parameters_alloc());
+  if (!parameters) throw std::bad_alloc();
+  movie_->begin(described(encoder_->context(), *parameters), packing_.pictures(), source, carried);
 }
 
 void Writer::write(PackedPicture picture, std::int64_t time, std::int64_t duration) {
@@ -166,26 +91,20 @@ void Writer::write(PackedPicture picture, std::int64_t time, std::int64_t durati
 }
 
 void Writer::deliver(AVPacket& packet) {
-  packet.stream_index = 0;
-  sink_->write(packet, encoder_->timeBase());
+  if (movie_) {
+    movie_->writePicture(packet, encoder_->timeBase());
+  } else {
+    pictureFiles_->write(packet, encoder_->timeBase());
+  }
 }
 
-void Writer::writeCopied(std::vector<PacketPtr>& packets) {
-  for (const PacketPtr& packet : packets) {
-    const int from = packet->stream_index;
-    // The encoder's run-up of a sound track ends before the clip begins. Where a container has no negative times, it
-    // would push all pictures back.
-    const bool runUp = packet->pts != AV_NOPTS_VALUE && packet->pts + packet->duration <= 0;
-    if (runUp && !keepsNegativeTimes_) continue;
-    packet->stream_index = copiedTo_.at(from);
-    sink_->write(*packet, copiedBase_.at(from));
-  }
-  packets.clear();
+void Writer::writeCopied(const std::vector<PacketPtr>& packets) {
+  if (movie_) movie_->writeCopied(packets);
 }
 
 void Writer::finish() {
   encoder_->flush([this](AVPacket& packet) { deliver(packet); });
-  sink_->finish();
+  if (movie_) movie_->finish();
 }
 
 }  // namespace kalvetra

@@ -1,53 +1,68 @@
-// Writes a keyed clip: its pictures, and what its source carries besides.
+// Writes the pictures of a keyed clip, and into a movie what its source carries besides.
 #pragma once
 
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "media/clip_movie.h"
 #include "media/delivery.h"
 #include "media/frame_packer.h"
-#include "media/packet_sink.h"
 #include "media/picture_sink.h"
-#include "media/reader.h"
 #include "media/video_encoder.h"
 
 namespace kalvetra {
+
+// Which part of an output a writer makes: all of it, unless said otherwise.
+struct WriterPart {
+  std::string movie;     // where a movie's part goes; empty: the output's place
+  int firstPicture = 1;  // number of the first picture of a sequence
+  Carried carried;
+};
+
+// Turns and packs pictures for one kind of output. Thread-safe.
+class PicturePacking {
+ public:
+  PicturePacking(const Delivery& delivery, const PictureFormat& source);
+  FramePtr pack(const Image& image) const;
+
+  const PictureFormat& pictures() const { return pictures_; }
+  const ColorTags& color() const { return color_; }
+
+ private:
+  int quarterTurns_;        // to be turned in the pixels
+  PictureFormat pictures_;  // as they are written
+  ColorTags color_;
+  FramePacker packer_;
+};
 
 class Writer : public PictureSink {
  public:
   // Prepares the output for the clip that `source` reads, and tells `source` which streams to deliver. `output` must
   // outlive the writer. Throws UserError when such pictures or such a file cannot be written.
   Writer(const Delivery& delivery, const TemporaryOutput& output, const std::string& shownName, Reader& source,
-         int threads);
+         int threads, const WriterPart& part = {});
 
   // What of the source the output cannot hold, a sentence each.
   const std::vector<std::string>& leftOut() const { return leftOut_; }
+  // How many of the source's sound tracks it copies.
+  int soundStreams() const { return movie_ ? static_cast<int>(movie_->copied().size()) : 0; }
 
-  // Turns and packs the picture for the encoder.
-  PackedPicture pack(const Image& image) const override;
+  PackedPicture pack(const Image& image) const override { return packing_.pack(image); }
   void write(PackedPicture picture, std::int64_t time, std::int64_t duration) override;
-  void writeCopied(std::vector<PacketPtr>& packets) override;
+  void writeCopied(const std::vector<PacketPtr>& packets) override;
   void finish() override;
 
  private:
-  void openMovie(const Delivery& delivery, const TemporaryOutput& output, Reader& source, int threads);
-  void declareCopiedStreams(MovieFile& movie, Reader& source, const OutputFormat& format);
-  void noteLeftOut(const Reader& source, const OutputFormat& format);
-  void keepTimecode(const Reader& source, AVStream& video, const OutputFormat& format);
+  void openMovie(const Delivery& delivery, const std::string& path, Reader& source, int threads,
+                 const Carried& carried);
   void deliver(AVPacket& packet);
 
   std::string shownName_;
-  int quarterTurns_;  // to be turned in the pixels
-  PictureFormat pictures_;
-  ColorTags color_;
-  FramePacker packer_;
-  bool keepsNegativeTimes_;
-  std::unique_ptr<PacketSink> sink_;
+  PicturePacking packing_;
+  std::unique_ptr<ClipMovie> movie_;  // one of the two
+  std::unique_ptr<PictureFiles> pictureFiles_;
   std::unique_ptr<VideoEncoder> encoder_;
-  std::map<int, int> copiedTo_;           // source stream -> output stream
-  std::map<int, AVRational> copiedBase_;  // time base of a source stream
   std::vector<std::string> leftOut_;
 };
 

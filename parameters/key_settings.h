@@ -36,6 +36,16 @@ KeySettings defaultSettings();
 // straight alpha; the caller owns them. Throws std::bad_alloc when working memory runs out.
 void renderFrame(const KeySettings& settings, const unsigned char* input, unsigned char* output, int width, int height);
 
+// Renders a frame of two interlaced fields, each keyed for itself: rows 0, 2, 4 ... are one, rows 1, 3, 5 ... the
+// other. Only edge contraction and edge blur work on the frame as a whole. Otherwise like renderFrame.
+void renderFields(const KeySettings& settings, const unsigned char* input, unsigned char* output, int width,
+                  int height);
+
+// Writes the frame's estimated backdrop, exactly the plate that the keyer makes of it; the result is opaque. Where
+// nothing is estimated (smooth-bg off, or a key colour of black) it writes the uniform key colour and answers false.
+// Otherwise like renderFrame.
+bool renderPlate(const KeySettings& settings, const unsigned char* input, unsigned char* output, int width, int height);
+
 // A host's frames may differ in size: the area that they have in common is rendered, the rest of the output is left
 // alone.
 struct FrameSize {

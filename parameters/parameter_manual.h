@@ -1,4 +1,4 @@
-// The manual's parameter table, generated from the one table.
+// The manual's parameter tables, generated from the one table.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 namespace kalvetra {
 
-// The values that a parameter takes, as the command line writes them: "0..100", "on | off", "source | matte | result".
+// The values that a parameter takes, as the command line writes them: "0..100", "on, off", "source, matte, result".
 std::string valueRange(const Parameter& parameter);
 
 // The default as the command line writes it.
@@ -15,5 +15,13 @@ std::string defaultText(const Parameter& parameter);
 
 // Markdown, one row a parameter, newline-terminated.
 std::string parametersAsMarkdown();
+
+// For a terminal: aligned columns below the names of the groups, newline-terminated.
+std::string parametersAsText();
+
+// For programs: {"look": the look's version, "parameters": [...]}, newline-terminated. A parameter has id, slug, kind
+// (popup, color, toggle or slider), group (the names of those around it, outermost first), range ([lowest, highest]
+// for sliders) or values, default, depends-on (the slug of a toggle, or null) and help.
+std::string parametersAsJson();
 
 }  // namespace kalvetra

@@ -1,0 +1,80 @@
+#include "cli/batch.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <set>
+
+#include "support/user_error.h"
+
+namespace kalvetra {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+bool isVideoName(const fs::path& path) {
+  static const std::set<std::string> extensions{".mov",  ".mp4", ".m4v", ".mkv",  ".webm", ".avi", ".mxf", ".mts",
+                                                ".m2ts", ".ts",  ".mpg", ".mpeg", ".wmv",  ".nut", ".3gp", ".flv"};
+  std::string extension = path.extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return extensions.contains(extension) && !path.filename().string().starts_with('.');
+}
+
+std::vector<std::string> videosIn(const std::string& folder) {
+  std::vector<std::string> videos;
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+    if (entry.is_regular_file() && isVideoName(entry.path())) videos.push_back(entry.path().string());
+  }
+  if (videos.empty()) throw UserError(folder + ": is a folder without a video in it; name a file or a sequence");
+  std::sort(videos.begin(), videos.end());
+  return videos;
+}
+
+std::string stemOf(const std::string& input) {
+  if (input == "-") return "stdin";
+  std::string stem = fs::path(input).stem().string();
+  const std::size_t number = stem.find('%');
+  if (number == std::string::npos) return stem;
+  stem.erase(number);
+  const std::size_t last = stem.find_last_not_of("-_. ");
+  return last == std::string::npos ? "sequence" : stem.substr(0, last + 1);
+}
+
+}  // namespace
+
+std::vector<std::string> expandInputs(const std::vector<std::string>& inputs) {
+  std::vector<std::string> clips;
+  std::error_code ignored;
+  for (const std::string& input : inputs) {
+    const std::vector<std::string> found =
+        fs::is_directory(input, ignored) ? videosIn(input) : std::vector<std::string>{input};
+    clips.insert(clips.end(), found.begin(), found.end());
+  }
+  return clips;
+}
+
+bool hasPlaceholder(const std::string& pattern) { return pattern.find(kNamePlaceholder) != std::string::npos; }
+
+std::string nameFor(const std::string& pattern, const std::string& input) {
+  std::string name = pattern;
+  const std::string stem = stemOf(input), placeholder = kNamePlaceholder;
+  for (std::size_t at = 0; (at = name.find(placeholder, at)) != std::string::npos; at += stem.size()) {
+    name.replace(at, placeholder.size(), stem);
+  }
+  return name;
+}
+
+void refuseCollisions(const std::vector<std::string>& inputs, const std::string& pattern) {
+  std::map<std::string, std::string> taken;
+  for (const std::string& input : inputs) {
+    const std::string name = nameFor(pattern, input);
+    const auto [at, isNew] = taken.emplace(name, input);
+    if (!isNew) {
+      throw UserError(at->second + " and " + input + " would both become " + name + "; rename one or key them apart");
+    }
+  }
+}
+
+}  // namespace kalvetra

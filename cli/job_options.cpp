@@ -1,0 +1,281 @@
+#include "cli/job_options.h"
+
+#include <array>
+
+#include "cli/batch.h"
+#include "support/user_error.h"
+
+namespace kalvetra {
+
+namespace {
+
+const std::string kStandardStream = "-";
+
+template <class Value>
+struct Named {
+  const char* name;
+  Value value;
+};
+
+// An option that takes one of a few names.
+template <class Value, std::size_t n>
+CLI::Option* addChoice(CLI::App& command, const std::string& name, const std::array<Named<Value>, n>& choices,
+                       const std::string& help, std::function<void(Value)> take) {
+  std::vector<std::string> names;
+  for (const auto& choice : choices) names.emplace_back(choice.name);
+  const auto find = [choices, take](const std::string& text) {
+    for (const auto& choice : choices) {
+      if (text == choice.name) take(choice.value);
+    }
+  };
+  return command.add_option_function<std::string>(name, find, help)->check(CLI::IsMember(names));
+}
+
+constexpr std::array<Named<FieldChoice>, 3> kFieldChoices{
+    {{"auto", FieldChoice::Auto}, {"off", FieldChoice::Off}, {"on", FieldChoice::On}}};
+constexpr std::array<Named<AlphaMode>, 2> kAlphaModes{
+    {{"straight", AlphaMode::Straight}, {"premultiplied", AlphaMode::Premultiplied}}};
+constexpr std::array<Named<ProgressKind>, 4> kProgressKinds{{{"bar", ProgressKind::Bar},
+                                                             {"plain", ProgressKind::Plain},
+                                                             {"json", ProgressKind::Json},
+                                                             {"none", ProgressKind::None}}};
+constexpr std::array<Named<ShownView>, 6> kAlsoViews{{{"result", ShownView::Result},
+                                                      {"matte", ShownView::Matte},
+                                                      {"plate", ShownView::Plate},
+                                                      {"status", ShownView::Status},
+                                                      {"source", ShownView::Source},
+                                                      {"comp", ShownView::Composite}}};
+
+bool isOpaque(ShownView view) { return view != ShownView::Result && view != ShownView::Source; }
+
+void addInputOptions(CLI::App& command, JobOptions& options) {
+  const std::string group = "Input";
+  const auto takeRaw = [&options](const std::string& text) { options.job.source.raw = parseRawPictures(text); };
+  command
+      .add_option_function<std::string>("--raw", takeRaw,
+                                        "The input is raw pictures of this size, rate and pixel format.")
+      ->type_name("WxH@FPS:FORMAT")
+      ->group(group);
+  addChoice<FieldChoice>(command, "--fields", kFieldChoices,
+                         "Key the two fields of interlaced pictures apart; auto: where the clip is interlaced.",
+                         [&options](FieldChoice choice) { options.job.fields = choice; })
+      ->default_str("auto")
+      ->group(group);
+  command
+      .add_flag("--dither", options.job.dither,
+                "Dither colours of more than 8 bits instead of rounding them, against banding.")
+      ->group(group);
+  command
+      .add_option("--garbage", options.job.companions.garbage,
+                  "Picture or clip of the input's size: what is white in it becomes transparent.")
+      ->type_name("FILE")
+      ->group(group);
+  command
+      .add_option("--holdout", options.job.companions.holdout,
+                  "Picture or clip of the input's size: what is white in it becomes opaque; garbage outdoes it.")
+      ->type_name("FILE")
+      ->group(group);
+}
+
+void addPositionOption(CLI::App& command, const std::string& name, std::optional<Position>& position,
+                       const std::string& help) {
+  const auto take = [name, &position](const std::string& text) {
+    position = parsePosition(text);
+    if (!position) {
+      throw CLI::ValidationError(name, "'" + text +
+                                           "' is no place in a clip; give seconds (2.5), a time (1:02:03.5) or a "
+                                           "frame's number from 0 (75f)");
+    }
+  };
+  command.add_option_function<std::string>(name, take, help)->type_name("TIME")->group("Range");
+}
+
+void addRangeOptions(CLI::App& command, JobOptions& options) {
+  addPositionOption(command, "--start", options.job.range.start,
+                    "Begin there: seconds (2.5), a time (1:02:03.5) or a frame's number (75f).");
+  addPositionOption(command, "--end", options.job.range.end, "End before the frame there.");
+  command.add_option("--frames", options.job.range.frames, "At most so many frames.")
+      ->check(CLI::Range(std::int64_t{1}, std::int64_t{1'000'000'000}))
+      ->type_name("N")
+      ->group("Range");
+}
+
+void addAlso(JobOptions& options, const std::string& text) {
+  const std::size_t equals = text.find('=');
+  for (const auto& view : kAlsoViews) {
+    if (equals == std::string::npos || text.substr(0, equals) != view.name || equals + 1 == text.size()) continue;
+    options.also.emplace_back(view.value, text.substr(equals + 1));
+    return;
+  }
+  throw CLI::ValidationError("--also", "'" + text +
+                                           "' names no further output; give VIEW=FILE, the view one of "
+                                           "result, matte, plate, status, source, comp");
+}
+
+void addOutputOptions(CLI::App& command, JobOptions& options) {
+  const std::string group = "Output";
+  command.add_option("--for", options.purpose, "What the output is for; chooses codec, file and alpha.")
+      ->check(CLI::IsMember(purposes()))
+      ->group(group);
+  command.add_option("--codec", options.codec, "How pictures are coded; by default as OUTPUT's name tells.")
+      ->check(CLI::IsMember(codecs()))
+      ->group(group);
+  addChoice<AlphaMode>(command, "--alpha", kAlphaModes,
+                       "Colours as they are, or times alpha; by default as the kind of file has it.",
+                       [&options](AlphaMode mode) { options.alpha = mode; })
+      ->group(group);
+  command
+      .add_option("-f,--format", options.format,
+                  "null throws the keyed frames away, hash writes a hash of each; nut and raw are for pipes.")
+      ->check(CLI::IsMember({"null", "hash", "nut", "raw"}))
+      ->group(group);
+  command
+      .add_option_function<std::vector<std::string>>(
+          "--also",
+          [&options](const std::vector<std::string>& texts) {
+            for (const std::string& text : texts) addAlso(options, text);
+          },
+          "A further output of the same run: VIEW=FILE; views: result, matte, plate, status, source, comp.")
+      ->type_name("VIEW=FILE")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->group(group);
+  command
+      .add_option("--over", options.job.companions.background,
+                  "What the output comp shows behind the subject: a picture, a clip or #rrggbb.")
+      ->type_name("FILE|#rrggbb")
+      ->group(group);
+}
+
+void addWorkOptions(CLI::App& command, JobOptions& options) {
+  const std::string group = "Work";
+  addReplaceOption(command, options);
+  command.add_flag("--skip-existing", options.skipExisting, "Leave clips alone whose output exists.")->group(group);
+  command
+      .add_flag("--resume", options.job.resumable,
+                "Keep what is done when the run is interrupted, and go on with what an earlier run has kept.")
+      ->group(group);
+  command.add_flag("--keep-partial", options.job.keepPartial, "Keep what could be keyed of a damaged input.")
+      ->group(group);
+  command.add_flag("!--no-verify", options.job.verify, "Do not open and check outputs once they are written.")
+      ->group(group);
+  command
+      .add_option("--receipt", options.job.receipt, "Write what was made, and how it was checked, to this JSON file.")
+      ->type_name("FILE")
+      ->group(group);
+  addChoice<ProgressKind>(command, "--progress", kProgressKinds,
+                          "How progress is shown; json: one object a line, on stderr.",
+                          [&options](ProgressKind kind) { options.progress = kind; })
+      ->default_str("bar on a terminal, else plain")
+      ->group(group);
+}
+
+bool measures(const JobOptions& options) { return options.format == "null" || options.format == "hash"; }
+
+// With -f null and -f hash: one input, perhaps an output behind it.
+void splitMeasurePaths(JobOptions& options) {
+  if (options.paths.size() > 2) {
+    throw CLI::ValidationError("OUTPUT", "-f " + options.format + " works on one clip; leave the others out");
+  }
+  options.inputs = {options.paths.front()};
+  if (options.paths.size() == 2 && options.paths.back() != kStandardStream) options.job.hashPath = options.paths.back();
+  if (options.format == "null" && !options.job.hashPath.empty()) {
+    throw CLI::ValidationError("OUTPUT", "-f null writes nothing; leave " + options.job.hashPath + " out");
+  }
+}
+
+void refuseSingleNames(const JobOptions& options) {
+  const auto check = [](const std::string& pattern, const std::string& what) {
+    if (pattern.empty() || hasPlaceholder(pattern)) return;
+    throw UserError(pattern + ": several clips need {name} in the name of " + what + ", like keyed/{name}.mov");
+  };
+  check(options.outputPattern, "the output");
+  check(options.job.receipt, "the receipt");
+  for (const auto& [view, pattern] : options.also) check(pattern, "every output");
+}
+
+void checkTogether(const JobOptions& options) {
+  const bool comp = std::any_of(options.also.begin(), options.also.end(),
+                                [](const auto& also) { return also.first == ShownView::Composite; });
+  if (comp && options.job.companions.background.empty()) {
+    throw CLI::ValidationError("--also", "comp needs a background; give it with --over");
+  }
+  if (!comp && !options.job.companions.background.empty()) {
+    throw CLI::ValidationError("--over", "shows only in --also comp=FILE; name that output");
+  }
+  if (options.job.resumable && measures(options)) {
+    throw CLI::ValidationError("--resume", "-f " + options.format + " keeps nothing; leave one of them out");
+  }
+}
+
+void addOutput(KeyJob& job, ShownView view, const DeliveryRequest& request) {
+  const Delivery delivery = chooseDelivery(request);
+  job.outputs.push_back({view, request.path, delivery});
+  if (delivery.pair) job.outputs.push_back({ShownView::Matte, matteNameFor(request.path), matteDelivery(delivery)});
+}
+
+DeliveryRequest alsoRequest(ShownView view, const std::string& path) {
+  DeliveryRequest request;
+  request.path = path;
+  request.opaque = isOpaque(view);
+  request.levels = view == ShownView::Matte;
+  return request;
+}
+
+void addMainOutput(KeyJob& job, const JobOptions& options, const std::string& path) {
+  DeliveryRequest request = alsoRequest(job.mainView, path);
+  if (job.animatedView) request.opaque = request.levels = false;
+  request.purpose = options.purpose;
+  request.codec = options.format.empty() ? options.codec : options.format;
+  request.alpha = options.alpha;
+  addOutput(job, job.mainView, request);
+}
+
+}  // namespace
+
+void addJobOptions(CLI::App& command, JobOptions& options) {
+  command
+      .add_option(
+          "INPUT... OUTPUT", options.paths,
+          "What to key: videos, images, sequences like shot-%05d.png, folders, - for the standard input. Last, "
+          "where to: .mov (ProRes 4444), .mkv (FFV1), .webm (VP9), .png, name-%05d.png, .exr and others, or - "
+          "for the standard output; several clips need {name} in it. With -f hash a text file; with -f null none.")
+      ->required();
+  addInputOptions(command, options);
+  addRangeOptions(command, options);
+  addOutputOptions(command, options);
+  addWorkOptions(command, options);
+  addThreadsOption(command, options);
+  addCpuOption(command);
+}
+
+void splitPaths(JobOptions& options) {
+  checkTogether(options);
+  if (measures(options)) {
+    splitMeasurePaths(options);
+    return;
+  }
+  if (options.paths.size() < 2) throw CLI::RequiredError("OUTPUT");
+  options.outputPattern = options.paths.back();
+  const std::vector<std::string> named(options.paths.begin(), options.paths.end() - 1);
+  options.inputs = expandInputs(named);
+  if (options.inputs.size() > 1) refuseSingleNames(options);
+  refuseCollisions(options.inputs, options.outputPattern);
+}
+
+KeyJob jobFor(const JobOptions& options, const std::string& input, MainView view) {
+  KeyJob job = options.job;
+  job.input = input;
+  job.threads = options.threads;
+  job.replace = options.replace;
+  job.receipt = nameFor(options.job.receipt, input);
+  job.mainView = view.view;
+  job.animatedView = view.animated;
+  job.measure = options.format == "null" ? Measure::Null : options.format == "hash" ? Measure::Hash : Measure::None;
+  if (!options.outputPattern.empty()) addMainOutput(job, options, nameFor(options.outputPattern, input));
+  for (const auto& [alsoView, pattern] : options.also)
+    addOutput(job, alsoView, alsoRequest(alsoView, nameFor(pattern, input)));
+  return job;
+}
+
+}  // namespace kalvetra

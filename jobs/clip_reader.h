@@ -1,0 +1,51 @@
+// The pictures of a range of a clip, with the sound that belongs to them.
+#pragma once
+
+#include <optional>
+
+#include "jobs/clip_range.h"
+#include "media/reader.h"
+
+namespace kalvetra {
+
+struct ClipFrame {
+  SourceFrame source;       // times counted from the range's first picture, or from the clip's start if that is in it
+  std::int64_t number = 0;  // in the clip, from 0
+  std::int64_t index = 0;   // in the range, from 0
+  bool isLast = false;
+};
+
+// Reads one picture ahead, so that the last one is known as such.
+class ClipReader {
+ public:
+  // The first `skipped` pictures of the range are decoded, but not delivered: they were worked on before. `reader` must
+  // outlive this.
+  ClipReader(Reader& reader, const ClipRange& range, std::int64_t skipped = 0);
+
+  // False behind the range, when `frame` holds the sound that remains.
+  bool next(ClipFrame& frame);
+  // Where the range begins, in the clip's times, once a picture of it was read.
+  std::int64_t origin() const { return origin_; }
+
+ private:
+  bool read(ClipFrame& frame);
+  bool readInRange(ClipFrame& frame);
+  void readTrailingSound();
+  std::vector<PacketPtr> soundUntil(double seconds);
+  bool isOutside(const AVPacket& packet) const;
+  double secondsOf(std::int64_t time) const { return static_cast<double>(time) * av_q2d(reader_.format().timeBase); }
+
+  Reader& reader_;
+  ClipRange range_;
+  std::int64_t toSkip_;
+  std::int64_t number_ = 0;    // of the next picture in the clip
+  std::int64_t index_ = 0;     // of the next picture in the range
+  std::int64_t origin_ = 0;    // time of the range's first picture
+  std::optional<double> end_;  // where the range ends, in seconds of the clip, once it is known
+  bool started_ = false;
+  bool over_ = false;
+  std::optional<ClipFrame> ahead_;
+  std::vector<PacketPtr> sound_;  // read, and not delivered yet
+};
+
+}  // namespace kalvetra

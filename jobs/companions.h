@@ -1,0 +1,50 @@
+// The pictures and clips that go along with the clip being keyed.
+#pragma once
+
+#include <atomic>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "compositing/background.h"
+#include "compositing/companion_clip.h"
+#include "jobs/frame_keyer.h"
+
+namespace kalvetra {
+
+// Names of files; empty where there is none.
+struct CompanionPaths {
+  std::string garbage;     // runs along with the whole clip
+  std::string holdout;     // likewise
+  std::string background;  // a file that begins with the first picture that is worked on, or #rrggbb
+};
+
+class CompanionFiles {
+ public:
+  // Throws UserError when one cannot be read, or does not fit the clip.
+  CompanionFiles(const CompanionPaths& paths, const PictureFormat& clip, int threads, const std::atomic<bool>& stop);
+
+  // What goes with the picture of that number in the clip and that index in the range. Both may only grow.
+  Companions at(std::int64_t number, std::int64_t index);
+
+  // What had to be guessed or was damaged, a sentence each.
+  std::vector<std::string> notes() const;
+
+ private:
+  template <class File>
+  struct Feed {
+    std::optional<File> file;
+    std::int64_t taken = 0;
+    std::shared_ptr<const Image> current;
+
+    std::shared_ptr<const Image> at(std::int64_t place) {
+      for (; file && taken <= place; ++taken) current = file->next();
+      return current;
+    }
+  };
+
+  Feed<CompanionClip> garbage_, holdout_;
+  Feed<Background> background_;
+};
+
+}  // namespace kalvetra

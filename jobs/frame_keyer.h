@@ -1,0 +1,48 @@
+// One frame from the decoder's picture to every view of its key.
+#pragma once
+
+#include <memory>
+
+#include "compositing/views.h"
+#include "jobs/shown_view.h"
+#include "media/frame_converter.h"
+#include "parameters/key_settings.h"
+
+namespace kalvetra {
+
+// Pictures that go with one frame; null where there is none.
+struct Companions {
+  std::shared_ptr<const Image> garbage;     // forced transparent where it is white
+  std::shared_ptr<const Image> holdout;     // forced opaque where it is white; garbage outdoes it
+  std::shared_ptr<const Image> background;  // of the composite
+};
+
+// Works on one frame at a time; each thread needs one of its own. Its pictures are used over and over: fresh memory of
+// that size costs more than a conversion does.
+class FrameKeyer {
+ public:
+  // With `fields` the two fields of each frame are keyed apart.
+  FrameKeyer(const ColorTags& color, const ConversionOptions& conversion, bool fields)
+      : converter_(color, conversion), fields_(fields) {}
+
+  // Takes the frame, which is then converted; views are made when they are asked for.
+  void begin(const AVFrame& frame, const KeySettings& settings, const Companions& companions);
+  // Valid until the next call. The composite needs a background.
+  const Image& view(ShownView shown);
+  // Of the frame's matte, once the status was viewed.
+  const MatteStatus& status() const { return status_; }
+
+ private:
+  const Image& keyed();
+  const Image& plate();
+
+  FrameConverter converter_;
+  bool fields_;
+  KeySettings settings_{};
+  Companions companions_;
+  Image source_, keyed_, view_;
+  MatteStatus status_;
+  bool isKeyed_ = false;
+};
+
+}  // namespace kalvetra

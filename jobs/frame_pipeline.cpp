@@ -1,0 +1,89 @@
+#include "jobs/frame_pipeline.h"
+
+#include <tbb/enumerable_thread_specific.h>
+#include <tbb/global_control.h>
+#include <tbb/parallel_pipeline.h>
+
+#include <algorithm>
+#include <map>
+#include <memory>
+
+namespace kalvetra {
+
+namespace {
+
+struct Job {
+  ClipFrame frame;
+  Companions companions;
+  std::vector<PackedPicture> packed;     // one a route
+  std::map<std::size_t, Image> samples;  // by route
+  WrittenFrame written;
+};
+using JobPtr = std::shared_ptr<Job>;
+
+bool shows(const std::vector<Route>& routes, ShownView view) {
+  return std::any_of(routes.begin(), routes.end(), [view](const Route& route) { return route.view == view; });
+}
+
+void key(Job& job, FrameKeyer& keyer, const Keying& keying, const std::vector<Route>& routes) {
+  const KeySettings settings = keying.settings.at(job.frame.number);
+  keyer.begin(*job.frame.source.picture, settings, job.companions);
+  job.frame.source.picture.reset();
+  const bool sample = isSample(job.frame.index, job.frame.isLast);
+  for (std::size_t i = 0; i < routes.size(); ++i) {
+    const Image& image = keyer.view(routes[i].followsSettings ? static_cast<ShownView>(settings.view) : routes[i].view);
+    if (i == 0 && keying.hashes) job.written.record.hash = hashPicture(image);
+    job.packed.push_back(routes[i].sink->pack(image));
+    if (sample && routes[i].samples != nullptr) job.samples.emplace(i, image);
+  }
+  if (shows(routes, ShownView::Status)) job.written.status = keyer.status();
+}
+
+void write(Job& job, const std::vector<Route>& routes) {
+  const SourceFrame& source = job.frame.source;
+  for (std::size_t i = 0; i < routes.size(); ++i) {
+    routes[i].sink->writeCopied(source.copied);
+    routes[i].sink->write(std::move(job.packed[i]), source.time, source.duration);
+  }
+  for (auto& [route, image] : job.samples) routes[route].samples->add(job.frame.index, std::move(image));
+  job.written.record.time = source.time;
+  job.written.record.duration = source.duration;
+}
+
+}  // namespace
+
+void keyFrames(ClipReader& clip, const ColorTags& color, const Keying& keying, CompanionFiles& companions,
+               const std::vector<Route>& routes, int threads, const std::atomic<bool>& stop,
+               const std::function<void(const WrittenFrame&)>& written) {
+  const auto workers = static_cast<std::size_t>(threads);
+  const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, workers);
+  tbb::enumerable_thread_specific<FrameKeyer> keyers(
+      [&] { return FrameKeyer(color, keying.conversion, keying.fields); });
+  std::vector<PacketPtr> behindLastFrame;
+
+  const auto read = [&](tbb::flow_control& flow) -> JobPtr {
+    auto job = std::make_shared<Job>();
+    if (stop || !clip.next(job->frame)) {
+      behindLastFrame = std::move(job->frame.source.copied);
+      flow.stop();
+      return nullptr;
+    }
+    job->companions = companions.at(job->frame.number, job->frame.index);
+    return job;
+  };
+  const auto keyOne = [&](JobPtr job) {
+    key(*job, keyers.local(), keying, routes);
+    return job;
+  };
+  const auto writeOne = [&](const JobPtr& job) {
+    write(*job, routes);
+    written(job->written);
+  };
+  tbb::parallel_pipeline(workers + 2, tbb::make_filter<void, JobPtr>(tbb::filter_mode::serial_in_order, read) &
+                                          tbb::make_filter<JobPtr, JobPtr>(tbb::filter_mode::parallel, keyOne) &
+                                          tbb::make_filter<JobPtr, void>(tbb::filter_mode::serial_in_order, writeOne));
+  if (stop) return;
+  for (const Route& route : routes) route.sink->writeCopied(behindLastFrame);
+}
+
+}  // namespace kalvetra

@@ -1,0 +1,93 @@
+#include "jobs/journal.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "media/write_failure.h"
+
+namespace kalvetra {
+
+namespace {
+
+using nlohmann::json;
+
+// The first item in which two jobs differ, for people.
+std::string difference(const json& before, const json& now) {
+  for (const auto& [name, value] : now.items()) {
+    if (!before.contains(name) || before.at(name) != value) return name;
+  }
+  return "something";
+}
+
+}  // namespace
+
+Journal::Journal(const std::filesystem::path& folder, const std::string& job) : path_(folder / "journal") {
+  file_ = open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  if (file_ < 0) failWriting(path_.string(), std::strerror(errno));
+  try {
+    if (flock(file_, LOCK_EX | LOCK_NB) != 0) {
+      throw UserError(folder.string() + " is being worked on by another run; wait for it");
+    }
+    read(job);
+  } catch (...) {
+    close(file_);
+    throw;
+  }
+}
+
+Journal::~Journal() { close(file_); }
+
+void Journal::read(const std::string& job) {
+  std::ifstream in(path_);
+  std::string line, whole;
+  std::int64_t good = 0;
+  if (std::getline(in, line) && !in.eof()) {
+    const json before = json::parse(line, nullptr, false), now = json::parse(job);
+    if (before != now) {
+      throw UserError(path_.parent_path().string() + " holds an unfinished run with another " +
+                      difference(before, now) + "; repeat that run, or remove the folder to begin anew");
+    }
+    good = in.tellg();
+    while (std::getline(in, line) && !in.eof()) {
+      readSegment(line);
+      good = in.tellg();
+    }
+  }
+  if (ftruncate(file_, good) != 0 || lseek(file_, 0, SEEK_END) < 0) failWriting(path_.string(), std::strerror(errno));
+  if (good == 0) append(job);
+}
+
+void Journal::readSegment(const std::string& line) {
+  try {
+    for (const json& picture : json::parse(line)) {
+      const std::optional<PictureHash> hash = parseHash(picture.at(2).get<std::string>());
+      frames_.push_back({picture.at(0).get<std::int64_t>(), picture.at(1).get<std::int64_t>(), hash.value()});
+    }
+    ++segments_;
+  } catch (const std::exception&) {
+    throw UserError(path_.string() + " is damaged; remove " + path_.parent_path().string() + " to begin anew");
+  }
+}
+
+void Journal::add(const std::vector<FrameRecord>& segment) {
+  json line = json::array();
+  for (const FrameRecord& frame : segment) line.push_back({frame.time, frame.duration, hexadecimal(frame.hash)});
+  append(line.dump());
+  frames_.insert(frames_.end(), segment.begin(), segment.end());
+  ++segments_;
+}
+
+void Journal::append(const std::string& line) {
+  const std::string text = line + "\n";
+  const auto size = static_cast<ssize_t>(text.size());
+  const bool written = write(file_, text.data(), text.size()) == size && fdatasync(file_) == 0;
+  if (!written) failWriting(path_.string(), std::strerror(errno));
+}
+
+}  // namespace kalvetra

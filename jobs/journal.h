@@ -1,0 +1,48 @@
+// What an interrupted run has done already.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "media/picture_hash.h"
+
+namespace kalvetra {
+
+// One keyed picture. Time and duration in the time base of the clip's pictures.
+struct FrameRecord {
+  std::int64_t time = 0;
+  std::int64_t duration = 0;
+  PictureHash hash{};
+};
+
+// A text file, one JSON value a line: first what the job is, then, for each completed segment, its pictures. A line
+// that a crash cut off does not count.
+class Journal {
+ public:
+  // Opens the journal in `folder`, or begins one. `job` is a JSON object that tells this job from others. Throws
+  // UserError when the folder holds another job's work, naming what differs, or is in use by another run.
+  Journal(const std::filesystem::path& folder, const std::string& job);
+  ~Journal();
+  Journal(const Journal&) = delete;
+  Journal& operator=(const Journal&) = delete;
+
+  // The pictures of all completed segments, in order.
+  const std::vector<FrameRecord>& frames() const { return frames_; }
+  int segments() const { return segments_; }
+  // Adds a completed segment; on disk when it returns.
+  void add(const std::vector<FrameRecord>& segment);
+
+ private:
+  void read(const std::string& job);
+  void readSegment(const std::string& line);
+  void append(const std::string& line);
+
+  std::filesystem::path path_;
+  int file_ = -1;
+  std::vector<FrameRecord> frames_;
+  int segments_ = 0;
+};
+
+}  // namespace kalvetra

@@ -1,0 +1,203 @@
+#include "jobs/key_job.h"
+
+#include <deque>
+#include <filesystem>
+#include <optional>
+
+#include "jobs/clip_reader.h"
+#include "jobs/frame_pipeline.h"
+#include "jobs/job_identity.h"
+#include "jobs/job_output.h"
+#include "jobs/journal.h"
+#include "jobs/receipt.h"
+#include "media/hash_sink.h"
+#include "media/temporary_output.h"
+#include "support/interrupted.h"
+#include "support/user_error.h"
+
+namespace kalvetra {
+
+namespace {
+
+// Pictures after which a resumable job is made safe: what a crash can cost.
+constexpr std::size_t kSegmentFrames = 60;
+
+std::string counted(std::int64_t number, const std::string& noun) {
+  return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
+}
+
+class Run {
+ public:
+  Run(const KeyJob& job, const JobListener& listener, const std::atomic<bool>& stop)
+      : job_(job), listener_(listener), stop_(stop) {
+    for (const OutputRequest& request : job.outputs) outputs_.emplace_back(request, job);
+    if (!job.hashPath.empty()) openHashPlace();
+    if (!job.receipt.empty()) receiptPlace_.emplace(job.receipt, job.replace);
+    source_.emplace(job.input, job.source, job.threads, stop);
+    companions_.emplace(job.companions, source_->format(), job.threads, stop);
+  }
+
+  JobResult run() {
+    noteGuesses();
+    keying_.settings = listener_.settings(*source_);
+    keying_.conversion = {job_.dither, fields()};
+    keying_.fields = fields();
+    keying_.hashes = job_.resumable || !job_.receipt.empty() || (job_.verify && !job_.outputs.empty());
+    if (job_.resumable) openJournal();
+    openSinks();
+    keyAll();
+    checkWhatWasRead();
+    finishAll();
+    return std::move(result_);
+  }
+
+ private:
+  bool fields() const {
+    const FieldOrder order = source_->format().fieldOrder;
+    const bool interlaced = order == FieldOrder::TopFirst || order == FieldOrder::BottomFirst;
+    return job_.fields == FieldChoice::On || (job_.fields == FieldChoice::Auto && interlaced);
+  }
+
+  void noteGuesses() {
+    if (!source_->colorGuess().empty()) {
+      listener_.note(job_.input + " does not say how its colours are coded; taken for " + source_->colorGuess() +
+                     ", by its height");
+    }
+    for (const std::string& sentence : companions_->notes()) listener_.note(sentence);
+    if (!source_->gaps().empty()) listener_.note(source_->describeGaps());
+    if (fields() && job_.fields == FieldChoice::Auto)
+      listener_.note(job_.input + " is interlaced: keyed field by field");
+  }
+
+  void openHashPlace() {
+    refuseOverwritingInput(job_.input, job_.hashPath);
+    hashPlace_.emplace(job_.hashPath, job_.replace);
+    if (hashPlace_->isSequence()) throw UserError(job_.hashPath + ": the hashes go to one file; name it without a %");
+  }
+
+  void openJournal() {
+    journal_.emplace(outputs_.front().workFolder(), jobIdentity(job_, keying_.settings, fields()));
+    if (journal_->frames().empty()) return;
+    listener_.note("going on behind " + counted(static_cast<std::int64_t>(journal_->frames().size()), "frame") +
+                   " of an unfinished run");
+  }
+
+  void openSinks() {
+    for (JobOutput& output : outputs_) {
+      output.open(*source_, job_, journal_ ? &*journal_ : nullptr, listener_);
+      routes_.push_back(output.route());
+    }
+    if (job_.measure == Measure::Null) measure_ = std::make_unique<NullSink>();
+    if (job_.measure == Measure::Hash) {
+      measure_ = std::make_unique<HashSink>(hashPlace_ ? hashPlace_->path() : std::string(), job_.hashPath,
+                                            source_->format().timeBase);
+    }
+    if (measure_) routes_.push_back({job_.mainView, false, measure_.get(), nullptr});
+    routes_.front().followsSettings = job_.animatedView;
+  }
+
+  void keyAll() {
+    const std::int64_t before = journal_ ? static_cast<std::int64_t>(journal_->frames().size()) : 0;
+    const PictureFormat& format = source_->format();
+    listener_.begin(job_.range.expectedFrames(source_->expectedFrames(), format.frameRate), before);
+    ClipReader clip(*source_, job_.range, before);
+    keyFrames(clip, format.color, keying_, *companions_, routes_, job_.threads, stop_,
+              [this](const WrittenFrame& frame) { noteWritten(frame); });
+    listener_.end();
+    origin_ = clip.origin();
+    result_.frames = before + result_.keyedNow;
+    if (journal_ && !segment_.empty()) closeSegment();
+    if (stop_) throwInterrupted();
+  }
+
+  void noteWritten(const WrittenFrame& frame) {
+    ++result_.keyedNow;
+    result_.status += frame.status;
+    if (keying_.hashes) hash_.add(frame.record.hash);
+    if (journal_) {
+      segment_.push_back(frame.record);
+      if (segment_.size() == kSegmentFrames) closeSegment();
+    }
+    listener_.frameDone();
+  }
+
+  void closeSegment() {
+    for (JobOutput& output : outputs_) output.checkpoint();
+    journal_->add(segment_);
+    segment_.clear();
+  }
+
+  [[noreturn]] void throwInterrupted() const {
+    if (!journal_) throw Interrupted();
+    throw Interrupted("interrupted; " + counted(result_.frames, "frame") + " are kept, the same command goes on");
+  }
+
+  void checkWhatWasRead() {
+    if (result_.frames == 0)
+      throw UserError(job_.input + ": no picture in it can be read; check the file and the range");
+    const std::int64_t lost = source_->lostFrames(), damaged = source_->damagedFrames();
+    if (lost + damaged == 0) return;
+    result_.damage = job_.input + ": the file is damaged: " + counted(lost, "frame") + " lost, " +
+                     counted(damaged, "frame") + " with errors; " + counted(result_.frames, "frame") + " could be read";
+    if (!job_.keepPartial) {
+      throw UserError(result_.damage + "; nothing was written, --keep-partial would keep them");
+    }
+  }
+
+  void finishAll() {
+    for (JobOutput& output : outputs_) output.finish(job_, journal_ ? &*journal_ : nullptr, origin_, stop_);
+    if (measure_) measure_->finish();
+    if (stop_) throwInterrupted();
+    if (keying_.hashes) result_.clipHash = clipHash();
+    for (JobOutput& output : outputs_) {
+      const Proof proof = job_.verify ? output.check(job_, *source_, result_.frames, stop_) : Proof();
+      refuseDifferences(output.request().path, proof);
+      result_.outputs.push_back({output.request(), proof});
+    }
+    if (stop_) throwInterrupted();
+    if (receiptPlace_) writeReceipt(receiptPlace_->path(), job_, keying_.settings, *source_, result_);
+    journal_.reset();
+    for (JobOutput& output : outputs_) output.commit();
+    measure_.reset();
+    if (hashPlace_) hashPlace_->commit();
+    if (receiptPlace_) receiptPlace_->commit();
+  }
+
+  PictureHash clipHash() {
+    if (!journal_) return hash_.finish();
+    ClipHash all;
+    for (const FrameRecord& frame : journal_->frames()) all.add(frame.hash);
+    return all.finish();
+  }
+
+  static void refuseDifferences(const std::string& path, const Proof& proof) {
+    if (proof.differences.empty()) return;
+    std::string all;
+    for (const std::string& difference : proof.differences) all += (all.empty() ? "" : "; ") + difference;
+    throw UserError(path + ": does not check out and was not kept: " + all + "; --no-verify would keep it");
+  }
+
+  const KeyJob& job_;
+  const JobListener& listener_;
+  const std::atomic<bool>& stop_;
+  std::deque<JobOutput> outputs_;
+  std::optional<TemporaryOutput> hashPlace_, receiptPlace_;
+  std::optional<Reader> source_;
+  std::optional<CompanionFiles> companions_;
+  std::optional<Journal> journal_;
+  std::unique_ptr<PictureSink> measure_;
+  std::vector<Route> routes_;
+  Keying keying_;
+  ClipHash hash_;
+  std::vector<FrameRecord> segment_;
+  std::int64_t origin_ = 0;
+  JobResult result_;
+};
+
+}  // namespace
+
+JobResult runKeyJob(const KeyJob& job, const JobListener& listener, const std::atomic<bool>& stop) {
+  return Run(job, listener, stop).run();
+}
+
+}  // namespace kalvetra

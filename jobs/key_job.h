@@ -1,0 +1,82 @@
+// One clip from its file to all outputs that are wanted of it.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "jobs/clip_range.h"
+#include "jobs/companions.h"
+#include "jobs/frame_keyer.h"
+#include "jobs/proof.h"
+#include "media/delivery.h"
+#include "media/picture_hash.h"
+#include "media/reader.h"
+#include "parameters/animated_settings.h"
+
+namespace kalvetra {
+
+struct OutputRequest {
+  ShownView view = ShownView::Result;
+  std::string path;  // "-" is the standard output
+  Delivery delivery;
+};
+
+enum class FieldChoice { Auto, Off, On };
+
+// What a run writes instead of pictures.
+enum class Measure {
+  None,
+  Null,  // nothing, to measure the speed
+  Hash,  // a hash of each picture, to `hashPath` or, where that is empty, to the standard output
+};
+
+struct KeyJob {
+  std::string input;
+  SourceOptions source;
+  ClipRange range;
+  FieldChoice fields = FieldChoice::Auto;  // Auto: as the clip says
+  bool dither = false;
+  CompanionPaths companions;
+  std::vector<OutputRequest> outputs;  // the first is the main one; none with a measure
+  Measure measure = Measure::None;
+  ShownView mainView = ShownView::Result;  // of the main output, and of what is measured
+  bool animatedView = false;               // there the settings' view is shown, which changes on the way
+  std::string hashPath;
+  std::string receipt;  // path of the receipt; empty: none
+  int threads = 1;
+  bool replace = false;      // outputs that exist
+  bool keepPartial = false;  // what can be keyed of a damaged clip
+  bool resumable = false;    // goes on with an unfinished run, and can be gone on with
+  bool verify = true;        // outputs are opened again and checked
+};
+
+// How a job talks to its user; called from one thread at a time.
+struct JobListener {
+  std::function<void(const std::string& sentence)> note;
+  std::function<void(std::int64_t expectedFrames, std::int64_t doneBefore)> begin;
+  std::function<void()> frameDone;
+  std::function<void()> end;  // of keying; checks may follow
+  // Settles what the key is, once the clip is known to be readable.
+  std::function<AnimatedSettings(const Reader& source)> settings;
+};
+
+struct WrittenOutput {
+  OutputRequest request;
+  Proof proof;  // empty when nothing was verified
+};
+
+struct JobResult {
+  std::int64_t frames = 0;    // keyed, by earlier runs too
+  std::int64_t keyedNow = 0;  // by this run
+  std::string damage;         // the beginning of a sentence; empty when the clip was read whole
+  PictureHash clipHash{};     // as the hash output has it; only where outputs are verified or a receipt is written
+  MatteStatus status;         // summed over all frames keyed now, where an output shows it
+  std::vector<WrittenOutput> outputs;
+};
+
+// Throws UserError, and Interrupted once `stop` is true; then nothing stands under a final name that is not complete.
+JobResult runKeyJob(const KeyJob& job, const JobListener& listener, const std::atomic<bool>& stop);
+
+}  // namespace kalvetra

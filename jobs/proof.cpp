@@ -1,0 +1,208 @@
+#include "jobs/proof.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
+#include "media/clip_movie.h"
+#include "media/frame_converter.h"
+#include "media/temporary_output.h"
+#include "media/writer.h"
+
+namespace kalvetra {
+
+namespace {
+
+// Mean absolute error, in levels, of the green of opaque pictures after a lossy codec.
+constexpr double kOpaqueTolerance = 6.0;
+// From so many half-transparent pixels on, straight and premultiplied colours can be told apart.
+constexpr std::int64_t kTelling = 64;
+
+std::string decimal(double value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.2f", value);
+  return text;
+}
+
+// Mean absolute difference of one component, in levels.
+double meanError(const Image& a, const Image& b, std::size_t component) {
+  double sum = 0.0;
+  for (std::size_t i = component; i < a.argb.size(); i += 4) sum += std::abs(a.argb[i] - b.argb[i]);
+  return sum / static_cast<double>(a.argb.size() / 4);
+}
+
+// By how much the colours of half-transparent pixels are off if they are taken for straight, and for premultiplied.
+struct ColorErrors {
+  double straight = 0.0, premultiplied = 0.0;
+  std::int64_t pixels = 0;
+};
+
+void addErrors(const Image& keyed, const Image& read, ColorErrors& errors) {
+  for (std::size_t i = 0; i < keyed.argb.size(); i += 4) {
+    const int alpha = keyed.argb[i];
+    if (alpha < 32 || alpha > 192) continue;
+    for (std::size_t c = i + 1; c < i + 4; ++c) {
+      errors.straight += std::abs(read.argb[c] - keyed.argb[c]);
+      errors.premultiplied += std::abs(read.argb[c] - (keyed.argb[c] * alpha + 127) / 255);
+    }
+    ++errors.pixels;
+  }
+}
+
+class Prover {
+ public:
+  Prover(const std::string& path, const Promise& promise, int threads, const std::atomic<bool>& stop)
+      : path_(path), promise_(promise), format_(*promise.delivery.format), threads_(threads), stop_(stop) {}
+
+  Proof run() {
+    if (format_.isPictures()) {
+      countFiles();
+    } else {
+      checkContainer();
+    }
+    for (const auto& [index, keyed] : promise_.samples) checkPicture(index, keyed);
+    report();
+    return std::move(proof_);
+  }
+
+ private:
+  void expect(bool holds, const std::string& check, const std::string& difference) {
+    if (holds) {
+      proof_.checks.push_back(check);
+    } else {
+      proof_.differences.push_back(difference);
+    }
+  }
+
+  void expectFrames(std::int64_t found) {
+    expect(found == promise_.frames, std::to_string(found) + " pictures",
+           "it holds " + std::to_string(found) + " pictures instead of " + std::to_string(promise_.frames));
+  }
+
+  std::string pictureName(std::int64_t index) const {
+    return isNumberedName(std::filesystem::path(path_).filename().string())
+               ? numberedName(path_, static_cast<int>(index) + 1)
+               : path_;
+  }
+
+  void countFiles() {
+    std::int64_t found = 0;
+    while (found < promise_.frames && std::filesystem::exists(pictureName(found))) ++found;
+    expectFrames(found);
+  }
+
+  // Everything but the pictures themselves; notes when each of them is shown.
+  void checkContainer() {
+    Reader reader(path_, threads_, stop_);
+    for (PacketPtr packet; reader.nextPacket(packet);) {
+      if (packet->stream_index == reader.video().index) times_.push_back(packet->pts);
+    }
+    std::sort(times_.begin(), times_.end());
+    expectFrames(static_cast<std::int64_t>(times_.size()));
+    checkTags(reader);
+    checkSound(reader);
+    const std::string timecode = timecodeOf(reader, 0);
+    if (format_.keepsTimecode && !promise_.timecode.empty()) {
+      expect(timecode == promise_.timecode, "timecode " + timecode,
+             "its timecode is '" + timecode + "' instead of " + promise_.timecode);
+    }
+  }
+
+  void checkTags(const Reader& reader) {
+    const AVDictionaryEntry* tag = av_dict_get(reader.container().metadata, kAlphaTag, nullptr, 0);
+    const std::string wanted = alphaTag(promise_.delivery), found = tag != nullptr ? tag->value : "none";
+    expect(found == wanted, "alpha said to be " + wanted, "its alpha is said to be " + found + " instead of " + wanted);
+    const ColorTags color = PicturePacking(promise_.delivery, promise_.pictures).color();
+    const ColorTags& read = reader.format().color;
+    const bool same = read.matrix == color.matrix && read.range == color.range && read.primaries == color.primaries &&
+                      read.transfer == color.transfer;
+    expect(same && reader.colorGuess().empty(), "colour tags", "its colour tags are not those of the clip");
+  }
+
+  void checkSound(const Reader& reader) {
+    int found = 0;
+    for (unsigned int i = 0; i < reader.container().nb_streams; ++i) {
+      if (reader.container().streams[i]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO) ++found;
+    }
+    const std::string tracks = found == 1 ? " sound track" : " sound tracks";
+    expect(found == promise_.soundStreams, std::to_string(found) + tracks,
+           "it has " + std::to_string(found) + tracks + " instead of " + std::to_string(promise_.soundStreams));
+  }
+
+  // The picture of that index as the file gives it, nothing when it gives none.
+  std::optional<Image> read(std::int64_t index) {
+    if (format_.isPictures()) return readAt(pictureName(index), 0);
+    if (index >= static_cast<std::int64_t>(times_.size())) return std::nullopt;
+    return readAt(path_, times_[static_cast<std::size_t>(index)]);
+  }
+
+  std::optional<Image> readAt(const std::string& file, std::int64_t time) {
+    Reader reader(file, threads_, stop_);
+    const double seconds = static_cast<double>(time) * av_q2d(reader.format().timeBase);
+    if (time > 0) reader.seekTime(seconds);
+    SourceFrame frame;
+    while (reader.next(frame)) {
+      if (frame.time < time) continue;
+      if (frame.time > time) return std::nullopt;
+      return FrameConverter(reader.format().color).convert(*frame.picture);
+    }
+    return std::nullopt;
+  }
+
+  void checkPicture(std::int64_t index, const Image& keyed) {
+    const std::string name = "picture " + std::to_string(index + 1);
+    const std::optional<Image> found = read(index);
+    if (!found) {
+      proof_.differences.push_back(name + " cannot be read back");
+      return;
+    }
+    const int turns = format_.keepsDisplayMatrix ? 0 : promise_.pictures.quarterTurns();
+    const Image wanted = turned(keyed, turns);
+    if (found->width != wanted.width || found->height != wanted.height) {
+      proof_.differences.push_back(name + " measures " + std::to_string(found->width) + " x " +
+                                   std::to_string(found->height));
+      return;
+    }
+    const bool opaque = promise_.delivery.alpha == AlphaMode::None;
+    const double error = meanError(wanted, *found, opaque ? 2 : 0);
+    worst_ = std::max(worst_, error);
+    if (error > (opaque ? kOpaqueTolerance : format_.alphaTolerance)) {
+      proof_.differences.push_back("the " + std::string(opaque ? "picture" : "alpha") + " of " + name + " is off by " +
+                                   decimal(error) + " levels");
+    }
+    addErrors(wanted, *found, colors_);
+  }
+
+  void report() {
+    const bool opaque = promise_.delivery.alpha == AlphaMode::None;
+    if (proof_.differences.empty() && !promise_.samples.empty()) {
+      proof_.checks.push_back((opaque ? "picture within " : "alpha within ") + decimal(worst_) + " levels in " +
+                              std::to_string(promise_.samples.size()) + " pictures");
+    }
+    // Linear light cannot be compared this way; there the format itself demands premultiplied colours.
+    if (opaque || colors_.pixels < kTelling || format_.pixelFormat == AV_PIX_FMT_GBRAPF32) return;
+    const bool straight = colors_.straight < colors_.premultiplied;
+    expect(straight == (promise_.delivery.alpha == AlphaMode::Straight),
+           straight ? "straight colours" : "premultiplied colours",
+           straight ? "its colours are straight, not premultiplied" : "its colours are premultiplied, not straight");
+  }
+
+  std::string path_;
+  const Promise& promise_;
+  const OutputFormat& format_;
+  int threads_;
+  const std::atomic<bool>& stop_;
+  std::vector<std::int64_t> times_;  // of a movie's pictures
+  ColorErrors colors_;
+  double worst_ = 0.0;
+  Proof proof_;
+};
+
+}  // namespace
+
+Proof prove(const std::string& path, const Promise& promise, int threads, const std::atomic<bool>& stop) {
+  return Prover(path, promise, threads, stop).run();
+}
+
+}  // namespace kalvetra

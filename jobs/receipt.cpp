@@ -1,0 +1,54 @@
+#include "jobs/receipt.h"
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "media/clip_movie.h"
+#include "media/write_failure.h"
+#include "parameters/look_version.h"
+#include "parameters/preset.h"
+
+namespace kalvetra {
+
+namespace {
+
+using nlohmann::ordered_json;
+
+ordered_json inputEntry(const KeyJob& job, const Reader& source) {
+  const PictureFormat& format = source.format();
+  const char* pixels = av_get_pix_fmt_name(static_cast<AVPixelFormat>(source.video().codecpar->format));
+  ordered_json entry{{"file", job.input},
+                     {"width", format.width},
+                     {"height", format.height},
+                     {"pixel_format", pixels != nullptr ? pixels : "unknown"},
+                     {"colour_guessed", source.colorGuess()},
+                     {"damaged_frames", source.damagedFrames()},
+                     {"lost_frames", source.lostFrames()}};
+  const std::string timecode = timecodeOf(source, job.range.firstFrame(format.frameRate));
+  if (!timecode.empty()) entry["timecode"] = timecode;
+  return entry;
+}
+
+}  // namespace
+
+void writeReceipt(const std::string& path, const KeyJob& job, const AnimatedSettings& settings, const Reader& source,
+                  const JobResult& result) {
+  ordered_json receipt{{"kalvetra", KALVETRA_VERSION},
+                       {"look", kLookVersion},
+                       {"input", inputEntry(job, source)},
+                       {"frames", result.frames},
+                       {"clip_hash", "murmur3:" + hexadecimal(result.clipHash)},
+                       {"settings", ordered_json::parse(presetText(settings)).at("settings")},
+                       {"outputs", ordered_json::array()}};
+  for (const WrittenOutput& output : result.outputs) {
+    receipt["outputs"].push_back({{"file", output.request.path},
+                                  {"delivery", describe(output.request.delivery)},
+                                  {"verified", job.verify && !output.proof.checks.empty()},
+                                  {"checks", output.proof.checks}});
+  }
+  std::ofstream file(path, std::ios::binary);
+  file << receipt.dump(2, ' ', false, ordered_json::error_handler_t::replace) << std::endl;
+  if (!file) failWriting(job.receipt, "no room");
+}
+
+}  // namespace kalvetra

@@ -1,0 +1,29 @@
+// Segments of a movie into one.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "jobs/journal.h"
+#include "media/clip_movie.h"
+#include "media/delivery.h"
+
+namespace kalvetra {
+
+struct JoinedMovie {
+  std::vector<std::filesystem::path> segments;
+  // All pictures of the segments, in the movie's times.
+  std::vector<FrameRecord> frames;
+  std::int64_t origin = 0;  // time of the clip at which the movie begins
+  bool cutsSound = false;   // the movie is a part of the clip
+  Carried carried;
+};
+
+// Writes the pictures of the segments, which must be encoded so that each stands alone, and the sound of `source`, a
+// reader at its beginning, to `path`. Answers how many sound tracks it wrote. Throws UserError when a segment does not
+// hold what it should.
+int joinSegments(const JoinedMovie& movie, const Delivery& delivery, const std::string& path,
+                 const std::string& shownName, Reader& source);
+
+}  // namespace kalvetra

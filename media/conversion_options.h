@@ -1,0 +1,14 @@
+// How decoded frames become 8-bit pictures, where there is a choice.
+#pragma once
+
+namespace kalvetra {
+
+struct ConversionOptions {
+  // Spread the step from deeper sources to 8 bits over a fixed pattern of 8 x 8 pixels, the same for every frame: a
+  // flat colour keeps its mean. 8-bit sources and alpha stay as they are.
+  bool dither = false;
+  // The pictures consist of two fields: their chroma is interpolated within its own field.
+  bool fields = false;
+};
+
+}  // namespace kalvetra

@@ -1,0 +1,62 @@
+#include "media/numbered_name.h"
+
+#include <algorithm>
+#include <regex>
+
+namespace kalvetra {
+
+namespace {
+
+constexpr std::size_t kMostDigits = 9;  // of numbers that fit an int
+
+const std::regex& numberPattern() {
+  static const std::regex pattern("%(0?)([0-9]?)d");
+  return pattern;
+}
+
+}  // namespace
+
+bool isNumberedName(const std::string& name) {
+  return std::count(name.begin(), name.end(), '%') == 1 && std::regex_search(name, numberPattern());
+}
+
+std::string numberedName(const std::string& name, int number) {
+  return NumberedName(name).with(std::to_string(number));
+}
+
+NumberedName::NumberedName(const std::string& name) {
+  std::smatch match;
+  std::regex_search(name, match, numberPattern());
+  before_ = match.prefix();
+  after_ = match.suffix();
+  width_ = match[2].length() == 0 ? 0 : static_cast<std::size_t>(std::stoi(match[2]));
+  fill_ = match[1].length() == 0 ? ' ' : '0';
+}
+
+std::string NumberedName::with(std::string digits) const {
+  if (digits.size() < width_) digits.insert(0, width_ - digits.size(), fill_);
+  return before_ + digits + after_;
+}
+
+bool NumberedName::covers(const std::string& name) const { return digitsIn(name).has_value(); }
+
+std::optional<int> NumberedName::numberIn(const std::string& name) const {
+  const std::optional<std::string> digits = digitsIn(name);
+  if (!digits || digits->size() > kMostDigits) return std::nullopt;
+  return std::stoi(*digits);
+}
+
+std::optional<std::string> NumberedName::digitsIn(const std::string& name) const {
+  if (name.size() <= before_.size() + after_.size() || !name.starts_with(before_) || !name.ends_with(after_)) {
+    return std::nullopt;
+  }
+  const std::string number = name.substr(before_.size(), name.size() - before_.size() - after_.size());
+  const std::size_t first = std::min(number.find_first_not_of(fill_), number.size() - 1);
+  const std::string digits = number.substr(first);
+  const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+  const bool plain = digits.size() == 1 || digits[0] != '0';  // %d gives 7, never 007
+  if (!plain || !std::all_of(digits.begin(), digits.end(), isDigit) || with(digits) != name) return std::nullopt;
+  return digits;
+}
+
+}  // namespace kalvetra

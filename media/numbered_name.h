@@ -1,0 +1,33 @@
+// File names with a number in them, as %05d stands for it.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace kalvetra {
+
+// True for a file name with exactly one %d, %5d or %05d in it.
+bool isNumberedName(const std::string& name);
+
+// The name with its pattern replaced by the number.
+std::string numberedName(const std::string& name, int number);
+
+// A numbered name, taken apart at its number.
+class NumberedName {
+ public:
+  explicit NumberedName(const std::string& name);
+
+  std::string with(std::string digits) const;
+  // The number in one of the names that `with` gives; nothing for any other name: f-0003.png is none of f-%03d.png.
+  std::optional<int> numberIn(const std::string& name) const;
+  bool covers(const std::string& name) const;
+
+ private:
+  std::optional<std::string> digitsIn(const std::string& name) const;
+
+  std::string before_, after_;
+  std::size_t width_;
+  char fill_;
+};
+
+}  // namespace kalvetra

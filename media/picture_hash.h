@@ -1,0 +1,40 @@
+// Hashes of keyed pictures: MurmurHash3 with 128 bits.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "media/picture.h"
+
+struct AVMurMur3;
+
+namespace kalvetra {
+
+using PictureHash = std::array<std::uint8_t, 16>;
+
+// Over the bytes of Image::argb.
+PictureHash hashPicture(const Image& image);
+
+std::string hexadecimal(const PictureHash& hash);
+// Nothing for a text that is no hash.
+std::optional<PictureHash> parseHash(const std::string& text);
+
+// The hash over the hashes of a clip's pictures, in order.
+class ClipHash {
+ public:
+  ClipHash();
+  void add(const PictureHash& hash);
+  // Of all that was added; the last call.
+  PictureHash finish();
+
+ private:
+  struct Deleter {
+    void operator()(AVMurMur3* hasher) const;
+  };
+  std::unique_ptr<AVMurMur3, Deleter> hasher_;
+};
+
+}  // namespace kalvetra

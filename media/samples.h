@@ -1,0 +1,15 @@
+// The stored samples of a frame, whatever their layout.
+#pragma once
+
+#include <cstdint>
+
+#include "media/ffmpeg.h"
+
+namespace kalvetra {
+
+// Reads the first `count` samples of a component in row y of its plane: planar, packed or half-planar, of either byte
+// order, up to 16 bits. Bits beyond the component's depth are dropped.
+void readSamples(const AVFrame& frame, const AVPixFmtDescriptor& format, int component, int y, int count,
+                 std::uint16_t* out);
+
+}  // namespace kalvetra

@@ -1,0 +1,12 @@
+// The number of the keyer's look.
+#pragma once
+
+namespace kalvetra {
+
+// Presets hold the look that they were made with. Raise this by one whenever any frame with any settings gives other
+// bytes than before, be it a single level in one pixel: a corrected formula, another order of the passes, another
+// default. What leaves every byte as it was does not raise it: speed, new parameters that do nothing at their default.
+// tests/parameters/look_test.cpp watches this on reference frames and says how to record new ones.
+inline constexpr int kLookVersion = 1;
+
+}  // namespace kalvetra

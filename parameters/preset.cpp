@@ -1,0 +1,60 @@
+#include "parameters/preset.h"
+
+#include <fstream>
+
+#include "parameters/parameter_value.h"
+#include "support/user_error.h"
+
+namespace kalvetra {
+
+namespace {
+
+constexpr std::size_t kLargestFile = 16 << 20;  // bytes
+
+std::string jsonValue(const Parameter& p, int value) {
+  switch (p.kind) {
+    case ParameterKind::Toggle:
+      return value != 0 ? "true" : "false";
+    case ParameterKind::IntSlider:
+      return std::to_string(value);
+    default:
+      return '"' + valueText(p, value) + '"';
+  }
+}
+
+std::string jsonCurve(const Parameter& p, const Curve& curve) {
+  if (curve.size() == 1) return jsonValue(p, curve.front().value);
+  std::string text;
+  for (const Keyframe& k : curve) {
+    text += (text.empty() ? "[" : ", ") + ("[" + std::to_string(k.frame)) + ", " + jsonValue(p, k.value) + "]";
+  }
+  return text + "]";
+}
+
+}  // namespace
+
+Preset readPreset(const std::string& file) {
+  std::ifstream in(file, std::ios::binary);
+  if (!in) throw UserError(file + ": cannot be opened; check the preset's name");
+  std::string text(kLargestFile + 1, '\0');
+  in.read(text.data(), static_cast<std::streamsize>(text.size()));
+  if (in.bad()) throw UserError(file + ": cannot be read; name a preset file");
+  text.resize(static_cast<std::size_t>(in.gcount()));
+  if (text.size() > kLargestFile) throw UserError(file + ": is larger than 16 MiB, which no preset is");
+  return parsePreset(text, file);
+}
+
+void applyPreset(const Preset& preset, AnimatedSettings& settings) {
+  for (const auto& [id, curve] : preset.curves) settings.set(*findParameter(id), curve);
+}
+
+std::string presetText(const AnimatedSettings& settings) {
+  std::string lines;
+  for (const Parameter& p : kParameters) {
+    if (p.kind == ParameterKind::Group) continue;
+    lines += (lines.empty() ? "" : ",\n") + ("    \"" + std::string(p.slug)) + "\": " + jsonCurve(p, settings.curve(p));
+  }
+  return "{\n  \"look\": " + std::to_string(kLookVersion) + ",\n  \"settings\": {\n" + lines + "\n  }\n}\n";
+}
+
+}  // namespace kalvetra

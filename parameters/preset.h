@@ -1,0 +1,44 @@
+// Presets: settings in a JSON file that people read and edit.
+//
+//   {
+//     "look": 1,
+//     "settings": {
+//       "key-color": "#2da54b",
+//       "smooth-bg": true,
+//       "screen-gain": [[0, 33], [120, 45]]
+//     }
+//   }
+//
+// The names are the table's slugs. A value is a number for sliders, true or false (or "on", "off") for toggles,
+// "#rrggbb" for the colour and the entry's slug for the view; or a list of [frame, value] pairs, see Curve.
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "parameters/animated_settings.h"
+#include "parameters/look_version.h"
+
+namespace kalvetra {
+
+struct Preset {
+  int look = kLookVersion;      // the look that it was made with
+  std::map<int, Curve> curves;  // by the parameter's id; what the file leaves open is not in it
+};
+
+// Reads a preset from its text, any bytes. `name` is the file's, for messages. Throws UserError with that name, the
+// line and the reason for what is no JSON, unknown or repeated names, values of a wrong type or out of range, and a
+// look newer than `engineLook`.
+Preset parsePreset(std::string_view text, const std::string& name, int engineLook = kLookVersion);
+
+// Reads it from a file. Throws UserError like parsePreset, and for a file that cannot be read or is too large.
+Preset readPreset(const std::string& file);
+
+// Sets what the preset sets, leaves the rest.
+void applyPreset(const Preset& preset, AnimatedSettings& settings);
+
+// The text of a preset with every parameter, one a line in the table's order.
+std::string presetText(const AnimatedSettings& settings);
+
+}  // namespace kalvetra

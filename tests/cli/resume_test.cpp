@@ -1,0 +1,119 @@
+// Runs that are interrupted, killed and taken up again.
+#include <filesystem>
+#include <fstream>
+#include <regex>
+
+#include "tests/support/command.h"
+#include "tests/support/scratch_folder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace kalvetra::test;
+
+constexpr int kFrames = 300;
+
+class Resume : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    folder_ = std::make_unique<ScratchFolder>();
+    need(kFfmpeg + "-f lavfi -i testsrc2=s=320x180:r=30 -f lavfi -i sine -frames:v " + std::to_string(kFrames) +
+         " -t 10 -vf colorize=hue=130:saturation=0.6:lightness=0.4 -c:v libx264 -pix_fmt yuv420p -c:a aac " + clip());
+  }
+  static void TearDownTestSuite() { folder_.reset(); }
+
+  static std::string clip() { return folder_->path("clip.mp4"); }
+  std::string command(const std::string& output, const std::string& more = "") const {
+    return key(clip() + " " + output + " --threads 2 --key-color 60,190,80 " + more);
+  }
+  // The clip's hash as a receipt tells it.
+  static std::string hashIn(const std::string& receipt) { return need("grep -o 'murmur3:[0-9a-f]*' " + receipt); }
+  static std::string hashOfMovie(const std::string& path) {
+    return need(kFfmpeg + "-i " + path + " -map 0:v -pix_fmt rgba -f framehash - | grep -v '#' | sed 's/.*,//'");
+  }
+  static int numberIn(const std::string& text, const std::string& pattern) {
+    std::smatch match;
+    return std::regex_search(text, match, std::regex(pattern)) ? std::stoi(match[1]) : -1;
+  }
+
+  static inline std::unique_ptr<ScratchFolder> folder_;
+  ScratchFolder out_;
+};
+
+TEST_F(Resume, TenInterruptionsDoNotShowAndNoFrameIsKeyedTwice) {
+  need(command(out_.path("whole.mkv"), "--receipt " + out_.path("whole.json")));
+  int kept = 0;
+  Outcome outcome{130, {}};
+  for (int round = 1; round <= 10; ++round) {
+    const std::string moment = std::to_string(0.10 + 0.017 * ((round * 7) % 11));
+    outcome = run("timeout --preserve-status -s INT " + moment + " " +
+                  command(out_.path("parts.mkv"), "--resume --receipt " + out_.path("parts.json")));
+    if (outcome.status == 0) break;
+    ASSERT_EQ(130, outcome.status) << outcome.output;
+    EXPECT_FALSE(fs::exists(out_.path("parts.mkv")));
+    const int now = numberIn(outcome.output, "interrupted; (\\d+) frame");
+    if (now >= 0) {
+      EXPECT_GE(now, kept);
+      kept = now;
+    }
+  }
+  EXPECT_EQ(130, outcome.status) << "the clip was done before it had been interrupted ten times";
+  const std::string last = need(command(out_.path("parts.mkv"), "--resume --receipt " + out_.path("parts.json")));
+  EXPECT_EQ(kFrames, kept + numberIn(last, "keyed (\\d+) frame")) << last;
+  EXPECT_EQ(hashIn(out_.path("whole.json")), hashIn(out_.path("parts.json")));
+  EXPECT_EQ(hashOfMovie(out_.path("whole.mkv")), hashOfMovie(out_.path("parts.mkv")));
+  EXPECT_EQ(pictureTimes(out_.path("whole.mkv")), pictureTimes(out_.path("parts.mkv")));
+  const auto sound = [](const std::string& file) {
+    return need(kFfmpeg + "-i " + file + " -map 0:a -c copy -f md5 -");
+  };
+  EXPECT_EQ(sound(out_.path("whole.mkv")), sound(out_.path("parts.mkv")));
+  EXPECT_EQ((std::vector<std::string>{"parts.json", "parts.mkv", "whole.json", "whole.mkv"}), out_.names());
+}
+
+TEST_F(Resume, AKilledRunGoesOnInEveryKindOfOutput) {
+  for (const char* name : {"o.mov", "o.webm", "o-%04d.png"}) {
+    const std::string output = out_.path(name), more = "--resume --also matte=" + out_.path("m.mkv");
+    run("timeout -s KILL 0.7 " + command(output, more));
+    if (fs::exists(out_.path("m.mkv"))) continue;  // a fast machine
+    need(command(output, more));
+    EXPECT_EQ(static_cast<std::size_t>(kFrames), readAll(output).size()) << name;
+    EXPECT_EQ(static_cast<std::size_t>(kFrames), readAll(out_.path("m.mkv")).size()) << name;
+    need(command(out_.path("whole" + std::string(name))));
+    const std::vector<kalvetra::Image> parts = readAll(output), whole = readAll(out_.path("whole" + std::string(name)));
+    double worst = 0.0;
+    for (std::size_t i = 0; i < parts.size(); ++i) worst = std::max(worst, meanDifference(parts[i], whole[i], 0, 4));
+    EXPECT_LE(worst, std::string(name) == "o.webm" ? 3.0 : 0.0) << name;  // VP9 codes each part anew
+    for (const std::string& file : out_.names()) {
+      EXPECT_EQ(std::string::npos, file.find("unfinished")) << file;
+      fs::remove_all(out_.path(file));
+    }
+  }
+}
+
+TEST_F(Resume, AnotherJobDoesNotGoOnWithIt) {
+  const std::string output = out_.path("o.mkv");
+  run("timeout -s INT 0.5 " + command(output, "--resume"));
+  ASSERT_FALSE(fs::exists(output));
+  const Outcome refused = run(command(output, "--resume --shadow 50"));
+  EXPECT_EQ(1, refused.status);
+  expectHas(refused.output, "holds an unfinished run with another settings; repeat that run");
+  EXPECT_EQ(0, run(command(output)).status);  // without --resume it is nobody's business
+}
+
+TEST_F(Resume, WhatCannotBeResumedIsSaid) {
+  const std::pair<std::string, std::string> cases[] = {
+      {clip() + " " + out_.path("o.mp4") + " --resume --view matte", "cannot be written in parts"},
+      {clip() + " - --resume", "standard output cannot be resumed"},
+  };
+  for (const auto& [arguments, sentence] : cases) {
+    const Outcome refused = run(key(arguments + " --key-color 60,190,80"));
+    EXPECT_EQ(1, refused.status) << arguments;
+    expectHas(refused.output, sentence);
+  }
+  const Outcome usage = run(key(clip() + " -f null --resume"));
+  EXPECT_EQ(2, usage.status);
+  expectHas(usage.output, "-f null keeps nothing");
+  EXPECT_TRUE(out_.isEmpty());
+}
+
+}  // namespace

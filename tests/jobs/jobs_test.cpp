@@ -1,0 +1,138 @@
+// Ranges, samples and the journal of unfinished runs.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "jobs/clip_range.h"
+#include "jobs/journal.h"
+#include "jobs/sample_pictures.h"
+#include "support/user_error.h"
+#include "tests/support/scratch_folder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using kalvetra::ClipRange;
+using kalvetra::FrameRecord;
+using kalvetra::Image;
+using kalvetra::Journal;
+using kalvetra::parsePosition;
+using kalvetra::SamplePictures;
+using kalvetra::test::ScratchFolder;
+
+TEST(ClipRange, PlacesAreSecondsClockTimesOrFrames) {
+  const std::pair<const char*, double> times[] = {
+      {"2.5", 2.5}, {"0", 0}, {"1:02", 62}, {"1:02:03.5", 3723.5}, {"90:00", 5400}};
+  for (const auto& [text, seconds] : times) {
+    ASSERT_TRUE(parsePosition(text)) << text;
+    EXPECT_FALSE(parsePosition(text)->isFrame);
+    EXPECT_DOUBLE_EQ(seconds, parsePosition(text)->seconds) << text;
+  }
+  EXPECT_TRUE(parsePosition("75f")->isFrame);
+  EXPECT_EQ(75, parsePosition("75f")->frame);
+  for (const char* text : {"", "-1", "1e3", "1:60", "1.5:00", "f", "-3f", "1:2:3:4", "1:", ":1", "nan", "9999999999",
+                           "99999999999999999999f", "12 ", "0x10", "1..2"}) {
+    EXPECT_FALSE(parsePosition(text)) << text;
+  }
+}
+
+TEST(ClipRange, CountsWhatItHolds) {
+  const AVRational rate{30, 1};
+  ClipRange range;
+  EXPECT_TRUE(range.isWhole());
+  EXPECT_EQ(90, range.expectedFrames(90, rate));
+  range.start = parsePosition("1");
+  range.end = parsePosition("75f");
+  EXPECT_EQ(30, range.firstFrame(rate));
+  EXPECT_EQ(45, range.expectedFrames(90, rate));
+  EXPECT_TRUE(range.isBefore(29, 29 / 30.0));
+  EXPECT_FALSE(range.isBefore(30, 0.9996));  // a container that rounds times
+  EXPECT_FALSE(range.isBehind(74, 74 / 30.0, 44));
+  EXPECT_TRUE(range.isBehind(75, 75 / 30.0, 45));
+  range.frames = 10;
+  EXPECT_EQ(10, range.expectedFrames(90, rate));
+  EXPECT_TRUE(range.isBehind(40, 40 / 30.0, 10));
+}
+
+TEST(SamplePictures, HoldsBeginningMiddleAndEndOfAnyClip) {
+  const ScratchFolder folder;
+  for (std::int64_t count = 1; count <= 300; ++count) {
+    SamplePictures samples;
+    for (std::int64_t i = 0; i < count; ++i) {
+      if (!kalvetra::isSample(i, i + 1 == count)) continue;
+      Image image(1, 1);
+      image.argb = {static_cast<unsigned char>(i), 1, 2, 3};
+      samples.add(i, std::move(image));
+    }
+    if (count % 37 == 0) {  // across an interruption
+      samples.save(folder.path("samples"));
+      samples = SamplePictures();
+      samples.load(folder.path("samples"));
+    }
+    const std::map<std::int64_t, Image> chosen = samples.chosen(count);
+    ASSERT_TRUE(chosen.contains(0) && chosen.contains(count - 1)) << count;
+    for (const auto& [index, image] : chosen) EXPECT_EQ(static_cast<unsigned char>(index), image.argb[0]);
+    if (count < 3) continue;
+    ASSERT_EQ(3u, chosen.size()) << count;
+    const std::int64_t middle = std::next(chosen.begin())->first;
+    EXPECT_TRUE(3 * middle >= count - 1 && 3 * middle <= 2 * count) << middle << " of " << count;
+  }
+}
+
+TEST(SamplePictures, AFileOfNoUseChangesNothing) {
+  const ScratchFolder folder;
+  SamplePictures samples;
+  samples.add(0, Image(2, 2));
+  std::ofstream(folder.path("cut"), std::ios::binary) << std::string("\1\0\0\0\0\0\0\0\5\0\0", 11);
+  for (const char* name : {"missing", "cut"}) {
+    samples.load(folder.path(name));
+    EXPECT_EQ(1u, samples.chosen(1).size());
+  }
+}
+
+class JournalTest : public testing::Test {
+ protected:
+  static std::string failure(const std::string& job, const fs::path& folder) {
+    try {
+      const Journal journal(folder, job);
+    } catch (const kalvetra::UserError& error) {
+      return error.what();
+    }
+    return "no failure";
+  }
+
+  ScratchFolder scratch_;
+  fs::path folder_ = scratch_.path("");
+  std::string job_ = R"({"input": "a.mp4", "look": 1})";
+};
+
+TEST_F(JournalTest, RemembersCompletedSegmentsAndNothingElse) {
+  const std::vector<FrameRecord> first{{0, 1, {1, 2}}, {1, 1, {3}}}, second{{2, 5, {255}}};
+  {
+    Journal journal(folder_, job_);
+    journal.add(first);
+    journal.add(second);
+  }
+  std::ofstream(folder_ / "journal", std::ios::app) << "[[3,1,\"00";  // where a crash cut it off
+  {
+    Journal journal(folder_, job_);
+    ASSERT_EQ(3u, journal.frames().size());
+    EXPECT_EQ(2, journal.segments());
+    EXPECT_EQ(second[0].hash, journal.frames()[2].hash);
+    EXPECT_EQ(5, journal.frames()[2].duration);
+    journal.add(first);
+  }
+  EXPECT_EQ(5u, Journal(folder_, job_).frames().size());
+}
+
+TEST_F(JournalTest, RefusesOtherJobsOtherRunsAndNonsense) {
+  {
+    const Journal journal(folder_, job_);
+    EXPECT_NE(std::string::npos, failure(job_, folder_).find("another run; wait for it"));
+  }
+  EXPECT_NE(std::string::npos, failure(R"({"input": "b.mp4", "look": 1})", folder_).find("another input"));
+  std::ofstream(folder_ / "journal", std::ios::app) << "[[3,1,\"nothex\"]]\n";
+  EXPECT_NE(std::string::npos, failure(job_, folder_).find("is damaged; remove"));
+}
+
+}  // namespace

@@ -1,0 +1,132 @@
+// What a check of a written file must notice.
+#include <gtest/gtest.h>
+
+#include "jobs/proof.h"
+#include "media/writer.h"
+#include "tests/support/command.h"
+#include "tests/support/scratch_folder.h"
+
+namespace {
+
+using namespace kalvetra;
+using namespace kalvetra::test;
+
+constexpr int kFrames = 5;
+const std::atomic<bool> kNever{false};
+
+// A ramp of alpha over a colour, another in each picture.
+Image keyedPicture(int index) {
+  Image image(64, 36);
+  for (int y = 0; y < image.height; ++y) {
+    for (int x = 0; x < image.width; ++x) {
+      unsigned char* pixel = image.row(y) + std::ptrdiff_t{4} * x;
+      pixel[0] = static_cast<unsigned char>(4 * x);
+      pixel[1] = static_cast<unsigned char>(200 - 20 * index);
+      pixel[2] = 120;
+      pixel[3] = 90;
+    }
+  }
+  return image;
+}
+
+class ProofTest : public testing::Test {
+ protected:
+  ProofTest() : source_(folder_.path("source.mov")) {
+    need(kFfmpeg +
+         "-f lavfi -i color=green:s=64x36:r=25 -f lavfi -i sine -t 0.2 -timecode 01:00:00:00 -c:v prores_ks " +
+         "-colorspace bt709 -color_primaries bt709 -color_trc bt709 -color_range tv -c:a pcm_s16le " + source_);
+  }
+
+  // Writes the pictures, and answers what was promised.
+  Promise write(const std::string& name, std::optional<AlphaMode> alpha = {}) {
+    DeliveryRequest request;
+    request.path = folder_.path(name);
+    request.alpha = alpha;
+    Promise promise;
+    promise.delivery = chooseDelivery(request);
+    Reader reader(source_, 1, kNever);
+    TemporaryOutput output(request.path, true);
+    Writer writer(promise.delivery, output, name, reader, 1);
+    SourceFrame frame;
+    for (int i = 0; i < kFrames; ++i) {
+      reader.next(frame);
+      writer.write(writer.pack(keyedPicture(i)), frame.time, frame.duration);
+      writer.writeCopied(frame.copied);
+    }
+    writer.finish();
+    output.commit();
+    promise.frames = kFrames;
+    for (const int i : {0, 2, kFrames - 1}) promise.samples.emplace(i, keyedPicture(i));
+    promise.pictures = reader.format();
+    promise.soundStreams = writer.soundStreams();
+    promise.timecode = timecodeOf(reader, 0);
+    return promise;
+  }
+
+  std::vector<std::string> differences(const std::string& name, const Promise& promise) const {
+    return prove(folder_.path(name), promise, 1, kNever).differences;
+  }
+
+  ScratchFolder folder_;
+  std::string source_;
+};
+
+TEST_F(ProofTest, EveryKindOfOutputChecksOut) {
+  const std::pair<const char*, AlphaMode> cases[] = {
+      {"a.mov", AlphaMode::Straight},           {"b.mov", AlphaMode::Premultiplied},
+      {"a.mkv", AlphaMode::Straight},           {"b.mkv", AlphaMode::Premultiplied},
+      {"a.webm", AlphaMode::Straight},          {"a-%03d.png", AlphaMode::Straight},
+      {"a-%03d.exr", AlphaMode::Premultiplied}, {"a.nut", AlphaMode::Straight}};
+  for (const auto& [name, alpha] : cases) {
+    const Promise promise = write(name, alpha);
+    const Proof proof = prove(folder_.path(name), promise, 1, kNever);
+    for (const std::string& difference : proof.differences) ADD_FAILURE() << name << ": " << difference;
+    EXPECT_GE(proof.checks.size(), 2u) << name;
+  }
+}
+
+TEST_F(ProofTest, EveryDifferenceIsNamed) {
+  const Promise good = write("a.mkv");
+  const auto expect = [&](const Promise& promise, const std::string& sentence) {
+    const std::vector<std::string> found = differences("a.mkv", promise);
+    ASSERT_EQ(1u, found.size()) << sentence;
+    expectHas(found.front(), sentence);
+  };
+  Promise promise = good;
+  promise.frames = 6;
+  expect(promise, "5 pictures instead of 6");
+  promise = good;
+  promise.samples.at(2).argb[400] ^= 64;  // one alpha value of one picture
+  expect(promise, "the alpha of picture 3 is off by 0.03 levels");
+  promise = good;
+  promise.soundStreams = 2;
+  expect(promise, "1 sound track instead of 2");
+  promise = good;
+  promise.timecode = "01:00:00:01";
+  expect(promise, "timecode is '01:00:00:00'");
+  promise = good;
+  promise.pictures.color.primaries = AVCOL_PRI_BT2020;
+  expect(promise, "colour tags");
+  promise = good;
+  promise.samples.emplace(kFrames, keyedPicture(0));
+  expect(promise, "picture 6 cannot be read back");
+}
+
+TEST_F(ProofTest, StraightAndPremultipliedAreToldApart) {
+  Promise promise = write("a.mkv", AlphaMode::Premultiplied);
+  promise.delivery.alpha = AlphaMode::Straight;
+  const std::vector<std::string> found = differences("a.mkv", promise);
+  ASSERT_EQ(2u, found.size());
+  expectHas(found[0], "said to be premultiplied instead of straight");
+  expectHas(found[1], "premultiplied, not straight");
+}
+
+TEST_F(ProofTest, MissingPicturesOfASequenceAreMissed) {
+  const Promise promise = write("s-%03d.png");
+  std::filesystem::remove(folder_.path("s-004.png"));
+  const std::vector<std::string> found = differences("s-%03d.png", promise);
+  ASSERT_EQ(1u, found.size());
+  expectHas(found.front(), "3 pictures instead of 5");
+}
+
+}  // namespace
