@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "engine/CKALVETRA.h"
-#include "parameters/plate_view.h"
+#include "parameters/key_settings.h"
 #include "tests/support/cpu_levels.h"
 #include "tests/support/test_images.h"
 

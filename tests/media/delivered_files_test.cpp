@@ -66,6 +66,7 @@ void writeAll(const Delivery& delivery, const std::string& path, const std::vect
   for (const Image& image : images) {
     ASSERT_TRUE(source.next(frame));
     writer.writeCopied(frame.copied);
+    frame.copied.clear();
     writer.write(writer.pack(image), frame.time, frame.duration);
   }
   writer.finish();
