@@ -17,6 +17,7 @@ namespace kalvetra {
 namespace {
 
 constexpr int kSampledFrames = 8;
+constexpr const char* kGroup = "Key";  // heading in --help and the manual
 
 // The value that `text` names for the parameter, nothing when it names none.
 std::optional<int> parseValue(const Parameter& p, const std::string& text) {
@@ -61,6 +62,7 @@ void addColorOption(CLI::App& command, const Parameter& p, KeyChoice& choice) {
     }
   };
   command.add_option_function<std::string>("--" + std::string(p.slug), parse, std::string(p.help))
+      ->group(kGroup)
       ->type_name("auto, " + valueRange(p))
       ->default_str("auto");
 }
@@ -73,6 +75,7 @@ void addValueOption(CLI::App& command, const Parameter& p, KeyChoice& choice) {
     choice.settings.*p.value = *value;
   };
   command.add_option_function<std::string>(name, parse, std::string(p.help))
+      ->group(kGroup)
       ->type_name(valueRange(p))
       ->default_str(defaultText(p));
 }

@@ -47,6 +47,8 @@ const std::vector<OutputFormat>& keyedFormats() {
 
 }  // namespace
 
+const std::vector<OutputFormat>& outputFormats() { return keyedFormats(); }
+
 const OutputFormat& outputFormatFor(const std::string& path) {
   std::string extension = std::filesystem::path(path).extension().string();
   std::transform(extension.begin(), extension.end(), extension.begin(),

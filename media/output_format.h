@@ -21,6 +21,9 @@ struct OutputFormat {
   bool keepsNegativeTimes;
 };
 
+// Every kind of keyed output.
+const std::vector<OutputFormat>& outputFormats();
+
 // The format for that name. Throws UserError, naming the known ones, when the name fits none.
 const OutputFormat& outputFormatFor(const std::string& path);
 
