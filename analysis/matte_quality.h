@@ -30,7 +30,7 @@ struct MatteReport {
 // Takes the mattes of a clip in order and keeps four of them at most.
 //
 // Regions. A pixel belongs to the subject where the mean of the matte in a small box around it is at least one half;
-// thus haze, holes and specks do not move the outline. The margin is a 40th of the picture's shorter side, at least 4
+// thus specks and even haze hardly move the outline. The margin is a 40th of the picture's shorter side, at least 4
 // pixels; the box reaches a quarter of it. What has nothing but subject within the margin is the solid region, what
 // has none is the clear region, and the rest is the edge band.
 //

@@ -61,6 +61,8 @@ std::string bold(const std::string& text) { return "\\fB" + escaped(text) + "\\f
 std::string italic(const std::string& text) { return "\\fI" + escaped(text) + "\\fR"; }
 std::string entry(const std::string& term, const std::string& text) { return ".TP\n" + term + "\n" + text; }
 
+std::string sentence(const std::string& text) { return text.empty() || text.ends_with('.') ? text : text + "."; }
+
 std::string upperCase(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::toupper(c); });
   return text;
@@ -75,12 +77,12 @@ std::string optionTerm(const OptionOutline& option) {
 
 std::string optionEntry(const OptionOutline& option) {
   const std::string byDefault = option.defaultValue.empty() ? "" : " Default: " + option.defaultValue + ".";
-  return entry(optionTerm(option), line(option.help + byDefault));
+  return entry(optionTerm(option), line(sentence(option.help) + byDefault));
 }
 
 std::string positionalEntry(const OptionOutline& option) {
   const std::string choices = option.choices.empty() ? "" : " One of: " + option.value + ".";
-  return entry(italic(option.names.front()), line(option.help + choices));
+  return entry(italic(option.names.front()), line(sentence(option.help) + choices));
 }
 
 std::string synopsis(const CommandOutline& command, const std::string& path) {
