@@ -9,5 +9,8 @@ void addKeyCommand(CLI::App& program);         // key INPUT OUTPUT
 void addStillCommand(CLI::App& program);       // still INPUT OUT.png
 void addSampleCommand(CLI::App& program);      // sample OUT.mp4
 void addParametersCommand(CLI::App& program);  // parameters, params [--json]
+void addReportCommand(CLI::App& program);      // report KEYED
+void addDoctorCommand(CLI::App& program);      // doctor
+void addManualCommand(CLI::App& program);      // manual page|bash|zsh|fish, not shown
 
 }  // namespace kalvetra

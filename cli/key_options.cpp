@@ -15,6 +15,7 @@ namespace kalvetra {
 
 namespace {
 
+constexpr const char* kGroup = "Key";  // heading in --help and the manual
 constexpr std::string_view kOwnViews[] = {"plate", "status"};  // from ShownView::Plate on
 
 const Parameter& colorParameter() { return *findParameter("key-color"); }
@@ -62,6 +63,7 @@ void addParameterOption(CLI::App& command, const Parameter& p, KeyChoice& choice
     choice.options[p.id] = *value;
   };
   command.add_option_function<std::string>(optionName(p), take, std::string(p.help))
+      ->group(kGroup)
       ->type_name(grammar.values)
       ->default_str(p.kind == ParameterKind::Color ? "auto" : defaultText(p));
 }
@@ -76,8 +78,10 @@ void addPresetOptions(CLI::App& command, KeyChoice& choice) {
     }
   };
   command.add_option_function<std::string>("--preset", read, "Settings from this file; single options override them.")
+      ->group(kGroup)
       ->type_name("FILE");
   command.add_option("--save-preset", choice.savedPreset, "Write the settings that are used into this file.")
+      ->group(kGroup)
       ->type_name("FILE");
 }
 

@@ -2,28 +2,23 @@
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <exception>
+#include <memory>
 #include <new>
 
-#include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/interrupt.h"
+#include "cli/program.h"
 #include "media/ffmpeg.h"
 
 namespace {
 
 int runProgram(int argc, char** argv) {
-  CLI::App program("Kalvetra keys green-screen video.", "kalvetra");
-  program.set_version_flag("--version", "kalvetra " KALVETRA_VERSION);
-  program.require_subcommand(1);
-  kalvetra::addKeyCommand(program);
-  kalvetra::addStillCommand(program);
-  kalvetra::addSampleCommand(program);
-  kalvetra::addParametersCommand(program);
+  const std::unique_ptr<CLI::App> program = kalvetra::makeProgram();
   try {
-    program.parse(argc, argv);
+    program->parse(argc, argv);
     return 0;
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) return program.exit(error);  // help and version
+    if (error.get_exit_code() == 0) return program->exit(error);  // help and version
     kalvetra::note(std::string(error.what()) + " (kalvetra --help tells more)");
     return 2;
   }

@@ -1,0 +1,153 @@
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "analysis/matte_quality.h"
+#include "cli/commands.h"
+#include "cli/common_options.h"
+#include "cli/console.h"
+#include "cli/interrupt.h"
+#include "cli/matte_reader.h"
+#include "support/user_error.h"
+
+namespace kalvetra {
+
+namespace {
+
+struct ReportCommand : CommonOptions {
+  bool json = false;
+  std::optional<double> maxFlicker, maxHaze, maxHoles;
+};
+
+std::string number(double value, const char* unit) {
+  char text[48];
+  std::snprintf(text, sizeof text, "%.2f%s", value, unit);
+  return text;
+}
+
+void printFigure(const char* name, const MatteFigure& figure, const char* unit) {
+  if (!figure.mean) {
+    std::printf("  %-14s%12s\n", name, "-");
+    return;
+  }
+  std::printf("  %-14s%12s%14s in frame %lld\n", name, number(*figure.mean, unit).c_str(),
+              number(figure.worst, unit).c_str(), static_cast<long long>(figure.worstFrame));
+}
+
+void printReport(const MatteReport& report, const MatteReader& source) {
+  std::printf("%s: %s of %d x %d, measured in %s\n\n", source.path().c_str(), counted(report.frames, "frame").c_str(),
+              source.width(), source.height(), source.takesGrey() ? "its grey" : "its alpha");
+  std::printf("  %-14s%12s%14s\n", "", "clip", "worst");
+  printFigure("edge flicker", report.flicker, "  ");
+  printFigure("haze", report.haze, " %");
+  printFigure("hazy pixels", report.hazyPixels, " %");
+  printFigure("holes", report.holes, " %");
+  std::printf("\n  clear %.1f %%, edge band %.1f %%, solid %.1f %% of the picture\n", report.clearArea, report.edgeBand,
+              report.solidArea);
+}
+
+nlohmann::json asJson(const MatteFigure& figure) {
+  if (!figure.mean) return nullptr;
+  return {{"mean", *figure.mean}, {"worst", figure.worst}, {"worst_frame", figure.worstFrame}};
+}
+
+void printJson(const MatteReport& report, const MatteReader& source) {
+  const nlohmann::json json{{"file", source.path()},
+                            {"frames", report.frames},
+                            {"width", source.width()},
+                            {"height", source.height()},
+                            {"measured", source.takesGrey() ? "grey" : "alpha"},
+                            {"flicker_levels", asJson(report.flicker)},
+                            {"haze_percent", asJson(report.haze)},
+                            {"hazy_pixels_percent", asJson(report.hazyPixels)},
+                            {"holes_percent", asJson(report.holes)},
+                            {"clear_area_percent", report.clearArea},
+                            {"edge_band_percent", report.edgeBand},
+                            {"solid_area_percent", report.solidArea}};
+  // A file name may hold bytes that are no UTF-8.
+  std::printf("%s\n", json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+}
+
+// A sentence for a figure that is over its limit, or that could not be measured; empty when all is well.
+std::string broken(const std::optional<double>& limit, const MatteFigure& figure, const std::string& name,
+                   const char* unit, const char* nothing) {
+  if (!limit) return {};
+  if (!figure.mean) return name + " cannot be held to a limit: " + nothing;
+  if (*figure.mean <= *limit) return {};
+  char text[64];
+  std::snprintf(text, sizeof text, " is %.4g%s, over the limit of %.4g%s", *figure.mean, unit, *limit, unit);
+  return name + text + "; worst is frame " + std::to_string(figure.worstFrame);
+}
+
+// Throws UserError when a limit is broken; of several, all but the last are told before.
+void holdToLimits(const ReportCommand& options, const MatteReport& report) {
+  std::vector<std::string> sentences;
+  for (const std::string& sentence :
+       {broken(options.maxFlicker, report.flicker, "the edge's flicker", " levels",
+               "no four pictures in a row have an edge"),
+        broken(options.maxHaze, report.haze, "the haze", " %", "no picture has a clear region"),
+        broken(options.maxHoles, report.holes, "the share of holes", " %", "no picture has a solid region")}) {
+    if (!sentence.empty()) sentences.push_back(options.input + ": " + sentence);
+  }
+  if (sentences.empty()) return;
+  for (std::size_t i = 0; i + 1 < sentences.size(); ++i) note(sentences[i]);
+  throw UserError(sentences.back());
+}
+
+void run(const ReportCommand& options) {
+  MatteReader source(options.input, options.threads, stopRequested());
+  MatteQuality quality(source.width(), source.height());
+  Progress progress(source.expectedFrames());
+  for (MattePlane matte; !stopRequested() && source.next(matte);) {
+    quality.add(std::move(matte));
+    progress.advance();
+  }
+  progress.clear();
+  throwIfInterrupted();
+  if (progress.frames() == 0) throw UserError(options.input + ": no picture in it can be read; check the file");
+  const MatteReport report = quality.report();
+  options.json ? printJson(report, source) : printReport(report, source);
+  std::fflush(stdout);
+  if (source.damagedFrames() > 0) {
+    throw UserError(options.input + ": the file is damaged: " + counted(source.damagedFrames(), "frame") +
+                    " lost or with errors; the figures are those of the rest");
+  }
+  holdToLimits(options, report);
+}
+
+// A number from 0 to `most`; "nan" and the like would pass every comparison.
+CLI::Validator limitUpTo(double most) {
+  const auto refuse = [most](const std::string& text) {
+    double value = 0.0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    const bool good = error == std::errc() && end == text.data() + text.size() && value >= 0.0 && value <= most;
+    return good ? std::string() : "'" + text + "' is no limit; give a number from 0 to " + number(most, "");
+  };
+  return CLI::Validator(refuse, "");
+}
+
+}  // namespace
+
+void addReportCommand(CLI::App& program) {
+  CLI::App* command = program.add_subcommand("report", "Measure how good a keyed clip's matte is.");
+  auto options = std::make_shared<ReportCommand>();
+  command->add_option("KEYED", options->input, "A keyed clip, measured in its alpha, or a matte in grey.")->required();
+  const auto limit = [&](const char* name, std::optional<double>& value, double most, const char* unit,
+                         const char* help) {
+    command->add_option(name, value, help)->check(limitUpTo(most))->type_name(unit);
+  };
+  command->add_flag("--json", options->json, "Print JSON.");
+  limit("--max-flicker", options->maxFlicker, 255.0, "LEVELS", "Fail when the edge flickers more, in levels of 255.");
+  limit("--max-haze", options->maxHaze, 100.0, "PERCENT", "Fail when more haze is left in the clear region.");
+  limit("--max-holes", options->maxHoles, 100.0, "PERCENT", "Fail when more is missing from the solid region.");
+  addThreadsOption(*command, *options);
+  command->callback([options] { run(*options); });
+}
+
+}  // namespace kalvetra

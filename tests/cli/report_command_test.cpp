@@ -1,0 +1,141 @@
+// The report on real files: what is taken for the matte, the limits, what is refused.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/command.h"
+#include "tests/support/scratch_folder.h"
+
+namespace {
+
+using kalvetra::test::expectHas;
+using kalvetra::test::kFfmpeg;
+using kalvetra::test::kKalvetra;
+using kalvetra::test::need;
+using kalvetra::test::Outcome;
+using kalvetra::test::run;
+using kalvetra::test::ScratchFolder;
+using Json = nlohmann::json;
+
+// A grey matte with a solid box in the middle of an otherwise clear picture. Haze is 51 of 255, 20 %; holes are 10 %.
+const std::string kMatte =
+    "-f lavfi -i "
+    "\"color=black:s=160x90:r=10:d=0.8,format=gray,geq=lum='if(between(X,50,110)*between(Y,20,70),229.5,51)'\" ";
+
+std::string report(const std::string& arguments) { return kKalvetra + " report " + arguments; }
+Json jsonOf(const std::string& file) { return Json::parse(need(report("--json '" + file + "'"))); }
+
+// The matte as the alpha of a coloured clip.
+std::string keyedClip(const std::string& file, const std::string& codec) {
+  need(kFfmpeg + kMatte + "-f lavfi -i color=orange:s=160x90:r=10:d=0.8 -filter_complex '[1][0]alphamerge' " + codec +
+       " " + file);
+  return file;
+}
+
+TEST(ReportCommand, TakesTheAlphaOfEveryKindOfKeyedFile) {
+  const ScratchFolder folder;
+  const std::string files[] = {
+      keyedClip(folder.path("a.mov"), "-c:v prores_ks -profile:v 4444 -pix_fmt yuva444p10le -alpha_bits 16"),
+      keyedClip(folder.path("a.webm"), "-c:v libvpx-vp9 -crf 4 -b:v 0 -pix_fmt yuva420p -auto-alt-ref 0"),
+      keyedClip(folder.path("a.mkv"), "-c:v ffv1 -pix_fmt bgra"),
+      keyedClip(folder.path("a-%03d.png"), "-pix_fmt rgba"),
+  };
+  for (const std::string& file : files) {
+    const Json json = jsonOf(file);
+    EXPECT_EQ("alpha", json["measured"]) << file;
+    EXPECT_EQ(8, json["frames"]) << file;
+    EXPECT_NEAR(20.0, json["haze_percent"]["mean"], 0.6) << file;
+    EXPECT_NEAR(10.0, json["holes_percent"]["mean"], 0.6) << file;
+    EXPECT_LT(json["flicker_levels"]["mean"], 1.0) << file;
+  }
+}
+
+TEST(ReportCommand, TakesTheGreyOfAMatte) {
+  const ScratchFolder folder;
+  const std::string grey = folder.path("grey-%03d.png"), video = folder.path("grey.mkv"), opaque = folder.path("m.mov");
+  need(kFfmpeg + kMatte + "-pix_fmt gray " + grey);
+  need(kFfmpeg + kMatte + "-c:v libx264 -crf 4 -pix_fmt yuv420p -color_range tv " + video);
+  need(kFfmpeg + kMatte + "-c:v prores_ks -profile:v 4444 -pix_fmt yuva444p10le " + opaque);
+  for (const std::string& file : {grey, video, opaque}) {
+    const Json json = jsonOf(file);
+    EXPECT_EQ("grey", json["measured"]) << file;
+    EXPECT_NEAR(20.0, json["haze_percent"]["mean"], 0.6) << file;
+    EXPECT_NEAR(10.0, json["holes_percent"]["mean"], 0.6) << file;
+  }
+}
+
+TEST(ReportCommand, PrintsALineAFigure) {
+  const ScratchFolder folder;
+  const std::string clip = keyedClip(folder.path("a.mkv"), "-c:v ffv1 -pix_fmt bgra");
+  const std::string text = need(report(clip));
+  expectHas(text, clip + ": 8 frames of 160 x 90, measured in its alpha\n");
+  expectHas(text, "edge flicker        0.00          0.00   in frame 2\n");
+  expectHas(text, "haze               20.00 %       20.00 % in frame 1\n");
+  expectHas(text, "hazy pixels       100.00 %      100.00 % in frame 1\n");
+  expectHas(text, "holes              10.");
+}
+
+TEST(ReportCommand, FailsOverALimitWithASentenceForEach) {
+  const ScratchFolder folder;
+  const std::string clip = keyedClip(folder.path("a.mkv"), "-c:v ffv1 -pix_fmt bgra");
+  need(report(clip + " --max-flicker 0 --max-haze 20 --max-holes 11"));
+  const Outcome over = run(report(clip + " --max-haze 19.9 --max-holes 2 --max-flicker 1"));
+  EXPECT_EQ(1, over.status);
+  expectHas(over.output, "kalvetra: " + clip + ": the haze is 20 %, over the limit of 19.9 %; worst is frame 1\n");
+  expectHas(over.output, ": the share of holes is 10.2 %, over the limit of 2 %");
+  EXPECT_EQ(std::string::npos, over.output.find("flicker is"));
+  expectHas(over.output, "edge flicker");  // the figures are printed all the same
+}
+
+TEST(ReportCommand, ALimitThatCannotBeCheckedFails) {
+  const ScratchFolder folder;
+  need(kFfmpeg + kMatte + "-frames:v 1 -pix_fmt gray " + folder.path("one.png"));
+  need(kFfmpeg + "-f lavfi -i color=black:s=64x64:d=0.4:r=10,format=gray,geq=lum=255 " + folder.path("solid-%d.png"));
+  EXPECT_EQ(1, jsonOf(folder.path("one.png"))["frames"]);
+  EXPECT_TRUE(jsonOf(folder.path("one.png"))["flicker_levels"].is_null());
+  const Outcome one = run(report(folder.path("one.png") + " --max-flicker 200"));
+  EXPECT_EQ(1, one.status);
+  expectHas(one.output, "flicker cannot be held to a limit: no four pictures in a row have an edge");
+  const Outcome solid = run(report(folder.path("solid-%d.png") + " --max-haze 100"));
+  EXPECT_EQ(1, solid.status);
+  expectHas(solid.output, "the haze cannot be held to a limit: no picture has a clear region");
+  need(report(folder.path("solid-%d.png") + " --max-holes 0"));
+}
+
+TEST(ReportCommand, RefusesWhatHoldsNoMatte) {
+  const ScratchFolder folder;
+  const std::string colours = folder.path("c.mp4"), later = folder.path("later-%d.png");
+  need(kFfmpeg + "-f lavfi -i testsrc2=s=160x90:r=10:d=0.5 -pix_fmt yuv420p " + colours);
+  const Outcome opaque = run(report(colours));
+  EXPECT_EQ(1, opaque.status);
+  expectHas(opaque.output, colours + ": has no alpha, and picture 1 is not grey; name a keyed clip with alpha, or");
+  // Begins like a matte, and has colour or alpha later on.
+  need(kFfmpeg + kMatte + "-frames:v 2 -pix_fmt rgba " + later);
+  need(kFfmpeg + "-f lavfi -i testsrc2=s=160x90:r=10 -frames:v 1 -pix_fmt rgba " + folder.path("later-2.png"));
+  expectHas(run(report(later)).output, "begins as a matte in grey, and picture 2 is not grey");
+  need(kFfmpeg + "-f lavfi -i color=gray@0.5:s=160x90,format=rgba -frames:v 1 " + folder.path("later-2.png"));
+  expectHas(run(report(later)).output, "begins as an opaque matte in grey, and picture 2 is not opaque");
+}
+
+TEST(ReportCommand, RefusesWrongLimitsAndFiles) {
+  for (const char* limit : {"nan", "-1", "256", "x", "1x", "''"}) {
+    const Outcome wrong = run(report(std::string("a.mov --max-flicker=") + limit));
+    EXPECT_EQ(2, wrong.status) << limit;
+  }
+  expectHas(run(report("a.mov --max-haze 101")).output, "--max-haze: '101' is no limit; give a number from 0 to 100");
+  EXPECT_EQ(1, run(report("/nowhere/a.mov")).status);
+  expectHas(run(report("/nowhere/a.mov")).output, "there is no such file");
+}
+
+TEST(ReportCommand, ADamagedFileFailsAfterItsFigures) {
+  const ScratchFolder folder;
+  const std::string clip = keyedClip(folder.path("a.mkv"), "-c:v ffv1 -pix_fmt bgra");
+  std::filesystem::resize_file(clip, std::filesystem::file_size(clip) / 2);
+  const Outcome cut = run(report(clip));
+  EXPECT_EQ(1, cut.status);
+  expectHas(cut.output, "haze               20.00 %");
+  expectHas(cut.output, "the file is damaged: ");
+}
+
+}  // namespace
