@@ -43,6 +43,8 @@ OutputFormat movie(const Container& container, std::string slug, std::string wha
           container.keepsTimecode,
           container.keepsNegativeTimes,
           true,
+          true,
+          false,
           container.options()};
 }
 
@@ -59,6 +61,8 @@ OutputFormat pictures(std::string slug, std::string what, std::string extension,
           {alpha},
           false,
           0.0,
+          false,
+          false,
           false,
           false,
           false,
@@ -112,6 +116,8 @@ OutputFormat raw() {
           false,
           false,
           false,
+          false,
+          true,
           {}};
 }
 
@@ -131,6 +137,8 @@ OutputFormat nut() {
           true,
           false,
           true,
+          false,
+          false,
           {}};
 }
 

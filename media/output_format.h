@@ -29,6 +29,8 @@ struct OutputFormat {
   bool keepsTimecode;
   bool keepsNegativeTimes;
   bool keepsSound;
+  bool keepsColorTags;
+  bool bare;  // pixels alone: what reads them must be told their size and rate
   CodecOptions muxerOptions;
 
   bool isPictures() const { return muxer == nullptr; }
