@@ -28,46 +28,20 @@ constexpr Container kQuickTime{".mov", "mov", true, true, true}, kMp4{".mp4", "m
 
 OutputFormat movie(const Container& container, std::string slug, std::string what, const char* encoder,
                    AVPixelFormat pixelFormat, AVPixelFormat opaque, CodecOptions options) {
-  return {std::move(slug),
-          std::move(what),
-          {container.extension},
-          container.muxer,
-          encoder,
-          pixelFormat,
-          opaque,
-          std::move(options),
-          {Straight, Premultiplied},
-          false,
-          0.0,
-          container.keepsDisplayMatrix,
-          container.keepsTimecode,
-          container.keepsNegativeTimes,
-          true,
-          true,
-          false,
-          container.options()};
+  OutputFormat format{std::move(slug), std::move(what), {container.extension}, container.muxer,          encoder,
+                      pixelFormat,     opaque,          std::move(options),    {Straight, Premultiplied}};
+  format.keepsDisplayMatrix = container.keepsDisplayMatrix;
+  format.keepsTimecode = container.keepsTimecode;
+  format.keepsNegativeTimes = container.keepsNegativeTimes;
+  format.keepsSound = format.keepsColorTags = format.keepsFields = true;
+  format.muxerOptions = container.options();
+  return format;
 }
 
 OutputFormat pictures(std::string slug, std::string what, std::string extension, const char* encoder,
                       AVPixelFormat pixelFormat, AVPixelFormat opaque, CodecOptions options, AlphaMode alpha) {
-  return {std::move(slug),
-          std::move(what),
-          {std::move(extension)},
-          nullptr,
-          encoder,
-          pixelFormat,
-          opaque,
-          std::move(options),
-          {alpha},
-          false,
-          0.0,
-          false,
-          false,
-          false,
-          false,
-          false,
-          false,
-          {}};
+  return {std::move(slug), std::move(what), {std::move(extension)}, nullptr, encoder,
+          pixelFormat,     opaque,          std::move(options),     {alpha}};
 }
 
 // Straight by convention: players take the colours for straight.
@@ -77,6 +51,7 @@ OutputFormat vp9() {
                               {{"crf", "15"}, {"b", "0"}, {"auto-alt-ref", "0"}, {"cpu-used", "4"}});
   format.alpha = {Straight};
   format.alphaTolerance = 2.0;
+  format.keepsFields = false;
   return format;
 }
 
@@ -90,6 +65,7 @@ OutputFormat av1(const Container& container) {
   format.alpha = {};
   format.pair = true;
   format.alphaTolerance = 2.0;
+  format.keepsFields = false;
   return format;
 }
 
@@ -101,45 +77,19 @@ OutputFormat h264() {
 }
 
 OutputFormat raw() {
-  return {"raw",
-          "raw pictures, BGRA",
-          {".raw", ".bgra", "-"},
-          "rawvideo",
-          "rawvideo",
-          AV_PIX_FMT_BGRA,
-          AV_PIX_FMT_BGRA,
-          {},
-          {Straight, Premultiplied},
-          false,
-          0.0,
-          false,
-          false,
-          false,
-          false,
-          false,
-          true,
-          {}};
+  OutputFormat format{
+      "raw", "raw pictures, BGRA",     {".raw", ".bgra", "-"}, "rawvideo", "rawvideo", AV_PIX_FMT_BGRA, AV_PIX_FMT_BGRA,
+      {},    {Straight, Premultiplied}};
+  format.bare = true;
+  return format;
 }
 
 OutputFormat nut() {
-  return {"nut",
-          "NUT, raw pictures",
-          {".nut", "-"},
-          "nut",
-          "rawvideo",
-          AV_PIX_FMT_BGRA,
-          AV_PIX_FMT_BGRA,
-          {},
-          {Straight, Premultiplied},
-          false,
-          0.0,
-          false,
-          true,
-          false,
-          true,
-          false,
-          false,
-          {}};
+  OutputFormat format{
+      "nut", "NUT, raw pictures",      {".nut", "-"}, "nut", "rawvideo", AV_PIX_FMT_BGRA, AV_PIX_FMT_BGRA,
+      {},    {Straight, Premultiplied}};
+  format.keepsTimecode = format.keepsSound = true;
+  return format;
 }
 
 std::vector<OutputFormat> makeFormats() {

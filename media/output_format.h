@@ -23,15 +23,16 @@ struct OutputFormat {
   AVPixelFormat opaquePixelFormat;  // for pictures without alpha; the same where the codec has no other
   CodecOptions options;             // of the encoder
   std::vector<AlphaMode> alpha;     // what such a file may carry, its default first; empty: it has no alpha
-  bool pair;                        // has no alpha, but a second file beside it holds the matte
-  double alphaTolerance;            // mean absolute error of the alpha read back, in levels of 255; 0 for exact
-  bool keepsDisplayMatrix;          // otherwise pictures are turned upright before they are written
-  bool keepsTimecode;
-  bool keepsNegativeTimes;
-  bool keepsSound;
-  bool keepsColorTags;
-  bool bare;  // pixels alone: what reads them must be told their size and rate
-  CodecOptions muxerOptions;
+  bool pair = false;                // has no alpha, but a second file beside it holds the matte
+  double alphaTolerance = 0.0;      // mean absolute error of the alpha read back, in levels of 255; 0 for exact
+  bool bare = false;                // pixels alone: what reads them must be told their size and rate
+  bool keepsDisplayMatrix = false;  // otherwise pictures are turned upright before they are written
+  bool keepsTimecode = false;
+  bool keepsNegativeTimes = false;
+  bool keepsSound = false;
+  bool keepsColorTags = false;
+  bool keepsFields = false;  // says that pictures consist of two fields, and which comes first
+  CodecOptions muxerOptions{};
 
   bool isPictures() const { return muxer == nullptr; }
   bool goesInto(const std::string& extension) const;

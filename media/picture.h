@@ -48,6 +48,8 @@ enum class FieldOrder {
   Unknown,  // neither the file nor its first picture says
 };
 
+inline bool isInterlaced(FieldOrder order) { return order == FieldOrder::TopFirst || order == FieldOrder::BottomFirst; }
+
 // Everything about a clip's pictures that a copy of it keeps.
 struct PictureFormat {
   int width = 0;  // as stored, before any rotation

@@ -26,6 +26,7 @@ VideoEncoder::VideoEncoder(const OutputFormat& format, AVPixelFormat pixels, con
   if ((av_pix_fmt_desc_get(pixels)->flags & AV_PIX_FMT_FLAG_RGB) == 0) {
     context_->chroma_sample_location = AVCHROMA_LOC_LEFT;
   }
+  if (format.keepsFields) setFields(pictures.fieldOrder);
   context_->thread_count = threads;
   if (globalHeader) context_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
 
@@ -40,6 +41,16 @@ VideoEncoder::VideoEncoder(const OutputFormat& format, AVPixelFormat pixels, con
   }
 }
 
+// Two of the encoders code the fields of such pictures apart; the others only say that there are any.
+void VideoEncoder::setFields(FieldOrder order) {
+  if (!isInterlaced(order)) return;
+  hasFields_ = true;
+  topFirst_ = order == FieldOrder::TopFirst;
+  context_->field_order = topFirst_ ? AV_FIELD_TT : AV_FIELD_BB;
+  const AVCodecID codec = context_->codec_id;
+  if (codec == AV_CODEC_ID_PRORES || codec == AV_CODEC_ID_H264) context_->flags |= AV_CODEC_FLAG_INTERLACED_DCT;
+}
+
 void VideoEncoder::encode(FramePtr frame, std::int64_t time, std::int64_t duration, const Deliver& deliver) {
   frame->pts = time;
   frame->sample_aspect_ratio = context_->sample_aspect_ratio;
@@ -47,6 +58,8 @@ void VideoEncoder::encode(FramePtr frame, std::int64_t time, std::int64_t durati
   frame->color_range = context_->color_range;
   frame->color_primaries = context_->color_primaries;
   frame->color_trc = context_->color_trc;
+  frame->interlaced_frame = hasFields_ ? 1 : 0;
+  frame->top_field_first = topFirst_ ? 1 : 0;
   durations_[time] = duration;
   const int error = avcodec_send_frame(context_.get(), frame.get());
   if (error < 0)

@@ -24,9 +24,11 @@ class VideoEncoder {
   const AVCodecContext& context() const { return *context_; }
 
  private:
+  void setFields(FieldOrder order);
   void drain(const Deliver& deliver);
 
   CodecContextPtr context_;
+  bool hasFields_ = false, topFirst_ = false;
   std::map<std::int64_t, std::int64_t> durations_;  // by time, of pictures still in the encoder
 };
 

@@ -20,6 +20,7 @@ PictureFormat writtenPictures(const PictureFormat& source, const OutputFormat& f
   PictureFormat pictures = source;
   if (format.keepsDisplayMatrix) return pictures;
   pictures.displayMatrix.reset();
+  if (source.quarterTurns() != 0) pictures.fieldOrder = FieldOrder::Progressive;  // its rows are no fields any more
   if (source.quarterTurns() % 2 != 0) {
     std::swap(pictures.width, pictures.height);
     pictures.pixelAspect = av_inv_q(source.pixelAspect);
@@ -49,12 +50,13 @@ AVColorTransferCharacteristic transferOf(const PictureFormat& source, const Deli
 
 PicturePacking::PicturePacking(const Delivery& delivery, const PictureFormat& source)
     : quarterTurns_(delivery.format->keepsDisplayMatrix ? 0 : source.quarterTurns()),
+      fields_(delivery.format->keepsFields && quarterTurns_ == 0 && isInterlaced(source.fieldOrder)),
       pictures_(writtenPictures(source, *delivery.format)),
       color_(writtenColor(pictures_.color, delivery.pixelFormat())),
       packer_(delivery.pixelFormat(), color_.matrix, delivery.alpha, transferOf(source, delivery)) {}
 
 FramePtr PicturePacking::pack(const Image& image) const {
-  return quarterTurns_ == 0 ? packer_.pack(image) : packer_.pack(turned(image, quarterTurns_));
+  return quarterTurns_ == 0 ? packer_.pack(image, fields_) : packer_.pack(turned(image, quarterTurns_));
 }
 
 Writer::Writer(const Delivery& delivery, const TemporaryOutput& output, const std::string& shownName, Reader& source,

@@ -31,6 +31,7 @@ class PicturePacking {
 
  private:
   int quarterTurns_;        // to be turned in the pixels
+  bool fields_;             // the pictures are written as two fields
   PictureFormat pictures_;  // as they are written
   ColorTags color_;
   FramePacker packer_;

@@ -56,11 +56,12 @@ const Inputs& inputs() {
   return made;
 }
 
-void writeAll(const Delivery& delivery, const std::string& path, const std::vector<Image>& images) {
+void writeAll(const Delivery& delivery, const std::string& path, const std::vector<Image>& images,
+              const std::string& clip = inputs().clip) {
   static const std::atomic<bool> never{false};
   av_log_set_level(AV_LOG_QUIET);
   TemporaryOutput output(path, false);
-  Reader source(inputs().clip, 1, never);
+  Reader source(clip, 1, never);
   Writer writer(delivery, output, path, source, 2);
   SourceFrame frame;
   for (const Image& image : images) {
@@ -210,6 +211,39 @@ TEST(Files, LossyOnesStayWithinTheirTolerance) {
     EXPECT_LE(meanDifference(expected, pictures, 0), delivery.format->alphaTolerance);
     for (std::size_t c = 1; c < 4; ++c) EXPECT_LT(meanDifference(expected, pictures, c), kind.colorTolerance);
   }
+}
+
+// Rows of two fields: marked, and H.264's chroma does not mix them.
+TEST(Files, InterlacedPicturesStayInterlaced) {
+  const ScratchFolder out;
+  const std::string clip = out.path("fields.mpg");
+  need("ffmpeg -nostdin -v error -y -f lavfi -i testsrc=s=96x64:r=25:d=0.2 -c:v mpeg2video -flags +ildct+ilme " +
+       std::string("-top 0 ") + clip);
+  Image image = inputs().keyed[0];
+  for (int y = 0; y < kHeight; ++y) {
+    const unsigned char color[4]{255, static_cast<unsigned char>(y % 2 == 0 ? 200 : 0), 40,
+                                 static_cast<unsigned char>(y % 2 == 0 ? 0 : 200)};
+    for (int x = 0; x < kWidth; ++x) std::copy_n(color, 4, image.row(y) + 4 * x);
+  }
+  for (const auto& [name, order] :
+       {std::pair{"a.mov", "bb"}, {"a.mkv", "bb"}, {"a.mp4", "bb"}, {"a.webm", "progressive"}}) {
+    DeliveryRequest request{name};
+    request.opaque = true;
+    writeAll(chooseDelivery(request), out.path(name), {image, image}, clip);
+    const std::string found = probe("stream=field_order:frame=interlaced_frame,top_field_first", out.path(name));
+    if (std::string(order) == "bb") {
+      EXPECT_TRUE(found.find("field_order=bb") != std::string::npos ||
+                  found.find("interlaced_frame=1") != std::string::npos)
+          << name << ": " << found;
+    } else {
+      EXPECT_EQ(std::string::npos, found.find("interlaced_frame=1")) << found;
+    }
+  }
+  const auto rows = decoded("-i " + out.path("a.mp4"), "yuv420p");
+  const auto blueChroma = [&](std::size_t row) {
+    return rows[std::size_t{kWidth} * kHeight + row * kWidth / 2 + kWidth / 4];
+  };
+  EXPECT_GT(blueChroma(11) - blueChroma(10), 60) << "chroma of the two fields is mixed";
 }
 
 float floatAt(const std::vector<unsigned char>& bytes, std::size_t index) {
