@@ -9,5 +9,6 @@ void addKeyCommand(CLI::App& program);         // key INPUT OUTPUT
 void addStillCommand(CLI::App& program);       // still INPUT OUT.png
 void addSampleCommand(CLI::App& program);      // sample OUT.mp4
 void addParametersCommand(CLI::App& program);  // parameters
+void addProbeCommand(CLI::App& program);       // probe FILE
 
 }  // namespace kalvetra

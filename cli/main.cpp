@@ -18,6 +18,7 @@ int runProgram(int argc, char** argv) {
   kalvetra::addStillCommand(program);
   kalvetra::addSampleCommand(program);
   kalvetra::addParametersCommand(program);
+  kalvetra::addProbeCommand(program);
   try {
     program.parse(argc, argv);
     return 0;

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <set>
 
+#include "media/timecode.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -38,18 +39,6 @@ std::string describe(const AVStream& stream) {
   const char* kind = av_get_media_type_string(stream.codecpar->codec_type);
   return std::string(kind != nullptr ? kind : "unknown") + " stream " + std::to_string(stream.index) + " (" +
          avcodec_get_name(stream.codecpar->codec_id) + ")";
-}
-
-// Every container gives its timecode as a tag of the picture stream, of the file, or of a stream of its own.
-std::string timecodeOf(const Reader& source) {
-  const AVFormatContext& container = source.container();
-  std::vector<const AVDictionary*> places{source.video().metadata, container.metadata};
-  for (unsigned int i = 0; i < container.nb_streams; ++i) places.push_back(container.streams[i]->metadata);
-  for (const AVDictionary* place : places) {
-    const AVDictionaryEntry* entry = av_dict_get(place, "timecode", nullptr, 0);
-    if (entry != nullptr) return entry->value;
-  }
-  return {};
 }
 
 bool isTimecodeTrack(const AVStream& stream) { return stream.codecpar->codec_tag == MKTAG('t', 'm', 'c', 'd'); }
@@ -106,7 +95,7 @@ void Writer::openMovie(const OutputFormat& format, const TemporaryOutput& output
 }
 
 void Writer::keepTimecode(const Reader& source, AVStream& video, const OutputFormat& format) {
-  const std::string timecode = timecodeOf(source);
+  const std::string timecode = timecodeOf(source.container(), source.video());
   if (!timecode.empty() && format.keepsTimecode) av_dict_set(&video.metadata, "timecode", timecode.c_str(), 0);
 }
 
@@ -136,7 +125,7 @@ void Writer::noteLeftOut(const Reader& source, const OutputFormat& format) {
     leftOut_.push_back(describe(stream) + " is left out: " +
                        (sound ? format.extension + " cannot hold it" : "only pictures, sound and timecode are copied"));
   }
-  const std::string timecode = timecodeOf(source);
+  const std::string timecode = timecodeOf(source.container(), source.video());
   if (!timecode.empty() && !format.keepsTimecode) {
     leftOut_.push_back("timecode " + timecode + " is left out: " + format.extension + " cannot hold it");
   }
