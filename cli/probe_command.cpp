@@ -15,15 +15,13 @@ namespace {
 
 struct ProbeCommand {
   std::string input;
-  std::string raw;
+  SourceOptions source;
   bool json = false;
 };
 
 void run(const ProbeCommand& options) {
-  SourceOptions source;
-  if (!options.raw.empty()) source.raw = parseRawPictures(options.raw);
   const int threads = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
-  const ClipDescription clip = describeClip(options.input, source, threads, stopRequested());
+  const ClipDescription clip = describeClip(options.input, options.source, threads, stopRequested());
   throwIfInterrupted();
   const std::string report = options.json ? reportJson(clip) : reportText(clip);
   if (std::fputs(report.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
@@ -42,7 +40,16 @@ void addProbeCommand(CLI::App& program) {
                    "A video, a still, a sequence like shot-%05d.png, or - for the standard input.")
       ->required();
   command->add_flag("--json", options->json, "Report in JSON.");
-  command->add_option("--raw", options->raw, "FILE holds bare pictures, as 1920x1080@30000/1001:bgra describes them.")
+  const auto parseRaw = [options](const std::string& text) {
+    try {
+      options->source.raw = parseRawPictures(text);
+    } catch (const UserError& error) {
+      throw CLI::ValidationError("--raw", error.what());
+    }
+  };
+  command
+      ->add_option_function<std::string>("--raw", parseRaw,
+                                         "FILE holds bare pictures, as 1920x1080@30000/1001:bgra describes them.")
       ->type_name("WxH@FPS:FORMAT");
   command->callback([options] { run(*options); });
 }

@@ -153,8 +153,8 @@ class Look {
     }
     if (number == 0) throw UserError(clip_.path + ": no picture in it can be read; check the file");
     const AVCodecDescriptor* codec = avcodec_descriptor_get(reader_.video().codecpar->codec_id);
-    clip_.intraOnly = (codec != nullptr && (codec->props & AV_CODEC_PROP_INTRA_ONLY) != 0) || (allKeys && number > 1);
-    clip_.still = number == 1 && clip_.intraOnly && reader_.expectedFrames() <= 1;
+    clip_.intraOnly = (codec != nullptr && (codec->props & AV_CODEC_PROP_INTRA_ONLY) != 0) || allKeys;
+    clip_.still = number == 1 && isPictureFile(reader_.container());
     const std::vector<std::int64_t> indexed = indexedTimes(reader_);
     clip_.variableRate = isUneven(indexed.empty() ? times : indexed) && reader_.gaps().empty();
   }
