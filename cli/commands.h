@@ -12,5 +12,6 @@ void addParametersCommand(CLI::App& program);  // parameters, params [--json]
 void addReportCommand(CLI::App& program);      // report KEYED
 void addDoctorCommand(CLI::App& program);      // doctor
 void addManualCommand(CLI::App& program);      // manual page|bash|zsh|fish, not shown
+void addProbeCommand(CLI::App& program);       // probe FILE
 
 }  // namespace kalvetra

@@ -10,6 +10,7 @@ std::unique_ptr<CLI::App> makeProgram() {
   program->require_subcommand(1);
   addKeyCommand(*program);
   addStillCommand(*program);
+  addProbeCommand(*program);
   addReportCommand(*program);
   addSampleCommand(*program);
   addParametersCommand(*program);

@@ -13,6 +13,7 @@
 #include "cli/common_options.h"
 #include "cli/console.h"
 #include "cli/interrupt.h"
+#include "cli/progress.h"
 #include "cli/matte_reader.h"
 #include "support/user_error.h"
 
@@ -108,7 +109,7 @@ void run(const ReportCommand& options) {
     quality.add(std::move(matte));
     progress.advance();
   }
-  progress.clear();
+  progress.end();
   throwIfInterrupted();
   if (progress.frames() == 0) throw UserError(options.input + ": no picture in it can be read; check the file");
   const MatteReport report = quality.report();

@@ -7,6 +7,8 @@ extern "C" {
 #include <cstring>
 #include <set>
 
+#include "media/timecode.h"
+
 namespace kalvetra {
 
 namespace {
@@ -15,18 +17,6 @@ std::string describe(const AVStream& stream) {
   const char* kind = av_get_media_type_string(stream.codecpar->codec_type);
   return std::string(kind != nullptr ? kind : "unknown") + " stream " + std::to_string(stream.index) + " (" +
          avcodec_get_name(stream.codecpar->codec_id) + ")";
-}
-
-// Every container gives its timecode as a tag of the picture stream, of the file, or of a stream of its own.
-std::string firstTimecode(const Reader& source) {
-  const AVFormatContext& container = source.container();
-  std::vector<const AVDictionary*> places{source.video().metadata, container.metadata};
-  for (unsigned int i = 0; i < container.nb_streams; ++i) places.push_back(container.streams[i]->metadata);
-  for (const AVDictionary* place : places) {
-    const AVDictionaryEntry* entry = av_dict_get(place, "timecode", nullptr, 0);
-    if (entry != nullptr) return entry->value;
-  }
-  return {};
 }
 
 bool isTimecodeTrack(const AVStream& stream) { return stream.codecpar->codec_tag == MKTAG('t', 'm', 'c', 'd'); }
@@ -52,7 +42,7 @@ void keepRotation(AVStream& video, const PictureFormat& pictures) {
 }  // namespace
 
 std::string timecodeOf(const Reader& source, std::int64_t frame) {
-  const std::string first = firstTimecode(source);
+  const std::string first = timecodeOf(source.container(), source.video());
   AVTimecode timecode;
   if (first.empty() || frame == 0) return first;
   if (av_timecode_init_from_string(&timecode, source.format().frameRate, first.c_str(), nullptr) < 0) return {};

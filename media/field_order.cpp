@@ -1,6 +1,6 @@
 #include "media/field_order.h"
 
-#include <string>
+#include "media/input_file.h"
 
 namespace kalvetra {
 
@@ -20,8 +20,7 @@ FieldOrder shownOrder(AVFieldOrder order) {
 }
 
 bool canTellFields(AVCodecID codec, const AVFormatContext& container) {
-  const std::string demuxer = container.iformat->name;
-  return codec != AV_CODEC_ID_RAWVIDEO && !demuxer.ends_with("_pipe") && !demuxer.starts_with("image2");
+  return codec != AV_CODEC_ID_RAWVIDEO && !isPictureFile(container);
 }
 
 FieldOrder shownOrder(const AVFrame& picture) {

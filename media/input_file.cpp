@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <limits>
+#include <string_view>
 
 #include "support/user_error.h"
 
@@ -96,6 +97,11 @@ bool isIndexBehindPictures(const AVFormatContext& container) {
 }
 
 }  // namespace
+
+bool isPictureFile(const AVFormatContext& container) {
+  const std::string_view demuxer = container.iformat->name;
+  return demuxer.ends_with("_pipe") || demuxer.starts_with("image2");
+}
 
 InputFile openInput(const std::string& path, const std::string& name, const SourceOptions& options,
                     const std::atomic<bool>& stop) {

@@ -26,4 +26,7 @@ struct InputFile {
 InputFile openInput(const std::string& path, const std::string& name, const SourceOptions& options,
                     const std::atomic<bool>& stop);
 
+// True for a file that is one still picture, as those of a sequence are.
+bool isPictureFile(const AVFormatContext& container);
+
 }  // namespace kalvetra

@@ -1,0 +1,57 @@
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "cli/commands.h"
+#include "cli/console.h"
+#include "cli/interrupt.h"
+#include "cli/probe_report.h"
+#include "support/user_error.h"
+
+namespace kalvetra {
+
+namespace {
+
+struct ProbeCommand {
+  std::string input;
+  SourceOptions source;
+  bool json = false;
+};
+
+void run(const ProbeCommand& options) {
+  const int threads = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+  const ClipDescription clip = describeClip(options.input, options.source, threads, stopRequested());
+  throwIfInterrupted();
+  const std::string report = options.json ? reportJson(clip) : reportText(clip);
+  if (std::fputs(report.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
+    throw UserError("the standard output cannot be written to; the report is not complete");
+  }
+}
+
+}  // namespace
+
+void addProbeCommand(CLI::App& program) {
+  CLI::App* command =
+      program.add_subcommand("probe", "Say what a clip is, what it is taken for, and what endangers its key.");
+  auto options = std::make_shared<ProbeCommand>();
+  command
+      ->add_option("FILE", options->input,
+                   "A video, a still, a sequence like shot-%05d.png, or - for the standard input.")
+      ->required();
+  command->add_flag("--json", options->json, "Report in JSON.");
+  const auto parseRaw = [options](const std::string& text) {
+    try {
+      options->source.raw = parseRawPictures(text);
+    } catch (const UserError& error) {
+      throw CLI::ValidationError("--raw", error.what());
+    }
+  };
+  command
+      ->add_option_function<std::string>("--raw", parseRaw,
+                                         "FILE holds bare pictures, as 1920x1080@30000/1001:bgra describes them.")
+      ->type_name("WxH@FPS:FORMAT");
+  command->callback([options] { run(*options); });
+}
+
+}  // namespace kalvetra
