@@ -1,5 +1,7 @@
 #include "cli/command_outline.h"
 
+#include <algorithm>
+#include <iterator>
 #include <regex>
 
 namespace kalvetra {
@@ -52,6 +54,8 @@ OptionOutline outlineOfOption(const CLI::Option& option) {
   return outline;
 }
 
+bool isShown(const CLI::App* command) { return !command->get_group().empty(); }
+
 }  // namespace
 
 CommandOutline outlineOf(const CLI::App& program) {
@@ -62,9 +66,14 @@ CommandOutline outlineOf(const CLI::App& program) {
     if (option->get_group().empty()) continue;  // hidden
     (option->get_positional() ? outline.positionals : outline.options).push_back(outlineOfOption(*option));
   }
-  for (const CLI::App* command :
-       program.get_subcommands([](const CLI::App* app) { return !app->get_group().empty(); })) {
-    outline.commands.push_back(outlineOf(*command));
+  for (const CLI::App* command : program.get_subcommands(isShown)) {
+    CommandOutline inner = outlineOf(*command);
+    if (inner.name.empty()) {  // a group of options
+      std::move(inner.options.begin(), inner.options.end(), std::back_inserter(outline.options));
+      std::move(inner.positionals.begin(), inner.positionals.end(), std::back_inserter(outline.positionals));
+    } else {
+      outline.commands.push_back(std::move(inner));
+    }
   }
   return outline;
 }

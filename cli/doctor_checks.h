@@ -28,9 +28,11 @@ Check checkDecoder(const std::string& name, const std::string& use, bool needed)
 Check checkLibrary(const std::string& name, unsigned int built, unsigned int running);
 // That files can be made in the folder.
 Check checkFolder(const std::string& name, const std::string& folder);
+// Whether the memory, in bytes, does for large pictures on that many cores.
+Check checkMemory(double memory, unsigned int cores);
+// The hash that the engine's pictures have everywhere.
+inline constexpr unsigned long long kDrawnPictureHash = 0x618b57faadb696bbULL;
 // Keys a small drawn picture at every CPU level. The result must have that hash at each of them.
 std::vector<Check> checkEngine(unsigned long long expectedHash);
-// The hash that the engine's pictures have everywhere.
-extern const unsigned long long kDrawnPictureHash;
 
 }  // namespace kalvetra

@@ -25,7 +25,7 @@ void printJson(const std::vector<Check>& checks) {
 void printLines(const std::vector<Check>& checks) {
   for (const Check& check : checks) {
     std::printf("%-8s %-20s %s%s\n", checkStateName(check.state).c_str(), check.name.c_str(), check.detail.c_str(),
-                check.state != CheckState::Ok && !check.needed ? " (not needed otherwise)" : "");
+                check.state != CheckState::Ok && !check.needed ? " (the outputs of kalvetra key do without)" : "");
   }
 }
 

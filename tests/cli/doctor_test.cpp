@@ -79,6 +79,14 @@ TEST(Doctor, TellsALibraryOfAnotherKind) {
   expectHas(wrong.detail, "built with 57.28.100, running 58.2.100");
 }
 
+TEST(Doctor, TellsWhenTheCoresAreTooManyForTheMemory) {
+  EXPECT_EQ(CheckState::Ok, kalvetra::checkMemory(8e9, 4).state);
+  const Check little = kalvetra::checkMemory(2e9, 16);
+  EXPECT_EQ(CheckState::Wrong, little.state);
+  EXPECT_FALSE(little.needed);
+  expectHas(little.detail, "16 cores, 1.9 GiB: little for pictures of 3840 x 2160; give fewer --threads");
+}
+
 TEST(Doctor, TellsAFolderThatTakesNoFiles) {
   const Outcome outcome = run("TMPDIR=/nowhere/at/all " + kKalvetra + " doctor");
   EXPECT_EQ(0, outcome.status);  // outputs are not written there

@@ -44,6 +44,7 @@ struct Awkward {
     inner->add_option("--depth", number, "A number")->capture_default_str();
     inner->add_option("--into", text, "Where to")->type_name("DIR");
     inner->add_option("--hidden", text, "Not shown")->group("");
+    inner->add_option_group("Together", "")->add_option("--grouped", text, "In a group");
     inner->add_flag("-q")->description("Only short");
   }
 };
@@ -57,7 +58,7 @@ void walk(const CLI::App& app, const std::string& path,
     for (const std::string& name : option->get_lnames()) see(path, "--" + name);
   }
   for (const CLI::App* child : app.get_subcommands([](const CLI::App* a) { return !a->get_group().empty(); })) {
-    walk(*child, path + " " + child->get_name(), see);
+    walk(*child, child->get_name().empty() ? path : path + " " + child->get_name(), see);
   }
 }
 
