@@ -1,22 +1,16 @@
 #include "cli/key_options.h"
 
 #include <charconv>
-#include <cstdio>
 #include <regex>
 
+#include "cli/auto_settings.h"
 #include "cli/console.h"
-#include "cli/interrupt.h"
-#include "engine/backdrop_color.h"
-#include "media/frame_sampler.h"
 #include "parameters/parameter_manual.h"
 #include "parameters/parameter_table.h"
-#include "support/user_error.h"
 
 namespace kalvetra {
 
 namespace {
-
-constexpr int kSampledFrames = 8;
 
 // The value that `text` names for the parameter, nothing when it names none.
 std::optional<int> parseValue(const Parameter& p, const std::string& text) {
@@ -77,30 +71,12 @@ void addValueOption(CLI::App& command, const Parameter& p, KeyChoice& choice) {
       ->default_str(defaultText(p));
 }
 
-std::string hexColor(int red, int green, int blue) {
-  char text[8];
-  std::snprintf(text, sizeof text, "#%02x%02x%02x", red & 255, green & 255, blue & 255);
-  return text;
-}
-
 std::array<int, 3> findKeyColor(const std::string& input, int threads) {
-  BackdropFinder finder;
-  const int frames = sampleFrames(input, kSampledFrames, threads, stopRequested(), [&](const Image& frame) {
-    finder.add(frame.argb.data(), frame.width, frame.height);
-  });
-  throwIfInterrupted();
-  double share = 0.0;
-  const std::optional<BackdropColor> found = finder.find(&share);
-  if (frames == 0) throw UserError(input + ": no picture in it can be read; check the file");
-  if (!found) {
-    char percent[16];
-    std::snprintf(percent, sizeof percent, "%.1f %%", share * 100.0);
-    throw UserError(input + ": no green backdrop found (only " + percent +
-                    " of the picture is of one green, 5 % must be); name its colour with --key-color");
-  }
-  note("key colour " + hexColor(found->red, found->green, found->blue) + ", found in " + std::to_string(found->pixels) +
-       " of " + std::to_string(found->examined) + " pixels examined in " + counted(frames, "frame"));
-  return {found->red, found->green, found->blue};
+  const FoundBackdrop found = findBackdrop(input, kSampledFrames, threads);
+  const BackdropColor& color = found.color;
+  note("key colour " + hexColor(color.red, color.green, color.blue) + ", found in " + std::to_string(color.pixels) +
+       " of " + std::to_string(color.examined) + " pixels examined in " + counted(found.frames, "frame"));
+  return {color.red, color.green, color.blue};
 }
 
 }  // namespace

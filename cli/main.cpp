@@ -16,6 +16,7 @@ int runProgram(int argc, char** argv) {
   program.require_subcommand(1);
   kalvetra::addKeyCommand(program);
   kalvetra::addStillCommand(program);
+  kalvetra::addPickCommand(program);
   kalvetra::addSampleCommand(program);
   kalvetra::addParametersCommand(program);
   try {

@@ -7,7 +7,7 @@
 #include "engine/CKALVETRA.h"
 #include "engine/KALVETRA_MakeMaskGreenBack32bit.h"
 #include "engine/KalvetraFinalCut.h"
-#include "engine/backdrop_color.h"
+#include "analysis/backdrop_color.h"
 #include "parameters/parameter_table.h"
 #include "tests/support/cpu_levels.h"
 #include "tests/support/test_images.h"
