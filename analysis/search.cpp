@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "parameters/parameter_table.h"
+
 namespace kalvetra {
 
 namespace {
@@ -84,6 +86,18 @@ class Judge {
   double deblockPrice_;
 };
 
+// Takes back what hardly earns anything.
+KeySettings simplified(const Judge& judge, KeySettings best, const KeySettings& start) {
+  const double allowed = judge.price(best) * (1.0 + kLeastGain);
+  for (const Parameter& p : kParameters) {
+    if (p.value == nullptr || best.*p.value == start.*p.value) continue;
+    KeySettings simpler = best;
+    simpler.*p.value = start.*p.value;
+    if (judge.price(simpler) <= allowed) best = simpler;
+  }
+  return best;
+}
+
 }  // namespace
 
 KeySettings searchSettings(Trials& trials, const KeySettings& start, double deblockPrice) {
@@ -104,7 +118,7 @@ KeySettings searchSettings(Trials& trials, const KeySettings& start, double debl
     }
     if (lowest > before * (1.0 - kLeastGain)) break;
   }
-  return best;
+  return simplified(judge, best, start);
 }
 
 }  // namespace kalvetra
