@@ -46,8 +46,7 @@ Plane boxMean(const Plane& plane, int radius) {
 }
 
 Plane distanceToSet(const Plane& set) {
-  const float far = static_cast<float>(set.width + set.height);
-  Plane distance(set.width, set.height, far);
+  Plane distance(set.width, set.height, kNoDistance);
   const auto at = [&](int x, int y) -> float& { return distance[distance.index(x, y)]; };
   for (int y = 0; y < set.height; ++y) {
     for (int x = 0; x < set.width; ++x) {

@@ -24,7 +24,8 @@ struct Plane {
 // Mean over a square of 2 * radius + 1 pixels; at the borders, over what of it lies inside the picture.
 Plane boxMean(const Plane& plane, int radius);
 
-// City-block distance in pixels to the nearest pixel that is not 0; width + height where there is none.
+// City-block distance in pixels to the nearest pixel that is not 0; kNoDistance where there is none.
+inline constexpr float kNoDistance = 1e6f;
 Plane distanceToSet(const Plane& set);
 
 }  // namespace kalvetra
