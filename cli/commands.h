@@ -7,6 +7,7 @@ namespace kalvetra {
 
 void addKeyCommand(CLI::App& program);         // key INPUT OUTPUT
 void addStillCommand(CLI::App& program);       // still INPUT OUT.png
+void addPickCommand(CLI::App& program);        // pick FILE
 void addSampleCommand(CLI::App& program);      // sample OUT.mp4
 void addParametersCommand(CLI::App& program);  // parameters, params [--json]
 void addReportCommand(CLI::App& program);      // report KEYED

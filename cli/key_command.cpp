@@ -77,7 +77,7 @@ void keyOne(const CLI::App& command, const KeyCommand& options, const std::strin
   listener.frameDone = [&] { progress->advance(); };
   listener.end = [&] { progress->end(); };
   listener.settings = [&](const Reader&) {
-    const AnimatedSettings settings = settleSettings(command, options.choice, input, job.threads);
+    const AnimatedSettings settings = settleSettings(command, options.choice, input, job.source, job.threads);
     CommonOptions files = options.options;
     files.input = input;
     if (!job.outputs.empty()) files.output = job.outputs.front().path;

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "cli/auto_settings.h"
 #include "cli/console.h"
 #include "cli/key_color_search.h"
 #include "media/temporary_output.h"
@@ -68,6 +69,16 @@ void addParameterOption(CLI::App& command, const Parameter& p, KeyChoice& choice
       ->default_str(p.kind == ParameterKind::Color ? "auto" : defaultText(p));
 }
 
+// What is proposed for the clip, each setting said with its reason.
+KeySettings proposed(const std::string& input, const SourceOptions& source, int threads) {
+  const Proposal proposal = proposeSettings(input, source, threads);
+  for (const Reason& reason : proposal.reasons) {
+    const Parameter& p = *findParameter(reason.slug);
+    note(std::string(p.slug) + " " + valueText(p, valueIn(proposal.settings, p)) + ": " + reason.sentence);
+  }
+  return proposal.settings;
+}
+
 void addPresetOptions(CLI::App& command, KeyChoice& choice) {
   const auto read = [&choice](const std::string& file) {
     choice.preset = readPreset(file);
@@ -104,7 +115,7 @@ void noteIdleOptions(const CLI::App& command, const AnimatedSettings& settings) 
 bool namesColor(const KeyChoice& choice) {
   const int color = colorParameter().id;
   if (choice.options.contains(color)) return true;
-  return !choice.searchColor && (choice.propose || (choice.preset && choice.preset->curves.contains(color)));
+  return !choice.searchColor && (choice.automatic || (choice.preset && choice.preset->curves.contains(color)));
 }
 
 // The source alone can do without. A saved preset holds the colour in any case.
@@ -133,18 +144,22 @@ void addKeyOptions(CLI::App& command, KeyChoice& choice, bool withOwnViews) {
   for (const Parameter& p : kParameters) {
     if (p.kind != ParameterKind::Group) addParameterOption(command, p, choice, withOwnViews);
   }
+  command
+      .add_flag("--auto", choice.automatic,
+                "Begin with settings proposed from the clip itself; a preset and single options override them.")
+      ->group(kGroup);
   addPresetOptions(command, choice);
 }
 
 AnimatedSettings settleSettings(const CLI::App& command, const KeyChoice& choice, const std::string& input,
-                                int threads) {
-  AnimatedSettings settings(choice.propose ? choice.propose(input, threads) : defaultSettings());
+                                const SourceOptions& source, int threads) {
+  AnimatedSettings settings(choice.automatic ? proposed(input, source, threads) : defaultSettings());
   if (choice.preset) applyPreset(*choice.preset, settings);
   for (const auto& [id, value] : choice.options) settings.set(*findParameter(id), value);
   noteIdleOptions(command, settings);
   if (!namesColor(choice)) {
     if (!needsColor(choice, settings)) return settings;
-    settings.set(colorParameter(), findKeyColor(input, threads));
+    settings.set(colorParameter(), findKeyColor(input, source, threads));
   }
   const auto keysSomething = [](int color) { return !isBlack(color); };
   if (!anyValue(settings, colorParameter(), keysSomething)) note("a black key colour keys nothing");

@@ -2,13 +2,13 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
-#include <functional>
 #include <map>
 #include <optional>
 #include <string>
 
 #include "cli/common_options.h"
 #include "jobs/shown_view.h"
+#include "media/source_options.h"
 #include "parameters/animated_settings.h"
 #include "parameters/preset.h"
 
@@ -23,9 +23,7 @@ struct KeyChoice {
   std::string savedPreset;           // --save-preset: a file's name, or empty
 
   bool alwaysKeys = false;  // what is shown besides the view needs the key colour
-
-  // Where the settings begin: a proposal for that input, key colour included. Empty for the table's defaults.
-  std::function<KeySettings(const std::string& input, int threads)> propose;
+  bool automatic = false;            // --auto: begin with what is proposed for the clip, not with the table's defaults
 };
 
 // Adds one option for each parameter (its slug, range, default and help), --preset and --save-preset. `choice` must
@@ -36,7 +34,7 @@ void addKeyOptions(CLI::App& command, KeyChoice& choice, bool withOwnViews = fal
 // single options. Where none of them names the key colour, and it is needed, it is found in the clip and named on
 // stderr. Notes say which options do nothing. Throws UserError when the clip shows no green backdrop.
 AnimatedSettings settleSettings(const CLI::App& command, const KeyChoice& choice, const std::string& input,
-                                int threads);
+                                const SourceOptions& source, int threads);
 
 // What to show of a frame with these settings.
 ShownView shownView(const KeyChoice& choice, const KeySettings& settings);

@@ -11,6 +11,7 @@ std::unique_ptr<CLI::App> makeProgram() {
   addKeyCommand(*program);
   addStillCommand(*program);
   addProbeCommand(*program);
+  addPickCommand(*program);
   addReportCommand(*program);
   addSampleCommand(*program);
   addParametersCommand(*program);

@@ -57,7 +57,7 @@ void run(const CLI::App& command, const StillCommand& options) {
   if (!options.output.ends_with(".png")) throw UserError(options.output + ": a still is a PNG; end its name in .png");
   refuseOverwritingInput(options.input, options.output);
   TemporaryOutput output(options.output, options.replace);
-  const AnimatedSettings settings = settleSettings(command, options.choice, options.input, options.threads);
+  const AnimatedSettings settings = settleSettings(command, options.choice, options.input, {}, options.threads);
   savePreset(options.choice.savedPreset, settings, options);
   std::int64_t number = 0;
   const Image source = frameAt(options.input, options.seconds, options.threads, stopRequested(), &number);

@@ -7,7 +7,6 @@
 #include "engine/CKALVETRA.h"
 #include "engine/KALVETRA_MakeMaskGreenBack32bit.h"
 #include "engine/KalvetraFinalCut.h"
-#include "engine/backdrop_color.h"
 #include "parameters/parameter_table.h"
 #include "tests/support/cpu_levels.h"
 #include "tests/support/test_images.h"
@@ -356,34 +355,6 @@ TEST(RenderEntry, LargeFramesKeepTheirBytes) {
     EXPECT_EQ(1444998034409168601u,
               hash(701, 395, [](KeySettings& s) { s.smoothBG = 0, s.edgeContract = 1, s.edgeBlur = 1; }));
   });
-}
-
-TEST(BackdropFinder, FindsTheScreenAndRefusesOtherPictures) {
-  kalvetra::BackdropFinder finder;
-  const Bytes frame = greenScreen(200, 120, 3);
-  finder.add(frame.data(), 200, 120);
-  const auto found = finder.find();
-  ASSERT_TRUE(found.has_value());
-  EXPECT_NEAR(34, found->red, 8);
-  EXPECT_NEAR(134, found->green, 14);
-  EXPECT_NEAR(60, found->blue, 8);
-  EXPECT_GT(found->pixels, found->examined / 2);
-
-  const auto refuses = [](int red, int green, int blue) {
-    Bytes picture;
-    for (int i = 0; i < 100; ++i) {
-      append(picture, {255, static_cast<unsigned char>(red), static_cast<unsigned char>(green),
-                       static_cast<unsigned char>(blue)});
-    }
-    kalvetra::BackdropFinder other;
-    other.add(picture.data(), 10, 10);
-    return !other.find().has_value();
-  };
-  EXPECT_TRUE(refuses(30, 60, 180));    // blue screen
-  EXPECT_TRUE(refuses(128, 130, 128));  // grey
-  EXPECT_TRUE(refuses(130, 150, 40));   // dry grass
-  EXPECT_FALSE(refuses(0, 177, 64));
-  EXPECT_FALSE(kalvetra::BackdropFinder().find().has_value());
 }
 
 }  // namespace

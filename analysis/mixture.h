@@ -1,0 +1,33 @@
+// Colours as the analysis compares and mixes them.
+#pragma once
+
+#include "analysis/screen_model.h"
+
+namespace kalvetra {
+
+Rgb operator-(const Rgb& a, const Rgb& b);
+float dot(const Rgb& a, const Rgb& b);
+float length(const Rgb& a);
+float luma(const Rgb& c);
+// Of a colour over the mean of its red and blue; what spill adds to.
+float greenExcess(const Rgb& c);
+
+// Where a colour lies in the (I, Q) chroma plane, seen from the screen: `green` is 1 at the screen's chroma and 0 at
+// grey, `across` counts units beside the line between the two.
+struct Sight {
+  float green, across;
+};
+Sight look(const Rgb& color, const Rgb& screen);
+
+// A subject's colour mixed with the screen, and some of the screen's light thrown on the subject.
+struct Mixture {
+  float alpha;  // of the subject, 0..1
+  float spill;  // thrown light, as a share of the screen's; at most half of alpha
+};
+inline constexpr float kMostSpill = 0.5f;
+
+// The mixture that best explains `offset`, a pixel seen from the screen: by least squares, where little thrown light is
+// likelier than much. `way` leads from the screen to the subject and is not 0.
+Mixture unmix(const Rgb& offset, const Rgb& way, const Rgb& screen);
+
+}  // namespace kalvetra

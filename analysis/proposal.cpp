@@ -1,0 +1,70 @@
+#include "analysis/proposal.h"
+
+#include <tbb/parallel_for.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "analysis/proposal_reasons.h"
+#include "analysis/search.h"
+
+namespace kalvetra {
+
+namespace {
+
+constexpr double kMostPixels = 2'200'000.0;  // of a trial picture
+
+// Levels that smoothing the chroma has to save beyond all doubt where each pixel has a chroma of its own: it is then
+// no repair, only a blur.
+constexpr double kDeblockPrice = 0.01;
+
+}  // namespace
+
+// Whole pixels are kept, not means of several: they have the noise that the key will meet.
+void SettingsProposer::add(const unsigned char* argb, int width, int height) {
+  finder_.add(argb, width, height);
+  const double pixels = static_cast<double>(width) * height;
+  const int step = std::max(1, static_cast<int>(std::ceil(std::sqrt(pixels / kMostPixels))));
+  Picture picture{{}, (width + step - 1) / step, (height + step - 1) / step};
+  picture.argb.reserve(std::size_t{4} * static_cast<std::size_t>(picture.width) *
+                       static_cast<std::size_t>(picture.height));
+  for (int y = 0; y < height; y += step) {
+    for (int x = 0; x < width; x += step) {
+      const unsigned char* p = argb + (std::ptrdiff_t{y} * width + x) * 4;
+      picture.argb.insert(picture.argb.end(), p, p + 4);
+    }
+  }
+  pictures_.push_back(std::move(picture));
+}
+
+// Of the pictures, the one a quarter and the one three quarters through.
+Trials SettingsProposer::makeTrials(const BackdropColor& backdrop) const {
+  std::vector<const Picture*> chosen{&pictures_[pictures_.size() / 4]};
+  if (pictures_.size() > 1) chosen.push_back(&pictures_[pictures_.size() * 3 / 4]);
+  const Rgb color{static_cast<float>(backdrop.red), static_cast<float>(backdrop.green),
+                  static_cast<float>(backdrop.blue)};
+  std::vector<ReferenceMatte> mattes(chosen.size());
+  tbb::parallel_for(std::size_t{0}, chosen.size(), [&](std::size_t i) {
+    mattes[i] = makeReferenceMatte(chosen[i]->argb.data(), chosen[i]->width, chosen[i]->height, color);
+  });
+  Trials trials;
+  for (std::size_t i = 0; i < chosen.size(); ++i) {
+    trials.add(chosen[i]->argb.data(), chosen[i]->width, chosen[i]->height, std::move(mattes[i]));
+  }
+  return trials;
+}
+
+std::optional<Proposal> SettingsProposer::propose(double* share) const {
+  const std::optional<BackdropColor> backdrop = finder_.find(share);
+  if (!backdrop) return std::nullopt;
+  Trials trials = makeTrials(*backdrop);
+  KeySettings start = defaultSettings();
+  start.keyColor = {backdrop->red / 255.0, backdrop->green / 255.0, backdrop->blue / 255.0};
+  const double atDefaults = trials.cost(start);
+  const KeySettings found = searchSettings(trials, start, sampling_ == ChromaSampling::Full ? kDeblockPrice : 0.0);
+  Proposal proposal{found, *backdrop, {}, atDefaults, trials.cost(found)};
+  proposal.reasons = reasonsFor(proposal, trials, sampling_);
+  return proposal;
+}
+
+}  // namespace kalvetra

@@ -1,0 +1,62 @@
+// Proposes every key setting for a clip from a few of its pictures.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "analysis/backdrop_color.h"
+#include "analysis/trials.h"
+#include "parameters/key_settings.h"
+
+namespace kalvetra {
+
+// How densely a clip's chroma was sampled before it became RGB.
+enum class ChromaSampling {
+  Full,     // RGB and 4:4:4
+  Half,     // 4:2:2
+  Quarter,  // 4:2:0, 4:1:1
+};
+
+// Why a setting is what it is.
+struct Reason {
+  std::string_view slug;  // of the parameter table
+  std::string sentence;
+};
+
+struct Proposal {
+  KeySettings settings;
+  BackdropColor backdrop;
+  std::vector<Reason> reasons;  // one for each setting but the view, in the table's order
+  // Mean error of the trial keys in levels (0..255), see Trials::cost; with the same key colour.
+  double errorAtDefaults;
+  double error;
+};
+
+class SettingsProposer {
+ public:
+  explicit SettingsProposer(ChromaSampling sampling) : sampling_(sampling) {}
+
+  // A picture in host order (alpha, red, green, blue), packed. A copy of it is kept, of a picture with more than
+  // 2,200,000 pixels only every second or third pixel of every second or third row.
+  void add(const unsigned char* argb, int width, int height);
+
+  // The settings under which the engine's keys of two of the pictures come nearest to their reference mattes; the same
+  // pictures in the same order give the same proposal. Nothing when they show no green backdrop; `share` as in
+  // BackdropFinder::find. Runs on all threads that oneTBB has.
+  std::optional<Proposal> propose(double* share = nullptr) const;
+
+ private:
+  struct Picture {
+    std::vector<unsigned char> argb;
+    int width, height;
+  };
+  Trials makeTrials(const BackdropColor& backdrop) const;
+
+  ChromaSampling sampling_;
+  BackdropFinder finder_;
+  std::vector<Picture> pictures_;
+};
+
+}  // namespace kalvetra

@@ -1,0 +1,38 @@
+// Trial keys: how far the engine's result lies from what it ought to be under given settings.
+#pragma once
+
+#include <vector>
+
+#include "analysis/reference_matte.h"
+#include "parameters/key_settings.h"
+
+namespace kalvetra {
+
+class Trials {
+ public:
+  // A picture in host order, packed; it is copied.
+  void add(const unsigned char* argb, int width, int height, ReferenceMatte matte);
+
+  // Mean difference in levels (0..255) between the key and its target, each laid over mid grey and over magenta;
+  // pixels without a target count as right. The picture is keyed anew unless only the clip levels have changed since
+  // the last call.
+  double cost(const KeySettings& settings);
+
+  // Of each picture.
+  std::vector<const ReferenceMatte*> mattes() const;
+
+ private:
+  struct Picture {
+    std::vector<unsigned char> argb;
+    int width, height;
+    ReferenceMatte matte;
+    std::vector<unsigned char> result;
+    std::vector<std::array<unsigned char, 4>> keyed;  // of each target, before clipping
+  };
+  void key(const KeySettings& settings);
+
+  std::vector<Picture> pictures_;
+  KeySettings keyedWith_{};
+};
+
+}  // namespace kalvetra

@@ -1,0 +1,30 @@
+// What the program finds out about a clip by itself: its backdrop's colour, and all key settings.
+#pragma once
+
+#include <string>
+
+#include "analysis/backdrop_color.h"
+#include "analysis/proposal.h"
+#include "media/source_options.h"
+
+namespace kalvetra {
+
+inline constexpr int kSampledFrames = 8;
+
+struct FoundBackdrop {
+  BackdropColor color;
+  int frames;  // that were looked at
+};
+
+// Looks for the backdrop in up to `frames` pictures from all over the clip. Throws UserError when none can be read or
+// they show no green backdrop, Interrupted when the user stops it.
+FoundBackdrop findBackdrop(const std::string& input, const SourceOptions& source, int frames, int threads);
+
+// Proposes all settings from up to `frames` pictures. Throws like findBackdrop.
+Proposal proposeSettings(const std::string& input, const SourceOptions& source, int threads,
+                         int frames = kSampledFrames);
+
+// "#2da54b"; each 0..255.
+std::string hexColor(int red, int green, int blue);
+
+}  // namespace kalvetra

@@ -1,0 +1,168 @@
+#include <cstdio>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <regex>
+
+#include "cli/auto_settings.h"
+#include "cli/commands.h"
+#include "cli/common_options.h"
+#include "cli/console.h"
+#include "cli/interrupt.h"
+#include "media/frame_sampler.h"
+#include "media/reader.h"
+#include "parameters/parameter_table.h"
+#include "support/user_error.h"
+
+namespace kalvetra {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct PickCommand : CommonOptions {
+  int frames = kSampledFrames;
+  std::optional<Area> area;
+  bool json = false;
+  bool settings = false;
+};
+
+Area parseArea(const std::string& text) {
+  std::smatch m;
+  if (!std::regex_match(text, m, std::regex("(\\d{1,5}),(\\d{1,5})(?:,(\\d{1,5}),(\\d{1,5}))?"))) {
+    throw CLI::ValidationError("--at", "'" + text + "' is no area; give x,y or x,y,width,height in pixels");
+  }
+  const bool point = !m[3].matched;
+  const Area area{std::stoi(m[1]), std::stoi(m[2]), point ? 1 : std::stoi(m[3]), point ? 1 : std::stoi(m[4])};
+  if (area.width == 0 || area.height == 0) {
+    throw CLI::ValidationError("--at", "'" + text + "' is empty; give a width and a height of at least 1");
+  }
+  return area;
+}
+
+std::string twoDigits(double value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.2f", value);
+  return text;
+}
+
+double rounded(double value) { return std::round(value * 1000.0) / 1000.0; }
+
+void printLine(const std::string& name, const std::string& value, const std::string& reason = {}) {
+  std::printf("%-18s %s%s%s\n", name.c_str(), value.c_str(), reason.empty() ? "" : "  ", reason.c_str());
+}
+
+std::string colorText(const MeasuredColor& color) { return hexColor(color.red, color.green, color.blue); }
+
+Json asJson(const MeasuredColor& color, int frames) {
+  return {{"keyColor", colorText(color)},
+          {"rgb", {color.red, color.green, color.blue}},
+          {"lumaSpread", rounded(color.lumaSpread)},
+          {"chromaSpread", rounded(color.chromaSpread)},
+          {"pixels", color.pixels},
+          {"frames", frames}};
+}
+
+void print(const MeasuredColor& color) {
+  printLine("key-color", colorText(color));
+  printLine("luma-spread", twoDigits(color.lumaSpread) + " levels");
+  printLine("chroma-spread", twoDigits(color.chromaSpread) + " levels");
+}
+
+void pickBackdrop(const PickCommand& options) {
+  const FoundBackdrop found = findBackdrop(options.input, {}, options.frames, options.threads);
+  if (options.json) {
+    Json json = asJson(found.color, found.frames);
+    json["confidence"] = rounded(found.color.confidence);
+    json["unevenness"] = rounded(found.color.unevenness);
+    json["reason"] = found.color.reason;
+    std::puts(json.dump(2).c_str());
+    return;
+  }
+  print(found.color);
+  printLine("confidence", twoDigits(found.color.confidence));
+  printLine("unevenness", twoDigits(found.color.unevenness) + " %");
+  printLine("reason", found.color.reason);
+}
+
+// The picture's size is known only now.
+void checkArea(const std::string& input, const Area& area, const Image& frame) {
+  if (area.left + area.width <= frame.width && area.top + area.height <= frame.height) return;
+  const auto size = [](int width, int height) { return std::to_string(width) + " x " + std::to_string(height); };
+  throw UserError(input + ": the area of " + size(area.width, area.height) + " pixels at " + std::to_string(area.left) +
+                  "," + std::to_string(area.top) + " is not inside the picture of " + size(frame.width, frame.height) +
+                  "; name one that is");
+}
+
+void pickArea(const PickCommand& options) {
+  const int turns = Reader(options.input, options.threads, stopRequested()).format().quarterTurns();
+  AreaMean mean;
+  const int frames = sampleFrames(options.input, options.frames, options.threads, stopRequested(), [&](const Image& f) {
+    const Image upright = turns == 0 ? Image() : turned(f, turns);
+    const Image& frame = turns == 0 ? f : upright;
+    checkArea(options.input, *options.area, frame);
+    mean.add(frame.argb.data(), frame.width, *options.area);
+  });
+  throwIfInterrupted();
+  const std::optional<MeasuredColor> color = mean.mean();
+  if (!color) throw UserError(options.input + ": no picture in it can be read; check the file");
+  const std::string reason = "The mean of " + counted(static_cast<std::int64_t>(color->pixels), "pixel") + " in " +
+                             counted(frames, "frame") + ".";
+  if (options.json) {
+    Json json = asJson(*color, frames);
+    json["reason"] = reason;
+    std::puts(json.dump(2).c_str());
+    return;
+  }
+  print(*color);
+  printLine("reason", reason);
+}
+
+std::string valueText(const Parameter& p, const Proposal& proposal) {
+  if (p.kind == ParameterKind::Color) return colorText(proposal.backdrop);
+  const int value = proposal.settings.*p.value;
+  return p.kind == ParameterKind::Toggle ? (value != 0 ? "on" : "off") : std::to_string(value);
+}
+
+void pickSettings(const PickCommand& options) {
+  const Proposal proposal = proposeSettings(options.input, {}, options.threads, options.frames);
+  Json json{{"error", rounded(proposal.error)}, {"errorAtDefaults", rounded(proposal.errorAtDefaults)}};
+  for (const Reason& reason : proposal.reasons) {
+    const std::string slug(reason.slug), value = valueText(*findParameter(reason.slug), proposal);
+    json["settings"][slug] = {{"value", value}, {"reason", reason.sentence}};
+    if (!options.json) printLine(slug, value, reason.sentence);
+  }
+  if (options.json) std::puts(json.dump(2).c_str());
+}
+
+void run(const PickCommand& options) {
+  if (options.settings) {
+    pickSettings(options);
+  } else if (options.area) {
+    pickArea(options);
+  } else {
+    pickBackdrop(options);
+  }
+}
+
+}  // namespace
+
+void addPickCommand(CLI::App& program) {
+  CLI::App* command = program.add_subcommand("pick", "Tell a clip's backdrop colour, or all settings that suit it.");
+  auto options = std::make_shared<PickCommand>();
+  command->add_option("FILE", options->input, "What to look at.")->required();
+  command->add_option("--frames", options->frames, "Pictures to look at, spread over the clip.")
+      ->check(CLI::Range(1, 100))
+      ->capture_default_str()
+      ->type_name("1..100");
+  const auto setArea = [options](const std::string& text) { options->area = parseArea(text); };
+  CLI::Option* area =
+      command->add_option_function<std::string>("--at", setArea, "Average this area, not the backdrop; in pixels.");
+  area->type_name("x,y[,w,h]");
+  command->add_flag("--settings", options->settings, "Propose all key settings, each with its reason.")->excludes(area);
+  command->add_flag("--json", options->json, "Print JSON.");
+  addThreadsOption(*command, *options);
+  addCpuOption(*command);
+  command->callback([options] { run(*options); });
+}
+
+}  // namespace kalvetra

@@ -1,0 +1,174 @@
+// Proposed settings: they read the clip, and they beat the defaults.
+#include "analysis/proposal.h"
+
+#include <gtest/gtest.h>
+
+#include "parameters/parameter_table.h"
+#include "tests/analysis/drawn_scene.h"
+
+namespace {
+
+using namespace kalvetra;
+using test::DrawnScene;
+
+Proposal propose(const DrawnScene& scene, ChromaSampling sampling = ChromaSampling::Full) {
+  SettingsProposer proposer(sampling);
+  proposer.add(scene.frame.data(), scene.width, scene.height);
+  std::optional<Proposal> proposal = proposer.propose();
+  if (!proposal) throw std::runtime_error("no backdrop found");
+  return *proposal;
+}
+
+double errorUnder(const DrawnScene& scene, const KeySettings& settings) {
+  test::Bytes keyed(scene.frame.size());
+  renderFrame(settings, scene.frame.data(), keyed.data(), scene.width, scene.height);
+  return scene.errorOf(keyed);
+}
+
+double errorAtDefaults(const DrawnScene& scene, const Proposal& proposal) {
+  KeySettings settings = defaultSettings();
+  settings.keyColor = proposal.settings.keyColor;
+  return errorUnder(scene, settings);
+}
+
+DrawnScene dressedIn(const test::Color& shirt) {
+  DrawnScene scene;
+  scene.shirt = shirt;
+  scene.noise = 2;
+  return scene.draw();
+}
+
+TEST(Proposal, IsNeverWorseThanTheDefaults) {
+  std::vector<DrawnScene> scenes;
+  for (const test::Color& shirt : {test::Color{40, 62, 150},
+                                   {20, 128, 132},
+                                   {112, 112, 44},
+                                   {232, 204, 48},
+                                   {235, 235, 232},
+                                   {24, 24, 28},
+                                   {176, 214, 180}}) {
+    scenes.push_back(dressedIn(shirt));
+  }
+  DrawnScene hard;
+  hard.noise = 12;
+  hard.unevenness = 0.4;
+  hard.softness = 9;
+  scenes.push_back(hard.draw());
+  DrawnScene veiled;
+  veiled.veil = 0.4;
+  scenes.push_back(veiled.draw());
+  DrawnScene clean;
+  clean.shirt = {176, 36, 40};
+  scenes.push_back(clean.draw());
+  for (std::size_t i = 0; i < scenes.size(); ++i) {
+    const Proposal proposal = propose(scenes[i]);
+    const double error = errorUnder(scenes[i], proposal.settings), before = errorAtDefaults(scenes[i], proposal);
+    EXPECT_LE(error, before + 0.02) << "scene " << i;
+    EXPECT_LE(proposal.error, proposal.errorAtDefaults) << "scene " << i;
+  }
+}
+
+TEST(Proposal, ColoursNearTheScreensMoveTheBoundOnTheirSide) {
+  const Proposal yellow = propose(dressedIn({232, 204, 48})), olive = propose(dressedIn({112, 112, 44}));
+  EXPECT_GT(yellow.settings.skinHue, 0);
+  EXPECT_GT(olive.settings.skinHue, 0);
+  EXPECT_GE(yellow.settings.blueHue, 0);
+  DrawnScene turquoise;
+  turquoise.screen = {70, 140, 40};
+  turquoise.shirt = {64, 196, 180};
+  turquoise.noise = 2;
+  EXPECT_LT(propose(turquoise.draw()).settings.blueHue, 0);
+  DrawnScene red;  // and nothing near green
+  red.shirt = {176, 36, 40};
+  red.skin = {176, 60, 60};
+  const Proposal far = propose(red.draw());
+  EXPECT_LE(far.settings.skinHue, 0);
+  EXPECT_GE(far.settings.blueHue, 0);
+  // Olive that is keyed away at the defaults is saved.
+  const DrawnScene scene = dressedIn({112, 112, 44});
+  EXPECT_LT(errorUnder(scene, olive.settings), 0.5 * errorAtDefaults(scene, olive));
+}
+
+TEST(Proposal, NoiseRaisesClipBlack) {
+  DrawnScene quiet, noisy;
+  noisy.noise = 25;
+  const Proposal silent = propose(quiet.draw()), loud = propose(noisy.draw());
+  EXPECT_LE(silent.settings.clipBlack, 2);
+  EXPECT_GT(loud.settings.clipBlack, silent.settings.clipBlack);
+}
+
+TEST(Proposal, AVeilIsNotClippedAway) {
+  DrawnScene veiled;
+  veiled.veil = 0.4;
+  veiled.draw();
+  const Proposal proposal = propose(veiled);
+  EXPECT_LE(proposal.settings.clipBlack, 8);
+  EXPECT_GE(proposal.settings.clipWhite, 75);
+}
+
+// Chroma shared by two by two pixels, as in 4:2:0, under noise: smoothing has to earn less there than where each pixel
+// has a chroma of its own.
+TEST(Proposal, SharedChromaMakesDeblockingEasier) {
+  DrawnScene scene;
+  scene.noise = 8;
+  scene.draw();
+  int subsampled = 0, full = 0;
+  for (const ChromaSampling sampling : {ChromaSampling::Full, ChromaSampling::Half, ChromaSampling::Quarter}) {
+    const int on = propose(scene, sampling).settings.deBlocking;
+    (sampling == ChromaSampling::Full ? full : subsampled) += on;
+  }
+  EXPECT_GE(subsampled, 2 * full);
+  DrawnScene clean;
+  EXPECT_EQ(0, propose(clean.draw(), ChromaSampling::Full).settings.deBlocking);
+}
+
+TEST(Proposal, TheSamePicturesGiveTheSameProposal) {
+  const DrawnScene a = dressedIn({20, 128, 132}), b = dressedIn({112, 112, 44});
+  const auto once = [&] {
+    SettingsProposer proposer(ChromaSampling::Quarter);
+    for (const DrawnScene* scene : {&a, &b, &a}) proposer.add(scene->frame.data(), scene->width, scene->height);
+    return *proposer.propose();
+  };
+  const Proposal first = once(), second = once();
+  EXPECT_EQ(first.error, second.error);
+  for (const Parameter& p : kParameters) {
+    if (p.value != nullptr) {
+      EXPECT_EQ(first.settings.*p.value, second.settings.*p.value) << p.slug;
+    }
+  }
+  ASSERT_EQ(first.reasons.size(), second.reasons.size());
+  for (std::size_t i = 0; i < first.reasons.size(); ++i) {
+    EXPECT_EQ(first.reasons[i].sentence, second.reasons[i].sentence);
+  }
+}
+
+TEST(Proposal, EverySettingHasItsReasonAndAValueInRange) {
+  DrawnScene large;  // more pixels than a trial picture has
+  large.width = 2000;
+  large.height = 1200;
+  const Proposal proposal = propose(large.draw());
+  std::size_t next = 0;
+  for (const Parameter& p : kParameters) {
+    if (p.kind == ParameterKind::Group || p.slug == "view") continue;
+    ASSERT_LT(next, proposal.reasons.size());
+    EXPECT_EQ(p.slug, proposal.reasons[next].slug);
+    EXPECT_GT(proposal.reasons[next++].sentence.size(), 10u) << p.slug;
+    if (p.value == nullptr) continue;
+    EXPECT_GE(proposal.settings.*p.value, p.minimum) << p.slug;
+    EXPECT_LE(proposal.settings.*p.value, p.maximum) << p.slug;
+  }
+  EXPECT_EQ(next, proposal.reasons.size());
+}
+
+TEST(Proposal, NothingWithoutABackdrop) {
+  DrawnScene blue;
+  blue.screen = {30, 60, 180};
+  blue.draw();
+  SettingsProposer proposer(ChromaSampling::Full);
+  proposer.add(blue.frame.data(), blue.width, blue.height);
+  double share = 1.0;
+  EXPECT_FALSE(proposer.propose(&share).has_value());
+  EXPECT_LT(share, 0.05);
+}
+
+}  // namespace

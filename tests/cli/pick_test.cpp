@@ -1,0 +1,124 @@
+// What the command tells about a clip's backdrop and settings.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/command.h"
+#include "tests/support/scratch_folder.h"
+
+namespace {
+
+using nlohmann::json;
+using namespace kalvetra::test;
+
+std::string pick(const std::string& arguments) { return kKalvetra + " pick " + arguments; }
+
+using Color = std::array<int, 3>;
+
+// A green screen with a box of one colour at 60..109, 20..89: a dozen frames of 160 x 90, colours exact.
+std::string drawClip(const ScratchFolder& folder, const std::string& name, const Color& subject) {
+  const std::string picture = folder.path("picture.ppm"), path = folder.path(name);
+  std::ofstream file(picture, std::ios::binary);
+  file << "P6 160 90 255\n";
+  for (int i = 0; i < 160 * 90; ++i) {
+    const bool inside = i % 160 >= 60 && i % 160 < 110 && i / 160 >= 20;
+    for (const int c : inside ? subject : Color{45, 165, 75}) file.put(static_cast<char>(c));
+  }
+  file.close();
+  need(kFfmpeg + "-loop 1 -i " + picture + " -frames:v 12 -c:v ffv1 -pix_fmt gbrp " + path);
+  return path;
+}
+
+TEST(PickCommand, FindsTheBackdropsColour) {
+  const ScratchFolder folder;
+  const std::string clip = drawClip(folder, "a.mkv", Color{200, 60, 40});
+  const std::string said = need(pick(clip));
+  expectHas(said, "key-color          #2da54b\n");
+  expectHas(said, "confidence         1.00\n");
+  expectHas(said, "unevenness         0.00 %");
+  expectHas(said, "reason ");
+  const json found = json::parse(need(pick(clip + " --json --frames 3")));
+  EXPECT_EQ("#2da54b", found["keyColor"]);
+  EXPECT_EQ((std::vector<int>{45, 165, 75}), found["rgb"].get<std::vector<int>>());
+  EXPECT_EQ(3, found["frames"]);
+  EXPECT_EQ(0.0, found["lumaSpread"]);
+  // The same colour as the one that a key finds.
+  expectHas(need(key(clip + " -f null")), "key colour #2da54b");
+}
+
+TEST(PickCommand, AveragesAnArea) {
+  const ScratchFolder folder;
+  const std::string clip = drawClip(folder, "a.mkv", Color{200, 60, 40});
+  expectHas(need(pick(clip + " --at 80,50")), "key-color          #c83c28\n");
+  expectHas(need(pick(clip + " --at 159,89")), "#2da54b");
+  const json half = json::parse(need(pick(clip + " --at 58,30,4,10 --frames 2 --json")));  // two columns of each
+  EXPECT_EQ((std::vector<int>{123, 113, 58}), half["rgb"].get<std::vector<int>>());
+  EXPECT_EQ(80, half["pixels"]);
+  EXPECT_FALSE(half.contains("confidence"));
+}
+
+TEST(PickCommand, CountsInTheUprightPicture) {
+  const ScratchFolder folder;
+  const std::string turned = folder.path("t.mp4"), shown = folder.path("shown.png");
+  need(kFfmpeg + "-i " + drawClip(folder, "a.mkv", {200, 60, 40}) + " -pix_fmt yuv420p " + folder.path("a.mp4"));
+  need(kFfmpeg + "-i " + folder.path("a.mp4") + " -c copy -metadata:s:v rotate=90 " + turned);
+  need(kFfmpeg + "-i " + turned + " -frames:v 1 " + shown);  // 90 x 160, as another program turns it
+  const auto red = [](const std::string& file, const std::string& at) {
+    return json::parse(need(pick(file + " --json --at " + at)))["rgb"][0].get<int>();
+  };
+  for (const char* at : {"5,80", "85,80", "50,5", "50,150"}) EXPECT_NEAR(red(shown, at), red(turned, at), 8) << at;
+  EXPECT_GT(std::abs(red(turned, "5,80") - red(turned, "85,80")), 100);
+  EXPECT_EQ(1, run(pick(turned + " --at 120,5")).status);
+}
+
+TEST(PickCommand, ProposesSettingsWithReasons) {
+  const ScratchFolder folder;
+  const std::string clip = drawClip(folder, "a.mkv", Color{232, 204, 48});
+  const std::string said = need(pick(clip + " --settings"));
+  expectHas(said, "key-color          #2da54b");
+  expectHas(said, "deblocking         off  each pixel has a chroma sample of its own");
+  const json proposed = json::parse(need(pick(clip + " --settings --json")));
+  EXPECT_EQ(19u, proposed["settings"].size());
+  EXPECT_GT(std::stoi(proposed["settings"]["skin-hue"]["value"].get<std::string>()), 0);  // the subject is yellow
+  EXPECT_LT(proposed["error"], proposed["errorAtDefaults"]);
+  need(kFfmpeg + "-i " + clip + " -c:v libx264 -pix_fmt yuv420p " + folder.path("b.mp4"));
+  expectHas(need(pick(folder.path("b.mp4") + " --settings")), "four pixels share one chroma sample");
+  EXPECT_EQ(said, need(pick(clip + " --settings --threads 1")));
+}
+
+TEST(PickCommand, RefusesInOneSentence) {
+  const ScratchFolder folder;
+  const std::string clip = drawClip(folder, "a.mkv", Color{200, 60, 40}), blue = folder.path("blue.png");
+  need(kFfmpeg + "-f lavfi -i color=0x304080:s=64x48 -frames:v 1 " + blue);
+  std::ofstream(folder.path("text.mp4")) << "no video";
+  const struct {
+    std::string command;
+    int status;
+    std::string sentence;
+  } cases[] = {
+      {pick(blue), 1, "no green backdrop found (only 0.0 % of the picture"},
+      {pick(blue + " --settings"), 1, "no green backdrop found"},
+      {pick(folder.path("none.mp4")), 1, "there is no such file"},
+      {pick(folder.path("text.mp4") + " --settings"), 1, "not a video"},
+      {pick(clip + " --at 150,80,20,20"), 1,
+       "the area of 20 x 20 pixels at 150,80 is not inside the picture of 160 x 90; name one that is"},
+      {pick(clip + " --at 160,0"), 1, "is not inside the picture"},
+      {pick(clip + " --at 99999,99999,99999,99999"), 1, "is not inside the picture"},
+      {pick(clip + " --at 5,5,0,3"), 2, "is empty"},
+      {pick(clip + " --at 5,5,3"), 2, "is no area; give x,y or x,y,width,height"},
+      {pick(clip + " --at -1,5"), 2, "--at"},
+      {pick(clip + " --frames 0"), 2, "--frames"},
+      {pick(clip + " --settings --at 1,1"), 2, "excludes"},
+      {pick(""), 2, "FILE is required"},
+  };
+  for (const auto& c : cases) {
+    const Outcome outcome = run(c.command);
+    EXPECT_EQ(c.status, outcome.status) << c.command << ": " << outcome.output;
+    expectHas(outcome.output, c.sentence);
+    EXPECT_EQ(1, std::count(outcome.output.begin(), outcome.output.end(), '\n')) << outcome.output;
+  }
+}
+
+}  // namespace
