@@ -102,7 +102,7 @@ FieldOrder Reader::findFieldOrder() {
   int state = AVERROR(EAGAIN);
   while (state == AVERROR(EAGAIN) && ahead_.size() < kMostPacketsAhead) {
     PacketPtr packet = makePacket();
-    if (readPacket(*packet) < 0) {
+    if (readSource(*packet) < 0) {
       avcodec_send_packet(decoder_.get(), nullptr);
     } else {
       if (packet->stream_index == videoIndex_) avcodec_send_packet(decoder_.get(), packet.get());
@@ -111,7 +111,6 @@ FieldOrder Reader::findFieldOrder() {
     state = avcodec_receive_frame(decoder_.get(), picture.get());
   }
   avcodec_flush_buffers(decoder_.get());
-  replayed_ = 0;
   if (state < 0) return FieldOrder::Unknown;
   return shownOrder(*picture);
 }
@@ -153,13 +152,16 @@ bool Reader::next(SourceFrame& frame) {
   }
 }
 
-// The next packet of any stream, those read ahead first. Once it has failed it goes on failing.
+// The next packet of any stream, those read ahead first.
 int Reader::readPacket(AVPacket& packet) {
-  if (replayed_ < ahead_.size()) {
-    av_packet_move_ref(&packet, ahead_[replayed_++].get());
-    if (replayed_ == ahead_.size()) ahead_.clear(), replayed_ = 0;
-    return 0;
-  }
+  if (ahead_.empty()) return readSource(packet);
+  av_packet_move_ref(&packet, ahead_.front().get());
+  ahead_.pop_front();
+  return 0;
+}
+
+// Once it has failed it goes on failing, but for one file of a sequence.
+int Reader::readSource(AVPacket& packet) {
   if (endState_ < 0) return endState_;
   const int state = sequence_ ? sequence_->read(packet) : av_read_frame(input_.container.get(), &packet);
   if (state < 0 && (!sequence_ || state == AVERROR_EOF)) endState_ = state;
@@ -269,7 +271,6 @@ bool Reader::seek(double fraction) {
 void Reader::restart() {
   avcodec_flush_buffers(decoder_.get());
   ahead_.clear();
-  replayed_ = 0;
   endState_ = 0;
   draining_ = false;
   lastTime_ = -1;
