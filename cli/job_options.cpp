@@ -50,7 +50,13 @@ bool isOpaque(ShownView view) { return view != ShownView::Result && view != Show
 
 void addInputOptions(CLI::App& command, JobOptions& options) {
   const std::string group = "Input";
-  const auto takeRaw = [&options](const std::string& text) { options.job.source.raw = parseRawPictures(text); };
+  const auto takeRaw = [&options](const std::string& text) {
+    try {
+      options.job.source.raw = parseRawPictures(text);
+    } catch (const UserError& error) {
+      throw CLI::ValidationError("--raw", error.what());
+    }
+  };
   command
       .add_option_function<std::string>("--raw", takeRaw,
                                         "The input is raw pictures of this size, rate and pixel format.")

@@ -64,7 +64,6 @@ class Run {
                      ", by its height");
     }
     for (const std::string& sentence : companions_->notes()) listener_.note(sentence);
-    if (!source_->gaps().empty()) listener_.note(source_->describeGaps());
     if (fields() && job_.fields == FieldChoice::Auto)
       listener_.note(job_.input + " is interlaced: keyed field by field");
   }

@@ -99,20 +99,17 @@ FieldOrder Reader::findFieldOrder() {
   const FieldOrder stated = shownOrder(p.field_order);
   if (stated != FieldOrder::Unknown || !canTellFields(p.codec_id, container())) return stated;
   const FramePtr picture = makeFrame();
-  std::vector<PacketPtr> packets;
   int state = AVERROR(EAGAIN);
-  while (state == AVERROR(EAGAIN) && packets.size() < kMostPacketsAhead) {
+  while (state == AVERROR(EAGAIN) && ahead_.size() < kMostPacketsAhead) {
     PacketPtr packet = makePacket();
-    const bool atEnd = readPacket(*packet) < 0;
-    if (atEnd || packet->stream_index == videoIndex_)
-      avcodec_send_packet(decoder_.get(), atEnd ? nullptr : packet.get());
-    if (!atEnd) packets.push_back(std::move(packet));
+    const bool atEnd = readSource(*packet) < 0;
+    if (atEnd) avcodec_send_packet(decoder_.get(), nullptr);
+    if (!atEnd && packet->stream_index == videoIndex_) avcodec_send_packet(decoder_.get(), packet.get());
+    if (!atEnd) ahead_.push_back(std::move(packet));
     state = avcodec_receive_frame(decoder_.get(), picture.get());
     if (atEnd) break;
   }
-  ahead_ = std::move(packets);
   avcodec_flush_buffers(decoder_.get());
-  replayed_ = 0;
   if (state < 0) return FieldOrder::Unknown;
   return shownOrder(*picture);
 }
@@ -154,13 +151,16 @@ bool Reader::next(SourceFrame& frame) {
   }
 }
 
-// The next packet of any stream, those read ahead first. Once it has failed it goes on failing.
+// The next packet of any stream, those read ahead first.
 int Reader::readPacket(AVPacket& packet) {
-  if (replayed_ < ahead_.size()) {
-    av_packet_move_ref(&packet, ahead_[replayed_++].get());
-    if (replayed_ == ahead_.size()) ahead_.clear(), replayed_ = 0;
-    return 0;
-  }
+  if (ahead_.empty()) return readSource(packet);
+  av_packet_move_ref(&packet, ahead_.front().get());
+  ahead_.pop_front();
+  return 0;
+}
+
+// Once it has failed it goes on failing, but for one file of a sequence.
+int Reader::readSource(AVPacket& packet) {
   if (endState_ < 0) return endState_;
   const int state = sequence_ ? sequence_->read(packet) : av_read_frame(input_.container.get(), &packet);
   if (state < 0 && (!sequence_ || state == AVERROR_EOF)) endState_ = state;
@@ -292,7 +292,6 @@ bool Reader::seekTo(std::int64_t time) {
 void Reader::restart() {
   avcodec_flush_buffers(decoder_.get());
   ahead_.clear();
-  replayed_ = 0;
   endState_ = 0;
   draining_ = false;
   lastTime_ = -1;

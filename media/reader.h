@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <set>
 #include <string>
@@ -73,6 +74,7 @@ class Reader {
   bool isWanted(int stream) const { return stream == videoIndex_ || copied_.contains(stream); }
   void countFromStart(AVPacket& packet) const;
   bool seekTo(std::int64_t target);
+  int readSource(AVPacket& packet);
   void restart();
   void feedDecoder(SourceFrame& frame);
   void stamp(SourceFrame& frame);
@@ -94,9 +96,8 @@ class Reader {
   PictureFormat format_;
   std::string colorGuess_;
   std::set<int> copied_;
-  std::vector<PacketPtr> ahead_;  // read before their turn, to look at the first picture
-  std::size_t replayed_ = 0;      // how many of them have been used
-  int endState_ = 0;              // the error that ended reading
+  std::deque<PacketPtr> ahead_;  // read before their turn, to look at the first picture
+  int endState_ = 0;             // the error that ended reading
   std::int64_t lastTime_ = -1;
   std::int64_t nextTime_ = 0;  // where a picture without a timestamp belongs
   std::int64_t packets_ = 0, delivered_ = 0, undecodable_ = 0;

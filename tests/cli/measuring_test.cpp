@@ -96,7 +96,7 @@ TEST(MeasuringOptions, BadUseGetsOneSentence) {
   } cases[] = {
       {clip, 2, "OUTPUT is required"},
       {clip + " -f null " + folder.path("x.mov"), 2, "-f null writes nothing; leave " + folder.path("x.mov") + " out"},
-      {clip + " -f mov " + folder.path("x.mov"), 2, "--format: mov not in {null,hash}"},
+      {clip + " -f mov " + folder.path("x.mov"), 2, "--format: mov not in {null,hash,nut,raw}"},
       {clip + " -f null --cpu " + missing, 2, "this machine has no " + missing + "; give " + known},
       {clip + " -f null --cpu mmx", 2, "'mmx' is not among its values; give " + known},
       {clip + color + "-f hash " + clip, 1, "would overwrite the input"},

@@ -204,6 +204,13 @@ TEST(Interlaced, TheOrderIsReadFromTheFileOrItsFirstPicture) {
   need(kPicture + "-pix_fmt yuv420p -c:v ffv1 " + folder.path("p.nut"));
   EXPECT_EQ(FieldOrder::Progressive, fieldOrderOf(folder.path("p.nut")));
   EXPECT_EQ(kFrames, read(folder.path("p.nut"), {}, 3).images.size());
+  // Neither must sound before it, or a decoder that hands its first picture out late.
+  need(kPicture + "-f lavfi -i sine=d=0.48 -pix_fmt yuv420p -c:v mpeg4 -bf 2 -c:a pcm_s16le " + folder.path("s.mov"));
+  for (const int threads : {1, 4}) {
+    const Clip clip = read(folder.path("s.mov"), {}, threads);
+    EXPECT_EQ(kFrames, clip.images.size());
+    EXPECT_EQ(0, clip.lost + clip.damaged);
+  }
 }
 
 // A moving edge between a red and a blue field: chroma that crosses fields shows as a third colour.
