@@ -3,6 +3,7 @@
 #include <deque>
 #include <filesystem>
 #include <optional>
+#include <set>
 
 #include "jobs/clip_reader.h"
 #include "jobs/frame_pipeline.h"
@@ -30,6 +31,7 @@ class Run {
  public:
   Run(const KeyJob& job, const JobListener& listener, const std::atomic<bool>& stop)
       : job_(job), listener_(listener), stop_(stop) {
+    refuseSharedNames();
     for (const OutputRequest& request : job.outputs) outputs_.emplace_back(request, job);
     if (!job.hashPath.empty()) openHashPlace();
     if (!job.receipt.empty()) receiptPlace_.emplace(job.receipt, job.replace);
@@ -66,6 +68,14 @@ class Run {
     for (const std::string& sentence : companions_->notes()) listener_.note(sentence);
     if (fields() && job_.fields == FieldChoice::Auto)
       listener_.note(job_.input + " is interlaced: keyed field by field");
+  }
+
+  void refuseSharedNames() const {
+    std::set<std::filesystem::path> names;
+    for (const OutputRequest& request : job_.outputs) {
+      if (names.insert(std::filesystem::weakly_canonical(request.path)).second) continue;
+      throw UserError(request.path + ": is named for two outputs; give each a file of its own");
+    }
   }
 
   void openHashPlace() {
@@ -136,8 +146,10 @@ class Run {
       throw UserError(job_.input + ": no picture in it can be read; check the file and the range");
     const std::int64_t lost = source_->lostFrames(), damaged = source_->damagedFrames();
     if (lost + damaged == 0) return;
-    result_.damage = job_.input + ": the file is damaged: " + counted(lost, "frame") + " lost, " +
-                     counted(damaged, "frame") + " with errors; " + counted(result_.frames, "frame") + " could be read";
+    const std::string gaps = source_->describeGaps();
+    result_.damage = (gaps.empty() ? job_.input + ": the file is damaged" : gaps) + ": " + counted(lost, "frame") +
+                     " lost, " + counted(damaged, "frame") + " with errors; " + counted(result_.frames, "frame") +
+                     " could be read";
     if (!job_.keepPartial) {
       throw UserError(result_.damage + "; nothing was written, --keep-partial would keep them");
     }

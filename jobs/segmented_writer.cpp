@@ -43,12 +43,14 @@ void SegmentedWriter::write(PackedPicture picture, std::int64_t time, std::int64
   if (!writer_) open();
   writer_->write(std::move(picture), time, duration);
   ++pictures_;
+  hasPictures_ = true;
 }
 
 void SegmentedWriter::checkpoint() {
-  if (!writer_) return;
+  if (!hasPictures_) return;
   writer_->finish();
   writer_.reset();
+  hasPictures_ = false;
   ++segments_;
 }
 

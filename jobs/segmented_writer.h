@@ -40,6 +40,7 @@ class SegmentedWriter : public PictureSink {
   PicturePacking packing_;
   int segments_;                    // completed
   std::int64_t pictures_;           // written so far, by earlier runs too
+  bool hasPictures_ = false;        // the open segment
   std::unique_ptr<Writer> writer_;  // of the open segment
 };
 

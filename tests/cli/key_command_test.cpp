@@ -229,7 +229,7 @@ TEST(KeyCommand, BadUseGetsOneSentence) {
       {key(out.path("text.mp4") + there), 1, "not a video"},
       {key(out.path("sound.m4a") + there), 1, "has no video"},
       {key(out.path("wide.png") + there), 1, "more than 65535"},
-      {key(out.path("") + there), 1, "is a folder without a video"},
+      {key(out.path("") + there), 1, "several clips need {name} in the name of the output"},
       {key(small + " " + out.path("missing/x.mkv")), 1, "does not exist; create it"},
       {key(small + " " + out.path("x.avi")), 1, "'.avi' cannot be written; end the name in one of .mov"},
       {key(small + " " + out.path("x.png")), 1, "more than one picture; name a sequence"},

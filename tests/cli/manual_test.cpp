@@ -116,7 +116,7 @@ TEST(Manual, HoldsEveryOptionOfEveryCommand) {
 TEST(Manual, ShowsValuesDefaultsAndHelpAndHidesWhatIsHidden) {
   const std::string page = need(kKalvetra + " manual page");
   expectHas(page, "\\fB\\-\\-smooth\\-bg\\fR \\fIon, off\\fR\nKey against an estimate");
-  expectHas(page, "\\fB\\-f\\fR, \\fB\\-\\-format\\fR \\fInull, hash\\fR\n");
+  expectHas(page, "\\fB\\-f\\fR, \\fB\\-\\-format\\fR \\fInull, hash, nut, raw\\fR\n");
   expectHas(page,
             "\\fB\\-\\-shadow\\fR \\fI0..100\\fR\nDensity of shadows on the backdrop; lower values lighten them. "
             "Default: 100.");
@@ -189,7 +189,8 @@ TEST(Completion, TakenByFishWhichOffersWhatFits) {
                 "\"' | cut -f1");
   };
   EXPECT_EQ("--smooth-bg\n", offers(own, "kalvetra key --smo"));
-  EXPECT_EQ("matte\nplate\nresult\nsource\nstatus\n", need("echo '" + offers(own, "kalvetra key --view ") + "' | sort | grep ."));
+  EXPECT_EQ("matte\nplate\nresult\nsource\nstatus\n",
+            need("echo '" + offers(own, "kalvetra key --view ") + "' | sort | grep ."));
   EXPECT_EQ("down\nup\n", need("echo '" + offers(awkward, "kalvetra preset list --order ") + "' | sort | grep ."));
   EXPECT_EQ("drop-all\nlist\n", need("echo '" + offers(awkward, "kalvetra preset ") + "' | sort | grep ."));
 }

@@ -52,6 +52,7 @@ class ProofTest : public testing::Test {
       reader.next(frame);
       writer.write(writer.pack(keyedPicture(i)), frame.time, frame.duration);
       writer.writeCopied(frame.copied);
+      frame.copied.clear();
     }
     writer.finish();
     output.commit();

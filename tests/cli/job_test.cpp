@@ -1,0 +1,239 @@
+// Ranges, further outputs, batches and what a run tells about itself.
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/command.h"
+#include "tests/support/scratch_folder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace kalvetra::test;
+using kalvetra::Image;
+
+constexpr int kFrames = 30;
+const std::string kColor = " --key-color 60,190,80 ";
+
+// A second of 160 x 90 pictures with timecode and sound, ten pictures a group; green enough for a key.
+const std::string& clip() {
+  static const ScratchFolder folder;
+  static const std::string path = [] {
+    const std::string made = folder.path("clip.mov");
+    need(kFfmpeg + "-f lavfi -i testsrc2=s=160x90:r=30 -f lavfi -i sine=r=48000 -t 1 -timecode 10:00:00:00 " +
+         "-vf colorize=hue=130:saturation=0.6:lightness=0.4 -c:v libx264 -g 10 -bf 2 -pix_fmt yuv420p " +
+         "-colorspace smpte170m -color_primaries smpte170m -color_trc smpte170m -color_range tv -c:a pcm_s16le " +
+         made);
+    return made;
+  }();
+  return path;
+}
+
+std::vector<std::string> hashes(const std::string& arguments) {
+  const std::string text = need(key(arguments + kColor + "-f hash 2>/dev/null"));
+  std::vector<std::string> all;
+  std::istringstream lines(text);
+  for (std::string number, time, hash; lines >> number >> time >> hash;) all.push_back(hash);
+  return all;
+}
+
+double soundSeconds(const std::string& file) {
+  const std::string raw = file + ".pcm";
+  need(kFfmpeg + "-i " + file + " -f s16le " + raw);
+  return static_cast<double>(fs::file_size(raw)) / 2 / 48000;
+}
+
+TEST(Range, TheSamePicturesBySecondsAndByNumbers) {
+  const std::vector<std::string> all = hashes(clip());
+  ASSERT_EQ(kFrames + 1u, all.size());  // the last line is the clip's
+  const auto part = [&](const std::string& options, int first, int count) {
+    const std::vector<std::string> found = hashes(clip() + " " + options);
+    ASSERT_EQ(static_cast<std::size_t>(count) + 1, found.size()) << options;
+    EXPECT_TRUE(std::equal(found.begin(), found.end() - 1, all.begin() + first)) << options;
+  };
+  part("--start 0.5", 15, 15);
+  part("--start 7f --end 12f", 7, 5);
+  part("--end 0.1", 0, 3);
+  part("--start 0:00.9 --frames 2", 27, 2);
+}
+
+TEST(Range, SoundAndTimecodeBeginWithThePictures) {
+  const ScratchFolder out;
+  need(key(clip() + " " + out.path("o.mov") + kColor + "--start 12f --end 24f"));
+  const std::string streams = probe("stream=start_time:stream_tags=timecode", out.path("o.mov"));
+  expectHas(streams, "timecode=10:00:00:12");
+  EXPECT_NEAR(0.4, soundSeconds(out.path("o.mov")), 0.05);
+  expectHas(pictureTimes(out.path("o.mov")), "0.000000\n0.033333\n");
+  const Outcome nothing = run(key(clip() + " " + out.path("n.mov") + kColor + "--start 5"));
+  EXPECT_EQ(1, nothing.status);
+  expectHas(nothing.output, "check the file and the range");
+}
+
+TEST(Also, EveryViewComesFromTheOneKey) {
+  const ScratchFolder out;
+  const std::string more = " --also matte=" + out.path("m.mkv") + " --also plate=" + out.path("p.mkv") +
+                           " --also source=" + out.path("s.mkv") + " --also status=" + out.path("t.mkv") +
+                           " --also comp=" + out.path("c.mkv") + " --over '#102030'";
+  const std::string said = need(key(clip() + " " + out.path("r.mkv") + kColor + more));
+  expectHas(said, "% almost clear");
+  for (const char* name : {"m", "p", "s", "t"}) {
+    const std::string view = std::string(name) == "m"   ? "matte"
+                             : std::string(name) == "p" ? "plate"
+                             : std::string(name) == "s" ? "source"
+                                                        : "status";
+    need(key(clip() + " " + out.path("alone.mkv") + " -y --view " + view + kColor));
+    const std::vector<Image> alone = readAll(out.path("alone.mkv")),
+                             together = readAll(out.path(name + std::string(".mkv")));
+    ASSERT_EQ(alone.size(), together.size());
+    for (std::size_t i = 0; i < alone.size(); ++i) ASSERT_EQ(alone[i].argb, together[i].argb) << view << " " << i;
+  }
+  const Image result = readAll(out.path("r.mkv")).at(9), comp = readAll(out.path("c.mkv")).at(9);
+  const int background[] = {16, 32, 48};
+  for (std::size_t i = 0; i < result.argb.size(); i += 4) {
+    const int a = result.argb[i];
+    ASSERT_EQ(255, comp.argb[i]);
+    for (std::size_t c = 0; c < 3; ++c) {
+      ASSERT_EQ((result.argb[i + 1 + c] * a + background[c] * (255 - a) + 127) / 255, comp.argb[i + 1 + c]) << i;
+    }
+  }
+}
+
+TEST(Mattes, ForceTransparentAndOpaque) {
+  const ScratchFolder out;
+  const std::string half = "-f lavfi -i color=black:s=160x90,format=gray,geq=lum='if(lt(X\\,";
+  need(kFfmpeg + half + "80)\\,255\\,0)' -frames:v 1 " + out.path("left.png"));
+  need(kFfmpeg + half + "120)\\,255\\,0)' -frames:v 1 " + out.path("most.png"));
+  need(key(clip() + " " + out.path("o.mkv") + kColor + "--frames 3 --garbage " + out.path("left.png") + " --holdout " +
+           out.path("most.png")));
+  const Image image = readAll(out.path("o.mkv")).at(2);
+  for (int y = 0; y < 90; ++y) {
+    EXPECT_EQ(0, image.row(y)[4 * 40]) << "garbage outdoes holdout";
+    EXPECT_EQ(255, image.row(y)[4 * 100]);
+  }
+  need(kFfmpeg + "-f lavfi -i color=white:s=80x90 -frames:v 1 " + out.path("small.png"));
+  const Outcome refused = run(key(clip() + " " + out.path("x.mkv") + kColor + "--garbage " + out.path("small.png")));
+  EXPECT_EQ(1, refused.status);
+  expectHas(refused.output, "80 x 90");
+  EXPECT_FALSE(fs::exists(out.path("x.mkv")));
+}
+
+TEST(Batch, OneBadClipDoesNotStopTheOthers) {
+  const ScratchFolder out;
+  fs::create_directory(out.path("in"));
+  for (const char* name : {"a.mov", "c.mov"}) fs::copy_file(clip(), out.path("in/" + std::string(name)));
+  std::ofstream(out.path("in/b.mp4")) << "no clip";
+  std::ofstream(out.path("in/notes.txt")) << "nor this";
+  const std::string command = key(out.path("in") + " '" + out.path("{name}-k.mkv") + "'" + kColor + "--receipt '" +
+                                  out.path("{name}.json") + "'");
+  const Outcome outcome = run(command);
+  EXPECT_EQ(1, outcome.status);
+  expectHas(outcome.output, "b.mp4: is not a video");
+  expectHas(outcome.output, "2 of 3 clips keyed, 0 skipped, 1 failed: " + out.path("in/b.mp4"));
+  EXPECT_EQ((std::vector<std::string>{"a-k.mkv", "a.json", "c-k.mkv", "c.json", "in"}), out.names());
+  fs::remove(out.path("in/b.mp4"));
+  fs::remove(out.path("c-k.mkv"));
+  expectHas(need(command + " -y --skip-existing"), "1 of 2 clips keyed, 1 skipped, 0 failed");
+  EXPECT_EQ(readAll(out.path("a-k.mkv")).back().argb, readAll(out.path("c-k.mkv")).back().argb);
+}
+
+TEST(Receipt, TellsWhatWasMadeAndChecked) {
+  const ScratchFolder out;
+  need(key(clip() + " " + out.path("o.mkv") + kColor + "--receipt " + out.path("r.json")));
+  const auto receipt = nlohmann::json::parse(std::ifstream(out.path("r.json")));
+  EXPECT_EQ(kFrames, receipt.at("frames"));
+  EXPECT_EQ("murmur3:" + hashes(clip()).back(), receipt.at("clip_hash"));
+  EXPECT_EQ("#3cbe50", receipt.at("settings").at("key-color"));
+  EXPECT_EQ("10:00:00:00", receipt.at("input").at("timecode"));
+  const auto& output = receipt.at("outputs").at(0);
+  EXPECT_TRUE(output.at("verified"));
+  expectHas(output.at("checks").dump(), "30 pictures");
+  expectHas(output.at("checks").dump(), "timecode 10:00:00:00");
+  need(key(clip() + " " + out.path("o.mkv") + " -y --no-verify" + kColor + "--receipt " + out.path("r.json")));
+  EXPECT_FALSE(nlohmann::json::parse(std::ifstream(out.path("r.json"))).at("outputs").at(0).at("verified"));
+}
+
+TEST(ProgressOption, JsonIsOneObjectALine) {
+  const std::string text = need(key(clip() + " -f null --progress json" + kColor));
+  std::istringstream lines(text);
+  std::string line, last;
+  while (std::getline(lines, line)) {
+    if (line.starts_with('{')) last = line;
+  }
+  const auto object = nlohmann::json::parse(last);
+  EXPECT_EQ(kFrames, object.at("frame"));
+  EXPECT_EQ(kFrames, object.at("frames"));
+  EXPECT_EQ(0.0, object.at("seconds_left"));
+  EXPECT_EQ(std::string::npos, need(key(clip() + " -f null --progress none" + kColor)).find("fps, "));
+}
+
+TEST(Interlaced, FieldsAreKeyedApartAndStayInterlaced) {
+  const ScratchFolder out;
+  const std::string input = out.path("i.mov");
+  need(kFfmpeg + "-f lavfi -i testsrc2=s=160x90:r=50:d=0.4 -vf " +
+       "colorize=hue=130:saturation=0.6:lightness=0.4,tinterlace=interleave_top,setfield=tff -c:v prores_ks " +
+       "-flags +ildct -top 1 " + input);
+  const std::string said = need(key(input + " " + out.path("o.mov") + kColor));
+  expectHas(said, "is interlaced: keyed field by field");
+  expectHas(probe("stream=field_order", out.path("o.mov")), "field_order=tt");
+  EXPECT_NE(hashes(input), hashes(input + " --fields off"));
+  EXPECT_EQ(hashes(input), hashes(input + " --fields on"));
+}
+
+TEST(Dither, IsForDeepSourcesAlone) {
+  const ScratchFolder out;
+  const std::string deep = out.path("deep.mkv");
+  need(kFfmpeg + "-f lavfi -i gradients=s=160x90:d=0.2:c0=0x20a040:c1=0x30b850 -pix_fmt yuv420p10le -c:v ffv1 " + deep);
+  EXPECT_NE(hashes(deep + " --view source"), hashes(deep + " --view source --dither"));
+  EXPECT_EQ(hashes(clip() + " --view source"), hashes(clip() + " --view source --dither"));
+}
+
+TEST(Pipe, RawPicturesGoInAndOut) {
+  const std::string raw = "--raw 160x90@30:bgra";
+  const std::string straight = need(key(clip() + " -f hash" + kColor + "2>/dev/null"));
+  const std::string piped =
+      need(kFfmpeg + "-i " + clip() + " -f null - ; " + key(clip() + " - -f raw --view source 2>/dev/null") + " | " +
+           key("- -f hash " + raw + kColor + "2>/dev/null"));
+  EXPECT_EQ(straight.substr(straight.find("clip")), piped.substr(piped.find("clip")));
+}
+
+TEST(JobOptions, BadUseGetsOneSentence) {
+  const ScratchFolder out;
+  fs::create_directory(out.path("empty"));
+  fs::create_directory(out.path("two"));
+  fs::copy_file(clip(), out.path("two/clip.mov"));
+  const std::string there = " " + out.path("o.mkv") + kColor;
+  const struct {
+    std::string arguments;
+    int status;
+    std::string sentence;
+  } cases[] = {
+      {clip() + there + "--start soon", 2, "'soon' is no place in a clip; give seconds (2.5)"},
+      {clip() + there + "--frames 0", 2, "--frames"},
+      {clip() + there + "--raw 160@bgra", 2, "--raw"},
+      {clip() + there + "--also matte", 2, "names no further output; give VIEW=FILE"},
+      {clip() + there + "--also ghost=x.mkv", 2, "names no further output"},
+      {clip() + there + "--also comp=" + out.path("c.mp4"), 2, "comp needs a background; give it with --over"},
+      {clip() + there + "--over '#fff'", 2, "shows only in --also comp=FILE"},
+      {clip() + there + "--for fun", 2, "--for"},
+      {clip() + there + "--for web", 1, ".webm"},
+      {clip() + there + "--codec prores4444", 1, ".mov"},
+      {clip() + there + "--progress loud", 2, "--progress"},
+      {clip() + there + "--also matte=" + out.path("missing/m.mkv"), 1, "does not exist; create it"},
+      {clip() + there + "--also matte=" + out.path("o.mkv"), 1, "named for two outputs"},
+      {clip() + there + "--receipt " + out.path("missing/r.json"), 1, "does not exist; create it"},
+      {clip() + there + "--garbage " + out.path("none.png"), 1, "there is no such file"},
+      {out.path("empty") + there, 1, "is a folder without a video in it"},
+      {clip() + " " + out.path("two/clip.mov") + " '" + out.path("{name}.mkv") + "'", 1, "would both become"},
+      {clip() + " " + clip() + there, 1, "several clips need {name}"},
+      {"-" + there, 1, "is not a video"},
+  };
+  const std::vector<std::string> before = out.names();
+  for (const auto& c : cases) {
+    const Outcome outcome = run(key(c.arguments));
+    EXPECT_EQ(c.status, outcome.status) << c.arguments << ": " << outcome.output;
+    expectHas(outcome.output, c.sentence);
+    EXPECT_EQ(before, out.names()) << c.arguments;
+  }
+}
+
+}  // namespace
