@@ -143,6 +143,21 @@ TEST(Proposal, TheSamePicturesGiveTheSameProposal) {
   }
 }
 
+// Only a few of many pictures are kept; they come from all over the clip.
+TEST(Proposal, LongRowsOfPicturesAreThinnedEvenly) {
+  const DrawnScene blue = dressedIn({40, 62, 150}), yellow = dressedIn({232, 204, 48});
+  SettingsProposer halves(ChromaSampling::Full), early(ChromaSampling::Full);
+  for (int i = 0; i < 70; ++i) {
+    const DrawnScene& late = i < 35 ? blue : yellow;
+    const DrawnScene& first = i < 10 ? yellow : blue;
+    halves.add(late.frame.data(), late.width, late.height);
+    early.add(first.frame.data(), first.width, first.height);
+  }
+  const Proposal onlyBlue = propose(blue);
+  EXPECT_GT(halves.propose()->settings.skinHue, 0);  // yellow is seen at three quarters
+  EXPECT_EQ(onlyBlue.settings.skinHue, early.propose()->settings.skinHue);
+}
+
 TEST(Proposal, EverySettingHasItsReasonAndAValueInRange) {
   DrawnScene large;  // more pixels than a trial picture has
   large.width = 2000;
