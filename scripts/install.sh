@@ -3,11 +3,11 @@
 # With --tests also what the tests and the plug-in need, with --bench what the benchmark needs.
 set -euo pipefail
 
-debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libtbb-dev libcli11-dev libhwy-dev)
-mac=(cmake ninja pkg-config ffmpeg tbb cli11 highway)
+debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libtbb-dev libcli11-dev libhwy-dev nlohmann-json3-dev)
+mac=(cmake ninja pkg-config ffmpeg tbb cli11 highway nlohmann-json)
 if [ "${1:-}" = --tests ]; then
-  debian+=(libgtest-dev nlohmann-json3-dev ffmpeg gobjc++ libgnustep-base-dev libgl-dev)
-  mac+=(googletest nlohmann-json)
+  debian+=(libgtest-dev ffmpeg gobjc++ libgnustep-base-dev libgl-dev)
+  mac+=(googletest)
 elif [ "${1:-}" = --bench ]; then
   debian+=(libbenchmark-dev ffmpeg frei0r-plugins)
   mac+=(google-benchmark)
