@@ -12,6 +12,7 @@ namespace kalvetra {
 
 namespace {
 
+constexpr std::size_t kMostPictures = 16;
 constexpr double kMostPixels = 2'200'000.0;  // of a trial picture
 
 // Levels that smoothing the chroma has to save beyond all doubt where each pixel has a chroma of its own: it is then
@@ -20,9 +21,19 @@ constexpr double kDeblockPrice = 0.01;
 
 }  // namespace
 
-// Whole pixels are kept, not means of several: they have the noise that the key will meet.
 void SettingsProposer::add(const unsigned char* argb, int width, int height) {
   finder_.add(argb, width, height);
+  if (added_++ % stride_ != 0) return;
+  if (pictures_.size() == kMostPictures) {  // from now on half as dense
+    for (std::size_t i = 1; i < kMostPictures / 2; ++i) pictures_[i] = std::move(pictures_[2 * i]);
+    pictures_.resize(kMostPictures / 2);
+    stride_ *= 2;
+  }
+  keep(argb, width, height);
+}
+
+// Whole pixels are kept, not means of several: they have the noise that the key will meet.
+void SettingsProposer::keep(const unsigned char* argb, int width, int height) {
   const double pixels = static_cast<double>(width) * height;
   const int step = std::max(1, static_cast<int>(std::ceil(std::sqrt(pixels / kMostPixels))));
   Picture picture{{}, (width + step - 1) / step, (height + step - 1) / step};

@@ -38,8 +38,8 @@ class SettingsProposer {
  public:
   explicit SettingsProposer(ChromaSampling sampling) : sampling_(sampling) {}
 
-  // A picture in host order (alpha, red, green, blue), packed. A copy of it is kept, of a picture with more than
-  // 2,200,000 pixels only every second or third pixel of every second or third row.
+  // A picture in host order (alpha, red, green, blue), packed. Up to 16 copies are kept, evenly spread over what was
+  // added; of a picture with more than 2,200,000 pixels only every second or third pixel of every second or third row.
   void add(const unsigned char* argb, int width, int height);
 
   // The settings under which the engine's keys of two of the pictures come nearest to their reference mattes; the same
@@ -52,11 +52,13 @@ class SettingsProposer {
     std::vector<unsigned char> argb;
     int width, height;
   };
+  void keep(const unsigned char* argb, int width, int height);
   Trials makeTrials(const BackdropColor& backdrop) const;
 
   ChromaSampling sampling_;
   BackdropFinder finder_;
-  std::vector<Picture> pictures_;
+  std::vector<Picture> pictures_;  // every `stride_`th that was added
+  std::size_t added_ = 0, stride_ = 1;
 };
 
 }  // namespace kalvetra

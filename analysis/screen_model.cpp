@@ -11,6 +11,8 @@ namespace {
 constexpr int kBlock = 24;                            // pixels a side
 constexpr float kLeastScreen = 0.5f;                  // share of a block
 constexpr float kSmoothLight = 0.86f;                 // from one block to those around it
+constexpr int kDropReach = 4;                         // blocks that a sharp drop may spread over
+constexpr int kLeastDrops = 3;                        // blocks at which it must be seen
 constexpr float kDarkLayer = 0.85f;                   // of the light that the screen around it leads to expect
 constexpr float kDimmest = 0.25f, kBrightest = 2.5f;  // of the key colour's brightness
 
@@ -128,30 +130,53 @@ std::vector<int> ScreenModel::smoothRegions() const {
   return region;
 }
 
+// Whether a sharp drop of light is seen on the way from a block of the largest region down to (x, y): nothing but known
+// blocks lie between the two.
+bool ScreenModel::liesBelowDrop(int x, int y, const std::vector<int>& region, int largest) const {
+  for (const auto& [dx, dy] : {std::pair{1, 0}, {-1, 0}, {0, 1}, {0, -1}}) {
+    for (int step = 1; step <= kDropReach; ++step) {
+      const int nx = x + step * dx, ny = y + step * dy;
+      if (nx < 0 || ny < 0 || nx >= columns_ || ny >= rows_ || !block(nx, ny).known) break;
+      if (region[static_cast<std::size_t>(ny * columns_ + nx)] != largest) continue;
+      if (brightness(block(x, y).color) < kDarkLayer * brightness(block(nx, ny).color)) return true;
+      break;
+    }
+  }
+  return false;
+}
+
 // A part of the screen that is set off by a sharp drop of light has something dark and thin before it: the screen
-// behind that is continued from the largest region.
+// behind that is continued from around it. A part that is merely elsewhere, and darker, is screen.
 void ScreenModel::dropDarkLayers() {
   const std::vector<int> region = smoothRegions();
-  std::vector<std::size_t> sizes(blocks_.size() + 1, 0);
-  std::vector<float> light(blocks_.size() + 1, 0.0f), expected = light;
-  for (std::size_t i = 0; i < region.size(); ++i) {
-    if (region[i] >= 0) ++sizes[static_cast<std::size_t>(region[i])];
+  std::vector<int> sizes(blocks_.size() + 1, 0), drops = sizes;
+  for (const int r : region) {
+    if (r >= 0) ++sizes[static_cast<std::size_t>(r)];
   }
   const auto largest = static_cast<int>(std::max_element(sizes.begin(), sizes.end()) - sizes.begin());
-  ScreenModel continued = *this;
-  for (std::size_t i = 0; i < region.size(); ++i) continued.blocks_[i].known = region[i] == largest;
-  continued.continueOutwards({});
-  for (std::size_t i = 0; i < region.size(); ++i) {
-    if (region[i] < 0) continue;
-    light[static_cast<std::size_t>(region[i])] += brightness(blocks_[i].color);
-    expected[static_cast<std::size_t>(region[i])] += brightness(continued.blocks_[i].color);
+  const auto regionAt = [&](int x, int y) { return region[static_cast<std::size_t>(y * columns_ + x)]; };
+  for (int y = 0; y < rows_; ++y) {
+    for (int x = 0; x < columns_; ++x) {
+      const int r = regionAt(x, y);
+      if (r >= 0 && r != largest && liesBelowDrop(x, y, region, largest)) ++drops[static_cast<std::size_t>(r)];
+    }
   }
-  const auto isDark = [&](std::size_t r) { return light[r] < kDarkLayer * expected[r]; };
-  for (std::size_t i = 0; i < region.size(); ++i) {
-    const bool border = region[i] < 0;
-    if (border ? brightness(blocks_[i].color) < kDarkLayer * brightness(continued.blocks_[i].color)
-               : isDark(static_cast<std::size_t>(region[i]))) {
-      blocks_[i].known = false;
+  const auto isDark = [&](int x, int y) {
+    return regionAt(x, y) >= 0 && drops[static_cast<std::size_t>(regionAt(x, y))] >= kLeastDrops;
+  };
+  const auto isBorder = [&](int x, int y) {  // of something dark
+    if (regionAt(x, y) >= 0) return false;
+    if (block(x, y).known && liesBelowDrop(x, y, region, largest)) return true;
+    for (int ny = std::max(y - 2, 0); ny <= std::min(y + 2, rows_ - 1); ++ny) {
+      for (int nx = std::max(x - 2, 0); nx <= std::min(x + 2, columns_ - 1); ++nx) {
+        if (isDark(nx, ny)) return true;
+      }
+    }
+    return false;
+  };
+  for (int y = 0; y < rows_; ++y) {
+    for (int x = 0; x < columns_; ++x) {
+      if (isDark(x, y) || isBorder(x, y)) block(x, y).known = false;
     }
   }
 }

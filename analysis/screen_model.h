@@ -46,6 +46,7 @@ class ScreenModel {
   void measure(const RgbPlanes& picture, const Plane& screen);
   bool isSteep(int x, int y) const;
   std::vector<int> smoothRegions() const;
+  bool liesBelowDrop(int x, int y, const std::vector<int>& region, int largest) const;
   void dropDarkLayers();
   void judgeLight();
   void continueOutwards(const Rgb& color);

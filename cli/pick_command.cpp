@@ -1,6 +1,8 @@
+#include <cmath>
 #include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <regex>
 
 #include "cli/auto_settings.h"

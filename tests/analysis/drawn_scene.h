@@ -19,7 +19,8 @@ struct DrawnScene {
   double softness = 1.5;  // pixels over which the outline fades
   double noise = 0;       // greatest deviation of a channel, in levels
   double unevenness = 0;  // of the light from left to right, 0..1
-  double veil = 0;        // opacity of a white strip in the upper left
+  double veil = 0;        // opacity of a strip in the upper left
+  Color veilColor{235, 235, 235};
   std::uint64_t seed = 1;
 
   Bytes frame;                 // host order, opaque
@@ -65,7 +66,7 @@ struct DrawnScene {
       const double shade = 0.85 + 0.15 * std::sin(x / 31.0 + y / 23.0);
       own[c] = (headCover * skin[c] + (1 - headCover) * bodyCover * shirt[c] * shade) / std::max(opacity, 1e-9);
     }
-    if (opacity == 0 && veil > 0 && strip < 0) opacity = veil * ripple, own = {235, 235, 235};
+    if (opacity == 0 && veil > 0 && strip < 0) opacity = veil * ripple, own = veilColor;
     const double light = 1 - unevenness * x / width;
     frame.push_back(255);
     for (std::size_t c = 0; c < 3; ++c) {

@@ -64,6 +64,28 @@ TEST(ReferenceMatte, AVeilIsThinAndAPaleClothIsSolid) {
   EXPECT_GT(count, 6000);
 }
 
+TEST(ReferenceMatte, ADarkVeilIsALayerAndADarkPartOfTheScreenIsNot) {
+  DrawnScene veiled;
+  veiled.veil = 0.5;
+  veiled.veilColor = {10, 10, 10};
+  veiled.draw();
+  int count = 0;
+  EXPECT_LT(alphaError(veiled, matteOf(veiled), Region::Shade, count), 0.15);
+  EXPECT_GT(count, 2000);
+
+  DrawnScene divided;  // by a red bar from top to bottom; the light is weaker behind it
+  divided.draw();
+  for (std::size_t i = 0; i < divided.alpha.size(); ++i) {
+    const std::size_t x = i % static_cast<std::size_t>(divided.width);
+    const test::Color color = x < 150 ? divided.screen : x < 220 ? test::Color{200, 40, 40} : test::Color{30, 110, 50};
+    for (std::size_t c = 0; c < 3; ++c) divided.frame[i * 4 + 1 + c] = static_cast<unsigned char>(color[c]);
+  }
+  const ReferenceMatte matte = matteOf(divided);
+  const double screen = static_cast<double>(matte.area[static_cast<std::size_t>(Region::Screen)]);
+  EXPECT_NEAR(410.0 / 480.0, screen / static_cast<double>(matte.pixels), 0.05);
+  EXPECT_NEAR(100.0 / 3.0, static_cast<double>(matte.unevenness), 1.0);
+}
+
 TEST(ReferenceMatte, PicturesWithoutSubjectOrScreenAndTinyOnes) {
   const Rgb green{45, 165, 75};
   for (const auto& [width, height] : {std::pair{1, 1}, {3, 2}, {90, 1}, {40, 40}}) {
