@@ -1,5 +1,9 @@
 #include "cli/job_options.h"
 
+extern "C" {
+#include <libavutil/parseutils.h>
+}
+
 #include <array>
 
 #include "cli/batch.h"
@@ -61,6 +65,16 @@ void addInputOptions(CLI::App& command, JobOptions& options) {
       .add_option_function<std::string>("--raw", takeRaw,
                                         "The input is raw pictures of this size, rate and pixel format.")
       ->type_name("WxH@FPS:FORMAT")
+      ->group(group);
+  const auto takeRate = [&options](const std::string& text) {
+    AVRational& rate = options.job.source.sequenceRate;
+    if (av_parse_video_rate(&rate, text.c_str()) < 0) {
+      throw CLI::ValidationError("--rate", "'" + text + "' is no rate; give pictures a second, like 24 or 30000/1001");
+    }
+  };
+  command.add_option_function<std::string>("--rate", takeRate, "Pictures a second of an image sequence.")
+      ->type_name("FPS")
+      ->default_str("25")
       ->group(group);
   addChoice<FieldChoice>(command, "--fields", kFieldChoices,
                          "Key the two fields of interlaced pictures apart; auto: where the clip is interlaced.",

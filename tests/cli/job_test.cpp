@@ -179,6 +179,18 @@ TEST(Interlaced, FieldsAreKeyedApartAndStayInterlaced) {
   EXPECT_EQ(hashes(input), hashes(input + " --fields on"));
 }
 
+TEST(Sequence, GapsAreSaidAndKeepTheirPlaceInTime) {
+  const ScratchFolder out;
+  need(kFfmpeg + "-i " + clip() + " -frames:v 6 -start_number 1001 " + out.path("s.%d.png"));
+  fs::remove(out.path("s.1003.png"));
+  const std::string command = key(out.path("s.%d.png") + " " + out.path("o.mov") + kColor + "--rate 24000/1001");
+  const Outcome refused = run(command);
+  EXPECT_EQ(1, refused.status);
+  expectHas(refused.output, "1 picture is missing (1003): 1 frame lost");
+  EXPECT_EQ(1, run(command + " --keep-partial").status);
+  expectHas(pictureTimes(out.path("o.mov")), "0.041708\n0.125125\n");
+}
+
 TEST(Dither, IsForDeepSourcesAlone) {
   const ScratchFolder out;
   const std::string deep = out.path("deep.mkv");
@@ -210,6 +222,7 @@ TEST(JobOptions, BadUseGetsOneSentence) {
       {clip() + there + "--start soon", 2, "'soon' is no place in a clip; give seconds (2.5)"},
       {clip() + there + "--frames 0", 2, "--frames"},
       {clip() + there + "--raw 160@bgra", 2, "--raw"},
+      {clip() + there + "--rate fast", 2, "'fast' is no rate; give pictures a second"},
       {clip() + there + "--also matte", 2, "names no further output; give VIEW=FILE"},
       {clip() + there + "--also ghost=x.mkv", 2, "names no further output"},
       {clip() + there + "--also comp=" + out.path("c.mp4"), 2, "comp needs a background; give it with --over"},
