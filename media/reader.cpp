@@ -65,7 +65,8 @@ void Reader::openDecoder(int threads) {
   if (!decoder_) throw std::bad_alloc();
   avcodec_parameters_to_context(decoder_.get(), stream.codecpar);
   decoder_->pkt_timebase = stream.time_base;
-  decoder_->thread_count = threads;
+  // With a picture a thread this decoder now and then forgets to tell of damage, with a slice a thread always.
+  decoder_->thread_count = codec->id == AV_CODEC_ID_H264 ? 1 : threads;
   const int error = avcodec_open2(decoder_.get(), codec, nullptr);
   if (error < 0) throw UserError(name_ + ": its video cannot be decoded (" + errorText(error) + "); convert it first");
 }
