@@ -51,7 +51,9 @@ std::vector<std::string> keyingRisks(const ClipDescription& clip) {
         "the frame rate varies; .mov, .mkv and .webm keep the times of the pictures, numbered files do not");
   }
   if (clip.fieldOrder == FieldOrder::TopFirst || clip.fieldOrder == FieldOrder::BottomFirst) {
-    risks.push_back("the pictures are interlaced; keyed as whole frames, moving edges mix two moments");
+    risks.push_back(
+        "the pictures are interlaced; each field is keyed with half the lines, so edges are coarser than a progressive "
+        "clip gives");
   }
   if (clip.bitsPerPixel && *clip.bitsPerPixel < leanestBits(clip)) risks.push_back(fewBits(*clip.bitsPerPixel));
   if (clip.alpha == AlphaKind::Premultiplied) {
