@@ -35,16 +35,18 @@ std::vector<Step> clips() {
   return steps;
 }
 
-std::vector<Step> deblocks() {
+// Chroma samples are two pixels apart at most, and a codec's blocks grow with its pictures: a wider blur of small
+// pictures is no repair.
+std::vector<Step> deblocks(int widest) {
   std::vector<Step> steps{{{&KeySettings::deBlocking, 0}, {&KeySettings::deBlockValue, 1}}};
-  for (const int radius : {1, 2, 3}) {
+  for (int radius = 1; radius <= widest; ++radius) {
     steps.push_back({{&KeySettings::deBlocking, 1}, {&KeySettings::deBlockValue, radius}});
   }
   return steps;
 }
 
 // In the order in which they are tried: what decides most comes first.
-std::vector<std::vector<Step>> candidates() {
+std::vector<std::vector<Step>> candidates(int widestDeblock) {
   return {
       valuesOf(&KeySettings::skinHue, {-25, 0, 25, 50}),
       valuesOf(&KeySettings::blueHue, {-50, -25, 0, 25, 50}),
@@ -54,7 +56,7 @@ std::vector<std::vector<Step>> candidates() {
       valuesOf(&KeySettings::despillSkin, {0, 20, 40, 70}),
       valuesOf(&KeySettings::despillBlue, {0, 20, 50}),
       valuesOf(&KeySettings::smoothBG, {0, 1}),
-      deblocks(),
+      deblocks(widestDeblock),
       {{{&KeySettings::edgeContract, 0}, {&KeySettings::contractMask, 2}},
        {{&KeySettings::edgeContract, 1}, {&KeySettings::contractMask, 1}}},
       {{{&KeySettings::edgeBlur, 0}, {&KeySettings::maskBlurRadius, 2}},
@@ -106,7 +108,7 @@ KeySettings searchSettings(Trials& trials, const KeySettings& start, double debl
   double lowest = judge.price(start);
   for (int round = 0; round < kRounds; ++round) {
     const double before = lowest;
-    for (const std::vector<Step>& steps : candidates()) {
+    for (const std::vector<Step>& steps : candidates(trials.widestDeblock())) {
       for (const Step& step : steps) {
         if (holds(best, step)) continue;
         const KeySettings settings = applied(best, step);

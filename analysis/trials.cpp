@@ -16,6 +16,9 @@ constexpr Rgb kGrey{128.0f, 128.0f, 128.0f}, kMagenta{255.0f, 0.0f, 255.0f};
 // Of the regions, in their order. Whether a shadow is wanted no picture tells, so it decides less.
 constexpr std::array<double, kRegions> kWeights{1.0, 1.0, 1.0, 0.35, 1.0};
 
+constexpr float kSpillWeight = 0.3f;  // of a level of green left
+constexpr float kSolid = 0.9f;
+
 KeySettings withoutClip(KeySettings settings) {
   settings.clipBlack = 0;
   settings.clipWhite = 100;
@@ -48,11 +51,25 @@ float difference(const Target& target, const std::array<unsigned char, 4>& keyed
   return sum / 6.0f;
 }
 
+// By how much green stands out of an opaque or half-opaque pixel over black.
+float greenExcess(const std::array<unsigned char, 4>& keyed, float alpha) {
+  const float red = keyed[1], green = keyed[2], blue = keyed[3];
+  return alpha * (green - 0.5f * (red + blue));
+}
+
+// Green that the defaults would have taken out; only where they, too, leave the pixel solid.
+float spillLeft(const std::array<unsigned char, 4>& keyed, float alpha, const std::array<unsigned char, 4>& defaults) {
+  const float solid = static_cast<float>(defaults[0]) / 255.0f;
+  if (solid < kSolid) return 0.0f;
+  return std::max(greenExcess(keyed, alpha) - std::max(greenExcess(defaults, solid), 0.0f), 0.0f);
+}
+
 }  // namespace
 
 void Trials::add(const unsigned char* argb, int width, int height, ReferenceMatte matte) {
   const std::size_t bytes = std::size_t{4} * static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-  pictures_.push_back({{argb, argb + bytes}, width, height, std::move(matte), std::vector<unsigned char>(bytes), {}});
+  pictures_.push_back(
+      {{argb, argb + bytes}, width, height, std::move(matte), std::vector<unsigned char>(bytes), {}, {}});
   keyedWith_ = {};
 }
 
@@ -69,13 +86,27 @@ void Trials::key(const KeySettings& settings) {
   keyedWith_ = settings;
 }
 
+int Trials::widestDeblock() const {
+  const int width = pictures_.empty() ? 0 : pictures_.front().width;
+  return std::clamp(width / 640, 1, 3);
+}
+
 std::vector<const ReferenceMatte*> Trials::mattes() const {
   std::vector<const ReferenceMatte*> all;
   for (const Picture& p : pictures_) all.push_back(&p.matte);
   return all;
 }
 
+// The settings with which they are compared keep the colour and the views.
+void Trials::keyDefaults(const KeySettings& settings) {
+  KeySettings defaults = defaultSettings();
+  defaults.keyColor = settings.keyColor;
+  key(defaults);
+  for (Picture& p : pictures_) p.defaults = p.keyed;
+}
+
 double Trials::cost(const KeySettings& settings) {
+  if (!pictures_.empty() && pictures_.front().defaults.empty()) keyDefaults(settings);
   if (!equal(withoutClip(settings), keyedWith_)) key(withoutClip(settings));
   const std::array<float, 256> opacity = clipTable(settings);
   double total = 0.0;
@@ -83,7 +114,9 @@ double Trials::cost(const KeySettings& settings) {
     std::array<double, kRegions> sums{}, counts{};
     for (std::size_t i = 0; i < p.keyed.size(); ++i) {
       const auto region = static_cast<std::size_t>(p.matte.targets[i].region);
-      sums[region] += static_cast<double>(difference(p.matte.targets[i], p.keyed[i], opacity[p.keyed[i][0]]));
+      const float alpha = opacity[p.keyed[i][0]];
+      sums[region] += static_cast<double>(difference(p.matte.targets[i], p.keyed[i], alpha) +
+                                          kSpillWeight * spillLeft(p.keyed[i], alpha, p.defaults[i]));
       counts[region] += 1.0;
     }
     for (std::size_t r = 0; r < kRegions; ++r) {

@@ -5,6 +5,7 @@
 #include <tbb/parallel_pipeline.h>
 
 #include <algorithm>
+#include <exception>
 #include <map>
 #include <memory>
 
@@ -50,6 +51,30 @@ void write(Job& job, const std::vector<Route>& routes) {
   job.written.record.duration = source.duration;
 }
 
+// The first exception of any stage. It does not pass through the pipeline, which would lose the jobs under way; these
+// go on to the end without being worked on.
+class Failure {
+ public:
+  // Does the work, unless something has failed already. Answers what the work does, false after a failure.
+  template <class Work>
+  bool guard(Work work) {
+    if (failed_) return false;
+    try {
+      return work();
+    } catch (...) {
+      if (!failed_.exchange(true)) first_ = std::current_exception();
+      return false;
+    }
+  }
+  void rethrow() const {
+    if (first_) std::rethrow_exception(first_);
+  }
+
+ private:
+  std::atomic<bool> failed_{false};
+  std::exception_ptr first_;
+};
+
 }  // namespace
 
 void keyFrames(ClipReader& clip, const ColorTags& color, const Keying& keying, CompanionFiles& companions,
@@ -60,28 +85,38 @@ void keyFrames(ClipReader& clip, const ColorTags& color, const Keying& keying, C
   tbb::enumerable_thread_specific<FrameKeyer> keyers(
       [&] { return FrameKeyer(color, keying.conversion, keying.fields); });
   std::vector<PacketPtr> behindLastFrame;
+  Failure failure;
 
   const auto read = [&](tbb::flow_control& flow) -> JobPtr {
     auto job = std::make_shared<Job>();
-    if (stop || !clip.next(job->frame)) {
-      behindLastFrame = std::move(job->frame.source.copied);
-      flow.stop();
-      return nullptr;
-    }
-    job->companions = companions.at(job->frame.number, job->frame.index);
-    return job;
+    const bool more = !stop && failure.guard([&] {
+      if (!clip.next(job->frame)) return false;
+      job->companions = companions.at(job->frame.number, job->frame.index);
+      return true;
+    });
+    if (more) return job;
+    behindLastFrame = std::move(job->frame.source.copied);
+    flow.stop();
+    return nullptr;
   };
   const auto keyOne = [&](JobPtr job) {
-    key(*job, keyers.local(), keying, routes);
+    failure.guard([&] {
+      key(*job, keyers.local(), keying, routes);
+      return true;
+    });
     return job;
   };
   const auto writeOne = [&](const JobPtr& job) {
-    write(*job, routes);
-    written(job->written);
+    failure.guard([&] {
+      write(*job, routes);
+      written(job->written);
+      return true;
+    });
   };
   tbb::parallel_pipeline(workers + 2, tbb::make_filter<void, JobPtr>(tbb::filter_mode::serial_in_order, read) &
                                           tbb::make_filter<JobPtr, JobPtr>(tbb::filter_mode::parallel, keyOne) &
                                           tbb::make_filter<JobPtr, void>(tbb::filter_mode::serial_in_order, writeOne));
+  failure.rethrow();
   if (stop) return;
   for (const Route& route : routes) route.sink->writeCopied(behindLastFrame);
 }
