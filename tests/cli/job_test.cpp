@@ -141,9 +141,9 @@ TEST(Receipt, TellsWhatWasMadeAndChecked) {
   need(key(clip() + " " + out.path("o.mkv") + kColor + "--receipt " + out.path("r.json")));
   const auto receipt = nlohmann::json::parse(std::ifstream(out.path("r.json")));
   EXPECT_EQ(kFrames, receipt.at("frames"));
-  EXPECT_EQ("murmur3:" + hashes(clip()).back(), receipt.at("clip_hash"));
-  EXPECT_EQ("#3cbe50", receipt.at("settings").at("key-color"));
-  EXPECT_EQ("10:00:00:00", receipt.at("input").at("timecode"));
+  EXPECT_EQ("murmur3:" + hashes(clip()).back(), receipt.at("clip_hash").get<std::string>());
+  EXPECT_EQ("#3cbe50", receipt.at("settings").at("key-color").get<std::string>());
+  EXPECT_EQ("10:00:00:00", receipt.at("input").at("timecode").get<std::string>());
   const auto& output = receipt.at("outputs").at(0);
   EXPECT_TRUE(output.at("verified"));
   expectHas(output.at("checks").dump(), "30 pictures");
