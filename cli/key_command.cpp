@@ -67,7 +67,9 @@ void tellOutputs(const JobResult& result) {
 }
 
 void keyOne(const CLI::App& command, const KeyCommand& options, const std::string& input) {
-  const KeyJob job = jobFor(options.options, input, mainView(options.choice));
+  KeyJob job = jobFor(options.options, input, mainView(options.choice));
+  job.settingsRead = options.choice.presetFile;
+  job.settingsWritten = nameFor(options.choice.savedPreset, input);
   std::unique_ptr<Progress> progress;
   JobListener listener;
   listener.note = note;

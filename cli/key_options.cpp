@@ -82,6 +82,7 @@ KeySettings proposed(const std::string& input, const SourceOptions& source, int 
 void addPresetOptions(CLI::App& command, KeyChoice& choice) {
   const auto read = [&choice](const std::string& file) {
     choice.preset = readPreset(file);
+    choice.presetFile = file;
     const int look = choice.preset->look;
     if (look < kLookVersion) {
       note(file + " was made with look " + std::to_string(look) + ", this is look " + std::to_string(kLookVersion) +

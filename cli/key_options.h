@@ -20,6 +20,7 @@ struct KeyChoice {
   bool searchColor = false;          // --key-color auto: whatever a preset names
   std::optional<ShownView> ownView;  // --view plate or status
   std::optional<Preset> preset;      // --preset, read
+  std::string presetFile;            // its name
   std::string savedPreset;           // --save-preset: a file's name, or empty
 
   bool alwaysKeys = false;  // what is shown besides the view needs the key colour

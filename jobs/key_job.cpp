@@ -31,7 +31,7 @@ class Run {
  public:
   Run(const KeyJob& job, const JobListener& listener, const std::atomic<bool>& stop)
       : job_(job), listener_(listener), stop_(stop) {
-    refuseSharedNames();
+    refuseNames();
     for (const OutputRequest& request : job.outputs) outputs_.emplace_back(request, job);
     if (!job.hashPath.empty()) openHashPlace();
     if (!job.receipt.empty()) receiptPlace_.emplace(job.receipt, job.replace);
@@ -70,11 +70,22 @@ class Run {
       listener_.note(job_.input + " is interlaced: keyed field by field");
   }
 
-  void refuseSharedNames() const {
+  // Every file is written once, and none that is read is written, but for a preset that is brought up to date.
+  void refuseNames() const {
+    std::vector<std::string> written{job_.hashPath, job_.receipt, job_.settingsWritten};
+    for (const OutputRequest& request : job_.outputs) written.push_back(request.path);
+    const std::string read[] = {job_.settingsRead, job_.companions.garbage, job_.companions.holdout,
+                                job_.companions.background};
     std::set<std::filesystem::path> names;
-    for (const OutputRequest& request : job_.outputs) {
-      if (names.insert(std::filesystem::weakly_canonical(request.path)).second) continue;
-      throw UserError(request.path + ": is named for two outputs; give each a file of its own");
+    for (const std::string& path : written) {
+      if (path.empty()) continue;
+      if (!names.insert(std::filesystem::weakly_canonical(path)).second) {
+        throw UserError(path + ": is named for two outputs; give each a file of its own");
+      }
+      for (const std::string& other : read) {
+        const bool updatesPreset = path == job_.settingsWritten && other == job_.settingsRead;
+        if (!other.empty() && !updatesPreset) refuseOverwritingInput(other, path);
+      }
     }
   }
 

@@ -39,7 +39,8 @@ struct KeyJob {
   FieldChoice fields = FieldChoice::Auto;  // Auto: as the clip says
   bool dither = false;
   CompanionPaths companions;
-  std::vector<OutputRequest> outputs;  // the first is the main one; none with a measure
+  std::string settingsRead, settingsWritten;  // files of settings, or empty: no output may have their names
+  std::vector<OutputRequest> outputs;         // the first is the main one; none with a measure
   Measure measure = Measure::None;
   ShownView mainView = ShownView::Result;  // of the main output, and of what is measured
   bool animatedView = false;               // there the settings' view is shown, which changes on the way

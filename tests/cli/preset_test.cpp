@@ -153,7 +153,7 @@ TEST_F(PresetCommand, RefusalsHaveOneSentenceAndLeaveNothing) {
       {with("--preset " + good + " --view plates"), 2, "'plates' is not among its values"},
       {with("--preset " + good + " --save-preset " + line), 1, line + " exists already; give -y"},
       {with("-y --preset " + good + " --save-preset " + clip), 1, "would overwrite the input"},
-      {with("--preset " + good + " --save-preset " + target), 1, "is to be the output as well as the preset"},
+      {with("--preset " + good + " --save-preset " + target), 1, "named for two outputs"},
       {with("--preset " + good + " --save-preset " + folder.path("p-%d.json")), 1, "a preset is one file"},
       {with("--preset " + good + " --save-preset " + folder.path("no/p.json")), 1, "does not exist; create it"},
   };
