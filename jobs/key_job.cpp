@@ -32,6 +32,9 @@ class Run {
   Run(const KeyJob& job, const JobListener& listener, const std::atomic<bool>& stop)
       : job_(job), listener_(listener), stop_(stop) {
     refuseNames();
+    if (job.resumable && job.input == kStandardInput) {
+      throw UserError("the standard input cannot be read again to resume a run; name a file");
+    }
     for (const OutputRequest& request : job.outputs) outputs_.emplace_back(request, job);
     if (!job.hashPath.empty()) openHashPlace();
     if (!job.receipt.empty()) receiptPlace_.emplace(job.receipt, job.replace);

@@ -81,9 +81,13 @@ TemporaryOutput::TemporaryOutput(const std::string& target, bool replace, Unfini
 }
 
 TemporaryOutput::~TemporaryOutput() {
-  if (isStandardOutput() || unfinished_ == Unfinished::Kept) return;
+  if (isStandardOutput()) return;
   std::error_code ignored;
-  fs::remove_all(temporary_, ignored);
+  if (unfinished_ == Unfinished::Kept) {
+    fs::remove(temporary_, ignored);  // goes only while it is empty
+  } else {
+    fs::remove_all(temporary_, ignored);
+  }
 }
 
 std::string TemporaryOutput::path() const {

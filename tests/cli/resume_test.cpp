@@ -107,12 +107,16 @@ TEST_F(Resume, WhatCannotBeResumedIsSaid) {
   const std::pair<std::string, std::string> cases[] = {
       {clip() + " " + out_.path("o.mp4") + " --resume --view matte", "cannot be written in parts"},
       {clip() + " - --resume", "standard output cannot be resumed"},
+      {"- " + out_.path("o.mkv") + " --resume", "standard input cannot be read again"},
   };
   for (const auto& [arguments, sentence] : cases) {
     const Outcome refused = run(key(arguments + " --key-color 60,190,80"));
     EXPECT_EQ(1, refused.status) << arguments;
     expectHas(refused.output, sentence);
   }
+  const Outcome missing = run(key(out_.path("none.mp4") + " " + out_.path("o.mkv") + " --resume"));
+  EXPECT_EQ(1, missing.status);
+  expectHas(missing.output, "there is no such file");
   const Outcome usage = run(key(clip() + " -f null --resume"));
   EXPECT_EQ(2, usage.status);
   expectHas(usage.output, "-f null keeps nothing");
