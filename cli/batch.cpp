@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 
+#include "media/numbered_name.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -35,8 +36,8 @@ std::vector<std::string> videosIn(const std::string& folder) {
 std::string stemOf(const std::string& input) {
   if (input == "-") return "stdin";
   std::string stem = fs::path(input).stem().string();
+  if (!isNumberedName(fs::path(input).filename().string())) return stem;
   const std::size_t number = stem.find('%');
-  if (number == std::string::npos) return stem;
   stem.erase(number);
   const std::size_t last = stem.find_last_not_of("-_. ");
   return last == std::string::npos ? "sequence" : stem.substr(0, last + 1);

@@ -98,9 +98,27 @@ bool isThere(const JobOptions& options, const std::string& input) {
   return options.skipExisting && !options.outputPattern.empty() && outputExists(nameFor(options.outputPattern, input));
 }
 
+// No clip's output may take the name of another clip, or of another's output.
+void refuseClashes(const KeyCommand& options) {
+  if (!options.choice.savedPreset.empty() && !hasPlaceholder(options.choice.savedPreset)) {
+    throw UserError(options.choice.savedPreset + ": several clips need {name} in the name of the preset");
+  }
+  std::vector<std::string> written;
+  for (const std::string& input : options.options.inputs) {
+    for (const OutputRequest& output : jobFor(options.options, input, mainView(options.choice)).outputs) {
+      for (const std::string& clip : options.options.inputs) refuseOverwritingInput(clip, output.path);
+      for (const std::string& other : written) {
+        if (isSameFile(other, output.path)) throw UserError(output.path + ": is named for two clips; use other names");
+      }
+      written.push_back(output.path);
+    }
+  }
+}
+
 // One bad clip does not stop the others.
 void keyAll(const CLI::App& command, const KeyCommand& options) {
   const std::vector<std::string>& inputs = options.options.inputs;
+  refuseClashes(options);
   int skipped = 0;
   std::vector<std::string> failed;
   for (const std::string& input : inputs) {

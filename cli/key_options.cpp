@@ -16,7 +16,7 @@ namespace kalvetra {
 
 namespace {
 
-constexpr const char* kGroup = "Key";  // heading in --help and the manual
+constexpr const char* kGroup = "Key";                          // heading in --help and the manual
 constexpr std::string_view kOwnViews[] = {"plate", "status"};  // from ShownView::Plate on
 
 const Parameter& colorParameter() { return *findParameter("key-color"); }

@@ -13,8 +13,8 @@
 #include "cli/common_options.h"
 #include "cli/console.h"
 #include "cli/interrupt.h"
-#include "cli/progress.h"
 #include "cli/matte_reader.h"
+#include "cli/progress.h"
 #include "support/user_error.h"
 
 namespace kalvetra {

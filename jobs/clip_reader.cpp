@@ -75,10 +75,12 @@ bool ClipReader::readInRange(ClipFrame& frame) {
 
 // Sound that belongs into the range may come behind pictures that do not.
 void ClipReader::readTrailingSound() {
-  for (SourceFrame behind; reader_.copiesStreams() && reader_.next(behind);) {
+  SourceFrame behind;
+  while (reader_.copiesStreams() && reader_.next(behind)) {
     append(sound_, behind.copied);
     if (secondsOf(behind.time) > *end_ + kInterleaving) return;
   }
+  append(sound_, behind.copied);
 }
 
 // Takes out the sound up to that time of the clip; what lies outside the range is dropped, and the times of the rest

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "media/numbered_name.h"
 #include "parameters/look_version.h"
 #include "parameters/preset.h"
 
@@ -13,14 +14,45 @@ namespace {
 
 using nlohmann::json;
 
+std::int64_t millisecondsOf(std::filesystem::file_time_type time) {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
+}
+
+// Of a numbered name: how many files it covers, and when the last of them was changed.
+json sequenceIdentity(const std::string& path) {
+  const std::filesystem::path pattern(path);
+  const std::string name = pattern.filename().string();
+  std::int64_t files = 0, changed = 0, bytes = 0;
+  if (isNumberedName(name)) {
+    const std::filesystem::path folder = pattern.has_parent_path() ? pattern.parent_path() : ".";
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+      if (!NumberedName(name).covers(entry.path().filename().string())) continue;
+      ++files;
+      bytes += static_cast<std::int64_t>(entry.file_size(error));
+      changed = std::max(changed, millisecondsOf(entry.last_write_time(error)));
+    }
+  }
+  return {{"path", path}, {"files", files}, {"bytes", bytes}, {"changed", changed}};
+}
+
+json rawIdentity(const SourceOptions& source) {
+  json identity{{"rate", av_q2d(source.sequenceRate)}};
+  if (source.raw) {
+    identity["raw"] = {source.raw->width, source.raw->height, av_q2d(source.raw->rate),
+                       static_cast<int>(source.raw->format)};
+  }
+  return identity;
+}
+
 json fileIdentity(const std::string& path) {
   std::error_code error;
   const auto size = std::filesystem::file_size(path, error);
-  if (error) return {{"path", path}};  // a numbered name, or no file at all
-  const auto changed = std::filesystem::last_write_time(path, error).time_since_epoch();
+  if (error) return sequenceIdentity(path);
+  const auto changed = std::filesystem::last_write_time(path, error);
   return {{"path", std::filesystem::weakly_canonical(path).string()},
           {"bytes", size},
-          {"changed", std::chrono::duration_cast<std::chrono::milliseconds>(changed).count()}};
+          {"changed", millisecondsOf(changed)}};
 }
 
 json placeIdentity(const std::optional<Position>& position) {
@@ -34,6 +66,7 @@ std::string jobIdentity(const KeyJob& job, const AnimatedSettings& settings, boo
   json identity{{"look", kLookVersion},
                 {"input", fileIdentity(job.input)},
                 {"settings", json::parse(presetText(settings))},
+                {"source description", rawIdentity(job.source)},
                 {"fields", fields},
                 {"dither", job.dither},
                 {"start", placeIdentity(job.range.start)},

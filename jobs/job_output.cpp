@@ -11,7 +11,9 @@ namespace {
 void refuseUnresumable(const OutputRequest& request) {
   if (request.path == "-") throw UserError("a run into the standard output cannot be resumed; name a file");
   const std::string& codec = request.delivery.format->slug;
-  if (codec != "h264" && codec != "av1" && codec != "raw") return;
+  const bool singlePicture =
+      request.delivery.format->isPictures() && !isNumberedName(std::filesystem::path(request.path).filename().string());
+  if (codec != "h264" && codec != "av1" && codec != "raw" && codec != "nut" && !singlePicture) return;
   throw UserError(request.path + ": " + request.delivery.format->what +
                   " cannot be written in parts; leave --resume out or choose another codec");
 }
@@ -44,6 +46,13 @@ void JobOutput::open(Reader& source, const KeyJob& job, const Journal* journal, 
   for (const std::string& sentence : writer->leftOut()) listener.note(request_.path + ": " + sentence);
   soundStreams_ = writer->soundStreams();
   sink_ = std::move(writer);
+}
+
+void JobOutput::removeLeftovers() const {
+  std::error_code ignored;
+  for (const auto& entry : std::filesystem::directory_iterator(workFolder())) {
+    if (entry.path().filename() != "journal") std::filesystem::remove(entry.path(), ignored);
+  }
 }
 
 Route JobOutput::route() {

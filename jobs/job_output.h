@@ -28,6 +28,8 @@ class JobOutput {
   void commit();
 
   const OutputRequest& request() const { return request_; }
+  // Removes what another job may have left in the work folder, but for the journal.
+  void removeLeftovers() const;
   // Where an unfinished job keeps what it needs.
   const std::filesystem::path& workFolder() const { return place_->workFolder(); }
 

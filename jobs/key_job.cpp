@@ -3,7 +3,6 @@
 #include <deque>
 #include <filesystem>
 #include <optional>
-#include <set>
 
 #include "jobs/clip_reader.h"
 #include "jobs/frame_pipeline.h"
@@ -77,17 +76,25 @@ class Run {
   void refuseNames() const {
     std::vector<std::string> written{job_.hashPath, job_.receipt, job_.settingsWritten};
     for (const OutputRequest& request : job_.outputs) written.push_back(request.path);
-    const std::string read[] = {job_.settingsRead, job_.companions.garbage, job_.companions.holdout,
+    if (job_.measure == Measure::Hash && job_.hashPath.empty()) written.emplace_back("-");
+    const std::string read[] = {job_.input, job_.settingsRead, job_.companions.garbage, job_.companions.holdout,
                                 job_.companions.background};
-    std::set<std::filesystem::path> names;
-    for (const std::string& path : written) {
+    for (std::size_t i = 0; i < written.size(); ++i) {
+      const std::string& path = written[i];
       if (path.empty()) continue;
-      if (!names.insert(std::filesystem::weakly_canonical(path)).second) {
-        throw UserError(path + ": is named for two outputs; give each a file of its own");
+      for (std::size_t j = 0; j < i; ++j) {
+        if (!written[j].empty() && isSameFile(written[j], path)) {
+          throw UserError(path + ": is named for two outputs; give each a file of its own");
+        }
       }
       for (const std::string& other : read) {
         const bool updatesPreset = path == job_.settingsWritten && other == job_.settingsRead;
-        if (!other.empty() && !updatesPreset) refuseOverwritingInput(other, path);
+        if (!other.empty() && path != "-" && !updatesPreset) refuseOverwritingInput(other, path);
+      }
+    }
+    for (const std::string& path : {job_.receipt, job_.settingsWritten}) {
+      if (path == "-" || isNumberedName(std::filesystem::path(path).filename().string())) {
+        throw UserError(path + ": a receipt or a preset is one file; name it without a % and not -");
       }
     }
   }
@@ -100,7 +107,10 @@ class Run {
 
   void openJournal() {
     journal_.emplace(outputs_.front().workFolder(), jobIdentity(job_, keying_.settings, fields()));
-    if (journal_->frames().empty()) return;
+    if (journal_->frames().empty()) {
+      for (const JobOutput& output : outputs_) output.removeLeftovers();
+      return;
+    }
     listener_.note("going on behind " + counted(static_cast<std::int64_t>(journal_->frames().size()), "frame") +
                    " of an unfinished run");
   }

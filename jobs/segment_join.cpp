@@ -85,6 +85,10 @@ int joinSegments(const JoinedMovie& movie, const Delivery& delivery, const std::
     }
     const PacketPtr packet = makePacket();
     while (av_read_frame(input.get(), packet.get()) >= 0) {
+      if (packet->stream_index != 0) {  // a track of the timecode
+        av_packet_unref(packet.get());
+        continue;
+      }
       if (next == movie.frames.size()) failSegment(segment);
       const FrameRecord& frame = movie.frames[next++];
       sound->writeUntil(static_cast<double>(frame.time + movie.origin) * av_q2d(unit));

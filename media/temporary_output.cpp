@@ -48,8 +48,10 @@ bool standsFor(const fs::path& target, const fs::path& path) {
 
 }  // namespace
 
+bool isSameFile(const std::string& a, const std::string& b) { return standsFor(a, b) || standsFor(b, a); }
+
 void refuseOverwritingInput(const std::string& input, const std::string& output) {
-  if (standsFor(output, input) || standsFor(input, output)) {
+  if (isSameFile(input, output)) {
     throw UserError(output + " would overwrite the input; name another output");
   }
 }

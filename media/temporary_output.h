@@ -50,6 +50,9 @@ class TemporaryOutput {
   bool isSequence_;
 };
 
+// True when one name, of a file or of a numbered sequence, stands for the other or for a part of it.
+bool isSameFile(const std::string& a, const std::string& b);
+
 // True when a sequence or file of that name stands there already.
 bool outputExists(const std::string& target);
 

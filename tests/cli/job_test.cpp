@@ -69,6 +69,14 @@ TEST(Range, SoundAndTimecodeBeginWithThePictures) {
   expectHas(nothing.output, "check the file and the range");
 }
 
+TEST(Range, ResumedMoviesKeepTimecodeAndSound) {
+  const ScratchFolder out;
+  need(key(clip() + " " + out.path("o.mov") + kColor + "--end 22f --resume"));
+  EXPECT_EQ(22u, readAll(out.path("o.mov")).size());
+  expectHas(probe("stream_tags=timecode", out.path("o.mov")), "timecode=10:00:00:00");
+  EXPECT_NEAR(22 / 30.0, soundSeconds(out.path("o.mov")), 0.05);
+}
+
 TEST(Also, EveryViewComesFromTheOneKey) {
   const ScratchFolder out;
   const std::string more = " --also matte=" + out.path("m.mkv") + " --also plate=" + out.path("p.mkv") +
@@ -131,6 +139,12 @@ TEST(Batch, OneBadClipDoesNotStopTheOthers) {
   expectHas(outcome.output, "2 of 3 clips keyed, 0 skipped, 1 failed: " + out.path("in/b.mp4"));
   EXPECT_EQ((std::vector<std::string>{"a-k.mkv", "a.json", "c-k.mkv", "c.json", "in"}), out.names());
   fs::remove(out.path("in/b.mp4"));
+  fs::copy_file(clip(), out.path("in/a-m.mov"));
+  const Outcome clash = run(key(out.path("in") + " '" + out.path("in/{name}-k.mkv") +
+                                "' -y --also 'matte=" + out.path("in/{name}-m.mov") + "'" + kColor));
+  EXPECT_EQ(1, clash.status);
+  expectHas(clash.output, "would overwrite the input");
+  fs::remove(out.path("in/a-m.mov"));
   fs::remove(out.path("c-k.mkv"));
   expectHas(need(command + " -y --skip-existing"), "1 of 2 clips keyed, 1 skipped, 0 failed");
   EXPECT_EQ(readAll(out.path("a-k.mkv")).back().argb, readAll(out.path("c-k.mkv")).back().argb);
@@ -234,6 +248,11 @@ TEST(JobOptions, BadUseGetsOneSentence) {
       {clip() + there + "--also matte=" + out.path("missing/m.mkv"), 1, "does not exist; create it"},
       {clip() + there + "--also matte=" + out.path("o.mkv"), 1, "named for two outputs"},
       {clip() + there + "-y --receipt " + out.path("o.mkv"), 1, "named for two outputs"},
+      {clip() + there + "-y --receipt " + clip(), 1, "would overwrite the input"},
+      {clip() + there + "--receipt -", 1, "a receipt or a preset is one file"},
+      {clip() + " " + out.path("p-00001.png") + kColor + "--frames 1 --also matte=" + out.path("p-%05d.png"), 1,
+       "named for two outputs"},
+      {clip() + " -f hash --also matte=-" + kColor, 1, "named for two outputs"},
       {clip() + there + "-y --garbage " + out.path("two/clip.mov") + " --also source=" + out.path("two/clip.mov"), 1,
        "would overwrite the input"},
       {clip() + there + "-y --save-preset " + out.path("p.json") + " --receipt " + out.path("p.json"), 1,

@@ -154,7 +154,7 @@ TEST_F(PresetCommand, RefusalsHaveOneSentenceAndLeaveNothing) {
       {with("--preset " + good + " --save-preset " + line), 1, line + " exists already; give -y"},
       {with("-y --preset " + good + " --save-preset " + clip), 1, "would overwrite the input"},
       {with("--preset " + good + " --save-preset " + target), 1, "named for two outputs"},
-      {with("--preset " + good + " --save-preset " + folder.path("p-%d.json")), 1, "a preset is one file"},
+      {with("--preset " + good + " --save-preset " + folder.path("p-%d.json")), 1, "preset is one file"},
       {with("--preset " + good + " --save-preset " + folder.path("no/p.json")), 1, "does not exist; create it"},
   };
   const std::vector<std::string> before = folder.names();

@@ -107,6 +107,8 @@ TEST_F(Resume, WhatCannotBeResumedIsSaid) {
   const std::pair<std::string, std::string> cases[] = {
       {clip() + " " + out_.path("o.mp4") + " --resume --view matte", "cannot be written in parts"},
       {clip() + " - --resume", "standard output cannot be resumed"},
+      {clip() + " " + out_.path("o.nut") + " --resume", "cannot be written in parts"},
+      {clip() + " " + out_.path("o.png") + " --frames 1 --resume", "cannot be written in parts"},
       {"- " + out_.path("o.mkv") + " --resume", "standard input cannot be read again"},
   };
   for (const auto& [arguments, sentence] : cases) {
