@@ -54,17 +54,20 @@ bool ClipReader::readInRange(ClipFrame& frame) {
     const std::int64_t number = number_++;
     if (range_.isBefore(number, seconds)) {
       soundUntil(seconds);
+      lostBefore_ = reader_.lostFrames();
+      damagedBefore_ = reader_.damagedFrames();
       continue;
     }
     if (range_.isBehind(number, seconds, index_)) {
-      end_ = seconds;
+      end_ = index_ > 0 ? lastEnd_ : seconds;
       readTrailingSound();
       break;
     }
     frame.number = number;
     if (index_ == 0 && range_.start) origin_ = source.time;
     frame.index = index_++;
-    source.copied = soundUntil(secondsOf(source.time + source.duration));
+    lastEnd_ = secondsOf(source.time + source.duration);
+    source.copied = soundUntil(lastEnd_);
     source.time -= origin_;
     return true;
   }

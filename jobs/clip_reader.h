@@ -27,6 +27,10 @@ class ClipReader {
   // Where the range begins, in the clip's times, once a picture of it was read.
   std::int64_t origin() const { return origin_; }
 
+  // As Reader counts them, but without those before the range.
+  std::int64_t lostFrames() const { return reader_.lostFrames() - lostBefore_; }
+  std::int64_t damagedFrames() const { return reader_.damagedFrames() - damagedBefore_; }
+
  private:
   bool read(ClipFrame& frame);
   bool readInRange(ClipFrame& frame);
@@ -41,7 +45,9 @@ class ClipReader {
   std::int64_t number_ = 0;    // of the next picture in the clip
   std::int64_t index_ = 0;     // of the next picture in the range
   std::int64_t origin_ = 0;    // time of the range's first picture
-  std::optional<double> end_;  // where the range ends, in seconds of the clip, once it is known
+  double lastEnd_ = 0.0;       // where the range's latest picture ends, in seconds of the clip
+  std::optional<double> end_;  // where the range ends, once it is known
+  std::int64_t lostBefore_ = 0, damagedBefore_ = 0;
   bool started_ = false;
   bool over_ = false;
   std::optional<ClipFrame> ahead_;

@@ -2,15 +2,6 @@
 
 namespace kalvetra {
 
-namespace {
-
-void noteGuess(const Reader& source, std::vector<std::string>& notes) {
-  if (source.colorGuess().empty()) return;
-  notes.push_back(source.path() + " does not say how its colours are coded; taken for " + source.colorGuess());
-}
-
-}  // namespace
-
 CompanionFiles::CompanionFiles(const CompanionPaths& paths, const PictureFormat& clip, int threads,
                                const std::atomic<bool>& stop) {
   const auto open = [&](Feed<CompanionClip>& feed, const std::string& path, const char* what) {
@@ -25,13 +16,31 @@ Companions CompanionFiles::at(std::int64_t number, std::int64_t index) {
   return {garbage_.at(number), holdout_.at(number), background_.at(index)};
 }
 
-std::vector<std::string> CompanionFiles::notes() const {
-  std::vector<std::string> notes;
+std::vector<const Reader*> CompanionFiles::sources() const {
+  std::vector<const Reader*> sources;
   for (const auto* feed : {&garbage_, &holdout_}) {
-    if (feed->file) noteGuess(feed->file->source(), notes);
+    if (feed->file) sources.push_back(&feed->file->source());
   }
-  if (background_.file && background_.file->source() != nullptr) noteGuess(*background_.file->source(), notes);
-  return notes;
+  if (background_.file && background_.file->source() != nullptr) sources.push_back(background_.file->source());
+  return sources;
+}
+
+std::vector<std::string> CompanionFiles::guesses() const {
+  std::vector<std::string> sentences;
+  for (const Reader* source : sources()) {
+    if (source->colorGuess().empty()) continue;
+    sentences.push_back(source->path() + " does not say how its colours are coded; taken for " + source->colorGuess());
+  }
+  return sentences;
+}
+
+std::vector<std::string> CompanionFiles::damage() const {
+  std::vector<std::string> sentences;
+  for (const Reader* source : sources()) {
+    const std::string sentence = source->describeDamage(source->lostFrames(), source->damagedFrames());
+    if (!sentence.empty()) sentences.push_back(sentence);
+  }
+  return sentences;
 }
 
 }  // namespace kalvetra

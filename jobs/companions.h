@@ -27,8 +27,10 @@ class CompanionFiles {
   // What goes with the picture of that number in the clip and that index in the range. Both may only grow.
   Companions at(std::int64_t number, std::int64_t index);
 
-  // What had to be guessed or was damaged, a sentence each.
-  std::vector<std::string> notes() const;
+  // What had to be guessed, a sentence each.
+  std::vector<std::string> guesses() const;
+  // What was damaged as far as it was read, a sentence each.
+  std::vector<std::string> damage() const;
 
  private:
   template <class File>
@@ -42,6 +44,8 @@ class CompanionFiles {
       return current;
     }
   };
+
+  std::vector<const Reader*> sources() const;
 
   Feed<CompanionClip> garbage_, holdout_;
   Feed<Background> background_;

@@ -22,7 +22,6 @@ void refuseUnresumable(const OutputRequest& request) {
 
 JobOutput::JobOutput(const OutputRequest& request, const KeyJob& job) : request_(request) {
   if (job.resumable) refuseUnresumable(request);
-  if (request.path != "-") refuseOverwritingInput(job.input, request.path);
   place_ = std::make_unique<TemporaryOutput>(request.path, job.replace,
                                              job.resumable ? Unfinished::Kept : Unfinished::Removed);
 }
@@ -31,50 +30,63 @@ Carried JobOutput::carried(const KeyJob& job, const Reader& source) const {
   return {request_.delivery.format->keepsSound, job.range.firstFrame(source.format().frameRate)};
 }
 
-void JobOutput::open(Reader& source, const KeyJob& job, const Journal* journal, const JobListener& listener) {
-  if (journal != nullptr) {
+void JobOutput::keepSegments(int count) {
+  journal_->keep(count);
+  if (count > 0) return;
+  std::error_code ignored;
+  for (const auto& entry : std::filesystem::directory_iterator(workFolder())) {
+    if (entry.path().filename() != kJournalName) std::filesystem::remove(entry.path(), ignored);
+  }
+}
+
+void JobOutput::open(Reader& source, const KeyJob& job, const JobListener& listener) {
+  if (journal_) {
     auto writer =
-        std::make_unique<SegmentedWriter>(request_.delivery, *place_, request_.path, source, job.threads, *journal);
+        std::make_unique<SegmentedWriter>(request_.delivery, *place_, request_.path, source, job.threads, *journal_);
     segmented_ = writer.get();
     samples_.load(samplesPath());
     sink_ = std::move(writer);
+    if (place_->isSequence()) {
+      noteLeftOut(whatIsLeftOut(*request_.delivery.format, source, carried(job, source), {}), listener);
+    }
     return;
   }
   WriterPart part;
   part.carried = carried(job, source);
   auto writer = std::make_unique<Writer>(request_.delivery, *place_, request_.path, source, job.threads, part);
-  for (const std::string& sentence : writer->leftOut()) listener.note(request_.path + ": " + sentence);
+  noteLeftOut(writer->leftOut(), listener);
   soundStreams_ = writer->soundStreams();
   sink_ = std::move(writer);
 }
 
-void JobOutput::removeLeftovers() const {
-  std::error_code ignored;
-  for (const auto& entry : std::filesystem::directory_iterator(workFolder())) {
-    if (entry.path().filename() != "journal") std::filesystem::remove(entry.path(), ignored);
-  }
+void JobOutput::noteLeftOut(const std::vector<std::string>& sentences, const JobListener& listener) const {
+  for (const std::string& sentence : sentences) listener.note(request_.path + ": " + sentence);
 }
 
 Route JobOutput::route() {
   return {request_.view, false, sink_.get(), place_->isStandardOutput() ? nullptr : &samples_};
 }
 
-void JobOutput::checkpoint() {
+void JobOutput::checkpoint(const std::vector<FrameRecord>& segment) {
   sink_->checkpoint();
-  samples_.save(samplesPath());
+  samples_.save(samplesPath(), request_.path);
+  journal_->add(segment);
 }
 
-void JobOutput::finish(const KeyJob& job, const Journal* journal, std::int64_t origin, const std::atomic<bool>& stop) {
+void JobOutput::finish(const KeyJob& job, std::int64_t origin, const JobListener& listener,
+                       const std::atomic<bool>& stop) {
   sink_->finish();
   if (segmented_ == nullptr || place_->isSequence()) return;
   Reader source(job.input, job.source, job.threads, stop);
   JoinedMovie movie;
   movie.segments = segmented_->segments();
-  movie.frames = journal->frames();
+  movie.frames = journal_->frames();
   movie.origin = origin;
   movie.cutsSound = !job.range.isWhole();
   movie.carried = carried(job, source);
-  soundStreams_ = joinSegments(movie, request_.delivery, place_->path(), request_.path, source);
+  const std::map<int, int> copied = joinSegments(movie, request_.delivery, place_->path(), request_.path, source);
+  soundStreams_ = static_cast<int>(copied.size());
+  noteLeftOut(whatIsLeftOut(*request_.delivery.format, source, movie.carried, copied), listener);
 }
 
 Proof JobOutput::check(const KeyJob& job, const Reader& source, std::int64_t frames,
@@ -92,6 +104,7 @@ Proof JobOutput::check(const KeyJob& job, const Reader& source, std::int64_t fra
 
 void JobOutput::commit() {
   sink_.reset();
+  journal_.reset();
   place_->commit();
 }
 

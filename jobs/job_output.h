@@ -2,8 +2,10 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "jobs/frame_pipeline.h"
+#include "jobs/journal.h"
 #include "jobs/key_job.h"
 #include "jobs/segmented_writer.h"
 #include "media/temporary_output.h"
@@ -12,33 +14,41 @@ namespace kalvetra {
 
 class JobOutput {
  public:
-  // Settles the place. Throws UserError when it is taken, or would overwrite the input.
+  // Settles the place. Throws UserError when it is taken.
   JobOutput(const OutputRequest& request, const KeyJob& job);
 
-  // Opens the output for the clip; `journal` is there where the job is resumable. Notes what has to be left out.
-  void open(Reader& source, const KeyJob& job, const Journal* journal, const JobListener& listener);
+  // Of a resumable job: finds what an earlier run has done. `identity` as Journal has it.
+  void openJournal(const std::string& identity) { journal_.emplace(workFolder(), identity); }
+  const Journal& journal() const { return *journal_; }
+  // Goes on behind so many segments; with none all else in the work folder is removed.
+  void keepSegments(int count);
+
+  // Opens the output for the clip. Notes what has to be left out.
+  void open(Reader& source, const KeyJob& job, const JobListener& listener);
   Route route();
-  void checkpoint();
+  // Completes a segment of those pictures; on disk when it returns.
+  void checkpoint(const std::vector<FrameRecord>& segment);
 
   // Completes the file, which still lies in its hidden place.
-  void finish(const KeyJob& job, const Journal* journal, std::int64_t origin, const std::atomic<bool>& stop);
+  void finish(const KeyJob& job, std::int64_t origin, const JobListener& listener, const std::atomic<bool>& stop);
   // Compares it with what was keyed.
   Proof check(const KeyJob& job, const Reader& source, std::int64_t frames, const std::atomic<bool>& stop) const;
+  // Throws UserError when it could not be put in its place.
+  void checkPlace() const { place_->checkPlace(); }
   // Puts it in its place.
   void commit();
 
   const OutputRequest& request() const { return request_; }
-  // Removes what another job may have left in the work folder, but for the journal.
-  void removeLeftovers() const;
-  // Where an unfinished job keeps what it needs.
-  const std::filesystem::path& workFolder() const { return place_->workFolder(); }
 
  private:
+  const std::filesystem::path& workFolder() const { return place_->workFolder(); }
+  void noteLeftOut(const std::vector<std::string>& sentences, const JobListener& listener) const;
   Carried carried(const KeyJob& job, const Reader& source) const;
   std::filesystem::path samplesPath() const { return workFolder() / "samples"; }
 
   OutputRequest request_;
   std::unique_ptr<TemporaryOutput> place_;
+  std::optional<Journal> journal_;
   std::unique_ptr<PictureSink> sink_;
   SegmentedWriter* segmented_ = nullptr;  // the sink, where the job is resumable
   SamplePictures samples_;

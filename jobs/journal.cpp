@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -27,9 +26,9 @@ std::string difference(const json& before, const json& now) {
 
 }  // namespace
 
-Journal::Journal(const std::filesystem::path& folder, const std::string& job) : path_(folder / "journal") {
+Journal::Journal(const std::filesystem::path& folder, const std::string& job) : path_(folder / kJournalName) {
   file_ = open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-  if (file_ < 0) failWriting(path_.string(), std::strerror(errno));
+  if (file_ < 0) failWriting(path_.string(), errno);
   try {
     if (flock(file_, LOCK_EX | LOCK_NB) != 0) {
       throw UserError(folder.string() + " is being worked on by another run; wait for it");
@@ -50,17 +49,20 @@ void Journal::read(const std::string& job) {
   if (std::getline(in, line) && !in.eof()) {
     const json before = json::parse(line, nullptr, false), now = json::parse(job);
     if (before != now) {
-      throw UserError(path_.parent_path().string() + " holds an unfinished run with another " +
+      throw UserError(path_.parent_path().string() + " holds an unfinished run that differs in its " +
                       difference(before, now) + "; repeat that run, or remove the folder to begin anew");
     }
-    good = in.tellg();
+    head_ = good = in.tellg();
     while (std::getline(in, line) && !in.eof()) {
       readSegment(line);
       good = in.tellg();
+      segments_.push_back({good, frames_.size()});
     }
   }
-  if (ftruncate(file_, good) != 0 || lseek(file_, 0, SEEK_END) < 0) failWriting(path_.string(), std::strerror(errno));
-  if (good == 0) append(job);
+  cutAt(good);
+  if (good > 0) return;
+  append(job);
+  head_ = static_cast<std::int64_t>(job.size()) + 1;
 }
 
 void Journal::readSegment(const std::string& line) {
@@ -69,7 +71,6 @@ void Journal::readSegment(const std::string& line) {
       const std::optional<PictureHash> hash = parseHash(picture.at(2).get<std::string>());
       frames_.push_back({picture.at(0).get<std::int64_t>(), picture.at(1).get<std::int64_t>(), hash.value()});
     }
-    ++segments_;
   } catch (const std::exception&) {
     throw UserError(path_.string() + " is damaged; remove " + path_.parent_path().string() + " to begin anew");
   }
@@ -80,14 +81,25 @@ void Journal::add(const std::vector<FrameRecord>& segment) {
   for (const FrameRecord& frame : segment) line.push_back({frame.time, frame.duration, hexadecimal(frame.hash)});
   append(line.dump());
   frames_.insert(frames_.end(), segment.begin(), segment.end());
-  ++segments_;
+  segments_.push_back({lseek(file_, 0, SEEK_CUR), frames_.size()});
+}
+
+void Journal::keep(int count) {
+  if (count >= segments()) return;
+  segments_.resize(static_cast<std::size_t>(count));
+  frames_.resize(segments_.empty() ? 0 : segments_.back().frames);
+  cutAt(segments_.empty() ? head_ : segments_.back().bytes);
+}
+
+void Journal::cutAt(std::int64_t bytes) {
+  if (ftruncate(file_, bytes) != 0 || lseek(file_, 0, SEEK_END) < 0) failWriting(path_.string(), errno);
 }
 
 void Journal::append(const std::string& line) {
   const std::string text = line + "\n";
   const auto size = static_cast<ssize_t>(text.size());
   const bool written = write(file_, text.data(), text.size()) == size && fdatasync(file_) == 0;
-  if (!written) failWriting(path_.string(), std::strerror(errno));
+  if (!written) failWriting(path_.string(), errno);
 }
 
 }  // namespace kalvetra

@@ -17,6 +17,8 @@ struct FrameRecord {
   PictureHash hash{};
 };
 
+inline constexpr const char* kJournalName = "journal";
+
 // A text file, one JSON value a line: first what the job is, then, for each completed segment, its pictures. A line
 // that a crash cut off does not count.
 class Journal {
@@ -30,19 +32,29 @@ class Journal {
 
   // The pictures of all completed segments, in order.
   const std::vector<FrameRecord>& frames() const { return frames_; }
-  int segments() const { return segments_; }
+  int segments() const { return static_cast<int>(segments_.size()); }
   // Adds a completed segment; on disk when it returns.
   void add(const std::vector<FrameRecord>& segment);
+  // Forgets all segments but the first `count`.
+  void keep(int count);
 
  private:
   void read(const std::string& job);
   void readSegment(const std::string& line);
   void append(const std::string& line);
+  void cutAt(std::int64_t bytes);
+
+  // Where a segment ends.
+  struct SegmentEnd {
+    std::int64_t bytes;  // of the file
+    std::size_t frames;
+  };
 
   std::filesystem::path path_;
   int file_ = -1;
+  std::int64_t head_ = 0;  // bytes of the first line
   std::vector<FrameRecord> frames_;
-  int segments_ = 0;
+  std::vector<SegmentEnd> segments_;
 };
 
 }  // namespace kalvetra

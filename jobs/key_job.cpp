@@ -2,13 +2,13 @@
 
 #include <deque>
 #include <filesystem>
+#include <limits>
 #include <optional>
 
 #include "jobs/clip_reader.h"
 #include "jobs/frame_pipeline.h"
 #include "jobs/job_identity.h"
 #include "jobs/job_output.h"
-#include "jobs/journal.h"
 #include "jobs/receipt.h"
 #include "media/hash_sink.h"
 #include "media/temporary_output.h"
@@ -47,7 +47,7 @@ class Run {
     keying_.conversion = {job_.dither, fields()};
     keying_.fields = fields();
     keying_.hashes = job_.resumable || !job_.receipt.empty() || (job_.verify && !job_.outputs.empty());
-    if (job_.resumable) openJournal();
+    if (job_.resumable) openJournals();
     openSinks();
     keyAll();
     checkWhatWasRead();
@@ -67,7 +67,7 @@ class Run {
       listener_.note(job_.input + " does not say how its colours are coded; taken for " + source_->colorGuess() +
                      ", by its height");
     }
-    for (const std::string& sentence : companions_->notes()) listener_.note(sentence);
+    for (const std::string& sentence : companions_->guesses()) listener_.note(sentence);
     if (fields() && job_.fields == FieldChoice::Auto)
       listener_.note(job_.input + " is interlaced: keyed field by field");
   }
@@ -100,37 +100,43 @@ class Run {
   }
 
   void openHashPlace() {
-    refuseOverwritingInput(job_.input, job_.hashPath);
     hashPlace_.emplace(job_.hashPath, job_.replace);
     if (hashPlace_->isSequence()) throw UserError(job_.hashPath + ": the hashes go to one file; name it without a %");
   }
 
-  void openJournal() {
-    journal_.emplace(outputs_.front().workFolder(), jobIdentity(job_, keying_.settings, fields()));
-    if (journal_->frames().empty()) {
-      for (const JobOutput& output : outputs_) output.removeLeftovers();
-      return;
+  // All outputs go on behind what every one of them has.
+  void openJournals() {
+    const std::string identity = jobIdentity(job_, keying_.settings, fields());
+    int segments = std::numeric_limits<int>::max();
+    for (JobOutput& output : outputs_) {
+      output.openJournal(identity);
+      segments = std::min(segments, output.journal().segments());
     }
-    listener_.note("going on behind " + counted(static_cast<std::int64_t>(journal_->frames().size()), "frame") +
-                   " of an unfinished run");
+    for (JobOutput& output : outputs_) output.keepSegments(segments);
+    if (segments == 0) return;
+    listener_.note("going on behind " + counted(framesBefore(), "frame") + " of an unfinished run");
   }
 
+  const std::vector<FrameRecord>& framesKept() const { return outputs_.front().journal().frames(); }
+  std::int64_t framesBefore() const { return job_.resumable ? static_cast<std::int64_t>(framesKept().size()) : 0; }
+
   void openSinks() {
-    for (JobOutput& output : outputs_) {
-      output.open(*source_, job_, journal_ ? &*journal_ : nullptr, listener_);
-      routes_.push_back(output.route());
-    }
     if (job_.measure == Measure::Null) measure_ = std::make_unique<NullSink>();
     if (job_.measure == Measure::Hash) {
       measure_ = std::make_unique<HashSink>(hashPlace_ ? hashPlace_->path() : std::string(), job_.hashPath,
                                             source_->format().timeBase);
     }
+    // The main view's route is the first: the clip's hash is of its pictures.
     if (measure_) routes_.push_back({job_.mainView, false, measure_.get(), nullptr});
+    for (JobOutput& output : outputs_) {
+      output.open(*source_, job_, listener_);
+      routes_.push_back(output.route());
+    }
     routes_.front().followsSettings = job_.animatedView;
   }
 
   void keyAll() {
-    const std::int64_t before = journal_ ? static_cast<std::int64_t>(journal_->frames().size()) : 0;
+    const std::int64_t before = framesBefore();
     const PictureFormat& format = source_->format();
     listener_.begin(job_.range.expectedFrames(source_->expectedFrames(), format.frameRate), before);
     ClipReader clip(*source_, job_.range, before);
@@ -139,7 +145,9 @@ class Run {
     listener_.end();
     origin_ = clip.origin();
     result_.frames = before + result_.keyedNow;
-    if (journal_ && !segment_.empty()) closeSegment();
+    result_.lostFrames = clip.lostFrames();
+    result_.damagedFrames = clip.damagedFrames();
+    if (!segment_.empty()) closeSegment();
     if (stop_) throwInterrupted();
   }
 
@@ -147,40 +155,37 @@ class Run {
     ++result_.keyedNow;
     result_.status += frame.status;
     if (keying_.hashes) hash_.add(frame.record.hash);
-    if (journal_) {
-      segment_.push_back(frame.record);
-      if (segment_.size() == kSegmentFrames) closeSegment();
-    }
+    if (job_.resumable) segment_.push_back(frame.record);
+    if (segment_.size() == kSegmentFrames) closeSegment();
     listener_.frameDone();
   }
 
   void closeSegment() {
-    for (JobOutput& output : outputs_) output.checkpoint();
-    journal_->add(segment_);
+    for (JobOutput& output : outputs_) output.checkpoint(segment_);
     segment_.clear();
   }
 
   [[noreturn]] void throwInterrupted() const {
-    if (!journal_) throw Interrupted();
+    if (!job_.resumable) throw Interrupted();
     throw Interrupted("interrupted; " + counted(result_.frames, "frame") + " are kept, the same command goes on");
   }
 
   void checkWhatWasRead() {
     if (result_.frames == 0)
       throw UserError(job_.input + ": no picture in it can be read; check the file and the range");
-    const std::int64_t lost = source_->lostFrames(), damaged = source_->damagedFrames();
-    if (lost + damaged == 0) return;
-    const std::string gaps = source_->describeGaps();
-    result_.damage = (gaps.empty() ? job_.input + ": the file is damaged" : gaps) + ": " + counted(lost, "frame") +
-                     " lost, " + counted(damaged, "frame") + " with errors; " + counted(result_.frames, "frame") +
-                     " could be read";
+    const std::string own = source_->describeDamage(result_.lostFrames, result_.damagedFrames);
+    std::vector<std::string> sentences = companions_->damage();
+    if (!own.empty()) sentences.insert(sentences.begin(), own);
+    if (sentences.empty()) return;
+    for (const std::string& sentence : sentences) result_.damage += sentence + "; ";
+    result_.damage += counted(result_.frames, "frame") + " could be keyed";
     if (!job_.keepPartial) {
       throw UserError(result_.damage + "; nothing was written, --keep-partial would keep them");
     }
   }
 
   void finishAll() {
-    for (JobOutput& output : outputs_) output.finish(job_, journal_ ? &*journal_ : nullptr, origin_, stop_);
+    for (JobOutput& output : outputs_) output.finish(job_, origin_, listener_, stop_);
     if (measure_) measure_->finish();
     if (stop_) throwInterrupted();
     if (keying_.hashes) result_.clipHash = clipHash();
@@ -191,17 +196,25 @@ class Run {
     }
     if (stop_) throwInterrupted();
     if (receiptPlace_) writeReceipt(receiptPlace_->path(), job_, keying_.settings, *source_, result_);
-    journal_.reset();
-    for (JobOutput& output : outputs_) output.commit();
     measure_.reset();
+    putInPlace();
+  }
+
+  // Nothing goes into its place before everything can.
+  void putInPlace() {
+    for (const JobOutput& output : outputs_) output.checkPlace();
+    for (const auto* place : {&hashPlace_, &receiptPlace_}) {
+      if (*place) (*place)->checkPlace();
+    }
+    for (JobOutput& output : outputs_) output.commit();
     if (hashPlace_) hashPlace_->commit();
     if (receiptPlace_) receiptPlace_->commit();
   }
 
   PictureHash clipHash() {
-    if (!journal_) return hash_.finish();
+    if (!job_.resumable) return hash_.finish();
     ClipHash all;
-    for (const FrameRecord& frame : journal_->frames()) all.add(frame.hash);
+    for (const FrameRecord& frame : framesKept()) all.add(frame.hash);
     return all.finish();
   }
 
@@ -219,7 +232,6 @@ class Run {
   std::optional<TemporaryOutput> hashPlace_, receiptPlace_;
   std::optional<Reader> source_;
   std::optional<CompanionFiles> companions_;
-  std::optional<Journal> journal_;
   std::unique_ptr<PictureSink> measure_;
   std::vector<Route> routes_;
   Keying keying_;

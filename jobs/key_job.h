@@ -69,11 +69,12 @@ struct WrittenOutput {
 };
 
 struct JobResult {
-  std::int64_t frames = 0;    // keyed, by earlier runs too
-  std::int64_t keyedNow = 0;  // by this run
-  std::string damage;         // the beginning of a sentence; empty when the clip was read whole
-  PictureHash clipHash{};     // as the hash output has it; only where outputs are verified or a receipt is written
-  MatteStatus status;         // summed over all frames keyed now, where an output shows it
+  std::int64_t frames = 0;                         // keyed, by earlier runs too
+  std::int64_t keyedNow = 0;                       // by this run
+  std::int64_t lostFrames = 0, damagedFrames = 0;  // of the input, in the range
+  std::string damage;                              // a sentence; empty when all that was read was whole
+  PictureHash clipHash{};  // as the hash output has it; only where outputs are verified or a receipt is written
+  MatteStatus status;      // summed over all frames keyed now, where an output shows it
   std::vector<WrittenOutput> outputs;
 };
 

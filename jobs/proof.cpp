@@ -103,8 +103,22 @@ class Prover {
 
   void countFiles() {
     std::int64_t found = 0;
-    while (found < promise_.frames && std::filesystem::exists(pictureName(found))) ++found;
+    for (std::int64_t i = 0; i < promise_.frames; ++i) found += std::filesystem::exists(pictureName(i)) ? 1 : 0;
     expectFrames(found);
+    const std::int64_t more = numberedFiles() - found;
+    if (more > 0) proof_.differences.push_back("nothing was keyed for " + std::to_string(more) + " of its pictures");
+  }
+
+  // All that the name covers; 0 for a single picture.
+  std::int64_t numberedFiles() const {
+    const std::filesystem::path path(path_);
+    const std::string name = path.filename().string();
+    std::int64_t files = 0;
+    if (!isNumberedName(name)) return files;
+    for (const auto& entry : std::filesystem::directory_iterator(path.parent_path())) {
+      if (NumberedName(name).covers(entry.path().filename().string())) ++files;
+    }
+    return files;
   }
 
   SourceOptions sourceOptions() const {

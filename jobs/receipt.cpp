@@ -1,5 +1,6 @@
 #include "jobs/receipt.h"
 
+#include <cerrno>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -14,7 +15,7 @@ namespace {
 
 using nlohmann::ordered_json;
 
-ordered_json inputEntry(const KeyJob& job, const Reader& source) {
+ordered_json inputEntry(const KeyJob& job, const Reader& source, const JobResult& result) {
   const PictureFormat& format = source.format();
   const char* pixels = av_get_pix_fmt_name(static_cast<AVPixelFormat>(source.video().codecpar->format));
   ordered_json entry{{"file", job.input},
@@ -22,8 +23,8 @@ ordered_json inputEntry(const KeyJob& job, const Reader& source) {
                      {"height", format.height},
                      {"pixel_format", pixels != nullptr ? pixels : "unknown"},
                      {"colour_guessed", source.colorGuess()},
-                     {"damaged_frames", source.damagedFrames()},
-                     {"lost_frames", source.lostFrames()}};
+                     {"damaged_frames", result.damagedFrames},
+                     {"lost_frames", result.lostFrames}};
   const std::string timecode = timecodeOf(source, job.range.firstFrame(format.frameRate));
   if (!timecode.empty()) entry["timecode"] = timecode;
   return entry;
@@ -35,7 +36,7 @@ void writeReceipt(const std::string& path, const KeyJob& job, const AnimatedSett
                   const JobResult& result) {
   ordered_json receipt{{"kalvetra", KALVETRA_VERSION},
                        {"look", kLookVersion},
-                       {"input", inputEntry(job, source)},
+                       {"input", inputEntry(job, source, result)},
                        {"frames", result.frames},
                        {"clip_hash", "murmur3:" + hexadecimal(result.clipHash)},
                        {"settings", ordered_json::parse(presetText(settings)).at("settings")},
@@ -46,9 +47,10 @@ void writeReceipt(const std::string& path, const KeyJob& job, const AnimatedSett
                                   {"verified", job.verify && !output.proof.checks.empty()},
                                   {"checks", output.proof.checks}});
   }
+  errno = 0;
   std::ofstream file(path, std::ios::binary);
   file << receipt.dump(2, ' ', false, ordered_json::error_handler_t::replace) << std::endl;
-  if (!file) failWriting(job.receipt, "no room");
+  if (!file) failWriting(job.receipt, errno);
 }
 
 }  // namespace kalvetra

@@ -1,6 +1,7 @@
 #include "jobs/sample_pictures.h"
 
 #include <bit>
+#include <cerrno>
 #include <fstream>
 
 #include "media/write_failure.h"
@@ -51,8 +52,9 @@ std::map<std::int64_t, Image> SamplePictures::chosen(std::int64_t count) const {
   return result;
 }
 
-void SamplePictures::save(const std::filesystem::path& path) const {
+void SamplePictures::save(const std::filesystem::path& path, const std::string& shownName) const {
   const std::string temporary = path.string() + ".new";
+  errno = 0;
   std::ofstream out(temporary, std::ios::binary);
   put(out, pictures_.size());
   for (const auto& [index, image] : pictures_) {
@@ -62,8 +64,10 @@ void SamplePictures::save(const std::filesystem::path& path) const {
     out.write(reinterpret_cast<const char*>(image.argb.data()), static_cast<std::streamsize>(image.argb.size()));
   }
   out.close();
-  if (!out) failWriting(path.string(), "no room");
-  std::filesystem::rename(temporary, path);
+  if (!out) failWriting(shownName, errno);
+  std::error_code error;
+  std::filesystem::rename(temporary, path, error);
+  if (error) failWriting(shownName, error.message());
 }
 
 void SamplePictures::load(const std::filesystem::path& path) {

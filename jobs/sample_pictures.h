@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <map>
+#include <string>
 
 #include "media/picture.h"
 
@@ -23,8 +24,8 @@ class SamplePictures {
   std::map<std::int64_t, Image> chosen(std::int64_t count) const;
 
   // What was added goes to a file of an unfinished run, and comes back from there. A file that is missing or of no use
-  // leaves this as it is.
-  void save(const std::filesystem::path& path) const;
+  // leaves this as it is. Throws UserError naming `shownName` when it cannot be written.
+  void save(const std::filesystem::path& path, const std::string& shownName) const;
   void load(const std::filesystem::path& path);
 
  private:

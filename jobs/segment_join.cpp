@@ -16,7 +16,7 @@ namespace {
 
 InputPtr openSegment(const std::filesystem::path& path) {
   AVFormatContext* context = nullptr;
-  if (avformat_open_input(&context, path.c_str(), nullptr, nullptr) < 0) failSegment(path);
+  if (avformat_open_input(&context, fileAddress(path.string()).c_str(), nullptr, nullptr) < 0) failSegment(path);
   InputPtr input(context);
   if (avformat_find_stream_info(context, nullptr) < 0 || context->nb_streams < 1) failSegment(path);
   return input;
@@ -67,8 +67,8 @@ class SoundFeed {
 
 }  // namespace
 
-int joinSegments(const JoinedMovie& movie, const Delivery& delivery, const std::string& path,
-                 const std::string& shownName, Reader& source) {
+std::map<int, int> joinSegments(const JoinedMovie& movie, const Delivery& delivery, const std::string& path,
+                                const std::string& shownName, Reader& source) {
   ClipMovie output(delivery, path, shownName);
   const PicturePacking packing(delivery, source.format());
   const AVRational unit = source.format().timeBase;
@@ -101,7 +101,7 @@ int joinSegments(const JoinedMovie& movie, const Delivery& delivery, const std::
   if (next != movie.frames.size()) failSegment(movie.segments.back());
   sound->writeUntil(std::numeric_limits<double>::infinity());
   output.finish();
-  return static_cast<int>(output.copied().size());
+  return output.copied();
 }
 
 }  // namespace kalvetra

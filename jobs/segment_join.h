@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -21,9 +22,10 @@ struct JoinedMovie {
 };
 
 // Writes the pictures of the segments, which must be encoded so that each stands alone, and the sound of `source`, a
-// reader at its beginning, to `path`. Answers how many sound tracks it wrote. Throws UserError when a segment does not
+// reader at its beginning, to `path`. Answers which of its streams went to which of the
+// movie's. Throws UserError when a segment does not
 // hold what it should.
-int joinSegments(const JoinedMovie& movie, const Delivery& delivery, const std::string& path,
-                 const std::string& shownName, Reader& source);
+std::map<int, int> joinSegments(const JoinedMovie& movie, const Delivery& delivery, const std::string& path,
+                                const std::string& shownName, Reader& source);
 
 }  // namespace kalvetra

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "media/durable_file.h"
+
 namespace kalvetra {
 
 namespace fs = std::filesystem;
@@ -15,7 +17,8 @@ SegmentedWriter::SegmentedWriter(const Delivery& delivery, const TemporaryOutput
       threads_(threads),
       packing_(delivery, source.format()),
       segments_(done.segments()),
-      pictures_(static_cast<std::int64_t>(done.frames().size())) {
+      pictures_(static_cast<std::int64_t>(done.frames().size())),
+      first_(pictures_) {
   open();  // says at once what cannot be written
 }
 
@@ -43,15 +46,25 @@ void SegmentedWriter::write(PackedPicture picture, std::int64_t time, std::int64
   if (!writer_) open();
   writer_->write(std::move(picture), time, duration);
   ++pictures_;
-  hasPictures_ = true;
 }
 
 void SegmentedWriter::checkpoint() {
-  if (!hasPictures_) return;
+  if (pictures_ == first_) return;
   writer_->finish();
   writer_.reset();
-  hasPictures_ = false;
   ++segments_;
+  sync();
+  first_ = pictures_;
+}
+
+// Before the journal may tell of them the pictures must outlive a power failure.
+void SegmentedWriter::sync() const {
+  if (output_.isSequence()) {
+    for (std::int64_t i = first_; i < pictures_; ++i) syncFile(output_.path(static_cast<int>(i) + 1), shownName_);
+  } else {
+    syncFile(segmentPath(segments_).string(), shownName_);
+  }
+  syncFile(output_.workFolder().string(), shownName_);
 }
 
 }  // namespace kalvetra

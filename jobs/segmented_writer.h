@@ -21,7 +21,7 @@ class SegmentedWriter : public PictureSink {
 
   PackedPicture pack(const Image& image) const override { return packing_.pack(image); }
   void write(PackedPicture picture, std::int64_t time, std::int64_t duration) override;
-  // Completes the segment. What is written afterwards begins another one.
+  // Completes the segment, which is on disk then. What is written afterwards begins another one.
   void checkpoint() override;
   void finish() override { checkpoint(); }
 
@@ -31,6 +31,7 @@ class SegmentedWriter : public PictureSink {
  private:
   std::filesystem::path segmentPath(int number) const;  // from 1
   void open();
+  void sync() const;
 
   Delivery delivery_;
   const TemporaryOutput& output_;
@@ -40,7 +41,7 @@ class SegmentedWriter : public PictureSink {
   PicturePacking packing_;
   int segments_;                    // completed
   std::int64_t pictures_;           // written so far, by earlier runs too
-  bool hasPictures_ = false;        // the open segment
+  std::int64_t first_;              // of the open segment
   std::unique_ptr<Writer> writer_;  // of the open segment
 };
 

@@ -39,6 +39,9 @@ using CodecContextPtr = std::unique_ptr<AVCodecContext, CodecContextDeleter>;
 using InputPtr = std::unique_ptr<AVFormatContext, InputDeleter>;
 using ScalerPtr = std::unique_ptr<SwsContext, ScalerDeleter>;
 
+// A file's name for the libraries, which would take "a:b.mp4" for an address.
+inline std::string fileAddress(const std::string& path) { return "file:" + path; }
+
 inline FramePtr makeFrame() {
   FramePtr frame(av_frame_alloc());
   if (!frame) throw std::bad_alloc();

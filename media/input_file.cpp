@@ -120,7 +120,7 @@ InputFile openInput(const std::string& path, const std::string& name, const Sour
   AVDictionary* demuxing = demuxerOptions(options);
   const AVInputFormat* format = options.raw ? av_find_input_format("rawvideo") : nullptr;
   file.container.release();  // what follows frees it on failure
-  const int error = avformat_open_input(&context, piped ? "" : path.c_str(), format, &demuxing);
+  const int error = avformat_open_input(&context, piped ? "" : fileAddress(path).c_str(), format, &demuxing);
   av_dict_free(&demuxing);
   if (error == AVERROR_INVALIDDATA) {
     throw UserError(name + ": is not a video, image or sequence that can be read; check the file or convert it");

@@ -3,13 +3,15 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "media/temporary_output.h"
 #include "media/write_failure.h"
 
 namespace kalvetra {
 
 MovieFile::MovieFile(const char* muxer, const std::string& path, const std::string& shownName) : shownName_(shownName) {
-  check(avformat_alloc_output_context2(&context_, nullptr, muxer, path.c_str()), "open");
-  const int error = avio_open(&context_->pb, path.c_str(), AVIO_FLAG_WRITE);
+  const std::string address = path == kStandardOutputAddress ? path : fileAddress(path);
+  check(avformat_alloc_output_context2(&context_, nullptr, muxer, address.c_str()), "open");
+  const int error = avio_open(&context_->pb, address.c_str(), AVIO_FLAG_WRITE);
   if (error < 0) {
     avformat_free_context(context_);
     failWriting(shownName_, errorText(error));

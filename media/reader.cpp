@@ -11,9 +11,8 @@ namespace kalvetra {
 
 namespace {
 
-constexpr int kLargestSide = 65535;                       // the engine's records hold sizes in 16 bits
-constexpr std::size_t kMostPacketsAhead = 600;            // read at most to find a first picture
-constexpr std::int64_t kEndTolerance = AV_TIME_BASE / 4;  // declared durations are a little long in many sound files
+constexpr int kLargestSide = 65535;             // the engine's records hold sizes in 16 bits
+constexpr std::size_t kMostPacketsAhead = 600;  // read at most to find a first picture
 
 // VP8 and VP9 keep alpha in a side stream that only the libvpx decoders read.
 const AVCodec* decoderFor(const AVStream& stream, const AVCodec* standard) {
@@ -36,6 +35,7 @@ Reader::Reader(const std::string& path, const SourceOptions& options, int thread
   openDecoder(threads);
   describePictures();
   format_.fieldOrder = findFieldOrder();
+  tally_.emplace(declaredLength(), nominalDuration(), mayJumpInSilence());
 }
 
 void Reader::openSource() {
@@ -140,14 +140,13 @@ bool Reader::next(SourceFrame& frame) {
     const int state = avcodec_receive_frame(decoder_.get(), frame.picture.get());
     if (state == 0) {
       stamp(frame);
-      ++delivered_;
       return true;
     }
     if (state == AVERROR_EOF) {
       frame.picture.reset();
       return false;
     }
-    if (state != AVERROR(EAGAIN)) noteUndecodable();
+    if (state != AVERROR(EAGAIN)) tally_->addUndecodable();
     if (!draining_) feedDecoder(frame);
   }
 }
@@ -175,27 +174,19 @@ void Reader::feedDecoder(SourceFrame& frame) {
     PacketPtr packet = makePacket();
     const int state = readPacket(*packet);
     if (state < 0 && endState_ == 0) {  // one file of a sequence
-      ++packets_;
-      noteUndecodable();
+      tally_->addUnreadable();
       continue;
     }
     if (state < 0) {
-      cutShort_ = cutShort_ || state != AVERROR_EOF;
+      if (state != AVERROR_EOF) tally_->endEarly();
       draining_ = true;
       avcodec_send_packet(decoder_.get(), nullptr);
       return;
     }
     const int index = packet->stream_index;
-    noteEnd(*packet);
-    if (mayJumpInSilence()) {
-      const std::int64_t skipped = stretches_.add(*packet, index == videoIndex_, nominalDuration());
-      if (skipped > 0) spoilt_.miss();
-      skipped_ += skipped;
-    }
+    tally_->addPacket(*packet, index == videoIndex_, endOf(*packet));
     if (index == videoIndex_) {
-      ++packets_;
-      if ((packet->flags & AV_PKT_FLAG_DISCARD) != 0) ++discarded_;
-      if (avcodec_send_packet(decoder_.get(), packet.get()) < 0) noteUndecodable();
+      if (avcodec_send_packet(decoder_.get(), packet.get()) < 0) tally_->addUndecodable();
       return;
     }
     if (copied_.contains(index)) {
@@ -220,11 +211,6 @@ void Reader::countFromStart(AVPacket& packet) const {
   if (packet.dts != AV_NOPTS_VALUE) packet.dts -= start;
 }
 
-void Reader::noteUndecodable() {
-  ++undecodable_;
-  spoilt_.miss();
-}
-
 std::int64_t Reader::nominalDuration() const {
   return std::max<std::int64_t>(av_rescale_q(1, av_inv_q(format_.frameRate), format_.timeBase), 1);
 }
@@ -236,12 +222,11 @@ bool Reader::mayJumpInSilence() const {
   return alone && std::string(container().iformat->name).find("matroska") != std::string::npos;
 }
 
-// How far into the clip the file's packets reach, whatever their stream.
-void Reader::noteEnd(const AVPacket& packet) {
-  if (packet.pts == AV_NOPTS_VALUE) return;
+// Where the packet ends, from the clip's start, in AV_TIME_BASE units; 0 where it has no time.
+std::int64_t Reader::endOf(const AVPacket& packet) const {
+  if (packet.pts == AV_NOPTS_VALUE) return 0;
   const AVStream& stream = *input_.container->streams[packet.stream_index];
-  const std::int64_t end = packet.pts + packet.duration - startOf(stream);
-  reached_ = std::max(reached_, av_rescale_q(end, stream.time_base, av_make_q(1, AV_TIME_BASE)));
+  return av_rescale_q(packet.pts + packet.duration - startOf(stream), stream.time_base, av_make_q(1, AV_TIME_BASE));
 }
 
 // Where the clip begins. A start before 0 is the run-up of a sound track and does not count.
@@ -258,7 +243,7 @@ void Reader::stamp(SourceFrame& frame) {
                     std::to_string(format_.height) + " to " + std::to_string(picture.width) + " x " +
                     std::to_string(picture.height) + " on the way; cut the clip there");
   }
-  spoilt_.add(picture);
+  tally_->addPicture(picture);
   frame.duration = picture.pkt_duration > 0 ? picture.pkt_duration : nominalDuration();
   frame.time =
       picture.best_effort_timestamp == AV_NOPTS_VALUE ? nextTime_ : picture.best_effort_timestamp - startOf(video());
@@ -298,26 +283,28 @@ void Reader::restart() {
   lastTime_ = -1;
 }
 
-// A decoder drops pictures silently once it has met damage; some codecs have packets without a picture at any time. So
-// the two are compared only when something is known to be wrong.
 std::int64_t Reader::lostFrames() const {
-  const std::int64_t gaps = skipped_ + (sequence_ ? sequence_->missingSoFar() : 0);
-  if (!draining_) return gaps + undecodable_;  // the decoder still holds pictures
-  const std::int64_t missing = std::max<std::int64_t>(missingFrames(), cutShort_ ? 1 : 0);
-  if (missing + undecodable_ + damagedFrames() == 0) return gaps;
-  return gaps + missing + std::max(undecodable_, packets_ - discarded_ - delivered_);
+  return tally_->lost(draining_) + (sequence_ ? sequence_->missingSoFar() : 0);
 }
 
-// Pictures that the file declares and does not hold. Only MP4 and QuickTime count theirs reliably; elsewhere a file
-// that ends well before its declared duration is cut off.
-std::int64_t Reader::missingFrames() const {
-  if (sequence_) return 0;  // what is not there is no part of it
-  const bool counted = std::string(container().iformat->name).find("mp4") != std::string::npos;
-  if (counted) return std::max<std::int64_t>(video().nb_frames - packets_, 0);
-  if (input_.container->duration_estimation_method != AVFMT_DURATION_FROM_STREAM || input_.container->duration <= 0)
-    return 0;
-  if (input_.container->duration - reached_ < kEndTolerance) return 0;
-  return std::max<std::int64_t>(expectedFrames() - packets_ - skipped_, 1);
+// Only MP4 and QuickTime count their pictures reliably. What is not there of a sequence is no part of it.
+DeclaredLength Reader::declaredLength() const {
+  DeclaredLength length;
+  if (sequence_) return length;
+  length.expected = expectedFrames();
+  if (std::string(container().iformat->name).find("mp4") != std::string::npos) {
+    length.counted = video().nb_frames;
+  } else if (container().duration_estimation_method == AVFMT_DURATION_FROM_STREAM) {
+    length.duration = container().duration;
+  }
+  return length;
+}
+
+std::string Reader::describeDamage(std::int64_t lost, std::int64_t damaged) const {
+  if (lost + damaged == 0) return {};
+  const std::string gaps = describeGaps();
+  return (gaps.empty() ? name_ + ": the file is damaged" : gaps) + ": " + std::to_string(lost) +
+         (lost == 1 ? " frame" : " frames") + " lost, " + std::to_string(damaged) + " with errors";
 }
 
 }  // namespace kalvetra

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "media/damage.h"
 #include "media/image_sequence.h"
 #include "media/input_file.h"
+#include "media/loss_tally.h"
 #include "media/picture.h"
 #include "media/source_options.h"
 
@@ -63,7 +63,9 @@ class Reader {
   // Pictures that could not be decoded, and, as far as was read, those in the gaps of a sequence; once read to the end
   // also those that the file declares and does not hold. And pictures decoded with errors.
   std::int64_t lostFrames() const;
-  std::int64_t damagedFrames() const { return spoilt_.count(); }
+  std::int64_t damagedFrames() const { return tally_->spoilt(); }
+  // A sentence about that many lost and damaged pictures of this file; empty without any.
+  std::string describeDamage(std::int64_t lost, std::int64_t damaged) const;
 
  private:
   void openSource();
@@ -78,11 +80,10 @@ class Reader {
   void restart();
   void feedDecoder(SourceFrame& frame);
   void stamp(SourceFrame& frame);
-  void noteEnd(const AVPacket& packet);
-  void noteUndecodable();
+  std::int64_t endOf(const AVPacket& packet) const;
   std::int64_t nominalDuration() const;
   bool mayJumpInSilence() const;
-  std::int64_t missingFrames() const;
+  DeclaredLength declaredLength() const;
   std::int64_t startOf(const AVStream& stream) const;
 
   std::string path_;
@@ -100,14 +101,8 @@ class Reader {
   int endState_ = 0;             // the error that ended reading
   std::int64_t lastTime_ = -1;
   std::int64_t nextTime_ = 0;  // where a picture without a timestamp belongs
-  std::int64_t packets_ = 0, delivered_ = 0, undecodable_ = 0;
-  std::int64_t skipped_ = 0;  // pictures in stretches that the demuxer jumped over
-  SpoiltPictures spoilt_;
-  SkippedStretches stretches_;
-  std::int64_t discarded_ = 0;  // packets that an edit list cuts off
-  std::int64_t reached_ = 0;    // end of the last packet, in AV_TIME_BASE units
-  bool cutShort_ = false;       // the file ended with an error
-  bool draining_ = false;       // the file is at its end; the decoder hands out what it still holds
+  std::optional<LossTally> tally_;
+  bool draining_ = false;  // the file is at its end; the decoder hands out what it still holds
 };
 
 }  // namespace kalvetra

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <set>
 #include <vector>
 
 #include "media/numbered_name.h"
@@ -68,7 +69,7 @@ TemporaryOutput::TemporaryOutput(const std::string& target, bool replace, Unfini
       unfinished_(unfinished),
       isSequence_(isNumberedName(target_.filename().string())) {
   if (isStandardOutput()) {
-    temporary_ = "pipe:1";  // as the libraries name it
+    temporary_ = kStandardOutputAddress;
     return;
   }
   if (fs::is_directory(target_)) throw UserError(target + " is a folder; name a file in it");
@@ -103,11 +104,17 @@ std::string TemporaryOutput::path(int number) const {
 
 std::string TemporaryOutput::sequencePath() const { return (temporary_ / target_.filename()).string(); }
 
-void TemporaryOutput::commit() {
+void TemporaryOutput::checkPlace() const {
   if (isStandardOutput()) return;
+  checkFolder(target_);
   if (!replace_ && outputExists(target_.string())) {
     throw UserError(target_.string() + " has appeared meanwhile; give -y to replace it, or another name");
   }
+}
+
+void TemporaryOutput::commit() {
+  if (isStandardOutput()) return;
+  checkPlace();
   try {
     moveIntoPlace();
   } catch (const fs::filesystem_error& error) {
@@ -124,10 +131,15 @@ void TemporaryOutput::moveIntoPlace() {
   if (unfinished_ == Unfinished::Kept) fs::remove_all(temporary_);
 }
 
+// The old pictures go last: whatever happens on the way, either they or the new ones are there.
 void TemporaryOutput::commitSequence() {
-  for (const fs::path& old : sequenceFiles(target_)) fs::remove(old);
+  std::set<fs::path> placed;
   for (const fs::path& picture : sequenceFiles(temporary_ / target_.filename())) {
     fs::rename(picture, folderOf(target_) / picture.filename());
+    placed.insert(picture.filename());
+  }
+  for (const fs::path& old : sequenceFiles(target_)) {
+    if (!placed.contains(old.filename())) fs::remove(old);
   }
 }
 

@@ -14,6 +14,9 @@ enum class Unfinished {
   Kept,     // it lies in a folder that a later run finds again
 };
 
+// The path of what goes to the standard output, as the libraries name it.
+inline constexpr const char* kStandardOutputAddress = "pipe:1";
+
 // Stands for one output file, or for the files of a numbered sequence (a name with %05d or the like). Until commit()
 // all of it lies under a hidden name beside its target; the destructor removes what was not committed, unless it is to
 // be kept.
@@ -36,7 +39,9 @@ class TemporaryOutput {
   std::string sequencePath() const;
   // The folder in which a kept output grows; other files of an unfinished run may lie there too. It goes with commit().
   const std::filesystem::path& workFolder() const { return temporary_; }
-  // Puts the output in its place; a replaced sequence loses all of its old pictures.
+  // Throws UserError when something has taken the place meanwhile, or the folder has gone.
+  void checkPlace() const;
+  // Puts the output in its place; a replaced sequence loses all of its old pictures. Throws like checkPlace.
   void commit();
 
  private:

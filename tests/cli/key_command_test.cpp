@@ -274,7 +274,7 @@ TEST(KeyCommand, DamagedClipsAreCountedAndKeptOnlyWhenAsked) {
     EXPECT_FALSE(fs::exists(output));
     const Outcome kept = run(key(out.path(name) + " " + output + " --keep-partial"));
     EXPECT_EQ(1, kept.status);
-    expectHas(kept.output, "frames could be read and went to");
+    expectHas(kept.output, "frames could be keyed and went to");
     const std::size_t frames = readAll(output).size();
     EXPECT_GT(frames, 4u);
     EXPECT_LT(frames, 32u);

@@ -29,6 +29,11 @@ class Resume : public testing::Test {
   }
   // The clip's hash as a receipt tells it.
   static std::string hashIn(const std::string& receipt) { return need("grep -o 'murmur3:[0-9a-f]*' " + receipt); }
+  static double secondsOf(const std::string& command) {
+    const auto start = std::chrono::steady_clock::now();
+    need(command);
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  }
   static std::string hashOfMovie(const std::string& path) {
     return need(kFfmpeg + "-i " + path + " -map 0:v -pix_fmt rgba -f framehash - | grep -v '#' | sed 's/.*,//'");
   }
@@ -42,9 +47,7 @@ class Resume : public testing::Test {
 };
 
 TEST_F(Resume, TenInterruptionsDoNotShowAndNoFrameIsKeyedTwice) {
-  const auto start = std::chrono::steady_clock::now();
-  need(command(out_.path("whole.mkv"), "--receipt " + out_.path("whole.json")));
-  const double whole = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  const double whole = secondsOf(command(out_.path("whole.mkv"), "--receipt " + out_.path("whole.json")));
   int kept = 0;
   Outcome outcome{130, {}};
   for (int round = 1; round <= 10; ++round) {
@@ -74,18 +77,20 @@ TEST_F(Resume, TenInterruptionsDoNotShowAndNoFrameIsKeyedTwice) {
 }
 
 TEST_F(Resume, AKilledRunGoesOnInEveryKindOfOutput) {
-  for (const char* name : {"o.mov", "o.webm", "o-%04d.png"}) {
-    const std::string output = out_.path(name), more = "--frames 200 --resume --also matte=" + out_.path("m.mkv");
-    run("timeout -s KILL 0.4 " + command(output, more));
-    if (fs::exists(out_.path("m.mkv"))) continue;  // a fast machine
+  for (const std::string name : {"o.mov", "o.webm", "o-%04d.png"}) {
+    const std::string also = " --frames 200 --also matte=";
+    const double seconds = secondsOf(command(out_.path("whole-" + name), also + out_.path("wm.mkv")));
+    const std::string output = out_.path(name), more = also + out_.path("m.mkv") + " --resume";
+    const Outcome killed = run("timeout -s KILL " + std::to_string(seconds * 0.6) + " " + command(output, more));
+    EXPECT_EQ(137, killed.status) << "done before it could be killed";
+    EXPECT_FALSE(fs::exists(out_.path("m.mkv")));
     need(command(output, more));
-    EXPECT_EQ(200u, readAll(output).size()) << name;
     EXPECT_EQ(200u, readAll(out_.path("m.mkv")).size()) << name;
-    need(command(out_.path("whole" + std::string(name)), "--frames 200"));
-    const std::vector<kalvetra::Image> parts = readAll(output), whole = readAll(out_.path("whole" + std::string(name)));
+    const std::vector<kalvetra::Image> parts = readAll(output), whole = readAll(out_.path("whole-" + name));
+    ASSERT_EQ(200u, parts.size()) << name;
     double worst = 0.0;
     for (std::size_t i = 0; i < parts.size(); ++i) worst = std::max(worst, meanDifference(parts[i], whole[i], 0, 4));
-    EXPECT_LE(worst, std::string(name) == "o.webm" ? 3.0 : 0.0) << name;  // VP9 codes each part anew
+    EXPECT_LE(worst, name == "o.webm" ? 3.0 : 0.0) << name;  // VP9 codes each part anew
     for (const std::string& file : out_.names()) {
       EXPECT_EQ(std::string::npos, file.find("unfinished")) << file;
       fs::remove_all(out_.path(file));
@@ -94,13 +99,22 @@ TEST_F(Resume, AKilledRunGoesOnInEveryKindOfOutput) {
 }
 
 TEST_F(Resume, AnotherJobDoesNotGoOnWithIt) {
-  const std::string output = out_.path("o.mkv");
-  run("timeout -s INT 0.4 " + command(output, "--resume"));
-  ASSERT_FALSE(fs::exists(output));
-  const Outcome refused = run(command(output, "--resume --shadow 50"));
+  const std::string output = out_.path("o.mkv"), also = " --also matte=" + out_.path("m.mkv") + " --resume ";
+  const double seconds = secondsOf(command(out_.path("whole.mkv"), "--also matte=" + out_.path("wm.mkv")));
+  ASSERT_EQ(
+      130, run("timeout --preserve-status -s INT " + std::to_string(seconds / 2) + " " + command(output, also)).status);
+  const Outcome refused = run(command(output, also + "--shadow 50"));
   EXPECT_EQ(1, refused.status);
-  expectHas(refused.output, "holds an unfinished run with another settings; repeat that run");
-  EXPECT_EQ(0, run(command(output)).status);  // without --resume it is nobody's business
+  expectHas(refused.output, "holds an unfinished run that differs in its settings; repeat that run");
+  const Outcome second = run(command(out_.path("m.mkv"), "--resume"));  // nor one that begins in the matte's folder
+  EXPECT_EQ(1, second.status);
+  expectHas(second.output, "m.mkv.unfinished holds an unfinished run that differs in its output");
+  // The folder of one output is gone: that one begins anew, and so do all.
+  fs::remove_all(out_.path(".m.mkv.unfinished"));
+  const std::string anew = need(command(output, also));
+  EXPECT_EQ(std::string::npos, anew.find("going on")) << anew;
+  EXPECT_EQ(static_cast<std::size_t>(kFrames), readAll(out_.path("m.mkv")).size());
+  EXPECT_EQ(hashOfMovie(out_.path("whole.mkv")), hashOfMovie(output));
 }
 
 TEST_F(Resume, WhatCannotBeResumedIsSaid) {

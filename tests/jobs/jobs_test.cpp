@@ -65,7 +65,7 @@ TEST(SamplePictures, HoldsBeginningMiddleAndEndOfAnyClip) {
       samples.add(i, std::move(image));
     }
     if (count % 37 == 0) {  // across an interruption
-      samples.save(folder.path("samples"));
+      samples.save(folder.path("samples"), "o.mov");
       samples = SamplePictures();
       samples.load(folder.path("samples"));
     }
@@ -125,12 +125,28 @@ TEST_F(JournalTest, RemembersCompletedSegmentsAndNothingElse) {
   EXPECT_EQ(5u, Journal(folder_, job_).frames().size());
 }
 
+// Outputs that were interrupted between two journals go on behind the segments that all of them have.
+TEST_F(JournalTest, ForgetsSegmentsForGood) {
+  const std::vector<FrameRecord> segment{{0, 1, {}}, {1, 1, {}}};
+  for (const int kept : {2, 1, 0}) {
+    {
+      Journal journal(folder_, job_);
+      while (journal.segments() < 3) journal.add(segment);
+      journal.keep(kept);
+      EXPECT_EQ(kept * 2u, journal.frames().size());
+    }
+    Journal again(folder_, job_);
+    EXPECT_EQ(kept, again.segments());
+    EXPECT_EQ(kept * 2u, again.frames().size());
+  }
+}
+
 TEST_F(JournalTest, RefusesOtherJobsOtherRunsAndNonsense) {
   {
     const Journal journal(folder_, job_);
     EXPECT_NE(std::string::npos, failure(job_, folder_).find("another run; wait for it"));
   }
-  EXPECT_NE(std::string::npos, failure(R"({"input": "b.mp4", "look": 1})", folder_).find("another input"));
+  EXPECT_NE(std::string::npos, failure(R"({"input": "b.mp4", "look": 1})", folder_).find("differs in its input"));
   std::ofstream(folder_ / "journal", std::ios::app) << "[[3,1,\"nothex\"]]\n";
   EXPECT_NE(std::string::npos, failure(job_, folder_).find("is damaged; remove"));
 }

@@ -122,12 +122,13 @@ TEST_F(ProofTest, StraightAndPremultipliedAreToldApart) {
   expectHas(found[1], "premultiplied, not straight");
 }
 
-TEST_F(ProofTest, MissingPicturesOfASequenceAreMissed) {
+TEST_F(ProofTest, MissingAndSurplusPicturesOfASequenceAreNoticed) {
   const Promise promise = write("s-%03d.png");
-  std::filesystem::remove(folder_.path("s-004.png"));
+  std::filesystem::rename(folder_.path("s-004.png"), folder_.path("s-006.png"));
   const std::vector<std::string> found = differences("s-%03d.png", promise);
-  ASSERT_EQ(1u, found.size());
-  expectHas(found.front(), "3 pictures instead of 5");
+  ASSERT_EQ(2u, found.size());
+  expectHas(found.front(), "4 pictures instead of 5");
+  expectHas(found.back(), "nothing was keyed for 1 of its pictures");
 }
 
 }  // namespace

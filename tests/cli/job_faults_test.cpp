@@ -1,0 +1,121 @@
+// Damage, awkward names and places that are taken meanwhile.
+#include <filesystem>
+#include <fstream>
+
+#include "jobs/key_job.h"
+#include "support/user_error.h"
+#include "tests/support/command.h"
+#include "tests/support/scratch_folder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace kalvetra::test;
+
+const std::string kOptions = " --key-color 60,190,80 --progress none ";
+
+class JobFaults : public testing::Test {
+ protected:
+  // 40 pictures of 160 x 90, ten a group, with sound that few containers hold.
+  void SetUp() override {
+    need(kFfmpeg + "-f lavfi -i testsrc2=s=160x90:r=20 -f lavfi -i sine=r=48000 -t 2 -timecode 10:00:00:00 " +
+         "-vf colorize=hue=130:saturation=0.6:lightness=0.4 -c:v libx264 -g 10 -bf 0 -pix_fmt yuv420p " +
+         "-colorspace smpte170m -color_range tv -c:a pcm_s16le " + clip_);
+  }
+
+  // Overwrites the middle of the video's packet of that number.
+  void spoilPacket(int number) const {
+    const std::string line = need("ffprobe -v error -select_streams v -show_entries packet=pos,size -of csv=p=0 " +
+                                  clip_ + " | sed -n " + std::to_string(number + 1) + "p");
+    const std::size_t comma = line.find(',');
+    const long size = std::stol(line), place = std::stol(line.substr(comma + 1));
+    std::fstream file(clip_, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(place + size / 4);
+    for (long i = 0; i < size / 2; ++i) file.put(static_cast<char>(91 * i));
+  }
+
+  const ScratchFolder out_;
+  const std::string clip_ = out_.path("clip.mov");
+};
+
+TEST_F(JobFaults, ACompanionThatIsCutOffIsDamage) {
+  need(kFfmpeg + "-f lavfi -i testsrc2=s=160x90:r=20 -t 2 -c:v mpeg4 " + out_.path("whole.mp4"));
+  need(kFfmpeg + "-i " + out_.path("whole.mp4") + " -movflags +faststart -c copy " + out_.path("long.mp4"));
+  need("head -c $(($(stat -c %s " + out_.path("long.mp4") + ") / 2)) " + out_.path("long.mp4") + " > " +
+       out_.path("cut.mp4"));
+  for (const char* use : {"--garbage ", "--holdout ", "--also comp=o.mp4 --over "}) {
+    const std::string command = "cd " + out_.path("") + " && " + key("clip.mov o.mkv" + kOptions + use);
+    need(command + "long.mp4 -y");
+    const Outcome refused = run(command + "cut.mp4 -y");
+    EXPECT_EQ(1, refused.status) << use;
+    expectHas(refused.output, "cut.mp4: the file is damaged: ");
+    const Outcome kept = run(command + "cut.mp4 -y --keep-partial");
+    EXPECT_EQ(1, kept.status) << use;
+    EXPECT_EQ(40u, readAll(out_.path("o.mkv")).size());
+  }
+}
+
+TEST_F(JobFaults, DamageBeforeTheRangeIsNoneOfItsOwn) {
+  spoilPacket(3);
+  expectHas(run(key(clip_ + kOptions + "-f null")).output, "the file is damaged");
+  EXPECT_EQ(1, run(key(clip_ + kOptions + "-f null --start 5f")).status);
+  EXPECT_EQ(0, run(key(clip_ + kOptions + "-f null --start 10f")).status);
+  need(key(clip_ + " " + out_.path("o.mkv") + kOptions + "--start 10f --receipt " + out_.path("r.json")));
+  need("grep -q '\"damaged_frames\": 0' " + out_.path("r.json"));
+}
+
+// What the libraries would take for the address of a server.
+TEST_F(JobFaults, ColonsInNamesAreNothingSpecial) {
+  fs::create_directory(out_.path("c:d"));
+  fs::copy_file(clip_, out_.path("a:b.mov"));
+  const auto inFolder = [&](const std::string& arguments) {
+    return need("cd " + out_.path("") + " && " + key(arguments + kOptions));
+  };
+  inFolder("a:b.mov c:d/e:f.mov --frames 3 --garbage a:b.mov");
+  inFolder("c:d/e:f.mov 'c:d/g:%03d.png'");
+  inFolder("'c:d/g:%03d.png' file:x.mkv");
+  inFolder("file:x.mkv pipe:1.mkv --resume");
+  EXPECT_EQ(3u, readAll(out_.path("pipe:1.mkv")).size());
+}
+
+TEST_F(JobFaults, ResumableRunsSayWhatTheyLeaveOut) {
+  for (const char* name : {"o.webm", "o-%03d.png"}) {
+    const std::string sentence = std::string(name) == "o.webm" ? "(pcm_s16le) is left out" : "timecode 10:00:00:00";
+    for (const char* resume : {"", "--resume"}) {
+      const std::string said = need(key(clip_ + " " + out_.path(name) + kOptions + "-y --frames 2 " + resume));
+      expectHas(said, sentence);
+    }
+  }
+}
+
+TEST_F(JobFaults, AnAnimatedViewIsTheMainOnesAlone) {
+  std::ofstream(out_.path("p.json")) << R"({"look": 1, "settings": {"view": [[0, "source"], [2, "matte"]]}})";
+  const std::string hashes = clip_ + kOptions + "--preset " + out_.path("p.json") + " --frames 4 -f hash ";
+  EXPECT_EQ(need(key(hashes) + " 2>/dev/null"),
+            need(key(hashes + "--also result=" + out_.path("o.mkv")) + " 2>/dev/null"));
+  need(key(clip_ + kOptions + "--frames 4 -f hash " + out_.path("keyed.txt")));
+  need(key(out_.path("o.mkv") + kOptions + "--view source -f hash " + out_.path("read.txt")));
+  EXPECT_EQ(need("cut -d' ' -f3 " + out_.path("keyed.txt")), need("cut -d' ' -f3 " + out_.path("read.txt")));
+}
+
+// Either all outputs of a run are put in their places or none is.
+TEST_F(JobFaults, APlaceTakenMeanwhileKeepsTheOthersFree) {
+  kalvetra::KeyJob job;
+  job.input = clip_;
+  job.range.frames = 2;
+  for (const char* name : {"one.mkv", "two.mkv"}) {
+    kalvetra::DeliveryRequest request;
+    request.path = out_.path(name);
+    job.outputs.push_back({kalvetra::ShownView::Result, request.path, chooseDelivery(request)});
+  }
+  kalvetra::JobListener listener;
+  listener.note = [](const std::string&) {};
+  listener.begin = [](std::int64_t, std::int64_t) {};
+  listener.frameDone = [] {};
+  listener.end = [&] { std::ofstream(out_.path("two.mkv")) << "another's"; };
+  listener.settings = [](const kalvetra::Reader&) { return kalvetra::AnimatedSettings(); };
+  EXPECT_THROW(runKeyJob(job, listener, false), kalvetra::UserError);
+  EXPECT_EQ((std::vector<std::string>{"clip.mov", "two.mkv"}), out_.names());
+}
+
+}  // namespace
