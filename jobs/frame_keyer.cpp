@@ -28,7 +28,8 @@ const Image& FrameKeyer::keyed() {
 
 const Image& FrameKeyer::plate() {
   view_.resize(source_.width, source_.height);
-  renderPlate(settings_, source_.argb.data(), view_.argb.data(), source_.width, source_.height);
+  const auto render = fields_ ? renderFieldPlates : renderPlate;
+  render(settings_, source_.argb.data(), view_.argb.data(), source_.width, source_.height);
   return view_;
 }
 

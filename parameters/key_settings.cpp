@@ -58,4 +58,16 @@ bool renderPlate(const KeySettings& settings, const unsigned char* input, unsign
   return renderPlateOf(packedFrame(input, output, width, height), valuesOf(settings));
 }
 
+bool renderFieldPlates(const KeySettings& settings, const unsigned char* input, unsigned char* output, int width,
+                       int height) {
+  const std::ptrdiff_t stride = std::ptrdiff_t{4} * width;
+  bool estimated = false;
+  for (int first = 0; first < 2 && first < height; ++first) {
+    const std::ptrdiff_t begin = first * stride;
+    const HostFrame field{input + begin, 2 * stride, output + begin, 2 * stride, width, (height + 1 - first) / 2};
+    estimated = renderPlateOf(field, valuesOf(settings));
+  }
+  return estimated;
+}
+
 }  // namespace kalvetra

@@ -46,6 +46,10 @@ void renderFields(const KeySettings& settings, const unsigned char* input, unsig
 // Otherwise like renderFrame.
 bool renderPlate(const KeySettings& settings, const unsigned char* input, unsigned char* output, int width, int height);
 
+// The same for a frame of two interlaced fields, each of which has a backdrop of its own.
+bool renderFieldPlates(const KeySettings& settings, const unsigned char* input, unsigned char* output, int width,
+                       int height);
+
 // A host's frames may differ in size: the area that they have in common is rendered, the rest of the output is left
 // alone.
 struct FrameSize {

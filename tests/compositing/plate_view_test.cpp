@@ -1,6 +1,8 @@
 // The plate as a picture against the plate that the keyer uses.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "engine/CKALVETRA.h"
 #include "parameters/key_settings.h"
 #include "tests/support/cpu_levels.h"
@@ -61,6 +63,26 @@ TEST(PlateView, LooksLikeTheBackdropAndIsOpaque) {
     ASSERT_EQ(255, plate[i]);
     ASSERT_GT(plate[i + 2], plate[i + 1] + 30) << "the subject shows at pixel " << i / 4;
     ASSERT_GT(plate[i + 2], plate[i + 3] + 30);
+  }
+}
+
+// The fields of an odd number of rows too, and of a single one.
+TEST(PlateView, OfFieldsIsThatOfEachField) {
+  for (const int height : {kHeight, kHeight - 1, 1}) {
+    const Bytes frame = test::greenScreen(kWidth, height, 9);
+    Bytes plates(frame.size());
+    EXPECT_TRUE(renderFieldPlates(greenKey(), frame.data(), plates.data(), kWidth, height));
+    for (int first = 0; first < std::min(2, height); ++first) {
+      const int rows = (height + 1 - first) / 2;
+      const std::ptrdiff_t row = kWidth * 4;
+      Bytes field, wanted(static_cast<std::size_t>(row * rows)), found;
+      for (int y = first; y < height; y += 2) {
+        field.insert(field.end(), frame.begin() + y * row, frame.begin() + (y + 1) * row);
+        found.insert(found.end(), plates.begin() + y * row, plates.begin() + (y + 1) * row);
+      }
+      renderPlate(greenKey(), field.data(), wanted.data(), kWidth, rows);
+      EXPECT_EQ(wanted, found) << height << " rows, field " << first;
+    }
   }
 }
 
