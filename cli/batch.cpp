@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <map>
 #include <set>
 
 #include "media/numbered_name.h"
@@ -65,17 +64,6 @@ std::string nameFor(const std::string& pattern, const std::string& input) {
     name.replace(at, placeholder.size(), stem);
   }
   return name;
-}
-
-void refuseCollisions(const std::vector<std::string>& inputs, const std::string& pattern) {
-  std::map<std::string, std::string> taken;
-  for (const std::string& input : inputs) {
-    const std::string name = nameFor(pattern, input);
-    const auto [at, isNew] = taken.emplace(name, input);
-    if (!isNew) {
-      throw UserError(at->second + " and " + input + " would both become " + name + "; rename one or key them apart");
-    }
-  }
 }
 
 }  // namespace kalvetra

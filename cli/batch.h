@@ -18,7 +18,4 @@ bool hasPlaceholder(const std::string& pattern);
 // `pattern` with each {name} replaced by the clip's file name without its extension; of a sequence without its number.
 std::string nameFor(const std::string& pattern, const std::string& input);
 
-// Throws UserError when two of the clips would be written to one file.
-void refuseCollisions(const std::vector<std::string>& inputs, const std::string& pattern);
-
 }  // namespace kalvetra

@@ -29,17 +29,4 @@ struct JobOptions : CommonOptions {
 
 void addJobOptions(CLI::App& command, JobOptions& options);
 
-// Tells the inputs from the output and checks that they fit. Throws CLI errors for what cannot be meant, UserError for
-// what cannot be done.
-void splitPaths(JobOptions& options);
-
-// What the main output shows.
-struct MainView {
-  ShownView view = ShownView::Result;
-  bool animated = false;  // the settings say for each frame
-};
-
-// The job for one of the inputs.
-KeyJob jobFor(const JobOptions& options, const std::string& input, MainView view);
-
 }  // namespace kalvetra

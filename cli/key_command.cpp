@@ -7,6 +7,7 @@
 #include "cli/console.h"
 #include "cli/interrupt.h"
 #include "cli/job_options.h"
+#include "cli/job_paths.h"
 #include "cli/key_options.h"
 #include "media/temporary_output.h"
 #include "support/user_error.h"
@@ -103,15 +104,19 @@ void refuseClashes(const KeyCommand& options) {
   if (!options.choice.savedPreset.empty() && !hasPlaceholder(options.choice.savedPreset)) {
     throw UserError(options.choice.savedPreset + ": several clips need {name} in the name of the preset");
   }
-  std::vector<std::string> written;
-  for (const std::string& input : options.options.inputs) {
-    for (const OutputRequest& output : jobFor(options.options, input, mainView(options.choice)).outputs) {
-      for (const std::string& clip : options.options.inputs) refuseOverwritingInput(clip, output.path);
-      for (const std::string& other : written) {
-        if (isSameFile(other, output.path)) throw UserError(output.path + ": is named for two clips; use other names");
+  const std::vector<std::string>& clips = options.options.inputs;
+  std::vector<std::pair<std::string, std::string>> written;  // by the clips before, and which
+  for (const std::string& input : clips) {
+    const KeyJob job = jobFor(options.options, input, mainView(options.choice));
+    for (const OutputRequest& output : job.outputs) {
+      for (const std::string& clip : clips) refuseOverwritingInput(clip, output.path);
+      for (const auto& [other, clip] : written) {
+        if (!isSameFile(other, output.path)) continue;
+        throw UserError(clip + " and " + input + " would both become " + output.path +
+                        "; rename one or key them apart");
       }
-      written.push_back(output.path);
     }
+    for (const OutputRequest& output : job.outputs) written.emplace_back(output.path, input);
   }
 }
 

@@ -24,7 +24,7 @@ struct KeyChoice {
   std::string savedPreset;           // --save-preset: a file's name, or empty
 
   bool alwaysKeys = false;  // what is shown besides the view needs the key colour
-  bool automatic = false;            // --auto: begin with what is proposed for the clip, not with the table's defaults
+  bool automatic = false;   // --auto: begin with what is proposed for the clip, not with the table's defaults
 };
 
 // Adds one option for each parameter (its slug, range, default and help), --preset and --save-preset. `choice` must
