@@ -18,8 +18,10 @@ namespace {
 // Mean absolute error, in levels, of the brightness of opaque pictures after a lossy codec. Half of it is what halved
 // chroma takes from a status view full of specks.
 constexpr double kOpaqueTolerance = 10.0;
-// From so many half-transparent pixels on, straight and premultiplied colours can be told apart.
-constexpr std::int64_t kTelling = 64;
+// From so many colour values of half-transparent pixels on, straight and premultiplied colours can be told apart, if
+// the two differ by so many levels: dark ones hardly do, and a lossy codec errs by more.
+constexpr std::int64_t kTelling = 200;
+constexpr int kTellingLevels = 24;
 
 std::string decimal(double value) {
   char text[32];
@@ -44,7 +46,7 @@ double meanError(const Image& a, const Image& b, double (*level)(const unsigned 
 // By how much the colours of half-transparent pixels are off if they are taken for straight, and for premultiplied.
 struct ColorErrors {
   double straight = 0.0, premultiplied = 0.0;
-  std::int64_t pixels = 0;
+  std::int64_t values = 0;
 };
 
 void addErrors(const Image& keyed, const Image& read, ColorErrors& errors) {
@@ -52,10 +54,12 @@ void addErrors(const Image& keyed, const Image& read, ColorErrors& errors) {
     const int share = keyed.argb[i];
     if (share < 32 || share > 192) continue;
     for (std::size_t c = i + 1; c < i + 4; ++c) {
-      errors.straight += std::abs(read.argb[c] - keyed.argb[c]);
-      errors.premultiplied += std::abs(read.argb[c] - (keyed.argb[c] * share + 127) / 255);
+      const int straight = keyed.argb[c], premultiplied = (straight * share + 127) / 255;
+      if (straight - premultiplied < kTellingLevels) continue;
+      errors.straight += std::abs(read.argb[c] - straight);
+      errors.premultiplied += std::abs(read.argb[c] - premultiplied);
+      ++errors.values;
     }
-    ++errors.pixels;
   }
 }
 
@@ -223,7 +227,7 @@ class Prover {
                               std::to_string(promise_.samples.size()) + " pictures");
     }
     // The format of linear light itself demands premultiplied colours.
-    if (opaque || colors_.pixels < kTelling || isLight()) return;
+    if (opaque || colors_.values < kTelling || isLight()) return;
     const bool straight = colors_.straight < colors_.premultiplied;
     expect(straight == (promise_.delivery.alpha == AlphaMode::Straight),
            straight ? "straight colours" : "premultiplied colours",
