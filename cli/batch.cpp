@@ -42,14 +42,27 @@ std::string stemOf(const std::string& input) {
   return last == std::string::npos ? "sequence" : stem.substr(0, last + 1);
 }
 
+// The videos of a folder without those that are outputs of the others.
+std::vector<std::string> sourcesIn(const std::string& folder, const std::string& pattern) {
+  const std::vector<std::string> videos = videosIn(folder);
+  if (pattern.empty()) return videos;
+  std::set<fs::path> outputs;
+  for (const std::string& video : videos) outputs.insert(fs::weakly_canonical(nameFor(pattern, video)));
+  std::vector<std::string> sources;
+  for (const std::string& video : videos) {
+    if (!outputs.contains(fs::weakly_canonical(video))) sources.push_back(video);
+  }
+  return sources.empty() ? videos : sources;
+}
+
 }  // namespace
 
-std::vector<std::string> expandInputs(const std::vector<std::string>& inputs) {
+std::vector<std::string> expandInputs(const std::vector<std::string>& inputs, const std::string& donePattern) {
   std::vector<std::string> clips;
   std::error_code ignored;
   for (const std::string& input : inputs) {
     const std::vector<std::string> found =
-        fs::is_directory(input, ignored) ? videosIn(input) : std::vector<std::string>{input};
+        fs::is_directory(input, ignored) ? sourcesIn(input, donePattern) : std::vector<std::string>{input};
     clips.insert(clips.end(), found.begin(), found.end());
   }
   return clips;

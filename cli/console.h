@@ -2,12 +2,16 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <string>
 
 namespace kalvetra {
 
 // One line, headed by the program's name.
 void note(const std::string& sentence);
+
+// What a failure is called: its own words, or those for a file that the system does not let us use.
+std::string sentenceOf(const std::exception& error);
 
 // "1 frame", "2 frames".
 std::string counted(std::int64_t number, const std::string& noun);

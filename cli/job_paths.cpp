@@ -78,6 +78,9 @@ void addMainOutput(KeyJob& job, const JobOptions& options, const std::string& pa
 
 void splitPaths(JobOptions& options) {
   checkTogether(options);
+  if (std::find(options.paths.begin(), options.paths.end(), "") != options.paths.end()) {
+    throw CLI::ValidationError("INPUT... OUTPUT", "a name is empty; is a variable of the shell not set?");
+  }
   if (measures(options)) {
     splitMeasurePaths(options);
     return;
@@ -85,7 +88,7 @@ void splitPaths(JobOptions& options) {
   if (options.paths.size() < 2) throw CLI::RequiredError("OUTPUT");
   options.outputPattern = options.paths.back();
   const std::vector<std::string> named(options.paths.begin(), options.paths.end() - 1);
-  options.inputs = expandInputs(named);
+  options.inputs = expandInputs(named, options.skipExisting ? options.outputPattern : "");
   if (options.inputs.size() > 1) refuseSingleNames(options);
 }
 

@@ -95,8 +95,25 @@ void keyOne(const CLI::App& command, const KeyCommand& options, const std::strin
   note("keyed " + counted(result.keyedNow, "frame") + " in " + speed(*progress) + target);
 }
 
+// The output that --skip-existing asks for; empty without one.
+std::string mainOutput(const JobOptions& options, const std::string& input) {
+  return options.outputPattern.empty() ? options.job.hashPath : nameFor(options.outputPattern, input);
+}
+
 bool isThere(const JobOptions& options, const std::string& input) {
-  return options.skipExisting && !options.outputPattern.empty() && outputExists(nameFor(options.outputPattern, input));
+  const std::string output = mainOutput(options, input);
+  return options.skipExisting && !output.empty() && outputExists(output);
+}
+
+// All that is written for one of the clips.
+std::vector<std::string> filesWritten(const KeyCommand& options, const std::string& input) {
+  const KeyJob job = jobFor(options.options, input, mainView(options.choice));
+  std::vector<std::string> files;
+  for (const OutputRequest& output : job.outputs) files.push_back(output.path);
+  for (const std::string& file : {job.receipt, nameFor(options.choice.savedPreset, input)}) {
+    if (!file.empty()) files.push_back(file);
+  }
+  return files;
 }
 
 // No clip's output may take the name of another clip, or of another's output.
@@ -107,16 +124,15 @@ void refuseClashes(const KeyCommand& options) {
   const std::vector<std::string>& clips = options.options.inputs;
   std::vector<std::pair<std::string, std::string>> written;  // by the clips before, and which
   for (const std::string& input : clips) {
-    const KeyJob job = jobFor(options.options, input, mainView(options.choice));
-    for (const OutputRequest& output : job.outputs) {
-      for (const std::string& clip : clips) refuseOverwritingInput(clip, output.path);
+    const std::vector<std::string> files = filesWritten(options, input);
+    for (const std::string& file : files) {
+      for (const std::string& clip : clips) refuseOverwritingInput(clip, file);
       for (const auto& [other, clip] : written) {
-        if (!isSameFile(other, output.path)) continue;
-        throw UserError(clip + " and " + input + " would both become " + output.path +
-                        "; rename one or key them apart");
+        if (!isSameFile(other, file)) continue;
+        throw UserError(clip + " and " + input + " would both become " + file + "; rename one or key them apart");
       }
     }
-    for (const OutputRequest& output : job.outputs) written.emplace_back(output.path, input);
+    for (const std::string& file : files) written.emplace_back(file, input);
   }
 }
 
@@ -137,7 +153,7 @@ void keyAll(const CLI::App& command, const KeyCommand& options) {
       throw;
     } catch (const std::exception& error) {
       throwIfInterrupted();
-      note(error.what());
+      note(sentenceOf(error));
       failed.push_back(input);
     }
   }
@@ -161,7 +177,7 @@ void run(const CLI::App& command, KeyCommand& options) {
   if (job.inputs.size() > 1) {
     keyAll(command, options);
   } else if (isThere(job, job.inputs.front())) {
-    note(nameFor(job.outputPattern, job.inputs.front()) + " exists already: skipped");
+    note(mainOutput(job, job.inputs.front()) + " exists already: skipped");
   } else {
     keyOne(command, options, job.inputs.front());
   }

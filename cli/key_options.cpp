@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 
 #include "cli/auto_settings.h"
 #include "cli/console.h"
@@ -139,6 +140,16 @@ void checkSavedPreset(const std::string& file, const CommonOptions& files) {
   }
 }
 
+// True when the file holds that text and nothing else.
+bool holds(const std::string& file, const std::string& text) {
+  std::error_code ignored;
+  if (!std::filesystem::is_regular_file(file, ignored) || std::filesystem::file_size(file, ignored) != text.size()) {
+    return false;
+  }
+  std::ifstream in(file, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {}) == text;
+}
+
 }  // namespace
 
 void addKeyOptions(CLI::App& command, KeyChoice& choice, bool withOwnViews) {
@@ -174,10 +185,12 @@ ShownView shownView(const KeyChoice& choice, const KeySettings& settings) {
 void savePreset(const std::string& file, const AnimatedSettings& settings, const CommonOptions& files) {
   if (file.empty()) return;
   checkSavedPreset(file, files);
+  const std::string text = presetText(settings);
+  if (holds(file, text)) return;  // saved by the run that is gone on with
   TemporaryOutput output(file, files.replace);
   if (output.isSequence()) throw UserError(file + ": a preset is one file; name it without a %");
   std::ofstream out(output.path(), std::ios::binary);
-  out << presetText(settings) << std::flush;
+  out << text << std::flush;
   if (!out) throw UserError(file + ": cannot be written; check the disk");
   output.commit();
 }

@@ -1,7 +1,9 @@
 // The command `kalvetra`. Exit status: 0 done, 1 failed, 2 wrong usage, 130 interrupted.
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <iostream>
 #include <memory>
 #include <new>
 
@@ -9,6 +11,7 @@
 #include "cli/interrupt.h"
 #include "cli/program.h"
 #include "media/ffmpeg.h"
+#include "support/user_error.h"
 
 namespace {
 
@@ -16,12 +19,15 @@ int runProgram(int argc, char** argv) {
   const std::unique_ptr<CLI::App> program = kalvetra::makeProgram();
   try {
     program->parse(argc, argv);
-    return 0;
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) return program->exit(error);  // help and version
-    kalvetra::note(std::string(error.what()) + " (kalvetra --help tells more)");
-    return 2;
+    if (error.get_exit_code() != 0) {
+      kalvetra::note(std::string(error.what()) + " (kalvetra --help tells more)");
+      return 2;
+    }
+    program->exit(error);  // help and version
   }
+  if (std::cout.flush() && std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return 0;
+  throw kalvetra::UserError("the standard output cannot be written to; what it got is not complete");
 }
 
 }  // namespace
@@ -43,7 +49,7 @@ int main(int argc, char** argv) {
       kalvetra::note(kalvetra::Interrupted().what());
       return 130;
     }
-    kalvetra::note(error.what());
+    kalvetra::note(kalvetra::sentenceOf(error));
   }
   return 1;
 }

@@ -78,7 +78,7 @@ void addStillCommand(CLI::App& program) {
   command->add_option("INPUT", options->input, "What to key.")->required();
   command->add_option("OUT.png", options->output, "The picture to write.")->required();
   command->add_option("--at", options->seconds, "The frame's time in seconds.")
-      ->check(CLI::NonNegativeNumber)
+      ->check(CLI::Range(0.0, 3600.0 * 1000.0))
       ->type_name("S");
   addReplaceOption(*command, *options);
   addThreadsOption(*command, *options);

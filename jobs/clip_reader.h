@@ -26,6 +26,8 @@ class ClipReader {
   bool next(ClipFrame& frame);
   // Where the range begins, in the clip's times, once a picture of it was read.
   std::int64_t origin() const { return origin_; }
+  // Where the range ends, in seconds of the clip, once a picture behind it was read.
+  std::optional<double> end() const { return end_; }
 
   // As Reader counts them, but without those before the range.
   std::int64_t lostFrames() const { return reader_.lostFrames() - lostBefore_; }

@@ -76,7 +76,8 @@ std::string jobIdentity(const KeyJob& job, const AnimatedSettings& settings, boo
                 {"holdout matte", fileIdentity(job.companions.holdout)},
                 {"background", fileIdentity(job.companions.background)}};
   for (const OutputRequest& output : job.outputs) {
-    identity["output"].push_back({output.path, static_cast<int>(output.view), describe(output.delivery)});
+    const std::string path = std::filesystem::weakly_canonical(output.path).string();
+    identity["output"].push_back({path, static_cast<int>(output.view), describe(output.delivery)});
   }
   return identity.dump(-1, ' ', false, json::error_handler_t::replace);
 }

@@ -26,6 +26,13 @@ JobOutput::JobOutput(const OutputRequest& request, const KeyJob& job) : request_
                                              job.resumable ? Unfinished::Kept : Unfinished::Removed);
 }
 
+JobOutput::~JobOutput() {
+  if (!journal_ || journal_->segments() > 0) return;
+  sink_.reset();
+  std::error_code ignored;
+  std::filesystem::remove_all(workFolder(), ignored);
+}
+
 Carried JobOutput::carried(const KeyJob& job, const Reader& source) const {
   return {request_.delivery.format->keepsSound, job.range.firstFrame(source.format().frameRate)};
 }
@@ -73,7 +80,7 @@ void JobOutput::checkpoint(const std::vector<FrameRecord>& segment) {
   journal_->add(segment);
 }
 
-void JobOutput::finish(const KeyJob& job, std::int64_t origin, const JobListener& listener,
+void JobOutput::finish(const KeyJob& job, const ClipReader& clip, const JobListener& listener,
                        const std::atomic<bool>& stop) {
   sink_->finish();
   if (segmented_ == nullptr || place_->isSequence()) return;
@@ -81,8 +88,8 @@ void JobOutput::finish(const KeyJob& job, std::int64_t origin, const JobListener
   JoinedMovie movie;
   movie.segments = segmented_->segments();
   movie.frames = journal_->frames();
-  movie.origin = origin;
-  movie.cutsSound = !job.range.isWhole();
+  movie.origin = clip.origin();
+  movie.soundEnd = clip.end();
   movie.carried = carried(job, source);
   const std::map<int, int> copied = joinSegments(movie, request_.delivery, place_->path(), request_.path, source);
   soundStreams_ = static_cast<int>(copied.size());

@@ -16,6 +16,10 @@ class JobOutput {
  public:
   // Settles the place. Throws UserError when it is taken.
   JobOutput(const OutputRequest& request, const KeyJob& job);
+  // An unfinished job without a completed segment leaves nothing.
+  ~JobOutput();
+  JobOutput(const JobOutput&) = delete;
+  JobOutput& operator=(const JobOutput&) = delete;
 
   // Of a resumable job: finds what an earlier run has done. `identity` as Journal has it.
   void openJournal(const std::string& identity) { journal_.emplace(workFolder(), identity); }
@@ -30,7 +34,7 @@ class JobOutput {
   void checkpoint(const std::vector<FrameRecord>& segment);
 
   // Completes the file, which still lies in its hidden place.
-  void finish(const KeyJob& job, std::int64_t origin, const JobListener& listener, const std::atomic<bool>& stop);
+  void finish(const KeyJob& job, const ClipReader& clip, const JobListener& listener, const std::atomic<bool>& stop);
   // Compares it with what was keyed.
   Proof check(const KeyJob& job, const Reader& source, std::int64_t frames, const std::atomic<bool>& stop) const;
   // Throws UserError when it could not be put in its place.

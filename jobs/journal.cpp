@@ -44,16 +44,19 @@ Journal::~Journal() { close(file_); }
 
 void Journal::read(const std::string& job) {
   std::ifstream in(path_);
-  std::string line, whole;
+  std::string line;
   std::int64_t good = 0;
-  if (std::getline(in, line) && !in.eof()) {
+  const auto next = [&] { return std::getline(in, line) && !in.eof(); };
+  if (next()) {
     const json before = json::parse(line, nullptr, false), now = json::parse(job);
-    if (before != now) {
+    head_ = good = in.tellg();
+    const bool another = before != now;
+    if (another && next()) {
       throw UserError(path_.parent_path().string() + " holds an unfinished run that differs in its " +
                       difference(before, now) + "; repeat that run, or remove the folder to begin anew");
     }
-    head_ = good = in.tellg();
-    while (std::getline(in, line) && !in.eof()) {
+    if (another) good = 0;
+    while (!another && next()) {
       readSegment(line);
       good = in.tellg();
       segments_.push_back({good, frames_.size()});

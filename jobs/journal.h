@@ -24,7 +24,8 @@ inline constexpr const char* kJournalName = "journal";
 class Journal {
  public:
   // Opens the journal in `folder`, or begins one. `job` is a JSON object that tells this job from others. Throws
-  // UserError when the folder holds another job's work, naming what differs, or is in use by another run.
+  // UserError when the folder holds completed segments of another job, naming what differs, or is in use by another
+  // run.
   Journal(const std::filesystem::path& folder, const std::string& job);
   ~Journal();
   Journal(const Journal&) = delete;

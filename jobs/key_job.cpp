@@ -139,14 +139,13 @@ class Run {
     const std::int64_t before = framesBefore();
     const PictureFormat& format = source_->format();
     listener_.begin(job_.range.expectedFrames(source_->expectedFrames(), format.frameRate), before);
-    ClipReader clip(*source_, job_.range, before);
-    keyFrames(clip, format.color, keying_, *companions_, routes_, job_.threads, stop_,
+    clip_.emplace(*source_, job_.range, before);
+    keyFrames(*clip_, format.color, keying_, *companions_, routes_, job_.threads, stop_,
               [this](const WrittenFrame& frame) { noteWritten(frame); });
     listener_.end();
-    origin_ = clip.origin();
     result_.frames = before + result_.keyedNow;
-    result_.lostFrames = clip.lostFrames();
-    result_.damagedFrames = clip.damagedFrames();
+    result_.lostFrames = clip_->lostFrames();
+    result_.damagedFrames = clip_->damagedFrames();
     if (!segment_.empty()) closeSegment();
     if (stop_) throwInterrupted();
   }
@@ -185,7 +184,7 @@ class Run {
   }
 
   void finishAll() {
-    for (JobOutput& output : outputs_) output.finish(job_, origin_, listener_, stop_);
+    for (JobOutput& output : outputs_) output.finish(job_, *clip_, listener_, stop_);
     if (measure_) measure_->finish();
     if (stop_) throwInterrupted();
     if (keying_.hashes) result_.clipHash = clipHash();
@@ -231,13 +230,13 @@ class Run {
   std::deque<JobOutput> outputs_;
   std::optional<TemporaryOutput> hashPlace_, receiptPlace_;
   std::optional<Reader> source_;
+  std::optional<ClipReader> clip_;
   std::optional<CompanionFiles> companions_;
   std::unique_ptr<PictureSink> measure_;
   std::vector<Route> routes_;
   Keying keying_;
   ClipHash hash_;
   std::vector<FrameRecord> segment_;
-  std::int64_t origin_ = 0;
   JobResult result_;
 };
 

@@ -27,8 +27,7 @@ class SoundFeed {
  public:
   SoundFeed(Reader& source, const JoinedMovie& movie, ClipMovie& output)
       : source_(source), output_(output), origin_(secondsOf(movie.origin)) {
-    const FrameRecord& last = movie.frames.back();
-    if (movie.cutsSound) end_ = secondsOf(last.time + last.duration + movie.origin);
+    if (movie.soundEnd) end_ = *movie.soundEnd;
   }
 
   // Writes what sounds before that time of the clip, in seconds.

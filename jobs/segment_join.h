@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,8 +17,8 @@ struct JoinedMovie {
   std::vector<std::filesystem::path> segments;
   // All pictures of the segments, in the movie's times.
   std::vector<FrameRecord> frames;
-  std::int64_t origin = 0;  // time of the clip at which the movie begins
-  bool cutsSound = false;   // the movie is a part of the clip
+  std::int64_t origin = 0;         // time of the clip at which the movie begins
+  std::optional<double> soundEnd;  // where the clip's sound is cut, in its seconds; nothing: it goes on to its end
   Carried carried;
 };
 

@@ -14,6 +14,8 @@ const std::regex& numberPattern() {
   return pattern;
 }
 
+bool shorter(const std::string& a, const std::string& b) { return a.size() < b.size(); }
+
 }  // namespace
 
 bool isNumberedName(const std::string& name) {
@@ -39,6 +41,16 @@ std::string NumberedName::with(std::string digits) const {
 }
 
 bool NumberedName::covers(const std::string& name) const { return digitsIn(name).has_value(); }
+
+bool NumberedName::mayMeet(const NumberedName& other) const {
+  const auto onlyDigits = [](const std::string& text) { return text.find_first_not_of(" 0123456789") == text.npos; };
+  const std::string& shortHead = std::min(before_, other.before_, shorter);
+  const std::string& longHead = std::max(before_, other.before_, shorter);
+  const std::string& shortTail = std::min(after_, other.after_, shorter);
+  const std::string& longTail = std::max(after_, other.after_, shorter);
+  return longHead.starts_with(shortHead) && onlyDigits(longHead.substr(shortHead.size())) &&
+         longTail.ends_with(shortTail) && onlyDigits(longTail.substr(0, longTail.size() - shortTail.size()));
+}
 
 std::optional<int> NumberedName::numberIn(const std::string& name) const {
   const std::optional<std::string> digits = digitsIn(name);

@@ -21,6 +21,8 @@ class NumberedName {
   // The number in one of the names that `with` gives; nothing for any other name: f-0003.png is none of f-%03d.png.
   std::optional<int> numberIn(const std::string& name) const;
   bool covers(const std::string& name) const;
+  // True when some file may have both names, as 10001 with %d and %05d.
+  bool mayMeet(const NumberedName& other) const;
 
  private:
   std::optional<std::string> digitsIn(const std::string& name) const;

@@ -1,7 +1,11 @@
 #include "media/temporary_output.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdio>
+#include <random>
 #include <set>
 #include <vector>
 
@@ -13,6 +17,8 @@ namespace fs = std::filesystem;
 namespace kalvetra {
 
 namespace {
+
+constexpr int kMostLinks = 40;  // in a row, as the system has it
 
 fs::path folderOf(const fs::path& target) { return target.has_parent_path() ? target.parent_path() : fs::path("."); }
 
@@ -42,9 +48,10 @@ void checkFolder(const fs::path& target) {
 bool standsFor(const fs::path& target, const fs::path& path) {
   std::error_code ignored;
   if (fs::equivalent(target, path, ignored) || fs::weakly_canonical(target) == fs::weakly_canonical(path)) return true;
-  const std::string name = target.filename().string();
-  return isNumberedName(name) && fs::equivalent(folderOf(target), folderOf(path), ignored) &&
-         NumberedName(name).covers(path.filename().string());
+  const std::string name = target.filename().string(), other = path.filename().string();
+  if (!isNumberedName(name) || !fs::equivalent(folderOf(target), folderOf(path), ignored)) return false;
+  if (isNumberedName(other)) return NumberedName(name).mayMeet(NumberedName(other));
+  return NumberedName(name).covers(other);
 }
 
 }  // namespace
@@ -72,15 +79,49 @@ TemporaryOutput::TemporaryOutput(const std::string& target, bool replace, Unfini
     temporary_ = kStandardOutputAddress;
     return;
   }
-  if (fs::is_directory(target_)) throw UserError(target + " is a folder; name a file in it");
+  checkTarget();
   checkFolder(target_);
   if (!replace && outputExists(target)) {
     throw UserError(target + " exists already; give -y to replace it, or another name");
   }
-  const bool kept = unfinished == Unfinished::Kept;
-  const std::string suffix = kept ? ".unfinished" : ".part-" + std::to_string(getpid());
-  temporary_ = folderOf(target_) / ("." + target_.filename().string() + suffix);
-  if (isSequence_ || kept) fs::create_directory(temporary_);
+  const std::string hidden = "." + target_.filename().string();
+  if (unfinished == Unfinished::Kept) {
+    temporary_ = folderOf(target_) / (hidden + ".unfinished");
+    fs::create_directory(temporary_);
+  } else {
+    claim(hidden);
+  }
+}
+
+// A link stands for what it leads to. Devices, pipes and folders cannot be replaced.
+void TemporaryOutput::checkTarget() {
+  const std::string shown = target_.string();
+  for (int links = 0; !isSequence_ && fs::is_symlink(target_) && links < kMostLinks; ++links) {
+    target_ = folderOf(target_) / fs::read_symlink(target_);  // an absolute one replaces the folder
+  }
+  if (fs::is_directory(target_)) throw UserError(shown + " is a folder; name a file in it");
+  if (fs::exists(target_) && !fs::is_regular_file(target_)) {
+    throw UserError(shown + " is no file that can be replaced; give - to write into a pipe");
+  }
+}
+
+// Makes a hidden place that no other run has, whatever machine it runs on.
+void TemporaryOutput::claim(const std::string& hidden) {
+  for (std::random_device random;;) {
+    char suffix[16];
+    std::snprintf(suffix, sizeof suffix, ".part-%08x", random());
+    temporary_ = folderOf(target_) / (hidden + suffix);
+    if (isSequence_) {
+      if (fs::create_directory(temporary_)) return;
+    } else {
+      const int file = open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+      if (file >= 0) {
+        close(file);
+        return;
+      }
+      if (errno != EEXIST) throw fs::filesystem_error("", target_, {errno, std::generic_category()});
+    }
+  }
 }
 
 TemporaryOutput::~TemporaryOutput() {

@@ -45,6 +45,8 @@ class TemporaryOutput {
   void commit();
 
  private:
+  void checkTarget();
+  void claim(const std::string& hidden);
   void moveIntoPlace();
   void commitSequence();
 

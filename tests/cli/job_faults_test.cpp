@@ -118,4 +118,93 @@ TEST_F(JobFaults, APlaceTakenMeanwhileKeepsTheOthersFree) {
   EXPECT_EQ((std::vector<std::string>{"clip.mov", "two.mkv"}), out_.names());
 }
 
+// Names that are not the same and may still mean the same files.
+TEST_F(JobFaults, NoFileThatIsReadIsWritten) {
+  fs::create_directory(out_.path("o"));
+  need(kFfmpeg + "-i " + clip_ + " -frames:v 3 -start_number 10001 " + out_.path("s-%05d.png"));
+  fs::copy_file(clip_, out_.path("a.mov"));
+  fs::copy_file(clip_, out_.path("ba.mov"));
+  const std::vector<std::string> before = out_.names();
+  const std::string folder = "cd " + out_.path("") + " && ";
+  const std::pair<std::string, std::string> cases[] = {
+      {"s-%d.png s-%05d.png -y", "would overwrite the input"},
+      {"s-%d.png x.mkv -y --also matte=s-%05d.png", "would overwrite the input"},
+      {"a.mov 'o/x-%d.png' -y --also 'matte=o/x-%02d.png'", "named for two outputs"},
+      {"a.mov ba.mov 'o/{name}.mov' -y --receipt 'b{name}.mov'", "ba.mov would overwrite the input"},
+      {"a.mov ba.mov 'o/{name}.mov' -y --save-preset 'b{name}.mov'", "ba.mov would overwrite the input"},
+  };
+  for (const auto& [arguments, sentence] : cases) {
+    const Outcome outcome = run(folder + key(arguments + kOptions));
+    EXPECT_EQ(1, outcome.status) << arguments;
+    expectHas(outcome.output, sentence);
+    EXPECT_EQ(before, out_.names()) << arguments;
+  }
+  EXPECT_GT(fs::file_size(out_.path("ba.mov")), 4000u);
+}
+
+TEST_F(JobFaults, PipesFoldersAndLinksStayWhatTheyAre) {
+  need("mkfifo " + out_.path("pipe.nut"));
+  const Outcome pipe = run(key(clip_ + " " + out_.path("pipe.nut") + " -y" + kOptions));
+  EXPECT_EQ(1, pipe.status);
+  expectHas(pipe.output, "no file that can be replaced; give - ");
+  EXPECT_TRUE(fs::is_fifo(out_.path("pipe.nut")));
+  fs::create_directory(out_.path("real"));
+  fs::create_symlink("real/o.mkv", out_.path("link.mkv"));
+  need(key(clip_ + " " + out_.path("link.mkv") + " --frames 2" + kOptions));
+  EXPECT_TRUE(fs::is_symlink(out_.path("link.mkv")));
+  EXPECT_EQ(2u, readAll(out_.path("real/o.mkv")).size());
+  const Outcome twice = run(key(clip_ + " " + out_.path("link.mkv") + " --frames 2" + kOptions));
+  expectHas(twice.output, "exists already");
+}
+
+TEST_F(JobFaults, WhatTheSystemRefusesIsSaidInWords) {
+  const std::string folder = "cd " + out_.path("") + " && ", name(230, 'n');
+  const std::pair<std::string, std::string> cases[] = {
+      {key("clip.mov ''" + kOptions), "a name is empty"},
+      {key("clip.mov " + name + "nnnnnnnnnnnn.mkv --resume" + kOptions), "cannot be used (File name too long)"},
+      {key("loop.mov x.mkv" + kOptions), "loop.mov"},
+      {kKalvetra + " --version > /dev/full", "the standard output cannot be written to"},
+      {kKalvetra + " pick clip.mov > /dev/full", "the standard output cannot be written to"},
+  };
+  fs::create_symlink("loop.mov", out_.path("loop.mov"));
+  for (const auto& [command, sentence] : cases) {
+    const Outcome outcome = run("{ " + folder + command + "; } 2>&1");
+    EXPECT_NE(0, outcome.status) << command;
+    expectHas(outcome.output, sentence);
+    EXPECT_EQ(std::string::npos, outcome.output.find("filesystem error")) << outcome.output;
+  }
+}
+
+TEST_F(JobFaults, AFolderKeyedIntoItselfIsDoneOnce) {
+  fs::create_directory(out_.path("f"));
+  fs::copy_file(clip_, out_.path("f/a.mov"));
+  const std::string command =
+      key(out_.path("f") + " '" + out_.path("f/{name}-keyed.mov") + "' --skip-existing --frames 2");
+  expectHas(need(command + kOptions), "keyed 2 frames");
+  expectHas(need(command + kOptions), "exists already: skipped");
+  EXPECT_EQ(1, run(key(out_.path("f") + " '" + out_.path("f/{name}-keyed.mov") + "' -y" + kOptions)).status);
+  const std::string hashes = key(clip_ + " -f hash " + out_.path("h.txt") + " --skip-existing" + kOptions);
+  need(hashes);
+  expectHas(need(hashes), "exists already: skipped");
+}
+
+// A run that went on behind an interruption, or that could have, is the run without it.
+TEST_F(JobFaults, ResumableRunsTakeTheSameSoundAndLeaveNothingUndone) {
+  need(kFfmpeg + "-i " + clip_ + " -f lavfi -i sine=r=48000 -map 0:v -map 1:a -t 5 -c:v copy -c:a pcm_s16le " +
+       out_.path("long.mkv"));
+  for (const char* range : {"--start 0", "--start 0.5", "--end 60", "--end 20f"}) {
+    const auto sound = [&](const std::string& resume) {
+      need(key(out_.path("long.mkv") + " " + out_.path("o.mkv") + " -y " + range + resume + kOptions));
+      return need(kFfmpeg + "-i " + out_.path("o.mkv") + " -map 0:a -c copy -f framemd5 - | grep -v '#'");
+    };
+    EXPECT_EQ(sound(""), sound(" --resume")) << range;
+  }
+  const std::string resumed = key(clip_ + " " + out_.path("r.mkv") + " --resume" + kOptions);
+  EXPECT_EQ(1, run(resumed + " --start 100").status);
+  EXPECT_FALSE(fs::exists(out_.path(".r.mkv.unfinished")));
+  need(resumed + " --save-preset " + out_.path("p.json"));
+  fs::remove(out_.path("r.mkv"));
+  need(resumed + " --save-preset " + out_.path("p.json"));  // as after an interruption
+}
+
 }  // namespace

@@ -146,9 +146,12 @@ TEST_F(JournalTest, RefusesOtherJobsOtherRunsAndNonsense) {
     const Journal journal(folder_, job_);
     EXPECT_NE(std::string::npos, failure(job_, folder_).find("another run; wait for it"));
   }
-  EXPECT_NE(std::string::npos, failure(R"({"input": "b.mp4", "look": 1})", folder_).find("differs in its input"));
+  const std::string other = R"({"input": "b.mp4", "look": 1})";
+  EXPECT_EQ("no failure", failure(other, folder_)) << "nothing is lost by beginning anew";
+  Journal(folder_, other).add({{0, 1, {}}});
+  EXPECT_NE(std::string::npos, failure(job_, folder_).find("differs in its input"));
   std::ofstream(folder_ / "journal", std::ios::app) << "[[3,1,\"nothex\"]]\n";
-  EXPECT_NE(std::string::npos, failure(job_, folder_).find("is damaged; remove"));
+  EXPECT_NE(std::string::npos, failure(other, folder_).find("is damaged; remove"));
 }
 
 }  // namespace
