@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <random>
@@ -54,12 +55,25 @@ bool standsFor(const fs::path& target, const fs::path& path) {
   return NumberedName(name).covers(other);
 }
 
+// True when a file is there that two numbered names cover.
+bool sharesFile(const fs::path& a, const fs::path& b) {
+  std::error_code ignored;
+  if (!fs::equivalent(folderOf(a), folderOf(b), ignored)) return false;
+  const std::vector<fs::path> files = sequenceFiles(a);
+  const NumberedName other(b.filename().string());
+  return a.filename() == b.filename() || std::any_of(files.begin(), files.end(), [&](const fs::path& file) {
+           return other.covers(file.filename().string());
+         });
+}
+
 }  // namespace
 
 bool isSameFile(const std::string& a, const std::string& b) { return standsFor(a, b) || standsFor(b, a); }
 
 void refuseOverwritingInput(const std::string& input, const std::string& output) {
-  if (isSameFile(input, output)) {
+  const bool sequences =
+      isNumberedName(fs::path(input).filename().string()) && isNumberedName(fs::path(output).filename().string());
+  if (sequences ? sharesFile(input, output) : isSameFile(input, output)) {
     throw UserError(output + " would overwrite the input; name another output");
   }
 }

@@ -57,14 +57,14 @@ class TemporaryOutput {
   bool isSequence_;
 };
 
-// True when one name, of a file or of a numbered sequence, stands for the other or for a part of it.
+// True when one name, of a file or of a numbered sequence, stands for the other or for a part of it, or may do so.
 bool isSameFile(const std::string& a, const std::string& b);
 
 // True when a sequence or file of that name stands there already.
 bool outputExists(const std::string& target);
 
-// Throws UserError when writing `output` would replace the file `input`, or a picture of it, where either may be a
-// numbered name.
+// Throws UserError when writing `output` would replace the file `input`, or a picture of it that is there, where either
+// may be a numbered name.
 void refuseOverwritingInput(const std::string& input, const std::string& output);
 
 }  // namespace kalvetra

@@ -35,8 +35,11 @@ VideoEncoder::VideoEncoder(const OutputFormat& format, AVPixelFormat pixels, con
   const int error = avcodec_open2(context_.get(), codec, &options);
   av_dict_free(&options);
   if (error < 0) {
+    const bool even = pictures.width % 2 == 0 && pictures.height % 2 == 0;
+    const bool wholeChroma = av_pix_fmt_desc_get(pixels)->log2_chroma_w == 0;
     throw UserError("pictures of " + std::to_string(pictures.width) + " x " + std::to_string(pictures.height) +
-                    " cannot be encoded as " + format.what + " (" + errorText(error) +
+                    " cannot be encoded as " + format.what + " (" +
+                    (even || wholeChroma ? errorText(error) : "it needs an even width and height") +
                     "); choose another kind of output");
   }
 }

@@ -163,10 +163,12 @@ TEST_F(JobFaults, WhatTheSystemRefusesIsSaidInWords) {
       {key("clip.mov ''" + kOptions), "a name is empty"},
       {key("clip.mov " + name + "nnnnnnnnnnnn.mkv --resume" + kOptions), "cannot be used (File name too long)"},
       {key("loop.mov x.mkv" + kOptions), "loop.mov"},
+      {key("odd.mkv x.mov --also matte=x.mp4" + kOptions), "161 x 91 cannot be encoded as H.264 (it needs an even"},
       {kKalvetra + " --version > /dev/full", "the standard output cannot be written to"},
       {kKalvetra + " pick clip.mov > /dev/full", "the standard output cannot be written to"},
   };
   fs::create_symlink("loop.mov", out_.path("loop.mov"));
+  need(kFfmpeg + "-f lavfi -i testsrc2=s=160x90,scale=161:91 -frames:v 1 -c:v ffv1 -pix_fmt bgr0 " + out_.path("odd.mkv"));
   for (const auto& [command, sentence] : cases) {
     const Outcome outcome = run("{ " + folder + command + "; } 2>&1");
     EXPECT_NE(0, outcome.status) << command;

@@ -198,7 +198,7 @@ TEST(ParamsCommand, PrintsTheTableForPeopleAndPrograms) {
 
   const Outcome full = run(kKalvetra + " params > /dev/full");
   EXPECT_EQ(1, full.status);
-  expectHas(full.output, "the standard output: cannot be written");
+  expectHas(full.output, "the standard output cannot be written to");
   EXPECT_EQ(2, run(kKalvetra + " params --xml").status);
 }
 
