@@ -67,6 +67,7 @@ std::int64_t ExportJob::start(const KeyRequest& request, const std::string& name
   if (thread_.joinable()) thread_.join();
   stop_ = false;
   const std::lock_guard lock(mutex_);
+  if (private_) private_->clear();  // only the newest export can be fetched
   const std::int64_t number = state_.job + 1;
   state_ = {};
   state_.job = number;

@@ -70,6 +70,17 @@ class OpenFile {
 
 }  // namespace
 
+Folders::Folders(const std::vector<fs::path>& folders, fs::path background) : background_(std::move(background)) {
+  for (const fs::path& folder : folders) {
+    std::error_code failed;
+    const fs::path whole = fs::canonical(folder, failed);
+    if (failed || !fs::is_directory(whole, failed)) {
+      throw UserError(folder.string() + " is no folder that can be opened; create it, or name another with --folder");
+    }
+    folders_.push_back(whole);
+  }
+}
+
 std::vector<std::string> Folders::names(bool (*fits)(const fs::path& name)) const {
   std::set<std::string> found;
   for (const fs::path& folder : folders_) {
@@ -84,7 +95,13 @@ std::vector<std::string> Folders::names(bool (*fits)(const fs::path& name)) cons
 }
 
 std::vector<std::string> Folders::presets() const { return names(isPreset); }
-std::vector<std::string> Folders::pictures() const { return names(isPicture); }
+
+std::vector<std::string> Folders::pictures() const {
+  std::vector<std::string> all = names(isPicture);
+  const std::string own = background_.filename().string();
+  if (!own.empty() && isUtf8(own) && std::find(all.begin(), all.end(), own) == all.end()) all.insert(all.begin(), own);
+  return all;
+}
 
 fs::path Folders::find(const std::string& name) const {
   checkPlainName(name);
@@ -96,6 +113,7 @@ fs::path Folders::find(const std::string& name) const {
 }
 
 fs::path Folders::picture(const std::string& name) const {
+  if (!background_.empty() && name == background_.filename().string()) return background_;
   const fs::path path = find(name);
   if (!isPicture(name)) throw UserError(name + ": is no picture and no video by its name; choose another file");
   return path;

@@ -18,7 +18,8 @@ class Folders {
   static constexpr std::size_t kMostNames = 1000;                // of a kind
   static constexpr std::uintmax_t kLargestPreset = 1024 * 1024;  // bytes
 
-  explicit Folders(std::vector<std::filesystem::path> folders) : folders_(std::move(folders)) {}
+  // `background` is one more file that may be a background, or empty. Throws UserError for a folder that is none.
+  explicit Folders(const std::vector<std::filesystem::path>& folders, std::filesystem::path background = {});
 
   // Sorted names: *.json, and what may serve as a background. Unreadable folders count as empty.
   std::vector<std::string> presets() const;
@@ -36,7 +37,8 @@ class Folders {
   std::vector<std::string> names(bool (*fits)(const std::filesystem::path& name)) const;
   std::filesystem::path find(const std::string& name) const;
 
-  std::vector<std::filesystem::path> folders_;
+  std::vector<std::filesystem::path> folders_;  // absolute
+  std::filesystem::path background_;
   mutable std::mutex saving_;
 };
 

@@ -8,6 +8,7 @@
 
 #include "media/source_options.h"
 #include "parameters/animated_settings.h"
+#include "preview/folders.h"
 #include "preview/precedence.h"
 #include "preview/routes.h"
 
@@ -25,15 +26,25 @@ struct PreviewOptions {
 };
 
 struct PreviewContext {
-  PreviewContext(PreviewOptions given, std::atomic<bool>& stopWord) : options(std::move(given)), stop(stopWord) {}
+  // Throws UserError for a folder that is none.
+  PreviewContext(PreviewOptions given, std::atomic<bool>& stopWord)
+      : options(std::move(given)), stop(stopWord), folders(options.folders, options.background) {}
 
   const PreviewOptions options;
   std::atomic<bool>& stop;  // once true, all work is to end; set by the page's wish to quit, too
   Precedence precedence;    // of what the user waits for over work in the background
+  const Folders folders;
+
+  // Of the clip; 0 when it is not known.
+  std::int64_t frames() const { return 0; }
 };
 
 // One a topic, in a file of the same name. The context must outlive the routes.
 void addSessionRoutes(Routes& routes, PreviewContext& context);  // session_routes.cpp: quit
+void addStripRoutes(Routes& routes, PreviewContext& context);
+void addExportRoutes(Routes& routes, PreviewContext& context);
+void addFileRoutes(Routes& routes, PreviewContext& context);  // presets and what is in the folders
+void addCommandRoutes(Routes& routes, PreviewContext& context);
 
 // All of them.
 Routes makeRoutes(PreviewContext& context);

@@ -24,4 +24,13 @@ PrivateFolder::~PrivateFolder() {
   std::filesystem::remove_all(path_, ignored);
 }
 
+void PrivateFolder::clear() const {
+  std::error_code failed;
+  for (std::filesystem::directory_iterator entry(path_, failed), end; !failed && entry != end;
+       entry.increment(failed)) {
+    std::error_code ignored;
+    std::filesystem::remove_all(entry->path(), ignored);
+  }
+}
+
 }  // namespace kalvetra

@@ -13,6 +13,8 @@ class PrivateFolder {
   PrivateFolder(const PrivateFolder&) = delete;
   PrivateFolder& operator=(const PrivateFolder&) = delete;
 
+  // Removes what is in it, as far as that can be done.
+  void clear() const;
   const std::filesystem::path& path() const { return path_; }
 
  private:

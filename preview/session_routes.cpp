@@ -14,6 +14,10 @@ void addSessionRoutes(Routes& routes, PreviewContext& context) {
 Routes makeRoutes(PreviewContext& context) {
   Routes routes;
   addSessionRoutes(routes, context);
+  addStripRoutes(routes, context);
+  addExportRoutes(routes, context);
+  addFileRoutes(routes, context);
+  addCommandRoutes(routes, context);
   return routes;
 }
 
