@@ -228,8 +228,7 @@ class Run {
 }  // namespace
 
 bool keysFields(const KeyJob& job, const PictureFormat& clip) {
-  const bool interlaced = clip.fieldOrder == FieldOrder::TopFirst || clip.fieldOrder == FieldOrder::BottomFirst;
-  return job.fields == FieldChoice::On || (job.fields == FieldChoice::Auto && interlaced);
+  return job.fields == FieldChoice::On || (job.fields == FieldChoice::Auto && isInterlaced(clip.fieldOrder));
 }
 
 JobResult runKeyJob(const KeyJob& job, const JobListener& listener, const std::atomic<bool>& stop) {

@@ -1,9 +1,10 @@
 #include "media/delivery.h"
 #include "media/numbered_name.h"
+#include "preview/answers.h"
+#include "preview/clip_requests.h"
 #include "preview/equivalent_command.h"
 #include "preview/plain_name.h"
 #include "preview/preview_context.h"
-#include "preview/work_requests.h"
 
 namespace kalvetra {
 
@@ -28,8 +29,8 @@ std::string inFolder(const Folders& folders, const std::string& name) {
   return folders.all().empty() ? name : (folders.all().front() / name).string();
 }
 
-Json commandFor(const Json& body, const PreviewContext& context) {
-  const KeyRequest request = keyRequestIn(body, context, context.frames());
+Json commandFor(const Json& body, PreviewContext& context) {
+  const KeyRequest request = keyRequestIn(body, context);
   const std::string stem = plainStem(context.options.input);
   const std::string output = text(body, "output", usualName(stem, request));
   checkPlainName(output);

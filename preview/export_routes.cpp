@@ -1,9 +1,10 @@
 #include <cctype>
 #include <cstdio>
 
+#include "preview/answers.h"
+#include "preview/clip_requests.h"
 #include "preview/export_job.h"
 #include "preview/preview_context.h"
-#include "preview/work_requests.h"
 
 namespace kalvetra {
 
@@ -54,7 +55,7 @@ std::string disposition(const std::string& name) {
 
 Answer download(const ExportJob& job, const Request& request) {
   Answer answer;
-  answer.file = job.file(static_cast<std::size_t>(wholeNumberIn(request, "index", 0, 1, 0)));
+  answer.file = job.file(static_cast<std::size_t>(numberIn(request, "index", 1)));
   answer.type = "application/octet-stream";
   answer.headers.emplace_back("Content-Disposition", disposition(answer.file->filename().string()));
   return answer;
@@ -71,7 +72,7 @@ void addExportRoutes(Routes& routes, PreviewContext& context) {
     const Json body = parseBody(request.body);
     const std::string name = text(body, "name");
     const bool replace = flag(body, "replace", false);
-    return jsonAnswer({{"id", job->start(keyRequestIn(body, context, context.frames()), name, replace)}});
+    return jsonAnswer({{"id", job->start(keyRequestIn(body, context), name, replace)}});
   });
   routes.get("api/export", [job, inFolder](const Request&) { return jsonAnswer(asJson(job->state(), inFolder)); });
   routes.remove("api/export", [job](const Request&) {

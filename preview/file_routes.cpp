@@ -1,5 +1,6 @@
+#include "preview/answers.h"
+#include "preview/clip_requests.h"
 #include "preview/preview_context.h"
-#include "preview/work_requests.h"
 
 namespace kalvetra {
 

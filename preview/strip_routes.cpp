@@ -1,6 +1,7 @@
+#include "preview/answers.h"
+#include "preview/clip_requests.h"
 #include "preview/matte_strip.h"
 #include "preview/preview_context.h"
-#include "preview/work_requests.h"
 
 namespace kalvetra {
 
@@ -35,7 +36,7 @@ void addStripRoutes(Routes& routes, PreviewContext& context) {
     return jsonAnswer({{"job", strip->start(settingsIn(body), rangeIn(body, context.frames()))}});
   });
   routes.get("api/strip", [strip](const Request& request) {
-    return jsonAnswer(asJson(strip->state(wholeNumberIn(request, "from", 0, kLastKeyframe, 0))));
+    return jsonAnswer(asJson(strip->state(numberIn(request, "from", kLastKeyframe))));
   });
   routes.remove("api/strip", [strip](const Request&) {
     strip->stop();

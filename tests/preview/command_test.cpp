@@ -19,7 +19,7 @@ std::string inShell(const std::string& folder, const std::string& command) {
 
 TEST(EquivalentCommand, SaysOnlyWhatDiffersAndCounts) {
   const ScratchFolder folder;
-  const std::string clip = folder.path("shot.mkv");
+  const std::string clip = drawClip(folder.path("shot.mkv"), "10");
   const RoutedPreview preview(optionsFor(clip));
   const auto command = [&](const Json& request) {
     return preview.post("api/command", request)["command"].get<std::string>();
@@ -48,7 +48,7 @@ TEST(EquivalentCommand, SaysOnlyWhatDiffersAndCounts) {
 }
 
 TEST(EquivalentCommand, RefusesWhatNoCommandCanSay) {
-  const RoutedPreview preview(optionsFor("shot.mkv"));
+  const RoutedPreview preview(optionsFor(someClip()));
   const auto refused = [&](const Json& request, const std::string& part) {
     expectHas(preview.refusal(400, "api/command", request), part);
   };
@@ -57,7 +57,8 @@ TEST(EquivalentCommand, RefusesWhatNoCommandCanSay) {
   refused({{"output", "a.mkv"}, {"delivery", "editing"}}, "does not fit the purpose editing");
   refused({{"output", "a.webm"}, {"codec", "av1"}, {"over", "#ffffff"}}, "by its name alone, and .webm does not stand");
   refused({{"delivery", "fun"}}, "'fun' is no purpose");
-  const RoutedPreview latin(optionsFor("caf\xe9.mkv"));
+  const ScratchFolder folder;
+  const RoutedPreview latin(optionsFor(drawClip(folder.path("caf\xe9.mkv"), "2")));
   expectHas(latin.refusal(400, "api/command", {{"output", "a.mov"}}), "is not UTF-8");
 }
 

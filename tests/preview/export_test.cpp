@@ -159,9 +159,9 @@ TEST(Export, RefusesNamesAndRequestsThatDoNotFit) {
   refused(400, {{"name", "a.mkv"}, {"delivery", "editing"}}, "does not fit the purpose editing");
   refused(400, {{"name", "a.mov"}, {"delivery", "fun"}}, "is no purpose");
   refused(400, {{"name", "a.mp4"}}, "holds no alpha");
-  refused(400, {{"name", "a.mp4"}, {"view", "composite"}}, "a composite needs a background");
+  refused(400, {{"name", "a.mp4"}, {"view", "composite"}}, "the request lacks \"over\"");
   refused(400, {{"name", "a.mp4"}, {"view", "upside"}}, "\"view\" is none of");
-  refused(400, {{"name", "a.mp4"}, {"over", "red"}}, "\"over\" is no colour");
+  refused(400, {{"name", "a.mp4"}, {"over", "red"}}, "is neither a colour");
   refused(400, {{"name", "a.mp4"}, {"over", {{"file", "../clip.mkv"}}}}, "give a plain file name");
   refused(409, {{"name", "taken.mkv"}}, "taken.mkv exists already");
   EXPECT_EQ("none", preview.get("api/export")["state"]);

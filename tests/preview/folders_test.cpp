@@ -29,7 +29,7 @@ TEST(PreviewFolders, ListOnlyPlainRegularFiles) {
   fs::create_symlink(outside.path("secret.json"), a.path("link.json"));
   fs::create_directory(a.path("folder.json"));
   ASSERT_EQ(0, mkfifo(a.path("pipe.json").c_str(), 0600));
-  const RoutedPreview preview(optionsFor("clip.mkv", {a.path(""), b.path("")}));
+  const RoutedPreview preview(optionsFor(someClip(), {a.path(""), b.path("")}));
   const Json files = preview.get("api/files");
   EXPECT_EQ((Json{"TWO.JSON", "one.json", "three.json"}), files["presets"]);
   EXPECT_EQ((Json{"loop.MP4", "sky.jpg"}), files["pictures"]);
@@ -51,7 +51,7 @@ TEST(PreviewFolders, ListOnlyPlainRegularFiles) {
 
 TEST(PreviewFolders, SavePresetsThatTheCommandReads) {
   const ScratchFolder folder, outside;
-  const RoutedPreview preview(optionsFor("clip.mkv", {folder.path("")}));
+  const RoutedPreview preview(optionsFor(someClip(), {folder.path("")}));
   const Json settings{{"key-color", kKeyColor}, {"shadow", 80}, {"screen-gain", {{0, 5}, {9, 50}}}};
   EXPECT_EQ("look.json", preview.post("api/preset/save", {{"name", "look"}, {"settings", settings}})["name"]);
   expectHas(preview.refusal(409, "api/preset/save", {{"name", "look.json"}, {"settings", settings}}), "exists already");
@@ -86,19 +86,19 @@ TEST(PreviewFolders, TellWhatIsWrongWithAPreset) {
   const ScratchFolder folder;
   write(folder.path("bad.json"), "{\n\"look\": 1,\n\"settings\": {\"shadow\": 101}}");
   write(folder.path("huge.json"), std::string((1 << 20) + 1, ' '));
-  const RoutedPreview preview(optionsFor("clip.mkv", {folder.path("")}));
+  const RoutedPreview preview(optionsFor(someClip(), {folder.path("")}));
   expectHas(preview.refusal(400, "api/preset/load", {{"name", "bad.json"}}), "bad.json, line 3: \"shadow\" cannot be");
   expectHas(preview.refusal(400, "api/preset/load", {{"name", "huge.json"}}), "is larger than 1 MiB");
-  const RoutedPreview bare(optionsFor("clip.mkv"));
+  const RoutedPreview bare(optionsFor(someClip()));
   expectHas(bare.refusal(400, "api/preset/load", {{"name", "a.json"}}), "--folder DIR");
   expectHas(bare.refusal(400, "api/preset/save", {{"name", "a.json"}}), "--folder DIR");
-  EXPECT_THROW(RoutedPreview(optionsFor("clip.mkv", {folder.path("none")})), UserError);
-  EXPECT_THROW(RoutedPreview(optionsFor("clip.mkv", {folder.path("bad.json")})), UserError);
+  EXPECT_THROW(RoutedPreview(optionsFor(someClip(), {folder.path("none")})), UserError);
+  EXPECT_THROW(RoutedPreview(optionsFor(someClip(), {folder.path("bad.json")})), UserError);
 }
 
 TEST(PreviewFolders, ReadAPresetThatThePageHolds) {
   std::atomic<bool> stop{false};
-  PreviewContext context(optionsFor("clip.mkv"), stop);
+  PreviewContext context(optionsFor(someClip()), stop);
   const Routes routes = makeRoutes(context);
   const Json read = Json::parse(routes.answer("POST", "api/preset/read", {kPreset, {}}).body);
   EXPECT_EQ((Json{{"shadow", 80}, {"screen-gain", {{0, 5}, {9, 50}}}}), read["settings"]);
@@ -110,7 +110,7 @@ TEST(PreviewFolders, ReadAPresetThatThePageHolds) {
 TEST(PreviewFolders, TheClipsOwnBackgroundMayBeAnywhere) {
   const ScratchFolder folder;
   write(folder.path("sky.png"), "");
-  PreviewOptions options = optionsFor("clip.mkv");
+  PreviewOptions options = optionsFor(someClip());
   options.background = folder.path("sky.png");
   const RoutedPreview preview(options);
   EXPECT_EQ(Json{"sky.png"}, preview.get("api/files")["pictures"]);

@@ -66,6 +66,13 @@ class RoutedPreview {
   Routes routes_;
 };
 
+// For tests in which the clip's pictures do not matter.
+inline const std::string& someClip() {
+  static const ScratchFolder folder;
+  static const std::string clip = drawClip(folder.path("clip.mkv"), "10");
+  return clip;
+}
+
 inline PreviewOptions optionsFor(const std::string& clip, const std::vector<std::filesystem::path>& folders = {}) {
   PreviewOptions options;
   options.input = clip;

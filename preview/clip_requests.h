@@ -1,4 +1,4 @@
-// What handlers of work on the whole clip read from requests. Everything throws UserError that names the member.
+// What handlers read from requests that is about the clip. Everything throws UserError that names the member.
 #pragma once
 
 #include "preview/key_request.h"
@@ -14,19 +14,18 @@ KeyJob clipJob(const PreviewOptions& options);
 // open, as a command without these options would be. `frames` is the clip's number, 0 when it is not known.
 ClipRange rangeIn(const Json& body, std::int64_t frames);
 
+// Member "view", all six of them.
+ShownView viewIn(const Json& body);
+
 // Member "over": "#rrggbb", or {"file": name}, which is the clip's background or a file in the folders. As Background
-// takes it; empty where it is missing.
-std::string backgroundIn(const Json& body, const Folders& folders);
+// takes it.
+std::string overIn(const Json& body, const PreviewContext& context);
 
 // Members "settings", "start", "end", "delivery", "codec", "view" and "over". A background without a view means the
 // composite.
-KeyRequest keyRequestIn(const Json& body, const PreviewContext& context, std::int64_t frames);
+KeyRequest keyRequestIn(const Json& body, PreviewContext& context);
 
-// The query's whole number in lowest..highest, `fallback` where it is missing.
-std::int64_t wholeNumberIn(const Request& request, const std::string& name, std::int64_t lowest, std::int64_t highest,
-                           std::int64_t fallback);
-
-// Texts that are not UTF-8 come out with a mark in place of what is not.
-Answer jsonAnswer(const Json& json);
+// The query's whole number 0..highest, 0 where it is missing.
+std::int64_t numberIn(const Request& request, const std::string& name, std::int64_t highest);
 
 }  // namespace kalvetra
