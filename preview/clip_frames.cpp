@@ -51,6 +51,11 @@ bool ClipFrames::takeIndex(std::chrono::milliseconds patience) {
   return true;
 }
 
+std::shared_ptr<const PictureIndex> ClipFrames::index() const {
+  const bool ready = index_.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+  return ready ? index_.get() : nullptr;
+}
+
 std::int64_t ClipFrames::count() {
   const bool ready = index_.wait_for(kPatience) == std::future_status::ready;
   const std::lock_guard lock(decoding_);

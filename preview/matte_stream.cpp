@@ -6,7 +6,8 @@
 #include <mutex>
 #include <thread>
 
-#include "jobs/clip_reader.h"
+#include "jobs/frame_keyer.h"
+#include "media/frame_access.h"
 #include "preview/thread_priority.h"
 
 namespace kalvetra {
@@ -20,19 +21,24 @@ void takeAlpha(const Image& image, MattePlane& matte) {
 
 class Run {
  public:
-  Run(const KeyJob& job, const AnimatedSettings& settings, Precedence& precedence, const std::atomic<bool>& stop,
-      const MatteStream& stream)
+  Run(const KeyJob& job, const AnimatedSettings& settings, std::shared_ptr<const PictureIndex> index,
+      Precedence& precedence, const std::atomic<bool>& stop, const MatteStream& stream)
       : settings_(settings),
         precedence_(precedence),
         stop_(stop),
         stream_(stream),
-        reader_(job.input, job.source, job.threads, stop),
-        fields_(keysFields(job, reader_.format())),
-        clip_(reader_, job.range),
-        ahead_(2 * job.threads) {}
+        range_(job.range),
+        clip_(job.input, job.source, job.threads, stop, 0),
+        color_(clip_.reader().format().color),
+        fields_(keysFields(job, clip_.reader().format())),
+        first_(range_.firstFrame(clip_.reader().format().frameRate)),
+        ahead_(2 * job.threads) {
+    clip_.setIndex(std::move(index));
+  }
 
-  void all(int threads) {
-    stream_.begin(reader_);
+  bool all(int threads) {
+    stream_.begin(clip_.reader());
+    const int numbering = clip_.generation();
     std::vector<std::thread> workers;
     try {
       for (int i = 0; i < threads; ++i) workers.emplace_back([this] { work(); });
@@ -41,37 +47,42 @@ class Run {
     }
     for (std::thread& worker : workers) worker.join();
     if (failure_) std::rethrow_exception(failure_);
+    return clip_.generation() == numbering;
   }
 
  private:
   void work() noexcept {
     try {
       lowerPriority();
-      FrameKeyer keyer(reader_.format().color, {false, fields_}, fields_);
-      ClipFrame frame;
-      while (read(frame)) {
-        keyer.begin(*frame.source.picture, settings_.at(frame.number), {});
+      FrameKeyer keyer(color_, {false, fields_}, fields_);
+      std::int64_t index = 0;
+      while (const auto picture = read(index)) {
+        keyer.begin(*picture, settings_.at(first_ + index), {});
         MattePlane matte;
         takeAlpha(keyer.view(ShownView::Result), matte);
-        deliver(frame.index, std::move(matte));
+        deliver(index, std::move(matte));
       }
     } catch (...) {
       fail(std::current_exception());
     }
   }
 
-  bool read(ClipFrame& frame) {
+  // The next picture and its index in the range; null behind the last.
+  std::shared_ptr<const AVFrame> read(std::int64_t& index) {
     precedence_.giveWay(stop_);
     std::unique_lock lock(mutex_);
     // One slow frame must not let those behind it pile up.
     delivered_.wait(lock, [&] { return over_ || taken_ < written_ + ahead_; });
-    if (over_ || stop_ || !clip_.next(frame)) {
+    index = taken_;
+    std::shared_ptr<const AVFrame> picture;
+    if (!over_ && !stop_ && !range_.isBehind(first_ + index, 0.0, index)) picture = clip_.frame(first_ + index);
+    if (picture) {
+      ++taken_;
+    } else {
       over_ = true;
       delivered_.notify_all();
-      return false;
     }
-    ++taken_;
-    return true;
+    return picture;
   }
 
   void deliver(std::int64_t index, MattePlane matte) {
@@ -102,13 +113,14 @@ class Run {
   Precedence& precedence_;
   const std::atomic<bool>& stop_;
   const MatteStream& stream_;
-  Reader reader_;
-  const bool fields_;
+  const ClipRange range_;
 
-  std::mutex mutex_;  // of the clip and what follows
+  std::mutex mutex_;  // of what follows
   std::condition_variable delivered_;
-  ClipReader clip_;
-  const std::int64_t ahead_;
+  FrameAccess clip_;
+  const ColorTags color_;
+  const bool fields_;
+  const std::int64_t first_, ahead_;
   std::int64_t taken_ = 0, written_ = 0;  // frames
   bool over_ = false;
   std::exception_ptr failure_;
@@ -120,9 +132,9 @@ class Run {
 
 }  // namespace
 
-void streamMattes(const KeyJob& job, const AnimatedSettings& settings, Precedence& precedence,
-                  const std::atomic<bool>& stop, const MatteStream& stream) {
-  Run(job, settings, precedence, stop, stream).all(job.threads);
+bool streamMattes(const KeyJob& job, const AnimatedSettings& settings, std::shared_ptr<const PictureIndex> index,
+                  Precedence& precedence, const std::atomic<bool>& stop, const MatteStream& stream) {
+  return Run(job, settings, std::move(index), precedence, stop, stream).all(job.threads);
 }
 
 }  // namespace kalvetra

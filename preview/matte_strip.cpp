@@ -14,8 +14,8 @@ constexpr std::size_t kUnsettled = 2;  // the newest frames, whose flicker is no
 
 }  // namespace
 
-MatteStrip::MatteStrip(const KeyJob& clip, Precedence& precedence)
-    : clip_(clip), precedence_(precedence), thread_([this] { work(); }) {}
+MatteStrip::MatteStrip(const KeyJob& clip, Precedence& precedence, Index index)
+    : clip_(clip), precedence_(precedence), index_(std::move(index)), thread_([this] { work(); }) {}
 
 MatteStrip::~MatteStrip() {
   {
@@ -88,6 +88,15 @@ void MatteStrip::work() {
 }
 
 void MatteStrip::run(const Wanted& wanted) {
+  if (!measure(wanted, index_())) measure(wanted, nullptr);
+  update(wanted, [&](StripState& state) {
+    state.of = static_cast<std::int64_t>(state.frames.size());
+    state.status = StripStatus::Done;
+  });
+}
+
+// False when the index is no good.
+bool MatteStrip::measure(const Wanted& wanted, std::shared_ptr<const PictureIndex> index) {
   KeyJob job = clip_;
   job.range = wanted.range;
   std::optional<MatteQuality> quality;
@@ -100,6 +109,7 @@ void MatteStrip::run(const Wanted& wanted) {
     const PictureFormat& format = source.format();
     quality.emplace(format.width, format.height);
     update(wanted, [&](StripState& state) {
+      state.frames.clear();
       state.of = job.range.expectedFrames(source.expectedFrames(), format.frameRate);
       state.first = job.range.firstFrame(format.frameRate);
     });
@@ -109,12 +119,9 @@ void MatteStrip::run(const Wanted& wanted) {
     const std::size_t count = quality->pictures().size();
     update(wanted, [&](StripState& state) { publish(state, count - std::min(count, kUnsettled)); });
   };
-  streamMattes(job, wanted.settings, precedence_, *wanted.stop, stream);
-  update(wanted, [&](StripState& state) {
-    publish(state, quality->pictures().size());
-    state.of = static_cast<std::int64_t>(state.frames.size());
-    state.status = StripStatus::Done;
-  });
+  const bool good = streamMattes(job, wanted.settings, std::move(index), precedence_, *wanted.stop, stream);
+  update(wanted, [&](StripState& state) { publish(state, quality->pictures().size()); });
+  return good;
 }
 
 }  // namespace kalvetra

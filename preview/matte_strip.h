@@ -3,6 +3,7 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -12,6 +13,7 @@
 
 #include "analysis/matte_quality.h"
 #include "jobs/key_job.h"
+#include "media/picture_index.h"
 #include "preview/precedence.h"
 
 namespace kalvetra {
@@ -35,8 +37,11 @@ struct StripState {
 // they give is thrown away. All functions may be called from any thread.
 class MatteStrip {
  public:
-  // `clip` tells the input and how it is read; its range and outputs do not count. `precedence` must outlive this.
-  MatteStrip(const KeyJob& clip, Precedence& precedence);
+  // `clip` tells the input and how it is read; its range and outputs do not count. `index` answers what is known of
+  // the clip's pictures by then, or null. Both it and `precedence` must outlive this.
+  using Index = std::function<std::shared_ptr<const PictureIndex>()>;
+  MatteStrip(
+      const KeyJob& clip, Precedence& precedence, Index index = [] { return nullptr; });
   // Stops and waits.
   ~MatteStrip();
   MatteStrip(const MatteStrip&) = delete;
@@ -58,11 +63,13 @@ class MatteStrip {
   };
   void work();
   void run(const Wanted& wanted);
+  bool measure(const Wanted& wanted, std::shared_ptr<const PictureIndex> index);
   template <class Change>
   void update(const Wanted& wanted, Change change);
 
   const KeyJob clip_;
   Precedence& precedence_;
+  const Index index_;
   mutable std::mutex mutex_;  // of all below
   std::condition_variable changed_;
   std::optional<Wanted> next_;

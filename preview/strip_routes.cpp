@@ -30,7 +30,8 @@ Json asJson(const StripState& state) {
 }  // namespace
 
 void addStripRoutes(Routes& routes, PreviewContext& context) {
-  const auto strip = std::make_shared<MatteStrip>(clipJob(context.options), context.precedence);
+  const auto strip = std::make_shared<MatteStrip>(clipJob(context.options), context.precedence,
+                                                  [&context] { return context.clip.index(); });
   routes.post("api/strip", [strip, &context](const Request& request) {
     const Json body = parseBody(request.body);
     return jsonAnswer({{"job", strip->start(settingsIn(body), rangeIn(body, context.frames()))}});

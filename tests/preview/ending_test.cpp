@@ -81,7 +81,7 @@ TEST(RunningPreview, HandsOutTheExportedFile) {
   const std::string bytes(std::istreambuf_iterator<char>(in), {});
   EXPECT_TRUE(bytes == file->body);
   EXPECT_GT(bytes.size(), 1000u);
-  EXPECT_EQ("130\n", preview.end(SIGINT));
+  EXPECT_EQ("0\n", preview.end(SIGINT));
 }
 
 TEST(RunningPreview, LeavesNothingWhenItIsInterruptedAtWork) {
@@ -95,7 +95,7 @@ TEST(RunningPreview, LeavesNothingWhenItIsInterruptedAtWork) {
     waitFor([&] { return preview.get("api/export"); }, [](const Json& state) { return state["frames"] > 2; });
     EXPECT_EQ(1u, preview.temporaryFiles());
     const auto begun = std::chrono::steady_clock::now();
-    EXPECT_EQ("130\n", preview.end(signal));
+    EXPECT_EQ("0\n", preview.end(signal));
     EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(10));
     EXPECT_EQ(0u, preview.temporaryFiles());
   }
@@ -117,7 +117,7 @@ TEST(RunningPreview, EndsThoughADownloadIsUnderWay) {
   });
   waitFor([&] { return began.load(); }, [](bool yes) { return yes; });
   const auto begun = std::chrono::steady_clock::now();
-  EXPECT_EQ("130\n", preview.end(SIGINT));
+  EXPECT_EQ("0\n", preview.end(SIGINT));
   EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(8));
   EXPECT_EQ(0u, preview.temporaryFiles());
   ended = true;

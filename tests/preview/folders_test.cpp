@@ -109,7 +109,7 @@ TEST(PreviewFolders, ReadAPresetThatThePageHolds) {
 
 TEST(PreviewFolders, TheClipsOwnBackgroundMayBeAnywhere) {
   const ScratchFolder folder;
-  write(folder.path("sky.png"), "");
+  need(kFfmpeg + "-f lavfi -i testsrc2=s=80x45 -frames:v 1 " + folder.path("sky.png"));
   PreviewOptions options = optionsFor(someClip());
   options.background = folder.path("sky.png");
   const RoutedPreview preview(options);

@@ -113,6 +113,45 @@ TEST(Strip, KeysARangeWithTheSettingsOfEachFrame) {
   expectSame(measured(keyed), state.frames);
 }
 
+TEST(Strip, BeginsAtTheInPointOfALongClip) {
+  const ScratchFolder folder;
+  const std::string clip = folder.path("clip.mp4"), keyed = folder.path("keyed.mkv");
+  need(kFfmpeg + "-i " + drawClip(folder.path("clip.mkv"), "90") +
+       " -c:v libx264 -crf 20 -g 12 -bf 3 -pix_fmt yuv420p -color_range tv -colorspace bt709 " + clip);
+  need(key(clip + " " + keyed + " --start 70f --end 82f --key-color '#2da54b'"));
+  const RoutedPreview preview(optionsFor(clip));
+  EXPECT_EQ(90, preview.get("api/clip")["frames"]);  // the index is there
+  preview.post("api/strip", {{"settings", {{"key-color", kKeyColor}}}, {"start", 70}, {"end", 82}});
+  const Json strip =
+      waitFor([&] { return preview.get("api/strip"); }, [](const Json& state) { return state["state"] != "running"; });
+  const std::vector<PictureQuality> expected = measured(keyed);
+  ASSERT_EQ(12u, expected.size());
+  ASSERT_EQ(12u, strip["frames"].size()) << strip;
+  for (std::size_t i = 0; i < 12; ++i) {
+    EXPECT_EQ(70 + i, strip["frames"][i][0]);
+    EXPECT_EQ(expected[i].partial, strip["frames"][i][2]) << i;
+    EXPECT_EQ(expected[i].flicker.value_or(-1.0),
+              strip["frames"][i][4].is_null() ? -1.0 : strip["frames"][i][4].get<double>());
+  }
+}
+
+TEST(Strip, AWrongIndexIsNoticedAndTheStripStillRight) {
+  const ScratchFolder folder;
+  const std::string clip = drawClip(folder.path("clip.mkv"), "14");
+  const auto wrong = std::make_shared<PictureIndex>();
+  for (int i = 0; i < 14; ++i) {
+    wrong->times.push_back(40 * i + (i > 9 ? 7 : 0));  // ms; the clip has 40 a picture
+    wrong->keys.push_back(i);
+  }
+  wrong->pictures = 14;
+  wrong->reliable = true;
+  Precedence precedence;
+  MatteStrip misled(jobOf(clip), precedence, [&] { return wrong; }), plain(jobOf(clip), precedence);
+  for (MatteStrip* strip : {&misled, &plain}) strip->start(settingsFor({{"key-color", kKeyColor}}), range(3, 14));
+  expectSame(ended(plain).frames, ended(misled).frames);
+  EXPECT_EQ(11u, misled.state().frames.size());
+}
+
 TEST(Strip, TellsAFrameOnlyOnceItsFlickerIsKnown) {
   const ScratchFolder folder;
   const std::string clip = drawClip(folder.path("clip.mkv"), "40", "640x360");
