@@ -86,7 +86,7 @@ TEST(RunningPreview, HandsOutTheExportedFile) {
 
 TEST(RunningPreview, LeavesNothingWhenItIsInterruptedAtWork) {
   const ScratchFolder folder;
-  const std::string clip = drawClip(folder.path("clip.mkv"), "120", "640x360");
+  const std::string clip = drawClip(folder.path("clip.mkv"), "60", "640x360");
   for (const int signal : {SIGINT, SIGTERM}) {
     RunningPreview preview(clip);
     const Json settings{{"key-color", kKeyColor}};
@@ -103,9 +103,9 @@ TEST(RunningPreview, LeavesNothingWhenItIsInterruptedAtWork) {
 
 TEST(RunningPreview, EndsThoughADownloadIsUnderWay) {
   const ScratchFolder folder;
-  const std::string clip = drawClip(folder.path("clip.mkv"), "60", "1280x720");
+  const std::string clip = drawClip(folder.path("clip.mkv"), "20", "1280x720");
   RunningPreview preview(clip);
-  preview.post("api/export", {{"settings", {{"key-color", kKeyColor}}}, {"name", "a.nut"}});  // 220 MB
+  preview.post("api/export", {{"settings", {{"key-color", kKeyColor}}}, {"name", "a.nut"}});  // 73 MB
   waitFor([&] { return preview.get("api/export"); }, isDone);
   std::atomic<bool> began{false}, ended{false};
   std::thread slow([&] {

@@ -177,14 +177,14 @@ TEST(Export, RefusesNamesAndRequestsThatDoNotFit) {
 
 TEST(Export, OnlyOneRunsAtATime) {
   const ScratchFolder folder, other;
-  const std::string clip = drawClip(other.path("clip.mkv"), "120", "640x360");
+  const std::string clip = drawClip(other.path("clip.mkv"), "60", "640x360");
   const RoutedPreview preview(optionsFor(clip, {folder.path("")}));
   const Json request{{"settings", {{"key-color", kKeyColor}}}, {"name", "a.mov"}};
   preview.post("api/export", request);
   expectHas(preview.refusal(409, "api/export", request), "an export is under way");
   const Json state = waitFor([&] { return preview.get("api/export"); }, [](const Json& s) { return s["frames"] > 3; });
   EXPECT_EQ("running", state["state"]);
-  EXPECT_EQ(120, state["of"]);
+  EXPECT_EQ(60, state["of"]);
   EXPECT_GT(state["secondsLeft"], 0.0);
   EXPECT_EQ(404, preview.ask("GET", "api/export/file").status);
   EXPECT_EQ(200, preview.ask("DELETE", "api/export").status);
@@ -216,7 +216,7 @@ TEST(Export, CancelledAtAnyMomentItLeavesNothing) {
 
 TEST(Export, EndsWithItsServerAndLeavesNothing) {
   const ScratchFolder folder, other;
-  const std::string clip = drawClip(other.path("clip.mkv"), "120", "640x360");
+  const std::string clip = drawClip(other.path("clip.mkv"), "60", "640x360");
   {
     const RoutedPreview preview(optionsFor(clip, {folder.path("")}));
     const Json settings{{"key-color", kKeyColor}};
@@ -250,7 +250,7 @@ TEST(Export, AFullDiskIsToldInASentence) {
 
 TEST(Export, AFolderThatVanishesIsToldInASentence) {
   const ScratchFolder folder, other;
-  const std::string clip = drawClip(other.path("clip.mkv"), "100", "640x360");
+  const std::string clip = drawClip(other.path("clip.mkv"), "40", "640x360");
   const std::string place = folder.path("place");
   fs::create_directory(place);
   const RoutedPreview preview(optionsFor(clip, {place}));
