@@ -24,12 +24,12 @@ namespace kalvetra {
 
 // What the user asked for on the command line.
 struct PreviewOptions {
-  std::string input;
-  SourceOptions source;
-  std::vector<std::string> sourceArguments;    // the same as options of `kalvetra key`: "--raw", "64x36@25:rgb24"
-  std::vector<std::filesystem::path> folders;  // for presets, backgrounds and exports; nothing else is touched
-  std::string background;                      // a file, or empty
-  std::string preset;                          // a file, or empty
+  std::string input{};
+  SourceOptions source{};
+  std::vector<std::string> sourceArguments{};    // the same as options of `kalvetra key`: "--raw", "64x36@25:rgb24"
+  std::vector<std::filesystem::path> folders{};  // for presets, backgrounds and exports; nothing else is touched
+  std::string background{};                      // a file, or empty
+  std::string preset{};                          // a file, or empty
   int threads = 1;
 };
 
@@ -75,9 +75,11 @@ void addCommandRoutes(Routes& routes, PreviewContext& context);   // command
 void addExportRoutes(Routes& routes, PreviewContext& context);    // export
 void addFileRoutes(Routes& routes, PreviewContext& context);      // files, preset
 void addPictureRoutes(Routes& routes, PreviewContext& context);   // picture, thumbnail
+void addPixelRoutes(Routes& routes, PreviewContext& context);     // pixel, sample
 void addProposalRoutes(Routes& routes, PreviewContext& context);  // pick, propose
 void addSessionRoutes(Routes& routes, PreviewContext& context);   // quit
 void addStripRoutes(Routes& routes, PreviewContext& context);     // strip
+void addWheelRoutes(Routes& routes, PreviewContext& context);     // wheel
 
 // All of them.
 Routes makeRoutes(PreviewContext& context);

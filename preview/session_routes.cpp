@@ -15,12 +15,14 @@ Routes makeRoutes(PreviewContext& context) {
   Routes routes;
   addClipRoutes(routes, context);
   addPictureRoutes(routes, context);
+  addPixelRoutes(routes, context);
   addProposalRoutes(routes, context);
   addSessionRoutes(routes, context);
   addStripRoutes(routes, context);
   addExportRoutes(routes, context);
   addFileRoutes(routes, context);
   addCommandRoutes(routes, context);
+  addWheelRoutes(routes, context);
   return routes;
 }
 
