@@ -70,8 +70,8 @@ TEST(EquivalentCommand, SurvivesAnyNameThatAFileCanHave) {
   const Json request{{"settings", {{"key-color", kKeyColor}, {"clip-white", 80}}}, {"start", 1}};
   bool named = true;
   for (const std::string name :
-       {"with space",   "it's",  "\"double\"", "$HOME", "`id`",  "-dash", "--key-color", "100%",  "%s%n", "grün 緑",
-        "back&ground;", "star*", "~",          "#hash", "[a,b]", "a=b",   "new\nline",   "!bang", "(x)",  "{name}"}) {
+       {"{name}",  "with space",   "it's",  "\"double\"", "$HOME", "`id`",  "-dash", "--key-color", "100%",  "%s%n",
+        "grün 緑", "back&ground;", "star*", "~",          "#hash", "[a,b]", "a=b",   "new\nline",   "!bang", "(x)"}) {
     const std::string place = folder.path("in " + name), output = name == "new\nline" || name == "{name}" ? "o" : name;
     fs::create_directory(place);
     const std::string clip = place + "/" + name + ".mkv";
