@@ -1,8 +1,6 @@
 // Exports are what `kalvetra key` writes, and whatever happens to them nothing half-written stands under a final name.
 #include "preview/export_job.h"
 
-#include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <fstream>
@@ -231,16 +229,12 @@ TEST(Export, AFullDiskIsToldInASentence) {
   const ScratchFolder folder, other;
   const std::string clip = drawClip(other.path("clip.mkv"), "14");
   const RoutedPreview preview(optionsFor(clip, {folder.path("")}));
-  const auto before = signal(SIGXFSZ, SIG_IGN);
-  rlimit old{};
-  getrlimit(RLIMIT_FSIZE, &old);
-  rlimit small = old;
-  small.rlim_cur = 20000;  // bytes
-  setrlimit(RLIMIT_FSIZE, &small);
-  preview.post("api/export", {{"settings", {{"key-color", kKeyColor}}}, {"name", "a.mkv"}});
-  const Json state = ended(preview);
-  setrlimit(RLIMIT_FSIZE, &old);
-  signal(SIGXFSZ, before);
+  Json state;
+  {
+    const FullDisk full(20000);
+    preview.post("api/export", {{"settings", {{"key-color", kKeyColor}}}, {"name", "a.mkv"}});
+    state = ended(preview);
+  }
   EXPECT_EQ("failed", state["state"]);
   expectHas(state["error"], "cannot be written");
   EXPECT_TRUE(folder.isEmpty());

@@ -73,6 +73,13 @@ TEST(PreviewFolders, SavePresetsThatTheCommandReads) {
     expectHas(preview.refusal(400, "api/preset/save", {{"name", name}, {"settings", settings}}), "a plain file name");
   }
   expectHas(preview.refusal(400, "api/preset/save", {{"name", "a%03d"}, {"settings", settings}}), "without a %");
+  {
+    const FullDisk full(100);
+    expectHas(preview.refusal(400, "api/preset/save", {{"name", "new"}, {"settings", settings}}), "cannot be written");
+    preview.refusal(400, "api/preset/save", {{"name", "look"}, {"settings", settings}, {"replace", true}});
+  }
+  EXPECT_EQ(80, preview.post("api/preset/load", {{"name", "look.json"}})["settings"]["shadow"]);
+  EXPECT_EQ((std::vector<std::string>{"again.json", "clip.mkv", "look.json", "o.mkv"}), folder.names());
   // A link there is not written through.
   write(outside.path("target.json"), "mine");
   fs::create_symlink(outside.path("target.json"), folder.path("link.json"));

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 
 #include <chrono>
 #include <thread>
@@ -23,6 +25,27 @@ inline std::string drawClip(const std::string& file, const std::string& frames, 
 }
 
 inline const char* const kKeyColor = "#2da54b";
+
+// As on a full disk: no file of this process grows beyond so many bytes.
+class FullDisk {
+ public:
+  explicit FullDisk(rlim_t bytes) : handler_(signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    rlimit small = before_;
+    small.rlim_cur = bytes;
+    setrlimit(RLIMIT_FSIZE, &small);
+  }
+  ~FullDisk() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    signal(SIGXFSZ, handler_);
+  }
+  FullDisk(const FullDisk&) = delete;
+  FullDisk& operator=(const FullDisk&) = delete;
+
+ private:
+  rlimit before_{};
+  sighandler_t handler_;
+};
 
 // Asks again until the answer fits, for at most half a minute.
 template <class Ask, class Fits>
