@@ -78,7 +78,8 @@ TEST(EquivalentCommand, SurvivesAnyNameThatAFileCanHave) {
     fs::copy_file(original, clip);
     // Now in the folder that the page writes to, now in the one in which the shell is.
     PreviewOptions options = optionsFor(clip);
-    if (named = !named) options.folders = {place};
+    named = !named;
+    if (named) options.folders = {place};
     const RoutedPreview preview(options);
     Json wanted = request;
     wanted["output"] = output + "-out.mkv";
