@@ -55,14 +55,16 @@ MatteQuality::MatteQuality(int width, int height)
   if (width < 1 || height < 1) throw std::invalid_argument("a matte has at least one pixel");
 }
 
-void MatteQuality::Average::add(const Sum& picture, double scale, std::int64_t frame) {
-  if (picture.pixels == 0) return;
+std::optional<double> MatteQuality::Average::add(const Sum& picture, double scale, std::int64_t frame) {
+  if (picture.pixels == 0) return std::nullopt;
   total_ += picture.value * scale;
   pixels_ += picture.pixels;
   const double mean = picture.value * scale / static_cast<double>(picture.pixels);
-  if (figure_.worstFrame != 0 && mean <= figure_.worst) return;
-  figure_.worst = mean;
-  figure_.worstFrame = frame;
+  if (figure_.worstFrame == 0 || mean > figure_.worst) {
+    figure_.worst = mean;
+    figure_.worstFrame = frame;
+  }
+  return mean;
 }
 
 MatteFigure MatteQuality::Average::figure() const {
@@ -81,6 +83,17 @@ std::vector<MatteQuality::Region> MatteQuality::regionsOf(const MattePlane& matt
     regions[i] = sum == 0 ? Clear : sum == area ? Solid : Edge;
   });
   return regions;
+}
+
+PictureQuality MatteQuality::measurePixels(const MattePlane& matte) {
+  std::int64_t clear = 0, solid = 0;
+  for (const unsigned char level : matte) {
+    clear += level <= kQuiteClear ? 1 : 0;
+    solid += level >= kQuiteSolid ? 1 : 0;
+  }
+  const auto all = static_cast<std::int64_t>(matte.size());
+  const auto share = [all](std::int64_t pixels) { return static_cast<double>(pixels) / static_cast<double>(all); };
+  return {share(clear), share(all - clear - solid), share(solid), std::nullopt};
 }
 
 void MatteQuality::measureRegions(const MattePlane& matte, const std::vector<Region>& regions) {
@@ -107,7 +120,8 @@ void MatteQuality::measureFlicker(const MattePlane& newest) {
     ++pixels;
     sum += swing(first.matte[i], second.matte[i], third.matte[i], newest[i]);
   }
-  flicker_.add({static_cast<double>(sum), pixels}, 1.0, frames_ - 2);
+  const std::int64_t frame = frames_ - 2;
+  pictures_[static_cast<std::size_t>(frame - 1)].flicker = flicker_.add({static_cast<double>(sum), pixels}, 1.0, frame);
 }
 
 void MatteQuality::add(MattePlane matte) {
@@ -115,6 +129,7 @@ void MatteQuality::add(MattePlane matte) {
     throw std::invalid_argument("a matte of another size than the clip's");
   }
   ++frames_;
+  pictures_.push_back(measurePixels(matte));
   std::vector<Region> regions = regionsOf(matte);
   measureRegions(matte, regions);
   if (!last_[0].matte.empty()) measureFlicker(matte);
@@ -135,6 +150,12 @@ MatteReport MatteQuality::report() const {
   report.clearArea = kPercent * static_cast<double>(regionPixels_[Clear]) / all;
   report.edgeBand = kPercent * static_cast<double>(regionPixels_[Edge]) / all;
   report.solidArea = kPercent * static_cast<double>(regionPixels_[Solid]) / all;
+  const double each = kPercent / static_cast<double>(std::max<std::size_t>(pictures_.size(), 1));
+  for (const PictureQuality& picture : pictures_) {
+    report.clearPixels += each * picture.clear;
+    report.partialPixels += each * picture.partial;
+    report.solidPixels += each * picture.solid;
+  }
   return report;
 }
 

@@ -32,16 +32,6 @@ std::vector<std::string> videosIn(const std::string& folder) {
   return videos;
 }
 
-std::string stemOf(const std::string& input) {
-  if (input == "-") return "stdin";
-  std::string stem = fs::path(input).stem().string();
-  if (!isNumberedName(fs::path(input).filename().string())) return stem;
-  const std::size_t number = stem.find('%');
-  stem.erase(number);
-  const std::size_t last = stem.find_last_not_of("-_. ");
-  return last == std::string::npos ? "sequence" : stem.substr(0, last + 1);
-}
-
 // The videos of a folder without those that are outputs of the others.
 std::vector<std::string> sourcesIn(const std::string& folder, const std::string& pattern) {
   const std::vector<std::string> videos = videosIn(folder);
@@ -72,7 +62,7 @@ bool hasPlaceholder(const std::string& pattern) { return pattern.find(kNamePlace
 
 std::string nameFor(const std::string& pattern, const std::string& input) {
   std::string name = pattern;
-  const std::string stem = stemOf(input), placeholder = kNamePlaceholder;
+  const std::string stem = input == "-" ? "stdin" : clipStem(input), placeholder = kNamePlaceholder;
   for (std::size_t at = 0; (at = name.find(placeholder, at)) != std::string::npos; at += stem.size()) {
     name.replace(at, placeholder.size(), stem);
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "cli/batch.h"
+#include "jobs/output_choice.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -10,8 +11,6 @@ namespace kalvetra {
 namespace {
 
 const std::string kStandardStream = "-";
-
-bool isOpaque(ShownView view) { return view != ShownView::Result && view != ShownView::Source; }
 
 bool measures(const JobOptions& options) { return options.format == "null" || options.format == "hash"; }
 
@@ -51,22 +50,8 @@ void checkTogether(const JobOptions& options) {
   }
 }
 
-void addOutput(KeyJob& job, ShownView view, const DeliveryRequest& request) {
-  const Delivery delivery = chooseDelivery(request);
-  job.outputs.push_back({view, request.path, delivery});
-  if (delivery.pair) job.outputs.push_back({ShownView::Matte, matteNameFor(request.path), matteDelivery(delivery)});
-}
-
-DeliveryRequest alsoRequest(ShownView view, const std::string& path) {
-  DeliveryRequest request;
-  request.path = path;
-  request.opaque = isOpaque(view);
-  request.levels = view == ShownView::Matte;
-  return request;
-}
-
 void addMainOutput(KeyJob& job, const JobOptions& options, const std::string& path) {
-  DeliveryRequest request = alsoRequest(job.mainView, path);
+  DeliveryRequest request = deliveryRequest(job.mainView, path);
   if (job.animatedView) request.opaque = request.levels = false;
   request.purpose = options.purpose;
   request.codec = options.format.empty() ? options.codec : options.format;
@@ -103,7 +88,7 @@ KeyJob jobFor(const JobOptions& options, const std::string& input, MainView view
   job.measure = options.format == "null" ? Measure::Null : options.format == "hash" ? Measure::Hash : Measure::None;
   if (!options.outputPattern.empty()) addMainOutput(job, options, nameFor(options.outputPattern, input));
   for (const auto& [alsoView, pattern] : options.also)
-    addOutput(job, alsoView, alsoRequest(alsoView, nameFor(pattern, input)));
+    addOutput(job, alsoView, deliveryRequest(alsoView, nameFor(pattern, input)));
   return job;
 }
 

@@ -51,6 +51,8 @@ void printReport(const MatteReport& report, const MatteReader& source) {
   printFigure("holes", report.holes, " %");
   std::printf("\n  clear %.1f %%, edge band %.1f %%, solid %.1f %% of the picture\n", report.clearArea, report.edgeBand,
               report.solidArea);
+  std::printf("  of its pixels %.1f %% are clear, %.1f %% partial, %.1f %% solid\n", report.clearPixels,
+              report.partialPixels, report.solidPixels);
 }
 
 nlohmann::json asJson(const MatteFigure& figure) {
@@ -70,7 +72,10 @@ void printJson(const MatteReport& report, const MatteReader& source) {
                             {"holes_percent", asJson(report.holes)},
                             {"clear_area_percent", report.clearArea},
                             {"edge_band_percent", report.edgeBand},
-                            {"solid_area_percent", report.solidArea}};
+                            {"solid_area_percent", report.solidArea},
+                            {"clear_pixels_percent", report.clearPixels},
+                            {"partial_pixels_percent", report.partialPixels},
+                            {"solid_pixels_percent", report.solidPixels}};
   // A file name may hold bytes that are no UTF-8.
   std::printf("%s\n", json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
 }

@@ -56,11 +56,7 @@ class Run {
   }
 
  private:
-  bool fields() const {
-    const FieldOrder order = source_->format().fieldOrder;
-    const bool interlaced = order == FieldOrder::TopFirst || order == FieldOrder::BottomFirst;
-    return job_.fields == FieldChoice::On || (job_.fields == FieldChoice::Auto && interlaced);
-  }
+  bool fields() const { return keysFields(job_, source_->format()); }
 
   void noteGuesses() {
     if (!source_->colorGuess().empty()) {
@@ -241,6 +237,10 @@ class Run {
 };
 
 }  // namespace
+
+bool keysFields(const KeyJob& job, const PictureFormat& clip) {
+  return job.fields == FieldChoice::On || (job.fields == FieldChoice::Auto && isInterlaced(clip.fieldOrder));
+}
 
 JobResult runKeyJob(const KeyJob& job, const JobListener& listener, const std::atomic<bool>& stop) {
   return Run(job, listener, stop).run();

@@ -53,6 +53,9 @@ struct KeyJob {
   bool verify = true;        // outputs are opened again and checked
 };
 
+// True where the two fields of each picture are keyed apart.
+bool keysFields(const KeyJob& job, const PictureFormat& clip);
+
 // How a job talks to its user; called from one thread at a time.
 struct JobListener {
   std::function<void(const std::string& sentence)> note;

@@ -84,12 +84,14 @@ const Purpose* findPurpose(const std::string& name) {
   throw UserError("'" + name + "' is no purpose; choose " + listed(purposes()));
 }
 
+void checkCodec(const std::string& codec) {
+  if (!contains(codecs(), codec)) throw UserError("'" + codec + "' is no codec; choose " + listed(codecs()));
+}
+
 const OutputFormat& chooseFormat(const DeliveryRequest& request) {
   const Purpose* purpose = findPurpose(request.purpose);
   if (!request.codec.empty()) {
-    if (!contains(codecs(), request.codec)) {
-      throw UserError("'" + request.codec + "' is no codec; choose " + listed(codecs()));
-    }
+    checkCodec(request.codec);
     if (purpose != nullptr && !contains(purpose->codecs, request.codec)) {
       throw UserError("the codec " + request.codec + " does not fit the purpose " + purpose->name + "; choose " +
                       listed(purpose->codecs) + ", or leave the purpose out");
@@ -162,6 +164,13 @@ std::vector<std::string> codecs() {
     if (!contains(names, format.slug)) names.push_back(format.slug);
   }
   return names;
+}
+
+std::string usualExtension(const std::string& purpose, const std::string& codec) {
+  const Purpose* known = findPurpose(purpose);
+  if (!codec.empty()) checkCodec(codec);
+  if (!codec.empty()) return outputFormatNamed(codec).extension();
+  return known == nullptr ? ".mov" : outputFormatNamed(known->codecs.front()).extension();
 }
 
 std::string describe(const Delivery& delivery) {

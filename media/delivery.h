@@ -45,6 +45,10 @@ Delivery chooseDelivery(const DeliveryRequest& request);
 std::vector<std::string> purposes();
 std::vector<std::string> codecs();
 
+// The extension, with its dot, of the usual file for a purpose or, where one is named, for a codec; .mov for neither.
+// Throws UserError for an unknown name.
+std::string usualExtension(const std::string& purpose, const std::string& codec);
+
 // For people: "ProRes 4444, straight alpha".
 std::string describe(const Delivery& delivery);
 

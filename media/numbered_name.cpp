@@ -1,6 +1,7 @@
 #include "media/numbered_name.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <regex>
 
 namespace kalvetra {
@@ -20,6 +21,15 @@ bool shorter(const std::string& a, const std::string& b) { return a.size() < b.s
 
 bool isNumberedName(const std::string& name) {
   return std::count(name.begin(), name.end(), '%') == 1 && std::regex_search(name, numberPattern());
+}
+
+std::string clipStem(const std::string& path) {
+  const std::filesystem::path name = std::filesystem::path(path).filename();
+  std::string stem = name.stem().string();
+  if (!isNumberedName(name.string())) return stem;
+  stem.erase(stem.find('%'));
+  const std::size_t last = stem.find_last_not_of("-_. ");
+  return last == std::string::npos ? "sequence" : stem.substr(0, last + 1);
 }
 
 std::string numberedName(const std::string& name, int number) {

@@ -9,6 +9,9 @@ namespace kalvetra {
 // True for a file name with exactly one %d, %5d or %05d in it.
 bool isNumberedName(const std::string& name);
 
+// The file's name without its extension, of a sequence also without its number: "a/shot-%05d.png" is "shot".
+std::string clipStem(const std::string& path);
+
 // The name with its pattern replaced by the number.
 std::string numberedName(const std::string& name, int number);
 

@@ -73,6 +73,34 @@ TEST(MatteQuality, HazeAndHolesComeBackAsTheyWerePutIn) {
   }
 }
 
+TEST(MatteQuality, EveryPictureHasItsSharesOfPixelsAndItsFlicker) {
+  const auto columns = [](int clear, int partial, int boil) {  // the rest is solid
+    return draw([=](int x, int) { return x < clear ? 5 : x < clear + partial ? 128 + boil : 250; });
+  };
+  MatteQuality quality(kWidth, kHeight);
+  for (int i = 0; i < 6; ++i) quality.add(columns(100, 20, i < 3 ? 0 : i % 2 == 0 ? 40 : -40));
+  quality.add(columns(50, 50, 40));
+  const auto& pictures = quality.pictures();
+  ASSERT_EQ(7u, pictures.size());
+  EXPECT_DOUBLE_EQ(0.5, pictures[0].clear);
+  EXPECT_DOUBLE_EQ(0.1, pictures[0].partial);
+  EXPECT_DOUBLE_EQ(0.4, pictures[0].solid);
+  EXPECT_DOUBLE_EQ(0.25, pictures[6].clear);
+  EXPECT_DOUBLE_EQ(0.25, pictures[6].partial);
+  for (const std::size_t without : {0, 5, 6}) EXPECT_FALSE(pictures[without].flicker) << without;
+  EXPECT_EQ(0.0, pictures[1].flicker);            // 128 128 128 88
+  EXPECT_EQ(0.0, pictures[2].flicker);            // 128 128 88 168: turns once
+  EXPECT_NEAR(40.0, *pictures[3].flicker, 1e-9);  // 128 88 168 88
+  const MatteReport report = quality.report();
+  EXPECT_NEAR(100.0 * (6 * 0.5 + 0.25) / 7, report.clearPixels, 1e-9);
+  EXPECT_NEAR(100.0 * (6 * 0.1 + 0.25) / 7, report.partialPixels, 1e-9);
+  EXPECT_NEAR(100.0, report.clearPixels + report.partialPixels + report.solidPixels, 1e-9);
+  double worst = 0.0;
+  for (const auto& picture : pictures) worst = std::max(worst, picture.flicker.value_or(0.0));
+  EXPECT_EQ(worst, report.flicker.worst);
+  EXPECT_EQ(worst, pictures[static_cast<std::size_t>(report.flicker.worstFrame - 1)].flicker);
+}
+
 TEST(MatteQuality, SpecksCountWhereTheyAreAndMoveNoRegion) {
   const auto speck = [](int x, int y) { return x % 10 == 0 && y % 10 == 0; };
   const MattePlane clean = disc(100);

@@ -74,6 +74,7 @@ TEST(ReportCommand, PrintsALineAFigure) {
   expectHas(text, "haze               20.00 %       20.00 % in frame 1\n");
   expectHas(text, "hazy pixels       100.00 %      100.00 % in frame 1\n");
   expectHas(text, "holes              10.");
+  expectHas(text, "  of its pixels 0.0 % are clear, 100.0 % partial, 0.0 % solid\n");  // 20 % and 90 %: none is either
 }
 
 TEST(ReportCommand, FailsOverALimitWithASentenceForEach) {

@@ -57,6 +57,19 @@ TEST(Deliveries, FitPurposeCodecAndName) {
   EXPECT_EQ("x.y/shot-matte.webm", matteNameFor("x.y/shot.webm"));
 }
 
+TEST(Deliveries, EveryPurposeAndCodecFitsItsUsualExtension) {
+  for (const std::string& purpose : purposes()) {
+    EXPECT_NO_THROW(chooseDelivery({"a" + usualExtension(purpose, ""), purpose})) << purpose;
+  }
+  for (const std::string& codec : codecs()) {
+    EXPECT_EQ(codec, chooseDelivery({"a" + usualExtension("", codec), "", codec, {}, true}).format->slug);
+  }
+  EXPECT_EQ(".mov", usualExtension("", ""));
+  EXPECT_EQ(".exr", usualExtension("still", "exr"));
+  EXPECT_THROW(usualExtension("", "betamax"), UserError);
+  EXPECT_THROW(usualExtension("fun", ""), UserError);
+}
+
 TEST(Deliveries, WhatDoesNotFitIsRefusedInOneSentence) {
   const std::vector<std::pair<DeliveryRequest, std::string>> refusals{
       {{"a.webm", "editing"}, "a.webm: does not fit the purpose editing; ProRes 4444 goes into a .mov file"},

@@ -1,0 +1,160 @@
+#include "preview/export_job.h"
+
+#include <algorithm>
+
+#include "media/numbered_name.h"
+#include "media/temporary_output.h"
+#include "preview/plain_name.h"
+#include "preview/routes.h"
+#include "support/interrupted.h"
+
+namespace fs = std::filesystem;
+
+namespace kalvetra {
+
+namespace {
+
+double secondsSince(std::chrono::steady_clock::time_point begun) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - begun).count();
+}
+
+std::uintmax_t sizeOf(const std::string& path) {
+  std::error_code failed;
+  if (!isNumberedName(fs::path(path).filename().string())) {
+    const std::uintmax_t size = fs::file_size(path, failed);
+    return failed ? 0 : size;
+  }
+  const NumberedName pattern(fs::path(path).filename().string());
+  std::uintmax_t sum = 0;
+  for (fs::directory_iterator entry(fs::path(path).parent_path(), failed), end; !failed && entry != end;
+       entry.increment(failed)) {
+    if (pattern.covers(entry->path().filename().string())) sum += sizeOf(entry->path().string());
+  }
+  return sum;
+}
+
+}  // namespace
+
+ExportJob::~ExportJob() {
+  stop_ = true;
+  if (thread_.joinable()) thread_.join();
+}
+
+fs::path ExportJob::target(const std::string& name) {
+  checkPlainName(name);
+  if (!folder_.empty()) return folder_ / name;
+  if (isNumberedName(name)) {
+    throw UserError(name + ": a sequence of pictures needs a folder to go to; start the preview with --folder DIR");
+  }
+  const std::lock_guard lock(mutex_);
+  if (!private_) private_.emplace();
+  return private_->path() / name;
+}
+
+std::int64_t ExportJob::start(const KeyRequest& request, const std::string& name, bool replace) {
+  const std::lock_guard starting(startMutex_);
+  if (state().status == ExportStatus::Running) {
+    throw Refusal(409, "an export is under way; wait for it, or cancel it first");
+  }
+  const bool anyName = replace || folder_.empty();  // the private folder holds nothing but earlier exports
+  const KeyJob job = keyJobFor(clip_, request, target(name).string(), anyName);
+  for (const OutputRequest& output : job.outputs) {
+    if (!anyName && outputExists(output.path)) {
+      throw Refusal(409, fs::path(output.path).filename().string() +
+                             " exists already in the folder; replace it or give another name");
+    }
+  }
+  if (thread_.joinable()) thread_.join();
+  stop_ = false;
+  const std::lock_guard lock(mutex_);
+  if (private_) private_->clear();  // only the newest export can be fetched
+  const std::int64_t number = state_.job + 1;
+  state_ = {};
+  state_.job = number;
+  state_.status = ExportStatus::Running;
+  begun_ = Clock::now();
+  try {
+    thread_ = std::thread([this, job, settings = request.settings] { run(job, settings); });
+  } catch (...) {
+    state_.status = ExportStatus::None;
+    throw;
+  }
+  return number;
+}
+
+void ExportJob::cancel() { stop_ = true; }
+
+ExportState ExportJob::state() const {
+  const std::lock_guard lock(mutex_);
+  return state_;
+}
+
+fs::path ExportJob::file(std::size_t index) const {
+  const std::lock_guard lock(mutex_);
+  if (state_.status != ExportStatus::Done) throw Refusal(404, "there is no finished export");
+  if (state_.isSequence) {
+    throw Refusal(404, "the export is a sequence of pictures; they lie in " + folder_.string());
+  }
+  if (index >= state_.files.size()) throw Refusal(404, "the export has no such file");
+  return state_.files[index];
+}
+
+JobListener ExportJob::listener(const AnimatedSettings& settings) {
+  JobListener listener;
+  listener.note = [this](const std::string& sentence) {
+    const std::lock_guard lock(mutex_);
+    state_.notes.push_back(sentence);
+  };
+  listener.begin = [this](std::int64_t expected, std::int64_t) {
+    const std::lock_guard lock(mutex_);
+    state_.of = expected;
+    begun_ = Clock::now();
+  };
+  listener.frameDone = [this] {
+    const std::lock_guard lock(mutex_);
+    ++state_.frames;
+    state_.fps = static_cast<double>(state_.frames) / std::max(secondsSince(begun_), 1e-3);
+    if (state_.of > 0) {
+      const auto left = static_cast<double>(std::max<std::int64_t>(state_.of - state_.frames, 0));
+      state_.secondsLeft = left / std::max(state_.fps, 1e-3);
+    }
+  };
+  listener.end = [this] {
+    const std::lock_guard lock(mutex_);
+    state_.checking = true;
+  };
+  listener.settings = [settings](const Reader&) { return settings; };
+  return listener;
+}
+
+void ExportJob::run(const KeyJob& job, const AnimatedSettings& settings) {
+  try {
+    const JobResult result = runKeyJob(job, listener(settings), stop_);
+    const std::lock_guard lock(mutex_);
+    state_.of = state_.frames;
+    for (const WrittenOutput& output : result.outputs) {
+      const fs::path path = output.request.path;
+      state_.files.push_back(path);
+      state_.isSequence = state_.isSequence || isNumberedName(path.filename().string());
+      state_.size += sizeOf(path.string());
+    }
+    state_.checking = false;
+    state_.secondsLeft.reset();
+    state_.status = ExportStatus::Done;
+  } catch (const Interrupted&) {
+    finish(ExportStatus::Cancelled, {});
+  } catch (const std::exception& error) {
+    // What was stopped may fail on its way out.
+    stop_ ? finish(ExportStatus::Cancelled, {}) : finish(ExportStatus::Failed, error.what());
+  }
+}
+
+void ExportJob::finish(ExportStatus status, const std::string& error) {
+  const std::lock_guard lock(mutex_);
+  state_.checking = false;
+  state_.secondsLeft.reset();
+  state_.error = error;
+  state_.status = status;
+}
+
+}  // namespace kalvetra

@@ -1,0 +1,45 @@
+// The folders that the user named for presets, backgrounds and exports.
+#pragma once
+
+#include <filesystem>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "parameters/preset.h"
+
+namespace kalvetra {
+
+// Files are known by their plain names; of two folders with the same name in them the first counts. Only regular files
+// are seen: no folders, no devices, and no symbolic links, which may lead elsewhere. Nothing is kept in memory, so that
+// files that come and go are seen; safe for several threads.
+class Folders {
+ public:
+  static constexpr std::size_t kMostNames = 1000;                // of a kind
+  static constexpr std::uintmax_t kLargestPreset = 1024 * 1024;  // bytes
+
+  // `background` is one more file that may be a background, or empty. Throws UserError for a folder that is none.
+  explicit Folders(const std::vector<std::filesystem::path>& folders, std::filesystem::path background = {});
+
+  // Sorted names: *.json, and what may serve as a background. Unreadable folders count as empty.
+  std::vector<std::string> presets() const;
+  std::vector<std::string> pictures() const;
+  const std::vector<std::filesystem::path>& all() const { return folders_; }
+
+  // All of these throw UserError: for a name that is none, or that no file has, and when there is no folder.
+  std::filesystem::path picture(const std::string& name) const;
+  Preset loadPreset(const std::string& name) const;
+  // Into the first folder, under that name with .json behind it unless it is there. Answers the full name. Throws a
+  // Refusal with 409 when it exists and is not to be replaced.
+  std::string savePreset(const std::string& name, const AnimatedSettings& settings, bool replace) const;
+
+ private:
+  std::vector<std::string> names(bool (*fits)(const std::filesystem::path& name)) const;
+  std::filesystem::path find(const std::string& name) const;
+
+  std::vector<std::filesystem::path> folders_;  // absolute
+  std::filesystem::path background_;
+  mutable std::mutex saving_;
+};
+
+}  // namespace kalvetra

@@ -1,0 +1,24 @@
+// One output that the user wants of the clip: what the export makes, and what the equivalent command says.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "jobs/key_job.h"
+
+namespace kalvetra {
+
+struct KeyRequest {
+  AnimatedSettings settings;
+  ClipRange range;
+  std::optional<ShownView> view{};  // in place of the settings' view
+  std::string over{};               // of the composite: #rrggbb or a file
+  std::string purpose{}, codec{};   // like DeliveryRequest's
+};
+
+// The clip's job, as yet without outputs, made one that writes the request to `path`; nothing is opened. Throws
+// UserError for what does not fit together.
+KeyJob keyJobFor(const KeyJob& clip, const KeyRequest& request, const std::string& path, bool replace);
+
+}  // namespace kalvetra

@@ -1,0 +1,29 @@
+#include "preview/preview_context.h"
+
+namespace kalvetra {
+
+void addSessionRoutes(Routes& routes, PreviewContext& context) {
+  routes.post("api/quit", [&context](const Request&) {
+    context.stop = true;
+    Answer answer;
+    answer.body = "{}";
+    return answer;
+  });
+}
+
+Routes makeRoutes(PreviewContext& context) {
+  Routes routes;
+  addClipRoutes(routes, context);
+  addPictureRoutes(routes, context);
+  addPixelRoutes(routes, context);
+  addProposalRoutes(routes, context);
+  addSessionRoutes(routes, context);
+  addStripRoutes(routes, context);
+  addExportRoutes(routes, context);
+  addFileRoutes(routes, context);
+  addCommandRoutes(routes, context);
+  addWheelRoutes(routes, context);
+  return routes;
+}
+
+}  // namespace kalvetra

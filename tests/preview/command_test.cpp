@@ -1,0 +1,46 @@
+// The command that serves the page.
+#include "tests/support/command.h"
+#include "tests/preview/running_preview.h"
+#include "tests/preview/served_clip.h"
+
+namespace kalvetra {
+namespace {
+
+TEST(PreviewCommand, ServesUntilItIsToldToStop) {
+  const test::ScratchFolder folder;
+  const std::string clip = test::makeGreenClip(folder, "clip.mp4", 5);
+  test::RunningPreview byKey(clip);
+  ASSERT_EQ(0U, byKey.address().rfind("http://127.0.0.1:", 0)) << byKey.address();
+  EXPECT_EQ(200, byKey.client().Get(byKey.path("api/clip"))->status);
+  EXPECT_EQ(0, byKey.end(SIGINT));
+  test::RunningPreview byPage(clip);
+  EXPECT_EQ(200, byPage.client().Post(byPage.path("api/quit"), "{}", "application/json")->status);
+  EXPECT_EQ(0, byPage.end(0));
+}
+
+TEST(PreviewCommand, SaysWhatItCannotServe) {
+  const test::ScratchFolder folder;
+  const std::string clip = test::makeGreenClip(folder, "clip.mp4", 5);
+  std::ofstream(folder.path("bad.json")) << "{";
+  const struct {
+    std::string arguments;
+    int status;
+    const char* part;
+  } cases[] = {{folder.path("none.mp4"), 1, "there is no such file"},
+               {"-", 1, "cannot be searched"},
+               {folder.path("bad.json"), 1, "is not a video"},
+               {clip + " --preset " + folder.path("bad.json"), 1, "this is no JSON"},
+               {clip + " --background " + folder.path("none.png"), 1, "there is no such file"},
+               {clip + " --port 0", 2, "--port"},
+               {clip + " --rate fast", 2, "is no rate"},
+               {"", 2, "CLIP is required"}};
+  for (const auto& c : cases) {
+    const test::Outcome outcome = test::run("timeout 20 " + test::kKalvetra + " preview --no-open " + c.arguments);
+    EXPECT_EQ(c.status, outcome.status) << c.arguments;
+    test::expectHas(outcome.output, c.part);
+    EXPECT_EQ(std::string::npos, outcome.output.find("http://")) << outcome.output;
+  }
+}
+
+}  // namespace
+}  // namespace kalvetra
