@@ -1,0 +1,11 @@
+// Light or dark: as the system has it, until the switch is used.
+
+import {byId} from './dom.js';
+
+const system = window.matchMedia('(prefers-color-scheme: light)');
+
+byId('theme').onclick = () => {
+  const root = document.documentElement;
+  const now = root.dataset.theme ?? (system.matches ? 'light' : 'dark');
+  root.dataset.theme = now === 'light' ? 'dark' : 'light';
+};
