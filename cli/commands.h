@@ -14,5 +14,6 @@ void addReportCommand(CLI::App& program);      // report KEYED
 void addDoctorCommand(CLI::App& program);      // doctor
 void addManualCommand(CLI::App& program);      // manual page|bash|zsh|fish, not shown
 void addProbeCommand(CLI::App& program);       // probe FILE
+void addPreviewCommand(CLI::App& program);     // preview CLIP, where KALVETRA_PREVIEW is built
 
 }  // namespace kalvetra

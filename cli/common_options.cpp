@@ -1,8 +1,13 @@
 #include "cli/common_options.h"
 
+extern "C" {
+#include <libavutil/parseutils.h>
+}
+
 #include <optional>
 
 #include "imaging/cpu_level.h"
+#include "support/user_error.h"
 
 namespace kalvetra {
 
@@ -27,6 +32,31 @@ void chooseCpu(const std::string& name) {
 }
 
 }  // namespace
+
+void addSourceOptions(CLI::App& command, SourceOptions& source) {
+  const auto takeRaw = [&source](const std::string& text) {
+    try {
+      source.raw = parseRawPictures(text);
+    } catch (const UserError& error) {
+      throw CLI::ValidationError("--raw", error.what());
+    }
+  };
+  command
+      .add_option_function<std::string>("--raw", takeRaw,
+                                        "The input is raw pictures of this size, rate and pixel format.")
+      ->type_name("WxH@FPS:FORMAT")
+      ->group("Input");
+  const auto takeRate = [&source](const std::string& text) {
+    AVRational& rate = source.sequenceRate;
+    if (av_parse_video_rate(&rate, text.c_str()) < 0) {
+      throw CLI::ValidationError("--rate", "'" + text + "' is no rate; give pictures a second, like 24 or 30000/1001");
+    }
+  };
+  command.add_option_function<std::string>("--rate", takeRate, "Pictures a second of an image sequence.")
+      ->type_name("FPS")
+      ->default_str("25")
+      ->group("Input");
+}
 
 void addReplaceOption(CLI::App& command, CommonOptions& options) {
   command.add_flag("-y,--yes", options.replace, "Replace an output that exists.");

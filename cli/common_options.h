@@ -6,6 +6,8 @@
 #include <string>
 #include <thread>
 
+#include "media/source_options.h"
+
 namespace kalvetra {
 
 struct CommonOptions {
@@ -15,6 +17,8 @@ struct CommonOptions {
   int threads = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
 };
 
+// The options that say what files do not: --raw and --rate.
+void addSourceOptions(CLI::App& command, SourceOptions& source);
 void addReplaceOption(CLI::App& command, CommonOptions& options);
 void addThreadsOption(CLI::App& command, CommonOptions& options);
 // Takes effect while the command line is parsed.

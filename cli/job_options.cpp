@@ -1,9 +1,5 @@
 #include "cli/job_options.h"
 
-extern "C" {
-#include <libavutil/parseutils.h>
-}
-
 #include <array>
 
 #include "cli/batch.h"
@@ -54,28 +50,7 @@ bool isOpaque(ShownView view) { return view != ShownView::Result && view != Show
 
 void addInputOptions(CLI::App& command, JobOptions& options) {
   const std::string group = "Input";
-  const auto takeRaw = [&options](const std::string& text) {
-    try {
-      options.job.source.raw = parseRawPictures(text);
-    } catch (const UserError& error) {
-      throw CLI::ValidationError("--raw", error.what());
-    }
-  };
-  command
-      .add_option_function<std::string>("--raw", takeRaw,
-                                        "The input is raw pictures of this size, rate and pixel format.")
-      ->type_name("WxH@FPS:FORMAT")
-      ->group(group);
-  const auto takeRate = [&options](const std::string& text) {
-    AVRational& rate = options.job.source.sequenceRate;
-    if (av_parse_video_rate(&rate, text.c_str()) < 0) {
-      throw CLI::ValidationError("--rate", "'" + text + "' is no rate; give pictures a second, like 24 or 30000/1001");
-    }
-  };
-  command.add_option_function<std::string>("--rate", takeRate, "Pictures a second of an image sequence.")
-      ->type_name("FPS")
-      ->default_str("25")
-      ->group(group);
+  addSourceOptions(command, options.job.source);
   addChoice<FieldChoice>(command, "--fields", kFieldChoices,
                          "Key the two fields of interlaced pictures apart; auto: where the clip is interlaced.",
                          [&options](FieldChoice choice) { options.job.fields = choice; })

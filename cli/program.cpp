@@ -10,6 +10,9 @@ std::unique_ptr<CLI::App> makeProgram() {
   program->require_subcommand(1);
   addKeyCommand(*program);
   addStillCommand(*program);
+#ifdef KALVETRA_PREVIEW
+  addPreviewCommand(*program);
+#endif
   addProbeCommand(*program);
   addPickCommand(*program);
   addReportCommand(*program);

@@ -3,8 +3,9 @@
 # With --tests also what the tests and the plug-in need, with --bench what the benchmark needs.
 set -euo pipefail
 
-debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libtbb-dev libcli11-dev libhwy-dev nlohmann-json3-dev)
-mac=(cmake ninja pkg-config ffmpeg tbb cli11 highway nlohmann-json)
+debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libtbb-dev libcli11-dev libhwy-dev nlohmann-json3-dev
+  libcpp-httplib-dev)
+mac=(cmake ninja pkg-config ffmpeg tbb cli11 highway nlohmann-json cpp-httplib)
 if [ "${1:-}" = --tests ]; then
   debian+=(libgtest-dev ffmpeg gobjc++ libgnustep-base-dev libgl-dev)
   mac+=(googletest)

@@ -1,0 +1,84 @@
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include "cli/commands.h"
+#include "cli/common_options.h"
+#include "cli/console.h"
+#include "cli/interrupt.h"
+#include "preview/preview_context.h"
+#include "preview/preview_server.h"
+
+namespace kalvetra {
+
+namespace {
+
+struct PreviewCommand : CommonOptions {
+  PreviewOptions preview;
+  int port = 0;
+  bool open = true;
+};
+
+bool hasDesktop() {
+#ifdef __APPLE__
+  return true;
+#else
+  const auto isSet = [](const char* name) { return std::getenv(name) != nullptr && *std::getenv(name) != '\0'; };
+  return isSet("DISPLAY") || isSet("WAYLAND_DISPLAY");
+#endif
+}
+
+// The address holds nothing that a shell would take for anything but letters.
+void openBrowser(const std::string& address) {
+#ifdef __APPLE__
+  const std::string command = "open '" + address + "'";
+#else
+  const std::string command = "xdg-open '" + address + "' >/dev/null 2>&1 &";
+#endif
+  if (std::system(command.c_str()) != 0) note("no browser could be opened; open the address yourself");
+}
+
+void run(const CLI::App& command, PreviewCommand& options) {
+  options.preview.input = options.input;
+  options.preview.threads = options.threads;
+  for (const char* name : {"--raw", "--rate"}) {
+    if (command.count(name) == 0) continue;
+    options.preview.sourceArguments.emplace_back(name);
+    options.preview.sourceArguments.push_back(command.get_option(name)->results().back());
+  }
+  PreviewContext context(options.preview, stopRequested());
+  PreviewServer server(makeRoutes(context), options.port);
+  std::puts(server.address().c_str());
+  std::fflush(stdout);
+  if (options.open && hasDesktop()) openBrowser(server.address());
+  server.run(stopRequested());
+}
+
+}  // namespace
+
+void addPreviewCommand(CLI::App& program) {
+  CLI::App* command =
+      program.add_subcommand("preview", "Find a clip's settings on a page in the browser, and export from there.");
+  auto options = std::make_shared<PreviewCommand>();
+  command->add_option("CLIP", options->input, "What to key: a video, an image, or a sequence like shot-%05d.png.")
+      ->required();
+  command
+      ->add_option("--folder", options->preview.folders,
+                   "Folder for presets, backgrounds and exports; exports go to the first. May be given several times.")
+      ->type_name("DIR")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  command->add_option("--background", options->preview.background, "Picture or clip to show behind the subject.")
+      ->type_name("FILE");
+  command->add_option("--preset", options->preview.preset, "Settings to begin with.")->type_name("FILE");
+  command->add_flag("!--no-open", options->open, "Do not open a browser, only print the page's address.");
+  command->add_option("--port", options->port, "Port to listen on; by default a free one.")
+      ->check(CLI::Range(1, 65535))
+      ->type_name("1..65535");
+  addSourceOptions(*command, options->preview.source);
+  addThreadsOption(*command, *options);
+  addCpuOption(*command);
+  command->callback([command, options] { run(*command, *options); });
+}
+
+}  // namespace kalvetra

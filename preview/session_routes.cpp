@@ -1,0 +1,20 @@
+#include "preview/preview_context.h"
+
+namespace kalvetra {
+
+void addSessionRoutes(Routes& routes, PreviewContext& context) {
+  routes.post("api/quit", [&context](const Request&) {
+    context.stop = true;
+    Answer answer;
+    answer.body = "{}";
+    return answer;
+  });
+}
+
+Routes makeRoutes(PreviewContext& context) {
+  Routes routes;
+  addSessionRoutes(routes, context);
+  return routes;
+}
+
+}  // namespace kalvetra

@@ -1,0 +1,111 @@
+// The server's own checks, asked over HTTP.
+#include "preview/preview_server.h"
+
+#include <gtest/gtest.h>
+#include <httplib.h>
+
+#include <thread>
+
+namespace kalvetra {
+namespace {
+
+// A server on a port of its own, for as long as the test runs.
+class ServerTest : public ::testing::Test {
+ protected:
+  ServerTest() : server_(routes()), base_(server_.address().substr(server_.address().find('/', 8))) {
+    running_ = std::thread([this] { server_.run(stop_); });
+  }
+  ~ServerTest() override {
+    stop_ = true;
+    running_.join();
+  }
+
+  static Routes routes() {
+    Routes routes;
+    routes.post("api/echo", [](const Request& request) {
+      Answer answer;
+      answer.body = request.body;
+      return answer;
+    });
+    routes.get("api/refuse", [](const Request&) -> Answer { throw UserError("no; ask better"); });
+    routes.get("api/late", [](const Request&) -> Answer { throw Refusal(409, "too late"); });
+    routes.get("api/throw", [](const Request&) -> Answer { throw std::out_of_range("index"); });
+    return routes;
+  }
+  httplib::Client client() const { return httplib::Client("127.0.0.1", server_.port()); }
+
+  std::atomic<bool> stop_{false};
+  PreviewServer server_;
+  std::string base_;  // "/token/"
+  std::thread running_;
+};
+
+TEST_F(ServerTest, ServesThePageWithStrictHeaders) {
+  const auto page = client().Get(base_);
+  ASSERT_TRUE(page);
+  EXPECT_EQ(page->status, 200);
+  EXPECT_NE(page->body.find("<title>Kalvetra"), std::string::npos);
+  EXPECT_EQ(page->get_header_value("Content-Type"), "text/html; charset=utf-8");
+  EXPECT_EQ(page->get_header_value("Content-Security-Policy").rfind("default-src 'self'", 0), 0U);
+  EXPECT_EQ(page->get_header_value("Cache-Control"), "no-store");
+  EXPECT_EQ(page->get_header_value("X-Content-Type-Options"), "nosniff");
+  EXPECT_EQ(page->get_header_value("Referrer-Policy"), "no-referrer");
+}
+
+TEST_F(ServerTest, RefusesWrongTokensAndPaths) {
+  std::string wrong = base_;
+  wrong[1] = wrong[1] == '0' ? '1' : '0';
+  for (const std::string& path :
+       {std::string("/"), wrong, wrong + "api/echo", base_.substr(0, base_.size() - 1), base_.substr(0, 8) + "/",
+        base_ + "api/none", base_ + "../../etc/passwd", base_ + "%2e%2e/CMakeLists.txt", std::string("//api/echo")}) {
+    const auto answer = client().Get(path);
+    ASSERT_TRUE(answer) << path;
+    EXPECT_EQ(answer->status, 404) << path;
+    EXPECT_NE(answer->body.find("\"error\""), std::string::npos) << path;
+    EXPECT_EQ(answer->get_header_value("Cache-Control"), "no-store") << path;
+  }
+  EXPECT_EQ(client().Get(base_ + "api/echo")->status, 404) << "only POST is answered there";
+  EXPECT_EQ(client().Put(base_ + "api/echo", "x", "text/plain")->status, 404);
+}
+
+TEST_F(ServerTest, RefusesForeignHostsAndOrigins) {
+  const std::string own = "127.0.0.1:" + std::to_string(server_.port());
+  const auto status = [&](const httplib::Headers& headers) {
+    const auto answer = client().Post(base_ + "api/echo", headers, "x", "text/plain");
+    return answer ? answer->status : -1;
+  };
+  EXPECT_EQ(status({}), 200);
+  EXPECT_EQ(status({{"Origin", "http://" + own}}), 200);
+  EXPECT_EQ(status({{"Origin", "http://evil.example"}}), 403);
+  EXPECT_EQ(status({{"Origin", "null"}}), 403);
+  EXPECT_EQ(status({{"Origin", "https://" + own}}), 403);
+  EXPECT_EQ(status({{"Host", "evil.example"}}), 403);
+  EXPECT_EQ(status({{"Host", "127.0.0.1:1"}}), 403);
+  EXPECT_EQ(status({{"Host", "evil.example:" + std::to_string(server_.port())}}), 403);
+}
+
+TEST_F(ServerTest, AnswersFailuresWithSentences) {
+  const auto expect = [&](const std::string& path, int status, const std::string& body) {
+    const auto answer = client().Get(base_ + path);
+    ASSERT_TRUE(answer) << path;
+    EXPECT_EQ(answer->status, status) << path;
+    EXPECT_EQ(answer->body, body);
+  };
+  expect("api/refuse", 400, R"({"error":"no; ask better"})");
+  expect("api/late", 409, R"({"error":"too late"})");
+  expect("api/throw", 500, R"({"error":"the request failed: index"})");
+}
+
+TEST_F(ServerTest, BoundsBodies) {
+  const std::string largest(PreviewServer::kLargestBody, 'x');
+  EXPECT_EQ(client().Post(base_ + "api/echo", largest, "text/plain")->body, largest);
+  const auto answer = client().Post(base_ + "api/echo", largest + "x", "text/plain");
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->status, 413);
+  EXPECT_EQ(answer->body, R"({"error":"the request is larger than 1 MiB"})");
+}
+
+TEST_F(ServerTest, KnowsPortsThatAreTaken) { EXPECT_THROW(PreviewServer(Routes(), server_.port()), UserError); }
+
+}  // namespace
+}  // namespace kalvetra
