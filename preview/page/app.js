@@ -15,6 +15,7 @@ import {Presets} from './presets.js';
 import {Proposal} from './proposal.js';
 import {listen} from './shortcuts.js';
 import {State} from './state.js';
+import {Steps} from './steps.js';
 import {Strip} from './strip.js';
 import './theme.js';
 import {Thumbnails} from './thumbnails.js';
@@ -63,13 +64,13 @@ async function start() {
   const viewBar = new ViewBar(state, viewer);
   new Controls(state, parameters);
   new Hover(state, viewer, tellError);
+  const exporter = new Export(state);
   const parts = {
     state, viewer, timeline: new Timeline(state), player: new Player(state), eyedropper: new Eyedropper(state, viewer),
     keyColor: new KeyColor(state), proposal: new Proposal(state), presets: new Presets(state),
-    command: new Command(state), exporter: new Export(state), edit: new EditBar(state),
+    command: new Command(exporter), exporter, edit: new EditBar(state),
   };
-  byId('step-pick').onclick = () => parts.eyedropper.toggle(false);
-  byId('step-check').onclick = () => state.show({view: 'status'});
+  new Steps(state, parts.eyedropper);
   listen(parts);
   viewer.start();
   new Wheel(state, tellError);

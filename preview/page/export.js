@@ -6,6 +6,7 @@ import {byId, make, percent} from './dom.js';
 import {kViewNames} from './viewer.js';
 
 const kAskAgain = 300;  // milliseconds
+const kPlain = '#808080';  // the background where only a checkerboard was chosen
 const kViews = ['result', 'matte', 'status', 'plate', 'source'];
 
 function timeLeft(seconds) {
@@ -18,11 +19,19 @@ function sizeText(bytes) {
   return `${(bytes / size).toFixed(1)} ${unit}`;
 }
 
+function runningText({frames, of, fps, secondsLeft, checking}) {
+  if (checking) return 'Checking what was written…';
+  const left = secondsLeft === null ? '' : timeLeft(secondsLeft);
+  return `${frames} of ${of} frames   ${fps.toFixed(1)} fps   ${left}`;
+}
+
 const kTexts = {
   none: () => '',
-  running: ({frames, of, fps, secondsLeft}) => `${frames} of ${of} frames   ${(fps ?? 0).toFixed(1)} fps   ` +
-      (secondsLeft === null || secondsLeft === undefined ? '' : timeLeft(secondsLeft)),
-  done: ({file, size}) => `${file} is ready, ${sizeText(size)}.`,
+  running: runningText,
+  done: ({files, size, folder, notes}) => [
+    `${files.join(', ')} ${files.length > 1 ? 'are' : 'is'} ready, ${sizeText(size)}${folder ? `, in ${folder}` : ''}.`,
+    ...notes,
+  ].join('\n'),
   cancelled: () => 'Cancelled; nothing is left of it.',
   failed: ({error}) => error,
 };
@@ -57,7 +66,7 @@ export class Export {
                                make('optgroup', {label: 'Codec'}, ...options('codec')));
     byId('export-view').append(
         ...kViews.map((view) => make('option', {value: view, textContent: kViewNames[view]})),
-        make('option', {value: 'comp', textContent: 'Result over the background'}));
+        make('option', {value: 'composite', textContent: 'Result over the background'}));
     byId('export-name').value = `${this.#state.clip.name.replace(/\.[^.]*$/, '')}-keyed`;
     byId('export-kind').onchange = () => this.#fitName();
     this.#fitName();
@@ -71,14 +80,21 @@ export class Export {
     field.value = field.value.replace(/(-%0\dd)?\.[A-Za-z0-9]+$/, '') + this.#kind.extension;
   }
 
-  async #start() {
+  // What is to be made, as the server's requests have it.
+  get request() {
     const {settings, range, over} = this.#state;
     const {key, slug} = this.#kind;
     const view = byId('export-view').value;
-    const background = view === 'comp' ? {over: over === 'checkerboard' ? '#808080' : over} : {};
-    const request = {settings, ...range, [key]: slug, name: byId('export-name').value.trim(), view, ...background};
+    const background = view === 'composite' ? {over: over === 'checkerboard' ? kPlain : over} : {};
+    return {settings, ...range, [key]: slug, view, ...background};
+  }
+
+  get name() { return byId('export-name').value.trim(); }
+
+  async #start() {
+    const replace = byId('export-replace').checked;
     try {
-      await api.post('export', request);
+      await api.post('export', {...this.request, name: this.name, replace});
       this.#followProgress();
     } catch (error) {
       outcome('export-outcome', error);
@@ -109,6 +125,12 @@ export class Export {
     this.#following = false;
   }
 
+  #offer(files) {
+    byId('export-files').replaceChildren(...files.map((name, at) => make('a', {
+      className: 'button', href: `api/export/file?index=${at}`, download: name, textContent: `Download ${name}`,
+    })));
+  }
+
   #show(progress) {
     const {state, frames, of} = progress;
     const running = state === 'running';
@@ -117,7 +139,8 @@ export class Export {
     byId('export-progress').value = share;
     byId('export-start').hidden = running;
     byId('export-cancel').hidden = !running;
-    byId('export-file').hidden = state !== 'done';
+    this.#offer(state === 'done' && !progress.sequence ? progress.files : []);
+    if (state === 'done') this.#state.emit('exported');
     byId('export-label').textContent = running ? `Export ${percent(share, 0)}` : 'Export';
     const text = kTexts[state](progress);
     outcome('export-outcome', state === 'failed' ? new Error(text) : text);

@@ -44,6 +44,7 @@ export class Eyedropper {
 
   #mark() {
     byId('stage').classList.toggle('picking', this.active);
+    byId('step-pick').setAttribute('aria-pressed', this.active);
     byId('pick').setAttribute('aria-pressed', this.active && !this.#adding);
     byId('pick-more').setAttribute('aria-pressed', this.active && this.#adding);
   }

@@ -22,6 +22,7 @@ export class Proposal {
     try {
       const {settings, reasons} = await api.post('propose', {});
       this.#state.change(settings, {label: 'proposed settings'});
+      this.#state.emit('proposed');
       this.#show(settings, reasons);
     } catch (error) {
       tellError(error);

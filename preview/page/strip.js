@@ -3,12 +3,14 @@
 
 import * as api from './api.js';
 import {byId, fitCanvas, percent, whenQuiet} from './dom.js';
+import {onTheme} from './theme.js';
 
 const kSettled = 900;    // milliseconds without a change before the server begins
 const kAskAgain = 400;   // milliseconds between questions after its progress
 const kFlickerLane = 0.4;  // of the strip's height
 const kMostFlicker = 2;    // levels that fill the lane at least
 const kOutstanding = 3;    // times the median: such flicker is shown in red
+const kUnseen = 0.5;       // levels of flicker that nobody sees
 const kMostPartial = 0.1;  // share that fills the lane at least
 
 const median = (values) => values.length ? [...values].sort((a, b) => a - b)[Math.floor(values.length / 2)] : 0;
@@ -30,6 +32,7 @@ export class Strip {
     });
     state.on('frame', () => this.#describe());
     new ResizeObserver(() => this.#draw()).observe(this.#canvas);
+    onTheme(() => this.#draw());
     later();
   }
 
@@ -45,7 +48,8 @@ export class Strip {
         if (seen === 0) this.#frames.clear();
         seen += answer.frames.length;
         this.#take(answer);
-        going = answer.done < answer.of || seen < answer.done;
+        going = answer.state === 'running';
+        if (answer.error) throw new Error(answer.error);
         if (going) await new Promise((done) => setTimeout(done, kAskAgain));
       }
     } catch (error) {
@@ -62,33 +66,47 @@ export class Strip {
 
   #describe() {
     const here = this.#frames.get(this.#state.frame);
-    const flicker = here && here.flicker !== null ? here.flicker.toFixed(2) : '–';
-    byId('strip-legend').textContent = here ? `clear ${percent(here.clear)}   partial ${percent(here.partial)}   ` +
-        `solid ${percent(here.solid)}   edge flicker ${flicker}` : '';
+    for (const kind of ['clear', 'partial', 'solid']) {
+      byId(`strip-${kind}`).textContent = here ? percent(here[kind]) : '–';
+    }
+    byId('strip-flicker').textContent = here?.flicker?.toFixed(2) ?? '–';
   }
 
   #draw() {
     const {context, width, height} = fitCanvas(this.#canvas);
-    const style = getComputedStyle(this.#canvas);
-    const color = (name) => style.getPropertyValue(`--strip-${name}`);
-    const upper = height * (1 - kFlickerLane);
-    const each = width / this.#state.clip.frames;
-    const flickers = [...this.#frames.values()].map(({flicker}) => flicker ?? 0);
-    const usual = median(flickers);
-    const mostFlicker = Math.max(kMostFlicker, ...flickers);
-    const mostPartial = Math.max(kMostPartial, ...[...this.#frames.values()].map(({partial}) => partial));
-    const bar = (name, frame, top, tall) => {
-      context.fillStyle = color(name);
-      context.fillRect(frame * each, top, Math.max(1, each), tall);
+    const frames = [...this.#frames.values()];
+    const flickers = frames.map(({flicker}) => flicker ?? 0);
+    const upper = Math.round(height * (1 - kFlickerLane));
+    const scales = {
+      upper, lower: height - upper - 1, each: width / this.#state.clip.frames,
+      flicker: Math.max(kMostFlicker, ...flickers), bad: kOutstanding * median(flickers) + kUnseen,
+      partial: Math.max(kMostPartial, ...frames.map(({partial}) => partial)),
     };
-    for (const [frame, {clear, solid, partial, flicker}] of this.#frames) {
-      bar('clear', frame, 0, upper * clear);
-      bar('partial', frame, upper * clear, upper * partial);
-      bar('solid', frame, upper * (1 - solid), upper * solid);
-      const tall = upper * partial / mostPartial;
-      bar('partial', frame, upper - tall, Math.min(tall, 2));
-      const flickerTall = (height - upper - 2) * (flicker ?? 0) / mostFlicker;
-      bar((flicker ?? 0) > kOutstanding * usual + 0.5 ? 'bad' : 'flicker', frame, height - flickerTall, flickerTall);
+    const colors = this.#colors();
+    for (const [frame, values] of this.#frames) {
+      this.#drawFrame(values, scales, (kind, top, tall) => {
+        const left = Math.floor(frame * scales.each);
+        context.fillStyle = colors[kind];
+        context.fillRect(left, top, Math.max(1, Math.floor((frame + 1) * scales.each) - left), tall);
+      });
     }
+  }
+
+  // Above, solid stands on clear, and the partial share rises over both, stretched to be seen; below, the flicker.
+  #drawFrame({solid, partial, flicker}, scales, bar) {
+    bar('clear', 0, scales.upper);
+    bar('solid', scales.upper * (1 - solid), scales.upper * solid);
+    const rise = scales.upper * partial / scales.partial;
+    bar('partial', scales.upper - rise, Math.min(rise, 2));
+    const tall = scales.lower * (flicker ?? 0) / scales.flicker;
+    const bottom = scales.upper + 1 + scales.lower;
+    bar((flicker ?? 0) > scales.bad ? 'bad' : 'flicker', bottom - tall, tall);
+  }
+
+  // The legend's colours, whatever the theme.
+  #colors() {
+    const kinds = ['clear', 'partial', 'solid', 'flicker', 'bad'];
+    const colorOf = (kind) => getComputedStyle(byId('strip-legend').querySelector(`.${kind}`)).backgroundColor;
+    return Object.fromEntries(kinds.map((kind) => [kind, colorOf(kind)]));
   }
 }

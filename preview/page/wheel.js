@@ -9,6 +9,8 @@ const kLineColors = {
 };
 const kMidLuma = 150;
 
+const isDespill = (line) => line.includes('despill');
+
 // A colour of medium brightness at (I, Q).
 function colorAt(i, q) {
   const level = (value) => Math.min(255, Math.max(0, Math.round(value)));
@@ -68,7 +70,7 @@ export class Wheel {
     };
     byId('wheel-legend').append(
         entry('#ffffff', 'ring', 'key colour'), entry('#8fe0a0', 'dot', 'plate'),
-        ...Object.entries(kLineColors).map(([name, color]) => entry(color, 'line', name)));
+        ...Object.entries(kLineColors).map(([name, color]) => entry(color, isDespill(name) ? 'dashed' : 'line', name)));
   }
 
   #draw() {
@@ -117,7 +119,7 @@ export class Wheel {
     const length = Math.hypot(...direction) || 1;
     const end = [0, 1].map((axis) => start[axis] + direction[axis] / length * far);
     context.strokeStyle = kLineColors[name] ?? '#cccccc';
-    context.setLineDash(name.includes('despill') ? [3, 3] : []);
+    context.setLineDash(isDespill(name) ? [3, 3] : []);
     context.lineWidth = 1.5;
     context.beginPath();
     context.moveTo(...at(start));
