@@ -131,6 +131,7 @@ export class Viewer {
   }
 
   #press(event) {
+    if (event.target.closest('.message')) return;
     if (this.tool && event.button === 0) {
       this.tool(event);
       return;
