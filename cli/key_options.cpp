@@ -4,9 +4,10 @@
 #include <filesystem>
 #include <fstream>
 
-#include "cli/auto_settings.h"
 #include "cli/console.h"
+#include "cli/interrupt.h"
 #include "cli/key_color_search.h"
+#include "jobs/auto_settings.h"
 #include "media/temporary_output.h"
 #include "parameters/parameter_manual.h"
 #include "parameters/parameter_value.h"
@@ -71,7 +72,7 @@ void addParameterOption(CLI::App& command, const Parameter& p, KeyChoice& choice
 
 // What is proposed for the clip, each setting said with its reason.
 KeySettings proposed(const std::string& input, const SourceOptions& source, int threads) {
-  const Proposal proposal = proposeSettings(input, source, threads);
+  const Proposal proposal = proposeSettings(input, source, threads, stopRequested());
   for (const Reason& reason : proposal.reasons) {
     const Parameter& p = *findParameter(reason.slug);
     note(std::string(p.slug) + " " + valueText(p, valueIn(proposal.settings, p)) + ": " + reason.sentence);

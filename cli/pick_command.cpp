@@ -5,11 +5,11 @@
 #include <optional>
 #include <regex>
 
-#include "cli/auto_settings.h"
 #include "cli/commands.h"
 #include "cli/common_options.h"
 #include "cli/console.h"
 #include "cli/interrupt.h"
+#include "jobs/auto_settings.h"
 #include "media/frame_sampler.h"
 #include "media/reader.h"
 #include "parameters/parameter_table.h"
@@ -71,7 +71,7 @@ void print(const MeasuredColor& color) {
 }
 
 void pickBackdrop(const PickCommand& options) {
-  const FoundBackdrop found = findBackdrop(options.input, {}, options.frames, options.threads);
+  const FoundBackdrop found = findBackdrop(options.input, {}, options.frames, options.threads, stopRequested());
   if (options.json) {
     Json json = asJson(found.color, found.frames);
     json["confidence"] = rounded(found.color.confidence);
@@ -126,7 +126,7 @@ std::string valueText(const Parameter& p, const Proposal& proposal) {
 }
 
 void pickSettings(const PickCommand& options) {
-  const Proposal proposal = proposeSettings(options.input, {}, options.threads, options.frames);
+  const Proposal proposal = proposeSettings(options.input, {}, options.threads, stopRequested(), options.frames);
   Json json{{"error", rounded(proposal.error)}, {"errorAtDefaults", rounded(proposal.errorAtDefaults)}};
   for (const Reason& reason : proposal.reasons) {
     const std::string slug(reason.slug), value = valueText(*findParameter(reason.slug), proposal);

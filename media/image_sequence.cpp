@@ -81,6 +81,12 @@ void ImageSequence::seek(double fraction) {
   next_ = std::min(numbers_.size() - 1, static_cast<std::size_t>(fraction * static_cast<double>(numbers_.size())));
 }
 
+void ImageSequence::seekNumber(std::int64_t offset) {
+  const auto behind = [&](int number, std::int64_t wanted) { return number - numbers_.front() < wanted; };
+  const auto found = std::lower_bound(numbers_.begin(), numbers_.end(), offset, behind);
+  next_ = static_cast<std::size_t>(found - numbers_.begin());
+}
+
 std::string describeRanges(const std::vector<NumberRange>& ranges) {
   std::string text;
   for (const NumberRange& range : ranges) {

@@ -27,6 +27,7 @@ class ImageSequence {
 
   std::string firstFile() const { return fileOf(numbers_.front()); }
   int size() const { return static_cast<int>(numbers_.size()); }
+  const std::vector<int>& numbers() const { return numbers_; }  // of its files, ascending
   const std::vector<NumberRange>& gaps() const { return gaps_; }
   int missing() const;       // numbers in the gaps
   int missingSoFar() const;  // in those before the next file
@@ -34,7 +35,8 @@ class ImageSequence {
   // The next file as one packet, whose time is its number less the first one. AVERROR_EOF behind the last; any other
   // error is about this file alone.
   int read(AVPacket& packet);
-  void seek(double fraction);  // 0..1 of the files
+  void seek(double fraction);            // 0..1 of the files
+  void seekNumber(std::int64_t offset);  // to the file whose number is the first one's plus that, or the next one
 
  private:
   std::string fileOf(int number) const;

@@ -30,10 +30,11 @@ AVRational validOr(AVRational value, AVRational fallback) { return value.num > 0
 
 }  // namespace
 
-Reader::Reader(const std::string& path, const SourceOptions& options, int threads, const std::atomic<bool>& stop)
+Reader::Reader(const std::string& path, const SourceOptions& options, int threads, const std::atomic<bool>& stop,
+               Decoding decoding)
     : path_(path), name_(path == kStandardInput ? "the standard input" : path), options_(options), stop_(stop) {
   openSource();
-  openDecoder(threads);
+  openDecoder(threads, decoding);
   describePictures();
   format_.fieldOrder = findFieldOrder();
 }
@@ -46,7 +47,7 @@ void Reader::openSource() {
   input_ = openInput(sequence_ ? sequence_->firstFile() : path_, name_, options_, stop_);
 }
 
-void Reader::openDecoder(int threads) {
+void Reader::openDecoder(int threads, Decoding decoding) {
   const AVCodec* codec = nullptr;
   videoIndex_ = av_find_best_stream(input_.container.get(), AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0);
   if (videoIndex_ == AVERROR_DECODER_NOT_FOUND) {
@@ -66,7 +67,7 @@ void Reader::openDecoder(int threads) {
   avcodec_parameters_to_context(decoder_.get(), stream.codecpar);
   decoder_->pkt_timebase = stream.time_base;
   // With a picture a thread this decoder now and then forgets to tell of damage, with a slice a thread always.
-  decoder_->thread_count = codec->id == AV_CODEC_ID_H264 ? 1 : threads;
+  decoder_->thread_count = codec->id == AV_CODEC_ID_H264 && decoding == Decoding::Watchful ? 1 : threads;
   const int error = avcodec_open2(decoder_.get(), codec, nullptr);
   if (error < 0) throw UserError(name_ + ": its video cannot be decoded (" + errorText(error) + "); convert it first");
 }
@@ -278,6 +279,16 @@ bool Reader::seek(double fraction) {
 
 bool Reader::seekTime(double seconds) {
   return !sequence_ && seekTo(static_cast<std::int64_t>(seconds * AV_TIME_BASE));
+}
+
+bool Reader::seekPicture(std::int64_t time) {
+  if (sequence_) {
+    sequence_->seekNumber(time);
+  } else if (av_seek_frame(input_.container.get(), videoIndex_, time + startOf(video()), AVSEEK_FLAG_BACKWARD) < 0) {
+    return false;
+  }
+  restart();
+  return true;
 }
 
 // A time from the clip's start, in AV_TIME_BASE units.

@@ -26,12 +26,19 @@ struct SourceFrame {
   std::vector<PacketPtr> copied;
 };
 
+// How much is made of damage.
+enum class Decoding {
+  Watchful,  // all of it is told
+  Fast,      // pictures are decoded on all threads, though some decoders then forget to tell of damage
+};
+
 class Reader {
  public:
   // Opens `path`: a file, an image sequence pattern like shot-%04d.png, or - for the standard input. `stop`, once true,
   // ends any waiting for data. Throws UserError when there is nothing to read pictures from.
   Reader(const std::string& path, int threads, const std::atomic<bool>& stop) : Reader(path, {}, threads, stop) {}
-  Reader(const std::string& path, const SourceOptions& options, int threads, const std::atomic<bool>& stop);
+  Reader(const std::string& path, const SourceOptions& options, int threads, const std::atomic<bool>& stop,
+         Decoding decoding = Decoding::Watchful);
 
   const std::string& path() const { return path_; }
   const PictureFormat& format() const { return format_; }
@@ -40,6 +47,8 @@ class Reader {
   // The runs of pictures that an image sequence lacks, and a sentence about them; empty without gaps.
   const std::vector<NumberRange>& gaps() const;
   std::string describeGaps() const;
+  // The numbers of an image sequence's files, ascending; empty for anything else.
+  std::vector<int> sequenceNumbers() const { return sequence_ ? sequence_->numbers() : std::vector<int>(); }
   // Number of pictures as the file declares or suggests it; 0 when it does not.
   std::int64_t expectedFrames() const;
 
@@ -59,6 +68,9 @@ class Reader {
   // from the clip's start. False when the file cannot do that.
   bool seek(double fraction);
   bool seekTime(double seconds);
+  // Goes to the key picture of that time, in the time base of the pictures, or to one before it. In an image sequence
+  // every picture is a key.
+  bool seekPicture(std::int64_t time);
 
   // Pictures that could not be decoded, and, as far as was read, those in the gaps of a sequence; once read to the end
   // also those that the file declares and does not hold. And pictures decoded with errors.
@@ -67,7 +79,7 @@ class Reader {
 
  private:
   void openSource();
-  void openDecoder(int threads);
+  void openDecoder(int threads, Decoding decoding);
   void describePictures();
   FieldOrder findFieldOrder();
   int readPacket(AVPacket& packet);

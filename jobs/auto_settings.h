@@ -1,6 +1,7 @@
 // What the program finds out about a clip by itself: its backdrop's colour, and all key settings.
 #pragma once
 
+#include <atomic>
 #include <string>
 
 #include "analysis/backdrop_color.h"
@@ -17,12 +18,13 @@ struct FoundBackdrop {
 };
 
 // Looks for the backdrop in up to `frames` pictures from all over the clip. Throws UserError when none can be read or
-// they show no green backdrop, Interrupted when the user stops it.
-FoundBackdrop findBackdrop(const std::string& input, const SourceOptions& source, int frames, int threads);
+// they show no green backdrop, Interrupted once `stop` is true.
+FoundBackdrop findBackdrop(const std::string& input, const SourceOptions& source, int frames, int threads,
+                           const std::atomic<bool>& stop);
 
 // Proposes all settings from up to `frames` pictures. Throws like findBackdrop.
 Proposal proposeSettings(const std::string& input, const SourceOptions& source, int threads,
-                         int frames = kSampledFrames);
+                         const std::atomic<bool>& stop, int frames = kSampledFrames);
 
 // "#2da54b"; each 0..255.
 std::string hexColor(int red, int green, int blue);

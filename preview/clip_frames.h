@@ -1,0 +1,68 @@
+// The clip's pictures as the keyer gets them, by their numbers, in any order and from any thread.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <future>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "media/frame_access.h"
+#include "media/frame_converter.h"
+
+namespace kalvetra {
+
+using Abandon = std::function<bool()>;
+
+class ClipFrames {
+ public:
+  // Opens the clip and begins to index it. Throws UserError when there is no picture to be read. `stop`, once true,
+  // ends all reading; it must outlive this.
+  ClipFrames(const std::string& path, const SourceOptions& options, int threads, const std::atomic<bool>& stop);
+  ~ClipFrames();
+
+  // Of the clip; its reader may not be moved.
+  const Reader& reader() const { return description_; }
+  const PictureFormat& format() const { return description_.format(); }
+  // The two fields of each picture are keyed apart, as `kalvetra key` does it by default.
+  bool fields() const { return isInterlaced(format().fieldOrder); }
+  ConversionOptions conversion() const { return {false, fields()}; }
+
+  // How many pictures there are. Waits a few seconds for the index of a large clip, then answers what the file
+  // declares.
+  std::int64_t count();
+
+  // That picture, converted like FrameKeyer does it. Throws UserError when the clip has none of that number, a Refusal
+  // of 409 once `abandoned`, asked now and then, answers true, and Interrupted when the program ends.
+  std::shared_ptr<const Image> picture(std::int64_t number, const Abandon& abandoned = {});
+
+ private:
+  struct Converted {
+    std::int64_t number;
+    std::shared_ptr<const Image> image;
+  };
+
+  std::shared_ptr<const Image> known(std::int64_t number);
+  void remember(std::int64_t number, const std::shared_ptr<const Image>& image);
+  std::shared_ptr<const AVFrame> decoded(std::int64_t number, const Abandon& abandoned);
+  void awaitIndexFor(std::int64_t number, const Abandon& abandoned);
+  bool takeIndex(std::chrono::milliseconds patience);
+  std::unique_ptr<FrameConverter> takeConverter();
+  [[noreturn]] void refuse(std::int64_t number, const Abandon& abandoned) const;
+
+  const std::atomic<bool>& stop_;
+  std::atomic<bool> closing_{false};
+  const Reader description_;
+  std::mutex decoding_;  // of access_
+  FrameAccess access_;
+  int generation_ = 0;  // of the numbers in use
+  std::shared_future<std::shared_ptr<const PictureIndex>> index_;
+  std::mutex mutex_;                                         // of what follows
+  std::list<Converted> converted_;                           // the latest used first
+  std::vector<std::unique_ptr<FrameConverter>> converters_;  // those at rest
+};
+
+}  // namespace kalvetra
