@@ -17,7 +17,7 @@ const measured = (page) => page.evaluate(() => performance.getEntriesByName('inp
 test('slider moves reach the screen', async () => {
   const {page, watch} = await openPage(setup);
   await page.waitForTimeout(3000);  // thumbnails and the strip of the clip
-  const {x, y, width, height} = await page.locator('#set-screen-gain').boundingBox();
+  const {x, y, width, height} = await page.locator('#set-clip-black').boundingBox();
   const place = (move) => [x + width * (0.1 + 0.8 * move / kMoves), y + height / 2];
   await page.mouse.move(...place(0));
   await page.mouse.down();
