@@ -9,7 +9,7 @@ import {Export} from './export.js';
 import {Eyedropper} from './eyedropper.js';
 import {Hover} from './hover.js';
 import {KeyColor} from './key_color.js';
-import {tellError, tellFound} from './message.js';
+import {hideMessage, tell, tellError, tellFound} from './message.js';
 import {Player} from './player.js';
 import {Presets} from './presets.js';
 import {Proposal} from './proposal.js';
@@ -50,15 +50,17 @@ function watchServer() {
   }, kHeartbeat);
 }
 
-async function offerBackgrounds(viewBar) {
+async function offerBackgrounds({background}, viewBar) {
   const {pictures} = await api.get('files');
-  viewBar.offerFiles(pictures);
+  viewBar.offerFiles([...new Set(background ? [background, ...pictures] : pictures)]);
 }
 
 async function start() {
+  tell('Reading the clip…');
   const [clip, {parameters}] = await Promise.all([api.get('clip'), api.get('parameters')]);
   const state = new State(clip, parameters);
   describe(clip);
+  hideMessage();
   const timed = (milliseconds) => { byId('timing').textContent = `${Math.round(milliseconds)} ms`; };
   const viewer = new Viewer(state, {fail: tellError, timed});
   const viewBar = new ViewBar(state, viewer);
@@ -77,7 +79,7 @@ async function start() {
   new Thumbnails(clip, tellError);
   new Strip(state, tellError);
   watchServer();
-  await offerBackgrounds(viewBar);
+  await offerBackgrounds(clip, viewBar);
 }
 
 start().catch(tellError);

@@ -9,15 +9,17 @@ export class Camera {
   #fitted = true;
   #area = {width: 1, height: 1};
 
-  // `zoom` is in the screen's own pixels a picture pixel; x, y is the picture's point in the middle of the area.
-  constructor(width, height) {
-    Object.assign(this, {width, height, zoom: 1, x: width / 2, y: height / 2});
+  // Of a picture with that width of its pixels in relation to their height. `zoom` is in the screen's own pixels a row
+  // of the picture; x, y is the picture's point in the middle of the area.
+  constructor({width, height, aspect}) {
+    Object.assign(this, {width, height, aspect, zoom: 1, x: width / 2, y: height / 2});
   }
 
   get fitted() { return this.#fitted; }
 
-  // CSS pixels a picture pixel.
+  // CSS pixels a row of the picture, and a column.
   get scale() { return this.zoom / (window.devicePixelRatio || 1); }
+  get scaleX() { return this.scale * this.aspect; }
 
   // The area in CSS pixels that the picture is seen in.
   setArea(width, height) {
@@ -27,7 +29,7 @@ export class Camera {
 
   fit() {
     const {width, height} = this.#area;
-    const scale = Math.min(width / this.width, height / this.height);
+    const scale = Math.min(width / (this.width * this.aspect), height / this.height);
     this.zoom = Math.max(kSmallest, scale * (window.devicePixelRatio || 1));
     this.x = this.width / 2;
     this.y = this.height / 2;
@@ -46,7 +48,7 @@ export class Camera {
   // Moves the picture by CSS pixels.
   pan(dx, dy) {
     this.#fitted = false;
-    this.#moveTo(this.x - dx / this.scale, this.y - dy / this.scale);
+    this.#moveTo(this.x - dx / this.scaleX, this.y - dy / this.scale);
   }
 
   #moveTo(x, y) {
@@ -56,7 +58,7 @@ export class Camera {
 
   toPicture(x, y) {
     return {
-      x: this.x + (x - this.#area.width / 2) / this.scale,
+      x: this.x + (x - this.#area.width / 2) / this.scaleX,
       y: this.y + (y - this.#area.height / 2) / this.scale,
     };
   }
@@ -65,8 +67,8 @@ export class Camera {
   toArea({x, y, width, height}) {
     const ratio = window.devicePixelRatio || 1;
     const whole = (value) => Math.round(value * ratio) / ratio;
-    const left = whole(this.#area.width / 2 + (x - this.x) * this.scale);
+    const left = whole(this.#area.width / 2 + (x - this.x) * this.scaleX);
     const top = whole(this.#area.height / 2 + (y - this.y) * this.scale);
-    return {left, top, width: width * this.scale, height: height * this.scale};
+    return {left, top, width: width * this.scaleX, height: height * this.scale};
   }
 }

@@ -14,8 +14,6 @@ export class Newest {
     this.#fail = fail;
   }
 
-  get busy() { return this.#underWay !== null || this.#waiting !== null; }
-
   // Asks, or waits for the question under way. That one is given up first if `giveUp(question)` says so.
   want(question, giveUp = () => false) {
     this.#waiting = question;

@@ -30,7 +30,7 @@ export class State {
     this.view = 'result';
     this.second = 'source';
     this.layout = 'single';  // or wipe, side
-    this.over = 'checkerboard';  // or #rrggbb, or {file}
+    this.over = clip.background ? {file: clip.background} : 'checkerboard';  // or #rrggbb
   }
 
   on(names, listener) {

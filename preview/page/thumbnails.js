@@ -2,6 +2,7 @@
 
 import * as api from './api.js';
 import {byId, clamp, fitCanvas, make, whenQuiet} from './dom.js';
+import {pixelAspect} from './viewer.js';
 
 function canvasOf({bytes, width, height}) {
   const canvas = make('canvas', {width, height});
@@ -26,7 +27,7 @@ export class Thumbnails {
   async #fill() {
     const round = this.#round += 1;
     const {context, width, height} = fitCanvas(this.#canvas);
-    const each = height * this.#clip.width / this.#clip.height;
+    const each = height * this.#clip.width * pixelAspect(this.#clip) / this.#clip.height;
     const count = Math.max(1, Math.ceil(width / each));
     const pixels = clamp(this.#canvas.height, 16, 160);
     for (let at = 0; at < count; ++at) {

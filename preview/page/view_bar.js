@@ -40,6 +40,7 @@ export class ViewBar {
     const files = byId('over-files');
     files.replaceChildren(...names.map((name) => make('option', {value: `file:${name}`, textContent: name})));
     files.hidden = names.length === 0;
+    this.#follow();
   }
 
   #chooseOver() {
@@ -53,6 +54,7 @@ export class ViewBar {
     for (const name of kViews) byId(`view-${name}`).setAttribute('aria-pressed', name === view);
     for (const name of kLayouts) byId(`layout-${name}`).setAttribute('aria-pressed', name === layout);
     byId('second').value = second;
+    this.#over.value = over.file ? `file:${over.file}` : over === 'checkerboard' ? over : 'color';
     byId('second').disabled = layout === 'single';
     this.#color.hidden = typeof over !== 'string' || over === 'checkerboard';
   }

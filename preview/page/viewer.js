@@ -10,6 +10,9 @@ export const kViewNames = {
   source: 'Source', matte: 'Matte', result: 'Result', plate: 'Plate', status: 'Status', composite: 'Result',
 };
 
+// The width of a pixel in relation to its height.
+export const pixelAspect = ({pixelAspect: aspect}) => (aspect?.num > 0 && aspect.den > 0 ? aspect.num / aspect.den : 1);
+
 const kWheelSpeed = 0.0016;  // of the zoom's logarithm, a CSS pixel of the mouse wheel's turn
 const kStep = Math.SQRT2;
 
@@ -27,7 +30,7 @@ export class Viewer {
 
   constructor(state, {fail, timed}) {
     this.#state = state;
-    this.camera = new Camera(state.clip.width, state.clip.height);
+    this.camera = new Camera({...state.clip, aspect: pixelAspect(state.clip)});
     const cache = new PictureCache();
     this.#panes = ['main', 'second'].map((name) => this.#makePane(name, {cache, fail, timed}));
     state.on('settings frame', (change) => this.#refresh(change));
