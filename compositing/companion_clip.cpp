@@ -45,19 +45,20 @@ void CompanionClip::requireClipSize(const std::string& what) const {
 
 std::shared_ptr<const Image> CompanionClip::next() {
   if (ended_) return current_;
-  current_ = std::make_shared<const Image>(fitted(*frame_.picture));
+  current_ =
+      std::make_shared<const Image>(fittedTo(clip_, reader_.format(), fit_, converter_.convert(*frame_.picture)));
   frame_.copied.clear();
   ended_ = !reader_.next(frame_);
   return current_;
 }
 
-Image CompanionClip::fitted(const AVFrame& frame) {
-  Image image = turnedBy(converter_.convert(frame), reader_.format().quarterTurns());
-  if (fit_ == Fit::Cover) {
+Image fittedTo(const PictureFormat& clip, const PictureFormat& own, CompanionClip::Fit fit, Image picture) {
+  Image image = turnedBy(std::move(picture), own.quarterTurns());
+  if (fit == CompanionClip::Fit::Cover) {
     layOverBlack(image);
-    image = covering(image, uprightSize(reader_.format()).pixelAspect, uprightSize(clip_));
+    image = covering(image, uprightSize(own).pixelAspect, uprightSize(clip));
   }
-  return turnedBy(std::move(image), (4 - clip_.quarterTurns()) % 4);
+  return turnedBy(std::move(image), (4 - clip.quarterTurns()) % 4);
 }
 
 }  // namespace kalvetra

@@ -31,7 +31,6 @@ class CompanionClip {
 
  private:
   void requireClipSize(const std::string& what) const;
-  Image fitted(const AVFrame& frame);
 
   Fit fit_;
   PictureFormat clip_;
@@ -41,5 +40,8 @@ class CompanionClip {
   bool ended_ = false;
   std::shared_ptr<const Image> current_;
 };
+
+// A converted picture of a companion whose pictures are described by `own`, as next() delivers it.
+Image fittedTo(const PictureFormat& clip, const PictureFormat& own, CompanionClip::Fit fit, Image picture);
 
 }  // namespace kalvetra

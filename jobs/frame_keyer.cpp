@@ -7,7 +7,17 @@
 namespace kalvetra {
 
 void FrameKeyer::begin(const AVFrame& frame, const KeySettings& settings, const Companions& companions) {
-  converter_.convert(frame, source_);
+  given_.reset();
+  converter_.convert(frame, converted_);
+  prepare(settings, companions);
+}
+
+void FrameKeyer::begin(std::shared_ptr<const Image> source, const KeySettings& settings, const Companions& companions) {
+  given_ = std::move(source);
+  prepare(settings, companions);
+}
+
+void FrameKeyer::prepare(const KeySettings& settings, const Companions& companions) {
   settings_ = settings;
   settings_.view = kKalvetraViewResult;
   companions_ = companions;
@@ -16,26 +26,26 @@ void FrameKeyer::begin(const AVFrame& frame, const KeySettings& settings, const 
 
 const Image& FrameKeyer::keyed() {
   if (isKeyed_) return keyed_;
-  const int width = source_.width, height = source_.height;
+  const int width = source().width, height = source().height;
   keyed_.resize(width, height);
   const auto render = fields_ ? renderFields : static_cast<decltype(&renderFields)>(renderFrame);
-  render(settings_, source_.argb.data(), keyed_.argb.data(), width, height);
-  if (companions_.holdout) applyHoldout(*companions_.holdout, source_, keyed_);
+  render(settings_, source().argb.data(), keyed_.argb.data(), width, height);
+  if (companions_.holdout) applyHoldout(*companions_.holdout, source(), keyed_);
   if (companions_.garbage) applyGarbage(*companions_.garbage, keyed_);
   isKeyed_ = true;
   return keyed_;
 }
 
 const Image& FrameKeyer::plate() {
-  view_.resize(source_.width, source_.height);
-  renderPlate(settings_, source_.argb.data(), view_.argb.data(), source_.width, source_.height);
+  view_.resize(source().width, source().height);
+  renderPlate(settings_, source().argb.data(), view_.argb.data(), source().width, source().height);
   return view_;
 }
 
 const Image& FrameKeyer::view(ShownView shown) {
   switch (shown) {
     case ShownView::Source:
-      return source_;
+      return source();
     case ShownView::Result:
       return keyed();
     case ShownView::Matte:
@@ -50,7 +60,7 @@ const Image& FrameKeyer::view(ShownView shown) {
       layOver(keyed(), *companions_.background, view_);
       return view_;
   }
-  return source_;
+  return source();
 }
 
 }  // namespace kalvetra

@@ -27,12 +27,16 @@ class FrameKeyer {
 
   // Takes the frame, which is then converted; views are made when they are asked for.
   void begin(const AVFrame& frame, const KeySettings& settings, const Companions& companions);
+  // Likewise with a picture that is converted already.
+  void begin(std::shared_ptr<const Image> source, const KeySettings& settings, const Companions& companions);
   // Valid until the next call. The composite needs a background.
   const Image& view(ShownView shown);
   // Of the frame's matte, once the status was viewed.
   const MatteStatus& status() const { return status_; }
 
  private:
+  void prepare(const KeySettings& settings, const Companions& companions);
+  const Image& source() const { return given_ ? *given_ : converted_; }
   const Image& keyed();
   const Image& plate();
 
@@ -40,7 +44,8 @@ class FrameKeyer {
   bool fields_;
   KeySettings settings_{};
   Companions companions_;
-  Image source_, keyed_, view_;
+  std::shared_ptr<const Image> given_;  // the source, where it came as a picture
+  Image converted_, keyed_, view_;
   MatteStatus status_;
   bool isKeyed_ = false;
 };

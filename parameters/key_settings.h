@@ -27,6 +27,7 @@ struct KeySettings {
   int despillSkin;
   int despillBlue;
   int screenGain;
+  bool operator==(const KeySettings&) const = default;
 };
 
 // Every setting at the table's default.

@@ -21,7 +21,7 @@ struct Parameter {
   int id;  // fixed for ever: hosts save projects by it
   ParameterKind kind;
   int group;              // id of the enclosing group, 0 at the top level
-  const char* nameKey;    // key of the display name in a host's string table
+  const char* nameKey;    // key of the display name in a host's string table; see displayName
   std::string_view slug;  // name on command lines and in presets; empty for groups
   int defaultValue;       // a colour's default is black
   int minimum;
@@ -118,6 +118,9 @@ inline constexpr std::array<Parameter, 27> kParameters{{
     table::slider(27, 22, "KalvetraGreen::Screen Gain", "screen-gain", 33, {0, 100}, 0, &KeySettings::screenGain,
                   "How far from the key colour a pixel still counts as clear backdrop."),
 }};
+
+// The English display name that a key of string tables stands for: "KalvetraGreen::Key Color" -> "Key Color".
+constexpr std::string_view displayName(std::string_view nameKey) { return nameKey.substr(nameKey.find("::") + 2); }
 
 // The row with that id or slug, null when there is none.
 constexpr const Parameter* findParameter(int id) {

@@ -22,8 +22,9 @@ const std::string& searchable(const std::string& path) {
 }  // namespace
 
 ClipFrames::ClipFrames(const std::string& path, const SourceOptions& options, int threads,
-                       const std::atomic<bool>& stop)
+                       const std::atomic<bool>& stop, bool keysFields)
     : stop_(stop),
+      keysFields_(keysFields),
       description_(searchable(path), options, 1, stop),
       access_(path, options, threads, stop, kKeptDecoded) {
   const std::int64_t firstTime = access_.firstTime();

@@ -21,14 +21,16 @@ class ClipFrames {
  public:
   // Opens the clip and begins to index it. Throws UserError when there is no picture to be read. `stop`, once true,
   // ends all reading; it must outlive this.
-  ClipFrames(const std::string& path, const SourceOptions& options, int threads, const std::atomic<bool>& stop);
+  // Without `keysFields` interlaced pictures are converted as a whole.
+  ClipFrames(const std::string& path, const SourceOptions& options, int threads, const std::atomic<bool>& stop,
+             bool keysFields = true);
   ~ClipFrames();
 
   // Of the clip; its reader may not be moved.
   const Reader& reader() const { return description_; }
   const PictureFormat& format() const { return description_.format(); }
   // The two fields of each picture are keyed apart, as `kalvetra key` does it by default.
-  bool fields() const { return isInterlaced(format().fieldOrder); }
+  bool fields() const { return keysFields_ && isInterlaced(format().fieldOrder); }
   ConversionOptions conversion() const { return {false, fields()}; }
 
   // How many pictures there are. Waits a few seconds for the index of a large clip, then answers what the file
@@ -55,6 +57,7 @@ class ClipFrames {
 
   const std::atomic<bool>& stop_;
   std::atomic<bool> closing_{false};
+  const bool keysFields_;
   const Reader description_;
   std::mutex decoding_;  // of access_
   FrameAccess access_;

@@ -3,13 +3,21 @@
 
 #include <atomic>
 #include <filesystem>
+#include <future>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "jobs/auto_settings.h"
 #include "media/source_options.h"
 #include "parameters/animated_settings.h"
+#include "parameters/preset.h"
+#include "preview/backgrounds.h"
+#include "preview/clip_frames.h"
 #include "preview/precedence.h"
+#include "preview/renderer.h"
 #include "preview/routes.h"
+#include "preview/turns.h"
 
 namespace kalvetra {
 
@@ -24,16 +32,46 @@ struct PreviewOptions {
   int threads = 1;
 };
 
-struct PreviewContext {
-  PreviewContext(PreviewOptions given, std::atomic<bool>& stopWord) : options(std::move(given)), stop(stopWord) {}
+// The backdrop that was found, or a sentence that says why there is none.
+struct Pick {
+  std::optional<FoundBackdrop> found;
+  std::string failure;
+};
+
+class PreviewContext {
+ public:
+  // Opens the clip, and begins to look for its backdrop. Throws UserError for a clip, a preset or a background that
+  // cannot be read.
+  PreviewContext(PreviewOptions given, std::atomic<bool>& stopWord);
 
   const PreviewOptions options;
   std::atomic<bool>& stop;  // once true, all work is to end; set by the page's wish to quit, too
   Precedence precedence;    // of what the user waits for over work in the background
+  Turns turns;              // of renders
+  ClipFrames clip;
+  ClipFrames thumbnails;  // the same clip, so that its thumbnails do not disturb what is looked at
+  Renderer renderer;
+  Backgrounds backgrounds;
+
+  // Of the clip.
+  std::int64_t frames() { return clip.count(); }
+  // Waits for it.
+  const Pick& pick() const { return pick_.get(); }
+  // The preset's settings over the defaults; where it names no key colour, the backdrop's. Waits for the pick.
+  AnimatedSettings initialSettings() const;
+  // The file of that plain name among the background and the files in the folders. Throws UserError.
+  std::string backgroundFile(const std::string& name) const;
+
+ private:
+  std::optional<Preset> preset_;
+  std::shared_future<Pick> pick_;
 };
 
 // One a topic, in a file of the same name. The context must outlive the routes.
-void addSessionRoutes(Routes& routes, PreviewContext& context);  // session_routes.cpp: quit
+void addClipRoutes(Routes& routes, PreviewContext& context);      // clip, parameters
+void addPictureRoutes(Routes& routes, PreviewContext& context);   // picture, thumbnail
+void addProposalRoutes(Routes& routes, PreviewContext& context);  // pick, propose
+void addSessionRoutes(Routes& routes, PreviewContext& context);   // quit
 
 // All of them.
 Routes makeRoutes(PreviewContext& context);

@@ -1,5 +1,7 @@
 #include "preview/request_json.h"
 
+#include <charconv>
+
 #include "parameters/parameter_value.h"
 #include "parameters/preset.h"
 #include "support/user_error.h"
@@ -28,12 +30,6 @@ std::string textOf(const Json& value, const char* name) {
     throw UserError(quoted(name) + " is no text of at most " + std::to_string(kLongestText) + " bytes");
   }
   return value.get<std::string>();
-}
-
-Json valueAsJson(const Parameter& p, int value) {
-  if (p.kind == ParameterKind::IntSlider) return value;
-  if (p.kind == ParameterKind::Toggle) return value != 0;
-  return valueText(p, value);
 }
 
 }  // namespace
@@ -70,6 +66,18 @@ std::int64_t wholeNumber(const Json& body, const char* name, std::int64_t lowest
   return find(body, name) == nullptr ? fallback : wholeNumber(body, name, lowest, highest);
 }
 
+std::int64_t wholeNumberIn(const Request& request, const std::string& name, std::int64_t lowest, std::int64_t highest) {
+  const auto given = request.query.find(name);
+  const std::string text = given == request.query.end() ? std::string() : given->second;
+  std::int64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (text.empty() || error != std::errc() || end != text.data() + text.size() || number < lowest || number > highest) {
+    throw UserError(quoted(name.c_str()) + " is no whole number " + std::to_string(lowest) + ".." +
+                    std::to_string(highest));
+  }
+  return number;
+}
+
 bool flag(const Json& body, const char* name, bool fallback) {
   const Json* value = find(body, name);
   if (value == nullptr) return fallback;
@@ -91,6 +99,12 @@ AnimatedSettings settingsIn(const Json& body) {
     applyPreset(parsePreset(preset.dump(), "settings"), settings);
   }
   return settings;
+}
+
+Json valueAsJson(const Parameter& p, int value) {
+  if (p.kind == ParameterKind::IntSlider) return value;
+  if (p.kind == ParameterKind::Toggle) return value != 0;
+  return valueText(p, value);
 }
 
 Json settingsAsJson(const AnimatedSettings& settings) {

@@ -13,6 +13,9 @@ void addSessionRoutes(Routes& routes, PreviewContext& context) {
 
 Routes makeRoutes(PreviewContext& context) {
   Routes routes;
+  addClipRoutes(routes, context);
+  addPictureRoutes(routes, context);
+  addProposalRoutes(routes, context);
   addSessionRoutes(routes, context);
   return routes;
 }

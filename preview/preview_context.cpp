@@ -1,0 +1,65 @@
+#include "preview/preview_context.h"
+
+#include "parameters/parameter_value.h"
+
+namespace fs = std::filesystem;
+
+namespace kalvetra {
+
+namespace {
+
+constexpr int kRendersAtOnce = 2;
+
+Pick lookForBackdrop(const PreviewOptions& options, const std::atomic<bool>& stop) {
+  try {
+    return {findBackdrop(options.input, options.source, kSampledFrames, options.threads, stop), {}};
+  } catch (const std::exception& error) {
+    return {std::nullopt, error.what()};
+  }
+}
+
+// Throws UserError unless a background can be read from it.
+void checkBackground(const PreviewOptions& options, const PictureFormat& clip, const std::atomic<bool>& stop) {
+  if (!options.background.empty()) Background(options.background, clip, 1, stop);
+}
+
+}  // namespace
+
+PreviewContext::PreviewContext(PreviewOptions given, std::atomic<bool>& stopWord)
+    : options(std::move(given)),
+      stop(stopWord),
+      turns(kRendersAtOnce),
+      clip(options.input, options.source, options.threads, stop),
+      thumbnails(options.input, options.source, 1, stop),
+      renderer(clip),
+      backgrounds(clip, options.threads, stop) {
+  if (!options.preset.empty()) preset_ = readPreset(options.preset);
+  checkBackground(options, clip.format(), stop);
+  pick_ = std::async(std::launch::async, [this] { return lookForBackdrop(options, stop); }).share();
+}
+
+AnimatedSettings PreviewContext::initialSettings() const {
+  AnimatedSettings settings;
+  const Parameter& color = *findParameter("key-color");
+  if (preset_) applyPreset(*preset_, settings);
+  if ((!preset_ || !preset_->curves.contains(color.id)) && pick().found) {
+    const BackdropColor& found = pick().found->color;
+    settings.set(color, colorOf({found.red, found.green, found.blue}));
+  }
+  return settings;
+}
+
+std::string PreviewContext::backgroundFile(const std::string& name) const {
+  const fs::path plain(name);
+  const bool isPlain = !name.empty() && name.front() != '.' && plain.filename() == plain;
+  if (isPlain && !options.background.empty() && fs::path(options.background).filename() == plain)
+    return options.background;
+  for (const fs::path& folder : options.folders) {
+    std::error_code error;
+    const fs::path file = folder / plain;
+    if (isPlain && fs::symlink_status(file, error).type() == fs::file_type::regular) return file.string();
+  }
+  throw UserError("there is no background of this name; choose one of those that are listed");
+}
+
+}  // namespace kalvetra

@@ -1,0 +1,140 @@
+#include "preview/renderer.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#include "compositing/over.h"
+#include "engine/KalvetraFinalCut.h"
+#include "preview/reduced_picture.h"
+
+namespace kalvetra {
+
+namespace {
+
+constexpr std::size_t kMostDesks = 4;    // at rest
+constexpr std::size_t kMostReduced = 4;  // pictures
+
+// Alpha, red, green, blue to red, green, blue, alpha.
+void toRgba(const Image& image, unsigned char* out) {
+  const unsigned char* in = image.argb.data();
+  for (std::size_t i = 0; i < image.argb.size(); i += 4) {
+    std::uint32_t pixel;
+    std::memcpy(&pixel, in + i, 4);
+    pixel = std::endian::native == std::endian::little ? std::rotr(pixel, 8) : std::rotl(pixel, 8);
+    std::memcpy(out + i, &pixel, 4);
+  }
+}
+
+}  // namespace
+
+class Renderer::Seat {
+ public:
+  Seat(Renderer& renderer, DeskPtr desk) : renderer_(renderer), desk_(std::move(desk)) {}
+  ~Seat() { renderer_.giveBack(std::move(desk_)); }
+  Seat(const Seat&) = delete;
+  Seat& operator=(const Seat&) = delete;
+  Desk& operator*() const { return *desk_; }
+
+ private:
+  Renderer& renderer_;
+  DeskPtr desk_;
+};
+
+// With the same picture and settings as before, what was keyed is still there.
+Renderer::DeskPtr Renderer::takeDesk(const std::shared_ptr<const Image>& source, KeySettings settings, bool fields) {
+  settings.view = kKalvetraViewResult;
+  const auto isSame = [&](const DeskPtr& d) {
+    return d->fields == fields && d->source == source && d->settings == settings;
+  };
+  DeskPtr desk;
+  {
+    const std::lock_guard lock(mutex_);
+    auto found = std::find_if(desks_.begin(), desks_.end(), isSame);
+    if (found == desks_.end()) {
+      found = std::find_if(desks_.begin(), desks_.end(), [&](const DeskPtr& d) { return d->fields == fields; });
+    }
+    if (found != desks_.end()) {
+      desk = std::move(*found);
+      desks_.erase(found);
+    }
+  }
+  if (!desk) {
+    const ConversionOptions conversion = clip_.conversion();
+    desk = std::make_unique<Desk>(Desk{FrameKeyer(clip_.format().color, conversion, fields), fields});
+  }
+  if (isSame(desk)) return desk;
+  desk->source = source;
+  desk->settings = settings;
+  desk->keyer.begin(source, settings, {});
+  return desk;
+}
+
+void Renderer::giveBack(DeskPtr desk) {
+  const std::lock_guard lock(mutex_);
+  desks_.push_back(std::move(desk));
+  if (desks_.size() > kMostDesks) desks_.erase(desks_.begin());
+}
+
+std::shared_ptr<const Image> Renderer::source(std::int64_t number, int scale, const Abandon& abandoned) {
+  auto full = clip_.picture(number, abandoned);
+  if (scale == 1) return full;
+  const auto isSame = [&](const Reduced& r) { return r.full == full && r.scale == scale; };
+  {
+    const std::lock_guard lock(mutex_);
+    const auto found = std::find_if(reduced_.begin(), reduced_.end(), isSame);
+    if (found != reduced_.end()) return found->reduced;
+  }
+  auto reduced =
+      std::make_shared<const Image>(averaged(*full, reducedSide(full->width, scale), reducedSide(full->height, scale)));
+  const std::lock_guard lock(mutex_);
+  reduced_.push_back({full, reduced, scale});
+  if (reduced_.size() > kMostReduced) reduced_.erase(reduced_.begin());
+  return reduced;
+}
+
+RenderedView Renderer::packed(const Image& image) {
+  const std::shared_ptr<Bytes> bytes = pool_.take(image.argb.size());
+  toRgba(image, bytes->data());
+  return {image.width, image.height, bytes, {}};
+}
+
+RenderedView Renderer::view(const KeyedFrame& keyed, ShownView shown, const std::shared_ptr<const Image>& background,
+                            const Abandon& abandoned) {
+  const auto picture = source(keyed.number, keyed.scale, abandoned);
+  if (shown == ShownView::Source) return packed(*picture);
+  const bool whole = keyed.scale == 1;
+  const KeySettings settings = whole ? keyed.settings : reducedSettings(keyed.settings, keyed.scale);
+  const Seat seat(*this, takeDesk(picture, settings, whole && clip_.fields()));
+  FrameKeyer& keyer = (*seat).keyer;
+  if (shown == ShownView::Composite) {
+    const Image& keyedPicture = keyer.view(ShownView::Result);
+    Image& composite = (*seat).view;
+    composite.resize(picture->width, picture->height);
+    if (whole) {
+      layOver(keyedPicture, *background, composite);
+    } else {
+      layOver(keyedPicture, averaged(*background, picture->width, picture->height), composite);
+    }
+    return packed(composite);
+  }
+  RenderedView rendered = packed(keyer.view(shown));
+  if (shown == ShownView::Status) rendered.status = keyer.status();
+  return rendered;
+}
+
+Renderer::Pixel Renderer::pixel(std::int64_t number, const KeySettings& settings, int x, int y) {
+  const auto picture = source(number, 1, {});
+  const Seat seat(*this, takeDesk(picture, settings, clip_.fields()));
+  FrameKeyer& keyer = (*seat).keyer;
+  Pixel pixel{};
+  const auto take = [&](ShownView view, unsigned char* out) {
+    std::copy_n(keyer.view(view).row(y) + std::ptrdiff_t{4} * x, 4, out);
+  };
+  take(ShownView::Source, pixel.source);
+  take(ShownView::Plate, pixel.plate);
+  take(ShownView::Result, pixel.result);
+  return pixel;
+}
+
+}  // namespace kalvetra

@@ -1,0 +1,75 @@
+// Views of the clip's frames, as `kalvetra key` makes them.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "jobs/frame_keyer.h"
+#include "preview/byte_pool.h"
+#include "preview/clip_frames.h"
+
+namespace kalvetra {
+
+// What is to be keyed.
+struct KeyedFrame {
+  std::int64_t number = 0;
+  int scale = 1;  // 1, 2 or 4: the frame is averaged down to 1:scale before it is keyed
+  KeySettings settings{};
+};
+
+struct RenderedView {
+  int width = 0, height = 0;
+  std::shared_ptr<const Bytes> rgba;  // straight alpha, rows packed
+  MatteStatus status;                 // of the view Status
+};
+
+class Renderer {
+ public:
+  // Holds on to the clip.
+  explicit Renderer(ClipFrames& clip) : clip_(clip) {}
+
+  // At scale 1 exactly the pixels of `kalvetra key`. `background` is that of the composite, of the clip's size. Throws
+  // like ClipFrames::picture.
+  RenderedView view(const KeyedFrame& keyed, ShownView shown, const std::shared_ptr<const Image>& background,
+                    const Abandon& abandoned);
+
+  // One pixel of all of them, in host order (alpha, red, green, blue).
+  struct Pixel {
+    unsigned char source[4], plate[4], result[4];
+  };
+  Pixel pixel(std::int64_t number, const KeySettings& settings, int x, int y);
+
+  // A converted picture as it is sent.
+  RenderedView packed(const Image& image);
+
+ private:
+  // A keyer with what it has keyed last.
+  struct Desk {
+    FrameKeyer keyer;
+    bool fields;
+    std::shared_ptr<const Image> source{};
+    KeySettings settings{};
+    Image view{};
+  };
+  using DeskPtr = std::unique_ptr<Desk>;
+  // A desk in use; goes back by itself.
+  class Seat;
+
+  std::shared_ptr<const Image> source(std::int64_t number, int scale, const Abandon& abandoned);
+  DeskPtr takeDesk(const std::shared_ptr<const Image>& source, KeySettings settings, bool fields);
+  void giveBack(DeskPtr desk);
+
+  struct Reduced {
+    std::shared_ptr<const Image> full, reduced;
+    int scale;
+  };
+
+  ClipFrames& clip_;
+  BytePool pool_;
+  std::mutex mutex_;              // of what follows
+  std::vector<DeskPtr> desks_;    // at rest, the latest used last
+  std::vector<Reduced> reduced_;  // the latest used last
+};
+
+}  // namespace kalvetra
