@@ -1,9 +1,11 @@
 // Talks to the server. Addresses are relative to the page's own, which carries the token.
 
+import {asSentence} from './dom.js';
+
 // What the server refused, with its sentence.
 export class Refusal extends Error {
   constructor(sentence, status) {
-    super(sentence);
+    super(asSentence(sentence));
     this.status = status;
   }
 }

@@ -18,6 +18,9 @@ export const clamp = (value, low, high) => Math.min(Math.max(value, low), high);
 
 export const percent = (share, digits = 1) => `${(100 * share).toFixed(digits)} %`;
 
+// A reason of the server's as a sentence of the page's.
+export const asSentence = (text) => text.charAt(0).toUpperCase() + text.slice(1) + (/[.!?…]$/.test(text) ? '' : '.');
+
 export const hex = ([r, g, b]) => `#${[r, g, b].map((v) => v.toString(16).padStart(2, '0')).join('')}`;
 
 export const rgb = (text) => [1, 3, 5].map((at) => parseInt(text.slice(at, at + 2), 16));

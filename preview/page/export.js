@@ -61,7 +61,7 @@ export class Export {
 
   #fillForm() {
     const options = (key) => this.#kinds.flatMap((kind, at) => kind.key === key ?
-        [make('option', {value: at, textContent: kind.label})] : []);
+        [make('option', {value: at, textContent: key === 'delivery' ? `${kind.slug}: ${kind.label}` : kind.label})] : []);
     byId('export-kind').append(make('optgroup', {label: 'For'}, ...options('delivery')),
                                make('optgroup', {label: 'Codec'}, ...options('codec')));
     byId('export-view').append(

@@ -1,7 +1,7 @@
 // The key colour: its value, where it comes from, and the automatic pick.
 
 import * as api from './api.js';
-import {byId, percent} from './dom.js';
+import {asSentence, byId, percent} from './dom.js';
 import {tellError} from './message.js';
 
 function samplesText({samples, pixels, lumaSpread, chromaSpread}) {
@@ -13,8 +13,7 @@ function samplesText({samples, pixels, lumaSpread, chromaSpread}) {
 }
 
 function pickText({confidence, reason, unevenness, lumaSpread, chromaSpread}) {
-  const sentence = reason.charAt(0).toUpperCase() + reason.slice(1);
-  return `${sentence}${/[.!]$/.test(sentence) ? '' : '.'} Confidence ${percent(confidence, 0)}, unevenness ` +
+  return `${asSentence(reason)} Confidence ${percent(confidence, 0)}, unevenness ` +
       `${Math.round(unevenness)} %; spread: luma ${lumaSpread.toFixed(1)}, chroma ${chromaSpread.toFixed(1)}.`;
 }
 

@@ -20,7 +20,8 @@ const downloaded = async (page, action) => {
 async function keyed(page) {
   await enter(page, 'clip-black', 6);
   await enter(page, 'despill-white', 35);
-  return pictureAfter(page, 'result', () => enter(page, 'clip-white', 88));
+  return pictureAfter(page, 'result', () => enter(page, 'clip-white', 88),
+                      {'clip-black': 6, 'despill-white': 35, 'clip-white': 88});
 }
 
 async function chooseKind(page, label) {

@@ -31,7 +31,7 @@ test('a pick on the picture samples the source in any view, changes the matte, a
   assert.equal(mean.length, 3);
   const point = await screenPoint(page, 640, 600);
   await page.keyboard.press('e');
-  const picked = await pictureAfter(page, 'matte', () => page.mouse.click(point.x, point.y));
+  const picked = await pictureAfter(page, 'matte', () => page.mouse.click(point.x, point.y), {'key-color': hex});
   assert.equal(await page.locator('#key-hex').inputValue(), hex);
   assert.match(await page.locator('#key-note').textContent(), /Mean of 1 pixel\. Spread: luma 0\.0, chroma 0\.0/);
   assert.notDeepEqual(picked, first);
@@ -77,10 +77,10 @@ test('sliders: numbers, arrow keys, double click, dependence on toggles, undo of
   const {page, watch} = await openPage(setup);
   await page.keyboard.press('2');
   await drawn(page, {view: 'matte'});
-  const before = await pictureAfter(page, 'matte', () => enter(page, 'clip-black', 30));
+  const before = await pictureAfter(page, 'matte', () => enter(page, 'clip-black', 30), {'clip-black': 30});
   const slider = page.locator('#set-clip-black');
   await slider.focus();
-  const changed = await pictureAfter(page, 'matte', () => slider.press('Shift+ArrowUp'));
+  const changed = await pictureAfter(page, 'matte', () => slider.press('Shift+ArrowUp'), {'clip-black': 40});
   assert.equal(await valueOf(page, 'clip-black'), '40');
   assert.notDeepEqual(changed, before);
   await slider.press('ArrowLeft');

@@ -75,7 +75,7 @@ export async function openPage({browser, address}, {size = {width: 1280, height:
   const page = await browser.newPage({viewport: size, acceptDownloads: true, ...more});
   const watch = {problems: [], foreign: []};
   page.on('console', (message) => {
-    if (['error', 'warning'].includes(message.type())) watch.problems.push(message.text());
+    if (['error', 'warning'].includes(message.type())) watch.problems.push(`${message.text()} ${message.location().url}`);
   });
   page.on('pageerror', (error) => watch.problems.push(String(error)));
   page.on('request', (request) => {
@@ -96,12 +96,13 @@ export async function drawn(page, {pane = 'main', view, frame = 0}) {
   await page.waitForSelector(`#pane-${pane}[data-view="${view}"][data-frame="${frame}"][data-scale="1"]`);
 }
 
-// Does something and answers the bytes of the full-size picture of `view` that the page fetches because of it.
-export async function pictureAfter(page, view, action) {
+// Does something and answers the bytes of the full-size picture of `view` that the page fetches because of it, with
+// at least these settings.
+export async function pictureAfter(page, view, action, wanted = {}) {
   const isIt = (response) => {
     if (!response.url().endsWith('/api/picture')) return false;
-    const {view: asked, scale} = response.request().postDataJSON();
-    return asked === view && scale === 1;
+    const {view: asked, scale, settings} = response.request().postDataJSON();
+    return asked === view && scale === 1 && Object.entries(wanted).every(([slug, value]) => settings[slug] === value);
   };
   const [response] = await Promise.all([page.waitForResponse(isIt), action()]);
   assert.equal(response.status(), 200);
