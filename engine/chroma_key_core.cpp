@@ -6,6 +6,7 @@
 #include "engine/chroma_plane.h"
 #include "engine/key_geometry.h"
 #include "engine/simd/kernels.h"
+#include "engine/treatment.h"
 #include "imaging/numeric.h"
 #include "imaging/simd/level.h"
 
@@ -37,13 +38,17 @@ class PlateKey : public PlateKeyGeometry {
  public:
   explicit PlateKey(const KALVETRA_Param& param) : PlateKeyGeometry(param) {}
   void keyPixel(const unsigned char* source, const unsigned char* plate, unsigned char* result) const;
+  Treatment treatmentOf(const unsigned char* source, const unsigned char* plate) const {
+    return treatmentOf(look(source, plate));
+  }
 
  private:
+  Treatment treatmentOf(const Sight& s) const;
   Sight look(const unsigned char* source, const unsigned char* plate) const;
   bool isForeground(const Sight& s) const;
   void keyShadow(const Sight& s, unsigned char* result) const;
-  void keyDespilled(const Sight& s, unsigned char* result) const;
-  Cut cut(const Sight& s) const;
+  void keyDespilled(const Sight& s, bool skinSide, unsigned char* result) const;
+  Cut cut(const Sight& s, bool skinSide) const;
 };
 
 Sight PlateKey::look(const unsigned char* source, const unsigned char* plate) const {
@@ -71,15 +76,23 @@ bool PlateKey::isForeground(const Sight& s) const {
   return !(s.across > -25.0f && s.across < 25.0f && s.along < 1.0f);  // truncated, within -24..24
 }
 
+Treatment PlateKey::treatmentOf(const Sight& s) const {
+  if (isForeground(s)) return Treatment::Foreground;
+  // Truncated, within -9..9.
+  if (s.across > -10.0f && s.across < 10.0f && s.along < screenGain) return Treatment::NearKey;
+  return s.across <= 0.0f ? Treatment::SkinSide : Treatment::BlueSide;
+}
+
 void PlateKey::keyPixel(const unsigned char* source, const unsigned char* plate, unsigned char* result) const {
   const Sight s = look(source, plate);
-  if (isForeground(s)) {
+  const Treatment treatment = treatmentOf(s);
+  if (treatment == Treatment::Foreground) {
     for (int c = 0; c < 3; ++c) result[c] = source[c];
     result[3] = 255;
-  } else if (s.across > -10.0f && s.across < 10.0f && s.along < screenGain) {  // truncated, within -9..9
+  } else if (treatment == Treatment::NearKey) {
     keyShadow(s, result);
   } else {
-    keyDespilled(s, result);
+    keyDespilled(s, treatment == Treatment::SkinSide, result);
   }
 }
 
@@ -93,8 +106,8 @@ void PlateKey::keyShadow(const Sight& s, unsigned char* result) const {
   result[3] = opacity;
 }
 
-void PlateKey::keyDespilled(const Sight& s, unsigned char* result) const {
-  const Cut c = cut(s);
+void PlateKey::keyDespilled(const Sight& s, bool skinSide, unsigned char* result) const {
+  const Cut c = cut(s, skinSide);
   const float position = 1.0f - dot(s.axis, c.keyPoint - s.at) / s.axisLength;
   float amount = CImagingZEP().LinerInter(position, screenGain, 1.0f, 0.0f, 1.0f);
   if (amount > 1.0f) amount = 1.0f;
@@ -109,12 +122,11 @@ Chroma meet(Chroma from, Chroma direction, Chroma normal, Chroma toGrey) {
 
 // The sides differ on purpose: the mixing factor is measured at the bound on the skin side and at the despill line on
 // the blue side, and only the blue side fades its despill in the middle band.
-Cut PlateKey::cut(const Sight& s) const {
+Cut PlateKey::cut(const Sight& s, bool skinSide) const {
   const Chroma nearest = s.at + s.axis * dot(s.axis, s.toGrey);
   const float a = std::abs(s.across);
   if (a <= 10.0f) return {nearest, nearest};
 
-  const bool skinSide = s.across <= 0.0f;
   const Chroma bound = skinSide ? skinBound : blueBound;
   const Chroma atBound = meet(s.at, s.axis, bound, s.toGrey);
   const Chroma atDespill = meet(s.at, s.axis, skinSide ? skinDespillAt(s.y) : blueDespill, s.toGrey);
@@ -130,6 +142,11 @@ Cut PlateKey::cut(const Sight& s) const {
 }
 
 }  // namespace
+
+Treatment kalvetra::plateKeyTreatment(const KALVETRA_Param& param, const unsigned char* source,
+                                      const unsigned char* plate) {
+  return PlateKey(param).treatmentOf(source, plate);
+}
 
 unsigned int CKALVETRA::MakeChromaKeyMaskX9Core32bit14(KALVETRA_Param* param, unsigned char* plate) {
   if (param == nullptr) return 2;

@@ -6,6 +6,7 @@
 #include "engine/chroma_plane.h"
 #include "engine/key_geometry.h"
 #include "engine/simd/kernels.h"
+#include "engine/treatment.h"
 #include "imaging/numeric.h"
 #include "imaging/simd/level.h"
 
@@ -33,12 +34,14 @@ class ColorKey : public ColorKeyGeometry {
  public:
   explicit ColorKey(const KALVETRA_Param& param) : ColorKeyGeometry(param) {}
   void keyPixel(const unsigned char* source, unsigned char* result) const;
+  Treatment treatmentOf(const unsigned char* source) const { return treatmentOf(look(source)); }
 
  private:
+  Treatment treatmentOf(const Sight& s) const;
   Sight look(const unsigned char* source) const;
   bool inRegion(const Sight& s) const;
   void keyNear(const Sight& s, unsigned char* result) const;
-  void keyFar(const Sight& s, unsigned char* result) const;
+  void keyFar(const Sight& s, const Cut& cut, unsigned char* result) const;
   Cut cutSkinSide(const Sight& s) const;
   Cut cutBlueSide(const Sight& s) const;
   Chroma nearestToGrey(const Sight& s) const { return s.at + axis * dot(axis, s.toGrey); }
@@ -63,15 +66,23 @@ bool ColorKey::inRegion(const Sight& s) const {
   return s.side > -20.0f && s.side < 20.0f && s.along < 1.0f;  // truncated, within -19..19
 }
 
+Treatment ColorKey::treatmentOf(const Sight& s) const {
+  if (!inRegion(s)) return Treatment::Foreground;
+  // Truncated, within -4..4.
+  if (s.side > -5.0f && s.side < 5.0f && s.along < screenGain) return Treatment::NearKey;
+  return s.side <= 0.0f ? Treatment::SkinSide : Treatment::BlueSide;
+}
+
 void ColorKey::keyPixel(const unsigned char* source, unsigned char* result) const {
   const Sight s = look(source);
-  if (!inRegion(s)) {
+  const Treatment treatment = treatmentOf(s);
+  if (treatment == Treatment::Foreground) {
     for (int c = 0; c < 3; ++c) result[c] = source[c];
     result[3] = 255;
-  } else if (s.side > -5.0f && s.side < 5.0f && s.along < screenGain) {  // truncated, within -4..4
+  } else if (treatment == Treatment::NearKey) {
     keyNear(s, result);
   } else {
-    keyFar(s, result);
+    keyFar(s, treatment == Treatment::SkinSide ? cutSkinSide(s) : cutBlueSide(s), result);
   }
 }
 
@@ -89,8 +100,7 @@ void ColorKey::keyNear(const Sight& s, unsigned char* result) const {
   result[3] = opacity;
 }
 
-void ColorKey::keyFar(const Sight& s, unsigned char* result) const {
-  const Cut cut = s.side <= 0.0f ? cutSkinSide(s) : cutBlueSide(s);
+void ColorKey::keyFar(const Sight& s, const Cut& cut, unsigned char* result) const {
   const float amount = CImagingZEP().LinerInter(depth(s, cut.boundary), screenGain, 1.0f, 0.0f, 1.0f);
   const Unmixed unmixed = unmixLuminance(s.y, keyY, amount);
   writeKeyed(result, stretchOpacity(unmixed.opacity, whiteLimit), s.y, unmixed.luminance, cut.despilled, curve);
@@ -122,6 +132,10 @@ Cut ColorKey::cutBlueSide(const Sight& s) const {
 }
 
 }  // namespace
+
+Treatment kalvetra::colorKeyTreatment(const KALVETRA_Param& param, const unsigned char* source) {
+  return ColorKey(param).treatmentOf(source);
+}
 
 unsigned int CKALVETRA::MakeMask32bit007_2(KALVETRA_Param* param) {
   if (param == nullptr) return 2;

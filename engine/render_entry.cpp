@@ -11,6 +11,7 @@
 #include "engine/KalvetraFinalCut.h"
 #include "engine/background_plate.h"
 #include "engine/record_check.h"
+#include "engine/render_record.h"
 #include "imaging/CImagingZEP.h"
 #include "imaging/numeric.h"
 #include "imaging/simd/level.h"
@@ -20,52 +21,6 @@ namespace kalvetra {
 namespace {
 
 constexpr unsigned int kPipelineTag = 30609001;
-
-int rounded(double x) { return truncToInt(x + 0.5); }
-
-// Record fields take a rounded value modulo their width.
-std::uint16_t field(double x) { return static_cast<std::uint16_t>(rounded(x)); }
-
-void setPair(std::uint16_t (&pair)[2], double x) { pair[0] = pair[1] = field(x); }
-
-// A value that counts only while its toggle is on.
-int whileOn(int toggle, int value) { return toggle != 0 ? value : 0; }
-
-// A key colour of black, the parameter's default, means that none was picked.
-bool keys(const RenderValues& v) {
-  return v.keyRed * 255.0 > 1.0 || v.keyGreen * 255.0 > 1.0 || v.keyBlue * 255.0 > 1.0;
-}
-
-KALVETRA_Param makeRecord(const RenderValues& v, unsigned char* source, unsigned char* result, int width, int height) {
-  KALVETRA_Param p{};
-  p.pSrc = source;
-  p.pDst = result;
-  p.nWidth = static_cast<std::uint16_t>(width);
-  p.nHeight = static_cast<std::uint16_t>(height);
-  const double key[3] = {v.keyRed * 255.0, v.keyGreen * 255.0, v.keyBlue * 255.0};
-  for (int c = 0; c < 3; ++c) p.keyColor[c][0] = p.keyColor[c][1] = static_cast<unsigned char>(rounded(key[c]));
-  setPair(p.nScreenGain, toValue(30, 0, v.screenGain));
-  setPair(p.nShadow, toValue(100, 0, v.shadow));
-  setPair(p.nSkinHue, toValue2(170, 120, v.skinHue));
-  setPair(p.nBlueHue, toValue2(330, 250, v.blueHue));
-  setPair(p.nDespillWhite, toValue(100, 0, v.despillWhite));
-  setPair(p.nDespillSkin, toValue(50, 0, v.despillSkin));
-  setPair(p.nDespillBlue, toValue(50, 0, v.despillBlue));
-  p.nDeBlock = field(whileOn(v.deBlocking, v.deBlockValue));
-  p.nContractMask = field(whileOn(v.edgeContract, v.contractMask));
-  p.nContractThreshold = field(whileOn(v.edgeContract, v.contractThreshold));
-  p.bSmoothBG = static_cast<std::uint32_t>(v.smoothBG);
-  p.nMaskBlurRadius = field(whileOn(v.edgeBlur, v.maskBlurRadius));
-  p.nMaskBlurValue = field(whileOn(v.edgeBlur, v.maskBlurValue));
-  return p;
-}
-
-// Host order alpha, red, green, blue <-> working order blue, green, red, alpha.
-void reverseBytes(const unsigned char* from, unsigned char* to, std::size_t pixels) {
-  for (std::size_t i = 0; i < pixels; ++i, from += 4, to += 4) {
-    for (int c = 0; c < 4; ++c) to[c] = from[3 - c];
-  }
-}
 
 // The matte never exceeds the host frame's alpha; where that is 0, the frame's colour is restored.
 void limitByAlpha(const unsigned char* host, unsigned char* result, std::size_t pixels) {
@@ -83,8 +38,8 @@ class Clip {
  public:
   Clip(int black, int white)
       : active_(!(black < 0.01 && white > 99.9)),
-        low_(rounded(black * 255.0 / 100.0)),
-        high_(rounded(white * 255.0 / 100.0)) {
+        low_(roundedToInt(black * 255.0 / 100.0)),
+        high_(roundedToInt(white * 255.0 / 100.0)) {
     if (low_ == high_ && low_ < std::numeric_limits<int>::max()) ++low_;
   }
   bool active() const { return active_; }
@@ -122,7 +77,7 @@ void copySource(const HostFrame& frame) {
 bool streamed(const HostFrame& frame, const RenderValues& values, const Clip& clip) {
   MatteFinish finish{values.view == kKalvetraViewMatte, clip.active(), {}};
   for (std::size_t i = 0; i < finish.clipped.size(); ++i) finish.clipped[i] = clip(static_cast<unsigned char>(i));
-  if (!keys(values)) return streamFrame(frame, nullptr, finish);
+  if (!keysSomething(values)) return streamFrame(frame, nullptr, finish);
   const KALVETRA_Param param = makeRecord(values, nullptr, nullptr, frame.width, frame.height);
   return streamFrame(frame, &param, finish);
 }
@@ -138,7 +93,7 @@ void renderPlainly(const HostFrame& frame, const RenderValues& values, const Cli
   };
   for (int y = 0; y < frame.height; ++y) reverseBytes(inputRow(frame, y), workingRow(source, y), rowPixels);
 
-  if (keys(values)) {
+  if (keysSomething(values)) {
     KALVETRA_Param param = makeRecord(values, source.get(), result.get(), frame.width, frame.height);
     KALVEVIE_Param treatment{scan == Scan::Fields ? 1u : 0u};
     KALVETRA_MakeMaskGreenBack32bit(&param, &treatment, kPipelineTag);
@@ -179,7 +134,7 @@ bool renderPlateOf(const HostFrame& frame, const RenderValues& values) {
   const auto source = std::make_unique<unsigned char[]>(pixels * 4);
   const auto plate = std::make_unique<unsigned char[]>(pixels * 4);
   const KALVETRA_Param param = makeRecord(values, source.get(), plate.get(), frame.width, frame.height);
-  const bool estimated = values.smoothBG != 0 && keys(values) && valuesInRange(param);
+  const bool estimated = values.smoothBG != 0 && keysSomething(values) && valuesInRange(param);
   if (estimated) {
     for (int y = 0; y < frame.height; ++y) {
       reverseBytes(inputRow(frame, y), source.get() + static_cast<std::size_t>(y) * rowPixels * 4, rowPixels);

@@ -1,29 +1,10 @@
 #include "parameters/key_settings.h"
 
-#include <cstddef>
-
 #include "engine/KalvetraFinalCut.h"
-#include "engine/render_entry.h"
 #include "parameters/parameter_table.h"
+#include "parameters/render_values.h"
 
 namespace kalvetra {
-
-namespace {
-
-RenderValues valuesOf(const KeySettings& s) {
-  return {s.view,          s.keyColor[0],  s.keyColor[1],       s.keyColor[2],  s.smoothBG,
-          s.shadow,        s.clipBlack,    s.clipWhite,         s.deBlocking,   s.deBlockValue,
-          s.edgeContract,  s.contractMask, s.contractThreshold, s.edgeBlur,     s.maskBlurRadius,
-          s.maskBlurValue, s.skinHue,      s.blueHue,           s.despillWhite, s.despillSkin,
-          s.despillBlue,   s.screenGain};
-}
-
-HostFrame packedFrame(const unsigned char* input, unsigned char* output, int width, int height) {
-  const std::ptrdiff_t stride = std::ptrdiff_t{4} * width;
-  return {input, stride, output, stride, width, height};
-}
-
-}  // namespace
 
 KeySettings defaultSettings() {
   KeySettings settings{};

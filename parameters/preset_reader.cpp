@@ -166,7 +166,8 @@ void PresetHandler::takeLook(const Scalar& scalar) {
 }
 
 void PresetHandler::takeFrame(const Scalar& scalar) {
-  if (scalar.kind != Scalar::Kind::Whole || scalar.whole < 0 || scalar.whole > kLastKeyframe) failAt(shownScalar(scalar));
+  if (scalar.kind != Scalar::Kind::Whole || scalar.whole < 0 || scalar.whole > kLastKeyframe)
+    failAt(shownScalar(scalar));
   const Curve& curve = preset_.curves[parameter_->id];
   if (!curve.empty() && scalar.whole <= curve.back().frame) {
     fail("the keyframes of " + slug() + " must grow, but " + scalar.text + " follows " +

@@ -1,0 +1,26 @@
+// What the keyer makes of single pixels and of its settings, for people who want to see why.
+#pragma once
+
+#include "engine/chroma_plane.h"
+#include "engine/render_entry.h"
+#include "engine/treatment.h"
+
+namespace kalvetra {
+
+// How the pixel at x, y of the frame, whose output is not touched, is keyed: seen in the picture or the field that it
+// belongs to, after any deblocking, before the matte is contracted, blurred, clipped or limited. Foreground where
+// nothing is keyed. Throws std::bad_alloc.
+Treatment treatmentAt(const HostFrame& frame, const RenderValues& values, Scan scan, int x, int y);
+
+// The lines in the (I, Q) plane of CImagingZEP::RGBtoYIQ2 that bound the backdrop's sector, as the passes use them: all
+// go through grey; unit vectors point to the side of the hue.
+struct KeyLines {
+  Chroma grey, key;
+  Chroma skinHue, blueHue;          // the hue bounds
+  Chroma skinDespill, blueDespill;  // the same turned by the despill angles
+};
+
+// Of the pass that smoothBG chooses. Values out of range are taken as the pipeline's record holds them.
+KeyLines keyLines(const RenderValues& values);
+
+}  // namespace kalvetra

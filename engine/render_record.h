@@ -1,0 +1,23 @@
+// From the render entry's values to the pipeline's record, and from the host's order of bytes to its own.
+#pragma once
+
+#include <cstddef>
+
+#include "engine/render_entry.h"
+#include "imaging/numeric.h"
+
+namespace kalvetra {
+
+inline int roundedToInt(double x) { return truncToInt(x + 0.5); }
+
+// A key colour of black, the parameter's default, means that none was picked.
+bool keysSomething(const RenderValues& values);
+
+// The record holds on to the images, which it does not touch.
+KALVETRA_Param makeRecord(const RenderValues& values, unsigned char* source, unsigned char* result, int width,
+                          int height);
+
+// Host order alpha, red, green, blue <-> working order blue, green, red, alpha.
+void reverseBytes(const unsigned char* from, unsigned char* to, std::size_t pixels);
+
+}  // namespace kalvetra
