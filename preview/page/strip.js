@@ -75,7 +75,7 @@ export class Strip {
   #draw() {
     const {context, width, height} = fitCanvas(this.#canvas);
     const frames = [...this.#frames.values()];
-    const flickers = frames.map(({flicker}) => flicker ?? 0);
+    const flickers = frames.map(({flicker}) => flicker).filter((flicker) => flicker !== null);
     const upper = Math.round(height * (1 - kFlickerLane));
     const scales = {
       upper, lower: height - upper - 1, each: width / this.#state.clip.frames,

@@ -5,7 +5,7 @@ import {readFile, stat, writeFile} from 'node:fs/promises';
 import {join} from 'node:path';
 import {after, before, test} from 'node:test';
 
-import {assertClean, begin, enter, framesOf, kalvetra, openPage, pictureAfter, run} from './support.mjs';
+import {assertClean, begin, closeDialog, enter, framesOf, kalvetra, openPage, pictureAfter, run} from './support.mjs';
 
 let setup;
 before(async () => { setup = await begin({inFolder: true}); });
@@ -52,7 +52,7 @@ test('presets are loaded from files, with keyframes, and refused with a sentence
       {name: 'mine.json', mimeType: 'application/json', buffer: Buffer.from(text)});
   await load(JSON.stringify(preset));
   await page.waitForFunction(() => document.getElementById('number-clip-black').value === '9');
-  await page.keyboard.press('Escape');
+  await closeDialog(page);
   assert.equal(await page.locator('.animated #number-screen-gain').count(), 1);
   await page.keyboard.press('ArrowRight');
   assert.equal(await page.locator('#number-screen-gain').inputValue(), '38');
@@ -75,7 +75,7 @@ test('presets are kept in the folder', async () => {
   await page.locator('#preset-save').click();
   await page.waitForFunction(() => document.getElementById('preset-outcome').textContent.startsWith('Saved as'));
   assert.equal(JSON.parse(await readFile(join(setup.folder, 'kept.json'), 'utf8')).settings.shadow, 55);
-  await page.keyboard.press('Escape');
+  await closeDialog(page);
   await enter(page, 'shadow', 10);
   await page.keyboard.press('Control+s');
   await page.locator('#preset-names option', {hasText: 'kept.json'}).waitFor({state: 'attached'});
@@ -91,7 +91,7 @@ test('the copied command makes the page’s very bytes', async () => {
   const bytes = await keyed(page);
   await chooseKind(page, 'FFV1');
   await page.locator('#export-name').fill('by-command.mkv');
-  await page.keyboard.press('Escape');
+  await closeDialog(page);
   await page.keyboard.press('c');
   await page.waitForFunction(() => document.getElementById('command-text').value !== '');
   await page.locator('#command-copy').click();

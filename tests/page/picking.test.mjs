@@ -3,7 +3,7 @@
 import assert from 'node:assert/strict';
 import {after, before, test} from 'node:test';
 
-import {ask, assertClean, begin, drawn, enter, openPage, pictureAfter, screenPoint} from './support.mjs';
+import {ask, assertClean, begin, closeDialog, drawn, enter, openPage, pictureAfter, screenPoint} from './support.mjs';
 
 let setup;
 before(async () => { setup = await begin(); });
@@ -67,7 +67,7 @@ test('a dragged rectangle is averaged; more samples add up over several frames',
   const {hex} = await (await ask(setup.address, 'sample', {samples})).json();
   await page.waitForFunction((color) => document.getElementById('key-hex').value === color, hex);
   assert.match(await page.locator('#key-note').textContent(), /2 samples on 2 frames, 232 pixels/);
-  await page.keyboard.press('Escape');
+  await closeDialog(page);
   assert.equal(await page.locator('#stage.picking').count(), 0);
   assertClean(watch);
   await page.close();
@@ -140,7 +140,7 @@ test('proposed settings come with their reasons, as one step of the history', as
   await page.keyboard.press('p');
   await page.waitForSelector('#proposal[open]', {timeout: 60000});
   assert.ok(await page.locator('#proposal-reasons dt').count() > 3);
-  await page.keyboard.press('Escape');
+  await closeDialog(page);
   assert.equal(await page.locator('#undo').isEnabled(), true);
   await page.keyboard.press('Control+z');
   assert.equal(await page.locator('#undo').isEnabled(), false);

@@ -113,6 +113,12 @@ export async function pictureAfter(page, view, action, wanted = {}) {
 export const ask = (address, path, body) => fetch(`${address}api/${path}`, body === undefined ? {} :
     {method: 'POST', body: JSON.stringify(body), headers: {'Content-Type': 'application/json'}});
 
+// Closes the open dialog as the keyboard does.
+export async function closeDialog(page) {
+  await page.keyboard.press('Escape');
+  await page.waitForFunction(() => document.querySelector('dialog[open]') === null);
+}
+
 // Sets a slider as a hand on the keyboard would enter its number.
 export async function enter(page, slug, value) {
   const field = page.locator(`#number-${slug}`);
