@@ -70,8 +70,10 @@ class PreviewContext {
 // One a topic, in a file of the same name. The context must outlive the routes.
 void addClipRoutes(Routes& routes, PreviewContext& context);      // clip, parameters
 void addPictureRoutes(Routes& routes, PreviewContext& context);   // picture, thumbnail
+void addPixelRoutes(Routes& routes, PreviewContext& context);     // pixel, sample
 void addProposalRoutes(Routes& routes, PreviewContext& context);  // pick, propose
 void addSessionRoutes(Routes& routes, PreviewContext& context);   // quit
+void addWheelRoutes(Routes& routes, PreviewContext& context);     // wheel
 
 // All of them.
 Routes makeRoutes(PreviewContext& context);

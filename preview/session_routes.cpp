@@ -15,8 +15,10 @@ Routes makeRoutes(PreviewContext& context) {
   Routes routes;
   addClipRoutes(routes, context);
   addPictureRoutes(routes, context);
+  addPixelRoutes(routes, context);
   addProposalRoutes(routes, context);
   addSessionRoutes(routes, context);
+  addWheelRoutes(routes, context);
   return routes;
 }
 

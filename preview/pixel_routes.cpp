@@ -1,0 +1,92 @@
+// Single pixels and areas of the source.
+#include "parameters/key_inspection.h"
+#include "preview/answers.h"
+#include "preview/preview_context.h"
+#include "preview/request_json.h"
+
+namespace kalvetra {
+
+namespace {
+
+constexpr std::size_t kMostSamples = 64;
+
+const char* treatmentName(Treatment treatment) {
+  switch (treatment) {
+    case Treatment::NearKey:
+      return "near key";
+    case Treatment::SkinSide:
+      return "skin side";
+    case Treatment::BlueSide:
+      return "blue side";
+    case Treatment::Foreground:
+      break;
+  }
+  return "foreground";
+}
+
+// Of a pixel in host order, behind its alpha.
+Json colorOf(const unsigned char* argb) { return {argb[1], argb[2], argb[3]}; }
+
+Json colorWithAlpha(const unsigned char* argb) { return {argb[1], argb[2], argb[3], argb[0]}; }
+
+Answer pixel(const Request& request, PreviewContext& context) {
+  const Json body = parseBody(request.body);
+  const PictureFormat& format = context.clip.format();
+  const std::int64_t number = wholeNumber(body, "frame", 0, kLastKeyframe);
+  const auto x = static_cast<int>(wholeNumber(body, "x", 0, format.width - 1));
+  const auto y = static_cast<int>(wholeNumber(body, "y", 0, format.height - 1));
+  const KeySettings settings = settingsIn(body).at(number);
+  const Precedence::Urgent urgent(context.precedence);
+  const Turns::Turn turn(context.turns, {}, 0);
+  const Renderer::Pixel found = context.renderer.pixel(number, settings, x, y);
+  const auto source = context.clip.picture(number);
+  const Treatment treatment =
+      treatmentAt(settings, source->argb.data(), source->width, source->height, context.clip.fields(), x, y);
+  return jsonAnswer({{"source", colorWithAlpha(found.source)},
+                     {"plate", colorOf(found.plate)},
+                     {"alpha", found.result[0]},
+                     {"result", colorWithAlpha(found.result)},
+                     {"treatment", treatmentName(treatment)}});
+}
+
+struct Sample {
+  std::int64_t frame;
+  Area area;
+};
+
+Sample sampleIn(const Json& body, const PictureFormat& format) {
+  if (!body.is_object()) throw UserError(R"("samples" holds something that is no object)");
+  Sample sample{};
+  sample.frame = wholeNumber(body, "frame", 0, kLastKeyframe);
+  sample.area.left = static_cast<int>(wholeNumber(body, "x", 0, format.width - 1));
+  sample.area.top = static_cast<int>(wholeNumber(body, "y", 0, format.height - 1));
+  sample.area.width = static_cast<int>(wholeNumber(body, "width", 1, format.width - sample.area.left, 1));
+  sample.area.height = static_cast<int>(wholeNumber(body, "height", 1, format.height - sample.area.top, 1));
+  return sample;
+}
+
+Answer sample(const Request& request, PreviewContext& context) {
+  const Json body = parseBody(request.body);
+  const auto samples = body.find("samples");
+  if (samples == body.end() || !samples->is_array() || samples->empty() || samples->size() > kMostSamples) {
+    throw UserError("\"samples\" is no list of 1 to 64 areas");
+  }
+  std::vector<Sample> all;
+  for (const Json& one : *samples) all.push_back(sampleIn(one, context.clip.format()));
+  const Precedence::Urgent urgent(context.precedence);
+  AreaMean mean;
+  for (const Sample& one : all) {
+    const auto source = context.clip.picture(one.frame);
+    mean.add(source->argb.data(), source->width, one.area);
+  }
+  return jsonAnswer(asJson(*mean.mean()));
+}
+
+}  // namespace
+
+void addPixelRoutes(Routes& routes, PreviewContext& context) {
+  routes.post("api/pixel", [&context](const Request& request) { return pixel(request, context); });
+  routes.post("api/sample", [&context](const Request& request) { return sample(request, context); });
+}
+
+}  // namespace kalvetra
