@@ -18,8 +18,11 @@ export const clamp = (value, low, high) => Math.min(Math.max(value, low), high);
 
 export const percent = (share, digits = 1) => `${(100 * share).toFixed(digits)} %`;
 
-// A reason of the server's as a sentence of the page's.
-export const asSentence = (text) => text.charAt(0).toUpperCase() + text.slice(1) + (/[.!?…]$/.test(text) ? '' : '.');
+// A reason of the server's as a sentence of the page's. Names of files at its beginning stay as they are.
+export function asSentence(text) {
+  const begun = text.replace(/^[a-z]+(?=[ ,])/, (word) => word.charAt(0).toUpperCase() + word.slice(1));
+  return /[.!?…]$/.test(begun) ? begun : `${begun}.`;
+}
 
 export const hex = ([r, g, b]) => `#${[r, g, b].map((v) => v.toString(16).padStart(2, '0')).join('')}`;
 

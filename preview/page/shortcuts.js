@@ -5,6 +5,7 @@ import {byId, make} from './dom.js';
 import {kViews} from './state.js';
 import {kViewNames} from './viewer.js';
 
+const kTextFields = 'input[type=text], input[type=number], textarea';
 const kMouse = [
   ['Wheel', 'Zoom at the pointer'],
   ['Drag', 'Move the picture; with the eyedropper, take a rectangle'],
@@ -67,8 +68,9 @@ function nameOf(event) {
 // Keys that an element needs for itself.
 function isTaken(event) {
   const {target, key} = event;
-  if (event.ctrlKey || event.metaKey) return target.matches('input[type=text], input[type=number], textarea') && key !== 's' && key !== 'e';
-  if (target.matches('input[type=text], input[type=number], select, textarea')) return true;
+  if (target.closest('dialog:not([open])')) return false;  // a field of it has the focus for a moment after its end
+  if (event.ctrlKey || event.metaKey) return target.matches(kTextFields) && !['s', 'e'].includes(key);
+  if (target.matches(`${kTextFields}, select`)) return true;
   if (key === ' ' || key === 'Enter') return target.matches('button, summary, a, input');
   return key.startsWith('Arrow') && target.matches('input');
 }
