@@ -38,9 +38,9 @@ function describe({name, path, width, height, frames, rate, interlaced, alpha, n
   byId('notes').append(...notes.map((note) => make('li', {}, note)));
 }
 
-// Says when the server is gone, and when it is back.
+// Says when the server is gone, and when it is back. Ends it on demand.
 function watchServer() {
-  setInterval(async () => {
+  const watch = setInterval(async () => {
     try {
       await api.get('export');
       tellFound();
@@ -48,6 +48,12 @@ function watchServer() {
       tellError(error);
     }
   }, kHeartbeat);
+  byId('quit').onclick = async () => {
+    clearInterval(watch);
+    byId('help').close();
+    await api.post('quit', {}).catch(tellError);
+    tell('The program has ended; this page can be closed.');
+  };
 }
 
 async function offerBackgrounds({background}, viewBar) {

@@ -17,7 +17,7 @@ export class SliderRow {
     this.#parameter = parameter;
     this.#slider = make('input', {type: 'range', id: `set-${slug}`, min, max, step: 1, 'aria-label': name});
     this.#number = make('input', {type: 'number', id: `number-${slug}`, min, max, step: 1, 'aria-label': `${name}, number`});
-    const title = `${help}\n${min} to ${max}, default ${standard}. Double click resets.`;
+    const title = `${label}: ${help}\n${min} to ${max}, default ${standard}. Double click resets.`;
     this.element = make('div', {className: 'slider-row', title}, make('label', {htmlFor: `set-${slug}`}, label),
                         make('span', {className: 'track-of'}, this.#slider, make('i', {className: 'standard'})),
                         this.#number, make('span', {className: 'mark'}));

@@ -8,12 +8,8 @@ import {onTheme} from './theme.js';
 const kSettled = 900;    // milliseconds without a change before the server begins
 const kAskAgain = 400;   // milliseconds between questions after its progress
 const kFlickerLane = 0.4;  // of the strip's height
-const kMostFlicker = 2;    // levels that fill the lane at least
-const kOutstanding = 3;    // times the median: such flicker is shown in red
-const kUnseen = 0.5;       // levels of flicker that nobody sees
+const kBadFlicker = 5;     // levels; more is shown in red, and the lane holds at least so many
 const kMostPartial = 0.1;  // share that fills the lane at least
-
-const median = (values) => values.length ? [...values].sort((a, b) => a - b)[Math.floor(values.length / 2)] : 0;
 
 export class Strip {
   #state;
@@ -75,11 +71,10 @@ export class Strip {
   #draw() {
     const {context, width, height} = fitCanvas(this.#canvas);
     const frames = [...this.#frames.values()];
-    const flickers = frames.map(({flicker}) => flicker).filter((flicker) => flicker !== null);
     const upper = Math.round(height * (1 - kFlickerLane));
     const scales = {
       upper, lower: height - upper - 1, each: width / this.#state.clip.frames,
-      flicker: Math.max(kMostFlicker, ...flickers), bad: kOutstanding * median(flickers) + kUnseen,
+      flicker: Math.max(kBadFlicker, ...frames.map(({flicker}) => flicker ?? 0)),
       partial: Math.max(kMostPartial, ...frames.map(({partial}) => partial)),
     };
     const colors = this.#colors();
@@ -100,7 +95,7 @@ export class Strip {
     bar('partial', scales.upper - rise, Math.min(rise, 2));
     const tall = scales.lower * (flicker ?? 0) / scales.flicker;
     const bottom = scales.upper + 1 + scales.lower;
-    bar((flicker ?? 0) > scales.bad ? 'bad' : 'flicker', bottom - tall, tall);
+    bar((flicker ?? 0) > kBadFlicker ? 'bad' : 'flicker', bottom - tall, tall);
   }
 
   // The legend's colours, whatever the theme.

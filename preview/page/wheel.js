@@ -8,6 +8,7 @@ const kLineColors = {
   'skin hue': '#f2a65a', 'blue hue': '#6fb3ff', 'skin despill': '#c9794f', 'blue despill': '#4f7fc4',
 };
 const kMidLuma = 150;
+const kReachSteps = 8;
 
 const isDespill = (line) => line.includes('despill');
 
@@ -19,18 +20,31 @@ function colorAt(i, q) {
 
 const parse = (text) => [0, 2, 4].map((at) => parseInt(text.slice(at, at + 2), 16));
 
+// The middle of a bin in the (I, Q) plane.
+function middleOf(at, {bins, reach}) {
+  return [((at % bins + 0.5) / bins * 2 - 1) * reach, (1 - (Math.floor(at / bins) + 0.5) / bins * 2) * reach];
+}
+
 // The bins as a picture of N x N pixels; the fuller, the brighter.
-function binsAsImage({bins, counts, colors, reach}) {
+function binsAsImage(answer) {
+  const {bins, counts, colors} = answer;
   const image = new ImageData(bins, bins);
   const most = Math.log1p(Math.max(1, ...counts));
   counts.forEach((count, at) => {
     if (!count) return;
-    const i = ((at % bins + 0.5) / bins * 2 - 1) * reach;
-    const q = (1 - (Math.floor(at / bins) + 0.5) / bins * 2) * reach;
-    const color = colors?.[at] ? parse(colors[at].replace('#', '')) : colorAt(i, q);
-    image.data.set([...color, 60 + 195 * Math.log1p(count) / most], 4 * at);
+    const color = colors?.[at] ? parse(colors[at]) : colorAt(...middleOf(at, answer));
+    image.data.set([...color, 90 + 165 * Math.log1p(count) / most], 4 * at);
   });
   return image;
+}
+
+// How far the wheel must show to hold the frame's colours and the key colour; in steps, so that it seldom changes.
+function reachShown(answer) {
+  const {counts, key, reach} = answer;
+  const points = [key, ...counts.flatMap((count, at) => (count ? [middleOf(at, answer)] : []))];
+  const farthest = Math.max(...points.map((point) => Math.hypot(...point)));
+  const step = reach / kReachSteps;
+  return Math.min(reach, Math.ceil(1.1 * farthest / step) * step);
 }
 
 export class Wheel {
@@ -76,12 +90,12 @@ export class Wheel {
   #draw() {
     if (!this.#answer || !this.#panel.open) return;
     const {context, width, height} = fitCanvas(this.#canvas);
-    const {reach} = this.#answer;
+    const reach = reachShown(this.#answer);
     const at = ([i, q]) => [(i / reach + 1) / 2 * width, (1 - q / reach) / 2 * height];
     context.fillStyle = '#161616';
     context.fillRect(0, 0, width, height);
     this.#drawGrid(context, width, height);
-    this.#drawBins(context, width, height);
+    this.#drawBins(context, at);
     this.#answer.lines.forEach((line) => this.#drawLine(context, line, at));
     context.fillStyle = '#8fe0a0';
     for (const point of this.#answer.plate) context.fillRect(at(point)[0] - 0.5, at(point)[1] - 0.5, 1.5, 1.5);
@@ -106,12 +120,15 @@ export class Wheel {
     context.fillText('+Q', width / 2 + 3, 10);
   }
 
-  #drawBins(context, width, height) {
+  #drawBins(context, at) {
     const image = binsAsImage(this.#answer);
     const small = make('canvas', {width: image.width, height: image.height});
     small.getContext('2d').putImageData(image, 0, 0);
     context.imageSmoothingEnabled = false;
-    context.drawImage(small, 0, 0, width, height);
+    const {reach} = this.#answer;
+    const [left, top] = at([-reach, reach]);
+    const [right, bottom] = at([reach, -reach]);
+    context.drawImage(small, left, top, right - left, bottom - top);
   }
 
   #drawLine(context, {name, at: start, direction}, at) {

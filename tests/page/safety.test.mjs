@@ -93,6 +93,17 @@ test('at most one picture a viewer is under way, and the newest setting is the o
   await page.close();
 });
 
+test('the program can be ended from the page', async () => {
+  const own = await startPreview(setup.clip);
+  const {page, watch} = await openPage({browser: setup.browser, address: own.address});
+  await page.keyboard.press('?');
+  await page.locator('#quit').click();
+  assert.equal(await own.ended, 0);
+  assert.match(await page.locator('#message-text').textContent(), /has ended/);
+  assertClean(watch);
+  await page.close();
+});
+
 test('a server that is gone is said in one line', async () => {
   const own = await startPreview(setup.clip);
   const {page} = await openPage({browser: setup.browser, address: own.address});

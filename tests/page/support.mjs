@@ -72,7 +72,7 @@ export async function begin({clip: clipOptions, options = [], inFolder = false} 
 // A page that has drawn its first picture. `watch` collects what must not be: messages of the console, and requests to
 // others than the server.
 export async function openPage({browser, address}, {size = {width: 1280, height: 720}, ...more} = {}) {
-  const page = await browser.newPage({viewport: size, acceptDownloads: true, ...more});
+  const page = await browser.newPage({viewport: size, colorScheme: 'dark', ...more});
   const watch = {problems: [], foreign: []};
   page.on('console', (message) => {
     if (['error', 'warning'].includes(message.type())) watch.problems.push(`${message.text()} ${message.location().url}`);
