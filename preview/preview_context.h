@@ -23,12 +23,12 @@ namespace kalvetra {
 
 // What the user asked for on the command line.
 struct PreviewOptions {
-  std::string input;
-  SourceOptions source;
-  std::vector<std::string> sourceArguments;    // the same as options of `kalvetra key`: "--raw", "64x36@25:rgb24"
-  std::vector<std::filesystem::path> folders;  // for presets, backgrounds and exports; nothing else is touched
-  std::string background;                      // a file, or empty
-  std::string preset;                          // a file, or empty
+  std::string input{};
+  SourceOptions source{};
+  std::vector<std::string> sourceArguments{};    // the same as options of `kalvetra key`: "--raw", "64x36@25:rgb24"
+  std::vector<std::filesystem::path> folders{};  // for presets, backgrounds and exports; nothing else is touched
+  std::string background{};                      // a file, or empty
+  std::string preset{};                          // a file, or empty
   int threads = 1;
 };
 

@@ -16,7 +16,8 @@ namespace {
 constexpr const char* kHost = "127.0.0.1";
 constexpr std::size_t kThreads = 32;          // a browser holds up to six connections a page
 constexpr std::size_t kRequestsEach = 10000;  // on one connection
-constexpr time_t kIdleSeconds = 1;            // after which a connection is closed; quitting waits for them
+constexpr time_t kIdleSeconds = 2;            // after which a connection is closed; quitting waits for them
+constexpr int kMostWaiting = 128;             // connections
 constexpr std::chrono::milliseconds kStopInterval{50};
 constexpr std::size_t kFilePiece = 1 << 18;  // bytes of a download at a time
 
@@ -99,8 +100,9 @@ class PreviewServer::Http {
   Http(Routes routes, int port) : routes_(std::move(routes)), token_(makeToken()) {
     server_.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };  // the server deletes it
     // The library would share the port with any other server of this user.
-    server_.set_socket_options([](socket_t socket) {
+    server_.set_socket_options([this](socket_t socket) {
       const int yes = 1;
+      listening_ = socket;
       setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     });
     server_.set_tcp_nodelay(true);
@@ -117,6 +119,7 @@ class PreviewServer::Http {
       if (response.content_length_ == 0) send(errorAnswer(response.status, sentenceFor(response.status)), response);
     });
     bind(port);
+    ::listen(listening_, kMostWaiting);  // the library lets five wait, and loses others for seconds
   }
 
   std::string address() const { return "http://" + authority(kHost) + "/" + token_ + "/"; }
@@ -186,6 +189,7 @@ class PreviewServer::Http {
   Routes routes_;
   std::string token_;
   httplib::Server server_;
+  socket_t listening_ = INVALID_SOCKET;
   int port_ = 0;
 };
 

@@ -1,0 +1,84 @@
+// Who waits for whom.
+#include "preview/turns.h"
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <optional>
+#include <thread>
+
+#include "preview/precedence.h"
+#include "preview/routes.h"
+
+namespace kalvetra {
+namespace {
+
+using namespace std::chrono_literals;
+
+int statusOf(Turns& turns, const char* viewer, std::int64_t sequence) {
+  try {
+    const Turns::Turn turn(turns, viewer, sequence);
+    return 200;
+  } catch (const Refusal& refusal) {
+    return refusal.status();
+  }
+}
+
+TEST(Turns, ANewerRequestDropsThoseThatWait) {
+  Turns turns(1);
+  std::optional<Turns::Turn> first(std::in_place, turns, "a", 1);
+  auto waiting = std::async([&] { return statusOf(turns, "a", 2); });
+  auto other = std::async([&] { return statusOf(turns, "b", 1); });
+  EXPECT_EQ(std::future_status::timeout, waiting.wait_for(50ms));
+  EXPECT_TRUE(first->isOvertaken()) << "so that it can be left where it can";
+  auto newest = std::async([&] { return statusOf(turns, "a", 3); });
+  EXPECT_EQ(409, waiting.get()) << "although no turn was free";
+  EXPECT_EQ(std::future_status::timeout, other.wait_for(20ms));
+  first.reset();
+  EXPECT_EQ(200, newest.get());
+  EXPECT_EQ(200, other.get());
+  EXPECT_EQ(409, statusOf(turns, "a", 2));
+}
+
+TEST(Turns, NoMoreThanAllowedAtOnce) {
+  Turns turns(2);
+  std::atomic<int> now{0}, most{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&] {
+      const Turns::Turn turn(turns, "", 0);
+      const int together = ++now;
+      for (int known = most; known < together && !most.compare_exchange_weak(known, together);) {
+      }
+      std::this_thread::sleep_for(5ms);
+      --now;
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(2, most);
+}
+
+TEST(Turns, ViewersWithoutEndAreForgotten) {
+  Turns turns(1);
+  for (int i = 0; i < 1000; ++i) EXPECT_EQ(200, statusOf(turns, std::to_string(i).c_str(), 5));
+  EXPECT_EQ(409, statusOf(turns, "999", 4));
+}
+
+TEST(Precedence, BackgroundWorkGivesWay) {
+  Precedence precedence;
+  std::atomic<bool> stop{false};
+  precedence.giveWay(stop);  // nothing is urgent
+  std::optional<Precedence::Urgent> urgent(std::in_place, precedence);
+  auto work = std::async([&] { precedence.giveWay(stop); });
+  EXPECT_EQ(std::future_status::timeout, work.wait_for(50ms));
+  urgent.reset();
+  EXPECT_EQ(std::future_status::timeout, work.wait_for(50ms)) << "another request may follow at once";
+  EXPECT_EQ(std::future_status::ready, work.wait_for(10s));
+  urgent.emplace(precedence);
+  auto stopped = std::async([&] { precedence.giveWay(stop); });
+  stop = true;
+  EXPECT_EQ(std::future_status::ready, stopped.wait_for(10s));
+}
+
+}  // namespace
+}  // namespace kalvetra
