@@ -53,7 +53,7 @@ function tableOf({state, viewer, timeline, player, eyedropper, keyColor, proposa
       [['c'], 'C', 'The same key as a command', () => command.open()],
       [['Ctrl+e'], 'Ctrl E', 'Export', () => exporter.open()],
       [['?', 'Shift+?'], '?', 'This list', () => open('help')],
-      [['Escape'], 'Esc', 'End the eyedropper, close a window', () => eyedropper.stop()],
+      [['Escape'], 'Esc', 'End the eyedropper, leave a field, close a window', () => eyedropper.stop()],
     ],
   };
 }
@@ -89,6 +89,7 @@ export function listen(parts) {
   fillHelp(table);
   byId('open-help').onclick = () => open('help');
   document.addEventListener('keydown', (event) => {
+    if (event.key === 'Escape' && !anyOpen() && event.target.matches(kTextFields)) event.target.blur();
     const action = actions.get(nameOf(event));
     if (!action || event.altKey || anyOpen() || isTaken(event)) return;
     event.preventDefault();

@@ -11,6 +11,9 @@ const kFlickerLane = 0.4;  // of the strip's height
 const kBadFlicker = 5;     // levels; more is shown in red, and the lane holds at least so many
 const kMostPartial = 0.1;  // share that fills the lane at least
 
+// Of long lists, too; at least `least`.
+const largest = (values, least) => values.reduce((most, value) => Math.max(most, value), least);
+
 export class Strip {
   #state;
   #fail;
@@ -74,8 +77,8 @@ export class Strip {
     const upper = Math.round(height * (1 - kFlickerLane));
     const scales = {
       upper, lower: height - upper - 1, each: width / this.#state.clip.frames,
-      flicker: Math.max(kBadFlicker, ...frames.map(({flicker}) => flicker ?? 0)),
-      partial: Math.max(kMostPartial, ...frames.map(({partial}) => partial)),
+      flicker: largest(frames.map(({flicker}) => flicker ?? 0), kBadFlicker),
+      partial: largest(frames.map(({partial}) => partial), kMostPartial),
     };
     const colors = this.#colors();
     for (const [frame, values] of this.#frames) {

@@ -4,7 +4,7 @@
 import assert from 'node:assert/strict';
 import {after, before, test} from 'node:test';
 
-import {assertClean, begin, openPage} from './support.mjs';
+import {assertClean, begin, drawn, openPage} from './support.mjs';
 
 const kMoves = 50;
 
@@ -22,12 +22,19 @@ test('slider moves reach the screen', async () => {
   await page.mouse.move(...place(0));
   await page.mouse.down();
   await page.evaluate(() => performance.clearMeasures());
+  const scales = [];
+  page.on('request', (request) => {
+    if (request.url().endsWith('api/picture')) scales.push(request.postDataJSON().scale);
+  });
   for (let move = 1; move <= kMoves; ++move) {
     const before = (await measured(page)).length;
     await page.mouse.move(...place(move));
     await page.waitForFunction((count) => performance.getEntriesByName('input to picture').length > count, before);
   }
+  assert.ok(scales.length >= kMoves && scales.slice(0, kMoves).filter((scale) => scale === 2).length > 0.9 * kMoves);
   await page.mouse.up();
+  await drawn(page, {view: 'result'});  // in full size, now that the hand rests
+  assert.equal(scales[scales.length - 1], 1);
   const times = (await measured(page)).slice(0, kMoves).sort((a, b) => a - b);
   assert.equal(times.length, kMoves);
   const at = (share) => Math.round(times[Math.floor(share * (kMoves - 1))]);

@@ -4,7 +4,7 @@ import assert from 'node:assert/strict';
 import {request} from 'node:http';
 import {after, before, test} from 'node:test';
 
-import {ask, assertClean, begin, drawn, openPage, startPreview} from './support.mjs';
+import {ask, assertClean, begin, drawn, enter, openPage, startPreview} from './support.mjs';
 
 let setup;
 before(async () => { setup = await begin({clip: {frames: 3}}); });
@@ -89,6 +89,27 @@ test('at most one picture a viewer is under way, and the newest setting is the o
   assert.equal(most, 1);
   assert.equal(last.settings['clip-black'], 60);
   assert.equal(last.scale, 1);
+  assertClean(watch);
+  await page.close();
+});
+
+test('an answer that comes late is not drawn over a newer picture', async () => {
+  const {page, watch} = await openPage(setup);
+  const shown = () => page.locator('#pane-main canvas').evaluate((canvas) => canvas.toDataURL());
+  const before = await shown();
+  let late = null;
+  await page.route('**/api/picture', async (route) => {
+    const answer = await route.fetch();
+    late = new Promise((done) => setTimeout(done, 1500)).then(() => route.fulfill({response: answer}));
+  });
+  await enter(page, 'clip-white', 20);
+  await page.waitForTimeout(200);
+  await page.keyboard.press('Control+z');  // the page still has this picture
+  await page.waitForTimeout(800);
+  assert.ok(late !== null);
+  await late;
+  await page.waitForTimeout(500);
+  assert.equal(await shown(), before);
   assertClean(watch);
   await page.close();
 });

@@ -57,7 +57,7 @@ const kScenes = [
     await hover(page, 600, 250);
   }],
   ['pixels', {}, async (page) => {
-    const {x, y} = await screenPoint(page, 590, 180);
+    const {x, y} = await screenPoint(page, 700, 236);
     await page.mouse.move(x, y);
     for (let turn = 0; turn < 9; ++turn) await page.mouse.wheel(0, -200);
     await page.keyboard.press('e');
