@@ -1,6 +1,8 @@
 #include "compositing/views.h"
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 
 namespace kalvetra {
 
@@ -13,15 +15,42 @@ std::int64_t& kindOf(MatteStatus& status, int alpha) {
   return alpha < 255 ? status.almostOpaque : status.opaque;
 }
 
+// A pixel in host order for each level of alpha.
+using LevelColors = std::array<std::array<unsigned char, 4>, 256>;
+
+LevelColors greyLevels() {
+  LevelColors colors;
+  for (std::size_t level = 0; level < colors.size(); ++level) {
+    const auto grey = static_cast<unsigned char>(level);
+    colors[level] = {255, grey, grey, grey};
+  }
+  return colors;
+}
+
+LevelColors statusLevels() {
+  LevelColors colors = greyLevels();
+  MatteStatus kinds;
+  for (std::size_t level = 0; level < colors.size(); ++level) {
+    const std::int64_t* kind = &kindOf(kinds, static_cast<int>(level));
+    if (kind == &kinds.almostClear) std::copy_n(kAlmostClearColor.begin(), 3, &colors[level][1]);
+    if (kind == &kinds.almostOpaque) std::copy_n(kAlmostOpaqueColor.begin(), 3, &colors[level][1]);
+  }
+  return colors;
+}
+
+// `out`, of the same size, may be the same picture.
+void paint(const Image& keyed, const LevelColors& colors, Image& out) {
+  const unsigned char* in = keyed.argb.data();
+  unsigned char* to = out.argb.data();
+  for (std::size_t i = 0; i < keyed.argb.size(); i += 4) std::memcpy(to + i, colors[in[i]].data(), 4);
+}
+
 }  // namespace
 
 void matteOf(const Image& keyed, Image& out) {
+  static const LevelColors greys = greyLevels();
   out.resize(keyed.width, keyed.height);
-  for (std::size_t i = 0; i < keyed.argb.size(); i += 4) {
-    const unsigned char alpha = keyed.argb[i];  // `out` may be the same picture
-    out.argb[i] = 255;
-    std::fill_n(&out.argb[i + 1], 3, alpha);
-  }
+  paint(keyed, greys, out);
 }
 
 MatteStatus& MatteStatus::operator+=(const MatteStatus& other) {
@@ -34,14 +63,13 @@ MatteStatus& MatteStatus::operator+=(const MatteStatus& other) {
 }
 
 MatteStatus showStatus(const Image& keyed, Image& out) {
-  matteOf(keyed, out);
+  static const LevelColors colors = statusLevels();
+  out.resize(keyed.width, keyed.height);
+  std::array<std::int64_t, 256> pixels{};
+  for (std::size_t i = 0; i < keyed.argb.size(); i += 4) ++pixels[keyed.argb[i]];
+  paint(keyed, colors, out);
   MatteStatus status;
-  for (std::size_t i = 0; i < out.argb.size(); i += 4) {
-    std::int64_t& kind = kindOf(status, out.argb[i + 1]);
-    ++kind;
-    if (&kind == &status.almostClear) std::copy_n(kAlmostClearColor.begin(), 3, &out.argb[i + 1]);
-    if (&kind == &status.almostOpaque) std::copy_n(kAlmostOpaqueColor.begin(), 3, &out.argb[i + 1]);
-  }
+  for (std::size_t level = 0; level < pixels.size(); ++level) kindOf(status, static_cast<int>(level)) += pixels[level];
   return status;
 }
 

@@ -30,7 +30,7 @@ PreviewContext::PreviewContext(PreviewOptions given, std::atomic<bool>& stopWord
       stop(stopWord),
       turns(kRendersAtOnce),
       clip(options.input, options.source, options.threads, stop),
-      thumbnails(options.input, options.source, 1, stop),
+      thumbnails(options.input, options.source, options.threads, stop),
       renderer(clip),
       backgrounds(clip, options.threads, stop) {
   if (!options.preset.empty()) preset_ = readPreset(options.preset);

@@ -76,8 +76,7 @@ void Renderer::giveBack(DeskPtr desk) {
   if (desks_.size() > kMostDesks) desks_.erase(desks_.begin());
 }
 
-std::shared_ptr<const Image> Renderer::source(std::int64_t number, int scale, const Abandon& abandoned) {
-  auto full = clip_.picture(number, abandoned);
+std::shared_ptr<const Image> Renderer::reduced(const std::shared_ptr<const Image>& full, int scale) {
   if (scale == 1) return full;
   const auto isSame = [&](const Reduced& r) { return r.full == full && r.scale == scale; };
   {
@@ -85,12 +84,12 @@ std::shared_ptr<const Image> Renderer::source(std::int64_t number, int scale, co
     const auto found = std::find_if(reduced_.begin(), reduced_.end(), isSame);
     if (found != reduced_.end()) return found->reduced;
   }
-  auto reduced =
+  auto small =
       std::make_shared<const Image>(averaged(*full, reducedSide(full->width, scale), reducedSide(full->height, scale)));
   const std::lock_guard lock(mutex_);
-  reduced_.push_back({full, reduced, scale});
+  reduced_.push_back({full, small, scale});
   if (reduced_.size() > kMostReduced) reduced_.erase(reduced_.begin());
-  return reduced;
+  return small;
 }
 
 RenderedView Renderer::packed(const Image& image) {
@@ -101,7 +100,7 @@ RenderedView Renderer::packed(const Image& image) {
 
 RenderedView Renderer::view(const KeyedFrame& keyed, ShownView shown, const std::shared_ptr<const Image>& background,
                             const Abandon& abandoned) {
-  const auto picture = source(keyed.number, keyed.scale, abandoned);
+  const auto picture = reduced(clip_.picture(keyed.number, abandoned), keyed.scale);
   if (shown == ShownView::Source) return packed(*picture);
   const bool whole = keyed.scale == 1;
   const KeySettings settings = whole ? keyed.settings : reducedSettings(keyed.settings, keyed.scale);
@@ -111,11 +110,7 @@ RenderedView Renderer::view(const KeyedFrame& keyed, ShownView shown, const std:
     const Image& keyedPicture = keyer.view(ShownView::Result);
     Image& composite = (*seat).view;
     composite.resize(picture->width, picture->height);
-    if (whole) {
-      layOver(keyedPicture, *background, composite);
-    } else {
-      layOver(keyedPicture, averaged(*background, picture->width, picture->height), composite);
-    }
+    layOver(keyedPicture, *reduced(background, keyed.scale), composite);
     return packed(composite);
   }
   RenderedView rendered = packed(keyer.view(shown));
@@ -124,7 +119,7 @@ RenderedView Renderer::view(const KeyedFrame& keyed, ShownView shown, const std:
 }
 
 Renderer::Pixel Renderer::pixel(std::int64_t number, const KeySettings& settings, int x, int y) {
-  const auto picture = source(number, 1, {});
+  const auto picture = clip_.picture(number);
   const Seat seat(*this, takeDesk(picture, settings, clip_.fields()));
   FrameKeyer& keyer = (*seat).keyer;
   Pixel pixel{};

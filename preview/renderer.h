@@ -56,7 +56,7 @@ class Renderer {
   // A desk in use; goes back by itself.
   class Seat;
 
-  std::shared_ptr<const Image> source(std::int64_t number, int scale, const Abandon& abandoned);
+  std::shared_ptr<const Image> reduced(const std::shared_ptr<const Image>& full, int scale);
   DeskPtr takeDesk(const std::shared_ptr<const Image>& source, KeySettings settings, bool fields);
   void giveBack(DeskPtr desk);
 
