@@ -17,15 +17,15 @@ export class Lost extends Error {
   }
 }
 
-async function ask(path, options = {}) {
-  let answer;
+// Asks, and reads the answer's body with `read`.
+async function ask(path, options, read) {
   try {
-    answer = await fetch(`api/${path}`, {cache: 'no-store', ...options});
+    const answer = await fetch(`api/${path}`, {cache: 'no-store', ...options});
+    if (!answer.ok) throw await refusalOf(answer);
+    return await read(answer);
   } catch (error) {
-    throw error.name === 'AbortError' ? error : new Lost();
+    throw error instanceof TypeError ? new Lost() : error;  // what fetch throws when a connection fails or ends
   }
-  if (!answer.ok) throw await refusalOf(answer);
-  return answer;
 }
 
 async function refusalOf(answer) {
@@ -40,12 +40,14 @@ async function refusalOf(answer) {
 const asJson = (method, body, signal) =>
   ({method, body: JSON.stringify(body), signal, headers: {'Content-Type': 'application/json'}});
 
-export const get = async (path) => (await ask(path)).json();
-export const post = async (path, body, signal) => (await ask(path, asJson('POST', body, signal))).json();
-export const postForText = async (path, body) => (await ask(path, asJson('POST', body))).text();
-export const sendText = async (path, text) =>
-  (await ask(path, {method: 'POST', body: text, headers: {'Content-Type': 'text/plain'}})).json();
-export const remove = (path) => ask(path, {method: 'DELETE'});
+const json = (answer) => answer.json();
+
+export const get = (path) => ask(path, {}, json);
+export const post = (path, body, signal) => ask(path, asJson('POST', body, signal), json);
+export const postForText = (path, body) => ask(path, asJson('POST', body), (answer) => answer.text());
+export const sendText = (path, text) =>
+  ask(path, {method: 'POST', body: text, headers: {'Content-Type': 'text/plain'}}, json);
+export const remove = (path) => ask(path, {method: 'DELETE'}, json);
 
 // A picture: its bytes are red, green, blue, alpha, straight, in packed rows. `scale` is how much smaller it is than
 // the frame; `status` the status view's counts, or null.
@@ -61,5 +63,5 @@ async function pictureOf(answer) {
   };
 }
 
-export const picture = async (request, signal) => pictureOf(await ask('picture', asJson('POST', request, signal)));
-export const thumbnail = async (frame, height) => pictureOf(await ask(`thumbnail?frame=${frame}&height=${height}`));
+export const picture = (request, signal) => ask('picture', asJson('POST', request, signal), pictureOf);
+export const thumbnail = (frame, height) => ask(`thumbnail?frame=${frame}&height=${height}`, {}, pictureOf);

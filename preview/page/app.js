@@ -9,7 +9,7 @@ import {Export} from './export.js';
 import {Eyedropper} from './eyedropper.js';
 import {Hover} from './hover.js';
 import {KeyColor} from './key_color.js';
-import {hideMessage, tell, tellError, tellFound} from './message.js';
+import {hideMessage, tell, tellEnd, tellError, tellFound} from './message.js';
 import {Player} from './player.js';
 import {Presets} from './presets.js';
 import {Proposal} from './proposal.js';
@@ -51,8 +51,8 @@ function watchServer() {
   byId('quit').onclick = async () => {
     clearInterval(watch);
     byId('help').close();
-    await api.post('quit', {}).catch(tellError);
-    tell('The program has ended; this page can be closed.');
+    tellEnd('The program has ended; this page can be closed.');
+    await api.post('quit', {});
   };
 }
 

@@ -6,8 +6,10 @@ import {Lost} from './api.js';
 const kShownFor = 4000;  // milliseconds; errors stay until they are dismissed
 
 let timer = 0;
+let ended = false;
 
 function show(text, kind) {
+  if (ended) return;
   clearTimeout(timer);
   const box = byId('message');
   byId('message-text').textContent = text;
@@ -20,13 +22,20 @@ export function hideMessage() {
 }
 
 export function tell(text) {
-  if (byId('message').dataset.kind === 'lost' && !byId('message').hidden) return;
+  const box = byId('message');
+  if (ended || (box.dataset.kind === 'lost' && !box.hidden)) return;
   show(text, 'news');
   timer = setTimeout(hideMessage, kShownFor);
 }
 
 export function tellError(error) {
   show(error.message, error instanceof Lost ? 'lost' : 'error');
+}
+
+// The program was ended on purpose: the last that there is to say.
+export function tellEnd(text) {
+  show(text, 'news');
+  ended = true;
 }
 
 // The server answers again.

@@ -117,6 +117,8 @@ test('an answer that comes late is not drawn over a newer picture', async () => 
 test('the program can be ended from the page', async () => {
   const own = await startPreview(setup.clip);
   const {page, watch} = await openPage({browser: setup.browser, address: own.address});
+  await page.waitForFunction(() => /\d %/.test(document.getElementById('strip-clear').textContent));
+  await page.waitForTimeout(1000);  // nothing is under way
   await page.keyboard.press('?');
   await page.locator('#quit').click();
   assert.equal(await own.ended, 0);
