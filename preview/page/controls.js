@@ -15,10 +15,12 @@ class ToggleRow {
   constructor(state, parameter, name) {
     const {slug, label, help, default: standard} = parameter;
     this.#box = make('input', {type: 'checkbox', id: `set-${slug}`, 'aria-label': name});
-    this.element = make('div', {className: 'toggle-row', title: `${help}\nDefault: ${shown(standard)}. Double click resets.`},
+    const title = `${help}\nDefault: ${shown(standard)}. Double click resets.`;
+    this.element = make('div', {className: 'toggle-row', title},
                         make('label', {htmlFor: `set-${slug}`}, this.#box, label), make('span', {className: 'mark'}));
-    this.#box.onchange = (event) => state.change({[slug]: this.#box.checked}, {time: event.timeStamp});
-    this.element.ondblclick = () => state.change({[slug]: standard});
+    this.#box.onchange = (event) =>
+      state.change({[slug]: this.#box.checked}, {merge: slug, time: event.timeStamp});
+    this.element.ondblclick = () => state.change({[slug]: standard}, {merge: slug});
     this.follow = () => {
       this.#box.checked = state.value(slug);
       this.element.classList.toggle('changed', state.value(slug) !== standard);

@@ -60,8 +60,9 @@ export class Export {
   }
 
   #fillForm() {
-    const options = (key) => this.#kinds.flatMap((kind, at) => kind.key === key ?
-        [make('option', {value: at, textContent: key === 'delivery' ? `${kind.slug}: ${kind.label}` : kind.label})] : []);
+    const textOf = ({key, slug, label}) => (key === 'delivery' ? `${slug}: ${label}` : label);
+    const option = (kind, at) => make('option', {value: at, textContent: textOf(kind)});
+    const options = (key) => this.#kinds.flatMap((kind, at) => (kind.key === key ? [option(kind, at)] : []));
     byId('export-kind').append(make('optgroup', {label: 'For'}, ...options('delivery')),
                                make('optgroup', {label: 'Codec'}, ...options('codec')));
     byId('export-view').append(

@@ -1,5 +1,7 @@
 // Undo and redo: a list of changes, each with the state before and after it.
 
+import {same} from './values.js';
+
 const kMergeWithin = 600;  // milliseconds between two key presses on the same control that count as one change
 
 export class History {
@@ -15,6 +17,7 @@ export class History {
     const openUntil = dragging ? Infinity : now + kMergeWithin;
     if (joins) Object.assign(last, {after: change.after, label: change.label, openUntil});
     else this.#done.push({...change, merge, openUntil});
+    if (joins && same(last.before, last.after)) this.#done.pop();  // there and back again
     this.#undone = [];
   }
 

@@ -48,6 +48,5 @@ export class Hover {
     showColor('result', result);
     byId('at-alpha').textContent = alpha;
     byId('at-treatment').textContent = treatment;
-    byId('readout').dataset.treatment = treatment;
   }
 }

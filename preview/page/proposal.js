@@ -33,7 +33,8 @@ export class Proposal {
   #show(settings, reasons) {
     byId('proposal-reasons').replaceChildren(...reasons.flatMap(({slug, sentence}) => {
       const label = this.#state.bySlug.get(slug)?.label ?? slug;
-      return [make('dt', {}, label, ' ', make('b', {}, slug in settings ? shown(settings[slug]) : '')), make('dd', {}, sentence)];
+      const value = make('b', {}, slug in settings ? shown(settings[slug]) : '');
+      return [make('dt', {}, label, ' ', value), make('dd', {}, sentence)];
     }));
     tell('The proposed settings are in; Undo takes them back.');
     open('proposal');

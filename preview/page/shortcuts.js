@@ -85,7 +85,8 @@ function fillHelp(table) {
 
 export function listen(parts) {
   const table = tableOf(parts);
-  const actions = new Map(Object.values(table).flat().flatMap(([names, , , action]) => names.map((name) => [name, action])));
+  const rows = Object.values(table).flat();
+  const actions = new Map(rows.flatMap(([names, , , action]) => names.map((name) => [name, action])));
   fillHelp(table);
   byId('open-help').onclick = () => open('help');
   document.addEventListener('keydown', (event) => {

@@ -15,8 +15,9 @@ export class SliderRow {
     const {slug, label, minimum: min, maximum: max, help, default: standard} = parameter;
     this.#state = state;
     this.#parameter = parameter;
-    this.#slider = make('input', {type: 'range', id: `set-${slug}`, min, max, step: 1, 'aria-label': name});
-    this.#number = make('input', {type: 'number', id: `number-${slug}`, min, max, step: 1, 'aria-label': `${name}, number`});
+    const range = {min, max, step: 1};
+    this.#slider = make('input', {type: 'range', id: `set-${slug}`, ...range, 'aria-label': name});
+    this.#number = make('input', {type: 'number', id: `number-${slug}`, ...range, 'aria-label': `${name}, number`});
     const title = `${label}: ${help}\n${min} to ${max}, default ${standard}. Double click resets.`;
     this.element = make('div', {className: 'slider-row', title}, make('label', {htmlFor: `set-${slug}`}, label),
                         make('span', {className: 'track-of'}, this.#slider, make('i', {className: 'standard'})),

@@ -57,7 +57,9 @@ export class Strip {
   }
 
   #take({frames}) {
-    for (const [frame, clear, partial, solid, flicker] of frames) this.#frames.set(frame, {clear, partial, solid, flicker});
+    for (const [frame, clear, partial, solid, flicker] of frames) {
+      this.#frames.set(frame, {clear, partial, solid, flicker});
+    }
     this.#canvas.classList.remove('old');
     this.#draw();
     this.#describe();

@@ -49,7 +49,8 @@ export class Timeline {
 
   #listenButtons() {
     const actions = {
-      'first': () => this.toIn(), 'last': () => this.toOut(), 'previous': () => this.step(-1), 'next': () => this.step(1),
+      'first': () => this.toIn(), 'last': () => this.toOut(),
+      'previous': () => this.step(-1), 'next': () => this.step(1),
       'set-in': () => this.setIn(), 'set-out': () => this.setOut(), 'clear-range': () => this.clearRange(),
     };
     for (const [id, action] of Object.entries(actions)) byId(id).onclick = action;
@@ -72,8 +73,9 @@ export class Timeline {
       follow(this.#track, event, scrub);
       byId('playhead').focus({preventScroll: true});
     });
-    this.#listenEdge('in-edge', () => this.#state.range.start, (at) => this.#state.setRange(at, this.#state.range.end));
-    this.#listenEdge('out-edge', () => this.#state.range.end, (at) => this.#state.setRange(this.#state.range.start, at));
+    const state = this.#state;
+    this.#listenEdge('in-edge', () => state.range.start, (at) => state.setRange(at, state.range.end));
+    this.#listenEdge('out-edge', () => state.range.end, (at) => state.setRange(state.range.start, at));
     this.#listenKeys('playhead', (step) => this.step(step));
   }
 

@@ -55,14 +55,8 @@ export class Viewer {
 
   #arrange() {
     this.#stage.dataset.layout = this.#state.layout;
-    this.#applyOver();
     this.place();
     this.#refresh({});
-  }
-
-  #applyOver() {
-    const {over} = this.#state;
-    this.#stage.dataset.over = over === 'checkerboard' ? 'checkerboard' : 'color';
   }
 
   #refresh(change) {

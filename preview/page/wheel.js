@@ -15,7 +15,8 @@ const isDespill = (line) => line.includes('despill');
 // A colour of medium brightness at (I, Q).
 function colorAt(i, q) {
   const level = (value) => Math.min(255, Math.max(0, Math.round(value)));
-  return [kMidLuma + 0.956 * i + 0.621 * q, kMidLuma - 0.272 * i - 0.647 * q, kMidLuma - 1.106 * i + 1.703 * q].map(level);
+  const shifts = [0.956 * i + 0.621 * q, -0.272 * i - 0.647 * q, -1.106 * i + 1.703 * q];
+  return shifts.map((shift) => level(kMidLuma + shift));
 }
 
 const parse = (text) => [0, 2, 4].map((at) => parseInt(text.slice(at, at + 2), 16));

@@ -5,7 +5,8 @@ import {readFile, stat, writeFile} from 'node:fs/promises';
 import {join} from 'node:path';
 import {after, before, test} from 'node:test';
 
-import {assertClean, begin, closeDialog, enter, framesOf, kalvetra, openPage, pictureAfter, run} from './support.mjs';
+import {assertClean, begin, closeDialog, enter, framesOf, kalvetra, openPage, pictureAfter, run,
+        startPreview} from './support.mjs';
 
 let setup;
 before(async () => { setup = await begin({inFolder: true}); });
@@ -141,4 +142,34 @@ test('an export shows its progress, is cancelled, made, and downloaded', async (
   await page.waitForFunction(() => document.getElementById('export-outcome').classList.contains('error'));
   assert.match(await page.locator('#export-outcome').textContent(), /made\.mkv/);
   await page.close();
+});
+
+test('the result over a file of the folder is the command’s composite', async () => {
+  const sky = join(setup.folder, 'sky.png');
+  await run('ffmpeg', ['-v', 'error', '-f', 'lavfi', '-i', 'testsrc=s=320x180', '-frames:v', '1', sky]);
+  const {page, watch} = await openPage(setup);
+  const bytes = await pictureAfter(page, 'composite', () => page.locator('#over').selectOption('file:sky.png'));
+  const color = await page.locator('#key-hex').inputValue();
+  const out = join(setup.folder, 'over.mkv');
+  await run(kalvetra, ['key', setup.clip, '-f', 'null', '--key-color', color, '--frames', '1', '--also', `comp=${out}`,
+                       '--over', sky]);
+  const [frame] = await framesOf(out, 1280, 720);
+  assert.ok(frame.equals(bytes));
+  assertClean(watch);
+  await page.close();
+});
+
+test('a clip without a green backdrop opens all the same, and says what to do', async () => {
+  const red = join(setup.folder, 'red.mp4');
+  await run('ffmpeg', ['-v', 'error', '-f', 'lavfi', '-i', 'color=red:s=320x180:d=0.2', red]);
+  const own = await startPreview(red, '--background', setup.clip);
+  const {page, watch} = await openPage({browser: setup.browser, address: own.address}, {view: 'composite'});
+  assert.match(await page.locator('#key-note').textContent(), /No green backdrop was found/);
+  assert.equal(await page.locator('#over').inputValue(), 'file:shot.mp4');
+  assert.equal(await page.locator('#key-hex').inputValue(), '#000000');
+  assertClean(watch);
+  await page.locator('#auto-pick').click();
+  await page.waitForSelector('#message[data-kind=error]:not([hidden])');
+  await page.close();
+  await own.stop();
 });

@@ -12,7 +12,8 @@ let setup;
 before(async () => { setup = await begin({clip: {frames: 2, size: '1920x1080'}}); });
 after(() => setup?.end());
 
-const measured = (page) => page.evaluate(() => performance.getEntriesByName('input to picture').map(({duration}) => duration));
+const measured = (page) => page.evaluate(
+    () => performance.getEntriesByName('input to picture').map(({duration}) => duration));
 
 test('slider moves reach the screen', async () => {
   const {page, watch} = await openPage(setup);
@@ -38,7 +39,8 @@ test('slider moves reach the screen', async () => {
   const times = (await measured(page)).slice(0, kMoves).sort((a, b) => a - b);
   assert.equal(times.length, kMoves);
   const at = (share) => Math.round(times[Math.floor(share * (kMoves - 1))]);
-  console.log(`input to picture, 1920 x 1080, ${kMoves} moves: median ${at(0.5)} ms, 90 % within ${at(0.9)} ms, longest ${at(1)} ms`);
+  console.log(`input to picture, 1920 x 1080, ${kMoves} moves: median ${at(0.5)} ms, 90 % within ${at(0.9)} ms, ` +
+              `longest ${at(1)} ms`);
   assertClean(watch);
   await page.close();
 });

@@ -26,7 +26,8 @@ test('curves have the values that the keyer gives them', () => {
 
 test('a drag is one step of the history, two drags are two', () => {
   const history = new History();
-  const add = (before, after, dragging) => history.add({slot: 'A', before, after, label: ''}, {merge: 'shadow', dragging});
+  const add = (before, after, dragging) =>
+    history.add({slot: 'A', before, after, label: ''}, {merge: 'shadow', dragging});
   add(1, 2, true);
   add(2, 3, true);
   history.close();
@@ -39,6 +40,9 @@ test('a drag is one step of the history, two drags are two', () => {
   add(3, 9, false);  // a new change ends what could be done again, and does not join what was undone
   assert.equal(history.redo(), null);
   assert.equal(history.undo().before, 3);
+  add(3, 5, true);
+  add(5, 3, true);  // there and back again is no step
+  assert.equal(history.canUndo, false);
 });
 
 test('of questions asked meanwhile only the newest follows; errors do not stop the next', async () => {

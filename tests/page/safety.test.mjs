@@ -41,7 +41,8 @@ test('foreign hosts and origins are refused', async () => {
 test('another site’s page reads nothing', async () => {
   const page = await setup.browser.newPage();
   await page.goto('data:text/html,<p>elsewhere');
-  const outcome = await page.evaluate((address) => fetch(`${address}api/clip`).then(() => 'read', () => 'refused'), setup.address);
+  const outcome = await page.evaluate(
+      (address) => fetch(`${address}api/clip`).then(() => 'read', () => 'refused'), setup.address);
   assert.equal(outcome, 'refused');
   await page.close();
 });
@@ -51,7 +52,8 @@ test('a storm of requests, broken ones among them, is survived while the page wo
   const {settings} = await (await ask(setup.address, 'clip')).json();
   const storm = Array.from({length: 200}, (_, at) => at % 4 === 0 ?
       fetch(`${setup.address}api/picture`, {method: 'POST', body: '{'}) :
-      ask(setup.address, 'picture', {frame: at % 3, view: 'matte', settings, scale: 4, viewer: `storm${at % 5}`, sequence: at}));
+      ask(setup.address, 'picture',
+          {frame: at % 3, view: 'matte', settings, scale: 4, viewer: `storm${at % 5}`, sequence: at}));
   const statuses = (await Promise.all(storm)).map(({status}) => status);
   assert.equal(statuses.filter((status) => status === 400).length, 50);
   assert.ok(statuses.every((status) => [200, 400, 409].includes(status)), String(new Set(statuses)));
@@ -81,7 +83,9 @@ test('at most one picture a viewer is under way, and the newest setting is the o
     most = Math.max(most, underWay += 1);
     last = one.postDataJSON();
   });
-  for (const name of ['requestfinished', 'requestfailed']) page.on(name, (one) => { underWay -= isPicture(one) ? 1 : 0; });
+  const end = (one) => { underWay -= isPicture(one) ? 1 : 0; };
+  page.on('requestfinished', end);
+  page.on('requestfailed', end);
   await page.locator('#set-clip-black').focus();
   for (let press = 0; press < 60; ++press) await page.keyboard.press('ArrowRight');
   await page.waitForTimeout(1000);

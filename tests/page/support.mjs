@@ -37,7 +37,8 @@ export async function makeClip({frames = 8, size = null} = {}) {
   const clip = join(folder, 'shot.mp4');
   const drawn = size ? join(folder, 'drawn.mp4') : clip;
   await run(kalvetra, ['sample', drawn, '--frames', String(frames)]);
-  if (size) await run('ffmpeg', ['-v', 'error', '-i', drawn, '-vf', `scale=${size.replace('x', ':')}`, '-crf', '16', clip]);
+  const scaling = `scale=${size?.replace('x', ':')}`;
+  if (size) await run('ffmpeg', ['-v', 'error', '-i', drawn, '-vf', scaling, '-crf', '16', clip]);
   return {folder, clip, remove: () => rm(folder, {recursive: true, force: true})};
 }
 
@@ -71,18 +72,19 @@ export async function begin({clip: clipOptions, options = [], inFolder = false} 
 
 // A page that has drawn its first picture. `watch` collects what must not be: messages of the console, and requests to
 // others than the server.
-export async function openPage({browser, address}, {size = {width: 1280, height: 720}, ...more} = {}) {
+export async function openPage({browser, address}, {size = {width: 1280, height: 720}, view = 'result', ...more} = {}) {
   const page = await browser.newPage({viewport: size, colorScheme: 'dark', ...more});
   const watch = {problems: [], foreign: []};
   page.on('console', (message) => {
-    if (['error', 'warning'].includes(message.type())) watch.problems.push(`${message.text()} ${message.location().url}`);
+    const text = `${message.text()} ${message.location().url}`;
+    if (['error', 'warning'].includes(message.type())) watch.problems.push(text);
   });
   page.on('pageerror', (error) => watch.problems.push(String(error)));
   page.on('request', (request) => {
     if (!request.url().startsWith(address) && !request.url().startsWith('blob:')) watch.foreign.push(request.url());
   });
   await page.goto(address);
-  await drawn(page, {view: 'result'});
+  await drawn(page, {view});
   return {page, watch};
 }
 

@@ -35,7 +35,8 @@ test('wipe and side by side show two views at once', async () => {
   const {page, watch} = await openPage(setup);
   await page.keyboard.press('w');
   await drawn(page, {pane: 'second', view: 'source'});
-  assert.match(await page.locator('#pane-second').evaluate((pane) => pane.style.clipPath), /inset\(0(px)? 0(px)? 0(px)? 50%\)/);
+  const clipped = await page.locator('#pane-second').evaluate((pane) => pane.style.clipPath);
+  assert.match(clipped, /inset\(0(px)? 0(px)? 0(px)? 50%\)/);
   const line = await boxOf(page, '#wipe');
   const stage = await boxOf(page, '#stage');
   await page.mouse.move(line.x + line.width / 2, line.y + 50);
@@ -65,7 +66,9 @@ test('the wheel zooms to single pixels at the pointer, a drag pans, F fits again
   await page.mouse.move(point.x, point.y);
   for (let turn = 0; turn < 12; ++turn) await page.mouse.wheel(0, -240);
   await page.waitForFunction(() => document.querySelector('#pane-main canvas').classList.contains('pixels'));
-  assert.equal(await page.locator('#pane-main canvas').evaluate((canvas) => getComputedStyle(canvas).imageRendering), 'pixelated');
+  const canvas = page.locator('#pane-main canvas');
+  const rendering = await canvas.evaluate((one) => getComputedStyle(one).imageRendering);
+  assert.equal(rendering, 'pixelated');
   const large = await boxOf(page, '#pane-main canvas');
   assert.ok(large.width / 1280 > 8, `${large.width / 1280} screen pixels a pixel`);
   const now = {x: (point.x - large.x) / large.width * 1280, y: (point.y - large.y) / large.height * 720};
