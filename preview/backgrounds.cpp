@@ -4,6 +4,12 @@
 
 namespace kalvetra {
 
+namespace {
+
+constexpr std::size_t kKept = std::size_t{64} << 20;  // bytes of a background's pictures
+
+}  // namespace
+
 // Call it with the mutex held.
 Backgrounds::Entry& Backgrounds::entry(const std::string& over) {
   const auto found = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& e) { return e.over == over; });
@@ -15,7 +21,7 @@ Backgrounds::Entry& Backgrounds::entry(const std::string& over) {
   if (over.starts_with('#')) {
     fresh.picture = Background(over, clip_.format(), 1, stop_).next();
   } else {
-    fresh.file = std::make_shared<ClipFrames>(over, SourceOptions(), threads_, stop_, false);
+    fresh.file = std::make_shared<ClipFrames>(over, SourceOptions(), threads_, stop_, false, kKept);
   }
   entries_.push_front(std::move(fresh));
   if (entries_.size() > kMost) entries_.pop_back();

@@ -9,8 +9,6 @@ namespace kalvetra {
 
 namespace {
 
-constexpr std::size_t kKeptDecoded = std::size_t{256} << 20;    // bytes
-constexpr std::size_t kKeptConverted = std::size_t{128} << 20;  // bytes
 constexpr std::int64_t kNearStart = 60;  // pictures that are decoded without waiting for the index
 constexpr std::chrono::milliseconds kPatience{3000}, kGlance{20};
 
@@ -22,11 +20,12 @@ const std::string& searchable(const std::string& path) {
 }  // namespace
 
 ClipFrames::ClipFrames(const std::string& path, const SourceOptions& options, int threads,
-                       const std::atomic<bool>& stop, bool keysFields)
+                       const std::atomic<bool>& stop, bool keysFields, std::size_t keptBytes)
     : stop_(stop),
       keysFields_(keysFields),
+      keptConverted_(keptBytes / 2),
       description_(searchable(path), options, 1, stop),
-      access_(path, options, threads, stop, kKeptDecoded) {
+      access_(path, options, threads, stop, keptBytes) {
   const std::int64_t firstTime = access_.firstTime();
   index_ = std::async(std::launch::async, [this, path, options, firstTime] {
     auto index = std::make_shared<PictureIndex>();
@@ -73,7 +72,7 @@ std::shared_ptr<const Image> ClipFrames::known(std::int64_t number) {
 void ClipFrames::remember(std::int64_t number, const std::shared_ptr<const Image>& image) {
   const std::lock_guard lock(mutex_);
   converted_.push_front({number, image});
-  const std::size_t most = std::max<std::size_t>(kKeptConverted / std::max<std::size_t>(image->argb.size(), 1), 2);
+  const std::size_t most = std::max<std::size_t>(keptConverted_ / std::max<std::size_t>(image->argb.size(), 1), 2);
   while (converted_.size() > most) converted_.pop_back();
 }
 

@@ -19,11 +19,14 @@ using Abandon = std::function<bool()>;
 
 class ClipFrames {
  public:
+  static constexpr std::size_t kUsuallyKept = std::size_t{256} << 20;
+
   // Opens the clip and begins to index it. Throws UserError when there is no picture to be read. `stop`, once true,
   // ends all reading; it must outlive this.
-  // Without `keysFields` interlaced pictures are converted as a whole.
+  // Without `keysFields` interlaced pictures are converted as a whole. Up to `keptBytes` of decoded pictures are kept,
+  // and half as many of converted ones.
   ClipFrames(const std::string& path, const SourceOptions& options, int threads, const std::atomic<bool>& stop,
-             bool keysFields = true);
+             bool keysFields = true, std::size_t keptBytes = kUsuallyKept);
   ~ClipFrames();
 
   // Of the clip; its reader may not be moved.
@@ -58,6 +61,7 @@ class ClipFrames {
   const std::atomic<bool>& stop_;
   std::atomic<bool> closing_{false};
   const bool keysFields_;
+  const std::size_t keptConverted_;  // bytes
   const Reader description_;
   std::mutex decoding_;  // of access_
   FrameAccess access_;

@@ -9,6 +9,7 @@ namespace kalvetra {
 namespace {
 
 constexpr int kRendersAtOnce = 2;
+constexpr std::size_t kKeptForThumbnails = std::size_t{32} << 20;  // bytes
 
 Pick lookForBackdrop(const PreviewOptions& options, const std::atomic<bool>& stop) {
   try {
@@ -30,7 +31,7 @@ PreviewContext::PreviewContext(PreviewOptions given, std::atomic<bool>& stopWord
       stop(stopWord),
       turns(kRendersAtOnce),
       clip(options.input, options.source, options.threads, stop),
-      thumbnails(options.input, options.source, options.threads, stop),
+      thumbnails(options.input, options.source, options.threads, stop, true, kKeptForThumbnails),
       renderer(clip),
       backgrounds(clip, options.threads, stop) {
   if (!options.preset.empty()) preset_ = readPreset(options.preset);

@@ -84,6 +84,8 @@ const char* sentenceFor(int status) {
   switch (status) {
     case 404:
       return "there is nothing at this address";
+    case 411:
+      return "the request does not say how long it is";
     case 413:
       return "the request is larger than 1 MiB";
     case 414:
@@ -115,6 +117,13 @@ class PreviewServer::Http {
     };
     server_.Get(".*", handle).Post(".*", handle).Delete(".*", handle).Put(".*", handle).Patch(".*", handle);
     server_.Options(".*", handle);
+    // The library bounds bodies by the length that they declare, and by nothing else.
+    server_.set_pre_routing_handler([](const httplib::Request& request, httplib::Response& response) {
+      const bool lacksLength = request.method == "POST" && !request.has_header("Content-Length");
+      if (!lacksLength && !request.has_header("Transfer-Encoding")) return httplib::Server::HandlerResponse::Unhandled;
+      send(errorAnswer(411, sentenceFor(411)), response);
+      return httplib::Server::HandlerResponse::Handled;
+    });
     server_.set_error_handler([](const httplib::Request&, httplib::Response& response) {
       if (response.content_length_ == 0) send(errorAnswer(response.status, sentenceFor(response.status)), response);
     });
@@ -126,9 +135,13 @@ class PreviewServer::Http {
   int port() const { return port_; }
 
   void run(const std::atomic<bool>& stop) {
-    std::thread listener([this] { server_.listen_after_bind(); });
-    while (!stop) std::this_thread::sleep_for(kStopInterval);
-    while (!server_.is_running()) std::this_thread::sleep_for(kStopInterval);
+    std::atomic<bool> over{false};
+    std::thread listener([&] {
+      server_.listen_after_bind();
+      over = true;
+    });
+    // Before it is running it cannot be stopped.
+    while (!over && !(stop && server_.is_running())) std::this_thread::sleep_for(kStopInterval);
     server_.stop();
     listener.join();
   }

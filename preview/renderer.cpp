@@ -12,7 +12,7 @@ namespace kalvetra {
 
 namespace {
 
-constexpr std::size_t kMostDesks = 4;    // at rest
+constexpr std::size_t kMostDesks = 3;    // at rest
 constexpr std::size_t kMostReduced = 4;  // pictures
 
 // Alpha, red, green, blue to red, green, blue, alpha.

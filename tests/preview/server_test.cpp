@@ -105,6 +105,42 @@ TEST_F(ServerTest, BoundsBodies) {
   EXPECT_EQ(answer->body, R"({"error":"the request is larger than 1 MiB"})");
 }
 
+// Such bodies have no end that could be looked at beforehand.
+TEST_F(ServerTest, RefusesBodiesWithoutALength) {
+  const auto endless = [](std::size_t, httplib::DataSink& sink) {
+    const std::string piece(1 << 16, 'x');
+    return sink.write(piece.data(), piece.size());
+  };
+  httplib::Client flood = client();
+  const auto flooded = flood.Post(base_ + "api/echo", endless, "text/plain");
+  EXPECT_TRUE(!flooded || flooded->status == 411);
+  const auto chunked = client().Post(
+      base_ + "api/echo",
+      [](std::size_t, httplib::DataSink& sink) {
+        sink.write("x", 1);
+        sink.done();
+        return true;
+      },
+      "text/plain");
+  ASSERT_TRUE(chunked);
+  EXPECT_EQ(411, chunked->status);
+  EXPECT_EQ(200, client().Post(base_ + "api/echo", "x", "text/plain")->status);
+}
+
+TEST_F(ServerTest, AnswersWhatIsNoRequest) {
+  const std::string longPath = base_ + std::string(9000, 'x');
+  EXPECT_EQ(414, client().Get(longPath)->status);
+  for (const std::string method : {"BREW", "OPTIONS", "PATCH"}) {
+    httplib::Request request;
+    request.method = method;
+    request.path = base_ + "api/echo";
+    const auto answer = client().send(request);
+    ASSERT_TRUE(answer) << method;
+    EXPECT_TRUE(answer->status == 400 || answer->status == 404) << answer->status;
+    EXPECT_NE(std::string::npos, answer->body.find("\"error\""));
+  }
+}
+
 TEST_F(ServerTest, KnowsPortsThatAreTaken) { EXPECT_THROW(PreviewServer(Routes(), server_.port()), UserError); }
 
 }  // namespace
