@@ -7,26 +7,38 @@ debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavuti
   libcpp-httplib-dev)
 mac=(cmake ninja pkg-config ffmpeg tbb cli11 highway nlohmann-json cpp-httplib)
 if [ "${1:-}" = --tests ]; then
-  debian+=(libgtest-dev ffmpeg gobjc++ libgnustep-base-dev libgl-dev)
+  debian+=(libgtest-dev ffmpeg gobjc++ libgnustep-base-dev libgl-dev chromium fonts-dejavu-core)
   mac+=(googletest)
+  # Another Node than the distribution's, with its own npm, stays as it is: the packages would not go beside it.
+  command -v node >/dev/null || { debian+=(nodejs); mac+=(node); }
+  command -v npm >/dev/null || debian+=(npm)
 elif [ "${1:-}" = --bench ]; then
   debian+=(libbenchmark-dev ffmpeg frei0r-plugins)
   mac+=(google-benchmark)
 fi
 
-if command -v apt-get >/dev/null; then
-  missing=()
+install_on_debian() {
+  local missing=() as_root=() package
   for package in "${debian[@]}"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
   done
-  [ ${#missing[@]} -eq 0 ] && exit 0
-  as_root=()
+  [ ${#missing[@]} -eq 0 ] && return
   [ "$(id -u)" -eq 0 ] || as_root=(sudo)
   "${as_root[@]}" apt-get update -qq
   DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+if command -v apt-get >/dev/null; then
+  install_on_debian
 elif command -v brew >/dev/null; then
   brew install --quiet "${mac[@]}"
 else
   echo "install.sh: neither apt-get nor brew is here; install by hand: ${debian[*]}" >&2
   exit 1
+fi
+
+# The page's tests drive a browser through this library.
+page_tests=$(dirname "$0")/../tests/page
+if [ "${1:-}" = --tests ] && [ ! -d "$page_tests/node_modules" ]; then
+  (cd "$page_tests" && npm install --no-package-lock --no-audit --no-fund --silent)
 fi

@@ -1,0 +1,149 @@
+// The export: the server renders, this shows how far it is.
+
+import * as api from './api.js';
+import {open, outcome} from './dialogs.js';
+import {byId, make, percent} from './dom.js';
+import {kViewNames} from './viewer.js';
+
+const kAskAgain = 300;  // milliseconds
+const kPlain = '#808080';  // the background where only a checkerboard was chosen
+const kViews = ['result', 'matte', 'status', 'plate', 'source'];
+
+function timeLeft(seconds) {
+  const whole = Math.max(0, Math.round(seconds));
+  return `${Math.floor(whole / 60)}:${String(whole % 60).padStart(2, '0')} left`;
+}
+
+function sizeText(bytes) {
+  const [unit, size] = bytes >= 1e9 ? ['GB', 1e9] : bytes >= 1e6 ? ['MB', 1e6] : ['kB', 1e3];
+  return `${(bytes / size).toFixed(1)} ${unit}`;
+}
+
+function runningText({frames, of, fps, secondsLeft, checking}) {
+  if (checking) return 'Checking what was written…';
+  const left = secondsLeft === null ? '' : timeLeft(secondsLeft);
+  return `${frames} of ${of} frames   ${fps.toFixed(1)} fps   ${left}`;
+}
+
+const kTexts = {
+  none: () => '',
+  running: runningText,
+  done: ({files, size, folder, notes}) => [
+    `${files.join(', ')} ${files.length > 1 ? 'are' : 'is'} ready, ${sizeText(size)}${folder ? `, in ${folder}` : ''}.`,
+    ...notes,
+  ].join('\n'),
+  cancelled: () => 'Cancelled; nothing is left of it.',
+  failed: ({error}) => error,
+};
+
+export class Export {
+  #state;
+  #kinds;  // [{key: delivery or codec, slug, label, extension}]
+  #following = false;
+
+  constructor(state) {
+    this.#state = state;
+    const {deliveries, codecs} = state.clip;
+    const entry = (key) => (item) => ({key, slug: item.slug, label: item.label, extension: item.extension});
+    this.#kinds = [...deliveries.map(entry('delivery')), ...codecs.map(entry('codec'))];
+    this.#fillForm();
+    byId('step-export').onclick = () => this.open();
+    byId('export-start').onclick = () => this.#start();
+    byId('export-cancel').onclick = () => this.#cancel();
+    this.#followProgress();  // one may be under way since before the page was loaded
+  }
+
+  open() {
+    const {start, end} = this.#state.range;
+    byId('export-range').textContent = `frames ${start} to ${end - 1}, ${end - start} in all`;
+    open('export');
+  }
+
+  #fillForm() {
+    const textOf = ({key, slug, label}) => (key === 'delivery' ? `${slug}: ${label}` : label);
+    const option = (kind, at) => make('option', {value: at, textContent: textOf(kind)});
+    const options = (key) => this.#kinds.flatMap((kind, at) => (kind.key === key ? [option(kind, at)] : []));
+    byId('export-kind').append(make('optgroup', {label: 'For'}, ...options('delivery')),
+                               make('optgroup', {label: 'Codec'}, ...options('codec')));
+    byId('export-view').append(
+        ...kViews.map((view) => make('option', {value: view, textContent: kViewNames[view]})),
+        make('option', {value: 'composite', textContent: 'Result over the background'}));
+    byId('export-name').value = `${this.#state.clip.name.replace(/\.[^.]*$/, '')}-keyed`;
+    byId('export-kind').onchange = () => this.#fitName();
+    this.#fitName();
+  }
+
+  get #kind() { return this.#kinds[Number(byId('export-kind').value)]; }
+
+  // The name gets the ending of the chosen kind.
+  #fitName() {
+    const field = byId('export-name');
+    field.value = field.value.replace(/(-%0\dd)?\.[A-Za-z0-9]+$/, '') + this.#kind.extension;
+  }
+
+  // What is to be made, as the server's requests have it.
+  get request() {
+    const {settings, range, over} = this.#state;
+    const {key, slug} = this.#kind;
+    const view = byId('export-view').value;
+    const background = view === 'composite' ? {over: over === 'checkerboard' ? kPlain : over} : {};
+    return {settings, ...range, [key]: slug, view, ...background};
+  }
+
+  get name() { return byId('export-name').value.trim(); }
+
+  async #start() {
+    const replace = byId('export-replace').checked;
+    try {
+      await api.post('export', {...this.request, name: this.name, replace});
+      this.#followProgress();
+    } catch (error) {
+      outcome('export-outcome', error);
+    }
+  }
+
+  async #cancel() {
+    try {
+      await api.remove('export');
+    } catch (error) {
+      outcome('export-outcome', error);
+    }
+  }
+
+  async #followProgress() {
+    if (this.#following) return;
+    this.#following = true;
+    try {
+      for (let running = true; running;) {
+        const progress = await api.get('export');
+        this.#show(progress);
+        running = progress.state === 'running';
+        if (running) await new Promise((done) => setTimeout(done, kAskAgain));
+      }
+    } catch (error) {
+      outcome('export-outcome', error);
+    }
+    this.#following = false;
+  }
+
+  #offer(files) {
+    byId('export-files').replaceChildren(...files.map((name, at) => make('a', {
+      className: 'button', href: `api/export/file?index=${at}`, download: name, textContent: `Download ${name}`,
+    })));
+  }
+
+  #show(progress) {
+    const {state, frames, of} = progress;
+    const running = state === 'running';
+    const share = running && of ? frames / of : 0;
+    byId('export-progress').hidden = !running;
+    byId('export-progress').value = share;
+    byId('export-start').hidden = running;
+    byId('export-cancel').hidden = !running;
+    this.#offer(state === 'done' && !progress.sequence ? progress.files : []);
+    if (state === 'done') this.#state.emit('exported');
+    byId('export-label').textContent = running ? `Export ${percent(share, 0)}` : 'Export';
+    const text = kTexts[state](progress);
+    outcome('export-outcome', state === 'failed' ? new Error(text) : text);
+  }
+}

@@ -1,0 +1,52 @@
+// What the pixel under the pointer is: source, plate, alpha, result, treatment.
+
+import * as api from './api.js';
+import {byId, hex} from './dom.js';
+import {Newest} from './newest.js';
+
+const triple = (color) => color.slice(0, 3).join(' ');
+
+function showColor(name, color) {
+  byId(`at-${name}`).textContent = triple(color);
+  byId(`at-${name}-color`).style.background = hex(color.slice(0, 3));
+}
+
+export class Hover {
+  #state;
+  #newest;
+  #pixel = null;
+
+  constructor(state, viewer, fail) {
+    this.#state = state;
+    this.#newest = new Newest({
+      ask: (question, signal) => api.post('pixel', question, signal),
+      take: (answer, {x, y}) => this.#show(answer, x, y),
+      fail,
+    });
+    const stage = byId('stage');
+    stage.addEventListener('pointermove', (event) => this.#at(viewer.pixelAt(event)));
+    stage.addEventListener('pointerleave', () => this.#at(null));
+    state.on('drawn', () => this.#ask());
+  }
+
+  #at(pixel) {
+    this.#pixel = pixel;
+    if (pixel) this.#ask();
+    else this.#newest.forget();
+  }
+
+  #ask() {
+    if (!this.#pixel) return;
+    const {frame, settings} = this.#state;
+    this.#newest.want({frame, ...this.#pixel, settings});
+  }
+
+  #show({source, plate, alpha, result, treatment}, x, y) {
+    byId('at-place').textContent = `x ${x}  y ${y}`;
+    showColor('source', source);
+    showColor('plate', plate);
+    showColor('result', result);
+    byId('at-alpha').textContent = alpha;
+    byId('at-treatment').textContent = treatment;
+  }
+}

@@ -1,0 +1,93 @@
+// One slider with its number. It is disabled while the toggle that it depends on is off.
+
+import {clamp, make} from './dom.js';
+
+const kCoarse = 10;  // steps of an arrow key with Shift
+
+export class SliderRow {
+  #state;
+  #parameter;
+  #slider;
+  #number;
+  #dragging = false;
+
+  constructor(state, parameter, name) {
+    const {slug, label, minimum: min, maximum: max, help, default: standard} = parameter;
+    this.#state = state;
+    this.#parameter = parameter;
+    const range = {min, max, step: 1};
+    this.#slider = make('input', {type: 'range', id: `set-${slug}`, ...range, 'aria-label': name});
+    this.#number = make('input', {type: 'number', id: `number-${slug}`, ...range, 'aria-label': `${name}, number`});
+    const title = `${label}: ${help}\n${min} to ${max}, default ${standard}. Double click resets.`;
+    this.element = make('div', {className: 'slider-row', title}, make('label', {htmlFor: `set-${slug}`}, label),
+                        make('span', {className: 'track-of'}, this.#slider, make('i', {className: 'standard'})),
+                        this.#number, make('span', {className: 'mark'}));
+    this.element.style.setProperty('--standard', this.#share(standard));
+    this.#listen(standard);
+  }
+
+  #share(value) {
+    const {minimum, maximum} = this.#parameter;
+    return (value - minimum) / (maximum - minimum);
+  }
+
+  #listen(standard) {
+    const slider = this.#slider;
+    slider.onpointerdown = () => { this.#dragging = true; };
+    slider.oninput = (event) => this.#set(slider.valueAsNumber, event, {moving: true});
+    slider.onchange = () => {
+      if (this.#dragging) this.#state.settle();
+      this.#dragging = false;
+    };
+    this.#number.onchange = (event) => this.#enter(event);
+    for (const field of [slider, this.#number]) field.onkeydown = (event) => this.#key(event);
+    this.element.ondblclick = (event) => {
+      if (event.target !== this.#number) this.#reset(standard);
+    };
+  }
+
+  #set(value, event, how = {}) {
+    const {slug} = this.#parameter;
+    const options = {merge: slug, dragging: this.#dragging, time: event.timeStamp, ...how};
+    this.#state.change({[slug]: value}, options);
+  }
+
+  #enter(event) {
+    const {minimum, maximum} = this.#parameter;
+    const value = Math.round(this.#number.valueAsNumber);
+    if (Number.isFinite(value)) this.#set(clamp(value, minimum, maximum), event);
+    this.follow();
+  }
+
+  // Arrows step by one, with Shift by ten, in the slider and in the number alike.
+  #key(event) {
+    const direction = {ArrowUp: 1, ArrowRight: 1, ArrowDown: -1, ArrowLeft: -1}[event.key];
+    const sideways = event.key === 'ArrowLeft' || event.key === 'ArrowRight';
+    if (!direction || event.ctrlKey || event.metaKey || event.altKey) return;
+    if (event.target === this.#number && sideways) return;  // moves the text cursor
+    event.preventDefault();
+    const {slug, minimum, maximum} = this.#parameter;
+    const value = this.#state.value(slug) + direction * (event.shiftKey ? kCoarse : 1);
+    this.#set(clamp(value, minimum, maximum), event, {moving: true});
+  }
+
+  #reset(standard) {
+    const {slug, label} = this.#parameter;
+    this.#state.change({[slug]: standard}, {label: `${label} reset`});
+  }
+
+  // Shows the value at the current frame.
+  follow() {
+    const {slug, toggle, default: standard} = this.#parameter;
+    const value = this.#state.value(slug);
+    const off = Boolean(toggle) && !this.#state.value(toggle);
+    this.#slider.value = value;
+    this.#number.value = value;
+    this.#slider.disabled = off;
+    this.#number.disabled = off;
+    this.element.style.setProperty('--share', this.#share(value));
+    this.element.classList.toggle('off', off);
+    this.element.classList.toggle('changed', value !== standard);
+    this.element.classList.toggle('animated', this.#state.animated(slug));
+  }
+}

@@ -1,0 +1,123 @@
+// What the page knows: the clip, the settings in their two slots, the frame, the views. Others listen to its events.
+//
+//   settings  {moving, time}: values changed; moving while the hand is on a control, time of the input event
+//   frame     {moving, time}: another frame
+//   view      the views, their arrangement or the background changed
+//   range     in or out point
+//   history   what can be undone, or the slot
+
+import {clamp} from './dom.js';
+import {History} from './history.js';
+import {isAnimated, same, shown, valueAt} from './values.js';
+
+export const kViews = ['source', 'matte', 'result', 'plate', 'status'];
+
+export class State {
+  #listeners = new Map();
+  #history = new History();
+  #slots;
+
+  constructor(clip, parameters) {
+    this.clip = clip;
+    this.parameters = parameters.filter((parameter) => parameter.kind !== 'group');
+    this.bySlug = new Map(this.parameters.map((parameter) => [parameter.slug, parameter]));
+    this.defaults = Object.fromEntries(this.parameters.map(({slug, default: value}) => [slug, value]));
+    const first = {...this.defaults, ...clip.settings};
+    this.#slots = {A: first, B: first};
+    this.slot = 'A';
+    this.frame = 0;
+    this.range = {start: 0, end: clip.frames};
+    this.view = 'result';
+    this.second = 'source';
+    this.layout = 'single';  // or wipe, side
+    this.over = clip.background ? {file: clip.background} : 'checkerboard';  // or #rrggbb
+  }
+
+  on(names, listener) {
+    for (const name of names.split(' ')) {
+      if (!this.#listeners.has(name)) this.#listeners.set(name, []);
+      this.#listeners.get(name).push(listener);
+    }
+  }
+
+  emit(name, detail = {}) {
+    for (const listener of this.#listeners.get(name) ?? []) listener(detail);
+  }
+
+  get settings() { return this.#slots[this.slot]; }
+  get canUndo() { return this.#history.canUndo; }
+  get canRedo() { return this.#history.canRedo; }
+
+  // The value of a setting at the current frame.
+  value(slug) { return valueAt(this.bySlug.get(slug), this.settings[slug], this.frame); }
+  animated(slug) { return isAnimated(this.settings[slug]); }
+
+  // Changes settings as one step of the history. `merge` joins quick or dragged changes of one control.
+  change(values, {label, merge, dragging, moving = false, time = performance.now()} = {}) {
+    const before = this.settings;
+    const after = {...before, ...values};
+    if (same(before, after)) return;
+    const text = label ?? Object.entries(values).map(([slug, value]) => `${slug} ${shown(value)}`).join(', ');
+    this.#history.add({slot: this.slot, before, after, label: text}, {merge, dragging});
+    this.#slots[this.slot] = after;
+    this.#announce({moving, time});
+  }
+
+  // The hand has let go of a control.
+  settle() { this.#history.close(); }
+
+  // Each answers what was undone or done again, or null.
+  undo() { return this.#restore(this.#history.undo(), 'before'); }
+  redo() { return this.#restore(this.#history.redo(), 'after'); }
+
+  #restore(change, side) {
+    if (!change) return null;
+    this.slot = change.slot;
+    this.#slots[change.slot] = change[side];
+    this.#announce({moving: false, time: performance.now()});
+    return change.label;
+  }
+
+  useSlot(slot) {
+    this.slot = slot;
+    this.#history.close();
+    this.#announce({moving: false, time: performance.now()});
+  }
+
+  flip() { this.useSlot(this.slot === 'A' ? 'B' : 'A'); }
+
+  // The other slot gets this one's settings. That can be undone, too.
+  copyToOther() {
+    const other = this.slot === 'A' ? 'B' : 'A';
+    const before = this.#slots[other];
+    if (same(before, this.settings)) return;
+    this.#history.add({slot: other, before, after: this.settings, label: `${this.slot} copied to ${other}`});
+    this.#slots[other] = this.settings;
+    this.emit('history');
+  }
+
+  #announce(detail) {
+    this.emit('settings', detail);
+    this.emit('history');
+  }
+
+  setFrame(frame, {moving = false, time = performance.now()} = {}) {
+    const wanted = clamp(Math.round(frame), 0, this.clip.frames - 1);
+    if (wanted === this.frame) return;
+    this.frame = wanted;
+    this.emit('frame', {moving, time});
+  }
+
+  // In and out points; `end` is the first frame behind the range.
+  setRange(start, end) {
+    const first = clamp(Math.round(start), 0, this.clip.frames - 1);
+    this.range = {start: first, end: clamp(Math.round(end), first + 1, this.clip.frames)};
+    this.emit('range');
+  }
+
+  // Any of view, second, layout, over.
+  show(values) {
+    Object.assign(this, values);
+    this.emit('view');
+  }
+}

@@ -1,0 +1,149 @@
+// From the opened clip to a matte: picking, changing, undoing.
+
+import assert from 'node:assert/strict';
+import {after, before, test} from 'node:test';
+
+import {ask, assertClean, begin, closeDialog, drawn, enter, openPage, pictureAfter, screenPoint} from './support.mjs';
+
+let setup;
+before(async () => { setup = await begin(); });
+after(() => setup?.end());
+
+const valueOf = (page, slug) => page.locator(`#number-${slug}`).inputValue();
+
+test('the clip opens with the key colour that is found in it, and says why', async () => {
+  const {page, watch} = await openPage(setup);
+  const found = await (await ask(setup.address, 'pick', {})).json();
+  assert.equal(await page.locator('#key-hex').inputValue(), found.color);
+  assert.match(await page.locator('#key-note').textContent(), /Confidence \d+ %/);
+  assert.equal(await page.locator('#clip-name').textContent(), 'shot.mp4');
+  assertClean(watch);
+  await page.close();
+});
+
+test('a pick on the picture samples the source in any view, changes the matte, and is undone', async () => {
+  const {page, watch} = await openPage(setup);
+  const opened = await page.locator('#key-hex').inputValue();
+  const first = await pictureAfter(page, 'matte', () => page.keyboard.press('2'));
+
+  const {mean, hex} = await (await ask(setup.address, 'sample',
+                                       {samples: [{frame: 0, x: 640, y: 600, width: 1, height: 1}]})).json();
+  assert.equal(mean.length, 3);
+  const point = await screenPoint(page, 640, 600);
+  await page.keyboard.press('e');
+  const picked = await pictureAfter(page, 'matte', () => page.mouse.click(point.x, point.y), {'key-color': hex});
+  assert.equal(await page.locator('#key-hex').inputValue(), hex);
+  assert.match(await page.locator('#key-note').textContent(), /Mean of 1 pixel\. Spread: luma 0\.0, chroma 0\.0/);
+  assert.notDeepEqual(picked, first);
+
+  await page.keyboard.press('Control+z');
+  await page.waitForFunction((color) => document.getElementById('key-hex').value === color, opened);
+  await page.keyboard.press('Control+Shift+Z');
+  await page.waitForFunction((color) => document.getElementById('key-hex').value === color, hex);
+  assertClean(watch);
+  await page.close();
+});
+
+test('a dragged rectangle is averaged; more samples add up over several frames', async () => {
+  const {page, watch} = await openPage(setup);
+  const samples = [{frame: 0, x: 40, y: 40, width: 21, height: 11}, {frame: 2, x: 1200, y: 60, width: 1, height: 1}];
+  const from = await screenPoint(page, 40, 40);
+  const to = await screenPoint(page, 60, 50);
+  await page.keyboard.press('Shift+E');
+  const answer = () => page.waitForResponse((response) => response.url().endsWith('api/sample'));
+  const [first] = await Promise.all([answer(), (async () => {
+    await page.mouse.move(from.x, from.y);
+    await page.mouse.down();
+    await page.mouse.move(to.x, to.y, {steps: 4});
+    await page.mouse.up();
+  })()]);
+  assert.deepEqual(first.request().postDataJSON(), {samples: samples.slice(0, 1)});
+  await page.keyboard.press('ArrowRight');
+  await page.keyboard.press('ArrowRight');
+  await drawn(page, {view: 'result', frame: 2});
+  const point = await screenPoint(page, 1200, 60);
+  const [second] = await Promise.all([answer(), page.mouse.click(point.x, point.y)]);
+  assert.deepEqual(second.request().postDataJSON(), {samples});
+  const {hex} = await (await ask(setup.address, 'sample', {samples})).json();
+  await page.waitForFunction((color) => document.getElementById('key-hex').value === color, hex);
+  assert.match(await page.locator('#key-note').textContent(), /2 samples on 2 frames, 232 pixels/);
+  await closeDialog(page);
+  assert.equal(await page.locator('#stage.picking').count(), 0);
+  assertClean(watch);
+  await page.close();
+});
+
+test('sliders: numbers, arrow keys, double click, dependence on toggles, undo of each change', async () => {
+  const {page, watch} = await openPage(setup);
+  await page.keyboard.press('2');
+  await drawn(page, {view: 'matte'});
+  const before = await pictureAfter(page, 'matte', () => enter(page, 'clip-black', 30), {'clip-black': 30});
+  const slider = page.locator('#set-clip-black');
+  await slider.focus();
+  const changed = await pictureAfter(page, 'matte', () => slider.press('Shift+ArrowUp'), {'clip-black': 40});
+  assert.equal(await valueOf(page, 'clip-black'), '40');
+  assert.notDeepEqual(changed, before);
+  await slider.press('ArrowLeft');
+  assert.equal(await valueOf(page, 'clip-black'), '39');
+  await page.locator('label[for=set-clip-black]').dblclick();
+  assert.equal(await valueOf(page, 'clip-black'), '0');
+  await page.locator('#undo').click();
+  assert.equal(await valueOf(page, 'clip-black'), '39');
+  await enter(page, 'clip-black', 1000);
+  assert.equal(await valueOf(page, 'clip-black'), '100');
+
+  assert.equal(await page.locator('#set-blur-radius').isDisabled(), true);
+  await page.locator('#set-edge-blur').check();
+  assert.equal(await page.locator('#set-blur-radius').isDisabled(), false);
+  await page.locator('#undo').click();
+  assert.equal(await page.locator('#set-edge-blur').isChecked(), false);
+  while (await page.locator('#undo').isEnabled()) await page.locator('#undo').click();
+  assert.equal(await valueOf(page, 'clip-black'), '0');
+  assertClean(watch);
+  await page.close();
+});
+
+test('the controls are those of the table', async () => {
+  const {page, watch} = await openPage(setup);
+  const {parameters} = await (await ask(setup.address, 'parameters')).json();
+  const wanted = parameters.filter(({kind}) => kind === 'slider' || kind === 'toggle').map(({slug}) => `set-${slug}`);
+  const there = await page.locator('#controls input[id^=set-]').evaluateAll((inputs) => inputs.map(({id}) => id));
+  assert.deepEqual(there, wanted);
+  for (const {slug, kind, minimum, maximum, default: standard, help} of parameters) {
+    if (kind !== 'slider') continue;
+    const slider = page.locator(`#set-${slug}`);
+    assert.deepEqual([await slider.getAttribute('min'), await slider.getAttribute('max'), await slider.inputValue()],
+                     [String(minimum), String(maximum), String(standard)]);
+    assert.ok((await page.locator('.slider-row', {has: slider}).getAttribute('title')).includes(help));
+  }
+  assertClean(watch);
+  await page.close();
+});
+
+test('A and B hold two settings, flipped with one key', async () => {
+  const {page, watch} = await openPage(setup);
+  await enter(page, 'clip-white', 70);
+  await page.keyboard.press('a');
+  assert.equal(await valueOf(page, 'clip-white'), '100');
+  assert.equal(await page.locator('#slot-B').getAttribute('aria-pressed'), 'true');
+  await page.keyboard.press('a');
+  assert.equal(await valueOf(page, 'clip-white'), '70');
+  await page.keyboard.press('Shift+A');
+  await page.keyboard.press('a');
+  assert.equal(await valueOf(page, 'clip-white'), '70');
+  assertClean(watch);
+  await page.close();
+});
+
+test('proposed settings come with their reasons, as one step of the history', async () => {
+  const {page, watch} = await openPage(setup);
+  await page.keyboard.press('p');
+  await page.waitForSelector('#proposal[open]', {timeout: 60000});
+  assert.ok(await page.locator('#proposal-reasons dt').count() > 3);
+  await closeDialog(page);
+  assert.equal(await page.locator('#undo').isEnabled(), true);
+  await page.keyboard.press('Control+z');
+  assert.equal(await page.locator('#undo').isEnabled(), false);
+  assertClean(watch);
+  await page.close();
+});
