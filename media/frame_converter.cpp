@@ -98,7 +98,7 @@ void FrameConverter::convert(const AVFrame& frame, Image& image) {
   }
 
   if (FloatRgbConverter::handles(*d)) {
-    float_.convert(frame, options_.dither, image);
+    float_.convert(frame, options_, image);
     return;
   }
   const bool exact = isRgb(*d) && (d->flags & (AV_PIX_FMT_FLAG_FLOAT | AV_PIX_FMT_FLAG_BAYER)) == 0;
