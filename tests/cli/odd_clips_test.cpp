@@ -1,0 +1,63 @@
+// Clips that are stored in unusual ways, and what is made of them.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "tests/support/command.h"
+#include "tests/support/scratch_folder.h"
+
+namespace {
+
+using kalvetra::FrameConverter;
+using kalvetra::Image;
+using kalvetra::Reader;
+using kalvetra::SourceFrame;
+using nlohmann::json;
+using namespace kalvetra::test;
+
+const std::atomic<bool> kNever{false};
+const std::string kPicture = kFfmpeg + "-f lavfi -i testsrc2=s=160x90:r=25:d=0.48 ";  // 12 frames
+const std::string kColor = " --key-color 0,255,0 ";
+
+std::string outputOf(const std::string& command, int status) {
+  const Outcome outcome = run(command);
+  EXPECT_EQ(status, outcome.status) << command << "\n" << outcome.output;
+  return outcome.output;
+}
+
+json probed(const std::string& file) { return json::parse(need(kKalvetra + " probe --json " + file + " 2>/dev/null")); }
+
+TEST(OddClips, SoundThatBeginsBeforeThePicturesGoesIntoNutInStep) {
+  const ScratchFolder folder;
+  for (const char* sound : {"libopus s.mkv", "libmp3lame s.mp4"}) {
+    const std::string text = sound, codec = text.substr(0, text.find(' ')),
+                      clip = folder.path(text.substr(text.find(' ') + 1));
+    need(kPicture + "-f lavfi -i sine=d=0.48:r=48000 -pix_fmt yuv420p -c:v libx264 -c:a " + codec + " " + clip);
+    const auto soundTimes = [&](const std::string& file) {
+      std::istringstream lines(need("ffprobe -v error -select_streams a -show_entries packet=pts_time -of csv=p=0 " +
+                                    file + " | grep -oE '^-?[0-9.]+'"));
+      std::vector<double> times;
+      for (std::string line; std::getline(lines, line);) times.push_back(std::stod(line));
+      return times;
+    };
+    std::vector<double> expected = soundTimes(clip);
+    ASSERT_LT(expected.front(), 0) << codec;
+    const std::string nut = folder.path("o.nut"), matroska = folder.path("o.mkv");
+    need(key(clip + " -" + kColor + "> " + nut));
+    need(key(clip + " " + matroska + kColor + "--yes"));
+    EXPECT_EQ(12u, readAll(nut).size());
+    const std::size_t all = expected.size();
+    std::erase_if(expected, [](double time) { return time < 0; });
+    const std::vector<double> written = soundTimes(nut);
+    ASSERT_EQ(expected.size(), written.size()) << codec;
+    for (std::size_t i = 0; i < written.size(); ++i) EXPECT_NEAR(expected[i], written[i], 0.002) << codec;
+    EXPECT_GE(soundTimes(matroska).size() + 1, all) << "only what ends before 0 may be missing";
+  }
+}
+
+}  // namespace
