@@ -60,4 +60,14 @@ TEST(OddClips, SoundThatBeginsBeforeThePicturesGoesIntoNutInStep) {
   }
 }
 
+TEST(OddClips, TheTiniestPicturesAreArchivedWithoutLoss) {
+  const ScratchFolder folder;
+  for (const char* size : {"1:1", "1:40", "40:1", "2:40", "40:2", "3:3", "3:5", "4:4"}) {
+    const std::string still = folder.path("s.png"), output = folder.path("o.mkv");
+    need(kPicture + "-frames:v 1 -update 1 -vf scale=" + size + ",setsar=1,format=rgb24 " + still);
+    need(key(still + " " + output + " --view source --yes" + kColor));
+    EXPECT_EQ(readAll(still).at(0).argb, readAll(output).at(0).argb) << size;
+  }
+}
+
 }  // namespace
