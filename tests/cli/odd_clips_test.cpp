@@ -60,6 +60,20 @@ TEST(OddClips, SoundThatBeginsBeforeThePicturesGoesIntoNutInStep) {
   }
 }
 
+TEST(OddClips, SoundThatAContainerRefusesLateIsLeftOut) {
+  const ScratchFolder folder;
+  const std::string clip = folder.path("ima.avi"), output = folder.path("o.mov");
+  need(kPicture + "-f lavfi -i sine=d=0.48 -c:v mpeg4 -c:a adpcm_ima_wav " + clip);
+  expectHas(need(key(clip + " " + output + kColor)), "audio stream 1 (adpcm_ima_wav) is left out: .mov cannot hold it");
+  for (const char* codec : {"aac", "ac3", "eac3", "alac", "pcm_s24le", "libmp3lame", "flac"}) {
+    const std::string other = folder.path("other.mkv");
+    need(kPicture + "-f lavfi -i sine=d=0.48:r=48000 -c:v mpeg4 -c:a " + codec + " " + other);
+    const std::string told = need(key(other + " " + output + kColor + "--yes"));
+    const bool refused = std::string(codec) == "flac";
+    EXPECT_EQ(refused, told.find("left out") != std::string::npos) << told;
+  }
+}
+
 TEST(OddClips, TheTiniestPicturesAreArchivedWithoutLoss) {
   const ScratchFolder folder;
   for (const char* size : {"1:1", "1:40", "40:1", "2:40", "40:2", "3:3", "3:5", "4:4"}) {
