@@ -14,6 +14,13 @@ namespace {
 
 bool isRgb(const AVPixFmtDescriptor& d) { return (d.flags & AV_PIX_FMT_FLAG_RGB) != 0; }
 
+// RGB whose samples are read one by one. Where several share a byte, FFmpeg's description and its scaler do not agree
+// on which bits are which; the scaler is what other programs go by.
+bool isReadExactly(const AVPixFmtDescriptor& d) {
+  const bool strange = (d.flags & (AV_PIX_FMT_FLAG_FLOAT | AV_PIX_FMT_FLAG_BAYER)) != 0;
+  return isRgb(d) && !strange && d.comp[0].depth + d.comp[1].depth + d.comp[2].depth > 8;
+}
+
 // Formats whose very name says that their range is full.
 bool isFullRangeByFormat(AVPixelFormat format) {
   return format == AV_PIX_FMT_YUVJ420P || format == AV_PIX_FMT_YUVJ422P || format == AV_PIX_FMT_YUVJ444P ||
@@ -87,6 +94,13 @@ ColorTags resolveColor(ColorTags tags, AVPixelFormat format, int height, std::st
   return tags;
 }
 
+bool FrameConverter::canRead(AVPixelFormat format) {
+  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
+  if (d == nullptr || (d->flags & AV_PIX_FMT_FLAG_HWACCEL) != 0) return false;
+  return (d->flags & AV_PIX_FMT_FLAG_PAL) != 0 || FloatRgbConverter::handles(*d) || isReadExactly(*d) ||
+         YuvConverter::handles(*d) || sws_isSupportedInput(format) != 0;
+}
+
 void FrameConverter::convert(const AVFrame& frame, Image& image) {
   const auto format = static_cast<AVPixelFormat>(frame.format);
   const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
@@ -101,7 +115,7 @@ void FrameConverter::convert(const AVFrame& frame, Image& image) {
     float_.convert(frame, options_, image);
     return;
   }
-  const bool exact = isRgb(*d) && (d->flags & (AV_PIX_FMT_FLAG_FLOAT | AV_PIX_FMT_FLAG_BAYER)) == 0;
+  const bool exact = isReadExactly(*d);
   if (!exact) convertColors(frame, *d, image);
   const int last = d->nb_components - 1;
   const bool hasAlpha = (d->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;

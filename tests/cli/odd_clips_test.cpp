@@ -32,6 +32,21 @@ std::string outputOf(const std::string& command, int status) {
 
 json probed(const std::string& file) { return json::parse(need(kKalvetra + " probe --json " + file + " 2>/dev/null")); }
 
+TEST(OddClips, FewBitsAPixelAreReadAsOtherProgramsReadThem) {
+  const ScratchFolder folder;
+  for (const char* format : {"rgb8", "bgr8", "rgb4_byte", "bgr4_byte"}) {
+    const std::string clip = folder.path(std::string(format) + ".nut"), wide = folder.path("wide.png");
+    need(kPicture + "-frames:v 1 -pix_fmt " + format + " -c:v rawvideo " + clip);
+    need(kFfmpeg + "-i " + clip + " -pix_fmt rgb24 -update 1 " + wide);
+    EXPECT_LT(meanDifference(readAll(clip).at(0), readAll(wide).at(0), 1, 1), 1.0) << format;
+  }
+  for (const char* format : {"uyyvyy411", "rgb4", "bgr4"}) {
+    const std::string command = key("/dev/null -f null" + kColor + "--raw 2x2@25:" + format);
+    EXPECT_NE(0, run(command).status);
+    expectHas(run(command).output, "names a pixel format that cannot be read ('" + std::string(format));
+  }
+}
+
 TEST(OddClips, SoundThatBeginsBeforeThePicturesGoesIntoNutInStep) {
   const ScratchFolder folder;
   for (const char* sound : {"libopus s.mkv", "libmp3lame s.mp4"}) {
