@@ -94,15 +94,15 @@ double videoBitRate(const Reader& reader) {
 void describeLength(const Reader& reader, ClipDescription& clip) {
   const std::int64_t frames = reader.expectedFrames();
   const bool sequence = ImageSequence::isPattern(clip.path);
-  clip.framesCounted = sequence || reader.video().nb_frames > 0 || clip.still;
+  clip.framesCounted = reader.countsFrames() || clip.still;
   if (frames > 0 || clip.still) clip.frames = clip.still ? 1 : frames;
   const double unit = 1.0 / AV_TIME_BASE;
   if (sequence) {
     std::int64_t places = frames;
     for (const NumberRange& gap : reader.gaps()) places += gap.last - gap.first + 1;
     clip.seconds = static_cast<double>(places) / av_q2d(clip.frameRate);
-  } else if (!clip.still && reader.container().duration > 0) {
-    clip.seconds = static_cast<double>(reader.container().duration) * unit;
+  } else if (const std::int64_t duration = clipDuration(reader.container()); !clip.still && duration > 0) {
+    clip.seconds = static_cast<double>(duration) * unit;
   }
   const double bits = videoBitRate(reader), rate = av_q2d(clip.frameRate);
   if (bits > 0 && !clip.still && !sequence) {

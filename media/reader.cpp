@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 #include "media/field_order.h"
 #include "media/frame_converter.h"
@@ -35,7 +36,8 @@ Reader::Reader(const std::string& path, const SourceOptions& options, int thread
   openDecoder(threads);
   describePictures();
   format_.fieldOrder = findFieldOrder();
-  tally_.emplace(declaredLength(), nominalDuration(), mayJumpInSilence());
+  if (!sequence_) declared_ = declaredLength(input_, video(), format_.frameRate);
+  tally_.emplace(declared_, nominalDuration(), mayJumpInSilence());
 }
 
 void Reader::openSource() {
@@ -127,12 +129,7 @@ const std::vector<NumberRange>& Reader::gaps() const {
   return sequence_ ? sequence_->gaps() : none;
 }
 
-std::int64_t Reader::expectedFrames() const {
-  if (sequence_) return sequence_->size();
-  if (video().nb_frames > 0) return video().nb_frames;
-  if (input_.container->duration <= 0) return 0;
-  return av_rescale_q(input_.container->duration, av_make_q(1, AV_TIME_BASE), av_inv_q(format_.frameRate));
-}
+std::int64_t Reader::expectedFrames() const { return sequence_ ? sequence_->size() : declared_.expected; }
 
 bool Reader::next(SourceFrame& frame) {
   if (!frame.picture) frame.picture = makeFrame();
@@ -144,6 +141,7 @@ bool Reader::next(SourceFrame& frame) {
     }
     if (state == AVERROR_EOF) {
       frame.picture.reset();
+      ended_ = true;
       return false;
     }
     if (state != AVERROR(EAGAIN)) tally_->addUndecodable();
@@ -217,9 +215,8 @@ std::int64_t Reader::nominalDuration() const {
 
 // Matroska with one video: of a second one the packets are left out, which looks just like a jump.
 bool Reader::mayJumpInSilence() const {
-  const bool alone = std::none_of(container().streams, container().streams + container().nb_streams,
-                                  [](const AVStream* s) { return s->discard == AVDISCARD_ALL; });
-  return alone && std::string(container().iformat->name).find("matroska") != std::string::npos;
+  return !leavesOutVideo(container()) &&
+         std::string_view(container().iformat->name).find("matroska") != std::string::npos;
 }
 
 // Where the packet ends, from the clip's start, in AV_TIME_BASE units; 0 where it has no time.
@@ -257,8 +254,8 @@ bool Reader::seek(double fraction) {
     restart();
     return true;
   }
-  if (input_.container->duration <= 0) return false;
-  return seekTo(static_cast<std::int64_t>(fraction * static_cast<double>(input_.container->duration)));
+  const std::int64_t duration = clipDuration(container());
+  return duration > 0 && seekTo(static_cast<std::int64_t>(fraction * static_cast<double>(duration)));
 }
 
 bool Reader::seekTime(double seconds) {
@@ -279,25 +276,13 @@ void Reader::restart() {
   avcodec_flush_buffers(decoder_.get());
   ahead_.clear();
   endState_ = 0;
-  draining_ = false;
+  draining_ = ended_ = false;
   lastTime_ = -1;
 }
 
 std::int64_t Reader::lostFrames() const {
-  return tally_->lost(draining_) + (sequence_ ? sequence_->missingSoFar() : 0);
-}
-
-// Only MP4 and QuickTime count their pictures reliably. What is not there of a sequence is no part of it.
-DeclaredLength Reader::declaredLength() const {
-  DeclaredLength length;
-  if (sequence_) return length;
-  length.expected = expectedFrames();
-  if (std::string(container().iformat->name).find("mp4") != std::string::npos) {
-    length.counted = video().nb_frames;
-  } else if (container().duration_estimation_method == AVFMT_DURATION_FROM_STREAM) {
-    length.duration = container().duration;
-  }
-  return length;
+  const std::int64_t gaps = !sequence_ ? 0 : ended_ ? sequence_->missing() : sequence_->missingBefore(lastTime_);
+  return tally_->lost(ended_) + gaps;
 }
 
 std::string Reader::describeDamage(std::int64_t lost, std::int64_t damaged) const {

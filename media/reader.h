@@ -42,6 +42,8 @@ class Reader {
   std::string describeGaps() const;
   // Number of pictures as the file declares or suggests it; 0 when it does not.
   std::int64_t expectedFrames() const;
+  // True when that is a count, and does not follow from a duration.
+  bool countsFrames() const { return sequence_.has_value() || declared_.isCounted; }
 
   const AVFormatContext& container() const { return *input_.container; }
   const AVStream& video() const { return *input_.container->streams[videoIndex_]; }
@@ -83,7 +85,6 @@ class Reader {
   std::int64_t endOf(const AVPacket& packet) const;
   std::int64_t nominalDuration() const;
   bool mayJumpInSilence() const;
-  DeclaredLength declaredLength() const;
   std::int64_t startOf(const AVStream& stream) const;
 
   std::string path_;
@@ -101,8 +102,10 @@ class Reader {
   int endState_ = 0;             // the error that ended reading
   std::int64_t lastTime_ = -1;
   std::int64_t nextTime_ = 0;  // where a picture without a timestamp belongs
+  DeclaredLength declared_;
   std::optional<LossTally> tally_;
   bool draining_ = false;  // the file is at its end; the decoder hands out what it still holds
+  bool ended_ = false;     // it holds no more
 };
 
 }  // namespace kalvetra
