@@ -1,7 +1,6 @@
 #include "media/reader.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 
 #include "media/field_order.h"
@@ -35,7 +34,8 @@ Reader::Reader(const std::string& path, const SourceOptions& options, int thread
   openSource();
   openDecoder(threads);
   describePictures();
-  format_.fieldOrder = findFieldOrder();
+  lookAtFirstPicture();
+  refuseMirrored();
   if (!sequence_) declared_ = declaredLength(input_, video(), format_.frameRate);
   tally_.emplace(declared_, nominalDuration(), mayJumpInSilence());
 }
@@ -89,19 +89,32 @@ void Reader::describePictures() {
   format_.pixelAspect = validOr(av_guess_sample_aspect_ratio(input_.container.get(), &stream, nullptr), {1, 1});
   format_.color = resolveColor({p.color_space, p.color_range, p.color_primaries, p.color_trc},
                                static_cast<AVPixelFormat>(p.format), p.height, colorGuess_);
-  const std::uint8_t* matrix = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
-  if (matrix != nullptr) {
-    format_.displayMatrix.emplace();
-    std::memcpy(format_.displayMatrix->data(), matrix, sizeof *format_.displayMatrix);
-  }
+  format_.displayMatrix = displayMatrixFrom(av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr));
 }
 
-// Where the file does not say, the first picture may. The packets read for it are kept and decoded once more.
-FieldOrder Reader::findFieldOrder() {
+// Where the file does not say how its pictures lie, the first one may.
+void Reader::lookAtFirstPicture() {
   const AVCodecParameters& p = *video().codecpar;
-  const FieldOrder stated = shownOrder(p.field_order);
-  if (stated != FieldOrder::Unknown || !canTellFields(p.codec_id, container())) return stated;
-  const FramePtr picture = makeFrame();
+  format_.fieldOrder = shownOrder(p.field_order);
+  const bool fields = format_.fieldOrder == FieldOrder::Unknown && canTellFields(p.codec_id, container());
+  const bool turn = !format_.displayMatrix && p.codec_id == AV_CODEC_ID_MJPEG && isPictureFile(container());
+  if (!fields && !turn) return;
+  const FramePtr picture = firstPicture();
+  if (!picture) return;
+  if (fields) format_.fieldOrder = shownOrder(*picture);
+  const AVFrameSideData* matrix = av_frame_get_side_data(picture.get(), AV_FRAME_DATA_DISPLAYMATRIX);
+  if (turn && matrix != nullptr) format_.displayMatrix = displayMatrixFrom(matrix->data);
+}
+
+void Reader::refuseMirrored() const {
+  if (!format_.isMirrored()) return;
+  throw UserError(name_ + ": its pictures are stored mirrored, to be flipped when they are shown; convert it first " +
+                  "with a program that flips them, like ffmpeg");
+}
+
+// Null when it cannot be decoded. The packets read for it are kept and decoded once more.
+FramePtr Reader::firstPicture() {
+  FramePtr picture = makeFrame();
   int state = AVERROR(EAGAIN);
   while (state == AVERROR(EAGAIN) && ahead_.size() < kMostPacketsAhead) {
     PacketPtr packet = makePacket();
@@ -113,8 +126,7 @@ FieldOrder Reader::findFieldOrder() {
     if (atEnd) break;
   }
   avcodec_flush_buffers(decoder_.get());
-  if (state < 0) return FieldOrder::Unknown;
-  return shownOrder(*picture);
+  return state < 0 ? nullptr : std::move(picture);
 }
 
 std::string Reader::describeGaps() const {

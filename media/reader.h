@@ -73,7 +73,9 @@ class Reader {
   void openSource();
   void openDecoder(int threads);
   void describePictures();
-  FieldOrder findFieldOrder();
+  void lookAtFirstPicture();
+  FramePtr firstPicture();
+  void refuseMirrored() const;
   int readPacket(AVPacket& packet);
   bool isWanted(int stream) const { return stream == videoIndex_ || copied_.contains(stream); }
   void countFromStart(AVPacket& packet) const;

@@ -32,6 +32,47 @@ std::string outputOf(const std::string& command, int status) {
 
 json probed(const std::string& file) { return json::parse(need(kKalvetra + " probe --json " + file + " 2>/dev/null")); }
 
+TEST(OddClips, MirroredOnesAreRefused) {
+  const ScratchFolder folder;
+  const std::string plain = folder.path("plain.mp4"), mirrored = folder.path("mirrored.mp4");
+  need(kPicture + "-pix_fmt yuv420p -c:v libx264 " + plain);
+  std::ifstream file(plain, std::ios::binary);
+  std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  // The video track's matrix begins with 1 as a number of 16.16 bits, 40 bytes into the content of its header.
+  const std::size_t matrix = bytes.find("tkhd") + 4 + 40;
+  ASSERT_EQ(std::string({0, 1, 0, 0}), bytes.substr(matrix, 4));
+  bytes.replace(matrix, 4, std::string({-1, -1, 0, 0}));
+  std::ofstream(mirrored, std::ios::binary) << bytes;
+  for (const std::string& command : {key(mirrored + " -f null" + kColor), kKalvetra + " probe " + mirrored}) {
+    expectHas(outputOf(command, 1), "mirrored.mp4: its pictures are stored mirrored");
+  }
+}
+
+TEST(OddClips, PhotographsAreTurnedAsTheirCameraSays) {
+  const ScratchFolder folder;
+  const std::string plain = folder.path("plain.jpg"), photo = folder.path("photo-1.jpg");
+  need(kPicture + "-frames:v 1 -update 1 " + plain);
+  std::ifstream file(plain, std::ios::binary);
+  std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  const char exif[] =
+      "\xFF\xE1\x00\x22"
+      "Exif\0\0MM\0\x2A\0\0\0\x08\0\x01\x01\x12\0\x03\0\0\0\x01\0\x06\0\0\0\0\0\0";
+  ASSERT_EQ(0x24u, sizeof exif - 1);
+  bytes.insert(2, exif, sizeof exif - 1);
+  std::ofstream(photo, std::ios::binary) << bytes;
+  EXPECT_EQ(90, probed(photo).at("rotation"));
+  EXPECT_EQ(0, probed(plain).at("rotation"));
+  for (const std::string& source : {photo, folder.path("photo-%d.jpg")}) {
+    const std::string result = folder.path("r-%d.png");
+    need(key(source + " " + result + " --view source" + kColor));
+    const Image image = readAll(folder.path("r-1.png")).at(0);
+    EXPECT_EQ(90, image.width);
+    EXPECT_EQ(160, image.height);
+    EXPECT_EQ(kalvetra::turned(readAll(plain).at(0), 1).argb, image.argb);
+    std::filesystem::remove(folder.path("r-1.png"));
+  }
+}
+
 TEST(OddClips, FewBitsAPixelAreReadAsOtherProgramsReadThem) {
   const ScratchFolder folder;
   for (const char* format : {"rgb8", "bgr8", "rgb4_byte", "bgr4_byte"}) {
