@@ -59,6 +59,18 @@ void convertPalette(const AVFrame& frame, Image& image) {
   }
 }
 
+void divideByAlpha(Image& image) {
+  for (std::size_t i = 0; i < image.argb.size(); i += 4) {
+    unsigned char* pixel = image.argb.data() + i;
+    const unsigned int alpha = pixel[0];
+    if (alpha == 255) continue;
+    for (int c = 1; c < 4; ++c) {
+      const unsigned int level = alpha == 0 ? 0 : (pixel[c] * 255u + alpha / 2u) / alpha;
+      pixel[c] = static_cast<unsigned char>(std::min(level, 255u));
+    }
+  }
+}
+
 }  // namespace
 
 ColorTags resolveColor(ColorTags tags, AVPixelFormat format, int height, std::string& guess) {
@@ -94,6 +106,11 @@ ColorTags resolveColor(ColorTags tags, AVPixelFormat format, int height, std::st
   return tags;
 }
 
+void FrameConverter::convert(const AVFrame& frame, Image& image) {
+  convertStored(frame, image);
+  if (options_.premultiplied) divideByAlpha(image);
+}
+
 bool FrameConverter::canRead(AVPixelFormat format) {
   const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
   if (d == nullptr || (d->flags & AV_PIX_FMT_FLAG_HWACCEL) != 0) return false;
@@ -101,7 +118,7 @@ bool FrameConverter::canRead(AVPixelFormat format) {
          YuvConverter::handles(*d) || sws_isSupportedInput(format) != 0;
 }
 
-void FrameConverter::convert(const AVFrame& frame, Image& image) {
+void FrameConverter::convertStored(const AVFrame& frame, Image& image) {
   const auto format = static_cast<AVPixelFormat>(frame.format);
   const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
   if (d == nullptr) throw UserError("the pictures come in an unknown pixel format; convert the clip first");

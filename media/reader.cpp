@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "media/delivery.h"
 #include "media/field_order.h"
 #include "media/frame_converter.h"
 #include "support/user_error.h"
@@ -142,6 +143,13 @@ const std::vector<NumberRange>& Reader::gaps() const {
 }
 
 std::int64_t Reader::expectedFrames() const { return sequence_ ? sequence_->size() : declared_.expected; }
+
+std::string Reader::alphaTag() const {
+  const AVDictionaryEntry* tag = av_dict_get(container().metadata, kAlphaTag, nullptr, 0);
+  return tag != nullptr ? tag->value : "";
+}
+
+bool Reader::isPremultiplied() const { return alphaTag() == kalvetra::alphaTag(AlphaMode::Premultiplied); }
 
 bool Reader::next(SourceFrame& frame) {
   if (!frame.picture) frame.picture = makeFrame();

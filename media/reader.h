@@ -37,6 +37,10 @@ class Reader {
   const PictureFormat& format() const { return format_; }
   // What had to be guessed about the colours; empty when the file says it all.
   const std::string& colorGuess() const { return colorGuess_; }
+  // What the container's own tag says of its alpha (see kAlphaTag), empty without one; and whether that is that its
+  // colours are multiplied by alpha. The reader leaves them so, a FrameConverter can divide them.
+  std::string alphaTag() const;
+  bool isPremultiplied() const;
   // The runs of pictures that an image sequence lacks, and a sentence about them; empty without gaps.
   const std::vector<NumberRange>& gaps() const;
   std::string describeGaps() const;

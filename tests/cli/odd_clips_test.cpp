@@ -48,6 +48,7 @@ TEST(OddClips, MirroredOnesAreRefused) {
   }
 }
 
+// A JPEG file whose camera says in its Exif data that it is to be turned a quarter clockwise.
 TEST(OddClips, PhotographsAreTurnedAsTheirCameraSays) {
   const ScratchFolder folder;
   const std::string plain = folder.path("plain.jpg"), photo = folder.path("photo-1.jpg");
@@ -73,6 +74,7 @@ TEST(OddClips, PhotographsAreTurnedAsTheirCameraSays) {
   }
 }
 
+// FFmpeg's pictures of these formats have 3 bits of red and green and 2 of blue, whatever its description says.
 TEST(OddClips, FewBitsAPixelAreReadAsOtherProgramsReadThem) {
   const ScratchFolder folder;
   for (const char* format : {"rgb8", "bgr8", "rgb4_byte", "bgr4_byte"}) {
@@ -86,6 +88,27 @@ TEST(OddClips, FewBitsAPixelAreReadAsOtherProgramsReadThem) {
     EXPECT_NE(0, run(command).status);
     expectHas(run(command).output, "names a pixel format that cannot be read ('" + std::string(format));
   }
+}
+
+// Half of full red, told to be premultiplied, is full red.
+TEST(OddClips, PremultipliedColoursAreDividedByTheirAlpha) {
+  const ScratchFolder folder;
+  const std::string clip = folder.path("p.mov"), plain = folder.path("s.mov");
+  const std::string half = kFfmpeg + "-f lavfi -i color=0x803219@0.5:s=32x32:d=0.08,format=argb -c:v qtrle ";
+  need(half + "-movflags use_metadata_tags -metadata kalvetra_alpha=premultiplied " + clip);
+  need(half + plain);
+  const json alpha = probed(clip).at("alpha");
+  EXPECT_EQ("premultiplied", alpha.at("kind"));
+  EXPECT_EQ("tagged", alpha.at("reason"));
+  const auto pixel = [](const Image& image) { return std::vector<int>(image.argb.begin(), image.argb.begin() + 4); };
+  const std::string keyed = folder.path("k-%d.png");
+  need(key(clip + " " + keyed + " --view source" + kColor));
+  const std::vector<int> stored = pixel(readAll(plain).at(0)), straight = pixel(readAll(folder.path("k-1.png")).at(0));
+  for (const std::size_t c : {1u, 2u, 3u}) {
+    const double exact = 255.0 * stored[c] / stored[0];
+    EXPECT_NEAR(std::min(exact, 255.0), straight[c], 0.5) << c;
+  }
+  EXPECT_EQ(stored, pixel(readAll(clip).at(0))) << "unless asked for, as stored";
 }
 
 TEST(OddClips, SoundThatBeginsBeforeThePicturesGoesIntoNutInStep) {
