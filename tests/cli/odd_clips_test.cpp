@@ -13,14 +13,10 @@
 
 namespace {
 
-using kalvetra::FrameConverter;
 using kalvetra::Image;
-using kalvetra::Reader;
-using kalvetra::SourceFrame;
 using nlohmann::json;
 using namespace kalvetra::test;
 
-const std::atomic<bool> kNever{false};
 const std::string kPicture = kFfmpeg + "-f lavfi -i testsrc2=s=160x90:r=25:d=0.48 ";  // 12 frames
 const std::string kColor = " --key-color 0,255,0 ";
 
