@@ -31,7 +31,10 @@ void layOverBlack(Image& image) {
 
 CompanionClip::CompanionClip(const std::string& path, const std::string& what, Fit fit, const PictureFormat& clip,
                              int threads, const std::atomic<bool>& stop)
-    : fit_(fit), clip_(clip), reader_(path, threads, stop), converter_(reader_.format().color) {
+    : fit_(fit),
+      clip_(clip),
+      reader_(path, threads, stop),
+      converter_(reader_.format().color, {.premultiplied = reader_.isPremultiplied()}) {
   if (fit == Fit::Exact) requireClipSize(what);
   if (!reader_.next(frame_)) throw UserError(path + ": no picture in it can be read; check the file");
 }

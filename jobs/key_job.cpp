@@ -44,7 +44,7 @@ class Run {
   JobResult run() {
     noteGuesses();
     keying_.settings = listener_.settings(*source_);
-    keying_.conversion = {job_.dither, fields()};
+    keying_.conversion = {.dither = job_.dither, .fields = fields(), .premultiplied = source_->isPremultiplied()};
     keying_.fields = fields();
     keying_.hashes = job_.resumable || !job_.receipt.empty() || (job_.verify && !job_.outputs.empty());
     if (job_.resumable) openJournals();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "media/delivery.h"
 #include "media/reader.h"
 #include "media/timecode.h"
 #include "support/user_error.h"
@@ -55,10 +56,17 @@ void describeSamples(const AVFrame& picture, const Reader& reader, ClipDescripti
   }
 }
 
-void describeAlpha(const AVFrame& picture, AVCodecID codec, ClipDescription& clip) {
+void describeAlpha(const AVFrame& picture, const Reader& reader, ClipDescription& clip) {
   const AVPixFmtDescriptor& d = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(picture.format));
   if ((d.flags & AV_PIX_FMT_FLAG_ALPHA) == 0) return;
-  switch (codec) {
+  const std::string tag = reader.alphaTag();
+  for (const AlphaMode mode : {AlphaMode::Straight, AlphaMode::Premultiplied}) {
+    if (tag != alphaTag(mode)) continue;
+    clip.alpha = mode == AlphaMode::Straight ? AlphaKind::Straight : AlphaKind::Premultiplied;
+    clip.alphaReason = "tagged";
+    return;
+  }
+  switch (reader.video().codecpar->codec_id) {
     case AV_CODEC_ID_PNG:
     case AV_CODEC_ID_APNG:
     case AV_CODEC_ID_WEBP:
@@ -94,15 +102,15 @@ double videoBitRate(const Reader& reader) {
 void describeLength(const Reader& reader, ClipDescription& clip) {
   const std::int64_t frames = reader.expectedFrames();
   const bool sequence = ImageSequence::isPattern(clip.path);
-  clip.framesCounted = sequence || reader.video().nb_frames > 0 || clip.still;
+  clip.framesCounted = reader.countsFrames() || clip.still;
   if (frames > 0 || clip.still) clip.frames = clip.still ? 1 : frames;
   const double unit = 1.0 / AV_TIME_BASE;
   if (sequence) {
     std::int64_t places = frames;
     for (const NumberRange& gap : reader.gaps()) places += gap.last - gap.first + 1;
     clip.seconds = static_cast<double>(places) / av_q2d(clip.frameRate);
-  } else if (!clip.still && reader.container().duration > 0) {
-    clip.seconds = static_cast<double>(reader.container().duration) * unit;
+  } else if (const std::int64_t duration = clipDuration(reader.container()); !clip.still && duration > 0) {
+    clip.seconds = static_cast<double>(duration) * unit;
   }
   const double bits = videoBitRate(reader), rate = av_q2d(clip.frameRate);
   if (bits > 0 && !clip.still && !sequence) {
@@ -143,7 +151,7 @@ class Look {
     for (SourceFrame frame; number < kFirstPictures && !stop && reader_.next(frame); ++number) {
       const AVFrame& picture = *frame.picture;
       if (number == 0) describeSamples(picture, reader_, clip_);
-      if (number == 0) describeAlpha(picture, reader_.video().codecpar->codec_id, clip_);
+      if (number == 0) describeAlpha(picture, reader_, clip_);
       if (number % 10 == 0) luma_.add(picture);
       times.push_back(frame.time);
       allKeys = allKeys && picture.key_frame != 0;
@@ -191,6 +199,7 @@ ClipDescription describeClip(const std::string& path, const SourceOptions& optio
   clip.pixelAspect = format.pixelAspect;
   clip.frameRate = format.frameRate;
   clip.timecode = timecodeOf(reader.container(), reader.video());
+  clip.dividedByAlpha = reader.isPremultiplied();
   clip.gaps = reader.describeGaps();
   describeSound(reader.container(), clip);
   Look look(reader, clip);

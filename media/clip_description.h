@@ -44,7 +44,8 @@ struct ClipDescription {
   Property matrix, range, primaries, transfer;  // FFmpeg's names
   std::optional<Property> chromaSiting;         // where chroma has fewer samples than luma
   AlphaKind alpha = AlphaKind::None;
-  std::string alphaReason;  // how it is known; empty without alpha
+  std::string alphaReason;      // how it is known; empty without alpha
+  bool dividedByAlpha = false;  // its colours are made straight when they are read
   FieldOrder fieldOrder = FieldOrder::Unknown;
   int rotation = 0;  // degrees clockwise, 0, 90, 180 or 270
   AVRational pixelAspect{1, 1};

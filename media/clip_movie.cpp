@@ -115,7 +115,9 @@ void ClipMovie::writeCopied(const std::vector<PacketPtr>& packets) {
     // The encoder's run-up of a sound track ends before the clip begins. Where a container has no negative times, it
     // would push all pictures back.
     const bool runUp = packet->pts != AV_NOPTS_VALUE && packet->pts + packet->duration <= 0;
+    const bool early = packet->pts != AV_NOPTS_VALUE && packet->pts < 0;
     if (to == copiedTo_.end() || (runUp && !delivery_.format->keepsNegativeTimes)) continue;
+    if (early && delivery_.format->startsAtZero) continue;
     const PacketPtr copy(av_packet_clone(packet.get()));
     if (!copy) throw std::bad_alloc();
     copy->stream_index = to->second;

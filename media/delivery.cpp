@@ -186,9 +186,8 @@ std::string matteNameFor(const std::string& path) {
 
 Delivery matteDelivery(const Delivery& pair) { return {pair.format, AlphaMode::None, true, false}; }
 
-std::string alphaTag(const Delivery& delivery) {
-  if (delivery.pair) return "separate";
-  return delivery.alpha == AlphaMode::None ? "none" : wordFor(delivery.alpha);
-}
+std::string alphaTag(const Delivery& delivery) { return delivery.pair ? "separate" : alphaTag(delivery.alpha); }
+
+std::string alphaTag(AlphaMode alpha) { return alpha == AlphaMode::None ? "none" : wordFor(alpha); }
 
 }  // namespace kalvetra

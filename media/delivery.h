@@ -60,5 +60,6 @@ Delivery matteDelivery(const Delivery& pair);
 // for the fill of a pair. Containers may change the key's case.
 inline constexpr char kAlphaTag[] = "kalvetra_alpha";
 std::string alphaTag(const Delivery& delivery);
+std::string alphaTag(AlphaMode alpha);
 
 }  // namespace kalvetra

@@ -52,14 +52,14 @@ bool FloatRgbConverter::handles(const AVPixFmtDescriptor& format) {
          bigEndian == (std::endian::native == std::endian::big);
 }
 
-void FloatRgbConverter::convert(const AVFrame& frame, bool dither, Image& image) {
+void FloatRgbConverter::convert(const AVFrame& frame, const ConversionOptions& options, Image& image) {
   const AVPixFmtDescriptor& d = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
   const bool hasAlpha = (d.flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
   const int colors = d.nb_components - (hasAlpha ? 1 : 0);
-  const bool linear = frame.color_trc == AVCOL_TRC_LINEAR || frame.color_trc == AVCOL_TRC_UNSPECIFIED;
-  const auto encode = linear ? srgbLevel : clampedLevel;
+  const bool inLight = frame.color_trc == AVCOL_TRC_LINEAR || frame.color_trc == AVCOL_TRC_UNSPECIFIED;
+  const auto encode = inLight && !options.levels ? srgbLevel : clampedLevel;
   image.resize(frame.width, frame.height);
-  thresholds_.prepare(frame.width, dither);
+  thresholds_.prepare(frame.width, options.dither);
   const auto sample = [&](int component, int x, int y) {
     const AVComponentDescriptor& c = d.comp[component];
     const std::ptrdiff_t at = std::ptrdiff_t{y} * frame.linesize[c.plane] + std::ptrdiff_t{c.step} * x + c.offset;

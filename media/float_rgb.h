@@ -1,6 +1,7 @@
 // Pictures in floating point, as OpenEXR files hold them, into 8 bits.
 #pragma once
 
+#include "media/conversion_options.h"
 #include "media/dither.h"
 #include "media/picture.h"
 
@@ -17,8 +18,9 @@ class FloatRgbConverter {
   static bool handles(const AVPixFmtDescriptor& format);
 
   // Colours and alpha (255 without one). Frames in linear light, or whose transfer is not named, are encoded for sRGB
-  // first; with any other transfer 0..1 becomes 0..255 as it is. The same `dither` for every call.
-  void convert(const AVFrame& frame, bool dither, Image& image);
+  // first, unless the options call them levels; otherwise 0..1 becomes 0..255 as it is. The same options for every
+  // call.
+  void convert(const AVFrame& frame, const ConversionOptions& options, Image& image);
 
  private:
   Thresholds thresholds_;

@@ -14,6 +14,13 @@ namespace {
 
 bool isRgb(const AVPixFmtDescriptor& d) { return (d.flags & AV_PIX_FMT_FLAG_RGB) != 0; }
 
+// RGB whose samples are read one by one. Where several share a byte, FFmpeg's description and its scaler do not agree
+// on which bits are which; the scaler is what other programs go by.
+bool isReadExactly(const AVPixFmtDescriptor& d) {
+  const bool strange = (d.flags & (AV_PIX_FMT_FLAG_FLOAT | AV_PIX_FMT_FLAG_BAYER)) != 0;
+  return isRgb(d) && !strange && d.comp[0].depth + d.comp[1].depth + d.comp[2].depth > 8;
+}
+
 // Formats whose very name says that their range is full.
 bool isFullRangeByFormat(AVPixelFormat format) {
   return format == AV_PIX_FMT_YUVJ420P || format == AV_PIX_FMT_YUVJ422P || format == AV_PIX_FMT_YUVJ444P ||
@@ -48,6 +55,18 @@ void convertPalette(const AVFrame& frame, Image& image) {
       std::uint32_t color;  // 0xAARRGGBB
       std::memcpy(&color, frame.data[1] + 4 * index[x], 4);
       for (int c = 0; c < 4; ++c) out[c] = static_cast<unsigned char>(color >> (24 - 8 * c));
+    }
+  }
+}
+
+void divideByAlpha(Image& image) {
+  for (std::size_t i = 0; i < image.argb.size(); i += 4) {
+    unsigned char* pixel = image.argb.data() + i;
+    const unsigned int alpha = pixel[0];
+    if (alpha == 255) continue;
+    for (int c = 1; c < 4; ++c) {
+      const unsigned int level = alpha == 0 ? 0 : (pixel[c] * 255u + alpha / 2u) / alpha;
+      pixel[c] = static_cast<unsigned char>(std::min(level, 255u));
     }
   }
 }
@@ -88,6 +107,18 @@ ColorTags resolveColor(ColorTags tags, AVPixelFormat format, int height, std::st
 }
 
 void FrameConverter::convert(const AVFrame& frame, Image& image) {
+  convertStored(frame, image);
+  if (options_.premultiplied) divideByAlpha(image);
+}
+
+bool FrameConverter::canRead(AVPixelFormat format) {
+  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
+  if (d == nullptr || (d->flags & AV_PIX_FMT_FLAG_HWACCEL) != 0) return false;
+  return (d->flags & AV_PIX_FMT_FLAG_PAL) != 0 || FloatRgbConverter::handles(*d) || isReadExactly(*d) ||
+         YuvConverter::handles(*d) || sws_isSupportedInput(format) != 0;
+}
+
+void FrameConverter::convertStored(const AVFrame& frame, Image& image) {
   const auto format = static_cast<AVPixelFormat>(frame.format);
   const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
   if (d == nullptr) throw UserError("the pictures come in an unknown pixel format; convert the clip first");
@@ -98,10 +129,10 @@ void FrameConverter::convert(const AVFrame& frame, Image& image) {
   }
 
   if (FloatRgbConverter::handles(*d)) {
-    float_.convert(frame, options_.dither, image);
+    float_.convert(frame, options_, image);
     return;
   }
-  const bool exact = isRgb(*d) && (d->flags & (AV_PIX_FMT_FLAG_FLOAT | AV_PIX_FMT_FLAG_BAYER)) == 0;
+  const bool exact = isReadExactly(*d);
   if (!exact) convertColors(frame, *d, image);
   const int last = d->nb_components - 1;
   const bool hasAlpha = (d->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;

@@ -19,9 +19,13 @@ class FrameConverter {
   explicit FrameConverter(const ColorTags& color, const ConversionOptions& options = {})
       : color_(color), options_(options) {}
 
-  // 8 bits a component, straight alpha (255 where the frame has none). RGB and alpha are exact or correctly rounded;
-  // YUV goes through the clip's matrix and range; linear light in floating point is encoded for sRGB first. Throws
-  // UserError for a format that cannot be read.
+  // False for formats that convert() refuses.
+  static bool canRead(AVPixelFormat format);
+
+  // 8 bits a component, alpha 255 where the frame has none. Colours as they are stored, or straight if the options call
+  // them premultiplied. RGB and alpha are exact or correctly rounded; YUV goes through the clip's matrix and range;
+  // linear light in floating point is encoded for sRGB first, unless the options call it levels. Throws UserError for a
+  // format that cannot be read.
   void convert(const AVFrame& frame, Image& image);
   Image convert(const AVFrame& frame) {
     Image image;
@@ -30,6 +34,7 @@ class FrameConverter {
   }
 
  private:
+  void convertStored(const AVFrame& frame, Image& image);
   void convertColors(const AVFrame& frame, const AVPixFmtDescriptor& format, Image& image);
   void scale(const AVFrame& frame, Image& image);
   void prepareScaler(const AVFrame& frame);

@@ -8,12 +8,19 @@ namespace kalvetra {
 
 namespace {
 
+ConversionOptions optionsFor(const Reader& reader, ConversionOptions options) {
+  options.premultiplied = reader.isPremultiplied();
+  return options;
+}
+
 // Shows pictures of one clip, each in the memory of the one before.
 class Sampler {
  public:
   Sampler(const std::string& path, const SourceOptions& source, const ConversionOptions& conversion, int threads,
           const std::atomic<bool>& stop, const std::function<void(const Image&)>& see)
-      : reader_(path, source, threads, stop), converter_(reader_.format().color, conversion), see_(see) {}
+      : reader_(path, source, threads, stop),
+        converter_(reader_.format().color, optionsFor(reader_, conversion)),
+        see_(see) {}
 
   Reader& reader() { return reader_; }
   // The next picture. False when there is none.
@@ -62,7 +69,7 @@ Image frameAt(const std::string& path, const SourceOptions& source, const Conver
   for (std::int64_t before = 0; !stop && reader.next(frame); ++before) {
     if (static_cast<double>(frame.time + frame.duration) * unit > seconds) {
       if (number != nullptr) *number = before;
-      const Image image = FrameConverter(reader.format().color, conversion).convert(*frame.picture);
+      const Image image = FrameConverter(reader.format().color, optionsFor(reader, conversion)).convert(*frame.picture);
       return turned(image, reader.format().quarterTurns());
     }
   }

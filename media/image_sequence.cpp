@@ -56,9 +56,12 @@ int ImageSequence::missing() const {
   return count;
 }
 
-int ImageSequence::missingSoFar() const {
-  if (next_ == 0) return 0;
-  return numbers_[next_ - 1] - numbers_.front() + 1 - static_cast<int>(next_);
+int ImageSequence::missingBefore(std::int64_t time) const {
+  int count = 0;
+  for (const NumberRange& gap : gaps_) {
+    if (gap.last < numbers_.front() + time) count += gap.last - gap.first + 1;
+  }
+  return count;
 }
 
 int ImageSequence::read(AVPacket& packet) {

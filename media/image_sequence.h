@@ -29,8 +29,9 @@ class ImageSequence {
   int size() const { return static_cast<int>(numbers_.size()); }
   const std::vector<int>& numbers() const { return numbers_; }  // of its files, ascending
   const std::vector<NumberRange>& gaps() const { return gaps_; }
-  int missing() const;       // numbers in the gaps
-  int missingSoFar() const;  // in those before the next file
+  int missing() const;  // numbers in the gaps
+  // Those of them before the file of that time, counted as read() does.
+  int missingBefore(std::int64_t time) const;
 
   // The next file as one packet, whose time is its number less the first one. AVERROR_EOF behind the last; any other
   // error is about this file alone.

@@ -134,6 +134,8 @@ InputFile openInput(const std::string& path, const std::string& name, const Sour
                     ": the index of this file lies at its end, which a pipe cannot go back from; name the file " +
                     "itself, or write it with -movflags +faststart");
   }
+  file.isFragmented = context->duration == AV_NOPTS_VALUE &&
+                      std::string_view(context->iformat->name).find("mp4") != std::string_view::npos;
   avformat_find_stream_info(context, nullptr);  // what it does not find is missed by the caller
   return file;
 }

@@ -19,6 +19,8 @@ struct IoDeleter {
 struct InputFile {
   std::unique_ptr<AVIOContext, IoDeleter> io;  // of the standard input; must outlive the container
   InputPtr container;
+  bool isFragmented =
+      false;  // an MP4 or QuickTime file whose header declares no duration, but each of its parts its own
 };
 
 // Opens `path` (kStandardInput for the standard input) and finds out what its streams hold. `name` is what messages

@@ -56,7 +56,7 @@ std::vector<std::string> keyingRisks(const ClipDescription& clip) {
         "clip gives");
   }
   if (clip.bitsPerPixel && *clip.bitsPerPixel < leanestBits(clip)) risks.push_back(fewBits(*clip.bitsPerPixel));
-  if (clip.alpha == AlphaKind::Premultiplied) {
+  if (clip.alpha == AlphaKind::Premultiplied && !clip.dividedByAlpha) {
     risks.push_back("the colours are premultiplied by alpha, but taken for straight: half-transparent edges turn dark");
   }
   if (!clip.gaps.empty()) risks.push_back(clip.gaps);

@@ -49,7 +49,7 @@ std::int64_t LossTally::lost(bool atEnd) const {
 // Pictures that the file declares and does not hold. Without a count, a file that ends well before its declared
 // duration is cut off.
 std::int64_t LossTally::missing() const {
-  if (declared_.counted > 0) return std::max<std::int64_t>(declared_.counted - packets_, 0);
+  if (declared_.packets > 0) return std::max<std::int64_t>(declared_.packets - packets_, 0);
   if (declared_.duration <= 0 || declared_.duration - reached_ < kEndTolerance) return 0;
   return std::max<std::int64_t>(declared_.expected - packets_ - skipped_, 1);
 }

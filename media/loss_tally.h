@@ -4,15 +4,9 @@
 #include <cstdint>
 
 #include "media/damage.h"
+#include "media/declared_length.h"
 
 namespace kalvetra {
-
-// What a file says about its length.
-struct DeclaredLength {
-  std::int64_t counted = 0;   // pictures in its index; 0 where it has none that can be relied on
-  std::int64_t expected = 0;  // pictures by whatever it says; 0 where it says nothing
-  std::int64_t duration = 0;  // of its streams, in AV_TIME_BASE units; 0 where they say nothing
-};
 
 // Takes note of all that is read of one file, in the file's order.
 class LossTally {

@@ -88,7 +88,7 @@ OutputFormat nut() {
   OutputFormat format{
       "nut", "NUT, raw pictures",      {".nut", "-"}, "nut", "rawvideo", AV_PIX_FMT_BGRA, AV_PIX_FMT_BGRA,
       {},    {Straight, Premultiplied}};
-  format.keepsTimecode = format.keepsSound = true;
+  format.keepsTimecode = format.keepsSound = format.startsAtZero = true;
   return format;
 }
 

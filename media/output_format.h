@@ -28,7 +28,8 @@ struct OutputFormat {
   bool bare = false;                // pixels alone: what reads them must be told their size and rate
   bool keepsDisplayMatrix = false;  // otherwise pictures are turned upright before they are written
   bool keepsTimecode = false;
-  bool keepsNegativeTimes = false;
+  bool keepsNegativeTimes = false;  // otherwise what ends before the clip begins is left out
+  bool startsAtZero = false;        // no packet may even begin before 0
   bool keepsSound = false;
   bool keepsColorTags = false;
   bool keepsFields = false;  // says that pictures consist of two fields, and which comes first

@@ -2,11 +2,29 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "media/temporary_output.h"
 #include "media/write_failure.h"
 
 namespace kalvetra {
+
+namespace {
+
+// Some muxers refuse a codec only when its first packet comes. One of zeros does to find that out; that its content is
+// nonsense is no matter.
+bool takesPackets(AVFormatContext& trial, const AVCodecParameters& parameters) {
+  const PacketPtr packet = makePacket();
+  const int size = parameters.block_align > 0 ? parameters.block_align : 1024;
+  if (av_new_packet(packet.get(), size) < 0) throw std::bad_alloc();
+  std::memset(packet->data, 0, static_cast<std::size_t>(size));
+  packet->pts = packet->dts = 0;
+  packet->duration = 1;
+  packet->flags = AV_PKT_FLAG_KEY;
+  return av_write_frame(&trial, packet.get()) != AVERROR_PATCHWELCOME;
+}
+
+}  // namespace
 
 MovieFile::MovieFile(const char* muxer, const std::string& path, const std::string& shownName) : shownName_(shownName) {
   const std::string address = path == kStandardOutputAddress ? path : fileAddress(path);
@@ -54,7 +72,7 @@ bool MovieFile::takes(const AVCodecParameters& parameters) const {
   if (taken) {
     stream->codecpar->codec_tag = 0;
     stream->time_base = {1, parameters.sample_rate};
-    taken = avformat_write_header(trial, nullptr) >= 0;
+    taken = avformat_write_header(trial, nullptr) >= 0 && takesPackets(*trial, parameters);
     std::uint8_t* bytes = nullptr;
     avio_close_dyn_buf(trial->pb, &bytes);
     av_free(bytes);

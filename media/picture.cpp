@@ -28,4 +28,17 @@ int PictureFormat::quarterTurns() const {
   return turns < 0 ? turns + 4 : turns;
 }
 
+bool PictureFormat::isMirrored() const {
+  if (!displayMatrix) return false;
+  const auto at = [this](std::size_t i) { return static_cast<double>((*displayMatrix)[i]); };
+  return at(0) * at(4) - at(1) * at(3) < 0;
+}
+
+std::optional<DisplayMatrix> displayMatrixFrom(const std::uint8_t* bytes) {
+  if (bytes == nullptr) return std::nullopt;
+  DisplayMatrix matrix;
+  std::memcpy(matrix.data(), bytes, sizeof matrix);
+  return matrix;
+}
+
 }  // namespace kalvetra

@@ -50,6 +50,8 @@ enum class FieldOrder {
 
 inline bool isInterlaced(FieldOrder order) { return order == FieldOrder::TopFirst || order == FieldOrder::BottomFirst; }
 
+using DisplayMatrix = std::array<std::int32_t, 9>;  // as FFmpeg has it, row by row
+
 // Everything about a clip's pictures that a copy of it keeps.
 struct PictureFormat {
   int width = 0;  // as stored, before any rotation
@@ -59,10 +61,15 @@ struct PictureFormat {
   AVRational pixelAspect{1, 1};  // width : height of a pixel
   ColorTags color;
   FieldOrder fieldOrder = FieldOrder::Unknown;
-  std::optional<std::array<std::int32_t, 9>> displayMatrix;  // of the container, where it has one
+  std::optional<DisplayMatrix> displayMatrix;  // of the container or the first picture, where one has it
 
   // Quarter turns clockwise that the display matrix asks for.
   int quarterTurns() const;
+  // The display matrix asks for a mirror, which no number of turns does.
+  bool isMirrored() const;
 };
+
+// From FFmpeg's bytes; nothing from null.
+std::optional<DisplayMatrix> displayMatrixFrom(const std::uint8_t* bytes);
 
 }  // namespace kalvetra

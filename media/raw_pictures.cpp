@@ -2,6 +2,7 @@
 
 #include <regex>
 
+#include "media/frame_converter.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -57,6 +58,10 @@ RawPictures parseRawPictures(const std::string& text) {
   raw.format = av_get_pix_fmt(format.c_str());
   if (!isPlain(raw.format)) {
     refuse(text, "names no pixel format of bare samples ('" + format + "'; ffmpeg -pix_fmts lists them)");
+  }
+  if (!FrameConverter::canRead(raw.format)) {
+    refuse(text,
+           "names a pixel format that cannot be read ('" + format + "'; take one like bgra, rgb24 or yuv422p10le)");
   }
   if (av_image_get_buffer_size(raw.format, raw.width, raw.height, 1) < 1) refuse(text, "names pictures of over 2 GiB");
   return raw;

@@ -1,8 +1,9 @@
 #include "media/reader.h"
 
 #include <algorithm>
-#include <cstring>
+#include <string_view>
 
+#include "media/delivery.h"
 #include "media/field_order.h"
 #include "media/frame_converter.h"
 #include "support/user_error.h"
@@ -35,8 +36,10 @@ Reader::Reader(const std::string& path, const SourceOptions& options, int thread
   openSource();
   openDecoder(threads, decoding);
   describePictures();
-  format_.fieldOrder = findFieldOrder();
-  tally_.emplace(declaredLength(), nominalDuration(), mayJumpInSilence());
+  lookAtFirstPicture();
+  refuseMirrored();
+  if (!sequence_) declared_ = declaredLength(input_, video(), format_.frameRate);
+  tally_.emplace(declared_, nominalDuration(), mayJumpInSilence());
 }
 
 void Reader::openSource() {
@@ -88,19 +91,32 @@ void Reader::describePictures() {
   format_.pixelAspect = validOr(av_guess_sample_aspect_ratio(input_.container.get(), &stream, nullptr), {1, 1});
   format_.color = resolveColor({p.color_space, p.color_range, p.color_primaries, p.color_trc},
                                static_cast<AVPixelFormat>(p.format), p.height, colorGuess_);
-  const std::uint8_t* matrix = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
-  if (matrix != nullptr) {
-    format_.displayMatrix.emplace();
-    std::memcpy(format_.displayMatrix->data(), matrix, sizeof *format_.displayMatrix);
-  }
+  format_.displayMatrix = displayMatrixFrom(av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr));
 }
 
-// Where the file does not say, the first picture may. The packets read for it are kept and decoded once more.
-FieldOrder Reader::findFieldOrder() {
+// Where the file does not say how its pictures lie, the first one may.
+void Reader::lookAtFirstPicture() {
   const AVCodecParameters& p = *video().codecpar;
-  const FieldOrder stated = shownOrder(p.field_order);
-  if (stated != FieldOrder::Unknown || !canTellFields(p.codec_id, container())) return stated;
-  const FramePtr picture = makeFrame();
+  format_.fieldOrder = shownOrder(p.field_order);
+  const bool fields = format_.fieldOrder == FieldOrder::Unknown && canTellFields(p.codec_id, container());
+  const bool turn = !format_.displayMatrix && p.codec_id == AV_CODEC_ID_MJPEG && isPictureFile(container());
+  if (!fields && !turn) return;
+  const FramePtr picture = firstPicture();
+  if (!picture) return;
+  if (fields) format_.fieldOrder = shownOrder(*picture);
+  const AVFrameSideData* matrix = av_frame_get_side_data(picture.get(), AV_FRAME_DATA_DISPLAYMATRIX);
+  if (turn && matrix != nullptr) format_.displayMatrix = displayMatrixFrom(matrix->data);
+}
+
+void Reader::refuseMirrored() const {
+  if (!format_.isMirrored()) return;
+  throw UserError(name_ + ": its pictures are stored mirrored, to be flipped when they are shown; convert it first " +
+                  "with a program that flips them, like ffmpeg");
+}
+
+// Null when it cannot be decoded. The packets read for it are kept and decoded once more.
+FramePtr Reader::firstPicture() {
+  FramePtr picture = makeFrame();
   int state = AVERROR(EAGAIN);
   while (state == AVERROR(EAGAIN) && ahead_.size() < kMostPacketsAhead) {
     PacketPtr packet = makePacket();
@@ -112,8 +128,7 @@ FieldOrder Reader::findFieldOrder() {
     if (atEnd) break;
   }
   avcodec_flush_buffers(decoder_.get());
-  if (state < 0) return FieldOrder::Unknown;
-  return shownOrder(*picture);
+  return state < 0 ? nullptr : std::move(picture);
 }
 
 std::string Reader::describeGaps() const {
@@ -128,12 +143,14 @@ const std::vector<NumberRange>& Reader::gaps() const {
   return sequence_ ? sequence_->gaps() : none;
 }
 
-std::int64_t Reader::expectedFrames() const {
-  if (sequence_) return sequence_->size();
-  if (video().nb_frames > 0) return video().nb_frames;
-  if (input_.container->duration <= 0) return 0;
-  return av_rescale_q(input_.container->duration, av_make_q(1, AV_TIME_BASE), av_inv_q(format_.frameRate));
+std::int64_t Reader::expectedFrames() const { return sequence_ ? sequence_->size() : declared_.expected; }
+
+std::string Reader::alphaTag() const {
+  const AVDictionaryEntry* tag = av_dict_get(container().metadata, kAlphaTag, nullptr, 0);
+  return tag != nullptr ? tag->value : "";
 }
+
+bool Reader::isPremultiplied() const { return alphaTag() == kalvetra::alphaTag(AlphaMode::Premultiplied); }
 
 bool Reader::next(SourceFrame& frame) {
   if (!frame.picture) frame.picture = makeFrame();
@@ -145,6 +162,7 @@ bool Reader::next(SourceFrame& frame) {
     }
     if (state == AVERROR_EOF) {
       frame.picture.reset();
+      ended_ = true;
       return false;
     }
     if (state != AVERROR(EAGAIN)) tally_->addUndecodable();
@@ -218,9 +236,8 @@ std::int64_t Reader::nominalDuration() const {
 
 // Matroska with one video: of a second one the packets are left out, which looks just like a jump.
 bool Reader::mayJumpInSilence() const {
-  const bool alone = std::none_of(container().streams, container().streams + container().nb_streams,
-                                  [](const AVStream* s) { return s->discard == AVDISCARD_ALL; });
-  return alone && std::string(container().iformat->name).find("matroska") != std::string::npos;
+  return !leavesOutVideo(container()) &&
+         std::string_view(container().iformat->name).find("matroska") != std::string::npos;
 }
 
 // Where the packet ends, from the clip's start, in AV_TIME_BASE units; 0 where it has no time.
@@ -258,8 +275,8 @@ bool Reader::seek(double fraction) {
     restart();
     return true;
   }
-  if (input_.container->duration <= 0) return false;
-  return seekTo(static_cast<std::int64_t>(fraction * static_cast<double>(input_.container->duration)));
+  const std::int64_t duration = clipDuration(container());
+  return duration > 0 && seekTo(static_cast<std::int64_t>(fraction * static_cast<double>(duration)));
 }
 
 bool Reader::seekTime(double seconds) {
@@ -290,25 +307,13 @@ void Reader::restart() {
   avcodec_flush_buffers(decoder_.get());
   ahead_.clear();
   endState_ = 0;
-  draining_ = false;
+  draining_ = ended_ = false;
   lastTime_ = -1;
 }
 
 std::int64_t Reader::lostFrames() const {
-  return tally_->lost(draining_) + (sequence_ ? sequence_->missingSoFar() : 0);
-}
-
-// Only MP4 and QuickTime count their pictures reliably. What is not there of a sequence is no part of it.
-DeclaredLength Reader::declaredLength() const {
-  DeclaredLength length;
-  if (sequence_) return length;
-  length.expected = expectedFrames();
-  if (std::string(container().iformat->name).find("mp4") != std::string::npos) {
-    length.counted = video().nb_frames;
-  } else if (container().duration_estimation_method == AVFMT_DURATION_FROM_STREAM) {
-    length.duration = container().duration;
-  }
-  return length;
+  const std::int64_t gaps = !sequence_ ? 0 : ended_ ? sequence_->missing() : sequence_->missingBefore(lastTime_);
+  return tally_->lost(ended_) + gaps;
 }
 
 std::string Reader::describeDamage(std::int64_t lost, std::int64_t damaged) const {

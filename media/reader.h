@@ -44,6 +44,10 @@ class Reader {
   const PictureFormat& format() const { return format_; }
   // What had to be guessed about the colours; empty when the file says it all.
   const std::string& colorGuess() const { return colorGuess_; }
+  // What the container's own tag says of its alpha (see kAlphaTag), empty without one; and whether that is that its
+  // colours are multiplied by alpha. The reader leaves them so, a FrameConverter can divide them.
+  std::string alphaTag() const;
+  bool isPremultiplied() const;
   // The runs of pictures that an image sequence lacks, and a sentence about them; empty without gaps.
   const std::vector<NumberRange>& gaps() const;
   std::string describeGaps() const;
@@ -51,6 +55,8 @@ class Reader {
   std::vector<int> sequenceNumbers() const { return sequence_ ? sequence_->numbers() : std::vector<int>(); }
   // Number of pictures as the file declares or suggests it; 0 when it does not.
   std::int64_t expectedFrames() const;
+  // True when that is a count, and does not follow from a duration.
+  bool countsFrames() const { return sequence_.has_value() || declared_.isCounted; }
 
   const AVFormatContext& container() const { return *input_.container; }
   const AVStream& video() const { return *input_.container->streams[videoIndex_]; }
@@ -83,7 +89,9 @@ class Reader {
   void openSource();
   void openDecoder(int threads, Decoding decoding);
   void describePictures();
-  FieldOrder findFieldOrder();
+  void lookAtFirstPicture();
+  FramePtr firstPicture();
+  void refuseMirrored() const;
   int readPacket(AVPacket& packet);
   bool isWanted(int stream) const { return stream == videoIndex_ || copied_.contains(stream); }
   void countFromStart(AVPacket& packet) const;
@@ -95,7 +103,6 @@ class Reader {
   std::int64_t endOf(const AVPacket& packet) const;
   std::int64_t nominalDuration() const;
   bool mayJumpInSilence() const;
-  DeclaredLength declaredLength() const;
   std::int64_t startOf(const AVStream& stream) const;
 
   std::string path_;
@@ -113,8 +120,10 @@ class Reader {
   int endState_ = 0;             // the error that ended reading
   std::int64_t lastTime_ = -1;
   std::int64_t nextTime_ = 0;  // where a picture without a timestamp belongs
+  DeclaredLength declared_;
   std::optional<LossTally> tally_;
   bool draining_ = false;  // the file is at its end; the decoder hands out what it still holds
+  bool ended_ = false;     // it holds no more
 };
 
 }  // namespace kalvetra

@@ -1,8 +1,21 @@
 #include "media/video_encoder.h"
 
+#include <algorithm>
+
 #include "support/user_error.h"
 
 namespace kalvetra {
+
+namespace {
+
+// FFV1 with slices that are a single pixel wide or high cannot be read back. Its first level has none.
+void leaveOutSlices(AVDictionary** options) {
+  av_dict_set(options, "level", "1", 0);
+  av_dict_set(options, "slices", nullptr, 0);
+  av_dict_set(options, "slicecrc", nullptr, 0);
+}
+
+}  // namespace
 
 VideoEncoder::VideoEncoder(const OutputFormat& format, AVPixelFormat pixels, const PictureFormat& pictures,
                            const ColorTags& color, int threads, bool globalHeader) {
@@ -32,6 +45,7 @@ VideoEncoder::VideoEncoder(const OutputFormat& format, AVPixelFormat pixels, con
 
   AVDictionary* options = nullptr;
   for (const auto& [name, value] : format.options) av_dict_set(&options, name.c_str(), value.c_str(), 0);
+  if (codec->id == AV_CODEC_ID_FFV1 && std::min(pictures.width, pictures.height) < 4) leaveOutSlices(&options);
   const int error = avcodec_open2(context_.get(), codec, &options);
   av_dict_free(&options);
   if (error < 0) {

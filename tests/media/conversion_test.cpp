@@ -129,4 +129,14 @@ TEST(FloatRgb, LinearLightIsEncodedAndClampedAlphaIsNot) {
   EXPECT_EQ((std::array<int, 3>{191, 128, 64}), (std::array<int, 3>{kept.argb[1], kept.argb[2], kept.argb[3]}));
 }
 
+// A matte: its half light is level 128, whatever the file says of a curve.
+TEST(FloatRgb, LevelsStayLevels) {
+  for (const AVColorTransferCharacteristic transfer : {AVCOL_TRC_LINEAR, AVCOL_TRC_UNSPECIFIED, AVCOL_TRC_BT709}) {
+    const auto picture = floatPicture(AV_PIX_FMT_GBRAPF32, {0.5f, 0.25f, 0.75f, 0.125f});
+    picture->color_trc = transfer;
+    const Image image = FrameConverter(kRgb, {.levels = true}).convert(*picture);
+    for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ((std::array<int, 4>{32, 191, 128, 64})[i], image.argb[i]) << i;
+  }
+}
+
 }  // namespace
