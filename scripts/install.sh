@@ -6,7 +6,7 @@ set -euo pipefail
 debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libtbb-dev libcli11-dev libhwy-dev nlohmann-json3-dev)
 mac=(cmake ninja pkg-config ffmpeg tbb cli11 highway nlohmann-json)
 if [ "${1:-}" = --tests ]; then
-  debian+=(libgtest-dev ffmpeg gobjc++ libgnustep-base-dev libgl-dev)
+  debian+=(libgtest-dev ffmpeg gobjc++ libgnustep-base-dev libgl-dev frei0r-plugins-dev melt libxml2-utils)
   mac+=(googletest)
 elif [ "${1:-}" = --bench ]; then
   debian+=(libbenchmark-dev ffmpeg frei0r-plugins)
