@@ -8,6 +8,7 @@ namespace kalvetra {
 void addKeyCommand(CLI::App& program);         // key INPUT OUTPUT
 void addStillCommand(CLI::App& program);       // still INPUT OUT.png
 void addPickCommand(CLI::App& program);        // pick FILE
+void addPresetCommand(CLI::App& program);      // preset --as frei0r FILE
 void addSampleCommand(CLI::App& program);      // sample OUT.mp4
 void addParametersCommand(CLI::App& program);  // parameters, params [--json]
 void addReportCommand(CLI::App& program);      // report KEYED

@@ -16,6 +16,7 @@ std::unique_ptr<CLI::App> makeProgram() {
   addProbeCommand(*program);
   addPickCommand(*program);
   addReportCommand(*program);
+  addPresetCommand(*program);
   addSampleCommand(*program);
   addParametersCommand(*program);
   addDoctorCommand(*program);

@@ -1,4 +1,4 @@
-# The Debian package of the command: cpack in the build folder, or scripts/package.sh.
+# The Debian package of the command and the frei0r filter: cpack in the build folder, or scripts/package.sh.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME kalvetra)
 set(CPACK_PACKAGE_VENDOR Kalvetra)
@@ -9,6 +9,9 @@ set(CPACK_PACKAGE_DESCRIPTION
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL command)
+if(KALVETRA_FREI0R)
+  list(APPEND CPACK_COMPONENTS_ALL frei0r)
+endif()
 set(CPACK_DEBIAN_PACKAGE_SECTION video)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)

@@ -7,7 +7,8 @@ debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavuti
   libcpp-httplib-dev)
 mac=(cmake ninja pkg-config ffmpeg tbb cli11 highway nlohmann-json cpp-httplib)
 if [ "${1:-}" = --tests ]; then
-  debian+=(libgtest-dev ffmpeg gobjc++ libgnustep-base-dev libgl-dev chromium fonts-dejavu-core)
+  debian+=(libgtest-dev ffmpeg gobjc++ libgnustep-base-dev libgl-dev chromium fonts-dejavu-core frei0r-plugins-dev melt
+    libxml2-utils)
   mac+=(googletest)
   # Another Node than the distribution's, with its own npm, stays as it is: the packages would not go beside it.
   command -v node >/dev/null || { debian+=(nodejs); mac+=(node); }

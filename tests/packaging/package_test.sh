@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Packs the command out of a finished build folder and runs it out of the package.
-# Arguments: the build folder, the version that the command must tell.
+# Arguments: the build folder, the version that the command must tell, and "frei0r" where that filter was built.
 set -euo pipefail
-build=$1 version=$2
+build=$1 version=$2 filter=${3:-}
 
 for tool in dpkg-deb dpkg-shlibdeps cpack; do
   command -v "$tool" >/dev/null || { echo "$tool is not installed"; exit 77; }  # skipped
@@ -16,7 +16,13 @@ cpack --config "$build/CPackConfig.cmake" -B "$work" >"$work/log" || { cat "$wor
 deb=$(ls "$work"/kalvetra_"$version"_*.deb)
 
 dpkg-deb -c "$deb" | awk '$1 !~ /^d/ { sub(/^\.\//, "", $6); print $6 }' | sort >"$work/files"
-sort >"$work/expected" <<TEXT
+{ [ -z "$filter" ] || cat <<TEXT
+usr/lib/frei0r-1/kalvetra_green.so
+usr/share/kdenlive/effects/frei0r_kalvetra_green.xml
+usr/share/shotcut/qml/filters/kalvetra_green/meta.qml
+usr/share/shotcut/qml/filters/kalvetra_green/ui.qml
+TEXT
+cat <<TEXT
 usr/bin/kalvetra
 usr/share/bash-completion/completions/kalvetra
 usr/share/doc/kalvetra/README.md
@@ -24,6 +30,7 @@ usr/share/fish/vendor_completions.d/kalvetra.fish
 usr/share/man/man1/kalvetra.1
 usr/share/zsh/vendor-completions/_kalvetra
 TEXT
+} | sort >"$work/expected"
 diff "$work/expected" "$work/files" || fail "other files than expected"
 
 for library in libavcodec libavformat libswscale libtbb libc6; do
