@@ -34,7 +34,7 @@ CompanionClip::CompanionClip(const std::string& path, const std::string& what, F
     : fit_(fit),
       clip_(clip),
       reader_(path, threads, stop),
-      converter_(reader_.format().color, {.premultiplied = reader_.isPremultiplied()}) {
+      converter_(reader_.format().color, {.levels = fit == Fit::Exact, .premultiplied = reader_.isPremultiplied()}) {
   if (fit == Fit::Exact) requireClipSize(what);
   if (!reader_.next(frame_)) throw UserError(path + ": no picture in it can be read; check the file");
 }

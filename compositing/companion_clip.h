@@ -15,7 +15,7 @@ namespace kalvetra {
 class CompanionClip {
  public:
   enum class Fit {
-    Exact,  // must have the clip's size; alpha stays
+    Exact,  // a matte: must have the clip's size; alpha stays, and what it holds are levels, no light
     Cover,  // scaled to cover the frame and cropped; opaque, laid over black where it has alpha
   };
   // `what` names its part in sentences: "garbage matte". Throws UserError when it cannot be read, or when its size

@@ -54,8 +54,7 @@ bool ClipReader::readInRange(ClipFrame& frame) {
     const std::int64_t number = number_++;
     if (range_.isBefore(number, seconds)) {
       soundUntil(seconds);
-      lostBefore_ = reader_.lostFrames();
-      damagedBefore_ = reader_.damagedFrames();
+      before_ = countNow();
       continue;
     }
     if (range_.isBehind(number, seconds, index_)) {
@@ -63,6 +62,7 @@ bool ClipReader::readInRange(ClipFrame& frame) {
       readTrailingSound();
       break;
     }
+    inRange_ = countNow();
     frame.number = number;
     if (index_ == 0 && range_.start) origin_ = source.time;
     frame.index = index_++;

@@ -29,11 +29,16 @@ class ClipReader {
   // Where the range ends, in seconds of the clip, once a picture behind it was read.
   std::optional<double> end() const { return end_; }
 
-  // As Reader counts them, but without those before the range.
-  std::int64_t lostFrames() const { return reader_.lostFrames() - lostBefore_; }
-  std::int64_t damagedFrames() const { return reader_.damagedFrames() - damagedBefore_; }
+  // As Reader counts them, but without those before the range and behind it.
+  std::int64_t lostFrames() const { return (end_ ? inRange_ : countNow()).lost - before_.lost; }
+  std::int64_t damagedFrames() const { return (end_ ? inRange_ : countNow()).damaged - before_.damaged; }
 
  private:
+  struct Damage {
+    std::int64_t lost = 0, damaged = 0;
+  };
+
+  Damage countNow() const { return {reader_.lostFrames(), reader_.damagedFrames()}; }
   bool read(ClipFrame& frame);
   bool readInRange(ClipFrame& frame);
   void readTrailingSound();
@@ -49,7 +54,7 @@ class ClipReader {
   std::int64_t origin_ = 0;    // time of the range's first picture
   double lastEnd_ = 0.0;       // where the range's latest picture ends, in seconds of the clip
   std::optional<double> end_;  // where the range ends, once it is known
-  std::int64_t lostBefore_ = 0, damagedBefore_ = 0;
+  Damage before_, inRange_;    // as they were at the latest picture before the range, and in it
   bool started_ = false;
   bool over_ = false;
   std::optional<ClipFrame> ahead_;

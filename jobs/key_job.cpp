@@ -1,5 +1,7 @@
 #include "jobs/key_job.h"
 
+#include <cmath>
+#include <cstdlib>
 #include <deque>
 #include <filesystem>
 #include <limits>
@@ -10,6 +12,7 @@
 #include "jobs/job_identity.h"
 #include "jobs/job_output.h"
 #include "jobs/receipt.h"
+#include "media/clip_movie.h"
 #include "media/hash_sink.h"
 #include "media/temporary_output.h"
 #include "support/interrupted.h"
@@ -51,6 +54,7 @@ class Run {
     openSinks();
     keyAll();
     checkWhatWasRead();
+    noteTimecode();
     finishAll();
     return std::move(result_);
   }
@@ -163,6 +167,16 @@ class Run {
   [[noreturn]] void throwInterrupted() const {
     if (!job_.resumable) throw Interrupted();
     throw Interrupted("interrupted; " + counted(result_.frames, "frame") + " are kept, the same command goes on");
+  }
+
+  // The first frame's timecode is its number from the clip's, whatever its time.
+  void noteTimecode() const {
+    const PictureFormat& format = source_->format();
+    const double frames = static_cast<double>(clip_->origin()) * av_q2d(format.timeBase) * av_q2d(format.frameRate);
+    const std::int64_t off = job_.range.firstFrame(format.frameRate) - std::llround(frames);
+    if (off == 0 || !job_.range.start || timecodeOf(*source_, 0).empty()) return;
+    listener_.note(job_.input + ": its rate varies; the timecode counts frames and is " +
+                   counted(std::abs(off), "frame") + (off < 0 ? " behind" : " ahead of") + " the time");
   }
 
   void checkWhatWasRead() {

@@ -34,7 +34,7 @@ class ClipFrames {
   const PictureFormat& format() const { return description_.format(); }
   // The two fields of each picture are keyed apart, as `kalvetra key` does it by default.
   bool fields() const { return keysFields_ && isInterlaced(format().fieldOrder); }
-  ConversionOptions conversion() const { return {false, fields()}; }
+  ConversionOptions conversion() const { return {.fields = fields(), .premultiplied = description_.isPremultiplied()}; }
 
   // How many pictures there are. Waits a few seconds for the index of a large clip, then answers what the file
   // declares.

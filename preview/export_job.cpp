@@ -4,6 +4,7 @@
 
 #include "media/numbered_name.h"
 #include "media/temporary_output.h"
+#include "preview/folders.h"
 #include "preview/plain_name.h"
 #include "preview/routes.h"
 #include "support/interrupted.h"
@@ -59,6 +60,7 @@ std::int64_t ExportJob::start(const KeyRequest& request, const std::string& name
   const bool anyName = replace || folder_.empty();  // the private folder holds nothing but earlier exports
   const KeyJob job = keyJobFor(clip_, request, target(name).string(), anyName);
   for (const OutputRequest& output : job.outputs) {
+    Folders::refuseLink(output.path);
     if (!anyName && outputExists(output.path)) {
       throw Refusal(409, fs::path(output.path).filename().string() +
                              " exists already in the folder; replace it or give another name");

@@ -130,6 +130,10 @@ Preset Folders::loadPreset(const std::string& name) const {
   return parsePreset(text, name);
 }
 
+void Folders::refuseLink(const fs::path& target) {
+  if (fs::is_symlink(target)) throw UserError(target.filename().string() + ": is a link there; choose another name");
+}
+
 std::string Folders::savePreset(const std::string& name, const AnimatedSettings& settings, bool replace) const {
   checkPlainName(name);
   if (folders_.empty()) throw UserError("there is no folder for presets; start the preview with --folder DIR");
@@ -140,6 +144,7 @@ std::string Folders::savePreset(const std::string& name, const AnimatedSettings&
   if (!replace && fs::exists(fs::symlink_status(target))) {
     throw Refusal(409, full + " exists already; replace it or give another name");
   }
+  refuseLink(target);
   TemporaryOutput output(target.string(), replace);
   std::ofstream out(output.path(), std::ios::binary);
   out << presetText(settings) << std::flush;

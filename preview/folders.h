@@ -32,6 +32,8 @@ class Folders {
   // Into the first folder, under that name with .json behind it unless it is there. Answers the full name. Throws a
   // Refusal with 409 when it exists and is not to be replaced.
   std::string savePreset(const std::string& name, const AnimatedSettings& settings, bool replace) const;
+  // Throws UserError when a link stands at a place that is to be written to: it may lead elsewhere.
+  static void refuseLink(const std::filesystem::path& target);
 
  private:
   std::vector<std::string> names(bool (*fits)(const std::filesystem::path& name)) const;

@@ -77,7 +77,7 @@ void addFileRoutes(Routes& routes, PreviewContext& context);      // files, pres
 void addPictureRoutes(Routes& routes, PreviewContext& context);   // picture, thumbnail
 void addPixelRoutes(Routes& routes, PreviewContext& context);     // pixel, sample
 void addProposalRoutes(Routes& routes, PreviewContext& context);  // pick, propose
-void addSessionRoutes(Routes& routes, PreviewContext& context);   // quit
+void addQuitRoute(Routes& routes, PreviewContext& context);       // quit
 void addStripRoutes(Routes& routes, PreviewContext& context);     // strip
 void addWheelRoutes(Routes& routes, PreviewContext& context);     // wheel
 

@@ -21,4 +21,5 @@ Done. Look at:
   $PWD/demo/keyed.mov    the keyed clip, ProRes 4444 with alpha: drop it into an editor
   $PWD/demo/truth/       the true alpha of every frame
 Key a clip of your own:  $PWD/$kalvetra key shot.mp4 keyed.mov
+Find the key by eye:     $PWD/$kalvetra preview demo/sample.mp4
 TEXT

@@ -1,4 +1,4 @@
-// Small helpers for the document.
+// Small tools for the document.
 
 export const byId = (id) => document.getElementById(id);
 

@@ -64,6 +64,38 @@ TEST_F(JobFaults, DamageBeforeTheRangeIsNoneOfItsOwn) {
   need("grep -q '\"damaged_frames\": 0' " + out_.path("r.json"));
 }
 
+// A gap that lies behind the range, right behind it too, and a matte of floats that is taken as it was written.
+TEST_F(JobFaults, OnlyTheRangeOfASequenceCounts) {
+  for (const int number : {1, 2, 5}) {
+    need(kFfmpeg + "-i " + clip_ + " -frames:v 1 " + out_.path("q-" + std::to_string(number) + ".png"));
+  }
+  const std::string sequence = out_.path("q-%d.png");
+  need(key(sequence + " -f null --frames 2" + kOptions));
+  need(key(clip_ + " " + out_.path("o.mkv") + " --frames 1 --garbage " + sequence + kOptions));
+  expectHas(run(key(sequence + " -f null --frames 3" + kOptions)).output, "2 frames lost");
+}
+
+TEST_F(JobFaults, MattesInFloatsComeBackAsTheyWent) {
+  need(kFfmpeg + "-f lavfi -i color=gray:s=160x90 -frames:v 1 " + out_.path("grey.png"));
+  const std::string still = key(clip_ + " " + out_.path("k.png") + " -y --frames 1" + kOptions);
+  need(still + "--garbage " + out_.path("grey.png") + " --also matte=" + out_.path("m.exr") +
+       " --also matte=" + out_.path("m.png"));
+  const auto alphas = [&](const std::string& garbage) {
+    need(still + "--holdout " + garbage);
+    return readAll(out_.path("k.png")).at(0).argb;
+  };
+  EXPECT_EQ(alphas(out_.path("m.png")), alphas(out_.path("m.exr")));
+}
+
+TEST_F(JobFaults, ATimecodeThatTheTimeBeliesIsSaid) {
+  need(kFfmpeg + "-i " + clip_ + " -vf \"setpts='if(lt(N,10),N,N+20)/20/TB'\" -vsync vfr -c:v libx264 -timecode " +
+       "10:00:00:00 -an " + out_.path("vfr.mov"));
+  const std::string range = " " + out_.path("o.mov") + " -y --frames 2 --start ";
+  expectHas(need(key(out_.path("vfr.mov") + range + "15f" + kOptions)), "the timecode counts frames");
+  EXPECT_EQ(std::string::npos, need(key(out_.path("vfr.mov") + range + "5f" + kOptions)).find("counts frames"));
+  EXPECT_EQ(std::string::npos, need(key(clip_ + range + "15f" + kOptions)).find("counts frames"));
+}
+
 // What the libraries would take for the address of a server.
 TEST_F(JobFaults, ColonsInNamesAreNothingSpecial) {
   fs::create_directory(out_.path("c:d"));
@@ -168,7 +200,8 @@ TEST_F(JobFaults, WhatTheSystemRefusesIsSaidInWords) {
       {kKalvetra + " pick clip.mov > /dev/full", "the standard output cannot be written to"},
   };
   fs::create_symlink("loop.mov", out_.path("loop.mov"));
-  need(kFfmpeg + "-f lavfi -i testsrc2=s=160x90,scale=161:91 -frames:v 1 -c:v ffv1 -pix_fmt bgr0 " + out_.path("odd.mkv"));
+  need(kFfmpeg + "-f lavfi -i testsrc2=s=160x90,scale=161:91 -frames:v 1 -c:v ffv1 -pix_fmt bgr0 " +
+       out_.path("odd.mkv"));
   for (const auto& [command, sentence] : cases) {
     const Outcome outcome = run("{ " + folder + command + "; } 2>&1");
     EXPECT_NE(0, outcome.status) << command;

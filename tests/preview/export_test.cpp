@@ -162,6 +162,9 @@ TEST(Export, RefusesNamesAndRequestsThatDoNotFit) {
   refused(400, {{"name", "a.mp4"}, {"over", "red"}}, "is neither a colour");
   refused(400, {{"name", "a.mp4"}, {"over", {{"file", "../clip.mkv"}}}}, "give a plain file name");
   refused(409, {{"name", "taken.mkv"}}, "taken.mkv exists already");
+  fs::create_symlink(other.path("elsewhere.mkv"), folder.path("link.mkv"));
+  refused(400, {{"name", "link.mkv"}, {"replace", true}}, "is a link there");
+  fs::remove(folder.path("link.mkv"));
   EXPECT_EQ("none", preview.get("api/export")["state"]);
   EXPECT_EQ((std::vector<std::string>{"clip.mkv", "taken.mkv"}), folder.names());
   preview.post("api/export", {{"settings", {{"key-color", kKeyColor}}}, {"name", "taken.mkv"}, {"replace", true}});

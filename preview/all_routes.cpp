@@ -2,7 +2,7 @@
 
 namespace kalvetra {
 
-void addSessionRoutes(Routes& routes, PreviewContext& context) {
+void addQuitRoute(Routes& routes, PreviewContext& context) {
   routes.post("api/quit", [&context](const Request&) {
     context.stop = true;
     Answer answer;
@@ -17,7 +17,7 @@ Routes makeRoutes(PreviewContext& context) {
   addPictureRoutes(routes, context);
   addPixelRoutes(routes, context);
   addProposalRoutes(routes, context);
-  addSessionRoutes(routes, context);
+  addQuitRoute(routes, context);
   addStripRoutes(routes, context);
   addExportRoutes(routes, context);
   addFileRoutes(routes, context);
