@@ -2,13 +2,14 @@
 
 #include <cmath>
 
+#include "imaging/maths.h"
 #include "imaging/numeric.h"
 
 namespace kalvetra {
 
 float length(Chroma a) { return std::sqrt(dot(a, a)); }
 
-Rotation::Rotation(double radians) : cosine_(std::cos(radians)), sine_(std::sin(radians)) {}
+Rotation::Rotation(double radians) : cosine_(maths::cos(radians)), sine_(maths::sin(radians)) {}
 
 Chroma Rotation::operator()(Chroma a) const {
   const double i = static_cast<double>(a.I), q = static_cast<double>(a.Q);
@@ -26,7 +27,7 @@ ShadowCurve::ShadowCurve(float shadow) : active_(shadow != 1.0f) {
   const double exponent = static_cast<double>((1.0f - shadow) + 1.0f);
   for (int i = 0; i < 256; ++i) {
     const float x = static_cast<float>(i) / 255.0f;
-    const float y = static_cast<float>(std::pow(static_cast<double>(x), exponent));
+    const float y = static_cast<float>(maths::pow(static_cast<double>(x), exponent));
     table_[static_cast<std::size_t>(i)] = truncToByte(y * 255.0f + 0.499f);
   }
 }
@@ -42,8 +43,8 @@ float foregroundLuminance(float y, float backdropY, float amount) {
   if (y > backdropY) return inverse * (y - rest * backdropY);
   // Offset by 100, so that the multiplicative mix also holds at black.
   const double pixel = static_cast<double>(y + 100.0f);
-  const double backdrop = std::pow(static_cast<double>(backdropY + 100.0f), static_cast<double>(rest));
-  return static_cast<float>(std::pow(pixel / backdrop, static_cast<double>(inverse)) - 100.0);
+  const double backdrop = maths::pow(static_cast<double>(backdropY + 100.0f), static_cast<double>(rest));
+  return static_cast<float>(maths::pow(pixel / backdrop, static_cast<double>(inverse)) - 100.0);
 }
 
 }  // namespace

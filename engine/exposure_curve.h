@@ -1,8 +1,8 @@
 // A camera's logarithmic exposure curve with a linear toe below code value 60.
 #pragma once
 
-#include <cmath>
 
+#include "imaging/maths.h"
 #include "imaging/numeric.h"
 
 namespace kalvetra {
@@ -13,8 +13,8 @@ class ExposureCurve {
   static constexpr double kOffset = 0.029999999329447746;
   static constexpr double kGain = 7.649999618530273;
 
-  ExposureCurve() : scale_(255.0 / std::log10(34.33333407839141)), black_(std::log10(kOffset)) {
-    const double toe = std::pow(10.0, 60.0 / scale_);
+  ExposureCurve() : scale_(255.0 / maths::log10(34.33333407839141)), black_(maths::log10(kOffset)) {
+    const double toe = maths::pow(10.0, 60.0 / scale_);
     slope_ = static_cast<double>(static_cast<float>(65.0 / ((toe - 1.0) * kGain)));
   }
 
@@ -23,13 +23,13 @@ class ExposureCurve {
 
   // Light behind code value `code`, 0..255.
   double linear(unsigned char code) const {
-    return code >= 60 ? (std::pow(10.0, code / scale_) - 1.0) * kGain : (code + 5) / slope_;
+    return code >= 60 ? (maths::pow(10.0, code / scale_) - 1.0) * kGain : (code + 5) / slope_;
   }
 
   // Code value of a component of light `light` at exposure t, 0..1. Narrowed before it is tested and truncated: at t =
   // 1 it lands within 1e-5 of the component, so precision decides the byte.
   unsigned char code(double light, double t) const {
-    float v = static_cast<float>((std::log10(light * t / 255.0 + kOffset) - black_) * scale_);
+    float v = static_cast<float>((maths::log10(light * t / 255.0 + kOffset) - black_) * scale_);
     if (v < 60.0f) v = static_cast<float>(t * light * slope_ - 5.0);
     return truncToByte(v);
   }

@@ -6,6 +6,7 @@
 #include <numbers>
 
 #include "imaging/CImagingZEP.h"
+#include "imaging/maths.h"
 #include "imaging/numeric.h"
 
 YIQ CImagingZEP::RGBtoYIQ(unsigned char R, unsigned char G, unsigned char B) {
@@ -33,7 +34,7 @@ HLS CImagingZEP::RGBtoHLS(unsigned char R, unsigned char G, unsigned char B) {
   const float r = R, g = G, b = B;
   const float luma = r * 0.299f + g * 0.587f + b * 0.114f;
   const float dR = r - luma, dB = b - luma;
-  float h = static_cast<float>(std::atan2(static_cast<double>(dR), static_cast<double>(dB)));
+  float h = static_cast<float>(kalvetra::maths::atan2(static_cast<double>(dR), static_cast<double>(dB)));
   h = h * 180.0f / std::numbers::pi_v<float>;
   if (h < 0.0f) h += 360.0f;
   return {h, luma, std::sqrt(dR * dR + dB * dB)};
@@ -56,8 +57,8 @@ YIQ CImagingZEP::HLStoYIQ(HLS hls) {
   const double degrees = static_cast<double>(foldHue(hls.H));
   const double angle = static_cast<double>(static_cast<float>(degrees * std::numbers::pi / 180.0));
   const double s = static_cast<double>(hls.S);
-  const float dR = static_cast<float>(std::sin(angle) * s);
-  const float dB = static_cast<float>(std::cos(angle) * s);
+  const float dR = static_cast<float>(kalvetra::maths::sin(angle) * s);
+  const float dB = static_cast<float>(kalvetra::maths::cos(angle) * s);
 
   const double r = static_cast<double>(hls.L + dR);
   const double b = static_cast<double>(dB + hls.L);

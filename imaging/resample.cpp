@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "imaging/CImagingZEP.h"
+#include "imaging/maths.h"
 #include "imaging/numeric.h"
 #include "imaging/resample_taps.h"
 #include "imaging/simd/level.h"
@@ -62,9 +63,9 @@ float CImagingZEP::DF_weight(double x, int lobes, int filter) {
   if (std::abs(x) < std::numeric_limits<double>::epsilon()) return 1.0f;
   if (std::abs(x) >= lobes) return 0.0f;
   const double t = x * std::numbers::pi;
-  const double window = std::sin(t / lobes) / (t / lobes);
+  const double window = kalvetra::maths::sin(t / lobes) / (t / lobes);
   const double cutOff = filter == 1 ? 2.670353755551324 * x : t;  // 0.85 * pi * x
-  return static_cast<float>(std::sin(cutOff) / cutOff * window);
+  return static_cast<float>(kalvetra::maths::sin(cutOff) / cutOff * window);
 }
 
 // Rows are walked one after the other, which the caches like better than the columns of the result; since the two steps
