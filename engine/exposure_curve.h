@@ -1,7 +1,6 @@
 // A camera's logarithmic exposure curve with a linear toe below code value 60.
 #pragma once
 
-
 #include "imaging/maths.h"
 #include "imaging/numeric.h"
 

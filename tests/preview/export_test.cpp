@@ -30,15 +30,23 @@ std::string bytesOf(const std::string& path) {
   return {std::istreambuf_iterator<char>(in), {}};
 }
 
-// Matroska files have a random number in them, others are the same to the byte.
+// Matroska files have a random number in them, and the H.264 encoder's threads decide a few bits by who comes first;
+// all others are the same to the byte.
 void expectSameFile(const std::string& expected, const std::string& actual) {
-  if (!expected.ends_with(".mkv")) {
+  const bool isLossy = expected.ends_with(".mp4");
+  if (!isLossy && !expected.ends_with(".mkv")) {
     EXPECT_TRUE(bytesOf(expected) == bytesOf(actual)) << actual;
   }
   EXPECT_EQ(pictureTimes(expected), pictureTimes(actual)) << actual;
   const std::vector<Image> a = readAll(expected), b = readAll(actual);
   ASSERT_EQ(a.size(), b.size()) << actual;
-  for (std::size_t i = 0; i < a.size(); ++i) EXPECT_TRUE(a[i].argb == b[i].argb) << actual << i;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (isLossy) {
+      EXPECT_LT(meanDifference(a[i], b[i], 0, 1), 2.0) << actual << i;
+    } else {
+      EXPECT_TRUE(a[i].argb == b[i].argb) << actual << i;
+    }
+  }
 }
 
 bool isOver(const ExportState& state) { return state.status != ExportStatus::Running; }
@@ -68,6 +76,8 @@ TEST(Export, WritesTheBytesThatTheCommandWrites) {
       {{{"name", "d.mov"}, {"codec", "animation"}, {"view", "matte"}}, "--codec animation --view matte"},
       {{{"name", "e.mp4"}, {"view", "composite"}, {"over", {{"file", "sky.png"}}}},
        "-f null --over " + folder.path("sky.png") + " --also comp="},
+      {{{"name", "g.mkv"}, {"view", "composite"}, {"over", {{"file", "sky.png"}}}},
+       "-f null --over " + folder.path("sky.png") + " --also comp="},
       {{{"name", "f.mkv"}, {"over", "#102030"}}, "-f null --over '#102030' --also comp="},
   };
   for (const Case& c : cases) {
@@ -85,7 +95,7 @@ TEST(Export, WritesTheBytesThatTheCommandWrites) {
     need(key("'" + clip + "'" + options + c.arguments + (also ? "" : " ") + other.path(name)));
     expectSameFile(other.path(name), folder.path(name));
   }
-  EXPECT_EQ((std::vector<std::string>{"a.mkv", "b.mov", "c.mp4", "d.mov", "e.mp4", "f.mkv", "sky.png"}),
+  EXPECT_EQ((std::vector<std::string>{"a.mkv", "b.mov", "c.mp4", "d.mov", "e.mp4", "f.mkv", "g.mkv", "sky.png"}),
             folder.names());
 }
 
