@@ -1,9 +1,11 @@
 // For everybody, on every screen: names, keyboard, sizes.
 
 import assert from 'node:assert/strict';
+import {copyFile, mkdir} from 'node:fs/promises';
+import {join} from 'node:path';
 import {after, before, test} from 'node:test';
 
-import {assertClean, begin, openPage} from './support.mjs';
+import {assertClean, begin, openPage, run, startPreview} from './support.mjs';
 
 let setup;
 before(async () => { setup = await begin({clip: {frames: 3}}); });
@@ -92,6 +94,28 @@ for (const [width, height] of [[1280, 720], [2560, 1440]]) {
     });
   }
 }
+
+test('a long name of the clip or of a background pushes no control out of the window', async () => {
+  const folder = join(setup.folder, 'long');
+  await mkdir(folder);
+  const clip = join(folder, `${'long-'.repeat(39)}.mp4`);
+  await copyFile(setup.clip, clip);
+  await run('ffmpeg', ['-v', 'error', '-f', 'lavfi', '-i', 'color=gray:s=64x36', '-frames:v', '1',
+                       join(folder, `${'wide '.repeat(39)}.png`)]);
+  const own = await startPreview(clip, '--folder', folder);
+  const {page, watch} = await openPage({browser: setup.browser, address: own.address});
+  await page.locator('#over-files option').waitFor({state: 'attached'});
+  const outside = await page.evaluate(() => [...document.querySelectorAll('button, input, select, canvas')].filter((one) => {
+    const {left, right, top, bottom} = one.getBoundingClientRect();
+    const scrolled = one.closest('.controls, dialog');
+    const isOut = left < 0 || right > innerWidth || (!scrolled && (top < 0 || bottom > innerHeight));
+    return one.checkVisibility() && isOut;
+  }).map(({id}) => id));
+  assert.deepEqual(outside, []);
+  assertClean(watch);
+  await page.close();
+  await own.stop();
+});
 
 // Runs in the page: texts of less than 4.5 : 1 against what is behind them, disabled ones aside (WCAG 2.2, 1.4.3).
 function poorContrasts() {
