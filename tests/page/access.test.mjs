@@ -23,7 +23,7 @@ async function controlsOf(page) {
 test('every control has a name of its own, in the page and in each dialog', async () => {
   const {page, watch} = await openPage(setup);
   await page.keyboard.press('w');
-  for (const dialog of [null, 'presets', 'command', 'export', 'proposal', 'help']) {
+  for (const dialog of [null, 'presets', 'command', 'export', 'proposal', 'help', 'leave']) {
     if (dialog) await page.evaluate((id) => document.getElementById(id).showModal(), dialog);
     const controls = await controlsOf(page);
     assert.ok(controls.length >= (dialog ? 1 : 60), `${dialog}: ${controls.length}`);
