@@ -73,6 +73,35 @@ test('a dragged rectangle is averaged; more samples add up over several frames',
   await page.close();
 });
 
+test('samples go with the key colour that they gave; a 65th is refused before it is sent', async () => {
+  const {page, watch} = await openPage(setup);
+  const opened = await page.locator('#key-hex').inputValue();
+  const sampled = async (x, y) => {
+    const point = await screenPoint(page, x, y);
+    const isIt = (response) => response.url().endsWith('api/sample');
+    const [answer] = await Promise.all([page.waitForResponse(isIt), page.mouse.click(point.x, point.y)]);
+    const {hex} = await answer.json();
+    await page.waitForFunction((color) => document.getElementById('key-hex').value === color, hex);
+    return answer.request().postDataJSON().samples.map((sample) => sample.x);
+  };
+  await page.keyboard.press('Shift+E');
+  assert.deepEqual(await sampled(640, 300), [640]);
+  assert.deepEqual(await sampled(40, 60), [640, 40]);
+  while (await page.locator('#undo').isEnabled()) await page.locator('#undo').click();
+  assert.equal(await page.locator('#key-hex').inputValue(), opened);
+  assert.equal(await page.locator('#pane-main .box').count(), 0);
+  assert.deepEqual(await sampled(1200, 60), [1200]);
+  await enter(page, 'shadow', 40);  // another setting takes none away
+  assert.deepEqual(await sampled(40, 60), [1200, 40]);
+
+  const point = await screenPoint(page, 40, 60);
+  for (let sample = 3; sample <= 65; ++sample) await page.mouse.click(point.x, point.y);
+  await page.waitForSelector('#message[data-kind=error]:not([hidden])');
+  assert.match(await page.locator('#message-text').textContent(), /at most 64 samples/);
+  assertClean(watch);  // nothing was refused by the server
+  await page.close();
+});
+
 test('sliders: numbers, arrow keys, double click, dependence on toggles, undo of each change', async () => {
   const {page, watch} = await openPage(setup);
   await page.keyboard.press('2');

@@ -131,6 +131,25 @@ test('frames are stepped, in and out points set, and the strip is computed for t
   await page.close();
 });
 
+test('a page does not show the strip of another one', async () => {
+  const {page, watch} = await openPage(setup);
+  const clear = page.locator('#strip-clear');
+  await page.route('**/api/strip?*', async (route) => {  // as if the other page were quicker than the answer
+    await ask(setup.address, 'strip', {settings: {'clip-black': 90, 'key-color': '#ff0000'}, start: 0, end: 8});
+    await route.continue();
+  });
+  const begun = page.waitForRequest((request) => request.url().includes('api/strip?'));
+  await enter(page, 'clip-black', 3);
+  await begun;
+  await page.waitForFunction(() => document.getElementById('message-text').textContent.startsWith('Another page'));
+  assert.equal(await clear.textContent(), '–');
+  await page.unroute('**/api/strip?*');
+  await page.evaluate(() => window.dispatchEvent(new Event('focus')));
+  await page.waitForFunction(() => /\d %/.test(document.getElementById('strip-clear').textContent));
+  assertClean(watch);
+  await page.close();
+});
+
 test('the chroma wheel follows the settings', async () => {
   const {page, watch} = await openPage(setup);
   const pixels = () => page.locator('#wheel').evaluate((canvas) => canvas.toDataURL());
