@@ -6,10 +6,11 @@ import {test} from 'node:test';
 const kElement = {setAttribute(name, value) { this[name] = value; }};  // the only one that this document has
 
 globalThis.window = {devicePixelRatio: 2};
-globalThis.document = {getElementById: () => kElement};
+globalThis.document = {getElementById: () => kElement, querySelectorAll: () => []};
 
 const page = '../../preview/page';
 const {Camera} = await import(`${page}/camera.js`);
+const {withoutEnding} = await import(`${page}/export.js`);
 const {History} = await import(`${page}/history.js`);
 const {Newest} = await import(`${page}/newest.js`);
 const {PictureCache} = await import(`${page}/picture_cache.js`);
@@ -126,6 +127,15 @@ test('a range of one frame is shown, not played', async () => {
   await pause(40);
   assert.equal(state.frame, 3);
   assert.equal(kElement['aria-pressed'], false);
+});
+
+test('only known endings are taken off a name', () => {
+  const bare = (name) => withoutEnding(name, ['.mov', '.mkv', '-%05d.exr', '-%05d.png']);
+  assert.equal(bare('scene.v2'), 'scene.v2');
+  assert.equal(bare('scene.v2.mov'), 'scene.v2');
+  assert.equal(bare('scene.v2-%05d.exr'), 'scene.v2');
+  assert.equal(bare('scene-%04d.PNG'), 'scene');
+  assert.equal(bare('scenexmov'), 'scenexmov');
 });
 
 test('the camera fits, and zooms about a point', () => {
