@@ -104,7 +104,7 @@ test('a long name of the clip or of a background pushes no control out of the wi
                        join(folder, `${'wide '.repeat(39)}.png`)]);
   const own = await startPreview(clip, '--folder', folder);
   const {page, watch} = await openPage({browser: setup.browser, address: own.address});
-  await page.locator('#over-files option').waitFor({state: 'attached'});
+  await page.locator('#over-files option').first().waitFor({state: 'attached'});
   const outside = await page.evaluate(() => [...document.querySelectorAll('button, input, select, canvas')].filter((one) => {
     const {left, right, top, bottom} = one.getBoundingClientRect();
     const scrolled = one.closest('.controls, dialog');
@@ -115,6 +115,15 @@ test('a long name of the clip or of a background pushes no control out of the wi
   assertClean(watch);
   await page.close();
   await own.stop();
+});
+
+test('at 1920 x 1080 no control’s name is cut off', async () => {
+  const {page, watch} = await openPage(setup, {size: {width: 1920, height: 1080}});
+  const cut = await page.locator('.slider-row label').evaluateAll(
+      (labels) => labels.filter((one) => one.scrollWidth > one.clientWidth).map(({textContent}) => textContent));
+  assert.deepEqual(cut, []);
+  assertClean(watch);
+  await page.close();
 });
 
 // Runs in the page: texts of less than 4.5 : 1 against what is behind them, disabled ones aside (WCAG 2.2, 1.4.3).

@@ -101,6 +101,9 @@ test('the pixel under the pointer is told as the server has it', async () => {
     assert.equal(await colorOf(page, 'alpha'), String(told.alpha));
     assert.equal(await colorOf(page, 'treatment'), told.treatment);
   }
+  await page.locator('#step-export').hover();
+  await page.waitForFunction(() => document.getElementById('at-place').textContent === 'Point at a pixel');
+  assert.equal(await colorOf(page, 'alpha'), '–');
   assertClean(watch);
   await page.close();
 });
