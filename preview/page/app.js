@@ -3,6 +3,7 @@
 import * as api from './api.js';
 import {Command} from './command.js';
 import {Controls} from './controls.js';
+import {open} from './dialogs.js';
 import {byId, make} from './dom.js';
 import {EditBar} from './edit_bar.js';
 import {Export} from './export.js';
@@ -38,7 +39,7 @@ function describe({name, path, width, height, frames, rate, interlaced, alpha, n
   byId('notes').append(...notes.map((note) => make('li', {}, note)));
 }
 
-// Says when the server is gone, and when it is back. Ends it on demand.
+// Says when the server is gone, and when it is back. Ends it on demand, but asks first.
 function watchServer() {
   const watch = setInterval(async () => {
     try {
@@ -48,9 +49,13 @@ function watchServer() {
       tellError(error);
     }
   }, kHeartbeat);
-  byId('quit').onclick = async () => {
-    clearInterval(watch);
+  byId('quit').onclick = () => {
     byId('help').close();
+    open('leave');
+  };
+  byId('leave-now').onclick = async () => {
+    clearInterval(watch);
+    byId('leave').close();
     tellEnd('The program has ended; this page can be closed.');
     await api.post('quit', {});
   };

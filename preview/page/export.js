@@ -3,9 +3,11 @@
 import * as api from './api.js';
 import {open, outcome} from './dialogs.js';
 import {byId, make, percent} from './dom.js';
+import {tell, tellError} from './message.js';
 import {kViewNames} from './viewer.js';
 
 const kAskAgain = 300;  // milliseconds
+const kAskLostAgain = 3000;  // where it gave no answer
 const kPlain = '#808080';  // the background where only a checkerboard was chosen
 const kViews = ['result', 'matte', 'status', 'plate', 'source'];
 
@@ -25,6 +27,15 @@ function runningText({frames, of, fps, secondsLeft, checking}) {
   return `${frames} of ${of} frames   ${fps.toFixed(1)} fps   ${left}`;
 }
 
+const escaped = (text) => text.replace(/[.*+?^${}()|[\]\\]/g, '\\$&');
+
+// A name without one of these endings, of a file or of a sequence (“.exr”, “-%05d.exr”), whatever its digits are. Other
+// dots belong to the name.
+export function withoutEnding(name, endings) {
+  const plain = endings.map((ending) => escaped(ending.replace(/^-%0\dd/, '')));
+  return name.replace(new RegExp(`(-%0\\dd)?(${plain.join('|')})$`, 'i'), '');
+}
+
 const kTexts = {
   none: () => '',
   running: runningText,
@@ -39,7 +50,8 @@ const kTexts = {
 export class Export {
   #state;
   #kinds;  // [{key: delivery or codec, slug, label, extension}]
-  #following = false;
+  #turn = 0;         // only the newest loop follows
+  #running = false;  // as far as this page knows
 
   constructor(state) {
     this.#state = state;
@@ -57,6 +69,7 @@ export class Export {
     const {start, end} = this.#state.range;
     byId('export-range').textContent = `frames ${start} to ${end - 1}, ${end - start} in all`;
     open('export');
+    this.#followProgress();
   }
 
   #fillForm() {
@@ -68,7 +81,7 @@ export class Export {
     byId('export-view').append(
         ...kViews.map((view) => make('option', {value: view, textContent: kViewNames[view]})),
         make('option', {value: 'composite', textContent: 'Result over the background'}));
-    byId('export-name').value = `${this.#state.clip.name.replace(/\.[^.]*$/, '')}-keyed`;
+    byId('export-name').value = `${this.#state.clip.stem ?? this.#state.clip.name.replace(/\.[^.]*$/, '')}-keyed`;
     byId('export-kind').onchange = () => this.#fitName();
     this.#fitName();
   }
@@ -78,7 +91,7 @@ export class Export {
   // The name gets the ending of the chosen kind.
   #fitName() {
     const field = byId('export-name');
-    field.value = field.value.replace(/(-%0\dd)?\.[A-Za-z0-9]+$/, '') + this.#kind.extension;
+    field.value = withoutEnding(field.value, this.#kinds.map(({extension}) => extension)) + this.#kind.extension;
   }
 
   // What is to be made, as the server's requests have it.
@@ -87,7 +100,8 @@ export class Export {
     const {key, slug} = this.#kind;
     const view = byId('export-view').value;
     const background = view === 'composite' ? {over: over === 'checkerboard' ? kPlain : over} : {};
-    return {settings, ...range, [key]: slug, view, ...background};
+    const partial = byId('export-partial').checked ? {keepPartial: true} : {};
+    return {settings, ...range, [key]: slug, view, ...background, ...partial};
   }
 
   get name() { return byId('export-name').value.trim(); }
@@ -96,6 +110,7 @@ export class Export {
     const replace = byId('export-replace').checked;
     try {
       await api.post('export', {...this.request, name: this.name, replace});
+      this.#running = true;
       this.#followProgress();
     } catch (error) {
       outcome('export-outcome', error);
@@ -111,19 +126,27 @@ export class Export {
   }
 
   async #followProgress() {
-    if (this.#following) return;
-    this.#following = true;
-    try {
-      for (let running = true; running;) {
+    const turn = this.#turn += 1;
+    do {
+      let wait = kAskAgain;
+      try {
         const progress = await api.get('export');
+        if (turn !== this.#turn) return;
         this.#show(progress);
-        running = progress.state === 'running';
-        if (running) await new Promise((done) => setTimeout(done, kAskAgain));
+      } catch (error) {
+        if (turn !== this.#turn) return;
+        outcome('export-outcome', error);
+        wait = kAskLostAgain;  // the export goes on, as far as one can know
       }
-    } catch (error) {
-      outcome('export-outcome', error);
-    }
-    this.#following = false;
+      if (this.#running) await new Promise((done) => setTimeout(done, wait));
+    } while (this.#running && turn === this.#turn);
+  }
+
+  // How it ended, where nobody looks at the dialog.
+  #tellEnd(state, text) {
+    if (byId('export').open) return;
+    if (state === 'failed') tellError(new Error(`The export failed: ${text}`));
+    else tell(text);
   }
 
   #offer(files) {
@@ -145,5 +168,7 @@ export class Export {
     byId('export-label').textContent = running ? `Export ${percent(share, 0)}` : 'Export';
     const text = kTexts[state](progress);
     outcome('export-outcome', state === 'failed' ? new Error(text) : text);
+    if (this.#running && !running) this.#tellEnd(state, text);
+    this.#running = running;
   }
 }

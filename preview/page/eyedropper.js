@@ -3,11 +3,15 @@
 import * as api from './api.js';
 import {byId, follow} from './dom.js';
 import {tell, tellError} from './message.js';
+import {same} from './values.js';
+
+const kMostSamples = 64;  // that the server averages
 
 export class Eyedropper {
   #state;
   #viewer;
   #samples = [];
+  #color;  // the key colour, which is theirs if there are any
   #drawn = null;  // the rectangle under the hand
   #adding = false;
 
@@ -17,7 +21,9 @@ export class Eyedropper {
     viewer.boxes = () => this.#boxes();
     byId('pick').onclick = () => this.toggle(false);
     byId('pick-more').onclick = () => this.toggle(true);
+    this.#color = state.settings['key-color'];
     state.on('frame', () => viewer.place());
+    state.on('settings', () => this.#followColor());
   }
 
   get active() { return this.#viewer.tool !== null; }
@@ -33,6 +39,15 @@ export class Eyedropper {
     this.#mark();
     tell(adding ? 'Click or drag to add samples, on any frame; Esc ends.'
                 : 'Click on the backdrop, or drag a rectangle; with Shift more samples add up.');
+  }
+
+  // A key colour from elsewhere, an undone one too, has no samples.
+  #followColor() {
+    const color = this.#state.settings['key-color'];
+    if (same(color, this.#color)) return;
+    this.#color = color;
+    this.#samples = [];
+    this.#viewer.place();
   }
 
   stop() {
@@ -79,16 +94,23 @@ export class Eyedropper {
 
   async #take(sample, adding) {
     if (!sample) return;  // stopped meanwhile
-    this.#samples = adding ? [...this.#samples, sample] : [sample];
     this.#drawn = null;
+    const before = adding ? this.#samples : [];
+    if (before.length === kMostSamples) {
+      this.#viewer.place();
+      tellError(new Error(`The key colour is the mean of at most ${kMostSamples} samples; pick once to begin anew.`));
+      return;
+    }
+    const samples = this.#samples = [...before, sample];
     if (!adding) this.stop();
-    const samples = this.#samples;
     try {
       const answer = await api.post('sample', {samples});
-      if (samples !== this.#samples) return;  // there are newer ones
+      if (samples !== this.#samples) return;  // there are newer ones, or another colour
+      this.#color = answer.hex;
       this.#state.change({'key-color': answer.hex}, {label: `key colour ${answer.hex}`});
       this.#state.emit('sampled', {...answer, samples});
     } catch (error) {
+      if (samples === this.#samples) this.#samples = before;
       tellError(error);
     }
   }

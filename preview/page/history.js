@@ -9,16 +9,28 @@ export class History {
   #undone = [];
 
   // Notes a change {slot, before, after, label}. Changes with the same `merge` name become one: while a drag goes on
-  // (until `close`), or when they follow each other quickly.
-  add(change, {merge = null, dragging = false} = {}) {
+  // (until `close`), or when they follow each other quickly. Those that began at `since` or later do, too.
+  add(change, {merge = null, dragging = false, since = Infinity} = {}) {
     const now = performance.now();
+    this.#joinSince(since, merge, change.slot);
     const last = this.#done[this.#done.length - 1];
     const joins = merge && last && last.merge === merge && last.slot === change.slot && now < last.openUntil;
     const openUntil = dragging ? Infinity : now + kMergeWithin;
     if (joins) Object.assign(last, {after: change.after, label: change.label, openUntil});
-    else this.#done.push({...change, merge, openUntil});
+    else this.#done.push({...change, merge, openUntil, begun: now});
     if (joins && same(last.before, last.after)) this.#done.pop();  // there and back again
     this.#undone = [];
+  }
+
+  // Makes the last changes that began at `since` or later one, and that one open.
+  #joinSince(since, merge, slot) {
+    const isOne = (change) => change?.merge === merge && change.slot === slot && change.begun >= since;
+    while (isOne(this.#done.at(-1))) {
+      this.#done.at(-1).openUntil = Infinity;
+      if (!isOne(this.#done.at(-2))) return;
+      const {before, begun} = this.#done.at(-2);
+      this.#done.splice(-2, 2, {...this.#done.at(-1), before, begun});
+    }
   }
 
   // The next change begins a new step.

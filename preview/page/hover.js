@@ -32,7 +32,19 @@ export class Hover {
   #at(pixel) {
     this.#pixel = pixel;
     if (pixel) this.#ask();
-    else this.#newest.forget();
+    else this.#clear();
+  }
+
+  // The values are those of no pixel now.
+  #clear() {
+    this.#newest.forget();
+    byId('at-place').textContent = 'Point at a pixel';
+    for (const name of ['source', 'plate', 'result']) {
+      byId(`at-${name}`).textContent = '–';
+      byId(`at-${name}-color`).style.background = '';
+    }
+    byId('at-alpha').textContent = '–';
+    byId('at-treatment').textContent = '';
   }
 
   #ask() {
@@ -42,6 +54,7 @@ export class Hover {
   }
 
   #show({source, plate, alpha, result, treatment}, x, y) {
+    if (!this.#pixel) return;  // the pointer has left
     byId('at-place').textContent = `x ${x}  y ${y}`;
     showColor('source', source);
     showColor('plate', plate);

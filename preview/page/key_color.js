@@ -42,6 +42,7 @@ export class KeyColor {
   #enter(event) {
     const text = this.#hex.value.trim().toLowerCase().replace(/^(?!#)/, '#');
     if (/^#[0-9a-f]{6}$/.test(text)) this.#set(text, event);
+    else tellError(new Error(`“${this.#hex.value}” is no colour: six digits from 0 to f are, as in #00b140.`));
     this.#follow();
   }
 

@@ -46,7 +46,7 @@ export class Presets {
 
   async #download() {
     const text = await api.postForText('preset/text', {settings: this.#state.settings});
-    offerText(`${this.#state.clip.name.replace(/\.[^.]*$/, '')}.json`, text);
+    offerText(`${this.#state.clip.stem ?? this.#state.clip.name.replace(/\.[^.]*$/, '')}.json`, text);
     outcome('preset-outcome', 'Saved. “kalvetra key --preset” takes the file.');
   }
 

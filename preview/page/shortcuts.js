@@ -6,6 +6,7 @@ import {kViews} from './state.js';
 import {kViewNames} from './viewer.js';
 
 const kTextFields = 'input[type=text], input[type=number], textarea';
+const kOfBrowsers = ['Ctrl+s', 'Ctrl+e'];  // which would do something else in a dialog
 const kMouse = [
   ['Wheel', 'Zoom at the pointer'],
   ['Drag', 'Move the picture; with the eyedropper, take a rectangle'],
@@ -65,14 +66,24 @@ function nameOf(event) {
   return command + shifted + key;
 }
 
+// Whether the text of a field is being changed, so that undoing is the field's.
+const kTyped = new WeakSet();
+
+function watchTyping() {
+  document.addEventListener('input', ({target}) => {
+    if (target.matches(kTextFields)) kTyped.add(target);
+  });
+  document.addEventListener('change', ({target}) => kTyped.delete(target));  // entered
+}
+
 // Keys that an element needs for itself.
 function isTaken(event) {
   const {target, key} = event;
   if (target.closest('dialog:not([open])')) return false;  // a field of it has the focus for a moment after its end
-  if (event.ctrlKey || event.metaKey) return target.matches(kTextFields) && !['s', 'e'].includes(key);
+  if (event.ctrlKey || event.metaKey) return kTyped.has(target) && !['s', 'e'].includes(key);
   if (target.matches(`${kTextFields}, select`)) return true;
-  if (key === ' ' || key === 'Enter') return target.matches('button, summary, a, input');
-  return key.startsWith('Arrow') && target.matches('input');
+  if (key === ' ' || key === 'Enter') return target.matches('button, summary, a, input:not([type=range])');
+  return key.startsWith('Arrow') && target.matches('input:not([type=checkbox])');
 }
 
 function fillHelp(table) {
@@ -88,10 +99,13 @@ export function listen(parts) {
   const rows = Object.values(table).flat();
   const actions = new Map(rows.flatMap(([names, , , action]) => names.map((name) => [name, action])));
   fillHelp(table);
+  watchTyping();
   byId('open-help').onclick = () => open('help');
   document.addEventListener('keydown', (event) => {
     if (event.key === 'Escape' && !anyOpen() && event.target.matches(kTextFields)) event.target.blur();
-    const action = actions.get(nameOf(event));
+    const name = nameOf(event);
+    const action = actions.get(name);
+    if (anyOpen() && kOfBrowsers.includes(name)) event.preventDefault();
     if (!action || event.altKey || anyOpen() || isTaken(event)) return;
     event.preventDefault();
     action();

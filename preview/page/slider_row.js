@@ -10,6 +10,7 @@ export class SliderRow {
   #slider;
   #number;
   #dragging = false;
+  #presses = [0, 0];  // when the last two were
 
   constructor(state, parameter, name) {
     const {slug, label, minimum: min, maximum: max, help, default: standard} = parameter;
@@ -33,6 +34,10 @@ export class SliderRow {
 
   #listen(standard) {
     const slider = this.#slider;
+    this.element.onpointerdown = () => {
+      this.#presses = [this.#presses[1], performance.now()];
+      this.#state.settle();  // what the keyboard did just before is a step of its own
+    };
     slider.onpointerdown = () => { this.#dragging = true; };
     slider.oninput = (event) => this.#set(slider.valueAsNumber, event, {moving: true});
     slider.onchange = () => {
@@ -71,9 +76,11 @@ export class SliderRow {
     this.#set(clamp(value, minimum, maximum), event, {moving: true});
   }
 
+  // The two clicks may have moved the slider: one step of the history with them.
   #reset(standard) {
     const {slug, label} = this.#parameter;
-    this.#state.change({[slug]: standard}, {label: `${label} reset`});
+    this.#state.change({[slug]: standard}, {label: `${label} reset`, merge: slug, since: this.#presses[0]});
+    this.#state.settle();
   }
 
   // Shows the value at the current frame.

@@ -53,12 +53,12 @@ export class State {
   animated(slug) { return isAnimated(this.settings[slug]); }
 
   // Changes settings as one step of the history. `merge` joins quick or dragged changes of one control.
-  change(values, {label, merge, dragging, moving = false, time = performance.now()} = {}) {
+  change(values, {label, merge, dragging, since, moving = false, time = performance.now()} = {}) {
     const before = this.settings;
     const after = {...before, ...values};
     if (same(before, after)) return;
     const text = label ?? Object.entries(values).map(([slug, value]) => `${slug} ${shown(value)}`).join(', ');
-    this.#history.add({slot: this.slot, before, after, label: text}, {merge, dragging});
+    this.#history.add({slot: this.slot, before, after, label: text}, {merge, dragging, since});
     this.#slots[this.slot] = after;
     this.#announce({moving, time});
   }

@@ -3,6 +3,7 @@
 
 import * as api from './api.js';
 import {byId, fitCanvas, percent, whenQuiet} from './dom.js';
+import {tell} from './message.js';
 import {onTheme} from './theme.js';
 
 const kSettled = 900;    // milliseconds without a change before the server begins
@@ -20,6 +21,7 @@ export class Strip {
   #canvas = byId('strip');
   #frames = new Map();  // frame -> {clear, partial, solid, flicker}
   #turn = 0;
+  #lost = false;  // another page of this program has begun a strip of its own
 
   constructor(state, fail) {
     this.#state = state;
@@ -32,18 +34,26 @@ export class Strip {
     state.on('frame', () => this.#describe());
     new ResizeObserver(() => this.#draw()).observe(this.#canvas);
     onTheme(() => this.#draw());
+    window.addEventListener('focus', () => {
+      if (this.#lost) this.#begin();
+    });
     later();
   }
 
   async #begin() {
     const turn = this.#turn += 1;
     const {settings, range} = this.#state;
+    this.#lost = false;
     try {
-      await api.post('strip', {settings, ...range});
+      const {job} = await api.post('strip', {settings, ...range});
       let seen = 0;
       for (let going = true; going;) {
         const answer = await api.get(`strip?from=${seen}`);
         if (turn !== this.#turn) return;
+        if (answer.job !== job) {
+          this.#giveUp();
+          return;
+        }
         if (seen === 0) this.#frames.clear();
         seen += answer.frames.length;
         this.#take(answer);
@@ -54,6 +64,14 @@ export class Strip {
     } catch (error) {
       if (turn === this.#turn) this.#fail(error);
     }
+  }
+
+  // The server computes one strip at a time, and its figures are now those of other settings.
+  #giveUp() {
+    this.#lost = true;
+    this.#frames.clear();
+    this.#take({frames: []});
+    tell('Another page computes its strip now; this one begins again when the page is used.');
   }
 
   #take({frames}) {

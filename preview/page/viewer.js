@@ -129,6 +129,7 @@ export class Viewer {
 
   #press(event) {
     if (event.target.closest('.message')) return;
+    document.activeElement?.blur();  // a field would keep the shortcuts from the picture
     if (this.tool && event.button === 0) {
       this.tool(event);
       return;

@@ -1,9 +1,11 @@
 // For everybody, on every screen: names, keyboard, sizes.
 
 import assert from 'node:assert/strict';
+import {copyFile, mkdir} from 'node:fs/promises';
+import {join} from 'node:path';
 import {after, before, test} from 'node:test';
 
-import {assertClean, begin, openPage} from './support.mjs';
+import {assertClean, begin, openPage, run, startPreview} from './support.mjs';
 
 let setup;
 before(async () => { setup = await begin({clip: {frames: 3}}); });
@@ -21,7 +23,7 @@ async function controlsOf(page) {
 test('every control has a name of its own, in the page and in each dialog', async () => {
   const {page, watch} = await openPage(setup);
   await page.keyboard.press('w');
-  for (const dialog of [null, 'presets', 'command', 'export', 'proposal', 'help']) {
+  for (const dialog of [null, 'presets', 'command', 'export', 'proposal', 'help', 'leave']) {
     if (dialog) await page.evaluate((id) => document.getElementById(id).showModal(), dialog);
     const controls = await controlsOf(page);
     assert.ok(controls.length >= (dialog ? 1 : 60), `${dialog}: ${controls.length}`);
@@ -92,6 +94,37 @@ for (const [width, height] of [[1280, 720], [2560, 1440]]) {
     });
   }
 }
+
+test('a long name of the clip or of a background pushes no control out of the window', async () => {
+  const folder = join(setup.folder, 'long');
+  await mkdir(folder);
+  const clip = join(folder, `${'long-'.repeat(39)}.mp4`);
+  await copyFile(setup.clip, clip);
+  await run('ffmpeg', ['-v', 'error', '-f', 'lavfi', '-i', 'color=gray:s=64x36', '-frames:v', '1',
+                       join(folder, `${'wide '.repeat(39)}.png`)]);
+  const own = await startPreview(clip, '--folder', folder);
+  const {page, watch} = await openPage({browser: setup.browser, address: own.address});
+  await page.locator('#over-files option').first().waitFor({state: 'attached'});
+  const outside = await page.evaluate(() => [...document.querySelectorAll('button, input, select, canvas')].filter((one) => {
+    const {left, right, top, bottom} = one.getBoundingClientRect();
+    const scrolled = one.closest('.controls, dialog');
+    const isOut = left < 0 || right > innerWidth || (!scrolled && (top < 0 || bottom > innerHeight));
+    return one.checkVisibility() && isOut;
+  }).map(({id}) => id));
+  assert.deepEqual(outside, []);
+  assertClean(watch);
+  await page.close();
+  await own.stop();
+});
+
+test('at 1920 x 1080 no control’s name is cut off', async () => {
+  const {page, watch} = await openPage(setup, {size: {width: 1920, height: 1080}});
+  const cut = await page.locator('.slider-row label').evaluateAll(
+      (labels) => labels.filter((one) => one.scrollWidth > one.clientWidth).map(({textContent}) => textContent));
+  assert.deepEqual(cut, []);
+  assertClean(watch);
+  await page.close();
+});
 
 // Runs in the page: texts of less than 4.5 : 1 against what is behind them, disabled ones aside (WCAG 2.2, 1.4.3).
 function poorContrasts() {

@@ -144,6 +144,32 @@ test('an export shows its progress, is cancelled, made, and downloaded', async (
   await page.close();
 });
 
+test('the end of an export is told where its dialog is closed, and a lost answer does not end following', async () => {
+  const {page} = await openPage(setup);
+  let answers = 0;
+  await page.route('**/api/export', async (route) => {
+    if (route.request().method() === 'POST') {
+      assert.equal(route.request().postDataJSON().keepPartial, true);
+      await route.fulfill({json: {id: 1}});
+      return;
+    }
+    answers += 1;
+    const running = {state: 'running', frames: 3, of: 8, fps: 9, secondsLeft: 1, checking: false};
+    if (answers === 2) await route.abort();
+    else await route.fulfill({json: answers < 4 ? running : {state: 'failed', error: 'the disk is full.'}});
+  });
+  await page.keyboard.press('Control+e');
+  await page.locator('#export-partial').check();
+  answers = 0;
+  await page.locator('#export-start').evaluate((button) => button.click());
+  await closeDialog(page);
+  await page.waitForSelector('#message[data-kind=error]:not([hidden])');
+  assert.equal(await page.locator('#message-text').textContent(), 'The export failed: the disk is full.');
+  await page.keyboard.press('Control+e');
+  assert.equal(await page.locator('#export-outcome').textContent(), 'the disk is full.');
+  await page.close();
+});
+
 test('the result over a file of the folder is the command’s composite', async () => {
   const sky = join(setup.folder, 'sky.png');
   await run('ffmpeg', ['-v', 'error', '-f', 'lavfi', '-i', 'testsrc=s=320x180', '-frames:v', '1', sky]);

@@ -3,13 +3,18 @@
 import assert from 'node:assert/strict';
 import {test} from 'node:test';
 
+const kElement = {setAttribute(name, value) { this[name] = value; }};  // the only one that this document has
+
 globalThis.window = {devicePixelRatio: 2};
+globalThis.document = {getElementById: () => kElement, querySelectorAll: () => []};
 
 const page = '../../preview/page';
 const {Camera} = await import(`${page}/camera.js`);
+const {withoutEnding} = await import(`${page}/export.js`);
 const {History} = await import(`${page}/history.js`);
 const {Newest} = await import(`${page}/newest.js`);
 const {PictureCache} = await import(`${page}/picture_cache.js`);
+const {Player} = await import(`${page}/player.js`);
 const {valueAt} = await import(`${page}/values.js`);
 
 test('curves have the values that the keyer gives them', () => {
@@ -68,6 +73,69 @@ test('of questions asked meanwhile only the newest follows; errors do not stop t
   assert.deepEqual(taken, ['four']);
   newest.want(5);
   assert.deepEqual(asked, [1, 4, 5]);
+});
+
+// A state whose pictures come after `delay` milliseconds; it notes when each frame was asked for.
+function playable(delay, range) {
+  let draw = null;
+  const state = {
+    clip: {rate: {num: 100, den: 1}}, frame: 0, range, asked: [],
+    on: (name, listener) => { draw = () => listener({name: 'main', frame: state.frame}); },
+    redraw: () => draw(),
+    setFrame(frame) {
+      state.frame = frame;
+      state.asked.push(performance.now());
+      setTimeout(draw, delay);
+    },
+  };
+  return state;
+}
+
+const pause = (milliseconds) => new Promise((done) => setTimeout(done, milliseconds));
+
+test('playing keeps the clip’s rate, whatever else is drawn and however often it is begun', async () => {
+  const state = playable(1, {start: 0, end: 1000});
+  const player = new Player(state);
+  const begun = performance.now();
+  for (let press = 0; press < 5; ++press) player.toggle();
+  for (let turn = 0; turn < 50; ++turn) {
+    await pause(4);
+    state.redraw();  // as when a setting changes
+    state.redraw();
+  }
+  const most = 5 + (performance.now() - begun) / 10;
+  player.toggle();
+  const {length} = state.asked;
+  assert.ok(length > 5 && length <= most, `${length} frames, at most ${most} are due`);
+  await pause(50);
+  assert.equal(state.asked.length, length);
+});
+
+test('playing waits for pictures that are slow', async () => {
+  const state = playable(50, {start: 0, end: 1000});
+  const player = new Player(state);
+  player.toggle();
+  await pause(320);
+  player.toggle();
+  const waits = state.asked.slice(1).map((time, at) => time - state.asked[at]);
+  assert.ok(waits.length >= 2 && waits.every((wait) => wait >= 49), String(waits));
+});
+
+test('a range of one frame is shown, not played', async () => {
+  const state = playable(1, {start: 3, end: 4});
+  new Player(state).toggle();
+  await pause(40);
+  assert.equal(state.frame, 3);
+  assert.equal(kElement['aria-pressed'], false);
+});
+
+test('only known endings are taken off a name', () => {
+  const bare = (name) => withoutEnding(name, ['.mov', '.mkv', '-%05d.exr', '-%05d.png']);
+  assert.equal(bare('scene.v2'), 'scene.v2');
+  assert.equal(bare('scene.v2.mov'), 'scene.v2');
+  assert.equal(bare('scene.v2-%05d.exr'), 'scene.v2');
+  assert.equal(bare('scene-%04d.PNG'), 'scene');
+  assert.equal(bare('scenexmov'), 'scenexmov');
 });
 
 test('the camera fits, and zooms about a point', () => {

@@ -21,6 +21,17 @@ test('the clip opens with the key colour that is found in it, and says why', asy
   await page.close();
 });
 
+test('a colour that is none is said to be none', async () => {
+  const {page, watch} = await openPage(setup);
+  const opened = await page.locator('#key-hex').inputValue();
+  await page.locator('#key-hex').fill('green');
+  await page.locator('#key-hex').press('Enter');
+  assert.match(await page.locator('#message-text').textContent(), /“green” is no colour/);
+  assert.equal(await page.locator('#key-hex').inputValue(), opened);
+  assertClean(watch);
+  await page.close();
+});
+
 test('a pick on the picture samples the source in any view, changes the matte, and is undone', async () => {
   const {page, watch} = await openPage(setup);
   const opened = await page.locator('#key-hex').inputValue();
@@ -73,6 +84,35 @@ test('a dragged rectangle is averaged; more samples add up over several frames',
   await page.close();
 });
 
+test('samples go with the key colour that they gave; a 65th is refused before it is sent', async () => {
+  const {page, watch} = await openPage(setup);
+  const opened = await page.locator('#key-hex').inputValue();
+  const sampled = async (x, y) => {
+    const point = await screenPoint(page, x, y);
+    const isIt = (response) => response.url().endsWith('api/sample');
+    const [answer] = await Promise.all([page.waitForResponse(isIt), page.mouse.click(point.x, point.y)]);
+    const {hex} = await answer.json();
+    await page.waitForFunction((color) => document.getElementById('key-hex').value === color, hex);
+    return answer.request().postDataJSON().samples.map((sample) => sample.x);
+  };
+  await page.keyboard.press('Shift+E');
+  assert.deepEqual(await sampled(640, 300), [640]);
+  assert.deepEqual(await sampled(40, 60), [640, 40]);
+  while (await page.locator('#undo').isEnabled()) await page.locator('#undo').click();
+  assert.equal(await page.locator('#key-hex').inputValue(), opened);
+  assert.equal(await page.locator('#pane-main .box').count(), 0);
+  assert.deepEqual(await sampled(1200, 60), [1200]);
+  await enter(page, 'shadow', 40);  // another setting takes none away
+  assert.deepEqual(await sampled(40, 60), [1200, 40]);
+
+  const point = await screenPoint(page, 40, 60);
+  for (let sample = 3; sample <= 65; ++sample) await page.mouse.click(point.x, point.y);
+  await page.waitForSelector('#message[data-kind=error]:not([hidden])');
+  assert.match(await page.locator('#message-text').textContent(), /at most 64 samples/);
+  assertClean(watch);  // nothing was refused by the server
+  await page.close();
+});
+
 test('sliders: numbers, arrow keys, double click, dependence on toggles, undo of each change', async () => {
   const {page, watch} = await openPage(setup);
   await page.keyboard.press('2');
@@ -99,6 +139,55 @@ test('sliders: numbers, arrow keys, double click, dependence on toggles, undo of
   assert.equal(await page.locator('#set-edge-blur').isChecked(), false);
   while (await page.locator('#undo').isEnabled()) await page.locator('#undo').click();
   assert.equal(await valueOf(page, 'clip-black'), '0');
+  assertClean(watch);
+  await page.close();
+});
+
+test('a double click on a slider is one step of the history, with its clicks', async () => {
+  const {page, watch} = await openPage(setup);
+  await enter(page, 'clip-black', 30);
+  const {x, y, width, height} = await page.locator('#set-clip-black').boundingBox();
+  await page.mouse.dblclick(x + 0.8 * width, y + height / 2);
+  assert.equal(await valueOf(page, 'clip-black'), '0');
+  await page.locator('#undo').click();
+  assert.equal(await valueOf(page, 'clip-black'), '30');
+  await page.locator('#undo').click();
+  assert.equal(await valueOf(page, 'clip-black'), '0');
+  assert.equal(await page.locator('#undo').isDisabled(), true);
+  assertClean(watch);
+  await page.close();
+});
+
+test('shortcuts work from where the hand was last', async () => {
+  const {page, watch} = await openPage(setup);
+  const number = page.locator('#number-clip-black');
+  await number.fill('25');
+  await number.press('Control+z');  // still the field's own
+  assert.equal(await page.locator('#undo').isDisabled(), true);
+  await number.fill('35');
+  await number.press('Enter');
+  await page.locator('#undo:enabled').waitFor();
+  await number.press('Control+z');
+  assert.equal(await valueOf(page, 'clip-black'), '0');
+
+  await page.locator('#set-clip-black').focus();
+  await page.keyboard.press(' ');
+  assert.equal(await page.locator('#play').getAttribute('aria-pressed'), 'true');
+  await page.keyboard.press(' ');
+  await page.locator('#set-edge-blur').click();
+  await page.keyboard.press('Control+z');
+  assert.equal(await page.locator('#set-edge-blur').isChecked(), false);
+
+  await page.locator('#second').focus();
+  const {x, y} = await screenPoint(page, 640, 300);
+  await page.mouse.click(x, y);
+  await page.keyboard.press('2');
+  assert.equal(await page.locator('#view-matte').getAttribute('aria-pressed'), 'true');
+
+  await page.keyboard.press('Control+s');
+  const kept = await page.evaluate(() => ['s', 'e'].map((key) => !document.dispatchEvent(
+      new KeyboardEvent('keydown', {key, ctrlKey: true, cancelable: true}))));
+  assert.deepEqual(kept, [true, true]);  // from the browser, which would save the page
   assertClean(watch);
   await page.close();
 });

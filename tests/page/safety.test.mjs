@@ -124,7 +124,16 @@ test('the program can be ended from the page', async () => {
   await page.waitForFunction(() => /\d %/.test(document.getElementById('strip-clear').textContent));
   await page.waitForTimeout(1000);  // nothing is under way
   await page.keyboard.press('?');
+  await page.keyboard.press('Enter');  // closes the help, and nothing else
+  assert.equal(await page.locator('dialog[open]').count(), 0);
+  await page.keyboard.press('?');
   await page.locator('#quit').click();
+  await page.keyboard.press('Enter');  // no: cancels
+  assert.equal(await page.locator('dialog[open]').count(), 0);
+  assert.equal((await fetch(own.address)).status, 200);
+  await page.keyboard.press('?');
+  await page.locator('#quit').click();
+  await page.locator('#leave-now').click();
   assert.equal(await own.ended, 0);
   assert.match(await page.locator('#message-text').textContent(), /has ended/);
   assertClean(watch);

@@ -101,6 +101,9 @@ test('the pixel under the pointer is told as the server has it', async () => {
     assert.equal(await colorOf(page, 'alpha'), String(told.alpha));
     assert.equal(await colorOf(page, 'treatment'), told.treatment);
   }
+  await page.locator('#step-export').hover();
+  await page.waitForFunction(() => document.getElementById('at-place').textContent === 'Point at a pixel');
+  assert.equal(await colorOf(page, 'alpha'), '–');
   assertClean(watch);
   await page.close();
 });
@@ -127,6 +130,25 @@ test('frames are stepped, in and out points set, and the strip is computed for t
   await page.waitForFunction(() => document.getElementById('frame').value === '6');
   await page.waitForFunction(() => document.getElementById('frame').value === '3');
   await page.keyboard.press(' ');
+  assertClean(watch);
+  await page.close();
+});
+
+test('a page does not show the strip of another one', async () => {
+  const {page, watch} = await openPage(setup);
+  const clear = page.locator('#strip-clear');
+  await page.route('**/api/strip?*', async (route) => {  // as if the other page were quicker than the answer
+    await ask(setup.address, 'strip', {settings: {'clip-black': 90, 'key-color': '#ff0000'}, start: 0, end: 8});
+    await route.continue();
+  });
+  const begun = page.waitForRequest((request) => request.url().includes('api/strip?'));
+  await enter(page, 'clip-black', 3);
+  await begun;
+  await page.waitForFunction(() => document.getElementById('message-text').textContent.startsWith('Another page'));
+  assert.equal(await clear.textContent(), '–');
+  await page.unroute('**/api/strip?*');
+  await page.evaluate(() => window.dispatchEvent(new Event('focus')));
+  await page.waitForFunction(() => /\d %/.test(document.getElementById('strip-clear').textContent));
   assertClean(watch);
   await page.close();
 });
