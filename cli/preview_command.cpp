@@ -1,13 +1,17 @@
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 
 #include "cli/commands.h"
 #include "cli/common_options.h"
 #include "cli/console.h"
 #include "cli/interrupt.h"
+#include "preview/equivalent_command.h"
 #include "preview/preview_context.h"
 #include "preview/preview_server.h"
+#include "preview/private_folder.h"
 
 namespace kalvetra {
 
@@ -28,14 +32,39 @@ bool hasDesktop() {
 #endif
 }
 
-// The address holds nothing that a shell would take for anything but letters.
-void openBrowser(const std::string& address) {
+// A page that leads to the address, for this user alone. All users see what commands are given, but not what is in
+// here.
+std::filesystem::path writeRedirect(const PrivateFolder& folder, const std::string& address) {
+  const std::filesystem::path path = std::filesystem::absolute(folder.path() / "kalvetra-preview.html");
+  std::ofstream out(path);
+  std::filesystem::permissions(path, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+  out << "<!doctype html><meta charset=\"utf-8\"><meta name=\"referrer\" content=\"no-referrer\">"
+      << "<meta http-equiv=\"refresh\" content=\"0; url=" << address << "\"><title>Kalvetra</title>"
+      << "<a href=\"" << address << "\">Open the preview</a>\n"
+      << std::flush;
+  if (!out) throw UserError("the disk may be full");
+  return path;
+}
+
+void openBrowser(const std::filesystem::path& page) {
 #ifdef __APPLE__
-  const std::string command = "open '" + address + "'";
+  const std::string command = "open " + shellQuoted(page.string());
 #else
-  const std::string command = "xdg-open '" + address + "' >/dev/null 2>&1 &";
+  const std::string command = "xdg-open " + shellQuoted(page.string()) + " >/dev/null 2>&1 &";
 #endif
   if (std::system(command.c_str()) != 0) note("no browser could be opened; open the address yourself");
+}
+
+// The folder is to stay for as long as a browser may load the page.
+std::unique_ptr<PrivateFolder> showPage(const std::string& address) {
+  try {
+    auto folder = std::make_unique<PrivateFolder>();
+    openBrowser(writeRedirect(*folder, address));
+    return folder;
+  } catch (const std::exception& error) {
+    note(std::string("no browser was opened (") + error.what() + "); open the address yourself");
+    return nullptr;
+  }
 }
 
 void run(const CLI::App& command, PreviewCommand& options) {
@@ -50,7 +79,8 @@ void run(const CLI::App& command, PreviewCommand& options) {
   PreviewServer server(makeRoutes(context), options.port);
   std::puts(server.address().c_str());
   std::fflush(stdout);
-  if (options.open && hasDesktop()) openBrowser(server.address());
+  std::unique_ptr<PrivateFolder> redirect;
+  if (options.open && hasDesktop()) redirect = showPage(server.address());
   server.run(stopRequested());
 }
 

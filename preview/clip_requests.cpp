@@ -3,6 +3,8 @@
 #include <array>
 #include <utility>
 
+#include "media/numbered_name.h"
+#include "preview/plain_name.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -19,6 +21,11 @@ bool has(const Json& body, const char* name) {
 }
 
 }  // namespace
+
+std::string plainStem(const std::string& input) {
+  const std::string stem = clipStem(input);
+  return isPlainName(stem) && stem.find_first_of("%{") == std::string::npos ? stem : "clip";
+}
 
 KeyJob clipJob(const PreviewOptions& options) {
   KeyJob job;
@@ -65,6 +72,7 @@ KeyRequest keyRequestIn(const Json& body, PreviewContext& context) {
   KeyRequest request{settingsIn(body), rangeIn(body, context.frames())};
   request.purpose = text(body, "delivery", "");
   request.codec = text(body, "codec", "");
+  request.keepPartial = flag(body, "keepPartial", false);
   if (has(body, "view")) request.view = viewIn(body);
   if (has(body, "over") && !request.view) request.view = ShownView::Composite;
   if (request.view == ShownView::Composite) request.over = overIn(body, context);

@@ -7,6 +7,9 @@
 
 namespace kalvetra {
 
+// What stands for the clip in the names of its files: "seq" for a/seq-%04d.png.
+std::string plainStem(const std::string& input);
+
 // The clip's job as `kalvetra key` with the same options would have it, without range and outputs.
 KeyJob clipJob(const PreviewOptions& options);
 
@@ -21,8 +24,8 @@ ShownView viewIn(const Json& body);
 // takes it.
 std::string overIn(const Json& body, const PreviewContext& context);
 
-// Members "settings", "start", "end", "delivery", "codec", "view" and "over". A background without a view means the
-// composite.
+// Members "settings", "start", "end", "delivery", "codec", "view", "over" and "keepPartial". A background without a
+// view means the composite.
 KeyRequest keyRequestIn(const Json& body, PreviewContext& context);
 
 // The query's whole number 0..highest, 0 where it is missing.

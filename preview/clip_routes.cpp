@@ -5,6 +5,7 @@
 #include "parameters/look_version.h"
 #include "parameters/parameter_value.h"
 #include "preview/answers.h"
+#include "preview/clip_requests.h"
 #include "preview/preview_context.h"
 #include "preview/request_json.h"
 
@@ -70,6 +71,7 @@ Json describeClip(PreviewContext& context) {
       {"notes", notesOf(context)},        {"look", kLookVersion},       {"alpha", hasAlpha(context.clip.reader())},
       {"version", KALVETRA_VERSION},      {"background", nullptr},      {"pick", nullptr},
       {"folders", Json::array()},         {"codecs", codecsFor(frames)}};
+  json["stem"] = plainStem(context.options.input);
   json["rate"] = {{"num", format.frameRate.num}, {"den", format.frameRate.den}};
   json["pixelAspect"] = {{"num", format.pixelAspect.num}, {"den", format.pixelAspect.den}};
   for (const std::filesystem::path& folder : context.options.folders) json["folders"].push_back(folder.string());

@@ -1,5 +1,4 @@
 #include "media/delivery.h"
-#include "media/numbered_name.h"
 #include "preview/answers.h"
 #include "preview/clip_requests.h"
 #include "preview/equivalent_command.h"
@@ -18,12 +17,6 @@ std::string usualName(const std::string& stem, const KeyRequest& request) {
   return stem + (pictures ? "-keyed-%05d" : "-keyed") + extension;
 }
 
-// What stands for the clip in the names of its files.
-std::string plainStem(const std::string& input) {
-  const std::string stem = clipStem(input);
-  return isPlainName(stem) && stem.find_first_of("%{") == std::string::npos ? stem : "clip";
-}
-
 // In the first folder, where the page's exports and presets go, too.
 std::string inFolder(const Folders& folders, const std::string& name) {
   return folders.all().empty() ? name : (folders.all().front() / name).string();
@@ -32,7 +25,7 @@ std::string inFolder(const Folders& folders, const std::string& name) {
 Json commandFor(const Json& body, PreviewContext& context) {
   const KeyRequest request = keyRequestIn(body, context);
   const std::string stem = plainStem(context.options.input);
-  const std::string output = text(body, "output", usualName(stem, request));
+  const std::string output = withEnding(text(body, "output", usualName(stem, request)), request);
   checkPlainName(output);
   const CommandFiles files{context.options.input, context.options.sourceArguments, inFolder(context.folders, output),
                            inFolder(context.folders, stem + ".json")};

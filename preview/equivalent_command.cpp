@@ -125,6 +125,7 @@ EquivalentCommand equivalentCommand(const KeyRequest& request, const CommandFile
   append(words, viewWords(job, animated));
   append(words, rangeWords(request.range));
   append(words, deliveryWords(request, job, output));
+  if (request.keepPartial) words.emplace_back("--keep-partial");
   for (const std::string& word : words) result.command += (result.command.empty() ? "" : " ") + shellQuoted(word);
   return result;
 }

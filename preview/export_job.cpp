@@ -34,6 +34,18 @@ std::uintmax_t sizeOf(const std::string& path) {
   return sum;
 }
 
+// The sentence with the plain names of the files that lie in the folder.
+std::string withoutFolder(std::string sentence, const fs::path& folder) {
+  if (folder.empty() || folder == folder.root_path()) return sentence;
+  const std::string begin = folder.string() + "/";
+  for (std::size_t at = sentence.find(begin); at != std::string::npos; at = sentence.find(begin, at + 1)) {
+    if (at == 0 || std::string_view(" '(").find(sentence[at - 1]) != std::string_view::npos) {
+      sentence.erase(at, begin.size());
+    }
+  }
+  return sentence;
+}
+
 }  // namespace
 
 ExportJob::~ExportJob() {
@@ -52,13 +64,27 @@ fs::path ExportJob::target(const std::string& name) {
   return private_->path() / name;
 }
 
+KeyJob ExportJob::jobFor(const KeyRequest& request, const std::string& name, bool replace) {
+  const std::string path = target(name).string();
+  try {
+    return keyJobFor(clip_, request, path, replace);
+  } catch (const UserError& error) {
+    throw UserError(withoutFolder(error.what(), fs::path(path).parent_path()));
+  }
+}
+
+std::string ExportJob::plain(const std::string& sentence) const {
+  const std::string own = withoutFolder(sentence, private_ ? private_->path() : folder_);
+  return withoutFolder(own, fs::path(clip_.input).parent_path());
+}
+
 std::int64_t ExportJob::start(const KeyRequest& request, const std::string& name, bool replace) {
   const std::lock_guard starting(startMutex_);
   if (state().status == ExportStatus::Running) {
     throw Refusal(409, "an export is under way; wait for it, or cancel it first");
   }
   const bool anyName = replace || folder_.empty();  // the private folder holds nothing but earlier exports
-  const KeyJob job = keyJobFor(clip_, request, target(name).string(), anyName);
+  const KeyJob job = jobFor(request, withEnding(name, request), anyName);
   for (const OutputRequest& output : job.outputs) {
     Folders::refuseLink(output.path);
     if (!anyName && outputExists(output.path)) {
@@ -105,7 +131,7 @@ JobListener ExportJob::listener(const AnimatedSettings& settings) {
   JobListener listener;
   listener.note = [this](const std::string& sentence) {
     const std::lock_guard lock(mutex_);
-    state_.notes.push_back(sentence);
+    state_.notes.push_back(plain(sentence));
   };
   listener.begin = [this](std::int64_t expected, std::int64_t) {
     const std::lock_guard lock(mutex_);
@@ -133,6 +159,7 @@ void ExportJob::run(const KeyJob& job, const AnimatedSettings& settings) {
   try {
     const JobResult result = runKeyJob(job, listener(settings), stop_);
     const std::lock_guard lock(mutex_);
+    if (!result.damage.empty()) state_.notes.push_back(plain(result.damage));
     state_.of = state_.frames;
     for (const WrittenOutput& output : result.outputs) {
       const fs::path path = output.request.path;
@@ -155,7 +182,7 @@ void ExportJob::finish(ExportStatus status, const std::string& error) {
   const std::lock_guard lock(mutex_);
   state_.checking = false;
   state_.secondsLeft.reset();
-  state_.error = error;
+  state_.error = plain(error);
   state_.status = status;
 }
 

@@ -44,8 +44,9 @@ class ExportJob {
   ExportJob(const ExportJob&) = delete;
   ExportJob& operator=(const ExportJob&) = delete;
 
-  // `name` is a plain name in the folder. Answers the job's number. Throws UserError for what does not fit together,
-  // a Refusal with 409 while another export runs, and for a name that exists and is not to be replaced.
+  // `name` is a plain name in the folder; without an ending it gets that of the chosen kind of file. Answers the job's
+  // number. Throws UserError for what does not fit together, a Refusal with 409 while another export runs, and for a
+  // name that exists and is not to be replaced.
   std::int64_t start(const KeyRequest& request, const std::string& name, bool replace);
   // Takes effect soon; the state tells when.
   void cancel();
@@ -56,6 +57,9 @@ class ExportJob {
  private:
   using Clock = std::chrono::steady_clock;
   std::filesystem::path target(const std::string& name);
+  KeyJob jobFor(const KeyRequest& request, const std::string& name, bool replace);
+  // A sentence without the folders of the files in it. The mutex is held.
+  std::string plain(const std::string& sentence) const;
   void run(const KeyJob& job, const AnimatedSettings& settings);
   JobListener listener(const AnimatedSettings& settings);
   void finish(ExportStatus status, const std::string& error);

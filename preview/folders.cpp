@@ -70,7 +70,8 @@ class OpenFile {
 
 }  // namespace
 
-Folders::Folders(const std::vector<fs::path>& folders, fs::path background) : background_(std::move(background)) {
+Folders::Folders(const std::vector<fs::path>& folders, fs::path background, fs::path clip)
+    : background_(std::move(background)), clip_(std::move(clip)) {
   for (const fs::path& folder : folders) {
     std::error_code failed;
     const fs::path whole = fs::canonical(folder, failed);
@@ -134,6 +135,14 @@ void Folders::refuseLink(const fs::path& target) {
   if (fs::is_symlink(target)) throw UserError(target.filename().string() + ": is a link there; choose another name");
 }
 
+// Movies may have any name; and one file several.
+void Folders::refuseInputs(const fs::path& target) const {
+  for (const auto& [file, what] : {std::pair(clip_, "clip"), std::pair(background_, "background")}) {
+    if (file.empty() || !isSameFile(file.string(), target.string())) continue;
+    throw UserError(target.filename().string() + ": would overwrite the " + what + "; choose another name");
+  }
+}
+
 std::string Folders::savePreset(const std::string& name, const AnimatedSettings& settings, bool replace) const {
   checkPlainName(name);
   if (folders_.empty()) throw UserError("there is no folder for presets; start the preview with --folder DIR");
@@ -145,6 +154,7 @@ std::string Folders::savePreset(const std::string& name, const AnimatedSettings&
     throw Refusal(409, full + " exists already; replace it or give another name");
   }
   refuseLink(target);
+  refuseInputs(target);
   TemporaryOutput output(target.string(), replace);
   std::ofstream out(output.path(), std::ios::binary);
   out << presetText(settings) << std::flush;

@@ -18,8 +18,10 @@ class Folders {
   static constexpr std::size_t kMostNames = 1000;                // of a kind
   static constexpr std::uintmax_t kLargestPreset = 1024 * 1024;  // bytes
 
-  // `background` is one more file that may be a background, or empty. Throws UserError for a folder that is none.
-  explicit Folders(const std::vector<std::filesystem::path>& folders, std::filesystem::path background = {});
+  // `background` is one more file that may be a background, or empty; neither it nor `clip` is ever written to. Throws
+  // UserError for a folder that is none.
+  Folders(const std::vector<std::filesystem::path>& folders, std::filesystem::path background,
+          std::filesystem::path clip);
 
   // Sorted names: *.json, and what may serve as a background. Unreadable folders count as empty.
   std::vector<std::string> presets() const;
@@ -36,11 +38,12 @@ class Folders {
   static void refuseLink(const std::filesystem::path& target);
 
  private:
+  void refuseInputs(const std::filesystem::path& target) const;
   std::vector<std::string> names(bool (*fits)(const std::filesystem::path& name)) const;
   std::filesystem::path find(const std::string& name) const;
 
   std::vector<std::filesystem::path> folders_;  // absolute
-  std::filesystem::path background_;
+  std::filesystem::path background_, clip_;
   mutable std::mutex saving_;
 };
 

@@ -5,6 +5,11 @@
 
 namespace kalvetra {
 
+std::string withEnding(const std::string& name, const KeyRequest& request) {
+  const bool lacks = !name.empty() && extensionOf(name).empty();
+  return lacks ? name + usualExtension(request.purpose, request.codec) : name;
+}
+
 KeyJob keyJobFor(const KeyJob& clip, const KeyRequest& request, const std::string& path, bool replace) {
   KeyJob job = clip;
   const Parameter& view = *findParameter("view");
@@ -12,6 +17,7 @@ KeyJob keyJobFor(const KeyJob& clip, const KeyRequest& request, const std::strin
   job.mainView = request.view.value_or(static_cast<ShownView>(request.settings.at(0).view));
   job.animatedView = !request.view && request.settings.curve(view).size() > 1;
   job.replace = replace;
+  job.keepPartial = request.keepPartial;
   if (job.mainView == ShownView::Composite) {
     if (request.over.empty()) throw UserError("a composite needs a background; choose a colour or a file");
     job.companions.background = request.over;

@@ -15,7 +15,12 @@ struct KeyRequest {
   std::optional<ShownView> view{};  // in place of the settings' view
   std::string over{};               // of the composite: #rrggbb or a file
   std::string purpose{}, codec{};   // like DeliveryRequest's
+  bool keepPartial = false;         // what can be keyed of a damaged clip
 };
+
+// The name, where it has no ending with the one that is usual for the chosen kind of file. Throws UserError for an
+// unknown purpose or codec.
+std::string withEnding(const std::string& name, const KeyRequest& request);
 
 // The clip's job, as yet without outputs, made one that writes the request to `path`; nothing is opened. Throws
 // UserError for what does not fit together.

@@ -27,7 +27,7 @@ void checkBackground(const PreviewOptions& options, const PictureFormat& clip, c
 PreviewContext::PreviewContext(PreviewOptions given, std::atomic<bool>& stopWord)
     : options(std::move(given)),
       stop(stopWord),
-      folders(options.folders, options.background),
+      folders(options.folders, options.background, options.input),
       turns(kRendersAtOnce),
       clip(options.input, options.source, options.threads, stop),
       thumbnails(options.input, options.source, options.threads, stop, true, kKeptForThumbnails),

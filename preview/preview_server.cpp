@@ -4,8 +4,10 @@
 
 #include <chrono>
 #include <fstream>
+#include <set>
 #include <thread>
 
+#include "preview/bounded_server.h"
 #include "preview/page_files.h"
 #include "preview/token.h"
 
@@ -16,7 +18,7 @@ namespace {
 constexpr const char* kHost = "127.0.0.1";
 constexpr std::size_t kThreads = 32;          // a browser holds up to six connections a page
 constexpr std::size_t kRequestsEach = 10000;  // on one connection
-constexpr time_t kIdleSeconds = 2;            // after which a connection is closed; quitting waits for them
+constexpr time_t kIdleSeconds = 2;            // after which a connection is closed
 constexpr int kMostWaiting = 128;             // connections
 constexpr std::chrono::milliseconds kStopInterval{50};
 constexpr std::size_t kFilePiece = 1 << 18;  // bytes of a download at a time
@@ -82,6 +84,8 @@ Answer pageFile(const std::string& name) {
 
 const char* sentenceFor(int status) {
   switch (status) {
+    case 403:
+      return "only the page that this program serves may ask";
     case 404:
       return "there is nothing at this address";
     case 411:
@@ -90,9 +94,19 @@ const char* sentenceFor(int status) {
       return "the request is larger than 1 MiB";
     case 414:
       return "the address is too long";
+    case 415:
+      return "the request is packed; send it as it is";
     default:
       return "this is no request that can be answered";
   }
+}
+
+std::optional<int> lackOfLength(const std::string& method) {
+  return method == "POST" ? std::optional<int>(411) : std::nullopt;
+}
+
+bool isNumber(const std::string& text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
 }
 
 }  // namespace
@@ -115,13 +129,12 @@ class PreviewServer::Http {
     const auto handle = [this](const httplib::Request& request, httplib::Response& response) {
       take(request, response);
     };
-    server_.Get(".*", handle).Post(".*", handle).Delete(".*", handle).Put(".*", handle).Patch(".*", handle);
-    server_.Options(".*", handle);
-    // The library bounds bodies by the length that they declare, and by nothing else.
-    server_.set_pre_routing_handler([](const httplib::Request& request, httplib::Response& response) {
-      const bool lacksLength = request.method == "POST" && !request.has_header("Content-Length");
-      if (!lacksLength && !request.has_header("Transfer-Encoding")) return httplib::Server::HandlerResponse::Unhandled;
-      send(errorAnswer(411, sentenceFor(411)), response);
+    server_.Get(".*", handle).Post(".*", handle).Delete(".*", handle);
+    // Before a body is read.
+    server_.set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
+      const std::optional<int> status = refusal(request);
+      if (!status) return httplib::Server::HandlerResponse::Unhandled;
+      send(errorAnswer(*status, sentenceFor(*status)), response);
       return httplib::Server::HandlerResponse::Handled;
     });
     server_.set_error_handler([](const httplib::Request&, httplib::Response& response) {
@@ -143,7 +156,7 @@ class PreviewServer::Http {
     // Before it is running it cannot be stopped.
     while (!over && !(stop && server_.is_running())) std::this_thread::sleep_for(kStopInterval);
     server_.stop();
-    listener.join();
+    listener.join();  // soon: no connection is waited for any more
   }
 
  private:
@@ -180,10 +193,23 @@ class PreviewServer::Http {
     return path.substr(end + 1);
   }
 
+  // The status with which a request is refused by its head.
+  std::optional<int> refusal(const httplib::Request& request) const {
+    static const std::set<std::string> methods{"GET", "HEAD", "POST", "DELETE"};
+    if (!isFromHere(request)) return 403;
+    if (!behindToken(request.path) || !methods.contains(request.method)) return 404;
+    if (request.has_header("Content-Encoding")) return 415;
+    if (request.has_header("Transfer-Encoding")) return 411;
+    const std::string length = request.get_header_value("Content-Length");
+    if (length.empty() && !request.has_header("Content-Length")) return lackOfLength(request.method);
+    if (request.get_header_value_count("Content-Length") != 1 || !isNumber(length)) return 400;
+    if (request.get_header_value<std::uint64_t>("Content-Length") > kLargestBody) return 413;
+    return std::nullopt;
+  }
+
   Answer answer(const httplib::Request& request) const {
-    if (!isFromHere(request)) return errorAnswer(403, "only the page that this program serves may ask");
     const std::optional<std::string> path = behindToken(request.path);
-    if (!path) return errorAnswer(404, "there is nothing at this address");
+    if (!path) return errorAnswer(404, sentenceFor(404));
     const std::string method = request.method == "HEAD" ? "GET" : request.method;
     if (method == "GET" && !path->starts_with("api/")) return pageFile(path->empty() ? "index.html" : *path);
     Request checked{request.body, {}};
@@ -201,7 +227,7 @@ class PreviewServer::Http {
 
   Routes routes_;
   std::string token_;
-  httplib::Server server_;
+  BoundedServer server_;
   socket_t listening_ = INVALID_SOCKET;
   int port_ = 0;
 };

@@ -10,7 +10,7 @@
 namespace kalvetra {
 
 // Listens on 127.0.0.1 alone. Every path begins with a random token; requests with another host, or from a page of
-// another origin, are refused, and bodies are bounded.
+// another origin, are refused before their bodies are read, and requests are bounded in size and time.
 class PreviewServer {
  public:
   static constexpr std::size_t kLargestBody = std::size_t{1} << 20;  // bytes
@@ -25,7 +25,7 @@ class PreviewServer {
   std::string address() const;
   int port() const;
 
-  // Answers requests until `stop` is true; what is being answered then is still finished.
+  // Answers requests until `stop` is true; an answer under way then has a second left to be sent.
   void run(const std::atomic<bool>& stop);
 
  private:

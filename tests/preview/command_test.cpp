@@ -18,6 +18,28 @@ TEST(PreviewCommand, ServesUntilItIsToldToStop) {
   EXPECT_EQ(0, byPage.end(0));
 }
 
+// What other users see of commands must not have the token in it.
+TEST(PreviewCommand, OpensThePageWithoutNamingIt) {
+  const test::ScratchFolder folder, temporary;
+  const std::string clip = test::makeGreenClip(folder, "clip.mp4", 5);
+  std::ofstream(folder.path("xdg-open")) << "#!/bin/sh\necho \"$@\" > " << folder.path("seen")
+                                         << "\nstat -c %a \"$1\" \"${1%/*}\" > " << folder.path("modes")
+                                         << "\ncp \"$1\" " << folder.path("page") << "\n";
+  test::need("chmod 755 " + folder.path("xdg-open"));
+  test::need("mkdir \"" + temporary.path("it's") + "\"");
+  const std::string address =
+      test::need("TMPDIR=\"" + temporary.path("it's") + "\" PATH=" + folder.path("") +
+                 ":$PATH DISPLAY=:9 timeout --preserve-status -s INT 3 " + test::kKalvetra + " preview " + clip);
+  const auto text = [&](const char* name) { return test::need("cat " + folder.path(name)); };
+  ASSERT_EQ(0U, address.rfind("http://127.0.0.1:", 0)) << address;
+  const std::string whole = address.substr(0, address.find('\n'));
+  test::expectHas(text("seen"), ".html");
+  EXPECT_EQ(std::string::npos, text("seen").find(whole.substr(whole.find('/', 8)))) << text("seen");
+  EXPECT_EQ("600\n700\n", text("modes"));
+  test::expectHas(text("page"), "url=" + whole + "\"");
+  EXPECT_TRUE(std::filesystem::is_empty(temporary.path("it's")));
+}
+
 TEST(PreviewCommand, SaysWhatItCannotServe) {
   const test::ScratchFolder folder;
   const std::string clip = test::makeGreenClip(folder, "clip.mp4", 5);

@@ -186,6 +186,57 @@ TEST(Export, RefusesNamesAndRequestsThatDoNotFit) {
   EXPECT_EQ(3u, readAll(clip).size());
 }
 
+TEST(Export, SentencesNameFilesPlainly) {
+  const RoutedPreview preview(optionsFor(someClip()));  // into the private folder
+  const Json settings{{"key-color", kKeyColor}};
+  const auto refusal = [&](const Json& name, const char* codec) {
+    return preview.refusal(400, "api/export", {{"settings", settings}, {"name", name}, {"codec", codec}});
+  };
+  EXPECT_EQ(0u, refusal("a.txt", "").rfind("a.txt: '.txt' cannot be written", 0)) << refusal("a.txt", "");
+  EXPECT_EQ(0u, refusal("a.mp4", "ffv1").rfind("a.mp4: does not fit", 0)) << refusal("a.mp4", "ffv1");
+  preview.post("api/export", {{"settings", settings}, {"name", "a.png"}});  // ten pictures
+  const Json state = ended(preview);
+  EXPECT_EQ("failed", state["state"]);
+  EXPECT_EQ(std::string::npos, state["error"].get<std::string>().find('/')) << state["error"];
+  expectHas(state["error"], "a.png");
+}
+
+TEST(Export, NamesWithoutAnEndingGetThatOfTheirKind) {
+  const ScratchFolder folder;
+  const RoutedPreview preview(optionsFor(someClip(), {folder.path("")}));
+  const Json settings{{"key-color", kKeyColor}};
+  for (const char* codec : {"ffv1", ""}) {
+    preview.post("api/export", {{"settings", settings}, {"name", "a"}, {"codec", codec}});
+    EXPECT_EQ("done", ended(preview)["state"]);
+    const Json request{{"settings", settings}, {"output", "a"}, {"codec", codec}};
+    EXPECT_EQ(preview.get("api/export")["file"], preview.post("api/command", request)["output"]);
+  }
+  EXPECT_EQ((std::vector<std::string>{"a.mkv", "a.mov"}), folder.names());
+}
+
+// The page's export and its command keep the same frames.
+TEST(Export, KeepsWhatIsWholeOfAGappedClipOnlyWhereAsked) {
+  const ScratchFolder folder, clips;
+  for (const char* number : {"0001", "0002", "0004"}) {
+    need(kFfmpeg + "-i " + someClip() + " -frames:v 1 " + clips.path(std::string("seq-") + number + ".png"));
+  }
+  const RoutedPreview preview(optionsFor(clips.path("seq-%04d.png"), {folder.path("")}));
+  EXPECT_EQ("seq", preview.get("api/clip")["stem"]);
+  Json request{{"settings", {{"key-color", kKeyColor}}}, {"name", "a.mov"}};
+  preview.post("api/export", request);
+  expectHas(ended(preview)["error"], "nothing was written");
+  EXPECT_TRUE(folder.isEmpty());
+  request["keepPartial"] = true;
+  preview.post("api/export", request);
+  const Json state = ended(preview);
+  EXPECT_EQ("done", state["state"]) << state["error"];
+  EXPECT_EQ(3u, readAll(folder.path("a.mov")).size());
+  expectHas(state["notes"].dump(), "3 frames could be keyed");
+  expectHas(preview.post("api/command", request)["command"], " --keep-partial");
+  request["keepPartial"] = "yes";
+  expectHas(preview.refusal(400, "api/export", request), "keepPartial");
+}
+
 TEST(Export, OnlyOneRunsAtATime) {
   const ScratchFolder folder, other;
   const std::string clip = drawClip(other.path("clip.mkv"), "60", "640x360");
@@ -267,7 +318,7 @@ TEST(Export, AFolderThatVanishesIsToldInASentence) {
   fs::remove_all(place);
   const Json state = ended(preview);
   EXPECT_EQ("failed", state["state"]);
-  expectHas(state["error"], place);
+  expectHas(state["error"], "a.mov");
   preview.post("api/export", request);
   expectHas(ended(preview)["error"], "does not exist");
   EXPECT_TRUE(folder.isEmpty());

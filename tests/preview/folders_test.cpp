@@ -89,6 +89,24 @@ TEST(PreviewFolders, SavePresetsThatTheCommandReads) {
   EXPECT_EQ(4u, fs::file_size(outside.path("target.json")));
 }
 
+TEST(PreviewFolders, SaveNoPresetOverTheClipOrTheBackground) {
+  const ScratchFolder folder;
+  fs::copy_file(someClip(), folder.path("base.json"));
+  need(kFfmpeg + "-f lavfi -i testsrc2=s=80x45 -frames:v 1 " + folder.path("sky.png"));
+  fs::create_hard_link(folder.path("sky.png"), folder.path("sky.json"));
+  PreviewOptions options = optionsFor(folder.path("base.json"), {folder.path("")});
+  options.background = folder.path("sky.png");
+  const RoutedPreview preview(options);
+  const auto refused = [&](const char* name, const char* part) {
+    const auto before = fs::file_size(folder.path(name));
+    const Json request{{"name", name}, {"settings", {{"shadow", 80}}}, {"replace", true}};
+    expectHas(preview.refusal(400, "api/preset/save", request), part);
+    EXPECT_EQ(before, fs::file_size(folder.path(name)));
+  };
+  refused("base.json", "base.json: would overwrite the clip");
+  refused("sky.json", "sky.json: would overwrite the background");
+}
+
 TEST(PreviewFolders, TellWhatIsWrongWithAPreset) {
   const ScratchFolder folder;
   write(folder.path("bad.json"), "{\n\"look\": 1,\n\"settings\": {\"shadow\": 101}}");

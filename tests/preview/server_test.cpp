@@ -6,6 +6,8 @@
 
 #include <thread>
 
+#include "tests/preview/raw_connection.h"
+
 namespace kalvetra {
 namespace {
 
@@ -138,6 +140,89 @@ TEST_F(ServerTest, AnswersWhatIsNoRequest) {
     EXPECT_TRUE(answer->status == 400 || answer->status == 404) << answer->status;
     EXPECT_NE(std::string::npos, answer->body.find("\"error\""));
   }
+}
+
+TEST_F(ServerTest, LooksAtTheHeadAloneBeforeItRefuses) {
+  const std::string host = "Host: 127.0.0.1:" + std::to_string(server_.port()) + "\r\n";
+  const std::string length = "Content-Length: 1000000\r\n";
+  const struct {
+    std::string head, status;
+  } cases[] = {{"POST " + base_ + "api/echo HTTP/1.1\r\nHost: evil.example\r\n" + length, "403"},
+               {"POST /0123/api/echo HTTP/1.1\r\n" + host + length, "404"},
+               {"PUT " + base_ + "api/echo HTTP/1.1\r\n" + host + length, "404"},
+               {"PRI " + base_ + "api/echo HTTP/1.1\r\n" + host, "404"},
+               {"POST " + base_ + "api/echo HTTP/1.1\r\n" + host + length + "Content-Encoding: gzip\r\n", "415"},
+               {"DELETE " + base_ + "api/echo HTTP/1.1\r\n" + host + "Transfer-Encoding: chunked\r\n", "411"},
+               {"POST " + base_ + "api/echo HTTP/1.1\r\n" + host, "411"},
+               {"POST " + base_ + "api/echo HTTP/1.1\r\n" + host + "Content-Length: -1\r\n", "400"},
+               {"POST " + base_ + "api/echo HTTP/1.1\r\n" + host + length + "Content-Length: 1\r\n", "400"},
+               {"POST " + base_ + "api/echo HTTP/1.1\r\n" + host + "Content-Length: 99999999999\r\n", "413"}};
+  for (const auto& c : cases) {
+    test::RawConnection connection(server_.port());
+    connection.send(c.head + "\r\n");
+    EXPECT_EQ("HTTP/1.1 " + c.status, connection.receive(12)) << c.head;  // though no body ever comes
+    EXPECT_TRUE(connection.isClosedWithin(std::chrono::seconds(2))) << c.head;
+  }
+}
+
+TEST_F(ServerTest, AnswersADeletionWithoutALength) {
+  test::RawConnection connection(server_.port());
+  const auto begun = std::chrono::steady_clock::now();
+  connection.send("DELETE " + base_ + "api/echo HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server_.port()) +
+                  "\r\n\r\n");
+  EXPECT_EQ("HTTP/1.1 404", connection.receive(12));
+  EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(1));
+}
+
+TEST_F(ServerTest, EndsHeadsWithoutAnEnd) {
+  for (const std::string& piece : {std::string(1000, 'x'), std::string("a:b\r\n"), "X: " + std::string(500, '1')}) {
+    test::RawConnection connection(server_.port());
+    connection.send("GET / HTTP/1.1\r\n");
+    std::size_t sent = 0;
+    while (sent < (std::size_t{64} << 20) && connection.send(piece)) sent += piece.size();
+    EXPECT_LT(sent, std::size_t{16} << 20);  // what is ignored, and what the system holds
+  }
+  EXPECT_EQ(200, client().Get(base_)->status);
+}
+
+// A range beyond the end must not tell what lies behind the answer in memory.
+TEST_F(ServerTest, SendsNothingButTheAnswer) {
+  for (const std::string range : {"bytes=0-99999", "bytes=5000-9000", "bytes=-5", "bytes=0-1,2-3"}) {
+    const auto refused = client().Get("/", {{"Range", range}});
+    ASSERT_TRUE(refused) << range;
+    EXPECT_EQ(R"({"error":"there is nothing at this address"})", refused->body) << range;
+  }
+  const auto longest = client().Get("/", {{"Range", "bytes=0-" + std::string(15000, '1')}});
+  EXPECT_TRUE(longest && longest->status >= 400);
+  EXPECT_EQ(200, client().Get(base_)->status);
+}
+
+TEST_F(ServerTest, IsNotHeldUpBySlowConnections) {
+  std::vector<std::unique_ptr<test::RawConnection>> slow;
+  for (int i = 0; i < 40; ++i) slow.push_back(std::make_unique<test::RawConnection>(server_.port()));
+  std::atomic<bool> over{false};
+  std::thread dripping([&] {
+    for (const auto& connection : slow) connection->send("GET / HTTP/1.1\r\nX: ");
+    while (!over) {
+      for (const auto& connection : slow) connection->send("x");
+      std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    }
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  httplib::Client patient = client();
+  patient.set_read_timeout(10);
+  const auto page = patient.Get(base_);
+  EXPECT_TRUE(page && page->status == 200);
+  const test::RawConnection late(server_.port());
+  late.send("GET / HTTP/1.1\r\n");
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  const auto begun = std::chrono::steady_clock::now();
+  stop_ = true;
+  running_.join();
+  EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(2));
+  over = true;
+  dripping.join();
+  running_ = std::thread([] {});
 }
 
 TEST_F(ServerTest, KnowsPortsThatAreTaken) { EXPECT_THROW(PreviewServer(Routes(), server_.port()), UserError); }
