@@ -20,13 +20,13 @@ using namespace kalvetra;
 using kalvetra::test::Bytes;
 
 template <class Function>
-Function* loaded(const char* name, Function*) {
+Function* loaded(const char* name) {
   static void* const library = dlopen(KALVETRA_FREI0R_FILTER, RTLD_NOW | RTLD_LOCAL);
   EXPECT_NE(nullptr, library) << dlerror();
   return reinterpret_cast<Function*>(dlsym(library, name));
 }
 
-#define CALL(function) loaded(#function, &function)
+#define CALL(function) loaded<decltype(function)>(#function)
 
 struct Instance {
   Instance(unsigned int width, unsigned int height) : handle(CALL(f0r_construct)(width, height)) {}
