@@ -13,7 +13,7 @@ namespace {
 using namespace kalvetra;
 using namespace kalvetra::test;
 
-const std::string kWithFilter = KALVETRA_HOST_ENVIRONMENT " FREI0R_PATH=" KALVETRA_FREI0R_FOLDER " ";
+const std::string kWithFilter = "FREI0R_PATH=" KALVETRA_FREI0R_FOLDER " ";
 const std::string kColor = "#279041";
 
 class Hosts : public testing::Test {
