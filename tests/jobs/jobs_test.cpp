@@ -133,11 +133,11 @@ TEST_F(JournalTest, ForgetsSegmentsForGood) {
       Journal journal(folder_, job_);
       while (journal.segments() < 3) journal.add(segment);
       journal.keep(kept);
-      EXPECT_EQ(kept * 2u, journal.frames().size());
+      EXPECT_EQ(2 * static_cast<std::size_t>(kept), journal.frames().size());
     }
     Journal again(folder_, job_);
     EXPECT_EQ(kept, again.segments());
-    EXPECT_EQ(kept * 2u, again.frames().size());
+    EXPECT_EQ(2 * static_cast<std::size_t>(kept), again.frames().size());
   }
 }
 
