@@ -87,7 +87,7 @@ TEST(MatteQuality, EveryPictureHasItsSharesOfPixelsAndItsFlicker) {
   EXPECT_DOUBLE_EQ(0.4, pictures[0].solid);
   EXPECT_DOUBLE_EQ(0.25, pictures[6].clear);
   EXPECT_DOUBLE_EQ(0.25, pictures[6].partial);
-  for (const std::size_t without : {0, 5, 6}) EXPECT_FALSE(pictures[without].flicker) << without;
+  for (const std::size_t without : {0U, 5U, 6U}) EXPECT_FALSE(pictures[without].flicker) << without;
   EXPECT_EQ(0.0, pictures[1].flicker);            // 128 128 128 88
   EXPECT_EQ(0.0, pictures[2].flicker);            // 128 128 88 168: turns once
   EXPECT_NEAR(40.0, *pictures[3].flicker, 1e-9);  // 128 88 168 88

@@ -87,7 +87,7 @@ TEST(Export, WritesTheBytesThatTheCommandWrites) {
     preview.post("api/export", request);
     const Json state = ended(preview);
     ASSERT_EQ("done", state["state"]) << state;
-    EXPECT_EQ(name, state["file"]);
+    EXPECT_EQ(name, state["file"].get<std::string>());
     EXPECT_EQ(state["of"], state["frames"]);
     EXPECT_GT(state["fps"], 0.0);
     EXPECT_EQ(state["size"], fs::file_size(folder.path(name)));
