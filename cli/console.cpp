@@ -5,7 +5,9 @@
 
 namespace kalvetra {
 
-void note(const std::string& sentence) { std::fprintf(stderr, "kalvetra: %s\n", sentence.c_str()); }
+void note(std::string_view sentence) {
+  std::fprintf(stderr, "kalvetra: %.*s\n", static_cast<int>(sentence.size()), sentence.data());
+}
 
 std::string sentenceOf(const std::exception& error) {
   const auto* ofFile = dynamic_cast<const std::filesystem::filesystem_error*>(&error);

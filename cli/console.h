@@ -4,11 +4,12 @@
 #include <cstdint>
 #include <exception>
 #include <string>
+#include <string_view>
 
 namespace kalvetra {
 
-// One line, headed by the program's name.
-void note(const std::string& sentence);
+// One line, headed by the program's name. Needs no memory.
+void note(std::string_view sentence);
 
 // What a failure is called: its own words, or those for a file that the system does not let us use.
 std::string sentenceOf(const std::exception& error);

@@ -67,7 +67,7 @@ void tellOutputs(const JobResult& result) {
   }
 }
 
-void keyOne(const CLI::App& command, const KeyCommand& options, const std::string& input) {
+void keyOne(const KeyCommand& options, const std::string& input) {
   KeyJob job = jobFor(options.options, input, mainView(options.choice));
   job.settingsRead = options.choice.presetFile;
   job.settingsWritten = nameFor(options.choice.savedPreset, input);
@@ -80,7 +80,7 @@ void keyOne(const CLI::App& command, const KeyCommand& options, const std::strin
   listener.frameDone = [&] { progress->advance(); };
   listener.end = [&] { progress->end(); };
   listener.settings = [&](const Reader&) {
-    const AnimatedSettings settings = settleSettings(command, options.choice, input, job.source, job.threads);
+    const AnimatedSettings settings = settleSettings(options.choice, input, job.source, job.threads);
     CommonOptions files = options.options;
     files.input = input;
     if (!job.outputs.empty()) files.output = job.outputs.front().path;
@@ -137,7 +137,7 @@ void refuseClashes(const KeyCommand& options) {
 }
 
 // One bad clip does not stop the others.
-void keyAll(const CLI::App& command, const KeyCommand& options) {
+void keyAll(const KeyCommand& options) {
   const std::vector<std::string>& inputs = options.options.inputs;
   refuseClashes(options);
   int skipped = 0;
@@ -148,7 +148,7 @@ void keyAll(const CLI::App& command, const KeyCommand& options) {
       continue;
     }
     try {
-      keyOne(command, options, input);
+      keyOne(options, input);
     } catch (const Interrupted&) {
       throw;
     } catch (const std::exception& error) {
@@ -170,16 +170,16 @@ void keyAll(const CLI::App& command, const KeyCommand& options) {
   throw UserError(report + names);
 }
 
-void run(const CLI::App& command, KeyCommand& options) {
+void run(KeyCommand& options) {
   JobOptions& job = options.options;
   splitPaths(job);
   options.choice.alwaysKeys = !job.also.empty();
   if (job.inputs.size() > 1) {
-    keyAll(command, options);
+    keyAll(options);
   } else if (isThere(job, job.inputs.front())) {
     note(mainOutput(job, job.inputs.front()) + " exists already: skipped");
   } else {
-    keyOne(command, options, job.inputs.front());
+    keyOne(options, job.inputs.front());
   }
 }
 
@@ -190,7 +190,7 @@ void addKeyCommand(CLI::App& program) {
   auto options = std::make_shared<KeyCommand>();
   addJobOptions(*command, options->options);
   addKeyOptions(*command, options->choice, true);
-  command->callback([command, options] { run(*command, *options); });
+  command->callback([options] { run(*options); });
 }
 
 }  // namespace kalvetra

@@ -106,9 +106,9 @@ bool anyValue(const AnimatedSettings& settings, const Parameter& p, Predicate pr
 }
 
 // A sentence for each slider that was given while the toggle it depends on is off, or is left off by the preset.
-void noteIdleOptions(const CLI::App& command, const AnimatedSettings& settings) {
+void noteIdleOptions(const KeyChoice& choice, const AnimatedSettings& settings) {
   for (const Parameter& p : kParameters) {
-    if (p.toggle == 0 || command.count(optionName(p)) == 0) continue;
+    if (p.toggle == 0 || !choice.options.contains(p.id)) continue;
     const Parameter& toggle = *findParameter(p.toggle);
     if (anyValue(settings, toggle, [](int value) { return value != 0; })) continue;
     note(optionName(p) + " does nothing without " + optionName(toggle) + " on");
@@ -164,12 +164,12 @@ void addKeyOptions(CLI::App& command, KeyChoice& choice, bool withOwnViews) {
   addPresetOptions(command, choice);
 }
 
-AnimatedSettings settleSettings(const CLI::App& command, const KeyChoice& choice, const std::string& input,
+AnimatedSettings settleSettings(const KeyChoice& choice, const std::string& input,
                                 const SourceOptions& source, int threads) {
   AnimatedSettings settings(choice.automatic ? proposed(input, source, threads) : defaultSettings());
   if (choice.preset) applyPreset(*choice.preset, settings);
   for (const auto& [id, value] : choice.options) settings.set(*findParameter(id), value);
-  noteIdleOptions(command, settings);
+  noteIdleOptions(choice, settings);
   if (!namesColor(choice)) {
     if (!needsColor(choice, settings)) return settings;
     settings.set(colorParameter(), findKeyColor(input, source, threads));

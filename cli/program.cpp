@@ -1,8 +1,50 @@
 #include "cli/program.h"
 
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <new>
+
 #include "cli/commands.h"
+#include "cli/console.h"
+#include "cli/interrupt.h"
+#include "media/ffmpeg.h"
+#include "support/user_error.h"
 
 namespace kalvetra {
+namespace {
+
+constexpr std::string_view kOutOfMemory = "out of memory; try fewer --threads or smaller pictures";
+
+// Libraries promise here and there not to throw and then ask for memory: such a failure cannot be caught.
+[[noreturn]] void endWithASentence() {
+  try {
+    if (const std::exception_ptr failure = std::current_exception()) std::rethrow_exception(failure);
+  } catch (const std::bad_alloc&) {
+    note(kOutOfMemory);
+    std::_Exit(1);
+  } catch (...) {
+  }
+  std::abort();
+}
+
+int parseAndRun(int argc, char** argv) {
+  const std::unique_ptr<CLI::App> program = makeProgram();
+  try {
+    program->parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() != 0) {
+      note(std::string(error.what()) + " (kalvetra --help tells more)");
+      return 2;
+    }
+    program->exit(error);  // help and version
+  }
+  if (std::cout.flush() && std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return 0;
+  throw UserError("the standard output cannot be written to; what it got is not complete");
+}
+
+}  // namespace
 
 std::unique_ptr<CLI::App> makeProgram() {
   auto program = std::make_unique<CLI::App>("Kalvetra keys green-screen video.", "kalvetra");
@@ -22,6 +64,29 @@ std::unique_ptr<CLI::App> makeProgram() {
   addDoctorCommand(*program);
   addManualCommand(*program);
   return program;
+}
+
+int runProgram(int argc, char** argv) {
+  std::set_terminate(endWithASentence);
+  av_log_set_level(AV_LOG_QUIET);  // failures are told in our own words
+  setenv("SVT_LOG", "0", 0);       // so does this encoder, which has a log of its own
+  catchInterrupts();
+  try {
+    return parseAndRun(argc, argv);
+  } catch (const Interrupted& interrupted) {
+    note(interrupted.what());
+    return 130;
+  } catch (const std::bad_alloc&) {
+    note(kOutOfMemory);
+  } catch (const std::exception& error) {
+    // A read that was stopped reports a failure of its own.
+    if (stopRequested()) {
+      note(Interrupted().what());
+      return 130;
+    }
+    note(sentenceOf(error));
+  }
+  return 1;
 }
 
 }  // namespace kalvetra

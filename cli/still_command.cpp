@@ -53,11 +53,11 @@ Image contactSheet(const Image& source, KeySettings settings) {
   return sheet;
 }
 
-void run(const CLI::App& command, const StillCommand& options) {
+void run(const StillCommand& options) {
   if (!options.output.ends_with(".png")) throw UserError(options.output + ": a still is a PNG; end its name in .png");
   refuseOverwritingInput(options.input, options.output);
   TemporaryOutput output(options.output, options.replace);
-  const AnimatedSettings settings = settleSettings(command, options.choice, options.input, {}, options.threads);
+  const AnimatedSettings settings = settleSettings(options.choice, options.input, {}, options.threads);
   savePreset(options.choice.savedPreset, settings, options);
   std::int64_t number = 0;
   const Image source = frameAt(options.input, options.seconds, options.threads, stopRequested(), &number);
@@ -84,7 +84,7 @@ void addStillCommand(CLI::App& program) {
   addThreadsOption(*command, *options);
   addCpuOption(*command);
   addKeyOptions(*command, options->choice);
-  command->callback([command, options] { run(*command, *options); });
+  command->callback([options] { run(*options); });
 }
 
 }  // namespace kalvetra

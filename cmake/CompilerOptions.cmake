@@ -22,7 +22,7 @@ endif()
 
 if(KALVETRA_SANITIZE)
   set(sanitizers -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  add_compile_options(${sanitizers} -O1)
+  add_compile_options(${sanitizers} -O1 -g1)
   if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
     # With SSE4 as the floor the vector library leaves its emulation out, which takes minutes to compile when watched.
     add_compile_options(-march=x86-64-v2 -DHWY_DISABLE_PCLMUL_AES)

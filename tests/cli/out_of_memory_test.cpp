@@ -1,0 +1,133 @@
+// Memory that runs out at every possible place of the command: one sentence, exit status 1, nothing left behind. The
+// sanitizers watch for leaks. In KALVETRA_EVERY_ALLOCATION's presence no place is passed over, which takes minutes.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <new>
+#include <vector>
+
+#include "cli/program.h"
+#include "tests/support/run_program.h"
+#include "tests/support/scratch_folder.h"
+
+namespace {
+
+std::atomic<long> allocationsLeft{-1};  // counts down to the one that fails; negative: none does
+std::atomic<bool> failsOn{false};       // whether all that follow fail, too
+std::atomic<bool> failed{false};
+
+void* allocate(std::size_t size, std::size_t alignment) {
+  if (allocationsLeft >= 0 && --allocationsLeft < 0) {
+    failed = true;
+    if (failsOn) allocationsLeft = 0;
+    throw std::bad_alloc();
+  }
+  void* memory = std::aligned_alloc(alignment, (size + alignment) / alignment * alignment);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return allocate(size, alignof(std::max_align_t)); }
+void* operator new[](std::size_t size) { return allocate(size, alignof(std::max_align_t)); }
+void* operator new(std::size_t size, std::align_val_t a) { return allocate(size, static_cast<std::size_t>(a)); }
+void* operator new[](std::size_t size, std::align_val_t a) { return allocate(size, static_cast<std::size_t>(a)); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory, std::align_val_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::align_val_t) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
+
+namespace {
+
+using kalvetra::test::ScratchFolder;
+
+constexpr int kSufficed = 77;  // exit status of a run in which no allocation failed
+
+class OutOfMemory : public testing::Test {
+ protected:
+  OutOfMemory() {
+    kalvetra::test::need(
+        "ffmpeg -nostdin -v error -f lavfi -i 'color=0x20b040:s=32x24:r=5:d=0.6,format=yuv420p' "
+        "-colorspace bt709 -color_primaries bt709 -color_trc bt709 -color_range tv " +
+        source_.path("in.mkv"));
+  }
+
+  // Runs the command in a process of its own; false once the allocations sufficed.
+  bool failsCleanly(std::vector<std::string> arguments, long before) {
+    const ScratchFolder out;
+    arguments.insert(arguments.begin(), "kalvetra");
+    const int status = runIn(out, arguments, before);
+    const std::string said = sentence();
+    EXPECT_TRUE(WIFEXITED(status)) << "signal " << WTERMSIG(status) << " after " << before << ": " << said;
+    if (WIFEXITED(status) && WEXITSTATUS(status) == kSufficed) return false;
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return !out.isEmpty();  // it could be done without
+    EXPECT_EQ(1, WEXITSTATUS(status)) << before << ": " << said;
+    EXPECT_EQ(0u, said.find("kalvetra: ")) << before << ": " << said;
+    EXPECT_EQ(said.size() - 1, said.find('\n')) << "not one sentence, after " << before << ": " << said;
+    EXPECT_TRUE(out.isEmpty()) << out.names()[0] << " is left after " << before << ": " << said;
+    return true;
+  }
+
+  void walk(const std::vector<std::string>& arguments, bool failsOnwards) {
+    failsOn = failsOnwards;
+    const long step = std::getenv("KALVETRA_EVERY_ALLOCATION") != nullptr ? 1 : 97;
+    long before = 0;
+    while (!HasFailure() && failsCleanly(arguments, before)) before += step;
+    EXPECT_GT(before, 2000);
+    std::printf("%ld allocations\n", before);
+  }
+
+  std::string clip() const { return source_.path("in.mkv"); }
+
+ private:
+  int runIn(const ScratchFolder& out, const std::vector<std::string>& arguments, long before) {
+    const pid_t child = fork();
+    if (child != 0) {
+      int status = 0;
+      waitpid(child, &status, 0);
+      return status;
+    }
+    std::vector<char*> argv;
+    for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+    if (chdir(out.path("").c_str()) != 0 || std::freopen(source_.path("said").c_str(), "w", stderr) == nullptr)
+      _exit(3);
+    allocationsLeft = before;
+    const int status = kalvetra::runProgram(static_cast<int>(argv.size()), argv.data());
+    failsOn = false;
+    allocationsLeft = -1;
+    std::exit(failed ? status : kSufficed);
+  }
+
+  std::string sentence() const {
+    std::ifstream file(source_.path("said"));
+    return std::string(std::istreambuf_iterator<char>(file), {});
+  }
+
+  ScratchFolder source_;
+};
+
+TEST_F(OutOfMemory, OneFailureEndsTheCommandCleanly) {
+  walk({"key", clip(), "out.mov", "--key-color", "#20b040", "--progress", "none", "--threads", "2"}, false);
+}
+
+TEST_F(OutOfMemory, SoDoesMemoryThatStaysOut) {
+  walk({"key", clip(), "out.mov", "--key-color", "#20b040", "--progress", "none", "--threads", "2"}, true);
+}
+
+TEST_F(OutOfMemory, SequencesAndReceiptsAreTakenBack) {
+  walk({"key", clip(), "out-%03d.png", "--key-color", "#20b040", "--also", "matte=m-%03d.png", "--receipt", "r.json",
+        "--save-preset", "p.json", "--progress", "none", "--threads", "2"},
+       false);
+}
+
+}  // namespace

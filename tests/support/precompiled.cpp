@@ -1,0 +1,1 @@
+// Only to have the precompiled headers made.
