@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <random>
 #include <set>
 #include <vector>
@@ -40,8 +41,8 @@ void checkFolder(const fs::path& target) {
   if (!fs::is_directory(folder))
     throw UserError(folder.string() + " is not a folder; choose another place for the output");
   if (access(folder.c_str(), W_OK) != 0) {
-    throw UserError("the folder " + folder.string() +
-                    " cannot be written to; choose another or change its permissions");
+    throw UserError("the folder " + folder.string() + " cannot be written to (" + std::strerror(errno) +
+                    "); choose another or change its permissions");
   }
 }
 
