@@ -32,3 +32,8 @@ if(KALVETRA_SANITIZE)
     add_compile_options(-Wno-maybe-uninitialized)  # false alarms in the standard library under the sanitizers
   endif()
 endif()
+
+if(KALVETRA_SANITIZE_THREADS)
+  add_compile_options(-fsanitize=thread -O1 -g1)
+  add_link_options(-fsanitize=thread)
+endif()

@@ -21,16 +21,13 @@ std::int64_t millisecondsOf(std::filesystem::file_time_type time) {
 // Of a numbered name: how many files it covers, and when the last of them was changed.
 json sequenceIdentity(const std::string& path) {
   const std::filesystem::path pattern(path);
-  const std::string name = pattern.filename().string();
   std::int64_t files = 0, changed = 0, bytes = 0;
-  if (isNumberedName(name)) {
-    const std::filesystem::path folder = pattern.has_parent_path() ? pattern.parent_path() : ".";
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-      if (!NumberedName(name).covers(entry.path().filename().string())) continue;
+  if (isNumberedName(pattern.filename().string())) {
+    std::error_code ignored;
+    for (const std::filesystem::path& file : filesCoveredBy(pattern)) {
       ++files;
-      bytes += static_cast<std::int64_t>(entry.file_size(error));
-      changed = std::max(changed, millisecondsOf(entry.last_write_time(error)));
+      bytes += static_cast<std::int64_t>(std::filesystem::file_size(file, ignored));
+      changed = std::max(changed, millisecondsOf(std::filesystem::last_write_time(file, ignored)));
     }
   }
   return {{"path", path}, {"files", files}, {"bytes", bytes}, {"changed", changed}};

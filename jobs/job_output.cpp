@@ -1,6 +1,7 @@
 #include "jobs/job_output.h"
 
 #include "jobs/segment_join.h"
+#include "support/folder_names.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -41,8 +42,8 @@ void JobOutput::keepSegments(int count) {
   journal_->keep(count);
   if (count > 0) return;
   std::error_code ignored;
-  for (const auto& entry : std::filesystem::directory_iterator(workFolder())) {
-    if (entry.path().filename() != kJournalName) std::filesystem::remove(entry.path(), ignored);
+  for (const std::string& name : namesIn(workFolder())) {
+    if (name != kJournalName) std::filesystem::remove(workFolder() / name, ignored);
   }
 }
 
@@ -109,8 +110,12 @@ Proof JobOutput::check(const KeyJob& job, const Reader& source, std::int64_t fra
   return prove(place_->isSequence() ? place_->sequencePath() : place_->path(), promise, job.threads, stop);
 }
 
-void JobOutput::commit() {
+void JobOutput::prepare() {
   sink_.reset();
+  place_->prepare();
+}
+
+void JobOutput::commit() {
   journal_.reset();
   place_->commit();
 }

@@ -37,8 +37,8 @@ class JobOutput {
   void finish(const KeyJob& job, const ClipReader& clip, const JobListener& listener, const std::atomic<bool>& stop);
   // Compares it with what was keyed.
   Proof check(const KeyJob& job, const Reader& source, std::int64_t frames, const std::atomic<bool>& stop) const;
-  // Throws UserError when it could not be put in its place.
-  void checkPlace() const { place_->checkPlace(); }
+  // Closes it and makes it ready for its place. Throws UserError when it could not be put there.
+  void prepare();
   // Puts it in its place.
   void commit();
 

@@ -211,9 +211,9 @@ class Run {
 
   // Nothing goes into its place before everything can.
   void putInPlace() {
-    for (const JobOutput& output : outputs_) output.checkPlace();
-    for (const auto* place : {&hashPlace_, &receiptPlace_}) {
-      if (*place) (*place)->checkPlace();
+    for (JobOutput& output : outputs_) output.prepare();
+    for (auto* place : {&hashPlace_, &receiptPlace_}) {
+      if (*place) (*place)->prepare();
     }
     for (JobOutput& output : outputs_) output.commit();
     if (hashPlace_) hashPlace_->commit();

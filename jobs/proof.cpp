@@ -8,6 +8,7 @@
 #include "media/clip_movie.h"
 #include "media/frame_converter.h"
 #include "media/luma_weights.h"
+#include "media/numbered_name.h"
 #include "media/temporary_output.h"
 #include "media/writer.h"
 
@@ -116,13 +117,8 @@ class Prover {
   // All that the name covers; 0 for a single picture.
   std::int64_t numberedFiles() const {
     const std::filesystem::path path(path_);
-    const std::string name = path.filename().string();
-    std::int64_t files = 0;
-    if (!isNumberedName(name)) return files;
-    for (const auto& entry : std::filesystem::directory_iterator(path.parent_path())) {
-      if (NumberedName(name).covers(entry.path().filename().string())) ++files;
-    }
-    return files;
+    if (!isNumberedName(path.filename().string())) return 0;
+    return static_cast<std::int64_t>(filesCoveredBy(path).size());
   }
 
   SourceOptions sourceOptions() const {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <fstream>
 
+#include "support/folder_names.h"
 #include "support/user_error.h"
 
 namespace fs = std::filesystem;
@@ -12,13 +13,14 @@ namespace kalvetra {
 namespace {
 
 std::vector<int> numbersIn(const fs::path& folder, const NumberedName& name, const std::string& pattern) {
-  std::error_code error;
   std::vector<int> numbers;
-  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-    const std::optional<int> number = name.numberIn(entry->path().filename().string());
-    if (number) numbers.push_back(*number);
+  try {
+    for (const std::string& file : namesIn(folder)) {
+      if (const std::optional<int> number = name.numberIn(file)) numbers.push_back(*number);
+    }
+  } catch (const fs::filesystem_error& error) {
+    throw UserError(pattern + ": its folder cannot be listed (" + error.code().message() + "); check the name");
   }
-  if (error) throw UserError(pattern + ": its folder cannot be listed (" + error.message() + "); check the name");
   std::sort(numbers.begin(), numbers.end());
   return numbers;
 }

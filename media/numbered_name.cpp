@@ -1,8 +1,9 @@
 #include "media/numbered_name.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <regex>
+
+#include "support/folder_names.h"
 
 namespace kalvetra {
 
@@ -79,6 +80,15 @@ std::optional<std::string> NumberedName::digitsIn(const std::string& name) const
   const bool plain = digits.size() == 1 || digits[0] != '0';  // %d gives 7, never 007
   if (!plain || !std::all_of(digits.begin(), digits.end(), isDigit) || with(digits) != name) return std::nullopt;
   return digits;
+}
+
+std::vector<std::filesystem::path> filesCoveredBy(const std::filesystem::path& pattern) {
+  const NumberedName numbered(pattern.filename().string());
+  std::vector<std::filesystem::path> files;
+  for (const std::string& name : namesIn(pattern.parent_path())) {
+    if (numbered.covers(name)) files.push_back(pattern.parent_path() / name);
+  }
+  return files;
 }
 
 }  // namespace kalvetra

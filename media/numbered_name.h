@@ -1,8 +1,10 @@
 // File names with a number in them, as %05d stands for it.
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace kalvetra {
 
@@ -34,5 +36,8 @@ class NumberedName {
   std::size_t width_;
   char fill_;
 };
+
+// The files in its folder that a path with a numbered name covers, in no order. Throws filesystem_error.
+std::vector<std::filesystem::path> filesCoveredBy(const std::filesystem::path& pattern);
 
 }  // namespace kalvetra

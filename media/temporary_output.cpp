@@ -24,16 +24,6 @@ constexpr int kMostLinks = 40;  // in a row, as the system has it
 
 fs::path folderOf(const fs::path& target) { return target.has_parent_path() ? target.parent_path() : fs::path("."); }
 
-// The files in the target's folder whose names a numbered target covers.
-std::vector<fs::path> sequenceFiles(const fs::path& target) {
-  const NumberedName pattern(target.filename().string());
-  std::vector<fs::path> files;
-  for (const auto& entry : fs::directory_iterator(folderOf(target))) {
-    if (pattern.covers(entry.path().filename().string())) files.push_back(entry.path());
-  }
-  return files;
-}
-
 void checkFolder(const fs::path& target) {
   const fs::path folder = folderOf(target);
   if (!fs::exists(folder))
@@ -60,7 +50,7 @@ bool standsFor(const fs::path& target, const fs::path& path) {
 bool sharesFile(const fs::path& a, const fs::path& b) {
   std::error_code ignored;
   if (!fs::equivalent(folderOf(a), folderOf(b), ignored)) return false;
-  const std::vector<fs::path> files = sequenceFiles(a);
+  const std::vector<fs::path> files = filesCoveredBy(a);
   const NumberedName other(b.filename().string());
   return a.filename() == b.filename() || std::any_of(files.begin(), files.end(), [&](const fs::path& file) {
            return other.covers(file.filename().string());
@@ -82,7 +72,7 @@ void refuseOverwritingInput(const std::string& input, const std::string& output)
 bool outputExists(const std::string& target) {
   const fs::path path(target);
   if (!isNumberedName(path.filename().string())) return fs::exists(path);
-  return fs::is_directory(folderOf(path)) && !sequenceFiles(path).empty();
+  return fs::is_directory(folderOf(path)) && !filesCoveredBy(path).empty();
 }
 
 TemporaryOutput::TemporaryOutput(const std::string& target, bool replace, Unfinished unfinished)
@@ -160,42 +150,42 @@ std::string TemporaryOutput::path(int number) const {
 
 std::string TemporaryOutput::sequencePath() const { return (temporary_ / target_.filename()).string(); }
 
-void TemporaryOutput::checkPlace() const {
+void TemporaryOutput::prepare() {
   if (isStandardOutput()) return;
   checkFolder(target_);
   if (!replace_ && outputExists(target_.string())) {
     throw UserError(target_.string() + " has appeared meanwhile; give -y to replace it, or another name");
   }
+  listMoves();
+}
+
+void TemporaryOutput::listMoves() {
+  moves_.clear();
+  replaced_.clear();
+  if (!isSequence_) {
+    moves_.push_back({path(), target_});
+    return;
+  }
+  std::set<fs::path> placed;
+  for (const fs::path& picture : filesCoveredBy(temporary_ / target_.filename())) {
+    moves_.push_back({picture, folderOf(target_) / picture.filename()});
+    placed.insert(picture.filename());
+  }
+  for (const fs::path& old : filesCoveredBy(target_)) {
+    if (!placed.contains(old.filename())) replaced_.push_back(old);
+  }
 }
 
 void TemporaryOutput::commit() {
   if (isStandardOutput()) return;
-  checkPlace();
+  if (moves_.empty()) prepare();
   try {
-    moveIntoPlace();
+    // The old pictures go last: whatever happens on the way, either they or the new ones are there.
+    for (const auto& [from, to] : moves_) fs::rename(from, to);
+    for (const fs::path& old : replaced_) fs::remove(old);
+    if (unfinished_ == Unfinished::Kept) fs::remove_all(temporary_);
   } catch (const fs::filesystem_error& error) {
     throw UserError(target_.string() + " cannot be put in its place (" + error.code().message() + ")");
-  }
-}
-
-void TemporaryOutput::moveIntoPlace() {
-  if (isSequence_) {
-    commitSequence();
-  } else {
-    fs::rename(path(), target_);
-  }
-  if (unfinished_ == Unfinished::Kept) fs::remove_all(temporary_);
-}
-
-// The old pictures go last: whatever happens on the way, either they or the new ones are there.
-void TemporaryOutput::commitSequence() {
-  std::set<fs::path> placed;
-  for (const fs::path& picture : sequenceFiles(temporary_ / target_.filename())) {
-    fs::rename(picture, folderOf(target_) / picture.filename());
-    placed.insert(picture.filename());
-  }
-  for (const fs::path& old : sequenceFiles(target_)) {
-    if (!placed.contains(old.filename())) fs::remove(old);
   }
 }
 

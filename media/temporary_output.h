@@ -3,6 +3,8 @@
 
 #include <filesystem>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "media/numbered_name.h"
 
@@ -39,22 +41,25 @@ class TemporaryOutput {
   std::string sequencePath() const;
   // The folder in which a kept output grows; other files of an unfinished run may lie there too. It goes with commit().
   const std::filesystem::path& workFolder() const { return temporary_; }
-  // Throws UserError when something has taken the place meanwhile, or the folder has gone.
-  void checkPlace() const;
-  // Puts the output in its place; a replaced sequence loses all of its old pictures. Throws like checkPlace.
+  // All that commit() can be spared once several outputs are to appear together. Throws UserError when something has
+  // taken the place meanwhile, or the folder has gone.
+  void prepare();
+  // Puts the output in its place; a replaced sequence loses all of its old pictures. Throws like prepare(), which it
+  // calls where that was not done; behind it, only the file system can fail it.
   void commit();
 
  private:
   void checkTarget();
   void claim(const std::string& hidden);
-  void moveIntoPlace();
-  void commitSequence();
+  void listMoves();
 
   std::filesystem::path target_;
   std::filesystem::path temporary_;  // a folder, for a sequence and for what is kept
   bool replace_;
   Unfinished unfinished_;
   bool isSequence_;
+  std::vector<std::pair<std::filesystem::path, std::filesystem::path>> moves_;  // from, to
+  std::vector<std::filesystem::path> replaced_;                                 // old pictures without a new one
 };
 
 // True when one name, of a file or of a numbered sequence, stands for the other or for a part of it, or may do so.
