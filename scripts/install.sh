@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what building needs and is not there yet: with apt on Debian, with brew on a Mac.
-# With --tests also what the tests and the plug-in need, with --bench what the benchmark needs.
+# With --tests also what the tests and the plug-in need, with --bench what the benchmark needs. With --aarch64, --wasm
+# or --old-x86 instead what the script of that name needs: test-aarch64.sh and so on, for Debian alone.
 set -euo pipefail
 
 debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libtbb-dev libcli11-dev libhwy-dev nlohmann-json3-dev
@@ -16,6 +17,8 @@ if [ "${1:-}" = --tests ]; then
 elif [ "${1:-}" = --bench ]; then
   debian+=(libbenchmark-dev ffmpeg frei0r-plugins)
   mac+=(google-benchmark)
+elif [ "${1:-}" = --aarch64 ]; then
+  debian=(cmake ninja-build g++-12-aarch64-linux-gnu libhwy-dev:arm64 libgtest-dev:arm64 nlohmann-json3-dev qemu-user-static)
 fi
 
 install_on_debian() {
@@ -25,6 +28,7 @@ install_on_debian() {
   done
   [ ${#missing[@]} -eq 0 ] && return
   [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+  case ${missing[*]} in *:arm64*) "${as_root[@]}" dpkg --add-architecture arm64 ;; esac
   "${as_root[@]}" apt-get update -qq
   DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
