@@ -146,12 +146,11 @@ const std::map<std::string, Bytes (*)(int, int)>& pictures() {
 }
 
 LookFrame frameOf(const Json& entry) {
-  LookFrame frame{entry.dump(), entry.at("picture"), entry.at("width"), entry.at("height"), {}, {}, entry.at("hash")};
-  frame.preset = Json{{"look", 1}, {"settings", entry.at("settings")}}.dump();
   AnimatedSettings settings;
-  applyPreset(parsePreset(frame.preset, kFile), settings);
-  frame.settings = settings.at(0);
-  return frame;
+  const Json preset{{"look", 1}, {"settings", entry.at("settings")}};
+  applyPreset(parsePreset(preset.dump(), kFile), settings);
+  return {entry.dump(),         entry.at("picture"), entry.at("width"), entry.at("height"),
+          presetText(settings), settings.at(0),      entry.at("hash")};
 }
 
 }  // namespace

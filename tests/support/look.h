@@ -15,7 +15,7 @@ struct LookFrame {
   std::string picture;  // its name
   int width;
   int height;
-  std::string preset;  // the text of a preset with its settings
+  std::string preset;  // the text of a preset with all of its settings
   KeySettings settings;
   std::string hash;  // of the keyed frame in host order
 };
