@@ -88,6 +88,23 @@ Bytes drift(int width, int height) {
   return image;
 }
 
+// The chromas round the screen's colour, I from left to right and Q downwards, in waves of light: a disc of them passes
+// for backdrop, whose rim shows the least change of the colours that are expected.
+Bytes disc(int width, int height) {
+  Bytes image;
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      const int light = 110 + std::abs((x + 2 * y) % 60 - 30);
+      const int I = -3690 + 2600 * (2 * x - width) / width, Q = -4710 + 2600 * (2 * y - height) / height;  // hundredths
+      const auto component = [&](int ofI, int ofQ) {
+        return static_cast<unsigned char>(std::clamp(light + (ofI * I + ofQ * Q) / 100000, 0, 255));
+      };
+      append(image, {255, component(956, 620), component(-272, -647), component(-1108, 1705)});
+    }
+  }
+  return image;
+}
+
 // The screen's colour at all brightnesses from left to right, its red and blue moved apart from the top downwards:
 // shadows, highlights, and both sides of the axis to grey.
 Bytes shades(int width, int height) {
@@ -138,6 +155,7 @@ const std::map<std::string, Bytes (*)(int, int)>& pictures() {
       {"pale", pale},
       {"fading", fading},
       {"drift", drift},
+      {"disc", disc},
       {"shades", shades},
       {"blocks", blocks},
       {"extremes", extremes},
