@@ -14,8 +14,8 @@ node --no-experimental-fetch -e 0 2>/dev/null && node='node;--no-experimental-fe
 # The headers and the test library where Emscripten looks, apart from those of this machine.
 prefix=$PWD/build/wasm/prefix
 mkdir -p "$prefix/include" "$prefix/share/cmake"
-cp -r /usr/include/hwy /usr/include/nlohmann "$prefix/include"
-cp -r /usr/share/cmake/nlohmann_json "$prefix/share/cmake"
+cp -a /usr/include/hwy /usr/include/nlohmann "$prefix/include"
+cp -a /usr/share/cmake/nlohmann_json "$prefix/share/cmake"
 
 configure() {  # source, build, options
   emcmake cmake -G Ninja -S "$1" -B "$2" -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS=-fexceptions \
