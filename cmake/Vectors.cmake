@@ -1,7 +1,16 @@
 # The vector library, with the same instruction sets in every target: their tables of functions must match the CPU level.
-find_package(hwy REQUIRED)
 add_library(kalvetra_vectors INTERFACE)
-target_link_libraries(kalvetra_vectors INTERFACE hwy::hwy)
+if(EMSCRIPTEN)  # WebAssembly's vectors are chosen when compiling: the headers suffice
+  find_path(KALVETRA_HWY_HEADERS hwy/highway.h REQUIRED)
+  target_include_directories(kalvetra_vectors SYSTEM INTERFACE ${KALVETRA_HWY_HEADERS})
+else()
+  find_package(hwy REQUIRED)
+  target_link_libraries(kalvetra_vectors INTERFACE hwy::hwy)
+endif()
 target_compile_definitions(kalvetra_vectors INTERFACE
-  HWY_DISABLED_TARGETS=HWY_SSSE3  # no processor of interest stops there
+  # Those without a CPU level. No processor of interest stops at SSSE3; Arm's long vectors are left to NEON.
+  "HWY_DISABLED_TARGETS=(HWY_SSSE3|HWY_SVE|HWY_SVE2|HWY_SVE_256|HWY_SVE2_128)"
+  # NEON is in every 64-bit Arm. Asking at run time would compile its functions for the crypto instructions besides, and
+  # GCC refuses to mix those with the constructors of the standard library and its own.
+  TOOLCHAIN_MISS_SYS_AUXV_H
   HWY_BROKEN_EMU128=0)            # its fallback is compiled and never run: below SSE4 the plain forms are

@@ -8,6 +8,7 @@
 
 #include "engine/background_plate.h"
 #include "engine/record_check.h"
+#include "imaging/memory.h"
 #include "imaging/simd/box_rows.h"
 #include "imaging/simd/chroma_rows.h"
 #include "imaging/simd/passes.h"
@@ -19,7 +20,7 @@ namespace {
 
 using Bytes = std::unique_ptr<unsigned char[]>;
 
-Bytes allocate(std::size_t bytes) { return std::make_unique_for_overwrite<unsigned char[]>(bytes); }
+Bytes allocate(std::size_t bytes) { return uninitialized<unsigned char>(bytes); }
 
 // The frame's rows, deblocked where the record asks for it.
 class SourceRows {

@@ -26,7 +26,7 @@ constexpr Level kLevels[]{
 };
 
 bool isAvailable(const Level& level) {
-  return level.level == CpuLevel::Scalar || (level.target & hwy::SupportedTargets() & HWY_TARGETS) != 0;
+  return level.level == CpuLevel::Scalar || (level.target & HWY_SUPPORTED_TARGETS & HWY_TARGETS) != 0;
 }
 
 // The choice in force, made once when it is first asked for.

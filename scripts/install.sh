@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what building needs and is not there yet: with apt on Debian, with brew on a Mac.
-# With --tests also what the tests and the plug-in need, with --bench what the benchmark needs.
+# With --tests also what the tests and the plug-in need, with --bench what the benchmark needs, with --old-x86 what
+# test-old-x86.sh needs. With --aarch64 or --wasm instead what test-aarch64.sh or test-wasm.sh needs, on Debian alone.
 set -euo pipefail
 
 debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libtbb-dev libcli11-dev libhwy-dev nlohmann-json3-dev
@@ -16,6 +17,13 @@ if [ "${1:-}" = --tests ]; then
 elif [ "${1:-}" = --bench ]; then
   debian+=(libbenchmark-dev ffmpeg frei0r-plugins)
   mac+=(google-benchmark)
+elif [ "${1:-}" = --aarch64 ]; then
+  debian=(cmake ninja-build g++-12-aarch64-linux-gnu libhwy-dev:arm64 libgtest-dev:arm64 nlohmann-json3-dev qemu-user-static)
+elif [ "${1:-}" = --wasm ]; then
+  debian=(cmake ninja-build emscripten googletest libhwy-dev nlohmann-json3-dev)
+  command -v node >/dev/null || debian+=(nodejs)
+elif [ "${1:-}" = --old-x86 ]; then
+  debian+=(libgtest-dev ffmpeg qemu-user-static)
 fi
 
 install_on_debian() {
@@ -25,6 +33,7 @@ install_on_debian() {
   done
   [ ${#missing[@]} -eq 0 ] && return
   [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+  case ${missing[*]} in *:arm64*) "${as_root[@]}" dpkg --add-architecture arm64 ;; esac
   "${as_root[@]}" apt-get update -qq
   DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }

@@ -1,4 +1,5 @@
 #include "imaging/simd/chroma_rows.h"
+#include "imaging/memory.h"
 
 #include <algorithm>
 
@@ -22,11 +23,9 @@ ChromaRows::ChromaRows(const unsigned char* image, std::ptrdiff_t stride, ByteOr
       radius_(std::max(radius, 0)),
       ringRows_(std::min(2 * radius_ + 2, height)),
       box_(width, height, 2, radius_, kWholePart),
-      luma_(std::make_unique_for_overwrite<unsigned char[]>(static_cast<std::size_t>(ringRows_) *
-                                                            static_cast<std::size_t>(width))),
-      chroma_(std::make_unique_for_overwrite<unsigned char[]>(static_cast<std::size_t>(ringRows_) *
-                                                              static_cast<std::size_t>(width) * 2)),
-      blurred_(std::make_unique_for_overwrite<unsigned char[]>(static_cast<std::size_t>(width) * 2)) {}
+      luma_(uninitialized<unsigned char>(static_cast<std::size_t>(ringRows_) * static_cast<std::size_t>(width))),
+      chroma_(uninitialized<unsigned char>(static_cast<std::size_t>(ringRows_) * static_cast<std::size_t>(width) * 2)),
+      blurred_(uninitialized<unsigned char>(static_cast<std::size_t>(width) * 2)) {}
 
 void ChromaRows::next(unsigned char* row) {
   const auto pixels = static_cast<std::size_t>(width_);

@@ -5,6 +5,7 @@
 #include <memory>
 #include <utility>
 
+#include "imaging/memory.h"
 #include "imaging/simd/box_rows.h"
 #include "imaging/simd/chroma_rows.h"
 #include "imaging/simd/resampled_rows.h"
@@ -15,7 +16,7 @@ namespace {
 
 using Bytes = std::unique_ptr<unsigned char[]>;
 
-Bytes allocate(std::size_t bytes) { return std::make_unique_for_overwrite<unsigned char[]>(bytes); }
+Bytes allocate(std::size_t bytes) { return uninitialized<unsigned char>(bytes); }
 
 std::size_t area(int width, int height) { return static_cast<std::size_t>(width) * static_cast<std::size_t>(height); }
 

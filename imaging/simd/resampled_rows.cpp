@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <limits>
 
+#include "imaging/memory.h"
 #include "imaging/simd/resample_kernels.h"
 
 namespace kalvetra::simd {
@@ -85,8 +86,7 @@ ResampledRows::ResampledRows(const unsigned char* source, int width, int height,
   for (const Window& window : vertical_.windows) longest = std::max(longest, window.last - window.first + 1);
   windowRows_.reserve(static_cast<std::size_t>(longest));
   ringRows_ = std::min(longest + kRowsAtOnce, height + kRowsAtOnce);
-  ring_ = std::make_unique_for_overwrite<std::int16_t[]>(static_cast<std::size_t>(ringRows_) *
-                                                         static_cast<std::size_t>(outputWidth) * 4);
+  ring_ = uninitialized<std::int16_t>(static_cast<std::size_t>(ringRows_) * static_cast<std::size_t>(outputWidth) * 4);
   if (!plan_.paired) return;
   // A window may reach past the row by up to two groups, whose taps are 0.
   pairedBytes_ = (static_cast<std::size_t>(width) / RowPlan::kPixels + 3) * RowPlan::kPixels * 4;

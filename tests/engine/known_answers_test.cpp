@@ -1,7 +1,6 @@
 // Every routine against recorded answers, byte for byte.
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <cstdio>
 #include <fstream>
 #include <functional>
@@ -13,6 +12,7 @@
 #include "engine/CKALVETRA.h"
 #include "engine/KALVETRA_MakeMaskGreenBack32bit.h"
 #include "parameters/parameter_table.h"
+#include "tests/support/bits.h"
 #include "tests/support/cpu_levels.h"
 
 namespace {
@@ -32,14 +32,14 @@ std::string floatBits(std::initializer_list<float> values) {
   std::string text;
   for (const float v : values) {
     char buffer[9];
-    std::snprintf(buffer, sizeof buffer, "%08x", std::bit_cast<unsigned int>(v));
+    std::snprintf(buffer, sizeof buffer, "%08x", kalvetra::test::bitsAs<unsigned int>(v));
     text += buffer;
   }
   return text;
 }
 
 float fromBits(const std::string& hex) {
-  return std::bit_cast<float>(static_cast<unsigned int>(std::stoul(hex, nullptr, 16)));
+  return kalvetra::test::bitsAs<float>(static_cast<unsigned int>(std::stoul(hex, nullptr, 16)));
 }
 
 // One recorded case, with the arguments' short hands.

@@ -1,11 +1,11 @@
 // Powers by vectors: certain to be the library's, and decided by the plain form where they are not.
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <cmath>
 
 #include "engine/chroma_plane.h"
 #include "engine/simd/kernels.h"
+#include "tests/support/bits.h"
 #include "tests/support/cpu_levels.h"
 #include "tests/support/test_images.h"
 
@@ -47,8 +47,8 @@ Pixels treacherous() {
 }
 
 bool same(const Unmixed& a, const Unmixed& b) {
-  return std::bit_cast<std::uint32_t>(a.luminance) == std::bit_cast<std::uint32_t>(b.luminance) &&
-         std::bit_cast<std::uint32_t>(a.opacity) == std::bit_cast<std::uint32_t>(b.opacity);
+  return kalvetra::test::bitsAs<std::uint32_t>(a.luminance) == kalvetra::test::bitsAs<std::uint32_t>(b.luminance) &&
+         kalvetra::test::bitsAs<std::uint32_t>(a.opacity) == kalvetra::test::bitsAs<std::uint32_t>(b.opacity);
 }
 
 struct Outcome {

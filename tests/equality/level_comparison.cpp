@@ -16,15 +16,9 @@ using bench::Second;
 using bench::Setting;
 using bench::Size;
 
-#ifdef KALVETRA_FEWER_SAMPLES
-constexpr int kCasesPerSmallSize = 2;
-constexpr int kCasesPerLargeSize = 4;
-constexpr int kColorSliceStep = 8;
-#else
-constexpr int kCasesPerSmallSize = 6;
-constexpr int kCasesPerLargeSize = 12;
-constexpr int kColorSliceStep = 1;
-#endif
+constexpr int kCasesPerSmallSize = 6 / KALVETRA_SAMPLE_STEP;
+constexpr int kCasesPerLargeSize = 12 / KALVETRA_SAMPLE_STEP;
+constexpr int kColorSliceStep = KALVETRA_SAMPLE_STEP == 1 ? 1 : 3 * KALVETRA_SAMPLE_STEP;
 
 constexpr int kLargestWidth = 70;  // past two vectors of 32 pixels, and past one of 64 bytes
 constexpr int kHeights[]{1, 2, 3, 5, 9};
@@ -32,6 +26,7 @@ constexpr Size kLargeSizes[]{{131, 57}, {1031, 3}, {333, 257}, {200, 400}, {700,
 constexpr std::size_t kOffsets[]{0, 4, 8, 12, 1, 7, 13};
 constexpr unsigned char kGuardByte = 0xA5;
 constexpr unsigned char kUnwritten = 0x5C;
+
 // An image at an offset in memory, with guards before and behind it.
 class GuardedImage {
  public:

@@ -8,7 +8,8 @@
 #include <thread>
 
 #include "parameters/parameter_value.h"
-#include "tests/support/test_images.h"
+#include "parameters/unit_value.h"
+#include "tests/support/look.h"
 
 extern "C" {
 #include <frei0r.h>
@@ -54,6 +55,13 @@ std::vector<std::uint32_t> packed(const Bytes& argb) {
   auto* rgba = reinterpret_cast<unsigned char*>(pixels.data());
   for (std::size_t i = 0; i < argb.size(); ++i) rgba[i / 4 * 4 + (i % 4 + 3) % 4] = argb[i];
   return pixels;
+}
+
+Bytes unpacked(const std::vector<std::uint32_t>& pixels) {
+  const auto* rgba = reinterpret_cast<const unsigned char*>(pixels.data());
+  Bytes argb(pixels.size() * 4);
+  for (std::size_t i = 0; i < argb.size(); ++i) argb[i] = rgba[i / 4 * 4 + (i % 4 + 3) % 4];
+  return argb;
 }
 
 Bytes keyedByEngine(const Bytes& argb, int width, int height) {
@@ -142,6 +150,32 @@ TEST(Frei0rFilter, KeysLikeTheEngine) {
   }
   const std::pair<unsigned int, unsigned int> none[] = {{0, 8}, {8, 0}, {65536, 8}, {8, 4294967295u}};
   for (const auto& [width, height] : none) EXPECT_EQ(nullptr, Instance(width, height).handle);
+}
+
+// Every frame of the look can be asked for: the filter takes all sizes, alpha and all settings.
+TEST(Frei0rFilter, HasTheEnginesLook) {
+  int compared = 0;
+  for (const test::LookFrame& frame : test::lookReference().frames) {
+    const Instance instance(static_cast<unsigned int>(frame.width), static_cast<unsigned int>(frame.height));
+    int index = 0;
+    for (const Parameter& parameter : kParameters) {
+      if (parameter.kind == ParameterKind::Group) continue;
+      if (parameter.kind == ParameterKind::Color) {
+        const auto& color = frame.settings.keyColor;
+        instance.set(index, f0r_param_color{static_cast<float>(color[0]), static_cast<float>(color[1]),
+                                            static_cast<float>(color[2])});
+      } else {
+        instance.set(index, unitOf(parameter, valueIn(frame.settings, parameter)));
+      }
+      ++index;
+    }
+    const std::vector<std::uint32_t> input = packed(drawn(frame));
+    std::vector<std::uint32_t> output(input.size());
+    CALL(f0r_update)(instance.handle, 0, input.data(), output.data());
+    EXPECT_EQ(frame.hash, test::lookHash(unpacked(output))) << frame.line;
+    ++compared;
+  }
+  EXPECT_EQ(static_cast<int>(test::lookReference().frames.size()), compared);
 }
 
 TEST(Frei0rFilter, InstancesWorkSideBySide) {

@@ -1,161 +1,117 @@
-// The look: reference frames with settings, and the hashes of what the keyer makes of them.
+// The look through the library: at every CPU level, and on several threads at once.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <map>
-#include <nlohmann/json.hpp>
+#include <atomic>
 #include <set>
+#include <thread>
 
+#include "parameters/look_version.h"
 #include "parameters/parameter_value.h"
-#include "parameters/preset.h"
 #include "tests/support/cpu_levels.h"
-#include "tests/support/test_images.h"
+#include "tests/support/look.h"
 
 namespace {
 
-using Json = nlohmann::ordered_json;
 using kalvetra::KeySettings;
 using kalvetra::Parameter;
-using kalvetra::test::append;
+using kalvetra::ParameterKind;
 using kalvetra::test::Bytes;
+using kalvetra::test::LookFrame;
+using kalvetra::test::lookReference;
 
-const std::string kFile = KALVETRA_TEST_DATA "/look.json";
-
-// All hues from left to right, from pale to strong downwards, in three bands of brightness.
-Bytes hues(int width, int height) {
-  Bytes image;
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      const int hue = 1530 * x / width, level = 85 * (1 + 3 * y / height), strength = 255 * (y % 7) / 6;
-      const auto component = [&](int offset) {
-        const int ramp = std::abs((hue + offset) % 1530 - 765) - 255;
-        const int pure = std::clamp(ramp, 0, 255);
-        return static_cast<unsigned char>(level * (255 * 255 - strength * (255 - pure)) / (255 * 255));
-      };
-      append(image, {255, component(0), component(1020), component(510)});
-    }
-  }
-  return image;
+std::string keyedHash(const LookFrame& frame) {
+  const Bytes picture = drawn(frame);
+  Bytes out(picture.size());
+  kalvetra::renderFrame(frame.settings, picture.data(), out.data(), frame.width, frame.height);
+  return kalvetra::test::lookHash(out);
 }
 
-// All hues from left to right, mixed with a green screen's colour from the top downwards, with some grain: soft edges,
-// the matte at all of its levels.
-Bytes mixes(int width, int height) {
-  constexpr int screen[]{45, 150, 70};
-  kalvetra::test::Random random(6);
-  Bytes image = hues(width, height);
-  for (std::size_t i = 0; i < image.size(); ++i) {
-    if (i % 4 == 0) continue;
-    const int y = static_cast<int>(i / 4) / width;
-    const int mixed = (screen[i % 4 - 1] * (height - y) + image[i] * y) / height;
-    image[i] = static_cast<unsigned char>(std::clamp(mixed + random.within(-2, 2), 0, 255));
-  }
-  return image;
-}
-
-// A pale backdrop that drifts from yellowish to bluish green, where the hue bounds decide what belongs to it.
-Bytes pale(int width, int height) {
-  Bytes image;
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      append(image,
-             {255, static_cast<unsigned char>(120 - 45 * x / width), static_cast<unsigned char>(118 + 16 * y / height),
-              static_cast<unsigned char>(80 + 45 * x / width)});
-    }
-  }
-  return image;
-}
-
-// A green screen whose alpha falls from left to right, fully transparent at the end.
-Bytes fading(int width, int height) {
-  Bytes image = kalvetra::test::greenScreen(width, height, 5);
-  for (std::size_t i = 0; i < image.size(); i += 4) {
-    const int x = static_cast<int>(i / 4) % width;
-    image[i] = static_cast<unsigned char>(std::clamp(300 - 320 * x / width, 0, 255));
-  }
-  return image;
-}
-
-const std::map<std::string, Bytes (*)(int, int)>& pictures() {
-  static const std::map<std::string, Bytes (*)(int, int)> all{
-      {"screen", [](int width, int height) { return kalvetra::test::greenScreen(width, height, 3); }},
-      {"noise", [](int width, int height) { return kalvetra::test::noise(width * height * 4, 4); }},
-      {"hues", hues},
-      {"mixes", mixes},
-      {"pale", pale},
-      {"fading", fading},
-  };
-  return all;
-}
-
-KeySettings settingsOf(const Json& entry) {
-  kalvetra::AnimatedSettings settings;
-  const Json text{{"look", 1}, {"settings", entry.at("settings")}};
-  kalvetra::applyPreset(kalvetra::parsePreset(text.dump(), kFile), settings);
-  return settings.at(0);
-}
-
-std::string hashOf(const Json& entry) {
-  const int width = entry.at("width"), height = entry.at("height");
-  const Bytes frame = pictures().at(entry.at("picture"))(width, height);
-  Bytes out(frame.size());
-  kalvetra::renderFrame(settingsOf(entry), frame.data(), out.data(), width, height);
-  char text[17];
-  std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(kalvetra::test::hashOf(out)));
-  return text;
-}
-
-Json readReference() {
-  std::ifstream file(kFile);
-  return Json::parse(file);
-}
-
-// The reference with this machine's hashes, one frame a line.
-std::string recorded(const Json& reference) {
-  std::string lines;
-  for (Json entry : reference.at("frames")) {
-    entry["hash"] = hashOf(entry);
-    lines += (lines.empty() ? "" : ",\n") + ("    " + entry.dump());
-  }
-  return "{\n  \"look\": " + std::to_string(kalvetra::kLookVersion) + ",\n  \"frames\": [\n" + lines + "\n  ]\n}\n";
+// The reference file with this machine's hashes.
+std::string recorded() {
+  std::vector<std::string> hashes;
+  for (const LookFrame& frame : lookReference().frames) hashes.push_back(keyedHash(frame));
+  return kalvetra::test::lookFile(hashes);
 }
 
 TEST(Look, IsThatOfItsVersion) {
-  const Json reference = readReference();
-  ASSERT_EQ(kalvetra::kLookVersion, reference.at("look").get<int>())
+  ASSERT_EQ(kalvetra::kLookVersion, lookReference().look)
       << "kLookVersion was changed: its frames must be recorded. Put this into tests/data/look.json:\n"
-      << recorded(reference);
+      << recorded();
   bool same = true;
   kalvetra::test::atEveryLevel([&](kalvetra::CpuLevel level) {
-    for (const Json& entry : reference.at("frames")) {
-      const std::string hash = hashOf(entry), expected = entry.at("hash");
-      same = same && hash == expected;
-      EXPECT_EQ(expected, hash) << entry.dump() << " with " << kalvetra::cpuLevelName(level);
+    for (const LookFrame& frame : lookReference().frames) {
+      const std::string hash = keyedHash(frame);
+      same = same && hash == frame.hash;
+      EXPECT_EQ(frame.hash, hash) << frame.line << " with " << kalvetra::cpuLevelName(level);
     }
   });
   EXPECT_TRUE(same) << "The keyer's pictures have changed. Find the fault; or, if the change is meant, raise "
                        "kLookVersion in parameters/look_version.h and put this into tests/data/look.json:\n"
-                    << recorded(reference);
+                    << recorded();
+}
+
+// Each thread takes the next frame that none has taken.
+TEST(Look, IsTheSameOnAnyNumberOfThreads) {
+  const std::vector<LookFrame>& frames = lookReference().frames;
+  for (const int count : {1, 2, 7}) {
+    std::vector<std::string> hashes(frames.size());
+    std::atomic<std::size_t> next{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < count; ++i) {
+      threads.emplace_back([&] {
+        for (std::size_t at; (at = next++) < frames.size();) hashes[at] = keyedHash(frames[at]);
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+      EXPECT_EQ(frames[i].hash, hashes[i]) << frames[i].line << " with " << count << " threads";
+    }
+  }
 }
 
 // What the frames above would not notice must not be much.
-TEST(Look, ReferenceTriesEverySettingAndPicture) {
-  std::set<std::string> drawn, hashes;
-  std::set<int> moved;
-  const Json reference = readReference();
-  for (const Json& entry : reference.at("frames")) {
-    drawn.insert(entry.at("picture"));
-    hashes.insert(entry.at("hash"));
-    const KeySettings settings = settingsOf(entry);
-    for (const Parameter& p : kalvetra::kParameters) {
-      const bool isSetting = p.kind != kalvetra::ParameterKind::Group;
-      const bool counts = p.toggle == 0 || settings.*kalvetra::findParameter(p.toggle)->value != 0;
-      if (isSetting && counts && kalvetra::valueIn(settings, p) != p.defaultValue) moved.insert(p.id);
-    }
+
+// Whether a value matters in these settings: nothing does while nothing is keyed.
+bool counts(const KeySettings& settings, const Parameter& p) {
+  return p.kind != ParameterKind::Group && (p.toggle == 0 || settings.*kalvetra::findParameter(p.toggle)->value != 0);
+}
+
+TEST(LookReference, TriesEveryPictureAndNothingTwice) {
+  std::set<std::string> shown, hashes;
+  for (const LookFrame& frame : lookReference().frames) {
+    shown.insert(frame.picture);
+    hashes.insert(frame.hash);
   }
-  EXPECT_EQ(pictures().size(), drawn.size());
-  EXPECT_EQ(20u, moved.size()) << "a setting always stands at its default";
-  EXPECT_EQ(reference.at("frames").size(), hashes.size()) << "two frames come out alike, so one of them tries nothing";
+  EXPECT_EQ(kalvetra::test::lookPictures().size(), shown.size());
+  EXPECT_EQ(lookReference().frames.size(), hashes.size()) << "two frames come out alike, so one of them tries nothing";
+}
+
+TEST(LookReference, TriesTheDefaultAndBothEndsOfEveryParameter) {
+  for (const Parameter& p : kalvetra::kParameters) {
+    std::set<int> tried;
+    for (const LookFrame& frame : lookReference().frames) {
+      if (counts(frame.settings, p)) tried.insert(valueIn(frame.settings, p));
+    }
+    if (p.kind == ParameterKind::Group) continue;
+    if (p.kind == ParameterKind::Color) {
+      EXPECT_GE(tried.size(), 8u);
+    } else {
+      for (const int value : {p.minimum, p.defaultValue, p.maximum}) {
+        EXPECT_TRUE(tried.contains(value)) << p.slug << " " << value;
+      }
+    }
+    EXPECT_TRUE(tried.contains(p.defaultValue)) << p.slug;
+  }
+}
+
+TEST(LookReference, TriesOddAndLeastSizes) {
+  std::set<std::pair<bool, bool>> odd, least;
+  for (const LookFrame& frame : lookReference().frames) {
+    odd.insert({frame.width % 2 != 0, frame.height % 2 != 0});
+    least.insert({frame.width == 1, frame.height == 1});
+  }
+  EXPECT_EQ(4u, odd.size());
+  EXPECT_EQ(4u, least.size());
 }
 
 }  // namespace
