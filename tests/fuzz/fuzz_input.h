@@ -42,6 +42,22 @@ class FuzzInput {
     return lowest + static_cast<int>(static_cast<unsigned>(kind) % static_cast<unsigned>(highest - lowest + 1));
   }
 
+  // Of a picture; mostly small, now and then empty, or with a side beyond the 320 pixels that a frame's small copy has.
+  struct Size {
+    int width;
+    int height;
+    std::size_t pixels() const {
+      return width < 1 || height < 1 ? 0 : static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+    }
+  };
+  Size size() {
+    Size size{nearly(-1, 40), nearly(-1, 40)};
+    if (size.width > 700) size.width = 41 + size.width % 660;
+    if (size.height > 700) size.height = 41 + size.height % 660;
+    if (size.width > 40 && size.height > 6) size.height %= 7;
+    return size;
+  }
+
   std::string rest() {
     std::string text(reinterpret_cast<const char*>(next_), left_);
     next_ += left_;

@@ -28,13 +28,9 @@ struct Arguments {
   Bytes input;
 };
 
-// Mostly small; now and then a side longer than the backdrop's small copy, which has at most 320.
 FrameSize sizeFrom(FuzzInput& in) {
-  FrameSize size{in.nearly(-1, 40), in.nearly(-1, 40)};
-  if (size.width > 700) size.width = 321 + size.width % 380;
-  if (size.height > 700) size.height = 321 + size.height % 380;
-  if (size.width > 40 && size.height > 6) size.height %= 7;
-  return size;
+  const FuzzInput::Size size = in.size();
+  return {size.width, size.height};
 }
 
 KeySettings settingsFrom(FuzzInput& in) {
