@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what building needs and is not there yet: with apt on Debian, with brew on a Mac.
-# With --tests also what the tests and the plug-in need, with --bench what the benchmark needs.
+# With --tests also what the tests and the plug-in need, with --bench what the benchmark needs, with --fuzz what the
+# fuzz targets need.
 set -euo pipefail
 
 debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libtbb-dev libcli11-dev libhwy-dev nlohmann-json3-dev
@@ -16,6 +17,9 @@ if [ "${1:-}" = --tests ]; then
 elif [ "${1:-}" = --bench ]; then
   debian+=(libbenchmark-dev ffmpeg frei0r-plugins)
   mac+=(google-benchmark)
+elif [ "${1:-}" = --fuzz ]; then
+  debian+=(libgtest-dev clang-16 libclang-rt-16-dev llvm)
+  mac+=(googletest llvm)
 fi
 
 install_on_debian() {

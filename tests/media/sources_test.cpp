@@ -48,6 +48,14 @@ TEST(RawPictures, NonsenseIsRefusedWithAReason) {
   }
 }
 
+// Such a text once overflowed the stack.
+TEST(RawPictures, TextsOfAnyLengthAreRefused) {
+  const std::string many(1000000, '1');
+  for (const std::string& text : {"2x2@" + many + ":rgb24", "2x2@25:" + many, many}) {
+    EXPECT_THROW(parseRawPictures(text), kalvetra::UserError);
+  }
+}
+
 TEST(NumberedNames, NumbersAreReadBack) {
   const kalvetra::NumberedName name("f-%03d.png");
   EXPECT_EQ(7, name.numberIn("f-007.png"));
