@@ -24,6 +24,8 @@ for target in "${targets[@]}"; do
 done
 mkdir -p failures logs
 
+most_files=100  # of a target
+
 # Files whose names are hashes: the fuzzer wrote them. All others were made by hand, and stay.
 hashed() { find "$1" -type f -regextype posix-extended -regex '.*/[0-9a-f]{40}'; }
 
@@ -33,6 +35,8 @@ keep() {
   hashed "$corpus" | while read -r file; do mv "$file" "corpus/$target/"; done
   "./fuzz_$target" -set_cover_merge=1 -use_counters=0 -rss_limit_mb=4000 "$corpus" "corpus/$target" \
     >"logs/$target.merge" 2>&1 || { tail -3 "logs/$target.merge" >&2; exit 1; }
+  # The smallest would be found again the soonest.
+  hashed "$corpus" | xargs -r ls -S | tail -n +$((most_files + 1)) | xargs -r rm
   printf '%-20s %4d files  %s\n' "$target" "$(find "$corpus" -type f | wc -l)" "$(du -sh --apparent-size "$corpus" | cut -f1)"
 }
 

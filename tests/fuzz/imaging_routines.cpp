@@ -88,7 +88,8 @@ void maskBlur(FuzzInput& in) {
 }
 
 void contraction(FuzzInput& in) {
-  const int kind = in.byte() % 3, steps = in.nearly(-1, 12), slack = in.nearly(0, 255);
+  const int kind = in.byte() % 3, given = in.nearly(-1, 12), slack = in.nearly(0, 255);
+  const int steps = slack < 0 ? std::min(given, 40) : given;  // levels that wrap round never come to rest
   inPlace(in, 4, [&](Size size, unsigned char* image) {
     if (kind == 0) return imaging.ContGray7(size.width, size.height, image, steps, slack);
     return kind == 1 ? imaging.ContGrayCore4(size.width, size.height, image, slack)
