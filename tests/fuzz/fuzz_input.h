@@ -84,7 +84,7 @@ class FuzzInput {
   Value take() {
     Value value{};
     const std::size_t bytes = std::min(sizeof value, left_);
-    std::memcpy(&value, next_, bytes);
+    if (bytes > 0) std::memcpy(&value, next_, bytes);  // an empty input has no address
     next_ += bytes;
     left_ -= bytes;
     return value;

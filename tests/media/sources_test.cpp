@@ -66,4 +66,12 @@ TEST(NumberedNames, NumbersAreReadBack) {
   }
 }
 
+TEST(NumberedNames, StemsAreWithoutNumbers) {
+  for (const char* path : {"shot.mov", "a/shot.mov", "shot-%05d.png", "a/shot.%d.exr", "shot_%3d", "a.b/shot.%05d"}) {
+    EXPECT_EQ("shot", kalvetra::clipStem(path)) << path;
+  }
+  EXPECT_EQ("sequence", kalvetra::clipStem("a/%05d.png"));
+  EXPECT_EQ("sequence", kalvetra::clipStem("%05d"));
+}
+
 }  // namespace
