@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what building needs and is not there yet: with apt on Debian, with brew on a Mac.
 # With --tests also what the tests and the plug-in need, with --bench what the benchmark needs, with --fuzz what the
-# fuzz targets need.
+# fuzz targets need (Debian alone).
 set -euo pipefail
 
 debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libtbb-dev libcli11-dev libhwy-dev nlohmann-json3-dev
@@ -19,7 +19,6 @@ elif [ "${1:-}" = --bench ]; then
   mac+=(google-benchmark)
 elif [ "${1:-}" = --fuzz ]; then
   debian+=(libgtest-dev clang-16 libclang-rt-16-dev llvm)
-  mac+=(googletest llvm)
 fi
 
 install_on_debian() {
