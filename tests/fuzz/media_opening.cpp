@@ -10,7 +10,7 @@
 #include "media/reader.h"
 #include "support/user_error.h"
 #include "tests/fuzz/fuzz_input.h"
-#include "tests/fuzz/require.h"
+#include "tests/fuzz/level_oracle.h"
 #include "tests/support/scratch_folder.h"
 
 namespace {
@@ -65,7 +65,10 @@ void readAll(Reader& reader) {
   for (int i = 0; i < kMostPictures && reader.next(frame); ++i) {
     require(frame.picture != nullptr && frame.time > last, "pictures that do not follow each other");
     last = frame.time;
-    converter.convert(*frame.picture, image);
+    kalvetra::test::sameAtEveryLevel([&] {
+      converter.convert(*frame.picture, image);
+      return image.argb;
+    });
     require(image.argb.size() == static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height) * 4,
             "a picture of another size");
   }
