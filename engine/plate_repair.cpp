@@ -203,6 +203,7 @@ unsigned int CKALVETRA::ContractBack32bit(unsigned char* image, int width, int h
         });
       }
     }
+    if (std::memcmp(image, scratch.get(), bytes) == 0) break;  // nor will any further pass change it
     std::memcpy(image, scratch.get(), bytes);
   }
   return 1;

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 
 #include "media/write_failure.h"
 
@@ -22,6 +23,12 @@ std::string difference(const json& before, const json& now) {
     if (!before.contains(name) || before.at(name) != value) return name;
   }
   return "something";
+}
+
+// The library converts fractions of any size, which no integer may hold.
+std::int64_t wholeNumber(const json& value) {
+  if (!value.is_number_integer()) throw std::invalid_argument("no whole number");
+  return value.get<std::int64_t>();
 }
 
 }  // namespace
@@ -72,7 +79,7 @@ void Journal::readSegment(const std::string& line) {
   try {
     for (const json& picture : json::parse(line)) {
       const std::optional<PictureHash> hash = parseHash(picture.at(2).get<std::string>());
-      frames_.push_back({picture.at(0).get<std::int64_t>(), picture.at(1).get<std::int64_t>(), hash.value()});
+      frames_.push_back({wholeNumber(picture.at(0)), wholeNumber(picture.at(1)), hash.value()});
     }
   } catch (const std::exception&) {
     throw UserError(path_.string() + " is damaged; remove " + path_.parent_path().string() + " to begin anew");

@@ -66,7 +66,7 @@ bool leavesOutVideo(const AVFormatContext& container) {
 std::int64_t clipDuration(const AVFormatContext& container) {
   if (!isA(container, "matroska")) return std::max<std::int64_t>(container.duration, 0);
   const std::int64_t tagged = leavesOutVideo(container) ? taggedDuration(container) : 0;
-  const std::int64_t end = tagged > 0 ? tagged : container.duration;
+  const std::int64_t end = tagged > 0 ? tagged : std::max<std::int64_t>(container.duration, 0);  // unknown is below 0
   const std::int64_t start = container.start_time == AV_NOPTS_VALUE ? 0 : container.start_time;
   return std::max<std::int64_t>(end - std::max<std::int64_t>(start, 0), 0);
 }

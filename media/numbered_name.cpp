@@ -28,7 +28,7 @@ std::string clipStem(const std::string& path) {
   const std::filesystem::path name = std::filesystem::path(path).filename();
   std::string stem = name.stem().string();
   if (!isNumberedName(name.string())) return stem;
-  stem.erase(stem.find('%'));
+  stem.erase(std::min(stem.find('%'), stem.size()));  // of shot.%05d the number is the extension
   const std::size_t last = stem.find_last_not_of("-_. ");
   return last == std::string::npos ? "sequence" : stem.substr(0, last + 1);
 }

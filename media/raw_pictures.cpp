@@ -40,8 +40,8 @@ bool isPlain(AVPixelFormat format) {
 }  // namespace
 
 RawPictures parseRawPictures(const std::string& text) {
-  std::smatch m;
-  if (!std::regex_match(text, m, std::regex("([0-9]{1,5})x([0-9]{1,5})@([0-9./]+):([a-z0-9_]+)"))) {
+  std::smatch m;  // with bounds throughout: the library's matcher recurses once for each character
+  if (!std::regex_match(text, m, std::regex("([0-9]{1,5})x([0-9]{1,5})@([0-9./]{1,32}):([a-z0-9_]{1,32})"))) {
     refuse(text, "does not describe raw pictures");
   }
   RawPictures raw;

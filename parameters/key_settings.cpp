@@ -41,6 +41,7 @@ bool renderPlate(const KeySettings& settings, const unsigned char* input, unsign
 
 bool renderFieldPlates(const KeySettings& settings, const unsigned char* input, unsigned char* output, int width,
                        int height) {
+  if (width < 1) return false;  // a frame without pixels may have no buffer to point into
   const std::ptrdiff_t stride = std::ptrdiff_t{4} * width;
   bool estimated = false;
   for (int first = 0; first < 2 && first < height; ++first) {

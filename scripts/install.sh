@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what building needs and is not there yet: with apt on Debian, with brew on a Mac.
 # With --tests also what the tests and the plug-in need, with --bench what the benchmark needs, with --old-x86 what
-# test-old-x86.sh needs. With --aarch64 or --wasm instead what test-aarch64.sh or test-wasm.sh needs, on Debian alone.
+# test-old-x86.sh needs, with --fuzz what the fuzz targets need (Debian alone). With --aarch64 or --wasm instead what
+# test-aarch64.sh or test-wasm.sh needs (Debian alone).
 set -euo pipefail
 
 debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libtbb-dev libcli11-dev libhwy-dev nlohmann-json3-dev
@@ -24,6 +25,8 @@ elif [ "${1:-}" = --wasm ]; then
   command -v node >/dev/null || debian+=(nodejs)
 elif [ "${1:-}" = --old-x86 ]; then
   debian+=(libgtest-dev ffmpeg qemu-user-static)
+elif [ "${1:-}" = --fuzz ]; then
+  debian+=(libgtest-dev clang-16 libclang-rt-16-dev llvm)
 fi
 
 install_on_debian() {

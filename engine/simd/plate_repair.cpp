@@ -18,6 +18,7 @@ class Map {
   Map(int width, int height, unsigned char frame)
       : stride_(static_cast<std::size_t>(width) + 2), bytes_(stride_ * (static_cast<std::size_t>(height) + 2), frame) {}
   unsigned char* row(int y) { return bytes_.data() + static_cast<std::size_t>(y + 1) * stride_ + 1; }
+  bool operator==(const Map&) const = default;
 
  private:
   std::size_t stride_;
@@ -205,6 +206,7 @@ void contractPlate(unsigned char* image, int width, int height, std::ptrdiff_t r
         hole[x] = static_cast<unsigned char>(hole[x] | black[x]);
       }
     }
+    if (grown == holes) break;  // nor will any further pass change them
     holes = grown;
   }
   for (int y = 0; y < height; ++y) {

@@ -99,4 +99,12 @@ TEST(PlateView, NothingEstimatedIsTheKeyColour) {
   }
 }
 
+// The sanitizers watch: a field's first row lay before a buffer that is not there.
+TEST(PlateView, FramesWithoutPixelsNeedNoBuffers) {
+  for (const auto& [width, height] : {std::pair{-1, 2}, {0, 5}, {5, 0}, {5, -3}}) {
+    EXPECT_FALSE(renderPlate(greenKey(), nullptr, nullptr, width, height));
+    EXPECT_FALSE(renderFieldPlates(greenKey(), nullptr, nullptr, width, height));
+  }
+}
+
 }  // namespace

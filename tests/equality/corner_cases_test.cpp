@@ -79,6 +79,20 @@ TEST(CornerCases, SizesThatHoldNothing) {
   });
 }
 
+// Once the holes have nowhere to grow, it is over, whatever the count: the plain loop would take minutes.
+TEST(CornerCases, HolesThatCannotGrowAnyMore) {
+  expectTheSame([] {
+    Bytes image = kalvetra::test::noise(24 * 24 * 4, 3), few;
+    image[2] = 0;
+    few = image;
+    CKALVETRA keying;
+    keying.ContractBack32bit(few.data(), 24, 24, 96, 24);
+    keying.ContractBack32bit(image.data(), 24, 24, 96, INT_MAX);
+    EXPECT_EQ(few, image);
+    return image;
+  });
+}
+
 // Windows without any pixel, far outside of 32 bits.
 TEST(CornerCases, KernelsWithoutLobes) {
   for (const int lobes : {-300000000, INT_MIN, 0}) {

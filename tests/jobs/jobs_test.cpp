@@ -150,8 +150,15 @@ TEST_F(JournalTest, RefusesOtherJobsOtherRunsAndNonsense) {
   EXPECT_EQ("no failure", failure(other, folder_)) << "nothing is lost by beginning anew";
   Journal(folder_, other).add({{0, 1, {}}});
   EXPECT_NE(std::string::npos, failure(job_, folder_).find("differs in its input"));
-  std::ofstream(folder_ / "journal", std::ios::app) << "[[3,1,\"nothex\"]]\n";
-  EXPECT_NE(std::string::npos, failure(other, folder_).find("is damaged; remove"));
+}
+
+TEST_F(JournalTest, RefusesDamagedSegments) {
+  const std::string hash = "\"" + std::string(32, '0') + "\"";
+  for (const std::string& segment : {std::string(R"([[3,1,"nothex"]])"), "[[1e300,1," + hash + "]]",
+                                     "[[0,1.5," + hash + "]]", std::string("[[3,1]]"), std::string("[7]")}) {
+    std::ofstream(folder_ / "journal") << job_ << "\n" << segment << "\n";
+    EXPECT_NE(std::string::npos, failure(job_, folder_).find("is damaged; remove")) << segment;
+  }
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "media/declared_length.h"
 #include "media/frame_converter.h"
 #include "media/frame_packer.h"
 #include "media/temporary_output.h"
@@ -198,6 +199,20 @@ TEST(OutputPlace, TheInputIsNeverOverwritten) {
   EXPECT_FALSE(refused("f-%03d.png", "f-%05d.png"));
   EXPECT_FALSE(refused("other.png", "new.png"));
   EXPECT_FALSE(refused("f-001.png", "f-%d.png"));
+}
+
+// Matroska files that were written to a pipe; the sanitizers watch.
+TEST(ClipDuration, NothingIsKnownOfAClipThatDeclaresNoEnd) {
+  const std::unique_ptr<AVFormatContext, void (*)(AVFormatContext*)> container(avformat_alloc_context(),
+                                                                               avformat_free_context);
+  container->iformat = av_find_input_format("matroska");
+  for (const std::int64_t start : {AV_NOPTS_VALUE, std::int64_t{0}, std::int64_t{217000}}) {
+    container->start_time = start;
+    container->duration = AV_NOPTS_VALUE;
+    EXPECT_EQ(0, kalvetra::clipDuration(*container)) << start;
+    container->duration = 1217000;
+    EXPECT_EQ(1217000 - std::max<std::int64_t>(start, 0), kalvetra::clipDuration(*container)) << start;
+  }
 }
 
 }  // namespace

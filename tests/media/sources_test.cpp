@@ -48,6 +48,14 @@ TEST(RawPictures, NonsenseIsRefusedWithAReason) {
   }
 }
 
+// Such a text once overflowed the stack.
+TEST(RawPictures, TextsOfAnyLengthAreRefused) {
+  const std::string many(1000000, '1');
+  for (const std::string& text : {"2x2@" + many + ":rgb24", "2x2@25:" + many, many}) {
+    EXPECT_THROW(parseRawPictures(text), kalvetra::UserError);
+  }
+}
+
 TEST(NumberedNames, NumbersAreReadBack) {
   const kalvetra::NumberedName name("f-%03d.png");
   EXPECT_EQ(7, name.numberIn("f-007.png"));
@@ -56,6 +64,14 @@ TEST(NumberedNames, NumbersAreReadBack) {
   for (const char* other : {"f-0007.png", "f-7.png", "f-.png", "f-00a.png", "f-007.jpg", "f-99999999999.png"}) {
     EXPECT_FALSE(name.numberIn(other)) << other;
   }
+}
+
+TEST(NumberedNames, StemsAreWithoutNumbers) {
+  for (const char* path : {"shot.mov", "a/shot.mov", "shot-%05d.png", "a/shot.%d.exr", "shot_%3d", "a.b/shot.%05d"}) {
+    EXPECT_EQ("shot", kalvetra::clipStem(path)) << path;
+  }
+  EXPECT_EQ("sequence", kalvetra::clipStem("a/%05d.png"));
+  EXPECT_EQ("sequence", kalvetra::clipStem("%05d"));
 }
 
 }  // namespace
