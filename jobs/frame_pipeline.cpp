@@ -9,6 +9,8 @@
 #include <map>
 #include <memory>
 
+#include "support/thread_handover.h"
+
 namespace kalvetra {
 
 namespace {
@@ -20,7 +22,6 @@ struct Job {
   std::map<std::size_t, Image> samples;  // by route
   WrittenFrame written;
 };
-using JobPtr = std::shared_ptr<Job>;
 
 bool shows(const std::vector<Route>& routes, ShownView view) {
   return std::any_of(routes.begin(), routes.end(), [view](const Route& route) { return route.view == view; });
@@ -87,35 +88,47 @@ void keyFrames(ClipReader& clip, const ColorTags& color, const Keying& keying, C
   std::vector<PacketPtr> behindLastFrame;
   Failure failure;
 
-  const auto read = [&](tbb::flow_control& flow) -> JobPtr {
-    auto job = std::make_shared<Job>();
+  // Jobs go from stage to stage as plain pointers; the last one deletes them, and none is lost on the way.
+  const auto read = [&](tbb::flow_control& flow) -> Job* {
+    const Handover reading(&clip);
+    std::unique_ptr<Job> job;
     const bool more = !stop && failure.guard([&] {
+      job = std::make_unique<Job>();
       if (!clip.next(job->frame)) return false;
       job->companions = companions.at(job->frame.number, job->frame.index);
       return true;
     });
-    if (more) return job;
-    behindLastFrame = std::move(job->frame.source.copied);
+    if (more) {
+      handOver(job.get());
+      return job.release();
+    }
+    if (job) behindLastFrame = std::move(job->frame.source.copied);
     flow.stop();
     return nullptr;
   };
-  const auto keyOne = [&](JobPtr job) {
+  const auto keyOne = [&](Job* job) {
+    const Handover inWork(job);
     failure.guard([&] {
       key(*job, keyers.local(), keying, routes);
       return true;
     });
     return job;
   };
-  const auto writeOne = [&](const JobPtr& job) {
+  const auto writeOne = [&](Job* done) {
+    takeOver(done);
+    const Handover writing(&routes);
+    const std::unique_ptr<Job> job(done);
     failure.guard([&] {
       write(*job, routes);
       written(job->written);
       return true;
     });
   };
-  tbb::parallel_pipeline(workers + 2, tbb::make_filter<void, JobPtr>(tbb::filter_mode::serial_in_order, read) &
-                                          tbb::make_filter<JobPtr, JobPtr>(tbb::filter_mode::parallel, keyOne) &
-                                          tbb::make_filter<JobPtr, void>(tbb::filter_mode::serial_in_order, writeOne));
+  tbb::parallel_pipeline(workers + 2, tbb::make_filter<void, Job*>(tbb::filter_mode::serial_in_order, read) &
+                                          tbb::make_filter<Job*, Job*>(tbb::filter_mode::parallel, keyOne) &
+                                          tbb::make_filter<Job*, void>(tbb::filter_mode::serial_in_order, writeOne));
+  takeOver(&clip);
+  takeOver(&routes);
   failure.rethrow();
   if (stop) return;
   for (const Route& route : routes) route.sink->writeCopied(behindLastFrame);
