@@ -23,6 +23,9 @@ struct Job {
   WrittenFrame written;
 };
 
+// What stands for the order that the serial stages keep; see thread_handover.h.
+constexpr char kReading{}, kWriting{};
+
 bool shows(const std::vector<Route>& routes, ShownView view) {
   return std::any_of(routes.begin(), routes.end(), [view](const Route& route) { return route.view == view; });
 }
@@ -90,7 +93,7 @@ void keyFrames(ClipReader& clip, const ColorTags& color, const Keying& keying, C
 
   // Jobs go from stage to stage as plain pointers; the last one deletes them, and none is lost on the way.
   const auto read = [&](tbb::flow_control& flow) -> Job* {
-    const Handover reading(&clip);
+    const Handover turn(&kReading);
     std::unique_ptr<Job> job;
     const bool more = !stop && failure.guard([&] {
       job = std::make_unique<Job>();
@@ -107,7 +110,7 @@ void keyFrames(ClipReader& clip, const ColorTags& color, const Keying& keying, C
     return nullptr;
   };
   const auto keyOne = [&](Job* job) {
-    const Handover inWork(job);
+    const Handover turn(job);
     failure.guard([&] {
       key(*job, keyers.local(), keying, routes);
       return true;
@@ -116,7 +119,7 @@ void keyFrames(ClipReader& clip, const ColorTags& color, const Keying& keying, C
   };
   const auto writeOne = [&](Job* done) {
     takeOver(done);
-    const Handover writing(&routes);
+    const Handover turn(&kWriting);
     const std::unique_ptr<Job> job(done);
     failure.guard([&] {
       write(*job, routes);
@@ -124,11 +127,12 @@ void keyFrames(ClipReader& clip, const ColorTags& color, const Keying& keying, C
       return true;
     });
   };
+  handOver(&kReading);
   tbb::parallel_pipeline(workers + 2, tbb::make_filter<void, Job*>(tbb::filter_mode::serial_in_order, read) &
                                           tbb::make_filter<Job*, Job*>(tbb::filter_mode::parallel, keyOne) &
                                           tbb::make_filter<Job*, void>(tbb::filter_mode::serial_in_order, writeOne));
-  takeOver(&clip);
-  takeOver(&routes);
+  takeOver(&kReading);
+  takeOver(&kWriting);
   failure.rethrow();
   if (stop) return;
   for (const Route& route : routes) route.sink->writeCopied(behindLastFrame);
