@@ -1,6 +1,7 @@
 #include <cstdio>
 
 #include "media/clip_description.h"
+#include "media/ffmpeg.h"
 
 namespace kalvetra {
 
@@ -33,11 +34,17 @@ std::string fewBits(double bitsPerPixel) {
   return text;
 }
 
+// FFV1 and the like may have pictures between keys, and lose nothing in them.
+bool isLossless(const ClipDescription& clip) {
+  const AVCodecDescriptor* codec = avcodec_descriptor_get_by_name(clip.codec.c_str());
+  return codec != nullptr && (codec->props & AV_CODEC_PROP_LOSSLESS) != 0 && (codec->props & AV_CODEC_PROP_LOSSY) == 0;
+}
+
 }  // namespace
 
 std::vector<std::string> keyingRisks(const ClipDescription& clip) {
   std::vector<std::string> risks;
-  if (clip.depth == 8 && clip.chroma == "4:2:0" && !clip.intraOnly && !clip.still) {
+  if (clip.depth == 8 && clip.chroma == "4:2:0" && !clip.intraOnly && !clip.still && !isLossless(clip)) {
     risks.push_back("8-bit 4:2:0 video in a long GOP: colour edges are coarse and blocky; --deblocking on helps, " +
                     std::string("10-bit 4:2:2 from the camera helps more"));
   }

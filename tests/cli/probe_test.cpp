@@ -85,6 +85,15 @@ TEST(Probe, AnUntaggedLongGopClipIsWarnedOf) {
   EXPECT_FALSE(warns(report, "range"));
 }
 
+TEST(Probe, ALosslessClipIsNotBlocky) {
+  const ScratchFolder folder;
+  const std::string clip = folder.path("archive.mkv");
+  need(kSource + "-pix_fmt yuv420p -c:v ffv1 -g 8 " + clip);
+  const json report = probed(clip);
+  EXPECT_FALSE(report.at("intraOnly").get<bool>());
+  EXPECT_FALSE(warns(report, "long GOP"));
+}
+
 TEST(Probe, VariableRateIsSeenAndRoundingIsNot) {
   const ScratchFolder folder;
   const std::string film = kFfmpeg + "-f lavfi -i testsrc2=s=160x90:r=24000/1001:d=2 ";
