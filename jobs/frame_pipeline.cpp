@@ -91,7 +91,8 @@ void keyFrames(ClipReader& clip, const ColorTags& color, const Keying& keying, C
   std::vector<PacketPtr> behindLastFrame;
   Failure failure;
 
-  // Jobs go from stage to stage as plain pointers; the last one deletes them, and none is lost on the way.
+  // Jobs go from stage to stage as plain pointers; the last one deletes them. None is lost on the way, as no
+  // stage throws.
   const auto read = [&](tbb::flow_control& flow) -> Job* {
     const Handover turn(&kReading);
     std::unique_ptr<Job> job;

@@ -1,7 +1,7 @@
 #include "jobs/job_output.h"
 
 #include "jobs/segment_join.h"
-#include "support/folder_names.h"
+#include "support/folders.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -30,8 +30,7 @@ JobOutput::JobOutput(const OutputRequest& request, const KeyJob& job) : request_
 JobOutput::~JobOutput() {
   if (!journal_ || journal_->segments() > 0) return;
   sink_.reset();
-  std::error_code ignored;
-  std::filesystem::remove_all(workFolder(), ignored);
+  removeTree(workFolder());
 }
 
 Carried JobOutput::carried(const KeyJob& job, const Reader& source) const {

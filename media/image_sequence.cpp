@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <fstream>
 
-#include "support/folder_names.h"
+#include "support/folders.h"
 #include "support/user_error.h"
 
 namespace fs = std::filesystem;

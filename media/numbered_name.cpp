@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <regex>
 
-#include "support/folder_names.h"
+#include "support/folders.h"
 
 namespace kalvetra {
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "media/numbered_name.h"
+#include "support/folders.h"
 #include "support/user_error.h"
 
 namespace fs = std::filesystem;
@@ -135,7 +136,7 @@ TemporaryOutput::~TemporaryOutput() {
   if (unfinished_ == Unfinished::Kept) {
     fs::remove(temporary_, ignored);  // goes only while it is empty
   } else {
-    fs::remove_all(temporary_, ignored);
+    removeTree(temporary_);
   }
 }
 
@@ -156,7 +157,20 @@ void TemporaryOutput::prepare() {
   if (!replace_ && outputExists(target_.string())) {
     throw UserError(target_.string() + " has appeared meanwhile; give -y to replace it, or another name");
   }
-  listMoves();
+  try {
+    listMoves();
+  } catch (const fs::filesystem_error& error) {
+    throw UserError(target_.string() + " cannot be put in its place (" + error.code().message() + ")");
+  }
+}
+
+// What another program has put there since prepare().
+void TemporaryOutput::refuseTakenPlaces() const {
+  if (replace_) return;
+  for (const auto& [from, to] : moves_) {
+    if (fs::exists(to))
+      throw UserError(to.string() + " has appeared meanwhile; give -y to replace it, or another name");
+  }
 }
 
 void TemporaryOutput::listMoves() {
@@ -179,11 +193,12 @@ void TemporaryOutput::listMoves() {
 void TemporaryOutput::commit() {
   if (isStandardOutput()) return;
   if (moves_.empty()) prepare();
+  refuseTakenPlaces();
   try {
     // The old pictures go last: whatever happens on the way, either they or the new ones are there.
     for (const auto& [from, to] : moves_) fs::rename(from, to);
     for (const fs::path& old : replaced_) fs::remove(old);
-    if (unfinished_ == Unfinished::Kept) fs::remove_all(temporary_);
+    if (unfinished_ == Unfinished::Kept) removeTree(temporary_);
   } catch (const fs::filesystem_error& error) {
     throw UserError(target_.string() + " cannot be put in its place (" + error.code().message() + ")");
   }

@@ -52,6 +52,7 @@ class TemporaryOutput {
   void checkTarget();
   void claim(const std::string& hidden);
   void listMoves();
+  void refuseTakenPlaces() const;
 
   std::filesystem::path target_;
   std::filesystem::path temporary_;  // a folder, for a sequence and for what is kept

@@ -45,20 +45,23 @@ value() { sed -n "s/^stat::$1: *//p" "logs/$2"; }
 covered() { sed -n 's/.* cov: \([0-9]*\) .*/\1/p' "logs/$1"; }
 
 fuzz() {
-  local target=$1 length=4096 begun dictionary=()
+  local target=$1 length=4096 begun ended=0 dictionary=()
   [[ $target == media_opening ]] && length=16384
   [[ -f $tests/$target.dict ]] && dictionary=(-dict="$tests/$target.dict")
   mkdir -p "corpus/$target"
   begun=$(mktemp -p logs)
   "./fuzz_$target" -max_total_time="$seconds" -max_len="$length" -len_control=0 -timeout=30 -rss_limit_mb=4000 \
     -print_final_stats=1 "${dictionary[@]}" -artifact_prefix="failures/$target-" \
-    "corpus/$target" "$tests/corpus/$target" >"logs/$target" 2>&1 || true
+    "corpus/$target" "$tests/corpus/$target" >"logs/$target" 2>&1 || ended=$?
   local failures
   failures=$(find failures -name "$target-*" ! -name '*-slow-unit-*' -newer "$begun" | sort)
   rm "$begun"
   printf '%-20s %12s %10s %8s %9s\n' "$target" "$(value number_of_executed_units "$target")" \
     "$(covered "$target" | tail -1)" "$(value new_units_added "$target")" "$(grep -c . <<<"$failures" || true)"
-  [[ -z $failures ]] && return
+  if [[ -z $failures ]]; then
+    [[ $ended -eq 0 ]] || { failed=1; echo "  ended with $ended; build/fuzz/logs/$target tells why"; }
+    return
+  fi
   failed=1
   echo "$failures" | while read -r file; do echo "  build/fuzz/$file; build/fuzz/logs/$target tells more"; done
 }
@@ -68,7 +71,7 @@ if [[ $what == --keep ]]; then
   exit
 fi
 failed=0
-seconds=$((what * 60 / ${#targets[@]} + 1))
+seconds=$((10#$what * 60 / ${#targets[@]} + 1))
 printf '%-20s %12s %10s %8s %9s\n' target executions coverage new failures
 for target in "${targets[@]}"; do fuzz "$target"; done
 exit "$failed"

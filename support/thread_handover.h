@@ -2,13 +2,21 @@
 // another takes over. Nothing elsewhere; it is the library that keeps the order.
 #pragma once
 
-#ifdef __SANITIZE_THREAD__
+#if defined(__SANITIZE_THREAD__)
+#define KALVETRA_THREADS_ARE_WATCHED
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define KALVETRA_THREADS_ARE_WATCHED
+#endif
+#endif
+
+#ifdef KALVETRA_THREADS_ARE_WATCHED
 #include <sanitizer/tsan_interface.h>
 #endif
 
 namespace kalvetra {
 
-#ifdef __SANITIZE_THREAD__
+#ifdef KALVETRA_THREADS_ARE_WATCHED
 inline void handOver(const void* what) { __tsan_release(const_cast<void*>(what)); }
 inline void takeOver(const void* what) { __tsan_acquire(const_cast<void*>(what)); }
 #else

@@ -18,6 +18,7 @@ using bench::Size;
 
 constexpr int kCasesPerSmallSize = 6 / KALVETRA_SAMPLE_STEP;
 constexpr int kCasesPerLargeSize = 12 / KALVETRA_SAMPLE_STEP;
+static_assert(kCasesPerSmallSize > 0, "the step leaves nothing to compare");
 constexpr int kColorSliceStep = KALVETRA_SAMPLE_STEP == 1 ? 1 : 3 * KALVETRA_SAMPLE_STEP;
 
 constexpr int kLargestWidth = 70;  // past two vectors of 32 pixels, and past one of 64 bytes
