@@ -164,8 +164,8 @@ void addKeyOptions(CLI::App& command, KeyChoice& choice, bool withOwnViews) {
   addPresetOptions(command, choice);
 }
 
-AnimatedSettings settleSettings(const KeyChoice& choice, const std::string& input,
-                                const SourceOptions& source, int threads) {
+AnimatedSettings settleSettings(const KeyChoice& choice, const std::string& input, const SourceOptions& source,
+                                int threads) {
   AnimatedSettings settings(choice.automatic ? proposed(input, source, threads) : defaultSettings());
   if (choice.preset) applyPreset(*choice.preset, settings);
   for (const auto& [id, value] : choice.options) settings.set(*findParameter(id), value);

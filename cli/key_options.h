@@ -34,8 +34,8 @@ void addKeyOptions(CLI::App& command, KeyChoice& choice, bool withOwnViews = fal
 // The settings of every frame of `input`: the table's defaults or the proposal, over them the preset, over it the
 // single options. Where none of them names the key colour, and it is needed, it is found in the clip and named on
 // stderr. Notes say which options do nothing. Throws UserError when the clip shows no green backdrop.
-AnimatedSettings settleSettings(const KeyChoice& choice, const std::string& input,
-                                const SourceOptions& source, int threads);
+AnimatedSettings settleSettings(const KeyChoice& choice, const std::string& input, const SourceOptions& source,
+                                int threads);
 
 // What to show of a frame with these settings.
 ShownView shownView(const KeyChoice& choice, const KeySettings& settings);
