@@ -1,12 +1,9 @@
 #include "cli/common_options.h"
 
-extern "C" {
-#include <libavutil/parseutils.h>
-}
-
 #include <optional>
 
 #include "imaging/cpu_level.h"
+#include "media/frame_rate.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -33,7 +30,7 @@ void chooseCpu(const std::string& name) {
 
 }  // namespace
 
-void addSourceOptions(CLI::App& command, SourceOptions& source) {
+void addRawOption(CLI::App& command, SourceOptions& source) {
   const auto takeRaw = [&source](const std::string& text) {
     try {
       source.raw = parseRawPictures(text);
@@ -46,11 +43,16 @@ void addSourceOptions(CLI::App& command, SourceOptions& source) {
                                         "The input is raw pictures of this size, rate and pixel format.")
       ->type_name("WxH@FPS:FORMAT")
       ->group("Input");
+}
+
+void addRateOption(CLI::App& command, SourceOptions& source) {
   const auto takeRate = [&source](const std::string& text) {
-    AVRational& rate = source.sequenceRate;
-    if (av_parse_video_rate(&rate, text.c_str()) < 0) {
-      throw CLI::ValidationError("--rate", "'" + text + "' is no rate; give pictures a second, like 24 or 30000/1001");
+    const std::optional<AVRational> rate = parseFrameRate(text);
+    if (!rate) {
+      throw CLI::ValidationError("--rate", "'" + text + "' is no rate; give pictures a second up to " +
+                                               std::to_string(kLargestFrameRate) + ", like 24, 23.976 or 30000/1001");
     }
+    source.sequenceRate = *rate;
   };
   command.add_option_function<std::string>("--rate", takeRate, "Pictures a second of an image sequence.")
       ->type_name("FPS")

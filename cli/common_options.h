@@ -17,8 +17,9 @@ struct CommonOptions {
   int threads = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
 };
 
-// The options that say what files do not: --raw and --rate.
-void addSourceOptions(CLI::App& command, SourceOptions& source);
+// The options that say what files do not. The source is written while the command line is parsed.
+void addRawOption(CLI::App& command, SourceOptions& source);
+void addRateOption(CLI::App& command, SourceOptions& source);
 void addReplaceOption(CLI::App& command, CommonOptions& options);
 void addThreadsOption(CLI::App& command, CommonOptions& options);
 // Takes effect while the command line is parsed.

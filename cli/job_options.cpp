@@ -47,7 +47,8 @@ constexpr std::array<Named<ShownView>, 6> kAlsoViews{{{"result", ShownView::Resu
 
 void addInputOptions(CLI::App& command, JobOptions& options) {
   const std::string group = "Input";
-  addSourceOptions(command, options.job.source);
+  addRawOption(command, options.job.source);
+  addRateOption(command, options.job.source);
   addChoice<FieldChoice>(command, "--fields", kFieldChoices,
                          "Key the two fields of interlaced pictures apart; auto: where the clip is interlaced.",
                          [&options](FieldChoice choice) { options.job.fields = choice; })

@@ -3,7 +3,6 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <regex>
 
 #include "cli/commands.h"
 #include "cli/common_options.h"
@@ -29,12 +28,13 @@ struct PickCommand : CommonOptions {
 };
 
 Area parseArea(const std::string& text) {
-  std::smatch m;
-  if (!std::regex_match(text, m, std::regex("(\\d{1,5}),(\\d{1,5})(?:,(\\d{1,5}),(\\d{1,5}))?"))) {
+  char x[6], y[6], width[6] = "1", height[6] = "1";
+  int point = 0, rectangle = 0;
+  std::sscanf(text.c_str(), "%5[0-9],%5[0-9]%n,%5[0-9],%5[0-9]%n", x, y, &point, width, height, &rectangle);
+  if (point == 0 || static_cast<std::size_t>(std::max(point, rectangle)) != text.size()) {
     throw CLI::ValidationError("--at", "'" + text + "' is no area; give x,y or x,y,width,height in pixels");
   }
-  const bool point = !m[3].matched;
-  const Area area{std::stoi(m[1]), std::stoi(m[2]), point ? 1 : std::stoi(m[3]), point ? 1 : std::stoi(m[4])};
+  const Area area{std::atoi(x), std::atoi(y), std::atoi(width), std::atoi(height)};
   if (area.width == 0 || area.height == 0) {
     throw CLI::ValidationError("--at", "'" + text + "' is empty; give a width and a height of at least 1");
   }

@@ -105,7 +105,8 @@ void addPreviewCommand(CLI::App& program) {
   command->add_option("--port", options->port, "Port to listen on; by default a free one.")
       ->check(CLI::Range(1, 65535))
       ->type_name("1..65535");
-  addSourceOptions(*command, options->preview.source);
+  addRawOption(*command, options->preview.source);
+  addRateOption(*command, options->preview.source);
   addThreadsOption(*command, *options);
   addCpuOption(*command);
   command->callback([command, options] { run(*command, *options); });

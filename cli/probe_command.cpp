@@ -4,10 +4,10 @@
 #include <thread>
 
 #include "cli/commands.h"
+#include "cli/common_options.h"
 #include "cli/console.h"
 #include "cli/interrupt.h"
 #include "cli/probe_report.h"
-#include "support/user_error.h"
 
 namespace kalvetra {
 
@@ -38,17 +38,7 @@ void addProbeCommand(CLI::App& program) {
                    "A video, a still, a sequence like shot-%05d.png, or - for the standard input.")
       ->required();
   command->add_flag("--json", options->json, "Report in JSON.");
-  const auto parseRaw = [options](const std::string& text) {
-    try {
-      options->source.raw = parseRawPictures(text);
-    } catch (const UserError& error) {
-      throw CLI::ValidationError("--raw", error.what());
-    }
-  };
-  command
-      ->add_option_function<std::string>("--raw", parseRaw,
-                                         "FILE holds bare pictures, as 1920x1080@30000/1001:bgra describes them.")
-      ->type_name("WxH@FPS:FORMAT");
+  addRawOption(*command, options->source);
   command->callback([options] { run(*options); });
 }
 

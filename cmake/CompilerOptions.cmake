@@ -42,6 +42,9 @@ if(KALVETRA_SANITIZE)
   endif()
 endif()
 
+# Code that does no work on pixels: the sanitizers watch it in half the time to compile.
+set(KALVETRA_NO_PIXELS $<$<BOOL:${KALVETRA_SANITIZE}>:-O0>)
+
 if(KALVETRA_SANITIZE_THREADS)
   add_compile_options(-fsanitize=thread -O1 -g1)
   add_link_options(-fsanitize=thread)

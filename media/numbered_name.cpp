@@ -1,7 +1,6 @@
 #include "media/numbered_name.h"
 
 #include <algorithm>
-#include <regex>
 
 #include "support/folders.h"
 
@@ -11,9 +10,23 @@ namespace {
 
 constexpr std::size_t kMostDigits = 9;  // of numbers that fit an int
 
-const std::regex& numberPattern() {
-  static const std::regex pattern("%(0?)([0-9]?)d");
-  return pattern;
+// The %d, %5d or %05d of a name.
+struct NumberField {
+  std::size_t at = std::string::npos, length = 0, width = 0;
+  char fill = ' ';
+};
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+std::optional<NumberField> findField(const std::string& name) {
+  NumberField field;
+  field.at = name.find('%');
+  if (field.at == std::string::npos) return std::nullopt;
+  const char* c = name.c_str() + field.at + 1;
+  if (*c == '0') field.fill = *c++;
+  if (isDigit(*c)) field.width = static_cast<std::size_t>(*c++ - '0');
+  field.length = static_cast<std::size_t>(c + 1 - name.c_str()) - field.at;
+  return *c == 'd' ? std::optional(field) : std::nullopt;
 }
 
 bool shorter(const std::string& a, const std::string& b) { return a.size() < b.size(); }
@@ -21,7 +34,7 @@ bool shorter(const std::string& a, const std::string& b) { return a.size() < b.s
 }  // namespace
 
 bool isNumberedName(const std::string& name) {
-  return std::count(name.begin(), name.end(), '%') == 1 && std::regex_search(name, numberPattern());
+  return std::count(name.begin(), name.end(), '%') == 1 && findField(name).has_value();
 }
 
 std::string clipStem(const std::string& path) {
@@ -38,12 +51,11 @@ std::string numberedName(const std::string& name, int number) {
 }
 
 NumberedName::NumberedName(const std::string& name) {
-  std::smatch match;
-  std::regex_search(name, match, numberPattern());
-  before_ = match.prefix();
-  after_ = match.suffix();
-  width_ = match[2].length() == 0 ? 0 : static_cast<std::size_t>(std::stoi(match[2]));
-  fill_ = match[1].length() == 0 ? ' ' : '0';
+  const NumberField field = findField(name).value();
+  before_ = name.substr(0, field.at);
+  after_ = name.substr(field.at + field.length);
+  width_ = field.width;
+  fill_ = field.fill;
 }
 
 std::string NumberedName::with(std::string digits) const {
@@ -76,7 +88,6 @@ std::optional<std::string> NumberedName::digitsIn(const std::string& name) const
   const std::string number = name.substr(before_.size(), name.size() - before_.size() - after_.size());
   const std::size_t first = std::min(number.find_first_not_of(fill_), number.size() - 1);
   const std::string digits = number.substr(first);
-  const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
   const bool plain = digits.size() == 1 || digits[0] != '0';  // %d gives 7, never 007
   if (!plain || !std::all_of(digits.begin(), digits.end(), isDigit) || with(digits) != name) return std::nullopt;
   return digits;

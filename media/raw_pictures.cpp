@@ -1,34 +1,20 @@
 #include "media/raw_pictures.h"
 
-#include <regex>
+#include <cstdio>
+#include <cstdlib>
 
 #include "media/frame_converter.h"
+#include "media/frame_rate.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
 
 namespace {
 
-constexpr int kLargestSide = 65535, kLargestRate = 1000;
+constexpr int kLargestSide = 65535;
 
 [[noreturn]] void refuse(const std::string& text, const std::string& reason) {
   throw UserError("'" + text + "' " + reason + "; give WIDTHxHEIGHT@RATE:FORMAT, like 1920x1080@30000/1001:bgra");
-}
-
-// Whole, decimal or fraction; 0 / 0 when it is none of them.
-AVRational parseRate(const std::string& text) {
-  std::smatch m;
-  if (std::regex_match(text, m, std::regex("([0-9]{1,9})/([0-9]{1,9})"))) {
-    AVRational rate{};
-    av_reduce(&rate.num, &rate.den, std::stoi(m[1]), std::stoi(m[2]), 1 << 30);
-    return rate;
-  }
-  if (!std::regex_match(text, m, std::regex("([0-9]{1,5})(?:\\.([0-9]{1,4}))?"))) return {0, 0};
-  AVRational rate{};
-  std::string decimals = m[2];
-  decimals.resize(4, '0');
-  av_reduce(&rate.num, &rate.den, std::stoi(m[1]) * 10000LL + std::stoi(decimals), 10000, 1 << 30);
-  return rate;
 }
 
 // Pictures of these formats are nothing but their samples.
@@ -40,22 +26,21 @@ bool isPlain(AVPixelFormat format) {
 }  // namespace
 
 RawPictures parseRawPictures(const std::string& text) {
-  std::smatch m;  // with bounds throughout: the library's matcher recurses once for each character
-  if (!std::regex_match(text, m, std::regex("([0-9]{1,5})x([0-9]{1,5})@([0-9./]{1,32}):([a-z0-9_]{1,32})"))) {
-    refuse(text, "does not describe raw pictures");
-  }
+  char width[6], height[6], fps[33], name[33];
+  int end = 0;
+  std::sscanf(text.c_str(), "%5[0-9]x%5[0-9]@%32[0-9./]:%32[a-z0-9_]%n", width, height, fps, name, &end);
+  if (end == 0 || static_cast<std::size_t>(end) != text.size()) refuse(text, "does not describe raw pictures");
   RawPictures raw;
-  raw.width = std::stoi(m[1]);
-  raw.height = std::stoi(m[2]);
+  raw.width = std::atoi(width);
+  raw.height = std::atoi(height);
   if (raw.width < 1 || raw.height < 1 || raw.width > kLargestSide || raw.height > kLargestSide) {
     refuse(text, "names a size outside 1..65535");
   }
-  raw.rate = parseRate(m[3]);
-  if (raw.rate.num < 1 || raw.rate.den < 1 || av_q2d(raw.rate) > kLargestRate) {
-    refuse(text, "names no frame rate between 0 and " + std::to_string(kLargestRate));
-  }
-  const std::string format = m[4];
-  raw.format = av_get_pix_fmt(format.c_str());
+  const std::optional<AVRational> rate = parseFrameRate(fps);
+  if (!rate) refuse(text, "names no frame rate above 0 and up to " + std::to_string(kLargestFrameRate));
+  raw.rate = *rate;
+  const std::string format = name;
+  raw.format = av_get_pix_fmt(name);
   if (!isPlain(raw.format)) {
     refuse(text, "names no pixel format of bare samples ('" + format + "'; ffmpeg -pix_fmts lists them)");
   }

@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 what=$1
 shift
 
-scripts/install.sh --fuzz
+scripts/install.sh --tests --clang
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz
 

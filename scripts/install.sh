@@ -1,33 +1,44 @@
 #!/usr/bin/env bash
-# Installs what building needs and is not there yet: with apt on Debian, with brew on a Mac.
-# With --tests also what the tests and the plug-in need, with --bench what the benchmark needs, with --old-x86 what
-# test-old-x86.sh needs, with --fuzz what the fuzz targets need (Debian alone). With --aarch64 or --wasm instead what
-# test-aarch64.sh or test-wasm.sh needs (Debian alone).
+# Installs what building needs and is not there yet: with apt on Debian, with brew on a Mac. Besides, with
+#   --tests     what the tests and the plug-in need
+#   --bench     what the benchmark needs
+#   --clang     the second compiler, for the sanitizers and the fuzz targets (Debian alone)
+#   --old-x86   what test-old-x86.sh needs (Debian alone)
+# or, with --aarch64 or --wasm, nothing but what test-aarch64.sh or test-wasm.sh needs (Debian alone).
 set -euo pipefail
 
 debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libtbb-dev libcli11-dev libhwy-dev nlohmann-json3-dev
   libcpp-httplib-dev)
 mac=(cmake ninja pkg-config ffmpeg tbb cli11 highway nlohmann-json cpp-httplib)
-if [ "${1:-}" = --tests ]; then
-  debian+=(libgtest-dev ffmpeg gobjc++ libgnustep-base-dev libgl-dev chromium fonts-dejavu-core frei0r-plugins-dev melt
-    libxml2-utils)
-  mac+=(googletest)
-  # Another Node than the distribution's, with its own npm, stays as it is: the packages would not go beside it.
-  command -v node >/dev/null || { debian+=(nodejs); mac+=(node); }
-  command -v npm >/dev/null || debian+=(npm)
-elif [ "${1:-}" = --bench ]; then
-  debian+=(libbenchmark-dev ffmpeg frei0r-plugins)
-  mac+=(google-benchmark)
-elif [ "${1:-}" = --aarch64 ]; then
-  debian=(cmake ninja-build g++-12-aarch64-linux-gnu libhwy-dev:arm64 libgtest-dev:arm64 nlohmann-json3-dev qemu-user-static)
-elif [ "${1:-}" = --wasm ]; then
-  debian=(cmake ninja-build emscripten googletest libhwy-dev nlohmann-json3-dev)
-  command -v node >/dev/null || debian+=(nodejs)
-elif [ "${1:-}" = --old-x86 ]; then
-  debian+=(libgtest-dev ffmpeg qemu-user-static)
-elif [ "${1:-}" = --fuzz ]; then
-  debian+=(libgtest-dev clang-16 libclang-rt-16-dev llvm)
-fi
+for part in "$@"; do
+  case $part in
+    --tests)
+      debian+=(libgtest-dev ffmpeg gobjc++ libgnustep-base-dev libgl-dev chromium fonts-dejavu-core frei0r-plugins-dev melt
+        libxml2-utils)
+      mac+=(googletest)
+      # Another Node than the distribution's, with its own npm, stays as it is: the packages would not go beside it.
+      command -v node >/dev/null || { debian+=(nodejs); mac+=(node); }
+      command -v npm >/dev/null || debian+=(npm)
+      ;;
+    --bench)
+      debian+=(libbenchmark-dev ffmpeg frei0r-plugins)
+      mac+=(google-benchmark)
+      ;;
+    --clang) debian+=(clang-16 libclang-rt-16-dev llvm) ;;
+    --old-x86) debian+=(libgtest-dev ffmpeg qemu-user-static) ;;
+    --aarch64)
+      debian=(cmake ninja-build g++-12-aarch64-linux-gnu libhwy-dev:arm64 libgtest-dev:arm64 nlohmann-json3-dev qemu-user-static)
+      ;;
+    --wasm)
+      debian=(cmake ninja-build emscripten googletest libhwy-dev nlohmann-json3-dev)
+      command -v node >/dev/null || debian+=(nodejs)
+      ;;
+    *)
+      echo "install.sh: there is no part $part; give --tests, --bench, --clang, --old-x86, --aarch64 or --wasm" >&2
+      exit 2
+      ;;
+  esac
+done
 
 install_on_debian() {
   local missing=() as_root=() package
@@ -52,6 +63,6 @@ fi
 
 # The page's tests drive a browser through this library.
 page_tests=$(dirname "$0")/../tests/page
-if [ "${1:-}" = --tests ] && [ ! -d "$page_tests/node_modules" ]; then
+if [[ " $* " == *" --tests "* && ! -d $page_tests/node_modules ]]; then
   (cd "$page_tests" && npm install --no-package-lock --no-audit --no-fund --silent)
 fi

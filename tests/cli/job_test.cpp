@@ -237,6 +237,7 @@ TEST(JobOptions, BadUseGetsOneSentence) {
       {clip() + there + "--frames 0", 2, "--frames"},
       {clip() + there + "--raw 160@bgra", 2, "--raw"},
       {clip() + there + "--rate fast", 2, "'fast' is no rate; give pictures a second"},
+      {clip() + there + "--rate 1001", 2, "'1001' is no rate; give pictures a second up to 1000"},
       {clip() + there + "--also matte", 2, "names no further output; give VIEW=FILE"},
       {clip() + there + "--also ghost=x.mkv", 2, "names no further output"},
       {clip() + there + "--also comp=" + out.path("c.mp4"), 2, "comp needs a background; give it with --over"},
