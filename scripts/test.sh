@@ -12,4 +12,4 @@ fi
 scripts/install.sh "${parts[@]}"
 cmake --preset "$preset" -DKALVETRA_PLUGIN=ON -DKALVETRA_PREVIEW=ON -DKALVETRA_FREI0R=ON >/dev/null
 cmake --build --preset "$preset"
-ctest --preset "$preset" --parallel 2
+ctest --preset "$preset" --parallel $(($(getconf _NPROCESSORS_ONLN) + 1))  # some wait now and then

@@ -12,14 +12,14 @@ namespace {
 namespace fs = std::filesystem;
 using namespace kalvetra::test;
 
-constexpr int kFrames = 1200;
+constexpr int kFrames = 600;
 
 class Resume : public testing::Test {
  protected:
   static void SetUpTestSuite() {
     folder_ = std::make_unique<ScratchFolder>();
     need(kFfmpeg + "-f lavfi -i testsrc2=s=320x180:r=30 -f lavfi -i sine -frames:v " + std::to_string(kFrames) +
-         " -t 40 -vf colorize=hue=130:saturation=0.6:lightness=0.4 -c:v libx264 -pix_fmt yuv420p -c:a aac " + clip());
+         " -t 20 -vf colorize=hue=130:saturation=0.6:lightness=0.4 -c:v libx264 -pix_fmt yuv420p -c:a aac " + clip());
   }
   static void TearDownTestSuite() { folder_.reset(); }
 
