@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <new>
 
 #include "cli/batch.h"
 #include "cli/commands.h"
@@ -67,6 +68,20 @@ void tellOutputs(const JobResult& result) {
   }
 }
 
+// Throws where frames were lost. Everything stands in its place by now: to have no memory for sentences is no failure.
+void tell(const JobResult& result, const KeyJob& job, const Progress& progress) {
+  try {
+    tellOutputs(result);
+    tellStatus(result.status);
+    const std::string target = written(job).empty() ? "" : " to " + written(job);
+    if (result.damage.empty()) note("keyed " + counted(result.keyedNow, "frame") + " in " + speed(progress) + target);
+  } catch (const std::bad_alloc&) {
+    note("all is written; there was no memory to tell more of it");
+  }
+  if (result.damage.empty()) return;
+  throw UserError(result.damage + (written(job).empty() ? "" : " and went to " + written(job)));
+}
+
 void keyOne(const KeyCommand& options, const std::string& input) {
   KeyJob job = jobFor(options.options, input, mainView(options.choice));
   job.settingsRead = options.choice.presetFile;
@@ -88,11 +103,7 @@ void keyOne(const KeyCommand& options, const std::string& input) {
     return settings;
   };
   const JobResult result = runKeyJob(job, listener, stopRequested());
-  tellOutputs(result);
-  tellStatus(result.status);
-  const std::string target = written(job).empty() ? "" : " to " + written(job);
-  if (!result.damage.empty()) throw UserError(result.damage + (target.empty() ? "" : " and went" + target));
-  note("keyed " + counted(result.keyedNow, "frame") + " in " + speed(*progress) + target);
+  tell(result, job, *progress);
 }
 
 // The output that --skip-existing asks for; empty without one.

@@ -1,4 +1,3 @@
-#include <tbb/global_control.h>
 #include <tbb/parallel_pipeline.h>
 
 #include <algorithm>
@@ -18,6 +17,7 @@
 #include "media/sound_encoder.h"
 #include "media/video_encoder.h"
 #include "sample/demo_clip.h"
+#include "support/thread_limit.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -137,7 +137,7 @@ DrawnFrame draw(int index, bool withTruth, const FramePacker& packer) {
 void drawClip(const SampleCommand& options, SampleMovie& movie, TruthFiles* truth) {
   const FramePacker packer(outputFormatNamed("h264").pixelFormat, kVideoColor.matrix);
   const auto workers = static_cast<std::size_t>(options.threads);
-  const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, workers);
+  const ThreadLimit limit(options.threads);
   Progress progress(options.frames);
   int next = 0;
   const auto number = [&](tbb::flow_control& flow) {

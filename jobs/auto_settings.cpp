@@ -1,12 +1,11 @@
 #include "jobs/auto_settings.h"
 
-#include <tbb/global_control.h>
-
 #include <cstdio>
 
 #include "media/frame_sampler.h"
 #include "media/reader.h"
 #include "support/interrupted.h"
+#include "support/thread_limit.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -48,7 +47,7 @@ FoundBackdrop findBackdrop(const std::string& input, const SourceOptions& source
 
 Proposal proposeSettings(const std::string& input, const SourceOptions& source, int threads,
                          const std::atomic<bool>& stop, int frames) {
-  const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(threads));
+  const ThreadLimit limit(threads);
   SettingsProposer proposer(chromaSamplingOf(input, source, threads, stop));
   const int shown = sampleFrames(input, source, {}, frames, threads, stop, [&](const Image& frame) {
     proposer.add(frame.argb.data(), frame.width, frame.height);

@@ -1,7 +1,6 @@
 #include "jobs/frame_pipeline.h"
 
 #include <tbb/enumerable_thread_specific.h>
-#include <tbb/global_control.h>
 #include <tbb/parallel_pipeline.h>
 
 #include <algorithm>
@@ -10,6 +9,7 @@
 #include <memory>
 
 #include "support/thread_handover.h"
+#include "support/thread_limit.h"
 
 namespace kalvetra {
 
@@ -85,7 +85,7 @@ void keyFrames(ClipReader& clip, const ColorTags& color, const Keying& keying, C
                const std::vector<Route>& routes, int threads, const std::atomic<bool>& stop,
                const std::function<void(const WrittenFrame&)>& written) {
   const auto workers = static_cast<std::size_t>(threads);
-  const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, workers);
+  const ThreadLimit limit(threads);
   tbb::enumerable_thread_specific<FrameKeyer> keyers(
       [&] { return FrameKeyer(color, keying.conversion, keying.fields); });
   std::vector<PacketPtr> behindLastFrame;

@@ -2,6 +2,7 @@
 // sanitizers watch for leaks. In KALVETRA_EVERY_ALLOCATION's presence no place is passed over, which takes minutes.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <tbb/parallel_for.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include "cli/program.h"
+#include "support/thread_limit.h"
 #include "tests/support/run_program.h"
 #include "tests/support/scratch_folder.h"
 
@@ -56,6 +58,7 @@ namespace {
 
 using kalvetra::test::ScratchFolder;
 
+constexpr unsigned kSecondsToHang = 60;
 constexpr int kSufficed = 77;  // exit status of a run in which no allocation failed
 
 class OutOfMemory : public testing::Test {
@@ -119,6 +122,7 @@ class OutOfMemory : public testing::Test {
     for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
     if (chdir(out.path("").c_str()) != 0 || std::freopen(source_.path("said").c_str(), "w", stderr) == nullptr)
       _exit(3);
+    alarm(kSecondsToHang);
     allocationsLeft = before;
     const int status = kalvetra::runProgram(static_cast<int>(argv.size()), argv.data());
     failsOn = false;
@@ -148,6 +152,34 @@ TEST_F(OutOfMemory, SeveralOutputsAreTakenBack) {
   walk({"key", clip(), "out-%03d.png", "--key-color", "#20b040", "--also", "matte=m-%03d.png", "--progress", "none",
         "--threads", "2"},
        false);
+}
+
+TEST_F(OutOfMemory, NeitherDoesMemoryThatStaysOutLeaveASequence) {
+  walk({"key", clip(), "out-%03d.png", "--key-color", "#20b040", "--also", "matte=m-%03d.png", "--progress", "none",
+        "--threads", "2"},
+       true);
+}
+
+// oneTBB waits for ever behind some failures of its own. Each in a new process, where it has nothing yet.
+TEST(ThreadLimit, EndsThoughTheLibraryHasNoMemoryToBegin) {
+  for (long before = 0; before < 20; ++before) {
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      alarm(kSecondsToHang);
+      failsOn = false;
+      allocationsLeft = before;
+      try {
+        const kalvetra::ThreadLimit limit(2);
+        tbb::parallel_for(0, 100, [](int) {});
+      } catch (const std::bad_alloc&) {
+      }
+      _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(0, status) << "after " << before;
+  }
 }
 
 }  // namespace
