@@ -49,8 +49,8 @@ void addRateOption(CLI::App& command, SourceOptions& source) {
   const auto takeRate = [&source](const std::string& text) {
     const std::optional<AVRational> rate = parseFrameRate(text);
     if (!rate) {
-      throw CLI::ValidationError("--rate", "'" + text + "' is no rate; give pictures a second up to " +
-                                               std::to_string(kLargestFrameRate) + ", like 24, 23.976 or 30000/1001");
+      throw CLI::ValidationError("--rate", "'" + text + "' is no rate; give pictures a second, " + kFrameRateRange +
+                                               ", like 24, 23.976 or 30000/1001");
     }
     source.sequenceRate = *rate;
   };

@@ -76,7 +76,7 @@ void tell(const JobResult& result, const KeyJob& job, const Progress& progress) 
     const std::string target = written(job).empty() ? "" : " to " + written(job);
     if (result.damage.empty()) note("keyed " + counted(result.keyedNow, "frame") + " in " + speed(progress) + target);
   } catch (const std::bad_alloc&) {
-    note("all is written; there was no memory to tell more of it");
+    if (result.damage.empty()) note("done; there was no memory to tell more of it");
   }
   if (result.damage.empty()) return;
   throw UserError(result.damage + (written(job).empty() ? "" : " and went to " + written(job)));

@@ -36,7 +36,7 @@ AVRational parseNumber(const std::string& text) {
 
 std::optional<AVRational> parseFrameRate(const std::string& text) {
   const AVRational rate = parseNumber(text);
-  if (rate.num < 1 || rate.den < 1 || av_q2d(rate) > kLargestFrameRate) return std::nullopt;
+  if (rate.den < 1 || av_q2d(rate) < kSmallestFrameRate || av_q2d(rate) > kLargestFrameRate) return std::nullopt;
   return rate;
 }
 

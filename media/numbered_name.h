@@ -20,6 +20,7 @@ std::string numberedName(const std::string& name, int number);
 // A numbered name, taken apart at its number.
 class NumberedName {
  public:
+  // The name is a numbered one: isNumberedName().
   explicit NumberedName(const std::string& name);
 
   std::string with(std::string digits) const;

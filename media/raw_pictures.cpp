@@ -37,7 +37,7 @@ RawPictures parseRawPictures(const std::string& text) {
     refuse(text, "names a size outside 1..65535");
   }
   const std::optional<AVRational> rate = parseFrameRate(fps);
-  if (!rate) refuse(text, "names no frame rate above 0 and up to " + std::to_string(kLargestFrameRate));
+  if (!rate) refuse(text, std::string("names no frame rate ") + kFrameRateRange);
   raw.rate = *rate;
   const std::string format = name;
   raw.format = av_get_pix_fmt(name);

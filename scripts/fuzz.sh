@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 what=$1
 shift
 
-scripts/install.sh --tests --clang
+scripts/install.sh --clang
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz
 

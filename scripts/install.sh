@@ -24,7 +24,7 @@ for part in "$@"; do
       debian+=(libbenchmark-dev ffmpeg frei0r-plugins)
       mac+=(google-benchmark)
       ;;
-    --clang) debian+=(clang-16 libclang-rt-16-dev llvm) ;;
+    --clang) debian+=(libgtest-dev clang-16 libclang-rt-16-dev llvm) ;;
     --old-x86) debian+=(libgtest-dev ffmpeg qemu-user-static) ;;
     --aarch64)
       debian=(cmake ninja-build g++-12-aarch64-linux-gnu libhwy-dev:arm64 libgtest-dev:arm64 nlohmann-json3-dev qemu-user-static)

@@ -108,6 +108,8 @@ TEST(PickCommand, RefusesInOneSentence) {
       {pick(clip + " --at 99999,99999,99999,99999"), 1, "is not inside the picture"},
       {pick(clip + " --at 5,5,0,3"), 2, "is empty"},
       {pick(clip + " --at 5,5,3"), 2, "is no area; give x,y or x,y,width,height"},
+      {pick(clip + " --at 5,5,3,4x"), 2, "is no area"},
+      {pick(clip + " --at 123456,1"), 2, "is no area"},
       {pick(clip + " --at -1,5"), 2, "--at"},
       {pick(clip + " --frames 0"), 2, "--frames"},
       {pick(clip + " --settings --at 1,1"), 2, "excludes"},
