@@ -4,6 +4,8 @@
 #include <tbb/global_control.h>
 #include <tbb/task_arena.h>
 
+#include <cstddef>
+
 namespace kalvetra {
 
 // As long as it lives, oneTBB works with at most that many threads (from 1), the calling one among them.

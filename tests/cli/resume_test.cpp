@@ -37,7 +37,7 @@ class Resume : public testing::Test {
   static std::string hashOfMovie(const std::string& path) {
     return need(kFfmpeg + "-i " + path + " -map 0:v -pix_fmt rgba -f framehash - | grep -v '#' | sed 's/.*,//'");
   }
-  // A run that gets the signal as soon as the journal in that folder has a segment more.
+  // A run that gets the signal as soon as the journal in that folder has one segment more.
   static Outcome endedBehindASegment(const std::string& command, const std::string& signal, const std::string& folder) {
     return run("lines() { cat " + folder + "/journal 2>/dev/null | wc -l; }; had=$(lines); [ $had -gt 0 ] || had=1; " +
                command + " & while kill -0 $! 2>/dev/null && [ $(lines) -le $had ]; do sleep 0.01; done; kill -s " +
@@ -63,7 +63,8 @@ TEST_F(Resume, TenInterruptionsDoNotShowAndNoFrameIsKeyedTwice) {
                                       command(out_.path("parts.mkv"), "--resume --receipt " + out_.path("parts.json")),
                                   "TERM", out_.path(".parts.mkv.unfinished"));
     if (outcome.status == 0) break;
-    ASSERT_EQ(130, outcome.status) << outcome.output;
+    // 143: before the program had begun.
+    ASSERT_TRUE(outcome.status == 130 || outcome.status == 143) << outcome.status << ": " << outcome.output;
     EXPECT_FALSE(fs::exists(out_.path("parts.mkv")));
     const int now = numberIn(outcome.output, "interrupted; (\\d+) frame");
     if (now >= 0) {
@@ -71,7 +72,7 @@ TEST_F(Resume, TenInterruptionsDoNotShowAndNoFrameIsKeyedTwice) {
       kept = now;
     }
   }
-  EXPECT_EQ(130, outcome.status) << "the clip was done before it had been interrupted ten times";
+  EXPECT_NE(0, outcome.status) << "the clip was done before it had been interrupted ten times";
   EXPECT_GT(kept, 0);
   const std::string last = need(command(out_.path("parts.mkv"), "--resume --receipt " + out_.path("parts.json")));
   EXPECT_EQ(kFrames, kept + numberIn(last, "keyed (\\d+) frame")) << last;
