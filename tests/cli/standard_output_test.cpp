@@ -45,8 +45,8 @@ TEST(StandardOutput, AReaderThatGoesAwayGetsOneSentence) {
   for (const std::string target : {" -", " - -f hash"}) {
     const std::string arguments = clip.path + target + " --key-color '#2da54b'";
     // It waits until the reader has gone for certain.
-    need("bash -c \"(sleep 0.3; " + key(arguments) + " 2> " + out.path("said") +
-         ") | true; echo \\${PIPESTATUS[0]} > " + out.path("status") + "\"");
+    need("bash -c \"(sleep 1; " + key(arguments) + " 2> " + out.path("said") + ") | true; echo \\${PIPESTATUS[0]} > " +
+         out.path("status") + "\"");
     std::ifstream status(out.path("status")), said(out.path("said"));
     const std::string text{std::istreambuf_iterator<char>(said), {}};
     int code = -1;

@@ -24,12 +24,14 @@ TEST(PreviewCommand, OpensThePageWithoutNamingIt) {
   const std::string clip = test::makeGreenClip(folder, "clip.mp4", 5);
   std::ofstream(folder.path("xdg-open")) << "#!/bin/sh\necho \"$@\" > " << folder.path("seen")
                                          << "\nstat -c %a \"$1\" \"${1%/*}\" > " << folder.path("modes")
-                                         << "\ncp \"$1\" " << folder.path("page") << "\n";
+                                         << "\ncp \"$1\" " << folder.path("copy") << "\nmv " << folder.path("copy")
+                                         << " " << folder.path("page") << "\n";
   test::need("chmod 755 " + folder.path("xdg-open"));
   test::need("mkdir \"" + temporary.path("it's") + "\"");
   const std::string address =
-      test::need("TMPDIR=\"" + temporary.path("it's") + "\" PATH=" + folder.path("") +
-                 ":$PATH DISPLAY=:9 timeout --preserve-status -s INT 3 " + test::kKalvetra + " preview " + clip);
+      test::need("TMPDIR=\"" + temporary.path("it's") + "\" PATH=" + folder.path("") + ":$PATH DISPLAY=:9 " +
+                 test::kKalvetra + " preview " + clip + " & until [ -e " + folder.path("page") +
+                 " ] || ! kill -0 $!; do sleep 0.05; done; kill -s INT $!; wait $!");
   const auto text = [&](const char* name) { return test::need("cat " + folder.path(name)); };
   ASSERT_EQ(0U, address.rfind("http://127.0.0.1:", 0)) << address;
   const std::string whole = address.substr(0, address.find('\n'));

@@ -38,10 +38,10 @@ class RawConnection {
     }
     return true;
   }
-  // So many bytes, or fewer where no more come within two seconds.
+  // So many bytes, or fewer where no more come within ten seconds.
   std::string receive(std::size_t most) const {
     std::string got;
-    for (char c = 0; got.size() < most && wait(POLLIN, 2000) && ::recv(socket_, &c, 1, 0) == 1;) got += c;
+    for (char c = 0; got.size() < most && wait(POLLIN, 10000) && ::recv(socket_, &c, 1, 0) == 1;) got += c;
     return got;
   }
   bool isClosedWithin(std::chrono::milliseconds time) const {

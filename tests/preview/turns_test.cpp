@@ -29,8 +29,9 @@ TEST(Turns, ANewerRequestDropsThoseThatWait) {
   std::optional<Turns::Turn> first(std::in_place, turns, "a", 1);
   auto waiting = std::async([&] { return statusOf(turns, "a", 2); });
   auto other = std::async([&] { return statusOf(turns, "b", 1); });
-  EXPECT_EQ(std::future_status::timeout, waiting.wait_for(50ms));
+  for (int looks = 0; !first->isOvertaken() && looks < 2000; ++looks) std::this_thread::sleep_for(5ms);
   EXPECT_TRUE(first->isOvertaken()) << "so that it can be left where it can";
+  EXPECT_EQ(std::future_status::timeout, waiting.wait_for(50ms));
   auto newest = std::async([&] { return statusOf(turns, "a", 3); });
   EXPECT_EQ(409, waiting.get()) << "although no turn was free";
   EXPECT_EQ(std::future_status::timeout, other.wait_for(20ms));
@@ -50,7 +51,8 @@ TEST(Turns, NoMoreThanAllowedAtOnce) {
       const int together = ++now;
       for (int known = most; known < together && !most.compare_exchange_weak(known, together);) {
       }
-      std::this_thread::sleep_for(5ms);
+      // Until there is another, and long enough for a third.
+      for (int looks = 0; looks == 0 || (most < 2 && looks < 2000); ++looks) std::this_thread::sleep_for(5ms);
       --now;
     });
   }
@@ -71,9 +73,10 @@ TEST(Precedence, BackgroundWorkGivesWay) {
   std::optional<Precedence::Urgent> urgent(std::in_place, precedence);
   auto work = std::async([&] { precedence.giveWay(stop); });
   EXPECT_EQ(std::future_status::timeout, work.wait_for(50ms));
+  const auto over = std::chrono::steady_clock::now();
   urgent.reset();
-  EXPECT_EQ(std::future_status::timeout, work.wait_for(50ms)) << "another request may follow at once";
-  EXPECT_EQ(std::future_status::ready, work.wait_for(10s));
+  ASSERT_EQ(std::future_status::ready, work.wait_for(10s));
+  EXPECT_GE(std::chrono::steady_clock::now() - over, 50ms) << "another request may follow at once";
   urgent.emplace(precedence);
   auto stopped = std::async([&] { precedence.giveWay(stop); });
   stop = true;
