@@ -297,8 +297,8 @@ TEST(KeyCommand, AnInterruptLeavesNothing) {
   const std::string input = inputs().folder.path("long.mp4");
   need(kFfmpeg + "-stream_loop 60 -i " + inputs().small + " -c copy " + input);
   for (const char* name : {"o.webm", "o-%05d.png"}) {
-    const Outcome outcome = run(key(input + " " + out.path(name)) + " & until [ -n \"$(ls -A " + out.path("") +
-                                ")\" ] || ! kill -0 $!; do sleep 0.05; done; sleep 0.5; kill -s INT $!; wait $!");
+    const std::string isMidway = "[ -n \"$(ls -A " + out.path("") + ")\" ] && sleep 0.5";
+    const Outcome outcome = signalledOnce(isMidway, key(input + " " + out.path(name)), "INT");
     EXPECT_EQ(130, outcome.status) << outcome.output;
     expectHas(outcome.output, "interrupted");
     EXPECT_TRUE(out.isEmpty());

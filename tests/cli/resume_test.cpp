@@ -39,9 +39,8 @@ class Resume : public testing::Test {
   }
   // A run that gets the signal as soon as the journal in that folder has one segment more.
   static Outcome endedBehindASegment(const std::string& command, const std::string& signal, const std::string& folder) {
-    return run("lines() { cat " + folder + "/journal 2>/dev/null | wc -l; }; had=$(lines); [ $had -gt 0 ] || had=1; " +
-               command + " & while kill -0 $! 2>/dev/null && [ $(lines) -le $had ]; do sleep 0.01; done; kill -s " +
-               signal + " $! 2>/dev/null; wait $!");
+    const std::string lines = "lines() { cat " + folder + "/journal 2>/dev/null | wc -l; }; ";
+    return signalledOnce("[ $(lines) -gt $had ]", lines + "had=$(lines); [ $had -gt 0 ] || had=1; " + command, signal);
   }
   static int numberIn(const std::string& text, const std::string& pattern) {
     std::smatch match;

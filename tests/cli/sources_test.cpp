@@ -105,8 +105,8 @@ TEST(StandardInput, AnInterruptEndsTheWait) {
   const ScratchFolder folder;
   const std::string pipe = folder.path("pipe");
   need("mkfifo " + pipe);
-  const Outcome outcome =
-      run("(sleep 9 > " + pipe + " 2>/dev/null &); timeout -s INT 3 " + key("- -f null --key-color 0,255,0 < ") + pipe);
+  const Outcome outcome = run("(sleep 9 > " + pipe + " 2>/dev/null &); timeout -k 3 -s INT 3 " +
+                              key("- -f null --key-color 0,255,0 < ") + pipe);
   EXPECT_NE(std::string::npos, outcome.output.find("interrupted")) << outcome.output;
 }
 

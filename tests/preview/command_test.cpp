@@ -28,10 +28,10 @@ TEST(PreviewCommand, OpensThePageWithoutNamingIt) {
                                          << " " << folder.path("page") << "\n";
   test::need("chmod 755 " + folder.path("xdg-open"));
   test::need("mkdir \"" + temporary.path("it's") + "\"");
-  const std::string address =
-      test::need("TMPDIR=\"" + temporary.path("it's") + "\" PATH=" + folder.path("") + ":$PATH DISPLAY=:9 " +
-                 test::kKalvetra + " preview " + clip + " & until [ -e " + folder.path("page") +
-                 " ] || ! kill -0 $!; do sleep 0.05; done; kill -s INT $!; wait $!");
+  const std::string command = "TMPDIR=\"" + temporary.path("it's") + "\" PATH=" + folder.path("") +
+                              ":$PATH DISPLAY=:9 timeout 60 " + test::kKalvetra + " preview " + clip;
+  const auto [status, address] = test::signalledOnce("[ -e " + folder.path("page") + " ]", command, "INT");
+  EXPECT_EQ(0, status);
   const auto text = [&](const char* name) { return test::need("cat " + folder.path(name)); };
   ASSERT_EQ(0U, address.rfind("http://127.0.0.1:", 0)) << address;
   const std::string whole = address.substr(0, address.find('\n'));

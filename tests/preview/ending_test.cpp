@@ -1,5 +1,8 @@
 // The real program: downloads over HTTP, and its end while it works.
+#include <atomic>
+#include <chrono>
 #include <fstream>
+#include <thread>
 
 #include "tests/preview/running_preview.h"
 #include "tests/preview/work_fixture.h"

@@ -3,9 +3,11 @@
 
 #include <sys/stat.h>
 
+#include <chrono>
 #include <fstream>
 #include <iterator>
 #include <random>
+#include <thread>
 
 #include "tests/preview/work_fixture.h"
 

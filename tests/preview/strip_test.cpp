@@ -1,9 +1,11 @@
 // The strip's figures are those of the keyed clip, and it starts over as often as it is told to.
 #include "preview/matte_strip.h"
 
+#include <chrono>
 #include <fstream>
 #include <optional>
 #include <random>
+#include <thread>
 
 #include "parameters/preset.h"
 #include "tests/preview/work_fixture.h"

@@ -3,12 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <future>
 #include <optional>
 #include <thread>
 
 #include "preview/precedence.h"
 #include "preview/routes.h"
+#include "tests/support/wait_for.h"
 
 namespace kalvetra {
 namespace {
@@ -29,8 +31,7 @@ TEST(Turns, ANewerRequestDropsThoseThatWait) {
   std::optional<Turns::Turn> first(std::in_place, turns, "a", 1);
   auto waiting = std::async([&] { return statusOf(turns, "a", 2); });
   auto other = std::async([&] { return statusOf(turns, "b", 1); });
-  for (int looks = 0; !first->isOvertaken() && looks < 2000; ++looks) std::this_thread::sleep_for(5ms);
-  EXPECT_TRUE(first->isOvertaken()) << "so that it can be left where it can";
+  test::waitFor([&] { return first->isOvertaken(); }, std::identity());  // so that it can be left where it can
   EXPECT_EQ(std::future_status::timeout, waiting.wait_for(50ms));
   auto newest = std::async([&] { return statusOf(turns, "a", 3); });
   EXPECT_EQ(409, waiting.get()) << "although no turn was free";
@@ -51,8 +52,8 @@ TEST(Turns, NoMoreThanAllowedAtOnce) {
       const int together = ++now;
       for (int known = most; known < together && !most.compare_exchange_weak(known, together);) {
       }
-      // Until there is another, and long enough for a third.
-      for (int looks = 0; looks == 0 || (most < 2 && looks < 2000); ++looks) std::this_thread::sleep_for(5ms);
+      test::waitFor([&] { return most >= 2; }, std::identity());
+      std::this_thread::sleep_for(5ms);  // long enough for a third
       --now;
     });
   }

@@ -5,13 +5,11 @@
 #include <signal.h>
 #include <sys/resource.h>
 
-#include <chrono>
-#include <thread>
-
 #include "preview/preview_context.h"
 #include "preview/request_json.h"
 #include "tests/support/command.h"
 #include "tests/support/scratch_folder.h"
+#include "tests/support/wait_for.h"
 
 namespace kalvetra::test {
 
@@ -46,19 +44,6 @@ class FullDisk {
   rlimit before_{};
   sighandler_t handler_;
 };
-
-// Asks again until the answer fits, for at most half a minute.
-template <class Ask, class Fits>
-auto waitFor(Ask ask, Fits fits) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  auto answer = ask();
-  while (!fits(answer) && std::chrono::steady_clock::now() < end) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    answer = ask();
-  }
-  EXPECT_TRUE(fits(answer)) << "it took more than half a minute";
-  return answer;
-}
 
 class RoutedPreview {
  public:

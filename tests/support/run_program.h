@@ -32,4 +32,10 @@ inline std::string need(const std::string& command) {
   return outcome.output;
 }
 
+// A run that gets the signal as soon as the shell finds the condition true, unless it has ended before.
+inline Outcome signalledOnce(const std::string& condition, const std::string& command, const std::string& signal) {
+  return run(command + " & until " + condition + " || ! kill -0 $! 2>/dev/null; do sleep 0.01; done; kill -s " +
+             signal + " $! 2>/dev/null; wait $!");
+}
+
 }  // namespace kalvetra::test
