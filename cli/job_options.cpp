@@ -51,11 +51,11 @@ void addInputOptions(CLI::App& command, JobOptions& options) {
   addRateOption(command, options.job.source);
   addChoice<FieldChoice>(command, "--fields", kFieldChoices,
                          "Key the two fields of interlaced pictures apart; auto: where the clip is interlaced.",
-                         [&options](FieldChoice choice) { options.job.fields = choice; })
+                         [&options](FieldChoice choice) { options.job.keying.fields = choice; })
       ->default_str("auto")
       ->group(group);
   command
-      .add_flag("--dither", options.job.dither,
+      .add_flag("--dither", options.job.keying.dither,
                 "Dither colours of more than 8 bits instead of rounding them, against banding.")
       ->group(group);
   command

@@ -7,7 +7,7 @@
 #include "cli/console.h"
 #include "cli/interrupt.h"
 #include "cli/key_options.h"
-#include "engine/KalvetraFinalCut.h"
+#include "jobs/frame_keyer.h"
 #include "media/frame_packer.h"
 #include "media/frame_sampler.h"
 #include "media/picture_writer.h"
@@ -38,17 +38,18 @@ void layOverCheckerboard(Image& image) {
   }
 }
 
-// Source, matte and result side by side.
-Image contactSheet(const Image& source, KeySettings settings) {
-  Image sheet(source.width * 3, source.height);
-  for (const int view : {kKalvetraViewSource, kKalvetraViewMatte, kKalvetraViewResult}) {
-    settings.view = view;
-    Image panel(source.width, source.height);
-    renderFrame(settings, source.argb.data(), panel.argb.data(), source.width, source.height);
+// Source, matte and result side by side, upright.
+Image contactSheet(FrameKeyer& keyer, int quarterTurns) {
+  Image sheet;
+  int left = 0;
+  for (const ShownView view : {ShownView::Source, ShownView::Matte, ShownView::Result}) {
+    Image panel = turned(keyer.view(view), quarterTurns);
     layOverCheckerboard(panel);
+    if (sheet.width == 0) sheet.resize(3 * panel.width, panel.height);
     for (int y = 0; y < panel.height; ++y) {
-      std::copy_n(panel.row(y), std::ptrdiff_t{4} * panel.width, sheet.row(y) + std::ptrdiff_t{4} * panel.width * view);
+      std::copy_n(panel.row(y), std::ptrdiff_t{4} * panel.width, sheet.row(y) + std::ptrdiff_t{4} * left);
     }
+    left += panel.width;
   }
   return sheet;
 }
@@ -60,8 +61,11 @@ void run(const StillCommand& options) {
   const AnimatedSettings settings = settleSettings(options.choice, options.input, {}, options.threads);
   savePreset(options.choice.savedPreset, settings, options);
   std::int64_t number = 0;
-  const Image source = frameAt(options.input, options.seconds, options.threads, stopRequested(), &number);
-  const Image sheet = contactSheet(source, settings.at(number));
+  Reader reader(options.input, options.threads, stopRequested());
+  const SourceFrame frame = frameShownAt(reader, options.seconds, stopRequested(), &number);
+  FrameKeyer keyer(ClipKeying(reader, {}));
+  keyer.begin(*frame.picture, settings.at(number), {});
+  const Image sheet = contactSheet(keyer, reader.format().quarterTurns());
   PictureWriter writer(output, options.output, AV_PIX_FMT_RGBA, sheet.width, sheet.height);
   writer.write(FramePacker(AV_PIX_FMT_RGBA, AVCOL_SPC_RGB).pack(sheet));
   writer.finish();

@@ -3,7 +3,6 @@
 #include <cstdio>
 
 #include "media/frame_sampler.h"
-#include "media/reader.h"
 #include "support/interrupted.h"
 #include "support/thread_limit.h"
 #include "support/user_error.h"
@@ -36,7 +35,7 @@ void checkFind(const std::string& input, int frames, bool found, double share) {
 FoundBackdrop findBackdrop(const std::string& input, const SourceOptions& source, int frames, int threads,
                            const std::atomic<bool>& stop) {
   BackdropFinder finder;
-  const int shown = sampleFrames(input, source, {}, frames, threads, stop,
+  const int shown = sampleFrames(input, source, frames, threads, stop,
                                  [&](const Image& frame) { finder.add(frame.argb.data(), frame.width, frame.height); });
   if (stop) throw Interrupted();
   double share = 0.0;
@@ -49,7 +48,7 @@ Proposal proposeSettings(const std::string& input, const SourceOptions& source, 
                          const std::atomic<bool>& stop, int frames) {
   const ThreadLimit limit(threads);
   SettingsProposer proposer(chromaSamplingOf(input, source, threads, stop));
-  const int shown = sampleFrames(input, source, {}, frames, threads, stop, [&](const Image& frame) {
+  const int shown = sampleFrames(input, source, frames, threads, stop, [&](const Image& frame) {
     proposer.add(frame.argb.data(), frame.width, frame.height);
   });
   if (stop) throw Interrupted();

@@ -4,8 +4,8 @@
 #include <memory>
 
 #include "compositing/views.h"
+#include "jobs/clip_keying.h"
 #include "jobs/shown_view.h"
-#include "media/frame_converter.h"
 #include "parameters/key_settings.h"
 
 namespace kalvetra {
@@ -21,9 +21,7 @@ struct Companions {
 // that size costs more than a conversion does.
 class FrameKeyer {
  public:
-  // With `fields` the two fields of each frame are keyed apart.
-  FrameKeyer(const ColorTags& color, const ConversionOptions& conversion, bool fields)
-      : converter_(color, conversion), fields_(fields) {}
+  explicit FrameKeyer(const ClipKeying& keying) : converter_(keying.converter()), fields_(keying.fields()) {}
 
   // Takes the frame, which is then converted; views are made when they are asked for.
   void begin(const AVFrame& frame, const KeySettings& settings, const Companions& companions);

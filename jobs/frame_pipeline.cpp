@@ -81,13 +81,12 @@ class Failure {
 
 }  // namespace
 
-void keyFrames(ClipReader& clip, const ColorTags& color, const Keying& keying, CompanionFiles& companions,
+void keyFrames(ClipReader& clip, const ClipKeying& clipKeying, const Keying& keying, CompanionFiles& companions,
                const std::vector<Route>& routes, int threads, const std::atomic<bool>& stop,
                const std::function<void(const WrittenFrame&)>& written) {
   const auto workers = static_cast<std::size_t>(threads);
   const ThreadLimit limit(threads);
-  tbb::enumerable_thread_specific<FrameKeyer> keyers(
-      [&] { return FrameKeyer(color, keying.conversion, keying.fields); });
+  tbb::enumerable_thread_specific<FrameKeyer> keyers([&] { return FrameKeyer(clipKeying); });
   std::vector<PacketPtr> behindLastFrame;
   Failure failure;
 

@@ -25,9 +25,7 @@ struct Route {
 
 struct Keying {
   AnimatedSettings settings;  // by the number of the frame in the clip
-  ConversionOptions conversion;
-  bool fields = false;
-  bool hashes = false;  // of the first route's pictures
+  bool hashes = false;        // of the first route's pictures
 };
 
 // What became of a frame; told in the clip's order, after it was written to every route.
@@ -39,7 +37,7 @@ struct WrittenFrame {
 // Reads every frame of `clip`, keys it once and writes it to each of the routes: decoding, keying and encoding overlap,
 // several frames are keyed at once, and the outputs keep the source's order. Memory holds a few frames a thread,
 // however long the clip. Once `stop` is true no further frame is read; those under way are still written.
-void keyFrames(ClipReader& clip, const ColorTags& color, const Keying& keying, CompanionFiles& companions,
+void keyFrames(ClipReader& clip, const ClipKeying& clipKeying, const Keying& keying, CompanionFiles& companions,
                const std::vector<Route>& routes, int threads, const std::atomic<bool>& stop,
                const std::function<void(const WrittenFrame&)>& written);
 

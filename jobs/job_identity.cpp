@@ -59,13 +59,13 @@ json placeIdentity(const std::optional<Position>& position) {
 
 }  // namespace
 
-std::string jobIdentity(const KeyJob& job, const AnimatedSettings& settings, bool fields) {
+std::string jobIdentity(const KeyJob& job, const AnimatedSettings& settings, const ClipKeying& keying) {
   json identity{{"look", kLookVersion},
                 {"input", fileIdentity(job.input)},
                 {"settings", json::parse(presetText(settings))},
                 {"source description", rawIdentity(job.source)},
-                {"fields", fields},
-                {"dither", job.dither},
+                {"fields", keying.fields()},
+                {"dither", keying.dithers()},
                 {"start", placeIdentity(job.range.start)},
                 {"end", placeIdentity(job.range.end)},
                 {"frames", job.range.frames},

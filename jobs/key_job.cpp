@@ -42,13 +42,12 @@ class Run {
     if (!job.receipt.empty()) receiptPlace_.emplace(job.receipt, job.replace);
     source_.emplace(job.input, job.source, job.threads, stop);
     companions_.emplace(job.companions, source_->format(), job.threads, stop);
+    clipKeying_.emplace(*source_, job.keying);
   }
 
   JobResult run() {
     noteGuesses();
     keying_.settings = listener_.settings(*source_);
-    keying_.conversion = {.dither = job_.dither, .fields = fields(), .premultiplied = source_->isPremultiplied()};
-    keying_.fields = fields();
     keying_.hashes = job_.resumable || !job_.receipt.empty() || (job_.verify && !job_.outputs.empty());
     if (job_.resumable) openJournals();
     openSinks();
@@ -60,15 +59,13 @@ class Run {
   }
 
  private:
-  bool fields() const { return keysFields(job_, source_->format()); }
-
   void noteGuesses() {
     if (!source_->colorGuess().empty()) {
       listener_.note(job_.input + " does not say how its colours are coded; taken for " + source_->colorGuess() +
                      ", by its height");
     }
     for (const std::string& sentence : companions_->guesses()) listener_.note(sentence);
-    if (fields() && job_.fields == FieldChoice::Auto)
+    if (clipKeying_->fields() && job_.keying.fields == FieldChoice::Auto)
       listener_.note(job_.input + " is interlaced: keyed field by field");
   }
 
@@ -106,7 +103,7 @@ class Run {
 
   // All outputs go on behind what every one of them has.
   void openJournals() {
-    const std::string identity = jobIdentity(job_, keying_.settings, fields());
+    const std::string identity = jobIdentity(job_, keying_.settings, *clipKeying_);
     int segments = std::numeric_limits<int>::max();
     for (JobOutput& output : outputs_) {
       output.openJournal(identity);
@@ -140,7 +137,7 @@ class Run {
     const PictureFormat& format = source_->format();
     listener_.begin(job_.range.expectedFrames(source_->expectedFrames(), format.frameRate), before);
     clip_.emplace(*source_, job_.range, before);
-    keyFrames(*clip_, format.color, keying_, *companions_, routes_, job_.threads, stop_,
+    keyFrames(*clip_, *clipKeying_, keying_, *companions_, routes_, job_.threads, stop_,
               [this](const WrittenFrame& frame) { noteWritten(frame); });
     listener_.end();
     result_.frames = before + result_.keyedNow;
@@ -240,6 +237,7 @@ class Run {
   std::deque<JobOutput> outputs_;
   std::optional<TemporaryOutput> hashPlace_, receiptPlace_;
   std::optional<Reader> source_;
+  std::optional<ClipKeying> clipKeying_;
   std::optional<ClipReader> clip_;
   std::optional<CompanionFiles> companions_;
   std::unique_ptr<PictureSink> measure_;
@@ -251,10 +249,6 @@ class Run {
 };
 
 }  // namespace
-
-bool keysFields(const KeyJob& job, const PictureFormat& clip) {
-  return job.fields == FieldChoice::On || (job.fields == FieldChoice::Auto && isInterlaced(clip.fieldOrder));
-}
 
 JobResult runKeyJob(const KeyJob& job, const JobListener& listener, const std::atomic<bool>& stop) {
   return Run(job, listener, stop).run();

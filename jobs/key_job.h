@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "jobs/clip_keying.h"
 #include "jobs/clip_range.h"
 #include "jobs/companions.h"
 #include "jobs/frame_keyer.h"
@@ -23,8 +24,6 @@ struct OutputRequest {
   Delivery delivery;
 };
 
-enum class FieldChoice { Auto, Off, On };
-
 // What a run writes instead of pictures.
 enum class Measure {
   None,
@@ -36,8 +35,7 @@ struct KeyJob {
   std::string input;
   SourceOptions source;
   ClipRange range;
-  FieldChoice fields = FieldChoice::Auto;  // Auto: as the clip says
-  bool dither = false;
+  KeyingChoice keying;
   CompanionPaths companions;
   std::string settingsRead, settingsWritten;  // files of settings, or empty: no output may have their names
   std::vector<OutputRequest> outputs;         // the first is the main one; none with a measure
@@ -52,9 +50,6 @@ struct KeyJob {
   bool resumable = false;    // goes on with an unfinished run, and can be gone on with
   bool verify = true;        // outputs are opened again and checked
 };
-
-// True where the two fields of each picture are keyed apart.
-bool keysFields(const KeyJob& job, const PictureFormat& clip);
 
 // How a job talks to its user; called from one thread at a time.
 struct JobListener {

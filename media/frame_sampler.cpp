@@ -1,26 +1,22 @@
 #include "media/frame_sampler.h"
 
 #include "media/frame_converter.h"
-#include "media/reader.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
 
 namespace {
 
-ConversionOptions optionsFor(const Reader& reader, ConversionOptions options) {
-  options.premultiplied = reader.isPremultiplied();
-  return options;
+FrameConverter converterFor(const Reader& reader) {
+  return FrameConverter(reader.format().color, {.premultiplied = reader.isPremultiplied()});
 }
 
 // Shows pictures of one clip, each in the memory of the one before.
 class Sampler {
  public:
-  Sampler(const std::string& path, const SourceOptions& source, const ConversionOptions& conversion, int threads,
-          const std::atomic<bool>& stop, const std::function<void(const Image&)>& see)
-      : reader_(path, source, threads, stop),
-        converter_(reader_.format().color, optionsFor(reader_, conversion)),
-        see_(see) {}
+  Sampler(const std::string& path, const SourceOptions& source, int threads, const std::atomic<bool>& stop,
+          const std::function<void(const Image&)>& see)
+      : reader_(path, source, threads, stop), converter_(converterFor(reader_)), see_(see) {}
 
   Reader& reader() { return reader_; }
   // The next picture. False when there is none.
@@ -41,8 +37,8 @@ class Sampler {
 
 }  // namespace
 
-int sampleFrames(const std::string& path, const SourceOptions& source, const ConversionOptions& conversion, int count,
-                 int threads, const std::atomic<bool>& stop, const std::function<void(const Image&)>& see) {
+int sampleFrames(const std::string& path, const SourceOptions& source, int count, int threads,
+                 const std::atomic<bool>& stop, const std::function<void(const Image&)>& see) {
   if (path == kStandardInput) {
     throw UserError(
         "the standard input can be read only once, so no colour can be found in it; name the backdrop's "
@@ -50,30 +46,33 @@ int sampleFrames(const std::string& path, const SourceOptions& source, const Con
   }
   int shown = 0;
   {
-    Sampler spread(path, source, conversion, threads, stop, see);
+    Sampler spread(path, source, threads, stop, see);
     for (int i = 0; i < count && !stop && spread.reader().expectedFrames() != 1; ++i) {
       if (spread.reader().seek((i + 0.5) / count) && spread.showNext()) ++shown;
     }
   }
   if (shown > 0) return shown;
-  Sampler first(path, source, conversion, threads, stop, see);  // a still, or a file that cannot be searched
+  Sampler first(path, source, threads, stop, see);  // a still, or a file that cannot be searched
   while (shown < count && !stop && first.showNext()) ++shown;
   return shown;
 }
 
-Image frameAt(const std::string& path, const SourceOptions& source, const ConversionOptions& conversion, double seconds,
-              int threads, const std::atomic<bool>& stop, std::int64_t* number) {
-  Reader reader(path, source, threads, stop);
+SourceFrame frameShownAt(Reader& reader, double seconds, const std::atomic<bool>& stop, std::int64_t* number) {
   const double unit = av_q2d(reader.format().timeBase);
   SourceFrame frame;
   for (std::int64_t before = 0; !stop && reader.next(frame); ++before) {
     if (static_cast<double>(frame.time + frame.duration) * unit > seconds) {
       if (number != nullptr) *number = before;
-      const Image image = FrameConverter(reader.format().color, optionsFor(reader, conversion)).convert(*frame.picture);
-      return turned(image, reader.format().quarterTurns());
+      return frame;
     }
   }
-  throw UserError(path + ": has no picture at " + std::to_string(seconds) + " s; name an earlier time");
+  throw UserError(reader.path() + ": has no picture at " + std::to_string(seconds) + " s; name an earlier time");
+}
+
+Image frameAt(const std::string& path, double seconds, int threads, const std::atomic<bool>& stop) {
+  Reader reader(path, threads, stop);
+  const SourceFrame frame = frameShownAt(reader, seconds, stop);
+  return turned(converterFor(reader).convert(*frame.picture), reader.format().quarterTurns());
 }
 
 }  // namespace kalvetra

@@ -6,7 +6,8 @@ namespace kalvetra {
 
 namespace {
 
-constexpr std::size_t kKept = std::size_t{64} << 20;  // bytes of a background's pictures
+constexpr KeyingChoice kAsShown{FieldChoice::Off, false};  // a background is not keyed
+constexpr std::size_t kKept = std::size_t{64} << 20;       // bytes of a background's pictures
 
 }  // namespace
 
@@ -21,7 +22,7 @@ Backgrounds::Entry& Backgrounds::entry(const std::string& over) {
   if (over.starts_with('#')) {
     fresh.picture = Background(over, clip_.format(), 1, stop_).next();
   } else {
-    fresh.file = std::make_shared<ClipFrames>(over, SourceOptions(), threads_, stop_, false, kKept);
+    fresh.file = std::make_shared<ClipFrames>(over, SourceOptions(), threads_, stop_, kAsShown, kKept);
   }
   entries_.push_front(std::move(fresh));
   if (entries_.size() > kMost) entries_.pop_back();

@@ -20,11 +20,11 @@ const std::string& searchable(const std::string& path) {
 }  // namespace
 
 ClipFrames::ClipFrames(const std::string& path, const SourceOptions& options, int threads,
-                       const std::atomic<bool>& stop, bool keysFields, std::size_t keptBytes)
+                       const std::atomic<bool>& stop, const KeyingChoice& choice, std::size_t keptBytes)
     : stop_(stop),
-      keysFields_(keysFields),
       keptConverted_(keptBytes / 2),
       description_(searchable(path), options, 1, stop),
+      keying_(description_, choice),
       access_(path, options, threads, stop, keptBytes) {
   const std::int64_t firstTime = access_.firstTime();
   index_ = std::async(std::launch::async, [this, path, options, firstTime] {
@@ -83,7 +83,7 @@ void ClipFrames::remember(std::int64_t number, const std::shared_ptr<const Image
 
 std::unique_ptr<FrameConverter> ClipFrames::takeConverter() {
   const std::lock_guard lock(mutex_);
-  if (converters_.empty()) return std::make_unique<FrameConverter>(format().color, conversion());
+  if (converters_.empty()) return std::make_unique<FrameConverter>(keying_.converter());
   auto converter = std::move(converters_.back());
   converters_.pop_back();
   return converter;

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "jobs/clip_keying.h"
 #include "media/frame_access.h"
-#include "media/frame_converter.h"
 
 namespace kalvetra {
 
@@ -22,19 +22,16 @@ class ClipFrames {
   static constexpr std::size_t kUsuallyKept = std::size_t{256} << 20;
 
   // Opens the clip and begins to index it. Throws UserError when there is no picture to be read. `stop`, once true,
-  // ends all reading; it must outlive this.
-  // Without `keysFields` interlaced pictures are converted as a whole. Up to `keptBytes` of decoded pictures are kept,
-  // and half as many of converted ones.
+  // ends all reading; it must outlive this. Up to `keptBytes` of decoded pictures are kept, and half as many of
+  // converted ones.
   ClipFrames(const std::string& path, const SourceOptions& options, int threads, const std::atomic<bool>& stop,
-             bool keysFields = true, std::size_t keptBytes = kUsuallyKept);
+             const KeyingChoice& choice = {}, std::size_t keptBytes = kUsuallyKept);
   ~ClipFrames();
 
   // Of the clip; its reader may not be moved.
   const Reader& reader() const { return description_; }
   const PictureFormat& format() const { return description_.format(); }
-  // The two fields of each picture are keyed apart, as `kalvetra key` does it by default.
-  bool fields() const { return keysFields_ && isInterlaced(format().fieldOrder); }
-  ConversionOptions conversion() const { return {.fields = fields(), .premultiplied = description_.isPremultiplied()}; }
+  const ClipKeying& keying() const { return keying_; }
 
   // How many pictures there are. Waits a few seconds for the index of a large clip, then answers what the file
   // declares.
@@ -63,9 +60,9 @@ class ClipFrames {
 
   const std::atomic<bool>& stop_;
   std::atomic<bool> closing_{false};
-  const bool keysFields_;
   const std::size_t keptConverted_;  // bytes
   const Reader description_;
+  const ClipKeying keying_;
   std::mutex decoding_;  // of access_
   FrameAccess access_;
   int generation_ = 0;  // of the numbers in use

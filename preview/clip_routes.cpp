@@ -24,7 +24,7 @@ Json notesOf(const PreviewContext& context) {
   if (!reader.colorGuess().empty()) {
     notes.push_back("The clip does not say how its colours are coded; taken for " + reader.colorGuess() + ".");
   }
-  if (context.clip.fields()) notes.push_back("The clip is interlaced: it is keyed field by field.");
+  if (context.clip.keying().fields()) notes.push_back("The clip is interlaced: it is keyed field by field.");
   if (reader.format().quarterTurns() != 0) notes.push_back("The clip asks to be turned; it is shown as it is stored.");
   if (!reader.describeGaps().empty()) notes.push_back(reader.describeGaps() + ".");
   if (!context.pick().failure.empty()) notes.push_back(context.pick().failure + ".");
@@ -67,7 +67,7 @@ Json describeClip(PreviewContext& context) {
   const std::int64_t frames = context.frames();
   Json json{
       {"name", path.filename().string()}, {"path", path.string()},      {"width", format.width},
-      {"height", format.height},          {"frames", frames},           {"interlaced", context.clip.fields()},
+      {"height", format.height},          {"frames", frames},           {"interlaced", context.clip.keying().fields()},
       {"notes", notesOf(context)},        {"look", kLookVersion},       {"alpha", hasAlpha(context.clip.reader())},
       {"version", KALVETRA_VERSION},      {"background", nullptr},      {"pick", nullptr},
       {"folders", Json::array()},         {"codecs", codecsFor(frames)}};

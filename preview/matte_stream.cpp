@@ -29,8 +29,7 @@ class Run {
         stream_(stream),
         range_(job.range),
         clip_(job.input, job.source, job.threads, stop, 0),
-        color_(clip_.reader().format().color),
-        fields_(keysFields(job, clip_.reader().format())),
+        keying_(clip_.reader(), job.keying),
         first_(range_.firstFrame(clip_.reader().format().frameRate)),
         ahead_(2 * job.threads) {
     clip_.setIndex(std::move(index));
@@ -54,7 +53,7 @@ class Run {
   void work() noexcept {
     try {
       lowerPriority();
-      FrameKeyer keyer(color_, {false, fields_}, fields_);
+      FrameKeyer keyer(keying_);
       std::int64_t index = 0;
       while (const auto picture = read(index)) {
         keyer.begin(*picture, settings_.at(first_ + index), {});
@@ -118,8 +117,7 @@ class Run {
   std::mutex mutex_;  // of what follows
   std::condition_variable delivered_;
   FrameAccess clip_;
-  const ColorTags color_;
-  const bool fields_;
+  const ClipKeying keying_;
   const std::int64_t first_, ahead_;
   std::int64_t taken_ = 0, written_ = 0;  // frames
   bool over_ = false;

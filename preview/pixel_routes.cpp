@@ -41,7 +41,7 @@ Answer pixel(const Request& request, PreviewContext& context) {
   const Renderer::Pixel found = context.renderer.pixel(number, settings, x, y);
   const auto source = context.clip.picture(number);
   const Treatment treatment =
-      treatmentAt(settings, source->argb.data(), source->width, source->height, context.clip.fields(), x, y);
+      treatmentAt(settings, source->argb.data(), source->width, source->height, context.clip.keying().fields(), x, y);
   return jsonAnswer({{"source", colorWithAlpha(found.source)},
                      {"plate", colorOf(found.plate)},
                      {"alpha", found.result[0]},

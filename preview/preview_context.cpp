@@ -30,7 +30,7 @@ PreviewContext::PreviewContext(PreviewOptions given, std::atomic<bool>& stopWord
       folders(options.folders, options.background, options.input),
       turns(kRendersAtOnce),
       clip(options.input, options.source, options.threads, stop),
-      thumbnails(options.input, options.source, options.threads, stop, true, kKeptForThumbnails),
+      thumbnails(options.input, options.source, options.threads, stop, {}, kKeptForThumbnails),
       renderer(clip),
       backgrounds(clip, options.threads, stop) {
   if (!options.preset.empty()) preset_ = readPreset(options.preset);

@@ -60,8 +60,8 @@ Renderer::DeskPtr Renderer::takeDesk(const std::shared_ptr<const Image>& source,
     }
   }
   if (!desk) {
-    const ConversionOptions conversion = clip_.conversion();
-    desk = std::make_unique<Desk>(Desk{FrameKeyer(clip_.format().color, conversion, fields), fields});
+    const ClipKeying& keying = clip_.keying();
+    desk = std::make_unique<Desk>(Desk{FrameKeyer(fields ? keying : keying.withoutFields()), fields});
   }
   if (isSame(desk)) return desk;
   desk->source = source;
@@ -104,7 +104,7 @@ RenderedView Renderer::view(const KeyedFrame& keyed, ShownView shown, const std:
   if (shown == ShownView::Source) return packed(*picture);
   const bool whole = keyed.scale == 1;
   const KeySettings settings = whole ? keyed.settings : reducedSettings(keyed.settings, keyed.scale);
-  const Seat seat(*this, takeDesk(picture, settings, whole && clip_.fields()));
+  const Seat seat(*this, takeDesk(picture, settings, whole && clip_.keying().fields()));
   FrameKeyer& keyer = (*seat).keyer;
   if (shown == ShownView::Composite) {
     const Image& keyedPicture = keyer.view(ShownView::Result);
@@ -118,9 +118,14 @@ RenderedView Renderer::view(const KeyedFrame& keyed, ShownView shown, const std:
   return rendered;
 }
 
+Image Renderer::plate(std::int64_t number, const KeySettings& settings) {
+  const Seat seat(*this, takeDesk(clip_.picture(number), settings, clip_.keying().fields()));
+  return (*seat).keyer.view(ShownView::Plate);
+}
+
 Renderer::Pixel Renderer::pixel(std::int64_t number, const KeySettings& settings, int x, int y) {
   const auto picture = clip_.picture(number);
-  const Seat seat(*this, takeDesk(picture, settings, clip_.fields()));
+  const Seat seat(*this, takeDesk(picture, settings, clip_.keying().fields()));
   FrameKeyer& keyer = (*seat).keyer;
   Pixel pixel{};
   const auto take = [&](ShownView view, unsigned char* out) {

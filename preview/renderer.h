@@ -34,6 +34,9 @@ class Renderer {
   RenderedView view(const KeyedFrame& keyed, ShownView shown, const std::shared_ptr<const Image>& background,
                     const Abandon& abandoned);
 
+  // The estimated backdrop, in host order.
+  Image plate(std::int64_t number, const KeySettings& settings);
+
   // One pixel of all of them, in host order (alpha, red, green, blue).
   struct Pixel {
     unsigned char source[4], plate[4], result[4];

@@ -47,9 +47,7 @@ Answer wheel(const Request& request, PreviewContext& context) {
   const KeyLines lines = keyLines(settings);
   Json json{{"reach", ChromaBins::kReach}, {"bins", ChromaBins::kSide}, {"key", pair(lines.key)},
             {"grey", pair(lines.grey)},    {"plate", Json::array()},    {"lines", linesAsJson(lines)}};
-  Image plate(source->width, source->height);
-  renderPlate(settings, source->argb.data(), plate.argb.data(), plate.width, plate.height);
-  for (const Chroma c : sparseChroma(plate)) json["plate"].push_back(pair(c));
+  for (const Chroma c : sparseChroma(context.renderer.plate(number, settings))) json["plate"].push_back(pair(c));
   addBins(binChroma(*source), json);
   return jsonAnswer(json);
 }

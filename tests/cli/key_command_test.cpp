@@ -315,6 +315,30 @@ TEST(KeyCommand, AFullDiskIsToldAndLeavesNothing) {
   }
 }
 
+// Interlaced and turned by its metadata, so that a still that keyed whole or upright pictures would differ.
+TEST(StillCommand, ShowsWhatTheKeyWrites) {
+  const ScratchFolder out;
+  const std::string clip = out.path("i.mov");
+  need(kFfmpeg + "-f lavfi -i testsrc2=s=96x128:r=50:d=0.2 -vf drawbox=y=40:color=0x2da54b:t=fill" +
+       ",tinterlace=interleave_top,setfield=tff -pix_fmt yuv420p -c:v libx264 -flags +ildct+ilme " + out.path("u.mov"));
+  need(kFfmpeg + "-i " + out.path("u.mov") + " -c copy -metadata:s:v rotate=90 " + clip);
+  const std::string color = " --key-color '#2da54b' ";
+  need(kKalvetra + " still " + clip + " " + out.path("s.png") + " --at 0.1" + color);
+  const Image sheet = readAll(out.path("s.png")).at(0);
+  ASSERT_EQ(3 * 128, sheet.width);
+  int panel = 0;
+  for (const char* view : {"source", "matte"}) {  // both are opaque
+    need(key(clip + " " + out.path(std::string(view) + "-%d.png") + color + "--view " + view));
+    const Image keyed = readAll(out.path(std::string(view) + "-3.png")).at(0);
+    ASSERT_EQ(128, keyed.width);
+    for (int y = 0; y < keyed.height; ++y) {
+      const unsigned char* shown = sheet.row(y) + std::ptrdiff_t{4} * 128 * panel;
+      EXPECT_TRUE(std::equal(keyed.row(y), keyed.row(y) + 4 * 128, shown)) << view << " " << y;
+    }
+    ++panel;
+  }
+}
+
 TEST(StillCommand, ShowsThreePanels) {
   const ScratchFolder out;
   need(kKalvetra + " still " + inputs().clip + " " + out.path("s.png") + " --at 0.1");

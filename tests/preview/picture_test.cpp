@@ -2,6 +2,7 @@
 #include <random>
 
 #include "media/frame_packer.h"
+#include "preview/chroma_wheel.h"
 #include "tests/preview/served_clip.h"
 #include "tests/support/command.h"
 
@@ -55,13 +56,31 @@ void expectSameAsCommand(const std::string& name, const std::string& options) {
   }
 }
 
+constexpr const char* kInterlaced =
+    "-vf tinterlace=interleave_top,setfield=tff -pix_fmt yuv422p10le -c:v prores_ks -flags +ildct+ilme "
+    "-field_order tt";
+
 TEST(PreviewPicture, IsWhatTheCommandWrites) {
   expectSameAsCommand("clip.mp4", "-pix_fmt yuv420p -c:v libx264 -preset veryfast -g 12 -bf 3");
 }
 
-TEST(PreviewPicture, IsWhatTheCommandWritesOfInterlacedClips) {
-  expectSameAsCommand("clip.mov",
-                      "-vf setfield=tff -pix_fmt yuv422p10le -c:v prores_ks -flags +ildct+ilme -field_order tt");
+TEST(PreviewPicture, IsWhatTheCommandWritesOfInterlacedClips) { expectSameAsCommand("clip.mov", kInterlaced); }
+
+TEST(PreviewWheel, ShowsThePlateThatTheCommandKeysWith) {
+  const test::ScratchFolder folder;
+  const std::string clip = test::makeGreenClip(folder, "clip.mov", 6, kInterlaced);
+  const std::string all = rawPictures(folder, clip, "plate");
+  const Json shown = test::ServedClip({.input = clip}).json("api/wheel", {{"frame", 4}, {"settings", kSettings}});
+  Image plate(160, 90);
+  for (std::size_t i = 0; i < plate.argb.size(); ++i) {  // from BGRA
+    plate.argb[i] = static_cast<unsigned char>(all.at(4 * plate.argb.size() + (i & ~std::size_t{3}) + 3 - (i & 3)));
+  }
+  const std::vector<Chroma> expected = sparseChroma(plate);
+  ASSERT_EQ(expected.size(), shown["plate"].size());
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    EXPECT_NEAR(static_cast<double>(expected[i].I), shown["plate"][i][0].get<double>(), 1e-3) << i;
+    EXPECT_NEAR(static_cast<double>(expected[i].Q), shown["plate"][i][1].get<double>(), 1e-3) << i;
+  }
 }
 
 TEST(PreviewPicture, ReducedPicturesAreMeans) {

@@ -99,6 +99,22 @@ TEST(Strip, HasTheFiguresOfTheKeyedClipAndOfItsReport) {
   EXPECT_EQ(0u, preview.get("api/strip", {{"from", "99"}})["frames"].size());
 }
 
+// With the clip's colours as they are stored, dark and half transparent, the figures would be others.
+TEST(Strip, HasTheFiguresOfAPremultipliedClip) {
+  const ScratchFolder folder;
+  const std::string clip = folder.path("clip.mov"), keyed = folder.path("keyed.mkv");
+  need(kFfmpeg + "-i " + drawClip(folder.path("plain.mkv"), "3") +
+       " -vf format=rgba,colorchannelmixer=aa=0.6,premultiply=inplace=1 -pix_fmt argb -c:v qtrle" +
+       " -movflags use_metadata_tags -metadata kalvetra_alpha=premultiplied " + clip);
+  need(key(clip + " " + keyed + " --key-color '#2da54b'"));
+  Precedence precedence;
+  MatteStrip strip(jobOf(clip), precedence);
+  strip.start(settingsFor({{"key-color", kKeyColor}}), {});
+  const std::vector<PictureQuality> expected = measured(keyed);
+  EXPECT_GT(expected.at(0).clear, 0.1);
+  expectSame(expected, ended(strip).frames);
+}
+
 TEST(Strip, KeysARangeWithTheSettingsOfEachFrame) {
   const ScratchFolder folder;
   const std::string clip = drawClip(folder.path("clip.mkv"), "14"), keyed = folder.path("keyed.mkv");

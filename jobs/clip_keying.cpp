@@ -1,0 +1,25 @@
+#include "jobs/clip_keying.h"
+
+namespace kalvetra {
+
+namespace {
+
+bool keysFields(const Reader& clip, FieldChoice choice) {
+  return choice == FieldChoice::On || (choice == FieldChoice::Auto && isInterlaced(clip.format().fieldOrder));
+}
+
+}  // namespace
+
+ClipKeying::ClipKeying(const Reader& clip, const KeyingChoice& choice)
+    : color_(clip.format().color),
+      conversion_{
+          .dither = choice.dither, .fields = keysFields(clip, choice.fields), .premultiplied = clip.isPremultiplied()},
+      fields_(conversion_.fields) {}
+
+ClipKeying ClipKeying::withoutFields() const {
+  ClipKeying whole = *this;
+  whole.fields_ = whole.conversion_.fields = false;
+  return whole;
+}
+
+}  // namespace kalvetra

@@ -1,0 +1,36 @@
+// How the pictures of a clip are keyed. Decided here alone, so that every way to a key gives the same one.
+#pragma once
+
+#include "media/frame_converter.h"
+#include "media/reader.h"
+
+namespace kalvetra {
+
+enum class FieldChoice { Auto, Off, On };
+
+// What the user may choose of it.
+struct KeyingChoice {
+  FieldChoice fields = FieldChoice::Auto;  // Auto: as the clip says
+  bool dither = false;
+};
+
+class ClipKeying {
+ public:
+  ClipKeying(const Reader& clip, const KeyingChoice& choice);
+
+  // The two fields of each picture are keyed apart.
+  bool fields() const { return fields_; }
+  // Sources beyond 8 bits are dithered.
+  bool dithers() const { return conversion_.dither; }
+  // Makes the pictures that the keyer gets; one for each thread.
+  FrameConverter converter() const { return FrameConverter(color_, conversion_); }
+  // For pictures made of the clip's that have no fields any more, such as reduced ones.
+  ClipKeying withoutFields() const;
+
+ private:
+  ColorTags color_;
+  ConversionOptions conversion_;
+  bool fields_;
+};
+
+}  // namespace kalvetra
