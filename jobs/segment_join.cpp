@@ -71,17 +71,13 @@ std::map<int, int> joinSegments(const JoinedMovie& movie, const Delivery& delive
   ClipMovie output(delivery, path, shownName);
   const PicturePacking packing(delivery, source.format());
   const AVRational unit = source.format().timeBase;
-  std::optional<SoundFeed> sound;
+  // What reading a segment tells of its pictures is not all that their encoder does: shape, profile and tag may be
+  // lost.
+  output.begin(packing.encoder(1, output.wantsGlobalHeader()).context(), packing.pictures(), source, movie.carried);
+  SoundFeed sound(source, movie, output);
   std::size_t next = 0;
   for (const std::filesystem::path& segment : movie.segments) {
     const InputPtr input = openSegment(segment);
-    if (next == 0) {
-      AVCodecParameters& video = *input->streams[0]->codecpar;
-      video.codec_tag = 0;
-      video.format = delivery.pixelFormat();  // alpha in a side stream does not show in the decoder's
-      output.begin(video, packing.pictures(), source, movie.carried);
-      sound.emplace(source, movie, output);
-    }
     const PacketPtr packet = makePacket();
     while (av_read_frame(input.get(), packet.get()) >= 0) {
       if (packet->stream_index != 0) {  // a track of the timecode
@@ -90,7 +86,7 @@ std::map<int, int> joinSegments(const JoinedMovie& movie, const Delivery& delive
       }
       if (next == movie.frames.size()) failSegment(segment);
       const FrameRecord& frame = movie.frames[next++];
-      sound->writeUntil(static_cast<double>(frame.time + movie.origin) * av_q2d(unit));
+      sound.writeUntil(static_cast<double>(frame.time + movie.origin) * av_q2d(unit));
       packet->pts = packet->dts = frame.time;
       packet->duration = frame.duration;
       output.writePicture(*packet, unit);
@@ -98,7 +94,7 @@ std::map<int, int> joinSegments(const JoinedMovie& movie, const Delivery& delive
     }
   }
   if (next != movie.frames.size()) failSegment(movie.segments.back());
-  sound->writeUntil(std::numeric_limits<double>::infinity());
+  sound.writeUntil(std::numeric_limits<double>::infinity());
   output.finish();
   return output.copied();
 }

@@ -73,9 +73,9 @@ std::vector<std::string> whatIsLeftOut(const OutputFormat& format, const Reader&
 ClipMovie::ClipMovie(const Delivery& delivery, const std::string& path, const std::string& shownName)
     : delivery_(delivery), movie_(delivery.format->muxer, path, shownName) {}
 
-void ClipMovie::begin(const AVCodecParameters& encoded, const PictureFormat& pictures, Reader& source,
+void ClipMovie::begin(const AVCodecContext& encoder, const PictureFormat& pictures, Reader& source,
                       const Carried& carried) {
-  AVStream& video = movie_.addStream(encoded, pictures.timeBase);
+  AVStream& video = movie_.addStream(encoder);
   video.sample_aspect_ratio = pictures.pixelAspect;
   video.avg_frame_rate = pictures.frameRate;
   keepRotation(video, pictures);

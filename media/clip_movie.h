@@ -30,9 +30,8 @@ class ClipMovie {
   ClipMovie(const Delivery& delivery, const std::string& path, const std::string& shownName);
 
   bool wantsGlobalHeader() const { return movie_.wantsGlobalHeader(); }
-  // Writes the header, and tells `source` which streams to deliver. `video` describes the encoded pictures, whose times
-  // come in `pictures.timeBase`.
-  void begin(const AVCodecParameters& video, const PictureFormat& pictures, Reader& source, const Carried& carried);
+  // Writes the header, and tells `source` which streams to deliver. `encoder` is that of the pictures.
+  void begin(const AVCodecContext& encoder, const PictureFormat& pictures, Reader& source, const Carried& carried);
 
   void writePicture(AVPacket& packet, AVRational timeBase);
   // Takes those of the packets that the file holds; they stay the caller's.

@@ -6,15 +6,6 @@ namespace kalvetra {
 
 namespace {
 
-AVCodecParameters& described(const AVCodecContext& encoder, AVCodecParameters& parameters) {
-  if (avcodec_parameters_from_context(&parameters, &encoder) < 0) throw std::bad_alloc();
-  return parameters;
-}
-
-struct ParametersDeleter {
-  void operator()(AVCodecParameters* p) const { avcodec_parameters_free(&p); }
-};
-
 // Pictures as they are written: upright where the container cannot say how to turn them.
 PictureFormat writtenPictures(const PictureFormat& source, const OutputFormat& format) {
   PictureFormat pictures = source;
@@ -49,7 +40,8 @@ AVColorTransferCharacteristic transferOf(const PictureFormat& source, const Deli
 }  // namespace
 
 PicturePacking::PicturePacking(const Delivery& delivery, const PictureFormat& source)
-    : quarterTurns_(delivery.format->keepsDisplayMatrix ? 0 : source.quarterTurns()),
+    : delivery_(delivery),
+      quarterTurns_(delivery.format->keepsDisplayMatrix ? 0 : source.quarterTurns()),
       fields_(delivery.format->keepsFields && quarterTurns_ == 0 && isInterlaced(source.fieldOrder)),
       pictures_(writtenPictures(source, *delivery.format)),
       color_(writtenColor(pictures_.color, delivery.pixelFormat())),
@@ -57,6 +49,10 @@ PicturePacking::PicturePacking(const Delivery& delivery, const PictureFormat& so
 
 FramePtr PicturePacking::pack(const Image& image) const {
   return quarterTurns_ == 0 ? packer_.pack(image, fields_) : packer_.pack(turned(image, quarterTurns_));
+}
+
+VideoEncoder PicturePacking::encoder(int threads, bool globalHeader) const {
+  return {*delivery_.format, delivery_.pixelFormat(), pictures_, color_, threads, globalHeader};
 }
 
 Writer::Writer(const Delivery& delivery, const TemporaryOutput& output, const std::string& shownName, Reader& source,
@@ -68,23 +64,14 @@ Writer::Writer(const Delivery& delivery, const TemporaryOutput& output, const st
       throw UserError(shownName +
                       ": only picture files are numbered, like name-%05d.png or .exr; name one file without a %");
     }
-    openMovie(delivery, part.movie.empty() ? output.path() : part.movie, source, threads, part.carried);
+    movie_ = std::make_unique<ClipMovie>(delivery, part.movie.empty() ? output.path() : part.movie, shownName);
+    encoder_.emplace(packing_.encoder(threads, movie_->wantsGlobalHeader()));
+    movie_->begin(encoder_->context(), packing_.pictures(), source, part.carried);
   } else {
-    encoder_ = std::make_unique<VideoEncoder>(format, delivery.pixelFormat(), packing_.pictures(), packing_.color(),
-                                              threads, false);
+    encoder_.emplace(packing_.encoder(threads));
     pictureFiles_ = std::make_unique<PictureFiles>(output, shownName, part.firstPicture);
   }
   leftOut_ = whatIsLeftOut(format, source, part.carried, movie_ ? movie_->copied() : std::map<int, int>());
-}
-
-void Writer::openMovie(const Delivery& delivery, const std::string& path, Reader& source, int threads,
-                       const Carried& carried) {
-  movie_ = std::make_unique<ClipMovie>(delivery, path, shownName_);
-  encoder_ = std::make_unique<VideoEncoder>(*delivery.format, delivery.pixelFormat(), packing_.pictures(),
-                                            packing_.color(), threads, movie_->wantsGlobalHeader());
-  const std::unique_ptr<AVCodecParameters, ParametersDeleter> parameters(avcodec_parameters_alloc());
-  if (!parameters) throw std::bad_alloc();
-  movie_->begin(described(encoder_->context(), *parameters), packing_.pictures(), source, carried);
 }
 
 void Writer::write(PackedPicture picture, std::int64_t time, std::int64_t duration) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,8 +29,11 @@ class PicturePacking {
 
   const PictureFormat& pictures() const { return pictures_; }
   const ColorTags& color() const { return color_; }
+  // The encoder of such an output, whoever writes it. What it says of itself is what the file's header must say.
+  VideoEncoder encoder(int threads, bool globalHeader = false) const;
 
  private:
+  Delivery delivery_;
   int quarterTurns_;        // to be turned in the pixels
   bool fields_;             // the pictures are written as two fields
   PictureFormat pictures_;  // as they are written
@@ -55,15 +59,13 @@ class Writer : public PictureSink {
   void finish() override;
 
  private:
-  void openMovie(const Delivery& delivery, const std::string& path, Reader& source, int threads,
-                 const Carried& carried);
   void deliver(AVPacket& packet);
 
   std::string shownName_;
   PicturePacking packing_;
   std::unique_ptr<ClipMovie> movie_;  // one of the two
   std::unique_ptr<PictureFiles> pictureFiles_;
-  std::unique_ptr<VideoEncoder> encoder_;
+  std::optional<VideoEncoder> encoder_;
   std::vector<std::string> leftOut_;
 };
 
