@@ -96,13 +96,13 @@ void JobOutput::finish(const KeyJob& job, const ClipReader& clip, const JobListe
   noteLeftOut(whatIsLeftOut(*request_.delivery.format, source, movie.carried, copied), listener);
 }
 
-Proof JobOutput::check(const KeyJob& job, const Reader& source, std::int64_t frames,
+Proof JobOutput::check(const KeyJob& job, const Reader& source, const std::vector<FrameRecord>& frames,
                        const std::atomic<bool>& stop) const {
   if (place_->isStandardOutput()) return {};
   Promise promise;
   promise.delivery = request_.delivery;
   promise.frames = frames;
-  promise.samples = samples_.chosen(frames);
+  promise.samples = samples_.chosen(static_cast<std::int64_t>(frames.size()));
   promise.pictures = source.format();
   promise.soundStreams = soundStreams_;
   promise.timecode = timecodeOf(source, job.range.firstFrame(source.format().frameRate));

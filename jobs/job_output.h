@@ -35,8 +35,9 @@ class JobOutput {
 
   // Completes the file, which still lies in its hidden place.
   void finish(const KeyJob& job, const ClipReader& clip, const JobListener& listener, const std::atomic<bool>& stop);
-  // Compares it with what was keyed.
-  Proof check(const KeyJob& job, const Reader& source, std::int64_t frames, const std::atomic<bool>& stop) const;
+  // Compares it with what was keyed, all of `frames`.
+  Proof check(const KeyJob& job, const Reader& source, const std::vector<FrameRecord>& frames,
+              const std::atomic<bool>& stop) const;
   // Closes it and makes it ready for its place. Throws UserError when it could not be put there.
   void prepare();
   // Puts it in its place.

@@ -111,11 +111,10 @@ class Run {
     }
     for (JobOutput& output : outputs_) output.keepSegments(segments);
     if (segments == 0) return;
-    listener_.note("going on behind " + counted(framesBefore(), "frame") + " of an unfinished run");
+    frames_ = outputs_.front().journal().frames();
+    listener_.note("going on behind " + counted(static_cast<std::int64_t>(frames_.size()), "frame") +
+                   " of an unfinished run");
   }
-
-  const std::vector<FrameRecord>& framesKept() const { return outputs_.front().journal().frames(); }
-  std::int64_t framesBefore() const { return job_.resumable ? static_cast<std::int64_t>(framesKept().size()) : 0; }
 
   void openSinks() {
     if (job_.measure == Measure::Null) measure_ = std::make_unique<NullSink>();
@@ -133,7 +132,7 @@ class Run {
   }
 
   void keyAll() {
-    const std::int64_t before = framesBefore();
+    const auto before = static_cast<std::int64_t>(frames_.size());
     const PictureFormat& format = source_->format();
     listener_.begin(job_.range.expectedFrames(source_->expectedFrames(), format.frameRate), before);
     clip_.emplace(*source_, job_.range, before);
@@ -150,7 +149,7 @@ class Run {
   void noteWritten(const WrittenFrame& frame) {
     ++result_.keyedNow;
     result_.status += frame.status;
-    if (keying_.hashes) hash_.add(frame.record.hash);
+    if (keying_.hashes) frames_.push_back(frame.record);
     if (job_.resumable) segment_.push_back(frame.record);
     if (segment_.size() == kSegmentFrames) closeSegment();
     listener_.frameDone();
@@ -196,7 +195,7 @@ class Run {
     if (stop_) throwInterrupted();
     if (keying_.hashes) result_.clipHash = clipHash();
     for (JobOutput& output : outputs_) {
-      const Proof proof = job_.verify ? output.check(job_, *source_, result_.frames, stop_) : Proof();
+      const Proof proof = job_.verify ? output.check(job_, *source_, frames_, stop_) : Proof();
       refuseDifferences(output.request().path, proof);
       result_.outputs.push_back({output.request(), proof});
     }
@@ -217,10 +216,9 @@ class Run {
     if (receiptPlace_) receiptPlace_->commit();
   }
 
-  PictureHash clipHash() {
-    if (!job_.resumable) return hash_.finish();
+  PictureHash clipHash() const {
     ClipHash all;
-    for (const FrameRecord& frame : framesKept()) all.add(frame.hash);
+    for (const FrameRecord& frame : frames_) all.add(frame.hash);
     return all.finish();
   }
 
@@ -243,8 +241,8 @@ class Run {
   std::unique_ptr<PictureSink> measure_;
   std::vector<Route> routes_;
   Keying keying_;
-  ClipHash hash_;
-  std::vector<FrameRecord> segment_;
+  std::vector<FrameRecord> frames_;   // written, by earlier runs too; with `keying_.hashes`
+  std::vector<FrameRecord> segment_;  // the open one's
   JobResult result_;
 };
 

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "media/clip_movie.h"
+#include "jobs/movie_proof.h"
 #include "media/frame_converter.h"
 #include "media/luma_weights.h"
 #include "media/numbered_name.h"
@@ -86,19 +86,6 @@ class Prover {
   }
 
  private:
-  void expect(bool holds, const std::string& check, const std::string& difference) {
-    if (holds) {
-      proof_.checks.push_back(check);
-    } else {
-      proof_.differences.push_back(difference);
-    }
-  }
-
-  void expectFrames(std::int64_t found) {
-    expect(found == promise_.frames, std::to_string(found) + " pictures",
-           "it holds " + std::to_string(found) + " pictures instead of " + std::to_string(promise_.frames));
-  }
-
   std::string pictureName(std::int64_t index) const {
     const std::filesystem::path path(path_);
     const std::string name = path.filename().string();  // the folder may have a pattern in its name too
@@ -107,9 +94,10 @@ class Prover {
   }
 
   void countFiles() {
+    const auto wanted = static_cast<std::int64_t>(promise_.frames.size());
     std::int64_t found = 0;
-    for (std::int64_t i = 0; i < promise_.frames; ++i) found += std::filesystem::exists(pictureName(i)) ? 1 : 0;
-    expectFrames(found);
+    for (std::int64_t i = 0; i < wanted; ++i) found += std::filesystem::exists(pictureName(i)) ? 1 : 0;
+    expectFrames(found, promise_, proof_);
     const std::int64_t more = numberedFiles() - found;
     if (more > 0) proof_.differences.push_back("nothing was keyed for " + std::to_string(more) + " of its pictures");
   }
@@ -132,40 +120,7 @@ class Prover {
   // Everything but the pictures themselves; notes when each of them is shown.
   void checkContainer() {
     Reader reader(path_, sourceOptions(), threads_, stop_);
-    for (PacketPtr packet; reader.nextPacket(packet);) {
-      if (packet->stream_index == reader.video().index) times_.push_back(packet->pts);
-    }
-    std::sort(times_.begin(), times_.end());
-    expectFrames(static_cast<std::int64_t>(times_.size()));
-    if (!format_.bare) checkTags(reader);
-    checkSound(reader);
-    const std::string timecode = timecodeOf(reader, 0);
-    if (format_.keepsTimecode && !promise_.timecode.empty()) {
-      expect(timecode == promise_.timecode, "timecode " + timecode,
-             "its timecode is '" + timecode + "' instead of " + promise_.timecode);
-    }
-  }
-
-  void checkTags(const Reader& reader) {
-    const AVDictionaryEntry* tag = av_dict_get(reader.container().metadata, kAlphaTag, nullptr, 0);
-    const std::string wanted = alphaTag(promise_.delivery), found = tag != nullptr ? tag->value : "none";
-    expect(found == wanted, "alpha said to be " + wanted, "its alpha is said to be " + found + " instead of " + wanted);
-    if (!format_.keepsColorTags) return;
-    const ColorTags& color = written_.color();
-    const ColorTags& read = reader.format().color;
-    const bool same = read.matrix == color.matrix && read.range == color.range && read.primaries == color.primaries &&
-                      read.transfer == color.transfer;
-    expect(same && reader.colorGuess().empty(), "colour tags", "its colour tags are not those of the clip");
-  }
-
-  void checkSound(const Reader& reader) {
-    int found = 0;
-    for (unsigned int i = 0; i < reader.container().nb_streams; ++i) {
-      if (reader.container().streams[i]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO) ++found;
-    }
-    const std::string tracks = found == 1 ? " sound track" : " sound tracks";
-    expect(found == promise_.soundStreams, std::to_string(found) + tracks,
-           "it has " + std::to_string(found) + tracks + " instead of " + std::to_string(promise_.soundStreams));
+    times_ = proveMovie(reader, promise_, written_, proof_);
   }
 
   // Linear light cannot be compared with the keyed colours.
@@ -225,9 +180,10 @@ class Prover {
     // The format of linear light itself demands premultiplied colours.
     if (opaque || colors_.values < kTelling || isLight()) return;
     const bool straight = colors_.straight < colors_.premultiplied;
-    expect(straight == (promise_.delivery.alpha == AlphaMode::Straight),
-           straight ? "straight colours" : "premultiplied colours",
-           straight ? "its colours are straight, not premultiplied" : "its colours are premultiplied, not straight");
+    proof_.expect(
+        straight == (promise_.delivery.alpha == AlphaMode::Straight),
+        straight ? "straight colours" : "premultiplied colours",
+        straight ? "its colours are straight, not premultiplied" : "its colours are premultiplied, not straight");
   }
 
   std::string path_;
@@ -243,6 +199,11 @@ class Prover {
 };
 
 }  // namespace
+
+void Proof::expect(bool holds, const std::string& check, const std::string& difference) {
+  if (!holds) differences.push_back(difference);
+  if (holds && !check.empty()) checks.push_back(check);
+}
 
 Proof prove(const std::string& path, const Promise& promise, int threads, const std::atomic<bool>& stop) {
   return Prover(path, promise, threads, stop).run();

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "jobs/journal.h"
 #include "media/delivery.h"
 #include "media/reader.h"
 
@@ -15,7 +16,7 @@ namespace kalvetra {
 // What a written output must turn out to be.
 struct Promise {
   Delivery delivery;
-  std::int64_t frames = 0;
+  std::vector<FrameRecord> frames;        // all pictures, with the times that they were written with
   std::map<std::int64_t, Image> samples;  // by index, as keyed: straight alpha, not turned
   PictureFormat pictures;                 // of the source
   int soundStreams = 0;
@@ -25,6 +26,9 @@ struct Promise {
 struct Proof {
   std::vector<std::string> checks;       // what was found in order, a few words each
   std::vector<std::string> differences;  // what was not, a sentence part each
+
+  // Notes the one or the other; an empty check is none of its own.
+  void expect(bool holds, const std::string& check, const std::string& difference);
 };
 
 // `path` is the output, a file or a numbered sequence, wherever it lies now. Throws UserError where it cannot be opened

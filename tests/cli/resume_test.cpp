@@ -2,6 +2,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <regex>
 
 #include "tests/support/command.h"
@@ -103,6 +104,53 @@ TEST_F(Resume, AKilledRunGoesOnInEveryKindOfOutput) {
     for (const std::string& file : out_.names()) {
       EXPECT_EQ(std::string::npos, file.find("unfinished")) << file;
       fs::remove_all(out_.path(file));
+    }
+  }
+}
+
+// Everything that ffprobe says of a file and its streams, but for its name and what follows from how much of it the
+// codec repeats at the beginning of each part.
+nlohmann::json described(const std::string& path) {
+  nlohmann::json all = nlohmann::json::parse(need("ffprobe -v error -of json -show_format -show_streams " + path));
+  all["format"].erase("filename");
+  for (nlohmann::json* part : {&all["format"], &all["streams"][0]}) {
+    part->erase("size");
+    part->erase("bit_rate");
+  }
+  return all;
+}
+
+// Pictures of odd shapes, orders, depths, times and rates.
+const std::string kOddSources[] = {
+    // DV's pixels, the bottom field first, timecode.
+    "-f lavfi -i testsrc2=s=72x58:r=25 -f lavfi -i sine=r=48000 -t 2.6 -vf setsar=64/45,setfield=bff -c:v mpeg2video "
+    "-flags +ildct+ilme -top 0 -timecode 10:00:00:00 -colorspace smpte170m -color_primaries smpte170m "
+    "-color_trc bt709 -color_range tv -c:a pcm_s16le ",
+    // Ten bits, the top field first.
+    "-f lavfi -i testsrc2=s=72x58:r=50 -f lavfi -i sine=r=48000 -t 1.3 -vf setsar=64/45,setfield=tff -c:v ffv1 "
+    "-pix_fmt yuv422p10le -field_order tt -color_range tv -c:a libopus ",
+    // To be turned, a rate of no whole number, timecode that drops frames, wide colours.
+    "-f lavfi -i testsrc2=s=72x58:r=30000/1001 -f lavfi -i sine -t 2.2 -metadata:s:v rotate=90 -c:v libx264 "
+    "-pix_fmt yuv420p -colorspace bt2020nc -color_primaries bt2020 -color_trc bt2020-10 -c:a aac "
+    "-timecode '01:00:00;00' ",
+    // The last picture stays, and the pictures begin late.
+    "-f lavfi -i testsrc2=s=72x58:r=25 -t 2.6 -c:v mjpeg -output_ts_offset 0.2 "
+    "-bsf:v 'setts=pts=PTS:dts=DTS:duration=if(eq(N\\,64)\\,9*DURATION\\,DURATION)' "};
+
+TEST_F(Resume, AJoinedMovieIsDescribedAsAnUndisturbedOne) {
+  const std::pair<std::string, std::string> kinds[] = {
+      {"prores4444", ".mov"}, {"animation", ".mov"}, {"ffv1", ".mkv"}, {"vp9", ".webm"}};
+  const std::string whole = out_.path("whole"), joined = out_.path("joined");
+  for (const std::string& options : kOddSources) {
+    const std::string source = out_.path(options.find("ffv1") != std::string::npos ? "source.mkv" : "source.mov");
+    need(kFfmpeg + options + source);
+    for (const auto& [codec, extension] : kinds) {
+      const std::string more = " -y --key-color 60,190,80 --threads 1 --codec " + codec;
+      need(key(source + " " + whole + extension + more));
+      need(key(source + " " + joined + extension + more + " --resume"));  // two segments
+      if (codec == "prores4444") expectHas(probe("stream=codec_tag_string", joined + extension), "ap4h");
+      EXPECT_EQ(described(whole + extension).dump(1), described(joined + extension).dump(1)) << codec << options;
+      EXPECT_EQ(probe("packet=pts,duration", whole + extension), probe("packet=pts,duration", joined + extension));
     }
   }
 }

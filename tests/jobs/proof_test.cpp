@@ -51,7 +51,8 @@ class ProofTest : public testing::Test {
   Promise write(const std::string& name, std::optional<AlphaMode> alpha = {}, Image (*picture)(int) = keyedPicture) {
     DeliveryRequest request;
     request.path = folder_.path(name);
-    request.alpha = alpha;
+    if (alpha != AlphaMode::None) request.alpha = alpha;
+    request.opaque = alpha == AlphaMode::None;
     Promise promise;
     promise.delivery = chooseDelivery(request);
     Reader reader(source_, 1, kNever);
@@ -61,12 +62,12 @@ class ProofTest : public testing::Test {
     for (int i = 0; i < kFrames; ++i) {
       reader.next(frame);
       writer.write(writer.pack(picture(i)), frame.time, frame.duration);
+      promise.frames.push_back({frame.time, frame.duration, {}});
       writer.writeCopied(frame.copied);
       frame.copied.clear();
     }
     writer.finish();
     output.commit();
-    promise.frames = kFrames;
     for (const int i : {0, 2, kFrames - 1}) promise.samples.emplace(i, picture(i));
     promise.pictures = reader.format();
     promise.soundStreams = writer.soundStreams();
@@ -104,8 +105,14 @@ TEST_F(ProofTest, EveryDifferenceIsNamed) {
     expectHas(found.front(), sentence);
   };
   Promise promise = good;
-  promise.frames = 6;
+  promise.frames.emplace_back();
   expect(promise, "5 pictures instead of 6");
+  promise = good;
+  promise.frames.at(2).time += 512;  // a picture's duration
+  expect(promise, "picture 3 comes 0.080 s after the first instead of 0.120 s");
+  promise = good;
+  promise.frames.back().duration *= 3;
+  expect(promise, "it lasts 0.200 s instead of 0.280 s");
   promise = good;
   promise.samples.at(2).argb[400] ^= 64;  // one alpha value of one picture
   expect(promise, "the alpha of picture 3 is off by 0.03 levels");
@@ -116,11 +123,45 @@ TEST_F(ProofTest, EveryDifferenceIsNamed) {
   promise.timecode = "01:00:00:01";
   expect(promise, "timecode is '01:00:00:00'");
   promise = good;
-  promise.pictures.color.primaries = AVCOL_PRI_BT2020;
-  expect(promise, "colour tags");
+  promise.pictures.pixelAspect = {64, 45};
+  expect(promise, "its pixels are 1:1 instead of 64:45");
+  promise = good;
+  promise.pictures.fieldOrder = FieldOrder::BottomFirst;
+  expect(promise, "its pictures are progressive instead of bottom field first");
   promise = good;
   promise.samples.emplace(kFrames, keyedPicture(0));
   expect(promise, "picture 6 cannot be read back");
+}
+
+TEST_F(ProofTest, EachColourTagCounts) {
+  const auto expectRefused = [&](const char* name, const Promise& good, auto change) {
+    Promise promise = good;
+    change(promise.pictures.color);
+    const std::vector<std::string> found = differences(name, promise);
+    EXPECT_EQ(std::vector<std::string>{"its colour tags are not those of the clip"}, found) << name;
+  };
+  const Promise good = write("c.mov");
+  expectRefused("c.mov", good, [](ColorTags& color) { color.matrix = AVCOL_SPC_BT2020_NCL; });
+  expectRefused("c.mov", good, [](ColorTags& color) { color.primaries = AVCOL_PRI_BT2020; });
+  expectRefused("c.mov", good, [](ColorTags& color) { color.transfer = AVCOL_TRC_IEC61966_2_1; });
+  // The range is the format's own: another must be in the file.
+  const Promise limited = write("c.mp4", AlphaMode::None);
+  need(kFfmpeg + "-i " + folder_.path("c.mp4") + " -map 0:v -c copy -bsf:v h264_metadata=video_full_range_flag=1 " +
+       "-color_range pc -movflags use_metadata_tags " + folder_.path("full.mp4"));
+  expectRefused("full.mp4", limited, [](ColorTags&) {});
+}
+
+TEST_F(ProofTest, ProResIsToBeTaggedAsWhatItIs) {
+  const Promise good = write("p.mov");
+  need(kFfmpeg + "-i " + folder_.path("p.mov") + " -map 0 -c copy -tag:v apch -movflags use_metadata_tags " +
+       folder_.path("hq.mov"));
+  const std::vector<std::string> found = differences("hq.mov", good);
+  ASSERT_FALSE(found.empty());
+  expectHas(found.front(), "its codec is prores (apch) instead of prores (ap4h)");
+  Promise turned = good;
+  turned.pictures.displayMatrix.emplace();
+  av_display_rotation_set(turned.pictures.displayMatrix->data(), 90);
+  EXPECT_EQ(std::vector<std::string>{"it is to be turned by 0 degrees instead of 90"}, differences("p.mov", turned));
 }
 
 TEST_F(ProofTest, StraightAndPremultipliedAreToldApart) {
