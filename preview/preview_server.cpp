@@ -16,10 +16,9 @@ namespace kalvetra {
 namespace {
 
 constexpr const char* kHost = "127.0.0.1";
-constexpr std::size_t kThreads = 32;          // a browser holds up to six connections a page
+constexpr std::size_t kThreads = 32;          // requests that are answered at once
 constexpr std::size_t kRequestsEach = 10000;  // on one connection
-constexpr time_t kIdleSeconds = 2;            // after which a connection is closed
-constexpr int kMostWaiting = 128;             // connections
+
 constexpr std::chrono::milliseconds kStopInterval{50};
 constexpr std::size_t kFilePiece = 1 << 18;  // bytes of a download at a time
 
@@ -113,8 +112,10 @@ bool isNumber(const std::string& text) {
 
 class PreviewServer::Http {
  public:
-  Http(Routes routes, int port) : routes_(std::move(routes)), token_(makeToken()) {
-    server_.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };  // the server deletes it
+  Http(Routes routes, int port, const ConnectionLimits& limits)
+      : routes_(std::move(routes)),
+        token_(makeToken()),
+        server_(kThreads, limits, [this](const httplib::Request& request) { return !refusal(request); }) {
     // The library would share the port with any other server of this user.
     server_.set_socket_options([this](socket_t socket) {
       const int yes = 1;
@@ -123,7 +124,7 @@ class PreviewServer::Http {
     });
     server_.set_tcp_nodelay(true);
     server_.set_keep_alive_max_count(kRequestsEach);
-    server_.set_keep_alive_timeout(kIdleSeconds);
+    server_.set_keep_alive_timeout(std::chrono::ceil<std::chrono::seconds>(limits.idle).count());  // as answers say
     server_.set_payload_max_length(kLargestBody);
     server_.set_default_headers(standardHeaders());
     const auto handle = [this](const httplib::Request& request, httplib::Response& response) {
@@ -141,7 +142,7 @@ class PreviewServer::Http {
       if (response.content_length_ == 0) send(errorAnswer(response.status, sentenceFor(response.status)), response);
     });
     bind(port);
-    ::listen(listening_, kMostWaiting);  // the library lets five wait, and loses others for seconds
+    ::listen(listening_, SOMAXCONN);  // the library lets five wait, and loses others for seconds
   }
 
   std::string address() const { return "http://" + authority(kHost) + "/" + token_ + "/"; }
@@ -232,7 +233,8 @@ class PreviewServer::Http {
   int port_ = 0;
 };
 
-PreviewServer::PreviewServer(Routes routes, int port) : http_(std::make_unique<Http>(std::move(routes), port)) {}
+PreviewServer::PreviewServer(Routes routes, int port, const ConnectionLimits& limits)
+    : http_(std::make_unique<Http>(std::move(routes), port, limits)) {}
 
 PreviewServer::~PreviewServer() = default;
 

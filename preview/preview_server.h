@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "preview/connection_limits.h"
 #include "preview/routes.h"
 
 namespace kalvetra {
@@ -16,7 +17,7 @@ class PreviewServer {
   static constexpr std::size_t kLargestBody = std::size_t{1} << 20;  // bytes
 
   // Serves the page's files and `routes`. Port 0: any free one. Throws UserError when the port cannot be had.
-  explicit PreviewServer(Routes routes, int port = 0);
+  explicit PreviewServer(Routes routes, int port = 0, const ConnectionLimits& limits = {});
   ~PreviewServer();
   PreviewServer(const PreviewServer&) = delete;
   PreviewServer& operator=(const PreviewServer&) = delete;

@@ -44,6 +44,21 @@ class RawConnection {
     for (char c = 0; got.size() < most && wait(POLLIN, 10000) && ::recv(socket_, &c, 1, 0) == 1;) got += c;
     return got;
   }
+  // All that comes until it ends so, or until nothing more comes within ten seconds.
+  std::string receiveTo(const std::string& end) const {
+    std::string got;
+    while (!got.ends_with(end)) {
+      const std::string next = receive(1);
+      if (next.empty()) break;
+      got += next;
+    }
+    return got;
+  }
+  // Nothing has come, nor has the other side gone.
+  bool isSilent() const {
+    char any;
+    return ::recv(socket_, &any, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
+  }
   bool isClosedWithin(std::chrono::milliseconds time) const {
     const auto end = std::chrono::steady_clock::now() + time;
     for (char bytes[4096]; std::chrono::steady_clock::now() < end;) {

@@ -6,6 +6,7 @@
 
 #include <thread>
 
+#include "preview/connection.h"
 #include "tests/preview/raw_connection.h"
 
 namespace kalvetra {
@@ -14,7 +15,8 @@ namespace {
 // A server on a port of its own, for as long as the test runs.
 class ServerTest : public ::testing::Test {
  protected:
-  ServerTest() : server_(routes()), base_(server_.address().substr(server_.address().find('/', 8))) {
+  explicit ServerTest(const ConnectionLimits& limits = {})
+      : server_(routes(), 0, limits), base_(server_.address().substr(server_.address().find('/', 8))) {
     running_ = std::thread([this] { server_.run(stop_); });
   }
   ~ServerTest() override {
@@ -35,12 +37,29 @@ class ServerTest : public ::testing::Test {
     routes.get("api/throw", [](const Request&) -> Answer { throw std::out_of_range("index"); });
     return routes;
   }
+  using Connections = std::vector<std::unique_ptr<test::RawConnection>>;
+  std::unique_ptr<test::RawConnection> connect() const { return std::make_unique<test::RawConnection>(server_.port()); }
+  // What follows a request's path, as far as every request needs it.
+  std::string head() const { return " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server_.port()) + "\r\n"; }
   httplib::Client client() const { return httplib::Client("127.0.0.1", server_.port()); }
 
   std::atomic<bool> stop_{false};
   PreviewServer server_;
   std::string base_;  // "/token/"
   std::thread running_;
+};
+
+constexpr std::chrono::minutes kForever{10};
+constexpr std::chrono::milliseconds kMoment{2};
+
+struct PatientServerTest : ServerTest {
+  PatientServerTest() : ServerTest({kForever, kForever, kForever, kForever}) {}
+};
+struct CrowdedServerTest : ServerTest {
+  CrowdedServerTest() : ServerTest({kForever, kForever, kForever, kForever, 8}) {}
+};
+struct HastyServerTest : ServerTest {
+  HastyServerTest() : ServerTest({25 * kMoment, 25 * kMoment, 25 * kMoment, 25 * kMoment}) {}
 };
 
 TEST_F(ServerTest, ServesThePageWithStrictHeaders) {
@@ -143,12 +162,14 @@ TEST_F(ServerTest, AnswersWhatIsNoRequest) {
   }
 }
 
-TEST_F(ServerTest, LooksAtTheHeadAloneBeforeItRefuses) {
+TEST_F(PatientServerTest, LooksAtTheHeadAloneBeforeItRefuses) {
   const std::string host = "Host: 127.0.0.1:" + std::to_string(server_.port()) + "\r\n";
   const std::string length = "Content-Length: 1000000\r\n";
   const struct {
     std::string head, status;
   } cases[] = {{"POST " + base_ + "api/echo HTTP/1.1\r\nHost: evil.example\r\n" + length, "403"},
+               {"GET " + base_ + " HTTP/1.1\r\n" + host + "Host: evil.example\r\n", "403"},
+               {"GET " + base_ + " HTTP/1.1\r\n" + host + host, "403"},
                {"POST /0123/api/echo HTTP/1.1\r\n" + host + length, "404"},
                {"PUT " + base_ + "api/echo HTTP/1.1\r\n" + host + length, "404"},
                {"PRI " + base_ + "api/echo HTTP/1.1\r\n" + host, "404"},
@@ -161,8 +182,8 @@ TEST_F(ServerTest, LooksAtTheHeadAloneBeforeItRefuses) {
   for (const auto& c : cases) {
     test::RawConnection connection(server_.port());
     connection.send(c.head + "\r\n");
-    EXPECT_EQ("HTTP/1.1 " + c.status, connection.receive(12)) << c.head;         // though no body ever comes
-    EXPECT_TRUE(connection.isClosedWithin(std::chrono::seconds(20))) << c.head;  // some are idle first
+    EXPECT_EQ("HTTP/1.1 " + c.status, connection.receive(12)) << c.head;  // though no body ever comes
+    EXPECT_TRUE(connection.isClosedWithin(std::chrono::seconds(20))) << c.head;
   }
 }
 
@@ -196,32 +217,66 @@ TEST_F(ServerTest, SendsNothingButTheAnswer) {
   EXPECT_EQ(200, client().Get(base_)->status);
 }
 
-TEST_F(ServerTest, IsNotHeldUpBySlowConnections) {
-  std::vector<std::unique_ptr<test::RawConnection>> slow;
-  for (int i = 0; i < 40; ++i) slow.push_back(std::make_unique<test::RawConnection>(server_.port()));
-  std::atomic<bool> over{false};
-  std::thread dripping([&] {
-    for (const auto& connection : slow) connection->send("GET / HTTP/1.1\r\nX: ");
-    while (!over) {
-      for (const auto& connection : slow) connection->send("x");
-      std::this_thread::sleep_for(std::chrono::milliseconds(200));
+TEST_F(PatientServerTest, WaitingCostsNoWorker) {
+  const std::string post = "POST " + base_ + "api/echo" + head() + "Content-Length: 1000\r\n\r\n{";
+  Connections waiting, refused;
+  for (int i = 0; i < 40; ++i) {  // more than there are workers
+    for (const std::string& begun : {std::string(), std::string("GET / HTTP/1.1\r\nX: "), post}) {
+      waiting.push_back(connect());
+      waiting.back()->send(begun);
     }
-  });
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    refused.push_back(connect());  // the server waits until its answer is read
+    refused.back()->send("POST /x" + head() + "Content-Length: 9\r\n\r\n");
+  }
   httplib::Client patient = client();
-  patient.set_read_timeout(10);
+  patient.set_read_timeout(60);
   const auto page = patient.Get(base_);
-  EXPECT_TRUE(page && page->status == 200);
-  const test::RawConnection late(server_.port());
-  late.send("GET / HTTP/1.1\r\n");
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
-  const auto begun = std::chrono::steady_clock::now();
+  ASSERT_TRUE(page);
+  EXPECT_EQ(200, page->status);
+  for (const auto& connection : waiting) EXPECT_TRUE(connection->isSilent());
   stop_ = true;
-  running_.join();
-  EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(2));
-  over = true;
-  dripping.join();
+  running_.join();  // although all of them wait
   running_ = std::thread([] {});
+}
+
+TEST_F(CrowdedServerTest, DropsStrangersThatWaitLongest) {
+  const auto known = connect();
+  const std::string request = "POST " + base_ + "api/echo" + head() + "Content-Length: 5\r\n\r\nhello";
+  known->send(request);
+  EXPECT_TRUE(known->receiveTo("\r\n\r\nhello").starts_with("HTTP/1.1 200"));
+  Connections waiting;
+  for (int i = 0; i < 20; ++i) waiting.push_back(connect());
+  for (int i = 0; i < 13; ++i) EXPECT_TRUE(waiting[i]->isClosedWithin(std::chrono::seconds(20))) << i;
+  for (int i = 13; i < 20; ++i) EXPECT_TRUE(waiting[i]->isSilent()) << i;
+  known->send(request);
+  EXPECT_TRUE(known->receiveTo("\r\n\r\nhello").starts_with("HTTP/1.1 200"));
+}
+
+TEST_F(HastyServerTest, EndsWhatIsLate) {
+  const std::string post = "POST " + base_ + "api/echo" + head() + "Content-Length: 9\r\n\r\n{";
+  for (const std::string& begun : {std::string(), std::string("GET / HT"), post}) {
+    const auto late = connect();
+    late->send(begun);
+    EXPECT_TRUE(late->isClosedWithin(std::chrono::seconds(20))) << begun;
+  }
+  const auto dripping = connect();
+  std::size_t sent = 0;
+  for (; sent < Connection::kLargestHead && dripping->send("x"); ++sent) std::this_thread::sleep_for(kMoment);
+  EXPECT_LT(sent, Connection::kLargestHead);
+}
+
+TEST_F(PatientServerTest, TakesRequestsHoweverTheyCome) {
+  const std::string post = "POST " + base_ + "api/echo" + head() + "Content-Length: 5\r\n";
+  const auto polite = connect();
+  polite->send(post + "Expect: 100-continue\r\n\r\n");
+  EXPECT_EQ("HTTP/1.1 100 Continue\r\n\r\n", polite->receiveTo("\r\n\r\n"));
+  polite->send("he");
+  polite->send("llo");
+  EXPECT_TRUE(polite->receiveTo("\r\n\r\nhello").starts_with("HTTP/1.1 200"));
+  const auto eager = connect();
+  eager->send(post + "\r\nfirst" + post + "\r\nother");
+  EXPECT_TRUE(eager->receiveTo("\r\n\r\nfirst").starts_with("HTTP/1.1 200"));
+  EXPECT_TRUE(eager->receiveTo("\r\n\r\nother").starts_with("HTTP/1.1 200"));
 }
 
 TEST_F(ServerTest, KnowsPortsThatAreTaken) { EXPECT_THROW(PreviewServer(Routes(), server_.port()), UserError); }
