@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cmath>
 
+#include "analysis/proposal_guard.h"
 #include "analysis/proposal_reasons.h"
 #include "analysis/search.h"
+#include "parameters/parameter_value.h"
 
 namespace kalvetra {
 
@@ -49,14 +51,14 @@ void SettingsProposer::keep(const unsigned char* argb, int width, int height) {
 }
 
 // Of the pictures, the one a quarter and the one three quarters through.
-Trials SettingsProposer::makeTrials(const BackdropColor& backdrop) const {
+Trials SettingsProposer::makeTrials(int color) const {
   std::vector<const Picture*> chosen{&pictures_[pictures_.size() / 4]};
   if (pictures_.size() > 1) chosen.push_back(&pictures_[pictures_.size() * 3 / 4]);
-  const Rgb color{static_cast<float>(backdrop.red), static_cast<float>(backdrop.green),
-                  static_cast<float>(backdrop.blue)};
+  Rgb screen{};
+  for (std::size_t c = 0; c < 3; ++c) screen[c] = static_cast<float>(colorParts(color)[c]);
   std::vector<ReferenceMatte> mattes(chosen.size());
   tbb::parallel_for(std::size_t{0}, chosen.size(), [&](std::size_t i) {
-    mattes[i] = makeReferenceMatte(chosen[i]->argb.data(), chosen[i]->width, chosen[i]->height, color);
+    mattes[i] = makeReferenceMatte(chosen[i]->argb.data(), chosen[i]->width, chosen[i]->height, screen);
   });
   Trials trials;
   for (std::size_t i = 0; i < chosen.size(); ++i) {
@@ -65,17 +67,25 @@ Trials SettingsProposer::makeTrials(const BackdropColor& backdrop) const {
   return trials;
 }
 
-std::optional<Proposal> SettingsProposer::propose(double* share) const {
-  const std::optional<BackdropColor> backdrop = finder_.find(share);
-  if (!backdrop) return std::nullopt;
-  Trials trials = makeTrials(*backdrop);
+Proposal SettingsProposer::proposeFor(int color, const std::string& colorReason) const {
+  Trials trials = makeTrials(color);
   KeySettings start = defaultSettings();
-  start.keyColor = {backdrop->red / 255.0, backdrop->green / 255.0, backdrop->blue / 255.0};
+  setValue(start, *findParameter("key-color"), color);
   const double atDefaults = trials.cost(start);
   const KeySettings found = searchSettings(trials, start, sampling_ == ChromaSampling::Full ? kDeblockPrice : 0.0);
-  Proposal proposal{found, *backdrop, {}, atDefaults, trials.cost(found)};
-  proposal.reasons = reasonsFor(proposal, trials, sampling_);
+  const Guarded guarded = withoutHarm(trials, found);
+  Proposal proposal{guarded.settings, {}, guarded.leftOut, atDefaults, trials.cost(guarded.settings)};
+  proposal.reasons = reasonsFor(proposal, {found, colorReason, sampling_}, trials);
   return proposal;
+}
+
+std::optional<Proposal> SettingsProposer::propose(std::optional<int> named, double* share) const {
+  if (pictures_.empty()) return std::nullopt;
+  if (named) return proposeFor(*named, "it was named");
+  const std::optional<BackdropColor> backdrop = finder_.find(share);
+  if (!backdrop) return std::nullopt;
+  const std::string reason = backdrop->reason.substr(0, backdrop->reason.size() - 1);
+  return proposeFor(colorOf({backdrop->red, backdrop->green, backdrop->blue}), reason);
 }
 
 }  // namespace kalvetra

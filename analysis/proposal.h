@@ -27,8 +27,8 @@ struct Reason {
 
 struct Proposal {
   KeySettings settings;
-  BackdropColor backdrop;
-  std::vector<Reason> reasons;  // one for each setting but the view, in the table's order
+  std::vector<Reason> reasons;       // one for each setting but the view, in the table's order
+  std::vector<std::string> leftOut;  // what was found but would do harm, a sentence each; see proposal_guard.h
   // Mean error of the trial keys in levels (0..255), see Trials::cost; with the same key colour.
   double errorAtDefaults;
   double error;
@@ -42,10 +42,11 @@ class SettingsProposer {
   // added; of a picture with more than 2,200,000 pixels only every second or third pixel of every second or third row.
   void add(const unsigned char* argb, int width, int height);
 
-  // The settings under which the engine's keys of two of the pictures come nearest to their reference mattes; the same
-  // pictures in the same order give the same proposal. Nothing when they show no green backdrop; `share` as in
-  // BackdropFinder::find. Runs on all threads that oneTBB has.
-  std::optional<Proposal> propose(double* share = nullptr) const;
+  // The settings under which the engine's keys of two of the pictures come nearest to their reference mattes, without
+  // what would do harm; the same pictures in the same order give the same proposal. For the key colour `named`,
+  // 0xrrggbb, whatever the pictures show; without it for the backdrop's, and nothing when they show no green one.
+  // `share` as in BackdropFinder::find. Runs on all threads that oneTBB has.
+  std::optional<Proposal> propose(std::optional<int> named = {}, double* share = nullptr) const;
 
  private:
   struct Picture {
@@ -53,7 +54,8 @@ class SettingsProposer {
     int width, height;
   };
   void keep(const unsigned char* argb, int width, int height);
-  Trials makeTrials(const BackdropColor& backdrop) const;
+  Trials makeTrials(int color) const;
+  Proposal proposeFor(int color, const std::string& colorReason) const;
 
   ChromaSampling sampling_;
   BackdropFinder finder_;

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <numbers>
 
-#include "parameters/parameter_table.h"
+#include "parameters/parameter_value.h"
 
 namespace kalvetra {
 
@@ -46,8 +46,8 @@ double nearest(std::vector<double> angles, std::size_t of) {
   return *place;
 }
 
-void takeAngles(const std::vector<const ReferenceMatte*>& mattes, const BackdropColor& backdrop, Facts& facts) {
-  const ChromaVector screen = chromaOf(backdrop.red, backdrop.green, backdrop.blue);
+void takeAngles(const std::vector<const ReferenceMatte*>& mattes, const std::array<double, 3>& color, Facts& facts) {
+  const ChromaVector screen = chromaOf(color[0], color[1], color[2]);
   std::vector<double> skin, blue;
   std::size_t solid = 0;
   for (const ReferenceMatte* matte : mattes) {
@@ -67,7 +67,7 @@ void takeAngles(const std::vector<const ReferenceMatte*>& mattes, const Backdrop
   facts.blueAngle = nearest(std::move(blue), solid);
 }
 
-Facts factsOf(const Trials& trials, const BackdropColor& backdrop) {
+Facts factsOf(const Trials& trials, const std::array<double, 3>& color) {
   const std::vector<const ReferenceMatte*> mattes = trials.mattes();
   Facts facts;
   for (const ReferenceMatte* matte : mattes) {
@@ -78,7 +78,7 @@ Facts factsOf(const Trials& trials, const BackdropColor& backdrop) {
       facts.share[r] += part * 100.0 * static_cast<double>(matte->area[r]) / static_cast<double>(matte->pixels);
     }
   }
-  takeAngles(mattes, backdrop, facts);
+  takeAngles(mattes, color, facts);
   return facts;
 }
 
@@ -126,15 +126,14 @@ std::string shadowReason(const Facts& facts) {
 
 class Reasoner {
  public:
-  Reasoner(const Proposal& proposal, Trials& trials, ChromaSampling sampling)
-      : proposal_(proposal), trials_(trials), sampling_(sampling), facts_(factsOf(trials, proposal.backdrop)) {}
+  Reasoner(const Proposal& proposal, const Grounds& grounds, Trials& trials)
+      : proposal_(proposal), grounds_(grounds), trials_(trials), facts_(factsOf(trials, proposal.settings.keyColor)) {}
 
   std::string sentence(const Parameter& p) const {
-    if (p.kind == ParameterKind::Color)
-      return proposal_.backdrop.reason.substr(0, proposal_.backdrop.reason.size() - 1);
+    if (p.kind == ParameterKind::Color) return grounds_.colorReason;
     if (p.slug == "shadow") return shadowReason(facts_);
     if (p.toggle != 0) return sliderSentence(p);
-    return factFor(p.slug, facts_, sampling_) + "; " + comparison(p);
+    return factFor(p.slug, facts_, grounds_.sampling) + "; " + comparison(p);
   }
 
  private:
@@ -144,22 +143,26 @@ class Reasoner {
     return comparison(p);
   }
   std::string comparison(const Parameter& p) const {
-    if (proposal_.settings.*p.value == p.defaultValue) return "no other value brings the trial keys nearer";
+    if (proposal_.settings.*p.value == p.defaultValue) {
+      const int found = grounds_.found.*p.value;
+      return found == p.defaultValue ? "no other value brings the trial keys nearer"
+                                     : valueText(p, found) + " was found and left out";
+    }
     KeySettings without = proposal_.settings;
     without.*p.value = p.defaultValue;
     return text("trial keys are off by %.2f levels, by %.2f at the default", proposal_.error, trials_.cost(without));
   }
 
   const Proposal& proposal_;
+  const Grounds& grounds_;
   Trials& trials_;
-  ChromaSampling sampling_;
   Facts facts_;
 };
 
 }  // namespace
 
-std::vector<Reason> reasonsFor(const Proposal& proposal, Trials& trials, ChromaSampling sampling) {
-  const Reasoner reasoner(proposal, trials, sampling);
+std::vector<Reason> reasonsFor(const Proposal& proposal, const Grounds& grounds, Trials& trials) {
+  const Reasoner reasoner(proposal, grounds, trials);
   std::vector<Reason> reasons;
   for (const Parameter& p : kParameters) {
     if (p.kind == ParameterKind::Group || p.kind == ParameterKind::Popup) continue;

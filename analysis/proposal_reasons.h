@@ -7,7 +7,14 @@
 
 namespace kalvetra {
 
+// What the reasons rest on besides the proposal itself and the trials.
+struct Grounds {
+  KeySettings found;        // before anything was left out
+  std::string colorReason;  // why the key colour is what it is
+  ChromaSampling sampling;
+};
+
 // One reason for each setting but the view, in the table's order. Runs a few trial keys more.
-std::vector<Reason> reasonsFor(const Proposal& proposal, Trials& trials, ChromaSampling sampling);
+std::vector<Reason> reasonsFor(const Proposal& proposal, const Grounds& grounds, Trials& trials);
 
 }  // namespace kalvetra

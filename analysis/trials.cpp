@@ -97,6 +97,20 @@ std::vector<const ReferenceMatte*> Trials::mattes() const {
   return all;
 }
 
+std::vector<Trials::Keyed> Trials::sources() const {
+  std::vector<Keyed> all;
+  for (const Picture& p : pictures_) all.push_back({p.argb, p.width, p.height});
+  return all;
+}
+
+std::vector<Trials::Keyed> Trials::keys(const KeySettings& settings) const {
+  std::vector<Keyed> all = sources();
+  tbb::parallel_for(std::size_t{0}, all.size(), [&](std::size_t i) {
+    renderFrame(settings, pictures_[i].argb.data(), all[i].argb.data(), all[i].width, all[i].height);
+  });
+  return all;
+}
+
 // The settings with which they are compared keep the colour and the views.
 void Trials::keyDefaults(const KeySettings& settings) {
   KeySettings defaults = defaultSettings();

@@ -25,6 +25,14 @@ class Trials {
   // Of each picture.
   std::vector<const ReferenceMatte*> mattes() const;
 
+  // Each whole picture as it is, and keyed; packed, in host order.
+  struct Keyed {
+    std::vector<unsigned char> argb;
+    int width, height;
+  };
+  std::vector<Keyed> sources() const;
+  std::vector<Keyed> keys(const KeySettings& settings) const;
+
  private:
   struct Picture {
     std::vector<unsigned char> argb;

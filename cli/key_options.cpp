@@ -72,12 +72,13 @@ void addParameterOption(CLI::App& command, const Parameter& p, KeyChoice& choice
 }
 
 // What is proposed for the clip, each setting said with its reason.
-KeySettings proposed(const std::string& input, const SourceOptions& source, int threads) {
-  const Proposal proposal = proposeSettings(input, source, threads, stopRequested());
+KeySettings proposed(const std::string& input, const SourceOptions& source, std::optional<int> keyColor, int threads) {
+  const Proposal proposal = proposeSettings(input, source, keyColor, threads, stopRequested());
   for (const Reason& reason : proposal.reasons) {
     const Parameter& p = *findParameter(reason.slug);
     note(std::string(p.slug) + " " + valueText(p, valueIn(proposal.settings, p)) + ": " + reason.sentence);
   }
+  for (const std::string& sentence : proposal.leftOut) note(sentence);
   return proposal.settings;
 }
 
@@ -115,10 +116,13 @@ void noteIdleOptions(const KeyChoice& choice, const AnimatedSettings& settings) 
   }
 }
 
-bool namesColor(const KeyChoice& choice) {
+// The key colour of the single options, or else of the preset; of an animated one the first.
+std::optional<int> namedColor(const KeyChoice& choice) {
   const int color = colorParameter().id;
-  if (choice.options.contains(color)) return true;
-  return !choice.searchColor && (choice.automatic || (choice.preset && choice.preset->curves.contains(color)));
+  const auto option = choice.options.find(color);
+  if (option != choice.options.end()) return option->second;
+  if (choice.searchColor || !choice.preset || !choice.preset->curves.contains(color)) return std::nullopt;
+  return choice.preset->curves.at(color).front().value;
 }
 
 // The source alone can do without. A saved preset holds the colour in any case.
@@ -166,11 +170,12 @@ void addKeyOptions(CLI::App& command, KeyChoice& choice, bool withOwnViews) {
 
 AnimatedSettings settleSettings(const KeyChoice& choice, const std::string& input, const SourceOptions& source,
                                 int threads) {
-  AnimatedSettings settings(choice.automatic ? proposed(input, source, threads) : defaultSettings());
+  const std::optional<int> named = namedColor(choice);
+  AnimatedSettings settings(choice.automatic ? proposed(input, source, named, threads) : defaultSettings());
   if (choice.preset) applyPreset(*choice.preset, settings);
   for (const auto& [id, value] : choice.options) settings.set(*findParameter(id), value);
   noteIdleOptions(choice, settings);
-  if (!namesColor(choice)) {
+  if (choice.searchColor || (!named && !choice.automatic)) {
     if (!needsColor(choice, settings)) return settings;
     settings.set(colorParameter(), findKeyColor(input, source, threads));
   }

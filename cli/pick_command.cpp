@@ -13,7 +13,8 @@
 #include "jobs/auto_settings.h"
 #include "media/frame_sampler.h"
 #include "media/reader.h"
-#include "parameters/parameter_table.h"
+#include "parameters/parameter_manual.h"
+#include "parameters/parameter_value.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -27,6 +28,7 @@ struct PickCommand : CommonOptions {
   std::optional<Area> area;
   bool json = false;
   bool settings = false;
+  std::optional<int> keyColor;  // 0xrrggbb
 };
 
 Area parseArea(const std::string& text) {
@@ -41,6 +43,13 @@ Area parseArea(const std::string& text) {
     throw CLI::ValidationError("--at", "'" + text + "' is empty; give a width and a height of at least 1");
   }
   return area;
+}
+
+int parseColor(const std::string& text) {
+  const Parameter& p = *findParameter("key-color");
+  const std::optional<int> color = parseValue(p, text);
+  if (!color) throw CLI::ValidationError("--key-color", "'" + text + "' is no colour; give " + valueRange(p));
+  return *color;
 }
 
 std::string twoDigits(double value) {
@@ -121,21 +130,22 @@ void pickArea(const PickCommand& options) {
   printLine("reason", reason);
 }
 
-std::string valueText(const Parameter& p, const Proposal& proposal) {
-  if (p.kind == ParameterKind::Color) return colorText(proposal.backdrop);
-  const int value = proposal.settings.*p.value;
-  return p.kind == ParameterKind::Toggle ? (value != 0 ? "on" : "off") : std::to_string(value);
-}
-
 void pickSettings(const PickCommand& options) {
-  const Proposal proposal = proposeSettings(options.input, {}, options.threads, stopRequested(), options.frames);
+  const Proposal proposal =
+      proposeSettings(options.input, {}, options.keyColor, options.threads, stopRequested(), options.frames);
   Json json{{"error", rounded(proposal.error)}, {"errorAtDefaults", rounded(proposal.errorAtDefaults)}};
   for (const Reason& reason : proposal.reasons) {
-    const std::string slug(reason.slug), value = valueText(*findParameter(reason.slug), proposal);
+    const Parameter& p = *findParameter(reason.slug);
+    const std::string slug(reason.slug), value = valueText(p, valueIn(proposal.settings, p));
     json["settings"][slug] = {{"value", value}, {"reason", reason.sentence}};
     if (!options.json) printLine(slug, value, reason.sentence);
   }
-  if (options.json) std::puts(json.dump(2).c_str());
+  json["leftOut"] = proposal.leftOut;
+  if (options.json) {
+    std::puts(json.dump(2).c_str());
+  } else {
+    for (const std::string& sentence : proposal.leftOut) printLine("left out", {}, sentence);
+  }
 }
 
 void run(const PickCommand& options) {
@@ -162,7 +172,15 @@ void addPickCommand(CLI::App& program) {
   CLI::Option* area =
       command->add_option_function<std::string>("--at", setArea, "Average this area, not the backdrop; in pixels.");
   area->type_name("x,y[,w,h]");
-  command->add_flag("--settings", options->settings, "Propose all key settings, each with its reason.")->excludes(area);
+  CLI::Option* settings =
+      command->add_flag("--settings", options->settings, "Propose all key settings, each with its reason.");
+  settings->excludes(area);
+  const auto setColor = [options](const std::string& text) { options->keyColor = parseColor(text); };
+  command
+      ->add_option_function<std::string>("--key-color", setColor,
+                                         "Propose them for this key colour, not for the one found.")
+      ->needs(settings)
+      ->type_name(valueRange(*findParameter("key-color")));
   command->add_flag("--json", options->json, "Print JSON.");
   addThreadsOption(*command, *options);
   addCpuOption(*command);

@@ -44,8 +44,8 @@ FoundBackdrop findBackdrop(const std::string& input, const SourceOptions& source
   return {*found, shown};
 }
 
-Proposal proposeSettings(const std::string& input, const SourceOptions& source, int threads,
-                         const std::atomic<bool>& stop, int frames) {
+Proposal proposeSettings(const std::string& input, const SourceOptions& source, std::optional<int> keyColor,
+                         int threads, const std::atomic<bool>& stop, int frames) {
   const ThreadLimit limit(threads);
   SettingsProposer proposer(chromaSamplingOf(input, source, threads, stop));
   const int shown = sampleFrames(input, source, frames, threads, stop, [&](const Image& frame) {
@@ -53,7 +53,7 @@ Proposal proposeSettings(const std::string& input, const SourceOptions& source, 
   });
   if (stop) throw Interrupted();
   double share = 0.0;
-  std::optional<Proposal> proposal = proposer.propose(&share);
+  std::optional<Proposal> proposal = proposer.propose(keyColor, &share);
   if (stop) throw Interrupted();
   checkFind(input, shown, proposal.has_value(), share);
   return std::move(*proposal);

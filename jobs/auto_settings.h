@@ -22,9 +22,10 @@ struct FoundBackdrop {
 FoundBackdrop findBackdrop(const std::string& input, const SourceOptions& source, int frames, int threads,
                            const std::atomic<bool>& stop);
 
-// Proposes all settings from up to `frames` pictures. Throws like findBackdrop.
-Proposal proposeSettings(const std::string& input, const SourceOptions& source, int threads,
-                         const std::atomic<bool>& stop, int frames = kSampledFrames);
+// Proposes all settings from up to `frames` pictures, for that key colour, 0xrrggbb, or for the backdrop's where none
+// is named. Throws like findBackdrop.
+Proposal proposeSettings(const std::string& input, const SourceOptions& source, std::optional<int> keyColor,
+                         int threads, const std::atomic<bool>& stop, int frames = kSampledFrames);
 
 // "#2da54b"; each 0..255.
 std::string hexColor(int red, int green, int blue);

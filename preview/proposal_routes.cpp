@@ -1,9 +1,11 @@
 // What the program finds out by itself: the key colour, and all settings.
 #include <mutex>
 
+#include "parameters/parameter_value.h"
 #include "preview/answers.h"
 #include "preview/preview_context.h"
 #include "preview/request_json.h"
+#include "support/user_error.h"
 
 namespace kalvetra {
 
@@ -20,15 +22,27 @@ Answer pick(const Request& request, PreviewContext& context) {
   return jsonAnswer(asJson(findBackdrop(options.input, options.source, frames, options.threads, context.stop).color));
 }
 
-Answer propose(PreviewContext& context) {
+// Member "key-color", where the user has named one.
+std::optional<int> namedColor(const Json& body) {
+  const std::string name = text(body, "key-color", "");
+  if (name.empty()) return std::nullopt;
+  const std::optional<int> color = parseValue(*findParameter("key-color"), name);
+  if (!color) throw UserError(R"("key-color" is no colour; give #rrggbb)");
+  return color;
+}
+
+Answer propose(const Json& body, PreviewContext& context) {
+  const std::optional<int> keyColor = namedColor(body);
   const Precedence::Urgent urgent(context.precedence);
   const PreviewOptions& options = context.options;
-  const Proposal proposal = proposeSettings(options.input, options.source, options.threads, context.stop);
+  const Proposal proposal = proposeSettings(options.input, options.source, keyColor, options.threads, context.stop);
   Json reasons = Json::array();
   for (const Reason& reason : proposal.reasons) {
     reasons.push_back({{"slug", std::string(reason.slug)}, {"sentence", reason.sentence}});
   }
-  return jsonAnswer({{"settings", settingsAsJson(AnimatedSettings(proposal.settings))}, {"reasons", reasons}});
+  return jsonAnswer({{"settings", settingsAsJson(AnimatedSettings(proposal.settings))},
+                     {"reasons", reasons},
+                     {"leftOut", proposal.leftOut}});
 }
 
 }  // namespace
@@ -37,10 +51,10 @@ void addProposalRoutes(Routes& routes, PreviewContext& context) {
   routes.post("api/pick", [&context](const Request& request) { return pick(request, context); });
   // A proposal takes seconds on all cores: one at a time.
   routes.post("api/propose", [&context, proposing = std::make_shared<std::mutex>()](const Request& request) {
-    parseBody(request.body);
+    const Json body = parseBody(request.body);
     const std::unique_lock lock(*proposing, std::try_to_lock);
     if (!lock) throw Refusal(409, "a proposal is being worked on; wait for it");
-    return propose(context);
+    return propose(body, context);
   });
 }
 

@@ -20,7 +20,7 @@ export class Proposal {
     button.disabled = true;
     tell('Trying settings on the clip; this takes some seconds…');
     try {
-      const {settings, reasons} = await api.post('propose', {});
+      const {settings, reasons} = await api.post('propose', this.#namedColor());
       this.#state.change(settings, {label: 'proposed settings'});
       this.#state.emit('proposed');
       this.#show(settings, reasons);
@@ -28,6 +28,13 @@ export class Proposal {
       tellError(error);
     }
     button.disabled = false;
+  }
+
+  // The colour that the user chose is kept; the one found in the clip is looked for again.
+  #namedColor() {
+    const color = this.#state.value('key-color');
+    const found = [this.#state.clip.pick?.color, this.#state.defaults['key-color']];
+    return found.includes(color) ? {} : {'key-color': color};
   }
 
   #show(settings, reasons) {

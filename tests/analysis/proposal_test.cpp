@@ -218,7 +218,7 @@ TEST(Proposal, NothingWithoutABackdrop) {
   SettingsProposer proposer(ChromaSampling::Full);
   proposer.add(blue.frame.data(), blue.width, blue.height);
   double share = 1.0;
-  EXPECT_FALSE(proposer.propose(&share).has_value());
+  EXPECT_FALSE(proposer.propose({}, &share).has_value());
   EXPECT_LT(share, 0.05);
 }
 

@@ -17,14 +17,15 @@ std::string pick(const std::string& arguments) { return kKalvetra + " pick " + a
 
 using Color = std::array<int, 3>;
 
-// A green screen with a box of one colour at 60..109, 20..89: a dozen frames of 160 x 90, colours exact.
-std::string drawClip(const ScratchFolder& folder, const std::string& name, const Color& subject) {
+// A screen with a box of one colour at 60..109, 20..89: a dozen frames of 160 x 90, colours exact.
+std::string drawClip(const ScratchFolder& folder, const std::string& name, const Color& subject,
+                     const Color& screen = {45, 165, 75}) {
   const std::string picture = folder.path("picture.ppm"), path = folder.path(name);
   std::ofstream file(picture, std::ios::binary);
   file << "P6 160 90 255\n";
   for (int i = 0; i < 160 * 90; ++i) {
     const bool inside = i % 160 >= 60 && i % 160 < 110 && i / 160 >= 20;
-    for (const int c : inside ? subject : Color{45, 165, 75}) file.put(static_cast<char>(c));
+    for (const int c : inside ? subject : screen) file.put(static_cast<char>(c));
   }
   file.close();
   need(kFfmpeg + "-loop 1 -i " + picture + " -frames:v 12 -c:v ffv1 -pix_fmt gbrp " + path);
@@ -86,6 +87,30 @@ TEST(PickCommand, ProposesSettingsWithReasons) {
   need(kFfmpeg + "-i " + clip + " -c:v libx264 -pix_fmt yuv420p " + folder.path("b.mp4"));
   expectHas(need(pick(folder.path("b.mp4") + " --settings")), "four pixels share one chroma sample");
   EXPECT_EQ(said, need(pick(clip + " --settings --threads 1")));
+}
+
+std::string fileOf(const std::string& path) { return need("cat " + path); }
+
+TEST(PickCommand, ANamedColourIsTakenWhateverIsFound) {
+  const ScratchFolder folder;
+  const std::string lime = drawClip(folder, "a.mkv", {200, 60, 40}, {170, 250, 42}), name = " --key-color '#aafa2a'";
+  expectHas(run(key(lime + " -f null --auto")).output, "name its colour with --key-color");
+  const json proposed = json::parse(need(pick(lime + " --settings --json" + name)));
+  EXPECT_EQ("#aafa2a", proposed["settings"]["key-color"]["value"]);
+  EXPECT_LT(proposed["error"], proposed["errorAtDefaults"]);
+  const std::string option = folder.path("option.json"), preset = folder.path("preset.json");
+  need(key(lime + " -f null --auto --save-preset " + option + name));
+  std::ofstream(folder.path("named.json")) << R"({"look": 1, "settings": {"key-color": "#aafa2a"}})";
+  need(key(lime + " -f null --auto --save-preset " + preset + " --preset " + folder.path("named.json")));
+  EXPECT_EQ(fileOf(option), fileOf(preset));
+  const json saved = json::parse(fileOf(option))["settings"];
+  EXPECT_EQ("#aafa2a", saved["key-color"]);
+  EXPECT_EQ(proposed["settings"]["screen-gain"]["value"], std::to_string(saved["screen-gain"].get<int>()));
+  need(kKalvetra + " still " + lime + " " + folder.path("s.png") + " --auto" + name);
+  // What is found does not displace what is named.
+  const std::string green = drawClip(folder, "g.mkv", {200, 60, 40});
+  expectHas(need(pick(green + " --settings --key-color 40,150,70")), "key-color          #289646  it was named");
+  expectHas(run(pick(green + " --key-color '#289646'")).output, "--settings");
 }
 
 TEST(PickCommand, RefusesInOneSentence) {

@@ -81,6 +81,10 @@ TEST_F(PreviewApi, ProposesSettings) {
   EXPECT_EQ(19, proposal["reasons"].size());
   const Json picture{{"frame", 0}, {"view", "result"}, {"settings", proposal["settings"]}};
   EXPECT_EQ(200, preview().post("api/picture", picture).status);
+  const Json named = preview().json("api/propose", {{"key-color", "#208030"}});
+  EXPECT_EQ("#208030", named["settings"]["key-color"]);
+  EXPECT_EQ("it was named", named["reasons"][0]["sentence"]);
+  EXPECT_EQ(400, preview().post("api/propose", Json{{"key-color", "green"}}).status);
 }
 
 TEST_F(PreviewApi, SamplesTheSource) {
