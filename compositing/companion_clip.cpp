@@ -2,17 +2,16 @@
 
 #include "compositing/cover.h"
 #include "compositing/over.h"
+#include "media/upright.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
 
 namespace {
 
-// As it is shown: turned upright.
 Canvas uprightSize(const PictureFormat& format) {
-  const double aspect = av_q2d(format.pixelAspect);
-  if (format.quarterTurns() % 2 != 0) return {format.height, format.width, 1.0 / aspect};
-  return {format.width, format.height, aspect};
+  const PictureFormat upright = uprightFormat(format);
+  return {upright.width, upright.height, av_q2d(upright.pixelAspect)};
 }
 
 std::string shown(const Canvas& size) { return std::to_string(size.width) + " x " + std::to_string(size.height); }

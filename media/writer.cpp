@@ -1,5 +1,6 @@
 #include "media/writer.h"
 
+#include "media/upright.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -8,15 +9,7 @@ namespace {
 
 // Pictures as they are written: upright where the container cannot say how to turn them.
 PictureFormat writtenPictures(const PictureFormat& source, const OutputFormat& format) {
-  PictureFormat pictures = source;
-  if (format.keepsDisplayMatrix) return pictures;
-  pictures.displayMatrix.reset();
-  if (source.quarterTurns() != 0) pictures.fieldOrder = FieldOrder::Progressive;  // its rows are no fields any more
-  if (source.quarterTurns() % 2 != 0) {
-    std::swap(pictures.width, pictures.height);
-    pictures.pixelAspect = av_inv_q(source.pixelAspect);
-  }
-  return pictures;
+  return format.keepsDisplayMatrix ? source : uprightFormat(source);
 }
 
 // The source's colours; its matrix too where the output is YUV and the source was.

@@ -2,6 +2,7 @@
 #include <filesystem>
 
 #include "media/delivery.h"
+#include "media/upright.h"
 #include "parameters/look_version.h"
 #include "parameters/parameter_value.h"
 #include "preview/answers.h"
@@ -25,7 +26,10 @@ Json notesOf(const PreviewContext& context) {
     notes.push_back("The clip does not say how its colours are coded; taken for " + reader.colorGuess() + ".");
   }
   if (context.clip.keying().fields()) notes.push_back("The clip is interlaced: it is keyed field by field.");
-  if (reader.format().quarterTurns() != 0) notes.push_back("The clip asks to be turned; it is shown as it is stored.");
+  if (const int turns = reader.format().quarterTurns(); turns != 0) {
+    notes.push_back("The clip asks to be turned by " + std::to_string(90 * turns) +
+                    " degrees clockwise, and so it is shown.");
+  }
   if (!reader.describeGaps().empty()) notes.push_back(reader.describeGaps() + ".");
   if (!context.pick().failure.empty()) notes.push_back(context.pick().failure + ".");
   return notes;
@@ -62,7 +66,7 @@ Json codecsFor(std::int64_t frames) {
 }
 
 Json describeClip(PreviewContext& context) {
-  const PictureFormat& format = context.clip.format();
+  const PictureFormat format = uprightFormat(context.clip.format());
   const std::filesystem::path path(context.options.input), background(context.options.background);
   const std::int64_t frames = context.frames();
   Json json{

@@ -1,6 +1,7 @@
 // Views of frames, and thumbnails.
 #include <charconv>
 
+#include "media/upright.h"
 #include "parameters/animated_settings.h"
 #include "preview/answers.h"
 #include "preview/clip_requests.h"
@@ -58,10 +59,13 @@ Answer thumbnail(const Request& request, PreviewContext& context) {
   const std::int64_t number = wholeNumberIn(request, "frame", 0, kLastKeyframe);
   const auto height = static_cast<int>(wholeNumberIn(request, "height", kSmallestThumbnail, kLargestThumbnail));
   const auto source = context.thumbnails.picture(number);
-  const int rows = std::min(height, source->height);
-  const std::int64_t columns = std::int64_t{source->width} * rows / source->height;
-  const int width = static_cast<int>(std::clamp<std::int64_t>(columns, 1, source->width));
-  return pictureAnswer(context.renderer.packed(averaged(*source, width, rows)), 1);
+  const PictureFormat shown = uprightFormat(context.clip.format());
+  const int rows = std::min(height, shown.height);
+  const std::int64_t wanted = std::int64_t{shown.width} * rows / shown.height;
+  const int columns = static_cast<int>(std::clamp<std::int64_t>(wanted, 1, shown.width));
+  const bool sideways = context.clip.format().quarterTurns() % 2 != 0;
+  const Image small = averaged(*source, sideways ? rows : columns, sideways ? columns : rows);
+  return pictureAnswer(context.renderer.packed(small), 1);
 }
 
 }  // namespace

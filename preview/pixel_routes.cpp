@@ -1,4 +1,5 @@
 // Single pixels and areas of the source.
+#include "media/upright.h"
 #include "parameters/key_inspection.h"
 #include "preview/answers.h"
 #include "preview/preview_context.h"
@@ -29,19 +30,38 @@ Json colorOf(const unsigned char* argb) { return {argb[1], argb[2], argb[3]}; }
 
 Json colorWithAlpha(const unsigned char* argb) { return {argb[1], argb[2], argb[3], argb[0]}; }
 
+// Where an area of the picture as it is shown, upright, lies in the stored one.
+Area storedArea(const Area& shown, const PictureFormat& stored) {
+  const int right = stored.width - shown.left - shown.width, bottom = stored.height - shown.top - shown.height;
+  const int sidewaysRight = stored.width - shown.top - shown.height,
+            sidewaysBottom = stored.height - shown.left - shown.width;
+  switch (stored.quarterTurns()) {
+    case 1:
+      return {shown.top, sidewaysBottom, shown.height, shown.width};
+    case 2:
+      return {right, bottom, shown.width, shown.height};
+    case 3:
+      return {sidewaysRight, shown.left, shown.height, shown.width};
+    default:
+      return shown;
+  }
+}
+
 Answer pixel(const Request& request, PreviewContext& context) {
   const Json body = parseBody(request.body);
-  const PictureFormat& format = context.clip.format();
   const std::int64_t number = wholeNumber(body, "frame", 0, kLastKeyframe);
-  const auto x = static_cast<int>(wholeNumber(body, "x", 0, format.width - 1));
-  const auto y = static_cast<int>(wholeNumber(body, "y", 0, format.height - 1));
+  const PictureFormat shown = uprightFormat(context.clip.format());
+  Area at{0, 0, 1, 1};
+  at.left = static_cast<int>(wholeNumber(body, "x", 0, shown.width - 1));
+  at.top = static_cast<int>(wholeNumber(body, "y", 0, shown.height - 1));
+  at = storedArea(at, context.clip.format());
   const KeySettings settings = settingsIn(body).at(number);
   const Precedence::Urgent urgent(context.precedence);
   const Turns::Turn turn(context.turns, {}, 0);
-  const Renderer::Pixel found = context.renderer.pixel(number, settings, x, y);
+  const Renderer::Pixel found = context.renderer.pixel(number, settings, at.left, at.top);
   const auto source = context.clip.picture(number);
-  const Treatment treatment =
-      treatmentAt(settings, source->argb.data(), source->width, source->height, context.clip.keying().fields(), x, y);
+  const Treatment treatment = treatmentAt(settings, source->argb.data(), source->width, source->height,
+                                          context.clip.keying().fields(), at.left, at.top);
   return jsonAnswer({{"source", colorWithAlpha(found.source)},
                      {"plate", colorOf(found.plate)},
                      {"alpha", found.result[0]},
@@ -54,14 +74,16 @@ struct Sample {
   Area area;
 };
 
-Sample sampleIn(const Json& body, const PictureFormat& format) {
+Sample sampleIn(const Json& body, const PictureFormat& stored) {
   if (!body.is_object()) throw UserError(R"("samples" holds something that is no object)");
+  const PictureFormat format = uprightFormat(stored);
   Sample sample{};
   sample.frame = wholeNumber(body, "frame", 0, kLastKeyframe);
   sample.area.left = static_cast<int>(wholeNumber(body, "x", 0, format.width - 1));
   sample.area.top = static_cast<int>(wholeNumber(body, "y", 0, format.height - 1));
   sample.area.width = static_cast<int>(wholeNumber(body, "width", 1, format.width - sample.area.left, 1));
   sample.area.height = static_cast<int>(wholeNumber(body, "height", 1, format.height - sample.area.top, 1));
+  sample.area = storedArea(sample.area, stored);
   return sample;
 }
 

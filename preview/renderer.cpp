@@ -92,7 +92,10 @@ std::shared_ptr<const Image> Renderer::reduced(const std::shared_ptr<const Image
   return small;
 }
 
-RenderedView Renderer::packed(const Image& image) {
+RenderedView Renderer::packed(const Image& stored) {
+  const int turns = clip_.format().quarterTurns();
+  const Image upright = turns == 0 ? Image() : turned(stored, turns);
+  const Image& image = turns == 0 ? stored : upright;
   const std::shared_ptr<Bytes> bytes = pool_.take(image.argb.size());
   toRgba(image, bytes->data());
   return {image.width, image.height, bytes, {}};

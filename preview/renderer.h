@@ -18,6 +18,7 @@ struct KeyedFrame {
   KeySettings settings{};
 };
 
+// Turned upright, as the clip's display matrix asks.
 struct RenderedView {
   int width = 0, height = 0;
   std::shared_ptr<const Bytes> rgba;  // straight alpha, rows packed
@@ -29,22 +30,22 @@ class Renderer {
   // Holds on to the clip.
   explicit Renderer(ClipFrames& clip) : clip_(clip) {}
 
-  // At scale 1 exactly the pixels of `kalvetra key`. `background` is that of the composite, of the clip's size. Throws
-  // like ClipFrames::picture.
+  // At scale 1 exactly the pixels of `kalvetra key`, which are keyed before they are turned. `background` is that of
+  // the composite, of the clip's size. Throws like ClipFrames::picture.
   RenderedView view(const KeyedFrame& keyed, ShownView shown, const std::shared_ptr<const Image>& background,
                     const Abandon& abandoned);
 
   // The estimated backdrop, in host order.
   Image plate(std::int64_t number, const KeySettings& settings);
 
-  // One pixel of all of them, in host order (alpha, red, green, blue).
+  // One pixel of all of them, in host order (alpha, red, green, blue). x and y are those of the stored picture.
   struct Pixel {
     unsigned char source[4], plate[4], result[4];
   };
   Pixel pixel(std::int64_t number, const KeySettings& settings, int x, int y);
 
-  // A converted picture as it is sent.
-  RenderedView packed(const Image& image);
+  // A picture that lies as the clip's stored ones do, as it is sent: upright.
+  RenderedView packed(const Image& stored);
 
  private:
   // A keyer with what it has keyed last.

@@ -1,8 +1,8 @@
 // The pixels that the page gets are those that the command writes.
 #include <random>
 
-#include "media/frame_packer.h"
 #include "preview/chroma_wheel.h"
+#include "preview/reduced_picture.h"
 #include "tests/preview/served_clip.h"
 #include "tests/support/command.h"
 
@@ -21,9 +21,9 @@ std::string rawPictures(const test::ScratchFolder& folder, const std::string& cl
   std::ofstream(preset) << Json{{"look", 1}, {"settings", kSettings}};
   if (view == "composite") {
     test::need(
-        test::key(clip + " -f null --preset " + preset + " --over '#203040' --also comp=" + raw + " 2>/dev/null"));
+        test::key(clip + " -f null -y --preset " + preset + " --over '#203040' --also comp=" + raw + " 2>/dev/null"));
   } else {
-    test::need(test::key(clip + " " + raw + " -f raw --preset " + preset + " --view " + view + " 2>/dev/null"));
+    test::need(test::key(clip + " " + raw + " -f raw -y --preset " + preset + " --view " + view + " 2>/dev/null"));
   }
   return test::need("cat " + raw);
 }
@@ -37,25 +37,28 @@ Json pictureRequest(int frame, const std::string& view, int scale = 1) {
   return {{"frame", frame}, {"view", view}, {"settings", kSettings}, {"scale", scale}, {"over", "#203040"}};
 }
 
-void expectSameAsCommand(const std::string& name, const std::string& options) {
-  const test::ScratchFolder folder;
-  const std::string clip = test::makeGreenClip(folder, name, 30, options);
+// `width` x `height` is the size upright.
+void expectSameAsCommand(const test::ScratchFolder& folder, const std::string& clip, int width = 160, int height = 90) {
   const test::ServedClip preview({.input = clip});
   for (const char* view : kViews) {
     const std::string all = toRgba(rawPictures(folder, clip, view));
-    constexpr std::size_t kPicture = std::size_t{160} * 90 * 4;
-    ASSERT_EQ(30 * kPicture, all.size()) << view;
+    const std::size_t picture = std::size_t{4} * static_cast<std::size_t>(width * height);
+    ASSERT_EQ(30 * picture, all.size()) << view;
     for (const int frame : {17, 3, 29, 0, 18}) {
       const auto answer = preview.post("api/picture", pictureRequest(frame, view));
       ASSERT_EQ(200, answer.status) << answer.body;
-      EXPECT_EQ("160", answer.get_header_value("X-Width"));
-      EXPECT_EQ("90", answer.get_header_value("X-Height"));
-      EXPECT_TRUE(answer.body == all.substr(static_cast<std::size_t>(frame) * kPicture, kPicture))
+      EXPECT_EQ(std::to_string(width), answer.get_header_value("X-Width"));
+      EXPECT_EQ(std::to_string(height), answer.get_header_value("X-Height"));
+      EXPECT_TRUE(answer.body == all.substr(static_cast<std::size_t>(frame) * picture, picture))
           << view << " of frame " << frame;
     }
   }
 }
 
+void expectSameAsCommand(const std::string& name, const std::string& options) {
+  const test::ScratchFolder folder;
+  expectSameAsCommand(folder, test::makeGreenClip(folder, name, 30, options));
+}
 constexpr const char* kInterlaced =
     "-vf tinterlace=interleave_top,setfield=tff -pix_fmt yuv422p10le -c:v prores_ks -flags +ildct+ilme "
     "-field_order tt";
@@ -80,6 +83,69 @@ TEST(PreviewWheel, ShowsThePlateThatTheCommandKeysWith) {
   for (std::size_t i = 0; i < expected.size(); ++i) {
     EXPECT_NEAR(static_cast<double>(expected[i].I), shown["plate"][i][0].get<double>(), 1e-3) << i;
     EXPECT_NEAR(static_cast<double>(expected[i].Q), shown["plate"][i][1].get<double>(), 1e-3) << i;
+  }
+}
+
+// A copy that asks to be turned clockwise by so many degrees; ffmpeg counts the other way round.
+std::string rotated(const test::ScratchFolder& folder, const std::string& clip, int degrees) {
+  const std::string file = folder.path("turned" + std::to_string(degrees) + ".mp4");
+  test::need("ffmpeg -nostdin -v error -y -i " + clip +
+             " -c copy -metadata:s:v rotate=" + std::to_string(360 - degrees) + " " + file);
+  return file;
+}
+
+// The command turns such clips in the pixels of its raw pictures.
+TEST(PreviewPicture, IsWhatTheCommandWritesOfClipsThatAreTurned) {
+  const test::ScratchFolder folder;
+  const std::string clip = test::makeGreenClip(folder, "clip.mp4");
+  expectSameAsCommand(folder, rotated(folder, clip, 90), 90, 160);
+  expectSameAsCommand(folder, rotated(folder, clip, 180));
+  expectSameAsCommand(folder, rotated(folder, clip, 270), 90, 160);
+}
+
+// Grey, with corners clockwise from the upper left in red, blue, black and white as they are stored.
+std::string drawCorners(const test::ScratchFolder& folder) {
+  const std::string file = folder.path("corners.mp4"), box = "drawbox=w=20:h=20:t=fill:";
+  test::need("ffmpeg -nostdin -v error -y -f lavfi -i color=gray:s=160x90 -frames:v 1 -vf \"" + box + "color=red," +
+             box + "x=140:color=blue," + box + "x=140:y=70:color=black," + box +
+             "y=70:color=white\" -pix_fmt yuv420p -c:v libx264 " + file);
+  return file;
+}
+
+// One corner of the upright picture, which is of that colour: its pixel as the page is told, and an area that is not
+// square as `kalvetra pick` averages it.
+void expectCorner(const test::ServedClip& preview, int x, int y, const std::array<int, 3>& color) {
+  Json area{{"frame", 0}, {"x", x}, {"y", y}};
+  const Json pixel = preview.json("api/pixel", area)["source"];
+  for (std::size_t c = 0; c < 3; ++c) EXPECT_NEAR(color[c], pixel[c].get<int>(), 12) << x << ", " << y;
+  area.update({{"width", 7}, {"height", 13}});
+  const Json mean = preview.json("api/sample", {{"samples", {area}}});
+  const std::string at = std::to_string(x) + "," + std::to_string(y) + ",7,13";
+  const Json picked = Json::parse(
+      test::need(test::kKalvetra + " pick --json --frames 1 " + preview.context.options.input + " --at " + at));
+  EXPECT_EQ(picked["rgb"], mean["mean"]) << at;
+  EXPECT_EQ(picked["pixels"], mean["pixels"]) << at;
+}
+
+// What a click on the upright picture means, in each of the four turns.
+TEST(PreviewPicture, PixelsAndAreasAreThoseOfTheUprightPicture) {
+  const test::ScratchFolder folder;
+  const std::string corners = drawCorners(folder);
+  std::array<std::array<int, 3>, 4> colors{{{255, 0, 0}, {0, 0, 255}, {0, 0, 0}, {255, 255, 255}}};
+  for (const int degrees : {0, 90, 180, 270}) {
+    const test::ServedClip preview({.input = rotated(folder, corners, degrees)});
+    const Json clip = preview.json("api/clip");
+    const int width = clip["width"], height = clip["height"];
+    EXPECT_EQ(degrees % 180 == 0 ? 160 : 90, width);
+    EXPECT_EQ(250 - width, height);
+    expectCorner(preview, 2, 1, colors[0]);
+    expectCorner(preview, width - 8, 2, colors[1]);
+    expectCorner(preview, width - 7, height - 13, colors[2]);
+    expectCorner(preview, 0, height - 14, colors[3]);
+    const Json small{{"frame", 0}, {"view", "source"}, {"scale", 2}};
+    const auto thumbnail = preview.get("api/thumbnail?frame=0&height=" + std::to_string(height / 2));
+    EXPECT_TRUE(preview.post("api/picture", small).body == thumbnail.body) << degrees;
+    std::rotate(colors.begin(), colors.begin() + 3, colors.end());  // a quarter clockwise
   }
 }
 
@@ -115,6 +181,23 @@ TEST(PreviewPicture, ReducedPicturesAreMeans) {
     }
   }
   EXPECT_LT(difference / (80 * 45), 6.0);
+}
+
+TEST(PreviewPicture, LengthsAreRoundedToTheReducedPicturesPixels) {
+  const auto reduced = [](int length, int scale) {
+    KeySettings settings = defaultSettings();
+    settings.deBlockValue = settings.contractMask = settings.maskBlurRadius = length;
+    const KeySettings small = reducedSettings(settings, scale);
+    EXPECT_EQ(small.maskBlurRadius, small.deBlockValue);
+    EXPECT_EQ(small.maskBlurRadius, small.contractMask);
+    EXPECT_EQ(settings.clipWhite, small.clipWhite) << "is no length";
+    return small.maskBlurRadius;
+  };
+  for (const auto& [length, half, quarter] : std::vector<std::array<int, 3>>{
+           {1, 1, 1}, {2, 1, 1}, {3, 2, 1}, {5, 3, 1}, {6, 3, 2}, {7, 4, 2}, {9, 5, 2}, {10, 5, 3}, {99, 50, 25}}) {
+    EXPECT_EQ(half, reduced(length, 2)) << length;
+    EXPECT_EQ(quarter, reduced(length, 4)) << length;
+  }
 }
 
 TEST(PreviewPicture, StatusCountsItsPixels) {
