@@ -47,14 +47,37 @@ Area storedArea(const Area& shown, const PictureFormat& stored) {
   }
 }
 
+// Members "x" and "y" of the picture as it is shown: one pixel.
+Area pixelIn(const Json& body, const PictureFormat& shown) {
+  return {static_cast<int>(wholeNumber(body, "x", 0, shown.width - 1)),
+          static_cast<int>(wholeNumber(body, "y", 0, shown.height - 1)), 1, 1};
+}
+
+// Likewise, with "width" and "height", which may be missing. Where that lies in the stored picture.
+Area areaIn(const Json& body, const PictureFormat& stored) {
+  const PictureFormat shown = uprightFormat(stored);
+  Area area = pixelIn(body, shown);
+  area.width = static_cast<int>(wholeNumber(body, "width", 1, shown.width - area.left, 1));
+  area.height = static_cast<int>(wholeNumber(body, "height", 1, shown.height - area.top, 1));
+  return storedArea(area, stored);
+}
+
+void add(const Image& picture, const Area& area, AreaMean& mean) { mean.add(picture.argb.data(), picture.width, area); }
+
+Json meanOf(const Image& picture, const Area& area) {
+  AreaMean mean;
+  add(picture, area, mean);
+  return asJson(*mean.mean());
+}
+
+// With the member "sample", an area of the same frame, its mean comes along.
 Answer pixel(const Request& request, PreviewContext& context) {
   const Json body = parseBody(request.body);
+  const PictureFormat& format = context.clip.format();
   const std::int64_t number = wholeNumber(body, "frame", 0, kLastKeyframe);
-  const PictureFormat shown = uprightFormat(context.clip.format());
-  Area at{0, 0, 1, 1};
-  at.left = static_cast<int>(wholeNumber(body, "x", 0, shown.width - 1));
-  at.top = static_cast<int>(wholeNumber(body, "y", 0, shown.height - 1));
-  at = storedArea(at, context.clip.format());
+  const Area at = storedArea(pixelIn(body, uprightFormat(format)), format);
+  const Json wanted = body.value("sample", Json());
+  const Area area = wanted.is_null() ? at : areaIn(wanted, format);
   const KeySettings settings = settingsIn(body).at(number);
   const Precedence::Urgent urgent(context.precedence);
   const Turns::Turn turn(context.turns, {}, 0);
@@ -66,7 +89,8 @@ Answer pixel(const Request& request, PreviewContext& context) {
                      {"plate", colorOf(found.plate)},
                      {"alpha", found.result[0]},
                      {"result", colorWithAlpha(found.result)},
-                     {"treatment", treatmentName(treatment)}});
+                     {"treatment", treatmentName(treatment)},
+                     {"sample", wanted.is_null() ? Json() : meanOf(*source, area)}});
 }
 
 struct Sample {
@@ -76,15 +100,7 @@ struct Sample {
 
 Sample sampleIn(const Json& body, const PictureFormat& stored) {
   if (!body.is_object()) throw UserError(R"("samples" holds something that is no object)");
-  const PictureFormat format = uprightFormat(stored);
-  Sample sample{};
-  sample.frame = wholeNumber(body, "frame", 0, kLastKeyframe);
-  sample.area.left = static_cast<int>(wholeNumber(body, "x", 0, format.width - 1));
-  sample.area.top = static_cast<int>(wholeNumber(body, "y", 0, format.height - 1));
-  sample.area.width = static_cast<int>(wholeNumber(body, "width", 1, format.width - sample.area.left, 1));
-  sample.area.height = static_cast<int>(wholeNumber(body, "height", 1, format.height - sample.area.top, 1));
-  sample.area = storedArea(sample.area, stored);
-  return sample;
+  return {wholeNumber(body, "frame", 0, kLastKeyframe), areaIn(body, stored)};
 }
 
 Answer sample(const Request& request, PreviewContext& context) {
@@ -98,8 +114,7 @@ Answer sample(const Request& request, PreviewContext& context) {
   const Precedence::Urgent urgent(context.precedence);
   AreaMean mean;
   for (const Sample& one : all) {
-    const auto source = context.clip.picture(one.frame);
-    mean.add(source->argb.data(), source->width, one.area);
+    add(*context.clip.picture(one.frame), one.area, mean);
   }
   return jsonAnswer(asJson(*mean.mean()));
 }

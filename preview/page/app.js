@@ -76,7 +76,6 @@ async function start() {
   const viewer = new Viewer(state, {fail: tellError, timed});
   const viewBar = new ViewBar(state, viewer);
   new Controls(state, parameters);
-  new Hover(state, viewer, tellError);
   const exporter = new Export(state);
   const parts = {
     state, viewer, timeline: new Timeline(state), player: new Player(state), eyedropper: new Eyedropper(state, viewer),
@@ -84,6 +83,7 @@ async function start() {
     command: new Command(exporter), exporter, edit: new EditBar(state),
   };
   new Steps(state, parts.eyedropper);
+  new Hover(state, viewer, parts.eyedropper, tellError);
   listen(parts);
   viewer.start();
   new Wheel(state, tellError);

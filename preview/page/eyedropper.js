@@ -1,18 +1,28 @@
-// The eyedropper: points and rectangles of the source, on one frame or several, averaged into the key colour.
+// The eyedropper: squares and rectangles of the source, on one frame or several, averaged into the key colour.
 
 import * as api from './api.js';
-import {byId, follow} from './dom.js';
+import {byId, clamp, follow} from './dom.js';
 import {tell, tellError} from './message.js';
 import {same} from './values.js';
 
 const kMostSamples = 64;  // that the server averages
+const kClick = 4;         // CSS pixels; a hand that moves less has clicked, not dragged
+
+// The square of `side` pixels about a pixel, as much of it as lies in the picture.
+export function squareAbout({x, y}, side, {width, height}) {
+  const reach = (side - 1) / 2;
+  const [left, top] = [clamp(x - reach, 0, width - 1), clamp(y - reach, 0, height - 1)];
+  const [right, bottom] = [clamp(x + reach, 0, width - 1), clamp(y + reach, 0, height - 1)];
+  return {x: left, y: top, width: right - left + 1, height: bottom - top + 1};
+}
 
 export class Eyedropper {
   #state;
   #viewer;
   #samples = [];
   #color;  // the key colour, which is theirs if there are any
-  #drawn = null;  // the rectangle under the hand
+  #drawn = null;  // the area under the hand that is pressed
+  #pointer = null;  // the pixel under it
   #adding = false;
 
   constructor(state, viewer) {
@@ -22,6 +32,9 @@ export class Eyedropper {
     byId('pick').onclick = () => this.toggle(false);
     byId('pick-more').onclick = () => this.toggle(true);
     this.#color = state.settings['key-color'];
+    byId('stage').addEventListener('pointermove', (event) => this.#hover(viewer.pixelAt(event)));
+    byId('stage').addEventListener('pointerleave', () => this.#hover(null));
+    byId('sample-size').onchange = () => viewer.place();
     state.on('frame', () => viewer.place());
     state.on('settings', () => this.#followColor());
   }
@@ -37,8 +50,23 @@ export class Eyedropper {
     this.#adding = adding;
     this.#viewer.tool = (event) => this.#press(event);
     this.#mark();
-    tell(adding ? 'Click or drag to add samples, on any frame; Esc ends.'
-                : 'Click on the backdrop, or drag a rectangle; with Shift more samples add up.');
+    this.#viewer.place();
+    const click = `Click to average ${this.#side} × ${this.#side} pixels, or drag a rectangle`;
+    tell(adding ? `${click}, on any frame; Esc ends.` : `${click}; with Shift more samples add up.`);
+  }
+
+  // Of a click's square, in pixels.
+  get #side() { return Number(byId('sample-size').value); }
+
+  // What a click on a pixel takes of the source; null while this is off.
+  areaAbout(pixel) {
+    if (!this.active) return null;
+    return {frame: this.#state.frame, ...squareAbout(pixel, this.#side, this.#state.clip)};
+  }
+
+  #hover(pixel) {
+    this.#pointer = pixel;
+    if (this.active) this.#viewer.place();
   }
 
   // A key colour from elsewhere, an undone one too, has no samples.
@@ -59,14 +87,18 @@ export class Eyedropper {
 
   #mark() {
     byId('stage').classList.toggle('picking', this.active);
+    byId('readout').classList.toggle('picking', this.active);
+    this.#state.emit('picking');
     byId('step-pick').setAttribute('aria-pressed', this.active);
     byId('pick').setAttribute('aria-pressed', this.active && !this.#adding);
     byId('pick-more').setAttribute('aria-pressed', this.active && this.#adding);
   }
 
   #boxes() {
-    const here = this.active ? this.#samples.filter(({frame}) => frame === this.#state.frame) : [];
-    return this.#drawn ? [...here, this.#drawn] : here;
+    if (!this.active) return [];
+    const here = this.#samples.filter(({frame}) => frame === this.#state.frame);
+    const hand = this.#drawn ?? (this.#pointer && this.areaAbout(this.#pointer));
+    return hand ? [...here, hand] : here;
   }
 
   #press(event) {
@@ -74,8 +106,10 @@ export class Eyedropper {
     const from = this.#viewer.pixelAt(event);
     if (!from) return;
     const adding = this.#adding || event.shiftKey;
+    let dragged = false;
     const draw = (at) => {
-      this.#drawn = this.#rectangle(from, this.#viewer.pixelAt(at, true));
+      dragged ||= Math.hypot(at.clientX - event.clientX, at.clientY - event.clientY) >= kClick;
+      this.#drawn = dragged ? this.#rectangle(from, this.#viewer.pixelAt(at, true)) : this.areaAbout(from);
       this.#viewer.place();
     };
     draw(event);

@@ -1,4 +1,4 @@
-// What the pixel under the pointer is: source, plate, alpha, result, treatment.
+// What the pixel under the pointer is: source, plate, alpha, result, treatment; and what a click would sample there.
 
 import * as api from './api.js';
 import {byId, hex} from './dom.js';
@@ -13,20 +13,22 @@ function showColor(name, color) {
 
 export class Hover {
   #state;
+  #eyedropper;
   #newest;
   #pixel = null;
 
-  constructor(state, viewer, fail) {
+  constructor(state, viewer, eyedropper, fail) {
     this.#state = state;
+    this.#eyedropper = eyedropper;
     this.#newest = new Newest({
       ask: (question, signal) => api.post('pixel', question, signal),
-      take: (answer, {x, y}) => this.#show(answer, x, y),
+      take: (answer, question) => this.#show(answer, question),
       fail,
     });
     const stage = byId('stage');
     stage.addEventListener('pointermove', (event) => this.#at(viewer.pixelAt(event)));
     stage.addEventListener('pointerleave', () => this.#at(null));
-    state.on('drawn', () => this.#ask());
+    state.on('drawn picking', () => this.#ask());
   }
 
   #at(pixel) {
@@ -39,7 +41,7 @@ export class Hover {
   #clear() {
     this.#newest.forget();
     byId('at-place').textContent = 'Point at a pixel';
-    for (const name of ['source', 'plate', 'result']) {
+    for (const name of ['source', 'sample', 'plate', 'result']) {
       byId(`at-${name}`).textContent = '–';
       byId(`at-${name}-color`).style.background = '';
     }
@@ -50,13 +52,17 @@ export class Hover {
   #ask() {
     if (!this.#pixel) return;
     const {frame, settings} = this.#state;
-    this.#newest.want({frame, ...this.#pixel, settings});
+    this.#newest.want({frame, ...this.#pixel, settings, sample: this.#eyedropper.areaAbout(this.#pixel)});
   }
 
-  #show({source, plate, alpha, result, treatment}, x, y) {
+  #show({source, plate, alpha, result, treatment, sample: mean}, {x, y, sample}) {
     if (!this.#pixel) return;  // the pointer has left
     byId('at-place').textContent = `x ${x}  y ${y}`;
     showColor('source', source);
+    if (mean) {
+      byId('at-sample-size').textContent = `${sample.width} × ${sample.height}`;
+      showColor('sample', mean.mean);
+    }
     showColor('plate', plate);
     showColor('result', result);
     byId('at-alpha').textContent = alpha;

@@ -6,9 +6,10 @@ import {tellError} from './message.js';
 
 function samplesText({samples, pixels, lumaSpread, chromaSpread}) {
   const frames = new Set(samples.map(({frame}) => frame)).size;
-  const from = frames > 1 ? ` on ${frames} frames` : '';
-  const count = samples.length > 1 ? `${samples.length} samples${from}, ` : '';
-  return `Mean of ${count}${pixels} ${pixels === 1 ? 'pixel' : 'pixels'}. Spread: luma ${lumaSpread.toFixed(1)}, ` +
+  const [{width, height}] = samples;
+  const one = pixels === 1 ? '1 pixel' : `${width} × ${height} pixels`;
+  const several = `${samples.length} samples${frames > 1 ? ` on ${frames} frames` : ''}, ${pixels} pixels`;
+  return `Mean of ${samples.length > 1 ? several : one}. Spread: luma ${lumaSpread.toFixed(1)}, ` +
       `chroma ${chromaSpread.toFixed(1)}.`;
 }
 

@@ -10,6 +10,7 @@ globalThis.document = {getElementById: () => kElement, querySelectorAll: () => [
 
 const page = '../../preview/page';
 const {Camera} = await import(`${page}/camera.js`);
+const {squareAbout} = await import(`${page}/eyedropper.js`);
 const {withoutEnding} = await import(`${page}/export.js`);
 const {History} = await import(`${page}/history.js`);
 const {Newest} = await import(`${page}/newest.js`);
@@ -159,4 +160,14 @@ test('the cache forgets what was not looked at the longest', () => {
   cache.get('a');
   cache.add('c', picture());
   assert.deepEqual(['a', 'b', 'c'].map((key) => cache.get(key) !== null), [true, false, true]);
+});
+
+test('a sample is a square about its pixel, as much of it as lies in the picture', () => {
+  const about = (x, y, side, size = {width: 20, height: 10}) => Object.values(squareAbout({x, y}, side, size));
+  assert.deepEqual(about(7, 5, 5), [5, 3, 5, 5]);
+  assert.deepEqual(about(3, 8, 1), [3, 8, 1, 1]);
+  assert.deepEqual(about(0, 0, 5), [0, 0, 3, 3]);
+  assert.deepEqual(about(19, 9, 11), [14, 4, 6, 6]);
+  assert.deepEqual(about(10, 0, 3), [9, 0, 3, 2]);
+  assert.deepEqual(about(1, 0, 11, {width: 2, height: 1}), [0, 0, 2, 1]);
 });
