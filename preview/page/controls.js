@@ -2,12 +2,10 @@
 
 import {byId, make} from './dom.js';
 import {SliderRow} from './slider_row.js';
+import {heading} from './state.js';
 import {shown} from './values.js';
 
 const kElsewhere = new Set(['popup', 'color']);  // the view and the key colour have places of their own
-
-// The name of a group as a heading: “Edge Blur Group” reads “Edge Blur”.
-const heading = (label) => label.replace(/ Group$/, '');
 
 class ToggleRow {
   #box;
@@ -35,10 +33,9 @@ export class Controls {
   // `table` is what api/parameters answers, groups before what they hold.
   constructor(state, table) {
     const holders = new Map([[0, byId('controls')]]);
-    const names = new Map();
     for (const parameter of table) {
-      if (parameter.kind === 'group') this.#addGroup(parameter, holders, names, table);
-      else if (!kElsewhere.has(parameter.kind)) this.#addRow(state, parameter, holders, names);
+      if (parameter.kind === 'group') this.#addGroup(parameter, holders, table);
+      else if (!kElsewhere.has(parameter.kind)) this.#addRow(state, parameter, holders);
     }
     const follow = () => this.#rows.forEach((row) => row.follow());
     state.on('settings frame', follow);
@@ -46,17 +43,16 @@ export class Controls {
   }
 
   // A group that begins with a toggle needs no heading of its own: the toggle names it.
-  #addGroup({id, group, label}, holders, names, table) {
+  #addGroup({id, group, label}, holders, table) {
     const element = make('section', {className: 'group', 'aria-label': heading(label)});
     const first = table.find((parameter) => parameter.group === id);
     if (first?.kind !== 'toggle') element.append(make('h2', {}, heading(label)));
     holders.get(group).append(element);
     holders.set(id, element);
-    names.set(id, heading(label));
   }
 
-  #addRow(state, parameter, holders, names) {
-    const name = `${names.get(parameter.group)}: ${parameter.label}`;
+  #addRow(state, parameter, holders) {
+    const name = state.names.get(parameter.slug);
     const row = parameter.kind === 'toggle' ? new ToggleRow(state, parameter, name)
                                             : new SliderRow(state, parameter, name);
     holders.get(parameter.group).append(row.element);

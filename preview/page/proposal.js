@@ -1,17 +1,32 @@
-// All settings proposed from the clip itself, with their reasons.
+// Settings proposed from the clip itself: what would change is shown first, and taken only where it is left on.
 
 import * as api from './api.js';
-import {open} from './dialogs.js';
-import {byId, make} from './dom.js';
-import {tell, tellError} from './message.js';
-import {shown} from './values.js';
+import {anyOpen, open} from './dialogs.js';
+import {asSentence, byId, make} from './dom.js';
+import {hideMessage, tell, tellError} from './message.js';
+import {same, shown} from './values.js';
+
+const counted = (count, one) => `${count} ${one}${count === 1 ? '' : 's'}`;
+
+// A value as people read it; colours with a swatch.
+function valueOf(parameter, value) {
+  const text = make('span', {className: 'setting'}, shown(value));
+  if (parameter.kind === 'color' && typeof value === 'string') {
+    const swatch = make('i', {className: 'swatch'});
+    swatch.style.background = value;
+    text.prepend(swatch);
+  }
+  return text;
+}
 
 export class Proposal {
   #state;
+  #changes = [];  // [{slug, to, box}]
 
   constructor(state) {
     this.#state = state;
     byId('step-propose').onclick = () => this.propose();
+    byId('proposal-apply').onclick = () => this.#apply();
   }
 
   async propose() {
@@ -20,10 +35,7 @@ export class Proposal {
     button.disabled = true;
     tell('Trying settings on the clip; this takes some seconds…');
     try {
-      const {settings, reasons} = await api.post('propose', this.#namedColor());
-      this.#state.change(settings, {label: 'proposed settings'});
-      this.#state.emit('proposed');
-      this.#show(settings, reasons);
+      this.#offer(await api.post('propose', this.#namedColor()));
     } catch (error) {
       tellError(error);
     }
@@ -37,13 +49,70 @@ export class Proposal {
     return found.includes(color) ? {} : {'key-color': color};
   }
 
-  #show(settings, reasons) {
-    byId('proposal-reasons').replaceChildren(...reasons.flatMap(({slug, sentence}) => {
-      const label = this.#state.bySlug.get(slug)?.label ?? slug;
-      const value = make('b', {}, slug in settings ? shown(settings[slug]) : '');
-      return [make('dt', {}, label, ' ', value), make('dd', {}, sentence)];
-    }));
-    tell('The proposed settings are in; Undo takes them back.');
+  // Another window may have been opened meanwhile: it is closed first.
+  #offer(proposal) {
+    if (anyOpen()) {
+      document.querySelector('dialog[open]').addEventListener('close', () => this.#offer(proposal), {once: true});
+      return;
+    }
+    hideMessage();
+    this.#show(proposal);
     open('proposal');
+  }
+
+  // `leftOut` are sentences on what was found but would do harm.
+  #show({settings, reasons, leftOut}) {
+    const isKept = ({slug}) => same(settings[slug], this.#state.settings[slug]);
+    const changes = reasons.filter((reason) => !isKept(reason));
+    const kept = reasons.filter(isKept);
+    this.#changes = changes.map(({slug}) => this.#changeOf(slug, settings[slug]));
+    byId('proposal-changes').replaceChildren(...changes.map((reason, at) => this.#rowOf(reason, this.#changes[at])));
+    byId('proposal-left-out').hidden = leftOut.length === 0;
+    byId('proposal-left-out').lastElementChild.replaceChildren(
+        ...leftOut.map((sentence) => make('li', {}, asSentence(sentence))));
+    this.#showKept(kept, settings);
+    this.#count();
+  }
+
+  #showKept(kept, settings) {
+    const [summary, list] = byId('proposal-kept').children;
+    summary.textContent = `${counted(kept.length, 'setting')} ${kept.length === 1 ? 'stays' : 'stay'} as now`;
+    list.replaceChildren(...kept.flatMap(({slug, sentence}) => [
+      make('dt', {}, this.#state.names.get(slug), ' ', make('b', {}, shown(settings[slug]))), make('dd', {}, asSentence(sentence)),
+    ]));
+    byId('proposal-kept').hidden = kept.length === 0;
+    byId('proposal-kept').open = false;
+  }
+
+  #changeOf(slug, to) {
+    const box = make('input', {type: 'checkbox', id: `propose-${slug}`, checked: true});
+    box.onchange = () => this.#count();
+    return {slug, to, box};
+  }
+
+  #rowOf({slug, sentence}, {to, box}) {
+    const parameter = this.#state.bySlug.get(slug);
+    const [from, arrow] = [valueOf(parameter, this.#state.settings[slug]), make('span', {role: 'img', 'aria-label': 'to'}, '→')];
+    return make('li', {}, box, make('label', {htmlFor: box.id},
+        make('b', {}, this.#state.names.get(slug)), make('span', {className: 'change'}, from, arrow, valueOf(parameter, to)),
+        make('span', {className: 'reason'}, asSentence(sentence))));
+  }
+
+  get #chosen() { return this.#changes.filter(({box}) => box.checked); }
+
+  #count() {
+    const count = this.#chosen.length;
+    byId('proposal-summary').textContent = this.#changes.length === 0
+        ? 'The settings are already as they would be proposed.' : 'Nothing is changed yet. What is switched off stays as it is.';
+    byId('proposal-apply').textContent = `Apply ${counted(count, 'change')}`;
+    byId('proposal-apply').disabled = count === 0;
+  }
+
+  #apply() {
+    const chosen = this.#chosen;
+    byId('proposal').close();
+    this.#state.change(Object.fromEntries(chosen.map(({slug, to}) => [slug, to])), {label: 'proposed settings'});
+    this.#state.emit('proposed');
+    tell(`${counted(chosen.length, 'proposed setting')} ${chosen.length === 1 ? 'is' : 'are'} in; Undo takes them back.`);
   }
 }

@@ -4,6 +4,7 @@
 //   frame     {moving, time}: another frame
 //   view      the views, their arrangement or the background changed
 //   range     in or out point
+//   picking   the eyedropper was turned on or off
 //   history   what can be undone, or the slot
 
 import {clamp} from './dom.js';
@@ -11,6 +12,15 @@ import {History} from './history.js';
 import {isAnimated, same, shown, valueAt} from './values.js';
 
 export const kViews = ['source', 'matte', 'result', 'plate', 'status'];
+
+// Slug -> the control's name with its group: several are only “blue”. A group's own word is left out: “Edge Blur Group”
+// reads “Edge Blur”.
+function namesOf(parameters) {
+  const groups = new Map(parameters.filter(({kind}) => kind === 'group').map(({id, label}) => [id, heading(label)]));
+  return new Map(parameters.map(({slug, label, group}) => [slug, groups.has(group) ? `${groups.get(group)}: ${label}` : label]));
+}
+
+export const heading = (label) => label.replace(/ Group$/, '');
 
 export class State {
   #listeners = new Map();
@@ -20,6 +30,7 @@ export class State {
   constructor(clip, parameters) {
     this.clip = clip;
     this.parameters = parameters.filter((parameter) => parameter.kind !== 'group');
+    this.names = namesOf(parameters);
     this.bySlug = new Map(this.parameters.map((parameter) => [parameter.slug, parameter]));
     this.defaults = Object.fromEntries(this.parameters.map(({slug, default: value}) => [slug, value]));
     const first = {...this.defaults, ...clip.settings};

@@ -5,7 +5,7 @@ import {copyFile, mkdir} from 'node:fs/promises';
 import {join} from 'node:path';
 import {after, before, test} from 'node:test';
 
-import {assertClean, begin, openPage, run, startPreview} from './support.mjs';
+import {ask, assertClean, begin, openPage, run, startPreview} from './support.mjs';
 
 let setup;
 before(async () => { setup = await begin({clip: {frames: 3}}); });
@@ -95,6 +95,33 @@ for (const [width, height] of [[1280, 720], [2560, 1440]]) {
   }
 }
 
+for (const [width, height] of [[1024, 700], [1280, 720], [1920, 1080]]) {
+  test(`${width} x ${height}: every control can be reached, in the page and in each dialog`, async () => {
+    const {page, watch} = await openPage(setup, {size: {width, height}});
+    await page.keyboard.press('w');
+    await page.locator('#over').selectOption('color');
+    await page.keyboard.press('e');  // the readout has one part more
+    assert.deepEqual(await page.evaluate(outOfReach, 'body'), []);
+    await page.keyboard.press('Escape');
+    const {settings} = await (await ask(setup.address, 'clip')).json();
+    const reasons = Object.keys(settings).map((slug) => ({slug, sentence: 'The trial keys come nearer. '.repeat(4)}));
+    const other = Object.fromEntries(reasons.map(({slug}, at) => [slug, at % 2 ? settings[slug] : 77]));
+    await page.route('**/api/propose', (route) => route.fulfill({json: {settings: other, reasons, leftOut: ['One. '.repeat(40)]}}));
+    await page.keyboard.press('p');
+    await page.waitForSelector('#proposal[open]');
+    await page.locator('#proposal-kept summary').click();
+    assert.deepEqual(await page.evaluate(outOfReach, '#proposal'), []);
+    await page.evaluate(() => document.getElementById('proposal').close());
+    for (const id of ['presets', 'command', 'export', 'help', 'leave']) {
+      await page.evaluate((dialog) => document.getElementById(dialog).showModal(), id);
+      assert.deepEqual(await page.evaluate(outOfReach, `#${id}`), []);
+      await page.evaluate((dialog) => document.getElementById(dialog).close(), id);
+    }
+    assertClean(watch);
+    await page.close();
+  });
+}
+
 test('a long name of the clip or of a background pushes no control out of the window', async () => {
   const folder = join(setup.folder, 'long');
   await mkdir(folder);
@@ -117,14 +144,36 @@ test('a long name of the clip or of a background pushes no control out of the wi
   await own.stop();
 });
 
-test('at 1920 x 1080 no control’s name is cut off', async () => {
-  const {page, watch} = await openPage(setup, {size: {width: 1920, height: 1080}});
-  const cut = await page.locator('.slider-row label').evaluateAll(
-      (labels) => labels.filter((one) => one.scrollWidth > one.clientWidth).map(({textContent}) => textContent));
-  assert.deepEqual(cut, []);
-  assertClean(watch);
-  await page.close();
-});
+// Runs in the page: controls that a hand cannot bring wholly into the window, or that something else covers, and panels
+// that are cut off.
+function outOfReach(root) {
+  const all = (selector) => [...document.querySelectorAll(root)].flatMap((one) => [...one.querySelectorAll(selector)]);
+  const inWindow = ({left, top, right, bottom}) =>
+    left >= 0 && top >= 0 && right <= innerWidth + 0.5 && bottom <= innerHeight + 0.5;
+  const scrollTo = (control) => {
+    control.scrollIntoView({block: 'nearest'});
+    for (let one = control.parentElement; one; one = one.parentElement) {
+      if (getComputedStyle(one).overflowY === 'hidden') one.scrollTo(0, 0);  // which no hand could scroll
+    }
+  };
+  const isHit = (control, x, y) => {
+    const hit = document.elementFromPoint(x, y);
+    return control.contains(hit) || hit?.closest('label')?.control === control;
+  };
+  const isReached = (control) => {
+    scrollTo(control);
+    const box = control.getBoundingClientRect();
+    const [middle, y] = [(box.left + box.right) / 2, (box.top + box.bottom) / 2];
+    return inWindow(box) && [box.left + 2, middle, box.right - 2].every((x) => isHit(control, x, y));
+  };
+  const controls = all('button, .button, select, summary, a[href], [role=slider], textarea, input:not([type=file])')
+      .filter((one) => one.checkVisibility() && getComputedStyle(one).pointerEvents !== 'none');
+  const seen = (selector) => all(selector).filter((one) => one.checkVisibility());
+  const panels = seen('.top, .bar, .readout, .panel, .key, .wheel, .transport, .scrolling');
+  const outside = [...panels, ...seen('.stage, .track')].filter((one) => !inWindow(one.getBoundingClientRect()));
+  const cut = [...panels, ...seen('.slider-row label')].filter((one) => one.scrollWidth > one.clientWidth);
+  return [...controls.filter((one) => !isReached(one)), ...outside, ...cut].map((one) => one.id || one.className || one.textContent);
+}
 
 // Runs in the page: texts of less than 4.5 : 1 against what is behind them, disabled ones aside (WCAG 2.2, 1.4.3).
 function poorContrasts() {

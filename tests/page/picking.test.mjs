@@ -1,9 +1,11 @@
 // From the opened clip to a matte: picking, changing, undoing.
 
 import assert from 'node:assert/strict';
+import {join} from 'node:path';
 import {after, before, test} from 'node:test';
 
-import {ask, assertClean, begin, closeDialog, drawn, enter, openPage, pictureAfter, screenPoint} from './support.mjs';
+import {ask, assertClean, begin, closeDialog, drawn, enter, framesOf, openPage, pictureAfter, run, screenPoint,
+        startPreview} from './support.mjs';
 
 let setup;
 before(async () => { setup = await begin(); });
@@ -38,13 +40,15 @@ test('a pick on the picture samples the source in any view, changes the matte, a
   const first = await pictureAfter(page, 'matte', () => page.keyboard.press('2'));
 
   const {mean, hex} = await (await ask(setup.address, 'sample',
-                                       {samples: [{frame: 0, x: 640, y: 600, width: 1, height: 1}]})).json();
-  assert.equal(mean.length, 3);
+                                       {samples: [{frame: 0, x: 638, y: 598, width: 5, height: 5}]})).json();
   const point = await screenPoint(page, 640, 600);
+  await page.mouse.move(point.x, point.y);
   await page.keyboard.press('e');
+  await page.waitForFunction((text) => document.querySelector('#readout .sample').innerText === text,
+                             `Mean of 5 × 5 ${mean.join(' ')}`);  // said before it is taken
   const picked = await pictureAfter(page, 'matte', () => page.mouse.click(point.x, point.y), {'key-color': hex});
   assert.equal(await page.locator('#key-hex').inputValue(), hex);
-  assert.match(await page.locator('#key-note').textContent(), /Mean of 1 pixel\. Spread: luma 0\.0, chroma 0\.0/);
+  assert.match(await page.locator('#key-note').textContent(), /Mean of 5 × 5 pixels\. Spread: luma \d/);
   assert.notDeepEqual(picked, first);
 
   await page.keyboard.press('Control+z');
@@ -55,9 +59,54 @@ test('a pick on the picture samples the source in any view, changes the matte, a
   await page.close();
 });
 
+test('a click averages as many pixels as were chosen, and fewer at the picture’s border', async () => {
+  const {page, watch} = await openPage(setup);
+  const corner = await screenPoint(page, 1, 719);
+  for (const [side, width, height, x, y] of [[1, 1, 1, 1, 719], [3, 3, 2, 0, 718], [11, 7, 6, 0, 714]]) {
+    await page.locator('#sample-size').selectOption(String(side));
+    await page.keyboard.press('e');
+    await page.mouse.move(corner.x, corner.y);
+    await page.waitForFunction((size) => document.getElementById('at-sample-size').textContent === size, `${width} × ${height}`);
+    const asked = page.waitForRequest((request) => request.url().endsWith('api/sample'));
+    await page.mouse.down();
+    await page.mouse.move(corner.x + 2, corner.y - 2);  // no hand is quite still
+    await page.mouse.up();
+    assert.deepEqual((await asked).postDataJSON().samples, [{frame: 0, x, y, width, height}]);
+    const said = side === 1 ? 'Mean of 1 pixel.' : `Mean of ${width} × ${height} pixels.`;
+    await page.waitForFunction((text) => document.getElementById('key-note').textContent.startsWith(text), said);
+  }
+  assertClean(watch);
+  await page.close();
+});
+
+test('a clip that asks to be turned stands upright, and a click takes what is seen there', async () => {
+  const [stored, turned] = ['stored.mp4', 'turned.mp4'].map((name) => join(setup.folder, name));
+  const corner = 'drawbox=w=100:h=100:t=fill:color';
+  const drawn = `${corner}=red,${corner}=yellow:x=220,${corner}=magenta:y=140,${corner}=cyan:x=220:y=140`;
+  await run('ffmpeg', ['-v', 'error', '-f', 'lavfi', '-i', `color=0x2da54b:s=320x240:d=0.1,${drawn}`, stored]);
+  await run('ffmpeg', ['-v', 'error', '-i', stored, '-c', 'copy', '-metadata:s:v', 'rotate=90', turned]);
+  const [seen] = await framesOf(turned, 240, 320);  // as another program turns it
+  const own = await startPreview(turned);
+  const {page, watch} = await openPage({browser: setup.browser, address: own.address});
+  assert.match(await page.locator('#clip-facts').textContent(), /^240 × 320/);
+  const {width, height} = await page.locator('#pane-main canvas').boundingBox();
+  assert.ok(Math.abs(width / height - 0.75) < 0.01, `${width} x ${height}`);
+  for (const [x, y] of [[50, 40], [190, 40], [50, 280], [190, 280]]) {
+    const point = await screenPoint(page, x, y);
+    await page.keyboard.press('e');
+    const [answer] = await Promise.all([page.waitForResponse((response) => response.url().endsWith('api/sample')), page.mouse.click(point.x, point.y)]);
+    const {mean} = await answer.json();
+    const there = [...seen.subarray(4 * (y * 240 + x), 4 * (y * 240 + x) + 3)];
+    assert.ok(mean.every((level, at) => Math.abs(level - there[at]) < 12), `${mean} at ${x}, ${y}, where ${there} is seen`);
+  }
+  assertClean(watch);
+  await page.close();
+  await own.stop();
+});
+
 test('a dragged rectangle is averaged; more samples add up over several frames', async () => {
   const {page, watch} = await openPage(setup);
-  const samples = [{frame: 0, x: 40, y: 40, width: 21, height: 11}, {frame: 2, x: 1200, y: 60, width: 1, height: 1}];
+  const samples = [{frame: 0, x: 40, y: 40, width: 21, height: 11}, {frame: 2, x: 1198, y: 58, width: 5, height: 5}];
   const from = await screenPoint(page, 40, 40);
   const to = await screenPoint(page, 60, 50);
   await page.keyboard.press('Shift+E');
@@ -77,7 +126,7 @@ test('a dragged rectangle is averaged; more samples add up over several frames',
   assert.deepEqual(second.request().postDataJSON(), {samples});
   const {hex} = await (await ask(setup.address, 'sample', {samples})).json();
   await page.waitForFunction((color) => document.getElementById('key-hex').value === color, hex);
-  assert.match(await page.locator('#key-note').textContent(), /2 samples on 2 frames, 232 pixels/);
+  assert.match(await page.locator('#key-note').textContent(), /2 samples on 2 frames, 256 pixels/);
   await closeDialog(page);
   assert.equal(await page.locator('#stage.picking').count(), 0);
   assertClean(watch);
@@ -93,7 +142,7 @@ test('samples go with the key colour that they gave; a 65th is refused before it
     const [answer] = await Promise.all([page.waitForResponse(isIt), page.mouse.click(point.x, point.y)]);
     const {hex} = await answer.json();
     await page.waitForFunction((color) => document.getElementById('key-hex').value === color, hex);
-    return answer.request().postDataJSON().samples.map((sample) => sample.x);
+    return answer.request().postDataJSON().samples.map((sample) => sample.x + 2);  // of 5
   };
   await page.keyboard.press('Shift+E');
   assert.deepEqual(await sampled(640, 300), [640]);
@@ -224,15 +273,76 @@ test('A and B hold two settings, flipped with one key', async () => {
   await page.close();
 });
 
-test('proposed settings come with their reasons, as one step of the history', async () => {
+// What the page's settings are, as the server is asked for a picture with them.
+const settingsOf = async (page) => {
+  const asked = page.waitForRequest((request) => request.url().endsWith('api/wheel'));
+  await page.locator('#wheel-panel summary').click();
+  await page.locator('#wheel-panel summary').click();
+  return (await asked).postDataJSON().settings;
+};
+
+test('proposed settings are shown before they change anything, and taken where they are left on, in one step', async () => {
   const {page, watch} = await openPage(setup);
+  const before = await settingsOf(page);
+  const answer = page.waitForResponse((response) => response.url().endsWith('api/propose'), {timeout: 60000});
   await page.keyboard.press('p');
-  await page.waitForSelector('#proposal[open]', {timeout: 60000});
-  assert.ok(await page.locator('#proposal-reasons dt').count() > 3);
-  await closeDialog(page);
-  assert.equal(await page.locator('#undo').isEnabled(), true);
+  const {settings, reasons} = await (await answer).json();
+  await page.waitForSelector('#proposal[open]');
+  assert.equal(await page.locator('#undo').isDisabled(), true);
+  const changed = reasons.map(({slug}) => slug).filter((slug) => settings[slug] !== before[slug]);
+  assert.ok(changed.length >= 2, String(changed));
+  const rows = page.locator('#proposal-changes li');
+  assert.deepEqual(await rows.locator('input').evaluateAll((all) => all.map(({id}) => id)),
+                   changed.map((slug) => `propose-${slug}`));
+  for (const [at, slug] of changed.entries()) {
+    const text = await rows.nth(at).innerText();
+    const {sentence} = reasons.find((reason) => reason.slug === slug);
+    for (const part of [before[slug], settings[slug], sentence.slice(1)]) {
+      assert.ok(text.includes(String(part).replace('true', 'on').replace('false', 'off')), `${slug}: ${text}`);
+    }
+  }
+  assert.match(await page.locator('#proposal-kept summary').innerText(), new RegExp(`^${19 - changed.length} settings`));
+  assert.equal(await page.locator('#proposal-kept dl').isVisible(), false);
+
+  await page.locator(`label[for=propose-${changed[0]}]`).click();
+  await page.locator('#proposal-apply').focus();
+  await page.keyboard.press('Enter');
+  assert.equal(await page.locator('#proposal[open]').count(), 0);
+  const taken = Object.fromEntries(changed.slice(1).map((slug) => [slug, settings[slug]]));
+  assert.deepEqual(await settingsOf(page), {...before, ...taken});
   await page.keyboard.press('Control+z');
+  assert.deepEqual(await settingsOf(page), before);
   assert.equal(await page.locator('#undo').isEnabled(), false);
+  assertClean(watch);
+  await page.close();
+});
+
+test('a proposal says what was left out, waits for another window to close, and changes nothing when it is cancelled', async () => {
+  const {page, watch} = await openPage(setup);
+  const before = await settingsOf(page);
+  const reasons = ['clip-black', 'clip-white', 'despill-blue'].map((slug) => ({slug, sentence: 'it was tried'}));
+  const proposal = {settings: {...before, 'clip-black': 4}, reasons, leftOut: ['skin-hue 25 would tint the rim']};
+  let answer;
+  await page.route('**/api/propose', (route) => { answer = () => route.fulfill({json: proposal}); });
+  const asked = page.waitForRequest('**/api/propose');
+  await page.keyboard.press('p');
+  await asked;
+  await page.keyboard.press('?');
+  const answered = page.waitForResponse('**/api/propose');
+  await answer();
+  await answered;
+  await page.waitForFunction(() => !document.getElementById('step-propose').disabled);
+  assert.equal(await page.locator('#proposal[open]').count(), 0);
+  await page.keyboard.press('Escape');  // the help
+  await page.waitForSelector('#proposal[open]');
+  assert.equal(await page.locator('#proposal-changes li').count(), 1);
+  assert.match(await page.locator('#proposal-left-out').innerText(), /skin-hue 25 would tint the rim\./);
+  assert.match(await page.locator('#proposal-kept summary').innerText(), /^2 settings stay/);
+  await page.locator('#propose-clip-black').uncheck();
+  assert.equal(await page.locator('#proposal-apply').isDisabled(), true);
+  await closeDialog(page);
+  assert.deepEqual(await settingsOf(page), before);
+  assert.equal(await page.locator('#step-propose.done').count(), 0);
   assertClean(watch);
   await page.close();
 });

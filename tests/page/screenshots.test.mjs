@@ -4,7 +4,7 @@ import {mkdir, writeFile} from 'node:fs/promises';
 import {join, resolve} from 'node:path';
 import {test} from 'node:test';
 
-import {assertClean, begin, closeDialog, drawn, openPage, screenPoint} from './support.mjs';
+import {assertClean, begin, drawn, openPage, screenPoint} from './support.mjs';
 
 const kLargest = 150e3;  // bytes of a picture
 
@@ -28,7 +28,7 @@ async function photograph(page, name) {
 async function propose(page) {
   await page.keyboard.press('p');
   await page.waitForSelector('#proposal[open]', {timeout: 60000});
-  await closeDialog(page);
+  await page.locator('#proposal-apply').click();
 }
 
 async function hover(page, x, y) {
@@ -61,6 +61,10 @@ const kScenes = [
     await page.mouse.move(x, y);
     for (let turn = 0; turn < 9; ++turn) await page.mouse.wheel(0, -200);
     await page.keyboard.press('e');
+  }],
+  ['proposal', {}, async (page) => {
+    await page.keyboard.press('p');
+    await page.waitForSelector('#proposal[open]', {timeout: 60000});
   }],
   ['export', {}, async (page) => { await page.keyboard.press('Control+e'); }],
   ['light', {colorScheme: 'light'}, async (page) => {
