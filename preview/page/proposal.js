@@ -77,9 +77,10 @@ export class Proposal {
   #showKept(kept, settings) {
     const [summary, list] = byId('proposal-kept').children;
     summary.textContent = `${counted(kept.length, 'setting')} ${kept.length === 1 ? 'stays' : 'stay'} as now`;
-    list.replaceChildren(...kept.flatMap(({slug, sentence}) => [
-      make('dt', {}, this.#state.names.get(slug), ' ', make('b', {}, shown(settings[slug]))), make('dd', {}, asSentence(sentence)),
-    ]));
+    list.replaceChildren(...kept.flatMap(({slug, sentence}) => {
+      const value = make('b', {}, shown(settings[slug]));
+      return [make('dt', {}, this.#state.names.get(slug), ' ', value), make('dd', {}, asSentence(sentence))];
+    }));
     byId('proposal-kept').hidden = kept.length === 0;
     byId('proposal-kept').open = false;
   }
@@ -92,27 +93,30 @@ export class Proposal {
 
   #rowOf({slug, sentence}, {to, box}) {
     const parameter = this.#state.bySlug.get(slug);
-    const [from, arrow] = [valueOf(parameter, this.#state.settings[slug]), make('span', {role: 'img', 'aria-label': 'to'}, '→')];
-    return make('li', {}, box, make('label', {htmlFor: box.id},
-        make('b', {}, this.#state.names.get(slug)), make('span', {className: 'change'}, from, arrow, valueOf(parameter, to)),
-        make('span', {className: 'reason'}, asSentence(sentence))));
+    const arrow = make('span', {role: 'img', 'aria-label': 'to'}, '→');
+    const [from, then] = [this.#state.settings[slug], to].map((value) => valueOf(parameter, value));
+    return make('li', {}, box, make('label', {htmlFor: box.id}, make('b', {}, this.#state.names.get(slug)),
+                                    make('span', {className: 'change'}, from, arrow, then),
+                                    make('span', {className: 'reason'}, asSentence(sentence))));
   }
 
   get #chosen() { return this.#changes.filter(({box}) => box.checked); }
 
   #count() {
     const count = this.#chosen.length;
-    byId('proposal-summary').textContent = this.#changes.length === 0
-        ? 'The settings are already as they would be proposed.' : 'Nothing is changed yet. What is switched off stays as it is.';
+    byId('proposal-summary').textContent = this.#changes.length > 0 ?
+        'Nothing is changed yet. What is switched off stays as it is.' :
+        'The settings are already as they would be proposed.';
     byId('proposal-apply').textContent = `Apply ${counted(count, 'change')}`;
     byId('proposal-apply').disabled = count === 0;
   }
 
   #apply() {
-    const chosen = this.#chosen;
+    const values = Object.fromEntries(this.#chosen.map(({slug, to}) => [slug, to]));
+    const count = this.#chosen.length;
     byId('proposal').close();
-    this.#state.change(Object.fromEntries(chosen.map(({slug, to}) => [slug, to])), {label: 'proposed settings'});
+    this.#state.change(values, {label: 'proposed settings'});
     this.#state.emit('proposed');
-    tell(`${counted(chosen.length, 'proposed setting')} ${chosen.length === 1 ? 'is' : 'are'} in; Undo takes them back.`);
+    tell(`${counted(count, 'proposed setting')} ${count === 1 ? 'is' : 'are'} in; Undo takes them back.`);
   }
 }

@@ -17,7 +17,8 @@ export const kViews = ['source', 'matte', 'result', 'plate', 'status'];
 // reads “Edge Blur”.
 function namesOf(parameters) {
   const groups = new Map(parameters.filter(({kind}) => kind === 'group').map(({id, label}) => [id, heading(label)]));
-  return new Map(parameters.map(({slug, label, group}) => [slug, groups.has(group) ? `${groups.get(group)}: ${label}` : label]));
+  const nameOf = ({label, group}) => (groups.has(group) ? `${groups.get(group)}: ${label}` : label);
+  return new Map(parameters.map((parameter) => [parameter.slug, nameOf(parameter)]));
 }
 
 export const heading = (label) => label.replace(/ Group$/, '');

@@ -66,8 +66,9 @@ test('a click averages as many pixels as were chosen, and fewer at the picture�
     await page.locator('#sample-size').selectOption(String(side));
     await page.keyboard.press('e');
     await page.mouse.move(corner.x, corner.y);
-    await page.waitForFunction((size) => document.getElementById('at-sample-size').textContent === size, `${width} × ${height}`);
-    const asked = page.waitForRequest((request) => request.url().endsWith('api/sample'));
+    await page.waitForFunction((size) => document.getElementById('at-sample-size').textContent === size,
+                               `${width} × ${height}`);
+    const asked = page.waitForRequest('**/api/sample');
     await page.mouse.down();
     await page.mouse.move(corner.x + 2, corner.y - 2);  // no hand is quite still
     await page.mouse.up();
@@ -94,10 +95,10 @@ test('a clip that asks to be turned stands upright, and a click takes what is se
   for (const [x, y] of [[50, 40], [190, 40], [50, 280], [190, 280]]) {
     const point = await screenPoint(page, x, y);
     await page.keyboard.press('e');
-    const [answer] = await Promise.all([page.waitForResponse((response) => response.url().endsWith('api/sample')), page.mouse.click(point.x, point.y)]);
+    const [answer] = await Promise.all([page.waitForResponse('**/api/sample'), page.mouse.click(point.x, point.y)]);
     const {mean} = await answer.json();
     const there = [...seen.subarray(4 * (y * 240 + x), 4 * (y * 240 + x) + 3)];
-    assert.ok(mean.every((level, at) => Math.abs(level - there[at]) < 12), `${mean} at ${x}, ${y}, where ${there} is seen`);
+    assert.ok(mean.every((level, at) => Math.abs(level - there[at]) < 12), `${mean} is not ${there} at ${x}, ${y}`);
   }
   assertClean(watch);
   await page.close();
@@ -269,80 +270,6 @@ test('A and B hold two settings, flipped with one key', async () => {
   await page.keyboard.press('Shift+A');
   await page.keyboard.press('a');
   assert.equal(await valueOf(page, 'clip-white'), '70');
-  assertClean(watch);
-  await page.close();
-});
-
-// What the page's settings are, as the server is asked for a picture with them.
-const settingsOf = async (page) => {
-  const asked = page.waitForRequest((request) => request.url().endsWith('api/wheel'));
-  await page.locator('#wheel-panel summary').click();
-  await page.locator('#wheel-panel summary').click();
-  return (await asked).postDataJSON().settings;
-};
-
-test('proposed settings are shown before they change anything, and taken where they are left on, in one step', async () => {
-  const {page, watch} = await openPage(setup);
-  const before = await settingsOf(page);
-  const answer = page.waitForResponse((response) => response.url().endsWith('api/propose'), {timeout: 60000});
-  await page.keyboard.press('p');
-  const {settings, reasons} = await (await answer).json();
-  await page.waitForSelector('#proposal[open]');
-  assert.equal(await page.locator('#undo').isDisabled(), true);
-  const changed = reasons.map(({slug}) => slug).filter((slug) => settings[slug] !== before[slug]);
-  assert.ok(changed.length >= 2, String(changed));
-  const rows = page.locator('#proposal-changes li');
-  assert.deepEqual(await rows.locator('input').evaluateAll((all) => all.map(({id}) => id)),
-                   changed.map((slug) => `propose-${slug}`));
-  for (const [at, slug] of changed.entries()) {
-    const text = await rows.nth(at).innerText();
-    const {sentence} = reasons.find((reason) => reason.slug === slug);
-    for (const part of [before[slug], settings[slug], sentence.slice(1)]) {
-      assert.ok(text.includes(String(part).replace('true', 'on').replace('false', 'off')), `${slug}: ${text}`);
-    }
-  }
-  assert.match(await page.locator('#proposal-kept summary').innerText(), new RegExp(`^${19 - changed.length} settings`));
-  assert.equal(await page.locator('#proposal-kept dl').isVisible(), false);
-
-  await page.locator(`label[for=propose-${changed[0]}]`).click();
-  await page.locator('#proposal-apply').focus();
-  await page.keyboard.press('Enter');
-  assert.equal(await page.locator('#proposal[open]').count(), 0);
-  const taken = Object.fromEntries(changed.slice(1).map((slug) => [slug, settings[slug]]));
-  assert.deepEqual(await settingsOf(page), {...before, ...taken});
-  await page.keyboard.press('Control+z');
-  assert.deepEqual(await settingsOf(page), before);
-  assert.equal(await page.locator('#undo').isEnabled(), false);
-  assertClean(watch);
-  await page.close();
-});
-
-test('a proposal says what was left out, waits for another window to close, and changes nothing when it is cancelled', async () => {
-  const {page, watch} = await openPage(setup);
-  const before = await settingsOf(page);
-  const reasons = ['clip-black', 'clip-white', 'despill-blue'].map((slug) => ({slug, sentence: 'it was tried'}));
-  const proposal = {settings: {...before, 'clip-black': 4}, reasons, leftOut: ['skin-hue 25 would tint the rim']};
-  let answer;
-  await page.route('**/api/propose', (route) => { answer = () => route.fulfill({json: proposal}); });
-  const asked = page.waitForRequest('**/api/propose');
-  await page.keyboard.press('p');
-  await asked;
-  await page.keyboard.press('?');
-  const answered = page.waitForResponse('**/api/propose');
-  await answer();
-  await answered;
-  await page.waitForFunction(() => !document.getElementById('step-propose').disabled);
-  assert.equal(await page.locator('#proposal[open]').count(), 0);
-  await page.keyboard.press('Escape');  // the help
-  await page.waitForSelector('#proposal[open]');
-  assert.equal(await page.locator('#proposal-changes li').count(), 1);
-  assert.match(await page.locator('#proposal-left-out').innerText(), /skin-hue 25 would tint the rim\./);
-  assert.match(await page.locator('#proposal-kept summary').innerText(), /^2 settings stay/);
-  await page.locator('#propose-clip-black').uncheck();
-  assert.equal(await page.locator('#proposal-apply').isDisabled(), true);
-  await closeDialog(page);
-  assert.deepEqual(await settingsOf(page), before);
-  assert.equal(await page.locator('#step-propose.done').count(), 0);
   assertClean(watch);
   await page.close();
 });
