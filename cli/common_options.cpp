@@ -66,8 +66,8 @@ void addReplaceOption(CLI::App& command, CommonOptions& options) {
 
 void addThreadsOption(CLI::App& command, CommonOptions& options) {
   command.add_option("--threads", options.threads, "Frames to work on at the same time; by default one a core.")
-      ->check(CLI::Range(1, 256))
-      ->type_name("1..256");
+      ->check(CLI::Range(1, 1024))
+      ->type_name("1..1024");
 }
 
 void addCpuOption(CLI::App& command) {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cctype>
 
+#include "cli/overview.h"
+
 namespace kalvetra {
 
 namespace {
@@ -23,15 +25,6 @@ constexpr Row kExitStatus[]{
     {"1", "Failed; one line on the standard error says what, where and what to do. Nothing half-written is left."},
     {"2", "Wrong usage."},
     {"130", "Interrupted. Nothing was written."},
-};
-
-constexpr Row kExamples[]{
-    {"kalvetra key shot.mp4 keyed.mov", "Keys a clip into ProRes 4444; the backdrop's colour is found in the clip."},
-    {"kalvetra key shot.mp4 keyed.webm --key-color '#2da54b' --clip-black 5",
-     "Names the colour, and clears specks from the screen."},
-    {"kalvetra still shot.mp4 look.png --at 2.5", "Shows one frame as source, matte and result side by side."},
-    {"kalvetra report keyed.mov --max-haze 0.5",
-     "Fails when more than 0.5 % of haze is left where it should be clear."},
 };
 
 // Text as roff takes it literally. A hyphen is a minus: options are to be copied.
@@ -139,7 +132,7 @@ std::string manualPage(const CommandOutline& program, const std::string& version
   text += section("EXIT STATUS");
   for (const Row& row : kExitStatus) text += entry(bold(row.term), line(row.text));
   text += section("EXAMPLES");
-  for (const Row& row : kExamples) text += entry(bold(row.term), line(row.text));
+  for (const Example& example : kExamples) text += entry(bold(example.command), line(example.what));
   text += section("FILES") + entry(italic(".NAME.part-PID").insert(0, "\\&"),
                                    line("What is being written lies under such a hidden name beside its target until "
                                         "it is complete. One that a killed process left can be removed."));

@@ -9,6 +9,7 @@
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/interrupt.h"
+#include "cli/overview.h"
 #include "media/ffmpeg.h"
 #include "support/user_error.h"
 
@@ -33,11 +34,15 @@ constexpr std::string_view kOutOfMemory = "out of memory; try fewer --threads or
 
 int parseAndRun(int argc, char** argv) {
   const std::unique_ptr<CLI::App> program = makeProgram();
+  if (argc < 2) {
+    std::fputs(overview(*program).c_str(), stderr);
+    return 2;
+  }
   try {
     program->parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() != 0) {
-      note(std::string(error.what()) + " (kalvetra --help tells more)");
+      note(usageSentence(*program, error));
       return 2;
     }
     program->exit(error);  // help and version

@@ -8,6 +8,9 @@ namespace kalvetra {
 
 namespace {
 
+// No encoder takes more; several refuse to open then. What they write does not depend on the number.
+constexpr int kMostThreads = 64;
+
 // FFV1 with slices that are a single pixel wide or high cannot be read back. Its first level has none.
 void leaveOutSlices(AVDictionary** options) {
   av_dict_set(options, "level", "1", 0);
@@ -40,7 +43,7 @@ VideoEncoder::VideoEncoder(const OutputFormat& format, AVPixelFormat pixels, con
     context_->chroma_sample_location = AVCHROMA_LOC_LEFT;
   }
   if (format.keepsFields) setFields(pictures.fieldOrder);
-  context_->thread_count = threads;
+  context_->thread_count = std::min(threads, kMostThreads);
   if (globalHeader) context_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
 
   AVDictionary* options = nullptr;
