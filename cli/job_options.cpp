@@ -135,7 +135,8 @@ void addOutputOptions(CLI::App& command, JobOptions& options) {
       ->group(group);
   command
       .add_option("--over", options.job.companions.background,
-                  "What the output comp shows behind the subject: a picture, a clip or #rrggbb.")
+                  "What the view comp shows behind the subject: a picture, a clip or #rrggbb. An output without alpha "
+                  "then shows comp.")
       ->type_name("FILE|#rrggbb")
       ->group(group);
 }
@@ -155,6 +156,8 @@ void addWorkOptions(CLI::App& command, JobOptions& options) {
   command
       .add_option("--receipt", options.job.receipt, "Write what was made, and how it was checked, to this JSON file.")
       ->type_name("FILE")
+      ->group(group);
+  command.add_flag("--verbose", options.verbose, "With --auto and several clips: every setting with its reason.")
       ->group(group);
   addChoice<ProgressKind>(command, "--progress", kProgressKinds,
                           "How progress is shown; json: one object a line, on stderr.",

@@ -21,6 +21,7 @@ struct JobOptions : CommonOptions {
   std::vector<std::pair<ShownView, std::string>> also;
   ProgressKind progress = usualProgress();
   bool skipExisting = false;
+  bool verbose = false;
 
   // Set by splitPaths.
   std::vector<std::string> inputs;

@@ -36,35 +36,37 @@ void refuseSingleNames(const JobOptions& options) {
   for (const auto& [view, pattern] : options.also) check(pattern, "every output");
 }
 
-void checkTogether(const JobOptions& options) {
-  const bool comp = std::any_of(options.also.begin(), options.also.end(),
-                                [](const auto& also) { return also.first == ShownView::Composite; });
-  if (comp && options.job.companions.background.empty()) {
-    throw CLI::ValidationError("--also", "comp needs a background; give it with --over");
-  }
-  if (!comp && !options.job.companions.background.empty()) {
-    throw CLI::ValidationError("--over", "shows only in --also comp=FILE; name that output");
-  }
-  if (options.job.resumable && measures(options)) {
-    throw CLI::ValidationError("--resume", "-f " + options.format + " keeps nothing; leave one of them out");
-  }
+bool showsBackground(const JobOptions& options, ShownView mainView) {
+  const auto isComp = [](const auto& also) { return also.first == ShownView::Composite; };
+  return mainView == ShownView::Composite || std::any_of(options.also.begin(), options.also.end(), isComp);
 }
 
-void addMainOutput(KeyJob& job, const JobOptions& options, const std::string& path) {
-  DeliveryRequest request = deliveryRequest(job.mainView, path);
-  if (job.animatedView) request.opaque = request.levels = false;
+DeliveryRequest mainRequest(const JobOptions& options, ShownView view, const std::string& path) {
+  DeliveryRequest request = deliveryRequest(view, path);
   request.purpose = options.purpose;
   request.codec = options.format.empty() ? options.codec : options.format;
   request.alpha = options.alpha;
+  return request;
+}
+
+void addMainOutput(KeyJob& job, const JobOptions& options, const std::string& path) {
+  DeliveryRequest request = mainRequest(options, job.mainView, path);
+  if (job.animatedView) request.opaque = request.levels = false;
   addOutput(job, job.mainView, request);
 }
 
 }  // namespace
 
 void splitPaths(JobOptions& options) {
-  checkTogether(options);
+  if (options.job.resumable && measures(options)) {
+    throw CLI::ValidationError("--resume", "-f " + options.format + " keeps nothing; leave one of them out");
+  }
   if (std::find(options.paths.begin(), options.paths.end(), "") != options.paths.end()) {
     throw CLI::ValidationError("INPUT... OUTPUT", "a name is empty; is a variable of the shell not set?");
+  }
+  const ClipRange& range = options.job.range;
+  if (range.isEmpty()) {
+    throw CLI::ValidationError("--end", textOf(*range.end) + " is not after --start at " + textOf(*range.start));
   }
   if (measures(options)) {
     splitMeasurePaths(options);
@@ -75,6 +77,27 @@ void splitPaths(JobOptions& options) {
   const std::vector<std::string> named(options.paths.begin(), options.paths.end() - 1);
   options.inputs = expandInputs(named, options.skipExisting ? options.outputPattern : "");
   if (options.inputs.size() > 1) refuseSingleNames(options);
+}
+
+std::string impliedComposite(const JobOptions& options, MainView view) {
+  const std::string& background = options.job.companions.background;
+  const bool isResult = view.view == ShownView::Result && !view.animated;
+  if (!isResult || background.empty() || options.outputPattern.empty() || options.alpha) return {};
+  const OutputFormat& format =
+      *chooseDelivery(mainRequest(options, ShownView::Composite, options.outputPattern)).format;
+  if (!format.alpha.empty() || format.pair) return {};
+  return options.outputPattern + ": " + format.what + " holds no alpha; it shows the result over " + background;
+}
+
+void checkBackground(const JobOptions& options, ShownView mainView) {
+  const bool given = !options.job.companions.background.empty(), shown = showsBackground(options, mainView);
+  if (shown && !given) {
+    throw CLI::ValidationError(mainView == ShownView::Composite ? "--view" : "--also",
+                               "comp needs a background; give it with --over");
+  }
+  if (given && !shown) {
+    throw CLI::ValidationError("--over", "shows only in the view comp; give --view comp or --also comp=FILE");
+  }
 }
 
 KeyJob jobFor(const JobOptions& options, const std::string& input, MainView view) {

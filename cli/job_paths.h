@@ -15,6 +15,12 @@ struct MainView {
   bool animated = false;  // the settings say for each frame
 };
 
+// A background and a main output that can hold no alpha: its composite is meant. The sentence that says so, else empty.
+std::string impliedComposite(const JobOptions& options, MainView view);
+
+// Throws a CLI error where a background is needed or would not be seen.
+void checkBackground(const JobOptions& options, ShownView mainView);
+
 // The job for one of the inputs.
 KeyJob jobFor(const JobOptions& options, const std::string& input, MainView view);
 

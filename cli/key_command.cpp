@@ -181,10 +181,24 @@ void keyAll(const KeyCommand& options) {
   throw UserError(report + names);
 }
 
+// A view that the command line names stays. One in a preset that is the result may be there because all settings are.
+void settleView(KeyCommand& options) {
+  if (!options.choice.options.contains(findParameter("view")->id)) {
+    const std::string sentence = impliedComposite(options.options, mainView(options.choice));
+    if (!sentence.empty()) {
+      note(sentence);
+      options.choice.ownView = ShownView::Composite;
+    }
+  }
+  checkBackground(options.options, mainView(options.choice).view);
+}
+
 void run(KeyCommand& options) {
   JobOptions& job = options.options;
   splitPaths(job);
+  settleView(options);
   options.choice.alwaysKeys = !job.also.empty();
+  options.choice.briefly = job.inputs.size() > 1 && !job.verbose;
   if (job.inputs.size() > 1) {
     keyAll(options);
   } else if (isThere(job, job.inputs.front())) {

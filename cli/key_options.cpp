@@ -10,6 +10,7 @@
 #include "cli/key_color_search.h"
 #include "jobs/auto_settings.h"
 #include "media/temporary_output.h"
+#include "parameters/clip_levels.h"
 #include "parameters/parameter_manual.h"
 #include "parameters/parameter_value.h"
 #include "support/user_error.h"
@@ -18,8 +19,8 @@ namespace kalvetra {
 
 namespace {
 
-constexpr const char* kGroup = "Key";                          // heading in --help and the manual
-constexpr std::string_view kOwnViews[] = {"plate", "status"};  // from ShownView::Plate on
+constexpr const char* kGroup = "Key";                                  // heading in --help and the manual
+constexpr std::string_view kOwnViews[] = {"plate", "status", "comp"};  // from ShownView::Plate on
 
 const Parameter& colorParameter() { return *findParameter("key-color"); }
 const Parameter& viewParameter() { return *findParameter("view"); }
@@ -71,14 +72,39 @@ void addParameterOption(CLI::App& command, const Parameter& p, KeyChoice& choice
       ->default_str(p.kind == ParameterKind::Color ? "auto" : defaultText(p));
 }
 
-// What is proposed for the clip, each setting said with its reason.
-KeySettings proposed(const std::string& input, const SourceOptions& source, std::optional<int> keyColor, int threads) {
-  const Proposal proposal = proposeSettings(input, source, keyColor, threads, stopRequested());
+// "shadow 80"
+std::string settingText(const Parameter& p, const KeySettings& settings) {
+  return std::string(p.slug) + " " + valueText(p, valueIn(settings, p));
+}
+
+bool isNamed(const KeyChoice& choice, const Parameter& p) {
+  return choice.options.contains(p.id) || (choice.preset && choice.preset->curves.contains(p.id));
+}
+
+// What the proposal makes different, in one line.
+void noteChanges(const KeyChoice& choice, const std::string& input, const Proposal& proposal) {
+  std::string changes;
   for (const Reason& reason : proposal.reasons) {
     const Parameter& p = *findParameter(reason.slug);
-    note(std::string(p.slug) + " " + valueText(p, valueIn(proposal.settings, p)) + ": " + reason.sentence);
+    if (isNamed(choice, p) || valueIn(proposal.settings, p) == p.defaultValue) continue;
+    changes += (changes.empty() ? "" : ", ") + settingText(p, proposal.settings);
+  }
+  std::string line = changes.empty() ? "--auto changes nothing" : changes;
+  for (const std::string& sentence : proposal.leftOut) line += "; " + sentence.substr(0, sentence.find(": "));
+  note(input + ": " + line);
+}
+
+void noteReasons(const Proposal& proposal) {
+  for (const Reason& reason : proposal.reasons) {
+    note(settingText(*findParameter(reason.slug), proposal.settings) + ": " + reason.sentence);
   }
   for (const std::string& sentence : proposal.leftOut) note(sentence);
+}
+
+KeySettings proposed(const KeyChoice& choice, const std::string& input, const SourceOptions& source,
+                     std::optional<int> keyColor, int threads) {
+  const Proposal proposal = proposeSettings(input, source, keyColor, threads, stopRequested());
+  choice.briefly ? noteChanges(choice, input, proposal) : noteReasons(proposal);
   return proposal.settings;
 }
 
@@ -171,9 +197,10 @@ void addKeyOptions(CLI::App& command, KeyChoice& choice, bool withOwnViews) {
 AnimatedSettings settleSettings(const KeyChoice& choice, const std::string& input, const SourceOptions& source,
                                 int threads) {
   const std::optional<int> named = namedColor(choice);
-  AnimatedSettings settings(choice.automatic ? proposed(input, source, named, threads) : defaultSettings());
+  AnimatedSettings settings(choice.automatic ? proposed(choice, input, source, named, threads) : defaultSettings());
   if (choice.preset) applyPreset(*choice.preset, settings);
   for (const auto& [id, value] : choice.options) settings.set(*findParameter(id), value);
+  refuseCrossedClipLevels(settings);
   noteIdleOptions(choice, settings);
   if (choice.searchColor || (!named && !choice.automatic)) {
     if (!needsColor(choice, settings)) return settings;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 
 namespace kalvetra {
 
@@ -55,6 +56,21 @@ std::optional<Position> parsePosition(const std::string& text) {
   if (!seconds || *seconds > kLongest) return std::nullopt;
   position.seconds = *seconds;
   return position;
+}
+
+std::string secondsText(double seconds) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.6g s", seconds);
+  return text;
+}
+
+std::string textOf(const Position& position) {
+  return position.isFrame ? "frame " + std::to_string(position.frame) : secondsText(position.seconds);
+}
+
+bool ClipRange::isEmpty() const {
+  if (!start || !end || start->isFrame != end->isFrame) return false;
+  return start->isFrame ? start->frame >= end->frame : start->seconds >= end->seconds;
 }
 
 bool ClipRange::isBefore(std::int64_t number, double seconds) const {

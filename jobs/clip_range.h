@@ -19,11 +19,17 @@ struct Position {
 // Reads "2.5" and "1:02:03.5" as times, "75f" as a picture. Nothing for any other text, and beyond 1000 hours.
 std::optional<Position> parsePosition(const std::string& text);
 
+// For people: "2.5 s", "frame 75".
+std::string textOf(const Position& position);
+std::string secondsText(double seconds);
+
 struct ClipRange {
   std::optional<Position> start;  // the first picture shown at that time or later
   std::optional<Position> end;    // the first picture not worked on any more
   std::int64_t frames = 0;        // at most so many pictures; 0: all
 
+  // True when it holds nothing, whatever the clip.
+  bool isEmpty() const;
   bool isWhole() const { return !start && !end && frames == 0; }
   // True when a picture of that number and time, in seconds, lies before the range, or behind it.
   bool isBefore(std::int64_t number, double seconds) const;

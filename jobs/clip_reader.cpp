@@ -53,6 +53,7 @@ bool ClipReader::readInRange(ClipFrame& frame) {
     const double seconds = secondsOf(source.time);
     const std::int64_t number = number_++;
     if (range_.isBefore(number, seconds)) {
+      lastEnd_ = secondsOf(source.time + source.duration);
       soundUntil(seconds);
       before_ = countNow();
       continue;
@@ -74,6 +75,13 @@ bool ClipReader::readInRange(ClipFrame& frame) {
   append(sound_, source.copied);
   over_ = true;
   return false;
+}
+
+std::string ClipReader::whyEmpty() const {
+  if (number_ == 0) return "no picture in it can be read; check the file";
+  if (end_ || !range_.start) return "no picture of it lies in the range; name a later --end";
+  return "ends after " + std::to_string(number_) + (number_ == 1 ? " frame" : " frames") + " (" +
+         secondsText(lastEnd_) + "), before --start at " + textOf(*range_.start) + "; name an earlier one";
 }
 
 // Sound that belongs into the range may come behind pictures that do not.

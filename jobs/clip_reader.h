@@ -29,6 +29,9 @@ class ClipReader {
   // Where the range ends, in seconds of the clip, once a picture behind it was read.
   std::optional<double> end() const { return end_; }
 
+  // Why the range holds no picture: a sentence without the clip's name. For when it has been read and does not.
+  std::string whyEmpty() const;
+
   // As Reader counts them, but without those before the range and behind it.
   std::int64_t lostFrames() const { return (end_ ? inRange_ : countNow()).lost - before_.lost; }
   std::int64_t damagedFrames() const { return (end_ ? inRange_ : countNow()).damaged - before_.damaged; }
@@ -52,7 +55,7 @@ class ClipReader {
   std::int64_t number_ = 0;    // of the next picture in the clip
   std::int64_t index_ = 0;     // of the next picture in the range
   std::int64_t origin_ = 0;    // time of the range's first picture
-  double lastEnd_ = 0.0;       // where the range's latest picture ends, in seconds of the clip
+  double lastEnd_ = 0.0;       // where the latest picture up to the range's end ends, in seconds of the clip
   std::optional<double> end_;  // where the range ends, once it is known
   Damage before_, inRange_;    // as they were at the latest picture before the range, and in it
   bool started_ = false;

@@ -176,8 +176,7 @@ class Run {
   }
 
   void checkWhatWasRead() {
-    if (result_.frames == 0)
-      throw UserError(job_.input + ": no picture in it can be read; check the file and the range");
+    if (result_.frames == 0) throw UserError(job_.input + ": " + clip_->whyEmpty());
     const std::string own = source_->describeDamage(result_.lostFrames, result_.damagedFrames);
     std::vector<std::string> sentences = companions_->damage();
     if (!own.empty()) sentences.insert(sentences.begin(), own);

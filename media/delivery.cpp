@@ -133,8 +133,9 @@ AlphaMode chooseAlpha(const DeliveryRequest& request, const OutputFormat& format
     return AlphaMode::None;
   }
   if (format.alpha.empty()) {
-    throw UserError(path + ": " + format.what + " holds no alpha; lay the result over a background, write the matte, " +
-                    "or choose another kind of output: .mov, .mkv, .webm or .png");
+    throw UserError(path + ": " + format.what +
+                    " holds no alpha; lay the result over a background (--over), write the " +
+                    "matte (--view matte), or choose another kind of output: .mov, .mkv, .webm or .png");
   }
   const AlphaMode alpha = request.alpha.value_or(format.alpha.front());
   if (!mayBe(format, alpha)) {

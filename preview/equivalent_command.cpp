@@ -53,8 +53,8 @@ Words settingWords(const KeySettings& settings) {
 
 // A preset may name another view than the one that is wanted.
 Words viewWords(const KeyJob& job, bool hasPreset) {
-  static const char* const names[] = {"source", "matte", "result", "plate", "status"};
-  if (job.animatedView || job.mainView == ShownView::Composite) return {};
+  static const char* const names[] = {"source", "matte", "result", "plate", "status", "comp"};
+  if (job.animatedView) return {};
   if (job.mainView == ShownView::Result && !hasPreset) return {};
   return {"--view", names[static_cast<std::size_t>(job.mainView)]};
 }
@@ -80,18 +80,12 @@ bool isUsualFor(const std::string& output, const OutputFormat* format, KeyReques
 Words deliveryWords(const KeyRequest& request, const KeyJob& job, const std::string& output) {
   const OutputFormat* format = job.outputs.front().delivery.format;
   if (isUsualFor(output, format, request)) return {};
-  if (job.mainView == ShownView::Composite) {
-    throw UserError("the command chooses the kind of a composite by its name alone, and " +
-                    fs::path(output).extension().string() + " does not stand for " + format->what);
-  }
   return request.codec.empty() ? Words{"--for", request.purpose} : Words{"--codec", request.codec};
 }
 
-// What is written, to where.
-Words outputWords(const KeyRequest& request, const KeyJob& job, const std::string& output) {
-  if (job.mainView != ShownView::Composite) return {output};
-  const bool isColor = request.over.starts_with('#');
-  return {"-f", "null", "--also", "comp=" + output, "--over", isColor ? request.over : absoluteWord(request.over)};
+Words backgroundWords(const KeyRequest& request, const KeyJob& job) {
+  if (job.mainView != ShownView::Composite) return {};
+  return {"--over", request.over.starts_with('#') ? request.over : absoluteWord(request.over)};
 }
 
 }  // namespace
@@ -112,8 +106,7 @@ EquivalentCommand equivalentCommand(const KeyRequest& request, const CommandFile
   const KeyJob job = keyJobFor({}, request, output, false);
   const bool animated = request.settings.isAnimated();
   EquivalentCommand result;
-  Words words{"kalvetra", "key", absoluteWord(files.input)};
-  append(words, outputWords(request, job, output));
+  Words words{"kalvetra", "key", absoluteWord(files.input), output};
   append(words, files.sourceArguments);
   if (animated) {
     result.presetFile = files.preset;
@@ -123,6 +116,7 @@ EquivalentCommand equivalentCommand(const KeyRequest& request, const CommandFile
     append(words, settingWords(request.settings.at(0)));
   }
   append(words, viewWords(job, animated));
+  append(words, backgroundWords(request, job));
   append(words, rangeWords(request.range));
   append(words, deliveryWords(request, job, output));
   if (request.keepPartial) words.emplace_back("--keep-partial");

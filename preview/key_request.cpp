@@ -1,6 +1,7 @@
 #include "preview/key_request.h"
 
 #include "jobs/output_choice.h"
+#include "parameters/clip_levels.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -11,6 +12,7 @@ std::string withEnding(const std::string& name, const KeyRequest& request) {
 }
 
 KeyJob keyJobFor(const KeyJob& clip, const KeyRequest& request, const std::string& path, bool replace) {
+  refuseCrossedClipLevels(request.settings);
   KeyJob job = clip;
   const Parameter& view = *findParameter("view");
   job.range = request.range;

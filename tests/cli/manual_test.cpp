@@ -150,7 +150,7 @@ TEST(Completion, TakenByBashWhichOffersWhatFits) {
   EXPECT_EQ("key\n", bashOffers(script, "kalvetra ke", 1));
   EXPECT_EQ("off\non\n", bashOffers(script, "kalvetra key --smooth-bg o", 3));
   EXPECT_EQ("source\n", bashOffers(script, "kalvetra still shot.mp4 --view = s", 5));  // --view=s
-  EXPECT_EQ("matte\nplate\nresult\nsource\nstatus\n", bashOffers(script, "kalvetra key --view =", 3));
+  EXPECT_EQ("comp\nmatte\nplate\nresult\nsource\nstatus\n", bashOffers(script, "kalvetra key --view =", 3));
   EXPECT_EQ("\n", bashOffers(script, "kalvetra key --shadow \"\"", 3));
   EXPECT_EQ("\n", bashOffers(script, "kalvetra doctor --sm", 2));  // not that command's
   need("mkdir '" + folder.path("a folder") + "' && touch '" + folder.path("a clip.mp4") + "'");
@@ -189,7 +189,7 @@ TEST(Completion, TakenByFishWhichOffersWhatFits) {
                 "\"' | cut -f1");
   };
   EXPECT_EQ("--smooth-bg\n", offers(own, "kalvetra key --smo"));
-  EXPECT_EQ("matte\nplate\nresult\nsource\nstatus\n",
+  EXPECT_EQ("comp\nmatte\nplate\nresult\nsource\nstatus\n",
             need("echo '" + offers(own, "kalvetra key --view ") + "' | sort | grep ."));
   EXPECT_EQ("down\nup\n", need("echo '" + offers(awkward, "kalvetra preset list --order ") + "' | sort | grep ."));
   EXPECT_EQ("drop-all\nlist\n", need("echo '" + offers(awkward, "kalvetra preset ") + "' | sort | grep ."));

@@ -113,6 +113,25 @@ TEST(PickCommand, ANamedColourIsTakenWhateverIsFound) {
   expectHas(run(pick(green + " --key-color '#289646'")).output, "--settings");
 }
 
+// A batch says in a line what is proposed for a clip; --verbose says all.
+TEST(Auto, SaysALineAClipInABatch) {
+  const ScratchFolder folder;
+  const std::string a = drawClip(folder, "a.mkv", {232, 204, 48}), b = drawClip(folder, "b.mkv", {200, 60, 40});
+  const std::string batch = a + " " + b + " -y '" + folder.path("{name}-k.mkv") + "' --auto ";
+  const std::string reason = "no other green competes";
+  const json proposed = json::parse(need(pick(a + " --settings --json")))["settings"];
+  const std::string hue = ", skin-hue " + proposed["skin-hue"]["value"].get<std::string>();
+  const std::string said = need(key(batch)),
+                    line = said.substr(said.find(a), said.find('\n', said.find(a)) - said.find(a));
+  expectHas(line, a + ": key-color #2da54b, ");
+  expectHas(line, hue);
+  EXPECT_EQ(std::string::npos, line.find("despill-blue")) << "stays as it is";
+  EXPECT_EQ(std::string::npos, said.find(reason));
+  expectHas(need(key(batch + "--verbose")), reason);
+  EXPECT_EQ(std::string::npos, need(key(batch + "--skin-hue 5")).find(hue));
+  expectHas(need(key(a + " -f null --auto")), reason);
+}
+
 TEST(PickCommand, RefusesInOneSentence) {
   const ScratchFolder folder;
   const std::string clip = drawClip(folder, "a.mkv", Color{200, 60, 40}), blue = folder.path("blue.png");

@@ -88,8 +88,9 @@ TEST(Deliveries, WhatDoesNotFitIsRefusedInOneSentence) {
        "or .raw (raw pictures, BGRA)"},
       {{"mov"}, "mov: has no file extension; end the name in one of .mov"},
       {{"a.mp4"},
-       "a.mp4: H.264 holds no alpha; lay the result over a background, write the matte, or choose another kind of "
-       "output: .mov, .mkv, .webm or .png"},
+       "a.mp4: H.264 holds no alpha; lay the result over a background (--over), write the matte (--view matte), or "
+       "choose "
+       "another kind of output: .mov, .mkv, .webm or .png"},
       {{"a.png", "", "", kPremultiplied},
        "a.png: PNG, lossless is straight by convention; for premultiplied alpha choose prores4444, animation, ffv1, "
        "exr, nut or raw"},

@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include "parameters/clip_levels.h"
 #include "parameters/parameter_value.h"
+#include "support/user_error.h"
 
 namespace {
 
@@ -40,6 +42,28 @@ TEST(Keyframes, ColoursMoveInEachComponentTogglesAndTheViewSwitch) {
     EXPECT_EQ(0, valueAt(p, curve, 7)) << slug;
     EXPECT_EQ(1, valueAt(p, curve, 8)) << slug;
   }
+}
+
+TEST(ClipLevels, MayMeetButNotCross) {
+  const auto refusal = [](const Curve& black, const Curve& white) -> std::string {
+    AnimatedSettings settings;
+    settings.set(*findParameter("clip-black"), black);
+    settings.set(*findParameter("clip-white"), white);
+    try {
+      refuseCrossedClipLevels(settings);
+    } catch (const kalvetra::UserError& error) {
+      return error.what();
+    }
+    return "";
+  };
+  EXPECT_EQ("", refusal({{0, 0}}, {{0, 100}}));
+  EXPECT_EQ("", refusal({{0, 50}}, {{0, 50}}));
+  EXPECT_EQ("clip-black 50 lies above clip-white 49; lower clip-black or raise clip-white",
+            refusal({{0, 50}}, {{0, 49}}));
+  // 60 is reached at frame 20, where the other has come down from 90 to 45.
+  EXPECT_EQ("clip-black 60 lies above clip-white 45 at frame 20; lower clip-black or raise clip-white",
+            refusal({{0, 0}, {20, 60}}, {{10, 90}, {30, 0}}));
+  EXPECT_EQ("", refusal({{0, 0}, {20, 45}, {30, 0}}, {{10, 90}, {30, 0}}));
 }
 
 TEST(AnimatedSettings, EachFrameHasItsOwnAndConstantsStay) {

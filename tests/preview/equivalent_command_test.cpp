@@ -41,7 +41,7 @@ TEST(EquivalentCommand, SaysOnlyWhatDiffersAndCounts) {
   EXPECT_EQ(begin + "shot-keyed-%05d.exr " + color, command({{"settings", plain}, {"delivery", "compositing"}}));
   EXPECT_EQ(begin + "a.mp4 " + color + " --codec av1",
             command({{"settings", plain}, {"codec", "av1"}, {"output", "a.mp4"}}));
-  EXPECT_EQ(begin + "-f null --also comp=a.mp4 --over '#ffffff' " + color,
+  EXPECT_EQ(begin + "a.mp4 " + color + " --view comp --over '#ffffff'",
             command({{"settings", plain}, {"over", "#ffffff"}, {"output", "a.mp4"}}));
   EXPECT_EQ(begin + "a.mp4 " + color + " --view plate",
             command({{"settings", plain}, {"view", "plate"}, {"over", "#ffffff"}, {"output", "a.mp4"}}));
@@ -55,7 +55,7 @@ TEST(EquivalentCommand, RefusesWhatNoCommandCanSay) {
   refused({{"output", "{name}.mov"}}, "the command would replace {name} in it");
   refused({{"output", "../a.mov"}}, "give a plain file name");
   refused({{"output", "a.mkv"}, {"delivery", "editing"}}, "does not fit the purpose editing");
-  refused({{"output", "a.webm"}, {"codec", "av1"}, {"over", "#ffffff"}}, "by its name alone, and .webm does not stand");
+  refused({{"settings", {{"clip-black", 50}, {"clip-white", 40}}}}, "clip-black 50 lies above clip-white 40");
   refused({{"delivery", "fun"}}, "'fun' is no purpose");
   const ScratchFolder folder;
   const RoutedPreview latin(optionsFor(drawClip(folder.path("caf\xe9.mkv"), "2")));

@@ -76,11 +76,10 @@ TEST(Export, WritesTheBytesThatTheCommandWrites) {
       {{{"name", "b.mov"}, {"delivery", "editing"}, {"start", 2}, {"end", 9}}, "--start 2f --end 9f"},
       {{{"name", "c.mp4"}, {"view", "status"}}, "--view status"},
       {{{"name", "d.mov"}, {"codec", "animation"}, {"view", "matte"}}, "--codec animation --view matte"},
-      {{{"name", "e.mp4"}, {"view", "composite"}, {"over", {{"file", "sky.png"}}}},
-       "-f null --over " + folder.path("sky.png") + " --also comp="},
+      {{{"name", "e.mp4"}, {"view", "composite"}, {"over", {{"file", "sky.png"}}}}, "--over " + folder.path("sky.png")},
       {{{"name", "g.mkv"}, {"view", "composite"}, {"over", {{"file", "sky.png"}}}},
        "-f null --over " + folder.path("sky.png") + " --also comp="},
-      {{{"name", "f.mkv"}, {"over", "#102030"}}, "-f null --over '#102030' --also comp="},
+      {{{"name", "f.mkv"}, {"over", "#102030"}}, "--view comp --over '#102030'"},
   };
   for (const Case& c : cases) {
     Json request = c.request;
