@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 #include "engine/chroma_plane.h"
 
@@ -27,6 +28,11 @@ Sight look(const Rgb& color, const Rgb& screen) {
   const Chroma c = chromaPlaneOf(color), s = chromaPlaneOf(screen);
   const float strength = std::max(length(s), 1.0f);
   return {dot(c, s) / (strength * strength), (c.Q * s.I - c.I * s.Q) / strength};
+}
+
+float hueDistance(const Rgb& a, const Rgb& b) {
+  const Chroma c = chromaPlaneOf(a), d = chromaPlaneOf(b);
+  return std::atan2(std::abs(c.I * d.Q - c.Q * d.I), dot(c, d)) * 180.0f / std::numbers::pi_v<float>;
 }
 
 Mixture unmix(const Rgb& offset, const Rgb& way, const Rgb& screen) {

@@ -19,6 +19,9 @@ struct Sight {
 };
 Sight look(const Rgb& color, const Rgb& screen);
 
+// Degrees from one colour's hue to another's, 0..180; 0 for a grey.
+float hueDistance(const Rgb& a, const Rgb& b);
+
 // A subject's colour mixed with the screen, and some of the screen's light thrown on the subject.
 struct Mixture {
   float alpha;  // of the subject, 0..1

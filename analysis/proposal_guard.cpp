@@ -12,6 +12,7 @@ namespace {
 
 // The limits come from some thirty photographs and clips, whose keys were looked at.
 constexpr double kMostFilled = 5.0;      // percent of opacity, mean over what is clear in the plain key
+constexpr float kScreenHue = 30.0f;      // degrees; cloth of another hue is right to become opaque
 constexpr double kMostHoles = 1.5;       // percent of the deep solids
 constexpr double kSureGain = 0.1;        // share of the trials' cost that leaves no doubt about a skin hue
 constexpr double kMoreAtOutlines = 0.5;  // levels of green; more than this beyond that in solids is thrown light
@@ -47,11 +48,17 @@ Plane deepSolids(const Picture& plain) {
   return deep;
 }
 
-// Percent of opacity that a key adds where the plain one is clear.
-double filled(const Picture& plain, const Picture& key) {
+Rgb rgbOf(const unsigned char* argb) {
+  return {static_cast<float>(argb[1]), static_cast<float>(argb[2]), static_cast<float>(argb[3])};
+}
+
+// Percent of opacity that a key adds to what is of the screen's hue, over all that is clear in the plain key.
+double filled(const Picture& source, const Rgb& screen, const Picture& plain, const Picture& key) {
   Mean mean;
   for (std::size_t i = 0; i < plain.argb.size(); i += 4) {
-    if (plain.argb[i] < kClear) mean.add((key.argb[i] - plain.argb[i]) / 2.55);
+    if (plain.argb[i] >= kClear) continue;
+    const bool counts = hueDistance(rgbOf(&source.argb[i]), screen) <= kScreenHue;
+    mean.add(counts ? (key.argb[i] - plain.argb[i]) / 2.55 : 0.0);
   }
   return mean.value();
 }
@@ -66,8 +73,7 @@ double holes(const Plane& deep, const Picture& key) {
 }
 
 double visibleGreen(const unsigned char* argb) {
-  const Rgb color{static_cast<float>(argb[1]), static_cast<float>(argb[2]), static_cast<float>(argb[3])};
-  return static_cast<double>(greenExcess(color)) * argb[0] / 255.0;
+  return static_cast<double>(greenExcess(rgbOf(argb))) * argb[0] / 255.0;
 }
 
 // What a skin hue other than 0 leaves in.
@@ -103,6 +109,8 @@ class Guard {
     result_.settings = found;
     plain_.keyColor = found.keyColor;
     plain_.clipBlack = kPlainClipBlack;
+    for (std::size_t c = 0; c < 3; ++c) screen_[c] = static_cast<float>(255.0 * found.keyColor[c]);
+    sources_ = trials.sources();
     plainKeys_ = trials.keys(plain_);
     for (const Picture& key : plainKeys_) deep_.push_back(deepSolids(key));
   }
@@ -132,10 +140,10 @@ class Guard {
   }
 
   HueEffect effectOf(const KeySettings& without, const KeySettings& with) const {
-    const std::vector<Picture> sources = trials_.sources(), before = trials_.keys(without), after = trials_.keys(with);
+    const std::vector<Picture> before = trials_.keys(without), after = trials_.keys(with);
     HueEffect effect;
-    for (std::size_t i = 0; i < sources.size(); ++i) {
-      effect.compare(sources[i], plainKeys_[i], deep_[i], before[i], after[i]);
+    for (std::size_t i = 0; i < sources_.size(); ++i) {
+      effect.compare(sources_[i], plainKeys_[i], deep_[i], before[i], after[i]);
     }
     return effect;
   }
@@ -145,7 +153,7 @@ class Guard {
     const std::vector<Picture> keys = trials_.keys(result_.settings);
     double mostFilled = 0.0, mostHoles = 0.0;
     for (std::size_t i = 0; i < keys.size(); ++i) {
-      mostFilled = std::max(mostFilled, filled(plainKeys_[i], keys[i]));
+      mostFilled = std::max(mostFilled, filled(sources_[i], screen_, plainKeys_[i], keys[i]));
       mostHoles = std::max(mostHoles, holes(deep_[i], keys[i]));
     }
     if (mostFilled > kMostFilled) {
@@ -163,7 +171,8 @@ class Guard {
 
   Trials& trials_;
   KeySettings plain_;
-  std::vector<Picture> plainKeys_;
+  Rgb screen_{};
+  std::vector<Picture> sources_, plainKeys_;
   std::vector<Plane> deep_;
   Guarded result_{};
 };

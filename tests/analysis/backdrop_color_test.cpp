@@ -53,6 +53,19 @@ TEST(BackdropFinder, FindsTheScreenAndRefusesOtherPictures) {
   EXPECT_FALSE(BackdropFinder().find().has_value());
 }
 
+// A backdrop that was keyed already is still green under its alpha.
+TEST(BackdropFinder, LeavesTransparentPixelsOut) {
+  Bytes picture = uniform(64, 64, 30, 200, 60);
+  const Bytes opaque = uniform(64, 32, 45, 165, 75);
+  std::copy(opaque.begin(), opaque.end(), picture.begin());
+  for (std::size_t i = opaque.size(); i < picture.size(); i += 4) picture[i] = 127;
+  const auto found = findIn(picture, 64, 64);
+  ASSERT_TRUE(found.has_value());
+  EXPECT_EQ(45, found->red);
+  EXPECT_EQ(64u * 32u, found->examined);
+  EXPECT_EQ(1.0, found->confidence);
+}
+
 // By hand: half of the picture at luminance 124.3, half a fifth darker.
 TEST(BackdropFinder, MeasuresSpreadAndLight) {
   Bytes halves = uniform(64, 32, 50, 160, 80);

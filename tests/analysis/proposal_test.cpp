@@ -89,6 +89,32 @@ TEST(Proposal, ColoursNearTheScreensMoveTheBoundOnTheirSide) {
   EXPECT_LT(errorUnder(scene, olive.settings), 0.5 * errorAtDefaults(scene, olive));
 }
 
+std::string reasonOf(const Proposal& proposal, std::string_view slug) {
+  for (const Reason& reason : proposal.reasons) {
+    if (reason.slug == slug) return reason.sentence;
+  }
+  return {};
+}
+
+// By hand: seen from grey, yellow lies 96 degrees from the screen towards red, teal 33 degrees towards blue.
+TEST(Proposal, ReasonsTellTheSidesApart) {
+  const auto wholly = [](const test::Color& color) {
+    DrawnScene scene;
+    scene.skin = scene.shirt = color;
+    return propose(scene.draw());
+  };
+  const Proposal yellow = wholly({232, 204, 48}), teal = wholly({20, 128, 132});
+  const std::string nothing = "no solid colour lies on the screen's ", near = "solid colours come within ";
+  for (const char* slug : {"skin-hue", "despill-skin"}) {
+    EXPECT_EQ(0u, reasonOf(yellow, slug).find(near + "96 degrees of the screen's hue on its yellow side"));
+    EXPECT_EQ(0u, reasonOf(teal, slug).find(nothing + "yellow side"));
+  }
+  for (const char* slug : {"blue-hue", "despill-blue"}) {
+    EXPECT_EQ(0u, reasonOf(yellow, slug).find(nothing + "blue side"));
+    EXPECT_EQ(0u, reasonOf(teal, slug).find(near + "33 degrees of the screen's hue on its blue side"));
+  }
+}
+
 // Mean excess of green in the middle of the head.
 double greenInHead(const DrawnScene& scene, const KeySettings& settings) {
   test::Bytes keyed(scene.frame.size());

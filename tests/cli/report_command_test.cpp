@@ -89,6 +89,20 @@ TEST(ReportCommand, FailsOverALimitWithASentenceForEach) {
   expectHas(over.output, "edge flicker");  // the figures are printed all the same
 }
 
+// Seven pictures of 20 % haze and one of 30 %: 21.25 % of the clip, and that is what a limit is about.
+TEST(ReportCommand, LimitsAreHeldAgainstTheClipAndNotItsWorstFrame) {
+  const ScratchFolder folder;
+  need(kFfmpeg +
+       "-f lavfi -i \"color=black:s=160x90:r=10:d=0.8,format=gray,geq=lum="
+       "'if(between(X,50,110)*between(Y,20,70),255,if(eq(N,3),76.5,51))'\" -pix_fmt gray " +
+       folder.path("m-%d.png"));
+  need(report(folder.path("m-%d.png") + " --max-haze 21.5 --max-flicker 60"));
+  const Outcome over = run(report(folder.path("m-%d.png") + " --max-haze 21"));
+  EXPECT_EQ(1, over.status);
+  expectHas(over.output, "the haze is 21.2");
+  expectHas(over.output, "worst is frame 4");
+}
+
 TEST(ReportCommand, ALimitThatCannotBeCheckedFails) {
   const ScratchFolder folder;
   need(kFfmpeg + kMatte + "-frames:v 1 -pix_fmt gray " + folder.path("one.png"));
