@@ -1,6 +1,7 @@
 #include "cli/job_paths.h"
 
 #include <algorithm>
+#include <filesystem>
 
 #include "cli/batch.h"
 #include "jobs/output_choice.h"
@@ -24,6 +25,14 @@ void splitMeasurePaths(JobOptions& options) {
   if (options.format == "null" && !options.job.hashPath.empty()) {
     throw CLI::ValidationError("OUTPUT", "-f null writes nothing; leave " + options.job.hashPath + " out");
   }
+}
+
+void refuseFolder(const std::string& output) {
+  std::error_code ignored;
+  const std::filesystem::path path(output);
+  if (!std::filesystem::is_directory(path, ignored)) return;
+  throw UserError(output + ": is a folder; name a file in it, like " +
+                  (path / (kNamePlaceholder + std::string(".mov"))).string());
 }
 
 void refuseSingleNames(const JobOptions& options) {
@@ -74,6 +83,7 @@ void splitPaths(JobOptions& options) {
   }
   if (options.paths.size() < 2) throw CLI::RequiredError("OUTPUT");
   options.outputPattern = options.paths.back();
+  refuseFolder(options.outputPattern);
   const std::vector<std::string> named(options.paths.begin(), options.paths.end() - 1);
   options.inputs = expandInputs(named, options.skipExisting ? options.outputPattern : "");
   if (options.inputs.size() > 1) refuseSingleNames(options);

@@ -298,6 +298,7 @@ TEST(JobOptions, BadUseGetsOneSentence) {
       {clip() + there + "--receipt " + out.path("missing/r.json"), 1, "does not exist; create it"},
       {clip() + there + "--garbage " + out.path("none.png"), 1, "there is no such file"},
       {out.path("empty") + there, 1, "is a folder without a video in it"},
+      {clip() + " " + out.path("empty"), 1, "is a folder; name a file in it, like " + out.path("empty/{name}.mov")},
       {clip() + " " + out.path("two/clip.mov") + " '" + out.path("{name}.mkv") + "'", 1, "would both become"},
       {clip() + " " + clip() + there, 1, "several clips need {name}"},
       {"-" + there, 1, "is not a video"},
