@@ -34,6 +34,8 @@ constexpr std::array<Named<FieldChoice>, 3> kFieldChoices{
     {{"auto", FieldChoice::Auto}, {"off", FieldChoice::Off}, {"on", FieldChoice::On}}};
 constexpr std::array<Named<AlphaMode>, 2> kAlphaModes{
     {{"straight", AlphaMode::Straight}, {"premultiplied", AlphaMode::Premultiplied}}};
+constexpr std::array<Named<HiddenColors>, 3> kHiddenColors{
+    {{"auto", HiddenColors::Auto}, {"extend", HiddenColors::Extend}, {"keep", HiddenColors::Keep}}};
 constexpr std::array<Named<ProgressKind>, 4> kProgressKinds{{{"bar", ProgressKind::Bar},
                                                              {"plain", ProgressKind::Plain},
                                                              {"json", ProgressKind::Json},
@@ -116,6 +118,12 @@ void addOutputOptions(CLI::App& command, JobOptions& options) {
   addChoice<AlphaMode>(command, "--alpha", kAlphaModes,
                        "Colours as they are, or times alpha; by default as the kind of file has it.",
                        [&options](AlphaMode mode) { options.alpha = mode; })
+      ->group(group);
+  addChoice<HiddenColors>(command, "--hidden-colors", kHiddenColors,
+                          "Colours where straight alpha is 0: those of the edges, extended, or what the keyer left; "
+                          "auto: extended for lossy codecs.",
+                          [&options](HiddenColors hidden) { options.hidden = hidden; })
+      ->default_str("auto")
       ->group(group);
   command
       .add_option("-f,--format", options.format,

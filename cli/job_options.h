@@ -18,6 +18,7 @@ struct JobOptions : CommonOptions {
   std::string format;              // -f: null, hash, nut or raw
   std::string purpose, codec;
   std::optional<AlphaMode> alpha;
+  HiddenColors hidden = HiddenColors::Auto;
   std::vector<std::pair<ShownView, std::string>> also;
   ProgressKind progress = usualProgress();
   bool skipExisting = false;

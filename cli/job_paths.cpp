@@ -55,6 +55,7 @@ DeliveryRequest mainRequest(const JobOptions& options, ShownView view, const std
   request.purpose = options.purpose;
   request.codec = options.format.empty() ? options.codec : options.format;
   request.alpha = options.alpha;
+  if (options.hidden != HiddenColors::Auto) request.hidden = options.hidden;
   return request;
 }
 
@@ -62,6 +63,12 @@ void addMainOutput(KeyJob& job, const JobOptions& options, const std::string& pa
   DeliveryRequest request = mainRequest(options, job.mainView, path);
   if (job.animatedView) request.opaque = request.levels = false;
   addOutput(job, job.mainView, request);
+}
+
+void addFurtherOutput(KeyJob& job, const JobOptions& options, ShownView view, const std::string& path) {
+  DeliveryRequest request = deliveryRequest(view, path);
+  if (options.hidden != HiddenColors::Auto) request.hidden = options.hidden;
+  addOutput(job, view, request);
 }
 
 }  // namespace
@@ -120,8 +127,9 @@ KeyJob jobFor(const JobOptions& options, const std::string& input, MainView view
   job.animatedView = view.animated;
   job.measure = options.format == "null" ? Measure::Null : options.format == "hash" ? Measure::Hash : Measure::None;
   if (!options.outputPattern.empty()) addMainOutput(job, options, nameFor(options.outputPattern, input));
-  for (const auto& [alsoView, pattern] : options.also)
-    addOutput(job, alsoView, deliveryRequest(alsoView, nameFor(pattern, input)));
+  for (const auto& [alsoView, pattern] : options.also) {
+    addFurtherOutput(job, options, alsoView, nameFor(pattern, input));
+  }
   return job;
 }
 

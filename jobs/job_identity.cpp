@@ -74,7 +74,8 @@ std::string jobIdentity(const KeyJob& job, const AnimatedSettings& settings, con
                 {"background", fileIdentity(job.companions.background)}};
   for (const OutputRequest& output : job.outputs) {
     const std::string path = std::filesystem::weakly_canonical(output.path).string();
-    identity["output"].push_back({path, static_cast<int>(output.view), describe(output.delivery)});
+    identity["output"].push_back(
+        {path, static_cast<int>(output.view), describe(output.delivery), output.delivery.extendsHidden});
   }
   return identity.dump(-1, ' ', false, json::error_handler_t::replace);
 }

@@ -13,6 +13,7 @@ DeliveryRequest deliveryRequest(ShownView view, const std::string& path) {
   request.path = path;
   request.opaque = isOpaque(view);
   request.levels = view == ShownView::Matte;
+  if (view == ShownView::Source) request.hidden = HiddenColors::Keep;  // it is shown untouched
   return request;
 }
 

@@ -38,10 +38,17 @@ double luma(const unsigned char* argb) {
 double alpha(const unsigned char* argb) { return argb[0]; }
 
 // Mean absolute difference of what `level` makes of each pixel.
-double meanError(const Image& a, const Image& b, double (*level)(const unsigned char*)) {
+double meanError(const Image& keyed, const Image& read, double (*level)(const unsigned char*)) {
   double sum = 0.0;
-  for (std::size_t i = 0; i < a.argb.size(); i += 4) sum += std::abs(level(&a.argb[i]) - level(&b.argb[i]));
-  return sum / static_cast<double>(a.argb.size() / 4);
+  for (std::size_t i = 0; i < keyed.argb.size(); i += 4) sum += std::abs(level(&keyed.argb[i]) - level(&read.argb[i]));
+  return sum / static_cast<double>(keyed.argb.size() / 4);
+}
+
+// Gives clear pixels the colours that were read: what an output holds there instead of the keyer's is not promised.
+void forgetHiddenColors(Image& keyed, const Image& read) {
+  for (std::size_t i = 0; i < keyed.argb.size(); i += 4) {
+    if (keyed.argb[i] == 0) std::copy_n(&read.argb[i + 1], 3, &keyed.argb[i + 1]);
+  }
 }
 
 // By how much the colours of half-transparent pixels are off if they are taken for straight, and for premultiplied.
@@ -154,7 +161,7 @@ class Prover {
       return;
     }
     const int turns = format_.keepsDisplayMatrix ? 0 : promise_.pictures.quarterTurns();
-    const Image wanted = turned(keyed, turns);
+    Image wanted = turned(keyed, turns);
     if (found->width != wanted.width || found->height != wanted.height) {
       proof_.differences.push_back(name + " measures " + std::to_string(found->width) + " x " +
                                    std::to_string(found->height));
@@ -162,6 +169,7 @@ class Prover {
     }
     const bool opaque = promise_.delivery.alpha == AlphaMode::None;
     if (opaque && isLight()) return;
+    if (promise_.delivery.extendsHidden) forgetHiddenColors(wanted, *found);
     const double error = meanError(wanted, *found, opaque ? luma : alpha);
     worst_ = std::max(worst_, error);
     if (error > (opaque ? kOpaqueTolerance : format_.alphaTolerance)) {

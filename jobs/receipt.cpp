@@ -42,8 +42,10 @@ void writeReceipt(const std::string& path, const KeyJob& job, const AnimatedSett
                        {"settings", ordered_json::parse(presetText(settings)).at("settings")},
                        {"outputs", ordered_json::array()}};
   for (const WrittenOutput& output : result.outputs) {
+    const Delivery& delivery = output.request.delivery;
     receipt["outputs"].push_back({{"file", output.request.path},
-                                  {"delivery", describe(output.request.delivery)},
+                                  {"delivery", describe(delivery)},
+                                  {"hidden_colours", delivery.extendsHidden ? "extended" : "kept"},
                                   {"verified", job.verify && !output.proof.checks.empty()},
                                   {"checks", output.proof.checks}});
   }

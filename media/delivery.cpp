@@ -145,12 +145,19 @@ AlphaMode chooseAlpha(const DeliveryRequest& request, const OutputFormat& format
   return alpha;
 }
 
+// Premultiplied pictures are black there anyway.
+bool extendsHidden(const DeliveryRequest& request, const OutputFormat& format, AlphaMode alpha) {
+  if (alpha != AlphaMode::Straight && !format.pair) return false;
+  return request.hidden == HiddenColors::Extend || (request.hidden == HiddenColors::Auto && format.lossy);
+}
+
 }  // namespace
 
 Delivery chooseDelivery(const DeliveryRequest& request) {
   const OutputFormat& format = chooseFormat(request);
   if (request.opaque || request.levels) return {&format, AlphaMode::None, request.levels, false};
-  return {&format, chooseAlpha(request, format), false, format.pair};
+  const AlphaMode alpha = chooseAlpha(request, format);
+  return {&format, alpha, false, format.pair, extendsHidden(request, format, alpha)};
 }
 
 std::vector<std::string> purposes() {

@@ -10,6 +10,13 @@
 
 namespace kalvetra {
 
+// What straight pictures hold where alpha is 0.
+enum class HiddenColors {
+  Auto,    // Extend in lossy codecs, Keep in lossless ones
+  Keep,    // what the keyer left there
+  Extend,  // see media/hidden_colors.h
+};
+
 struct DeliveryRequest {
   std::string path;                  // the output as the user named it; "-" is the standard output
   std::string purpose{};             // one of purposes(); empty: none named
@@ -17,6 +24,7 @@ struct DeliveryRequest {
   std::optional<AlphaMode> alpha{};  // empty: the default of the kind of file
   bool opaque = false;               // the pictures have no alpha: a matte, a composite, a plate
   bool levels = false;               // opaque pictures of a matte: numbers, which no conversion to light may change
+  HiddenColors hidden = HiddenColors::Auto;
 };
 
 struct Delivery {
@@ -26,6 +34,7 @@ struct Delivery {
   // The codec has no alpha: this file, the fill, holds the straight colours as opaque pictures (alpha is None), and
   // the matte goes into a second file as opaque grey pictures, named by matteNameFor, delivered as matteDelivery says.
   bool pair = false;
+  bool extendsHidden = false;  // colours under alpha 0 are those of the edges, not the keyer's
 
   AVPixelFormat pixelFormat() const {
     return alpha == AlphaMode::None ? format->opaquePixelFormat : format->pixelFormat;

@@ -44,12 +44,20 @@ OutputFormat pictures(std::string slug, std::string what, std::string extension,
           pixelFormat,     opaque,          std::move(options),     {alpha}};
 }
 
+OutputFormat prores() {
+  OutputFormat format = movie(kQuickTime, "prores4444", "ProRes 4444", "prores_ks", AV_PIX_FMT_YUVA444P10,
+                              AV_PIX_FMT_YUV444P10, {{"profile", "4444"}, {"alpha_bits", "16"}});
+  format.lossy = true;
+  return format;
+}
+
 // Straight by convention: players take the colours for straight.
 OutputFormat vp9() {
   // The alternate reference frames that VP9 likes cannot carry alpha.
   OutputFormat format = movie(kWebm, "vp9", "VP9", "libvpx-vp9", AV_PIX_FMT_YUVA420P, AV_PIX_FMT_YUV420P,
                               {{"crf", "15"}, {"b", "0"}, {"auto-alt-ref", "0"}, {"cpu-used", "4"}});
   format.alpha = {Straight};
+  format.lossy = true;
   format.alphaTolerance = 2.0;
   format.keepsFields = false;
   return format;
@@ -63,6 +71,7 @@ OutputFormat av1(const Container& container) {
             svt ? CodecOptions{{"crf", "20"}, {"preset", "8"}}
                 : CodecOptions{{"crf", "20"}, {"b", "0"}, {"cpu-used", "6"}, {"row-mt", "1"}});
   format.alpha = {};
+  format.lossy = true;
   format.pair = true;
   format.alphaTolerance = 2.0;
   format.keepsFields = false;
@@ -73,6 +82,7 @@ OutputFormat h264() {
   OutputFormat format = movie(kMp4, "h264", "H.264", "libx264", AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV420P,
                               {{"crf", "14"}, {"preset", "fast"}});
   format.alpha = {};
+  format.lossy = true;
   return format;
 }
 
@@ -94,8 +104,7 @@ OutputFormat nut() {
 
 std::vector<OutputFormat> makeFormats() {
   return {
-      movie(kQuickTime, "prores4444", "ProRes 4444", "prores_ks", AV_PIX_FMT_YUVA444P10, AV_PIX_FMT_YUV444P10,
-            {{"profile", "4444"}, {"alpha_bits", "16"}}),
+      prores(),
       movie(kQuickTime, "animation", "QuickTime Animation", "qtrle", AV_PIX_FMT_ARGB, AV_PIX_FMT_RGB24, {}),
       // Four slices whatever the number of threads: the file's bytes must not depend on it.
       movie(kMatroska, "ffv1", "FFV1, lossless", "ffv1", AV_PIX_FMT_BGRA, AV_PIX_FMT_BGR0,

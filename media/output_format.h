@@ -23,6 +23,7 @@ struct OutputFormat {
   AVPixelFormat opaquePixelFormat;  // for pictures without alpha; the same where the codec has no other
   CodecOptions options;             // of the encoder
   std::vector<AlphaMode> alpha;     // what such a file may carry, its default first; empty: it has no alpha
+  bool lossy = false;               // colours come back changed
   bool pair = false;                // has no alpha, but a second file beside it holds the matte
   double alphaTolerance = 0.0;      // mean absolute error of the alpha read back, in levels of 255; 0 for exact
   bool bare = false;                // pixels alone: what reads them must be told their size and rate

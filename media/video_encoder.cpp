@@ -20,6 +20,11 @@ void leaveOutSlices(AVDictionary** options) {
 
 }  // namespace
 
+void EncoderCloser::operator()(AVCodecContext* context) const {
+  avcodec_send_frame(context, nullptr);
+  avcodec_free_context(&context);
+}
+
 VideoEncoder::VideoEncoder(const OutputFormat& format, AVPixelFormat pixels, const PictureFormat& pictures,
                            const ColorTags& color, int threads, bool globalHeader) {
   const AVCodec* codec = avcodec_find_encoder_by_name(format.encoder);

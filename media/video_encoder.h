@@ -3,10 +3,16 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 
 #include "media/output_format.h"
 
 namespace kalvetra {
+
+// Tells the encoder that no picture comes any more, whatever it has had: one of them waits for that word for ever.
+struct EncoderCloser {
+  void operator()(AVCodecContext* context) const;
+};
 
 class VideoEncoder {
  public:
@@ -27,7 +33,7 @@ class VideoEncoder {
   void setFields(FieldOrder order);
   void drain(const Deliver& deliver);
 
-  CodecContextPtr context_;
+  std::unique_ptr<AVCodecContext, EncoderCloser> context_;
   bool hasFields_ = false, topFirst_ = false;
   std::map<std::int64_t, std::int64_t> durations_;  // by time, of pictures still in the encoder
 };

@@ -1,5 +1,6 @@
 #include "media/writer.h"
 
+#include "media/hidden_colors.h"
 #include "media/upright.h"
 #include "support/user_error.h"
 
@@ -41,7 +42,13 @@ PicturePacking::PicturePacking(const Delivery& delivery, const PictureFormat& so
       packer_(delivery.pixelFormat(), color_.matrix, delivery.alpha, transferOf(source, delivery)) {}
 
 FramePtr PicturePacking::pack(const Image& image) const {
-  return quarterTurns_ == 0 ? packer_.pack(image, fields_) : packer_.pack(turned(image, quarterTurns_));
+  if (quarterTurns_ != 0) return packUpright(turned(image, quarterTurns_));
+  return packUpright(image);
+}
+
+FramePtr PicturePacking::packUpright(const Image& image) const {
+  if (!delivery_.extendsHidden) return packer_.pack(image, fields_);
+  return packer_.pack(withHiddenColorsExtended(image), fields_);
 }
 
 VideoEncoder PicturePacking::encoder(int threads, bool globalHeader) const {

@@ -21,7 +21,7 @@ struct WriterPart {
   Carried carried;
 };
 
-// Turns and packs pictures for one kind of output. Thread-safe.
+// Turns and packs pictures, their hidden colours as the delivery has them, for one kind of output. Thread-safe.
 class PicturePacking {
  public:
   PicturePacking(const Delivery& delivery, const PictureFormat& source);
@@ -33,6 +33,8 @@ class PicturePacking {
   VideoEncoder encoder(int threads, bool globalHeader = false) const;
 
  private:
+  FramePtr packUpright(const Image& image) const;
+
   Delivery delivery_;
   int quarterTurns_;        // to be turned in the pixels
   bool fields_;             // the pictures are written as two fields

@@ -187,8 +187,13 @@ TEST(Receipt, TellsWhatWasMadeAndChecked) {
   EXPECT_TRUE(output.at("verified"));
   expectHas(output.at("checks").dump(), "30 pictures");
   expectHas(output.at("checks").dump(), "timecode 10:00:00:00");
-  need(key(clip() + " " + out.path("o.mkv") + " -y --no-verify" + kColor + "--receipt " + out.path("r.json")));
-  EXPECT_FALSE(nlohmann::json::parse(std::ifstream(out.path("r.json"))).at("outputs").at(0).at("verified"));
+  EXPECT_EQ("kept", output.at("hidden_colours"));
+  need(key(clip() + " " + out.path("o.mkv") + " -y --no-verify --hidden-colors extend" + kColor + "--receipt " +
+           out.path("r.json")));
+  const auto second = nlohmann::json::parse(std::ifstream(out.path("r.json")));
+  EXPECT_FALSE(second.at("outputs").at(0).at("verified"));
+  EXPECT_EQ("extended", second.at("outputs").at(0).at("hidden_colours"));
+  EXPECT_EQ(receipt.at("clip_hash"), second.at("clip_hash")) << "the hash is of the keyer's own bytes";
 }
 
 TEST(ProgressOption, JsonIsOneObjectALine) {

@@ -9,6 +9,7 @@
 
 #include "media/delivery.h"
 #include "media/frame_converter.h"
+#include "media/hidden_colors.h"
 #include "media/writer.h"
 #include "tests/support/run_program.h"
 #include "tests/support/scratch_folder.h"
@@ -104,9 +105,10 @@ std::string probe(const std::string& entries, const std::string& file) {
   return need("ffprobe -v error -of compact=p=0 -show_entries " + entries + " " + file);
 }
 
-std::vector<unsigned char> expectedArgb(AlphaMode alpha) {
+std::vector<unsigned char> expectedArgb(AlphaMode alpha, bool extended = false) {
   std::vector<unsigned char> all;
   for (Image image : inputs().keyed) {
+    if (extended) image = withHiddenColorsExtended(image);
     for (std::size_t i = 0; i < image.argb.size(); ++i) {
       unsigned char& byte = image.argb[i];
       const int a = image.argb[i / 4 * 4];
@@ -165,6 +167,20 @@ TEST(Files, LosslessOnesComeBackExactly) {
   for (std::size_t i = 0; i < wide.size(); i += 2) ASSERT_EQ(wide[i], wide[i + 1]);
 }
 
+TEST(Files, HiddenColorsAreThoseAskedFor) {
+  const ScratchFolder out;
+  DeliveryRequest request{out.path("a.mov")};
+  request.hidden = HiddenColors::Keep;
+  writeAll(chooseDelivery(request), request.path, inputs().keyed);
+  for (std::size_t c = 1; c < 4; ++c) {
+    EXPECT_LT(meanDifference(expectedArgb(AlphaMode::Straight), read(request.path), c), 2.0);
+  }
+  request = {out.path("a.mkv")};
+  request.hidden = HiddenColors::Extend;
+  writeAll(chooseDelivery(request), request.path, inputs().keyed);
+  EXPECT_TRUE(expectedArgb(AlphaMode::Straight, true) == read(request.path));
+}
+
 TEST(Files, RawPicturesAreNothingButPixels) {
   const ScratchFolder out;
   writeAll(chooseDelivery({"a.raw"}), out.path("a.raw"), inputs().keyed);
@@ -207,7 +223,7 @@ TEST(Files, LossyOnesStayWithinTheirTolerance) {
     expectHas(stream, "codec_name=" + kind.codec);
     expectHas(stream, "color_space=bt709");
     expectHas(stream, "=" + alphaTag(delivery));
-    const auto expected = expectedArgb(delivery.alpha), pictures = read(path);
+    const auto expected = expectedArgb(delivery.alpha, delivery.extendsHidden), pictures = read(path);
     EXPECT_LE(meanDifference(expected, pictures, 0), delivery.format->alphaTolerance);
     for (std::size_t c = 1; c < 4; ++c) EXPECT_LT(meanDifference(expected, pictures, c), kind.colorTolerance);
   }
@@ -304,7 +320,7 @@ TEST(Files, Av1IsAPairOfFillAndMatte) {
   writeAll(matteDelivery(pair), matte, mattes);
   expectHas(probe("format_tags", fill), "=separate");
   expectHas(probe("format_tags", matte), "=none");
-  const auto straight = expectedArgb(AlphaMode::Straight), colors = decoded("-i " + fill, "argb"),
+  const auto straight = expectedArgb(AlphaMode::Straight, true), colors = decoded("-i " + fill, "argb"),
              levels = decoded("-i " + matte, "argb");
   ASSERT_EQ(straight.size(), levels.size());
   for (std::size_t c = 1; c < 4; ++c) EXPECT_LT(meanDifference(straight, colors, c), 4.0) << "not straight";

@@ -57,6 +57,27 @@ TEST(Deliveries, FitPurposeCodecAndName) {
   EXPECT_EQ("x.y/shot-matte.webm", matteNameFor("x.y/shot.webm"));
 }
 
+// In lossy codecs alone, unless asked for; where there are such colours at all.
+TEST(Deliveries, HiddenColorsAreExtendedWhereACodecIsLossy) {
+  using enum HiddenColors;
+  const auto extends = [](const std::string& path, HiddenColors hidden, const std::string& codec = "",
+                          std::optional<AlphaMode> alpha = {}, bool opaque = false) {
+    return chooseDelivery({path, "", codec, alpha, opaque, false, hidden}).extendsHidden;
+  };
+  for (const char* lossy : {"a.mov", "a.webm"}) {
+    EXPECT_TRUE(extends(lossy, Auto) && extends(lossy, Extend)) << lossy;
+    EXPECT_FALSE(extends(lossy, Keep)) << lossy;
+  }
+  for (const char* lossless : {"a.mkv", "a.png", "a.nut", "a.raw"}) {
+    EXPECT_TRUE(extends(lossless, Extend)) << lossless;
+    EXPECT_FALSE(extends(lossless, Auto) || extends(lossless, Keep)) << lossless;
+  }
+  EXPECT_FALSE(extends("a.mov", Auto, "animation"));
+  EXPECT_TRUE(extends("a.webm", Auto, "av1")) << "the fill of a pair";
+  EXPECT_FALSE(extends("a.mov", Extend, "", kPremultiplied) || extends("a.exr", Extend));
+  EXPECT_FALSE(extends("a.mov", Extend, "", {}, true)) << "opaque";
+}
+
 TEST(Deliveries, EveryPurposeAndCodecFitsItsUsualExtension) {
   for (const std::string& purpose : purposes()) {
     EXPECT_NO_THROW(chooseDelivery({"a" + usualExtension(purpose, ""), purpose})) << purpose;
