@@ -1,6 +1,7 @@
 #include "media/video_encoder.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include "support/user_error.h"
 
@@ -21,7 +22,12 @@ void leaveOutSlices(AVDictionary** options) {
 }  // namespace
 
 void EncoderCloser::operator()(AVCodecContext* context) const {
-  avcodec_send_frame(context, nullptr);
+  const bool open = avcodec_is_open(context) != 0;
+  if (open && context->frame_number == 0 && std::string_view(context->codec->name) == "libsvtav1") {
+    const FramePtr blank = makePicture(context->pix_fmt, context->width, context->height);
+    avcodec_send_frame(context, blank.get());
+  }
+  if (open) avcodec_send_frame(context, nullptr);
   avcodec_free_context(&context);
 }
 

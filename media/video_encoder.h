@@ -9,7 +9,7 @@
 
 namespace kalvetra {
 
-// Tells the encoder that no picture comes any more, whatever it has had: one of them waits for that word for ever.
+// Closes an encoder at any moment. SVT-AV1 waits for ever for the end of pictures that it never had, so it gets one.
 struct EncoderCloser {
   void operator()(AVCodecContext* context) const;
 };
