@@ -11,7 +11,7 @@
 #include "cli/console.h"
 #include "cli/interrupt.h"
 #include "jobs/auto_settings.h"
-#include "media/frame_sampler.h"
+#include "jobs/frame_sampler.h"
 #include "media/reader.h"
 #include "parameters/parameter_manual.h"
 #include "parameters/parameter_value.h"

@@ -8,8 +8,8 @@
 #include "cli/interrupt.h"
 #include "cli/key_options.h"
 #include "jobs/frame_keyer.h"
+#include "media/frame_at.h"
 #include "media/frame_packer.h"
-#include "media/frame_sampler.h"
 #include "media/picture_writer.h"
 #include "support/user_error.h"
 

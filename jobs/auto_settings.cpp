@@ -2,7 +2,8 @@
 
 #include <cstdio>
 
-#include "media/frame_sampler.h"
+#include "jobs/frame_sampler.h"
+#include "media/reader.h"
 #include "support/interrupted.h"
 #include "support/thread_limit.h"
 #include "support/user_error.h"

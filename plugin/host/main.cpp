@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "media/frame_at.h"
 #include "media/frame_packer.h"
-#include "media/frame_sampler.h"
 #include "media/picture_writer.h"
 #include "media/temporary_output.h"
 #include "plugin/host/hosted_filter.h"

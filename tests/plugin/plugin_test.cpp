@@ -9,7 +9,7 @@
 #include <new>
 #include <thread>
 
-#include "media/frame_sampler.h"
+#include "media/frame_at.h"
 #include "parameters/parameter_table.h"
 #include "plugin/host/hosted_filter.h"
 #include "plugin/pixel_conversion.h"

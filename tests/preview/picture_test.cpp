@@ -149,6 +149,18 @@ TEST(PreviewPicture, PixelsAndAreasAreThoseOfTheUprightPicture) {
   }
 }
 
+// Of an interlaced clip, whose chroma rows belong to one field each.
+TEST(PreviewPicture, IsSampledAsTheCommandDoes) {
+  const test::ScratchFolder folder;
+  const std::string clip = test::makeGreenClip(
+      folder, "clip.mov", 2,
+      "-vf crop=160:88:0:0,tinterlace=interleave_top,format=yuv420p -c:v libx264 -flags +ildct+ilme");
+  const Json picked = Json::parse(test::need(test::kKalvetra + " pick " + clip + " --at 60,19,1,2 --json"));
+  const Json area{{"frame", 0}, {"x", 60}, {"y", 19}, {"width", 1}, {"height", 2}};
+  const Json sampled = test::ServedClip({.input = clip}).json("api/sample", {{"samples", {area}}});
+  EXPECT_EQ(picked["rgb"], sampled["mean"]);
+}
+
 TEST(PreviewPicture, ReducedPicturesAreMeans) {
   const test::ScratchFolder folder;
   const test::ServedClip preview({.input = test::makeGreenClip(folder, "clip.mp4")});

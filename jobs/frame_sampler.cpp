@@ -1,22 +1,18 @@
-#include "media/frame_sampler.h"
+#include "jobs/frame_sampler.h"
 
-#include "media/frame_converter.h"
+#include "jobs/clip_keying.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
 
 namespace {
 
-FrameConverter converterFor(const Reader& reader) {
-  return FrameConverter(reader.format().color, {.premultiplied = reader.isPremultiplied()});
-}
-
 // Shows pictures of one clip, each in the memory of the one before.
 class Sampler {
  public:
   Sampler(const std::string& path, const SourceOptions& source, int threads, const std::atomic<bool>& stop,
           const std::function<void(const Image&)>& see)
-      : reader_(path, source, threads, stop), converter_(converterFor(reader_)), see_(see) {}
+      : reader_(path, source, threads, stop), converter_(ClipKeying(reader_, {}).converter()), see_(see) {}
 
   Reader& reader() { return reader_; }
   // The next picture. False when there is none.
@@ -55,24 +51,6 @@ int sampleFrames(const std::string& path, const SourceOptions& source, int count
   Sampler first(path, source, threads, stop, see);  // a still, or a file that cannot be searched
   while (shown < count && !stop && first.showNext()) ++shown;
   return shown;
-}
-
-SourceFrame frameShownAt(Reader& reader, double seconds, const std::atomic<bool>& stop, std::int64_t* number) {
-  const double unit = av_q2d(reader.format().timeBase);
-  SourceFrame frame;
-  for (std::int64_t before = 0; !stop && reader.next(frame); ++before) {
-    if (static_cast<double>(frame.time + frame.duration) * unit > seconds) {
-      if (number != nullptr) *number = before;
-      return frame;
-    }
-  }
-  throw UserError(reader.path() + ": has no picture at " + std::to_string(seconds) + " s; name an earlier time");
-}
-
-Image frameAt(const std::string& path, double seconds, int threads, const std::atomic<bool>& stop) {
-  Reader reader(path, threads, stop);
-  const SourceFrame frame = frameShownAt(reader, seconds, stop);
-  return turned(converterFor(reader).convert(*frame.picture), reader.format().quarterTurns());
 }
 
 }  // namespace kalvetra

@@ -1,4 +1,4 @@
-// A few pictures from all over a clip.
+// A few pictures from all over a clip, as the keyer gets them.
 #pragma once
 
 #include <atomic>
@@ -7,7 +7,7 @@
 #include <string>
 
 #include "media/picture.h"
-#include "media/reader.h"
+#include "media/source_options.h"
 
 namespace kalvetra {
 
@@ -20,12 +20,5 @@ inline int sampleFrames(const std::string& path, int count, int threads, const s
                         const std::function<void(const Image&)>& see) {
   return sampleFrames(path, {}, count, threads, stop, see);
 }
-
-// The picture that is shown at that time, in seconds from the start. Throws UserError when the clip has ended by then.
-// `number`, where given, receives how many pictures come before it.
-SourceFrame frameShownAt(Reader& reader, double seconds, const std::atomic<bool>& stop, std::int64_t* number = nullptr);
-
-// Likewise, converted and turned upright.
-Image frameAt(const std::string& path, double seconds, int threads, const std::atomic<bool>& stop);
 
 }  // namespace kalvetra
