@@ -71,6 +71,12 @@ std::string complaint(const CLI::App& program, const CLI::App& command) {
   return "'" + left.front() + "' is one argument too many for " + nameOf(program, place);
 }
 
+// The library counts: "--shadow: 1 required 0..100 missing", "--shadow: At Most 1 required but received 2".
+std::string miscount(const std::string& counted) {
+  const std::string option = counted.substr(0, counted.find(':'));
+  return option + (counted.ends_with("missing") ? " lacks its value" : " is given more than once; give it once");
+}
+
 }  // namespace
 
 std::string overview(const CLI::App& program) {
@@ -92,9 +98,11 @@ std::string overview(const CLI::App& program) {
 std::string usageSentence(const CLI::App& program, const CLI::ParseError& error) {
   const CLI::App& command = chosenCommand(program);
   const auto status = static_cast<CLI::ExitCodes>(error.get_exit_code());
+  const std::string more = " (" + nameOf(program, command) + " --help tells more)";
+  if (status == CLI::ExitCodes::ArgumentMismatch) return miscount(error.what()) + more;
   const bool wasParsed = status == CLI::ExitCodes::ExtrasError || status == CLI::ExitCodes::RequiredError;
   const std::string unknown = wasParsed ? complaint(program, command) : "";
-  return (unknown.empty() ? error.what() : unknown) + " (" + nameOf(program, command) + " --help tells more)";
+  return (unknown.empty() ? error.what() : unknown) + more;
 }
 
 }  // namespace kalvetra

@@ -241,6 +241,8 @@ TEST(KeyCommand, BadUseGetsOneSentence) {
       {key("-y " + out.path("taken.mkv") + " " + out.path("taken.mkv")), 1, "would overwrite the input"},
       {key(small + there + " --shadow 101"), 2, "--shadow: '101' is not among its values; give 0..100"},
       {key(small + there + " --shadow 5x"), 2, "--shadow"},
+      {key(small + there + " --shadow"), 2, "--shadow lacks its value (kalvetra key --help tells more)"},
+      {key(small + there + " --shadow 5 --shadow 6"), 2, "--shadow is given more than once; give it once"},
       {key(small + there + " --smooth-bg maybe"), 2, "give on, off"},
       {key(small + there + " --key-color 1,2,256"), 2, "is no colour"},
       {key(small + there + " --threads 0"), 2, "--threads"},
