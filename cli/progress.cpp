@@ -39,6 +39,7 @@ double Progress::seconds() const {
 
 void Progress::advance() {
   ++frames_;
+  if (doneBefore_ + frames_ > expected_) expected_ = 0;  // the clip holds more than it says
   const auto now = Clock::now();
   if (kind_ == ProgressKind::None || std::chrono::duration<double>(now - lastShown_).count() < interval(kind_)) return;
   lastShown_ = now;

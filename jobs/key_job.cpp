@@ -54,6 +54,7 @@ class Run {
     keyAll();
     checkWhatWasRead();
     noteTimecode();
+    if (source_->jumped()) listener_.note(source_->describeJumps());
     finishAll();
     return std::move(result_);
   }

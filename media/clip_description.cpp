@@ -100,6 +100,7 @@ double videoBitRate(const Reader& reader) {
 }
 
 void describeLength(const Reader& reader, ClipDescription& clip) {
+  if (reader.jumped()) return;  // what the file says holds for a part of it
   const std::int64_t frames = reader.expectedFrames();
   const bool sequence = ImageSequence::isPattern(clip.path);
   clip.framesCounted = reader.countsFrames() || clip.still;
@@ -204,6 +205,7 @@ ClipDescription describeClip(const std::string& path, const SourceOptions& optio
   describeSound(reader.container(), clip);
   Look look(reader, clip);
   look.atFirstPictures(stop);
+  clip.jumps = reader.describeJumps();
   clip.damagedFrames = reader.damagedFrames();
   describeLength(reader, clip);
   look.elsewhere(stop);

@@ -62,6 +62,7 @@ struct ClipDescription {
   std::optional<double> bitsPerPixel;  // of the video, on average
   RangeDoubt rangeDoubt = RangeDoubt::None;
   std::string gaps;                // of an image sequence, as a sentence
+  std::string jumps;               // of its clock, as a sentence
   std::int64_t damagedFrames = 0;  // among those looked at
 };
 

@@ -66,6 +66,7 @@ std::vector<std::string> keyingRisks(const ClipDescription& clip) {
   if (clip.alpha == AlphaKind::Premultiplied && !clip.dividedByAlpha) {
     risks.push_back("the colours are premultiplied by alpha, but taken for straight: half-transparent edges turn dark");
   }
+  if (!clip.jumps.empty()) risks.push_back(clip.jumps + "; its length is not known");
   if (!clip.gaps.empty()) risks.push_back(clip.gaps);
   if (clip.damagedFrames > 0) {
     risks.push_back("the file is damaged: " + std::to_string(clip.damagedFrames) +

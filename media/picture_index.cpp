@@ -47,8 +47,8 @@ PictureIndex indexPictures(const std::string& path, const SourceOptions& options
     if (place.key) index.keys.push_back(static_cast<std::int64_t>(index.times.size()));
     index.times.push_back(place.time);
   }
-  index.reliable = !stop && timed && growStrictly(places) && !places.empty() && places.front().time == firstTime &&
-                   showsEveryPacket(reader.video().codecpar->codec_id);
+  index.reliable = !stop && !reader.jumped() && timed && growStrictly(places) && !places.empty() &&
+                   places.front().time == firstTime && showsEveryPacket(reader.video().codecpar->codec_id);
   return index;
 }
 

@@ -14,8 +14,8 @@ struct PictureIndex {
   std::vector<std::int64_t> times;  // as SourceFrame has them, by number: they grow strictly
   std::vector<std::int64_t> keys;   // numbers of the key pictures, ascending
   std::int64_t pictures = 0;        // packets of pictures; an estimate where the index is not reliable
-  // Every picture has a time of its own, and every packet is one picture. Damaged clips, of which pictures cannot be
-  // decoded, may still be numbered otherwise.
+  // Every picture has a time of its own, which the file can be searched by, and every packet is one picture. Damaged
+  // clips, of which pictures cannot be decoded, may still be numbered otherwise.
   bool reliable = false;
 };
 

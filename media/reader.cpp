@@ -2,6 +2,7 @@
 #include "media/reader.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <string_view>
 
 #include "media/delivery.h"
@@ -56,8 +57,25 @@ int Reader::readPacket(AVPacket& packet) {
   return 0;
 }
 
-// Once it has failed it goes on failing, but for one file of a sequence.
 int Reader::readSource(AVPacket& packet) {
+  if (!clock_) return readFile(packet);
+  for (;;) {
+    if (const PacketPtr ready = clock_->next()) {
+      av_packet_move_ref(&packet, ready.get());
+      return 0;
+    }
+    if (endState_ < 0) return endState_;
+    PacketPtr next = makePacket();
+    if (readFile(*next) < 0) {
+      clock_->end();
+    } else {
+      clock_->add(std::move(next));
+    }
+  }
+}
+
+// Once it has failed it goes on failing, but for one file of a sequence.
+int Reader::readFile(AVPacket& packet) {
   if (endState_ < 0) return endState_;
   const int state = sequence_ ? sequence_->read(packet) : av_read_frame(input_.container.get(), &packet);
   if (state < 0 && (!sequence_ || state == AVERROR_EOF)) endState_ = state;
@@ -131,7 +149,8 @@ std::int64_t Reader::startOf(const AVStream& stream) const {
   return av_rescale_q(input_.container->start_time, av_make_q(1, AV_TIME_BASE), stream.time_base);
 }
 
-// Times strictly grow, whatever the file says: encoders refuse anything else.
+// Times strictly grow, whatever the file says: encoders refuse anything else. Half a picture's duration keeps them apart
+// in containers with coarse times too.
 void Reader::stamp(SourceFrame& frame) {
   const AVFrame& picture = *frame.picture;
   if (picture.width != format_.width || picture.height != format_.height) {
@@ -143,7 +162,10 @@ void Reader::stamp(SourceFrame& frame) {
   frame.duration = picture.pkt_duration > 0 ? picture.pkt_duration : nominalDuration();
   frame.time =
       picture.best_effort_timestamp == AV_NOPTS_VALUE ? nextTime_ : picture.best_effort_timestamp - startOf(video());
-  lastTime_ = frame.time = std::max(frame.time, lastTime_ + 1);
+  if (frame.time <= lastTime_) {
+    frame.time = lastTime_ < 0 ? 0 : lastTime_ + std::max<std::int64_t>(frame.duration / 2, 1);
+  }
+  lastTime_ = frame.time;
   nextTime_ = frame.time + frame.duration;
 }
 
@@ -184,6 +206,7 @@ bool Reader::seekTo(std::int64_t time) {
 void Reader::restart() {
   avcodec_flush_buffers(decoder_.get());
   ahead_.clear();
+  startClock();
   endState_ = 0;
   draining_ = ended_ = false;
   lastTime_ = -1;
@@ -192,6 +215,15 @@ void Reader::restart() {
 std::int64_t Reader::lostFrames() const {
   const std::int64_t gaps = !sequence_ ? 0 : ended_ ? sequence_->missing() : sequence_->missingBefore(lastTime_);
   return tally_->lost(ended_) + gaps;
+}
+
+std::string Reader::describeJumps() const {
+  if (!jumped()) return {};
+  const double first = static_cast<double>(clock_->firstJump() - startOf(video())) * av_q2d(format_.timeBase);
+  char place[64];
+  std::snprintf(place, sizeof place, " at %.3f s", first);
+  const std::string times = clock_->jumps() == 1 ? "" : " " + std::to_string(clock_->jumps()) + " times, first";
+  return name_ + ": its clock jumps" + times + place + "; pictures and sound go on there without a gap";
 }
 
 std::string Reader::describeDamage(std::int64_t lost, std::int64_t damaged) const {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "media/continuous_clock.h"
 #include "media/image_sequence.h"
 #include "media/input_file.h"
 #include "media/loss_tally.h"
@@ -82,11 +83,16 @@ class Reader {
   // also those that the file declares and does not hold. And pictures decoded with errors.
   std::int64_t lostFrames() const;
   std::int64_t damagedFrames() const { return tally_->spoilt(); }
+  // Where the file's clock jumped, as far as was read, its pictures and their sound go on without a gap.
+  bool jumped() const { return clock_ && clock_->jumps() > 0; }
+  // A sentence about that; empty without a jump.
+  std::string describeJumps() const;
   // A sentence about that many lost and damaged pictures of this file; empty without any.
   std::string describeDamage(std::int64_t lost, std::int64_t damaged) const;
 
  private:
   void openSource();
+  void startClock();
   void openDecoder(int threads, Decoding decoding);
   void describePictures();
   void lookAtFirstPicture();
@@ -97,6 +103,7 @@ class Reader {
   void countFromStart(AVPacket& packet) const;
   bool seekTo(std::int64_t target);
   int readSource(AVPacket& packet);
+  int readFile(AVPacket& packet);
   void restart();
   void feedDecoder(SourceFrame& frame);
   void stamp(SourceFrame& frame);
@@ -115,6 +122,7 @@ class Reader {
   int videoIndex_ = -1;
   PictureFormat format_;
   std::string colorGuess_;
+  std::optional<ContinuousClock> clock_;  // of files that have one
   std::set<int> copied_;
   std::deque<PacketPtr> ahead_;  // read before their turn, to look at the first picture
   int endState_ = 0;             // the error that ended reading

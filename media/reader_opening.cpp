@@ -1,6 +1,8 @@
 // Reader: from a name to a decoder that knows what it reads.
 #include "media/reader.h"
 
+#include <string_view>
+
 #include "media/field_order.h"
 #include "media/frame_converter.h"
 #include "support/user_error.h"
@@ -33,6 +35,7 @@ Reader::Reader(const std::string& path, const SourceOptions& options, int thread
   openSource();
   openDecoder(threads, decoding);
   describePictures();
+  startClock();
   lookAtFirstPicture();
   refuseMirrored();
   if (!sequence_) declared_ = declaredLength(input_, video(), format_.frameRate);
@@ -89,6 +92,12 @@ void Reader::describePictures() {
   format_.color = resolveColor({p.color_space, p.color_range, p.color_primaries, p.color_trc},
                                static_cast<AVPixelFormat>(p.format), p.height, colorGuess_);
   format_.displayMatrix = displayMatrixFrom(av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr));
+}
+
+// The times of a sequence are its numbers; those of MP4 and QuickTime come from an index of the whole file.
+void Reader::startClock() {
+  const bool indexed = std::string_view(container().iformat->name).find("mp4") != std::string_view::npos;
+  if (!sequence_ && !indexed) clock_.emplace(container(), videoIndex_, nominalDuration());
 }
 
 // Where the file does not say how its pictures lie, the first one may.

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -157,6 +158,49 @@ TEST(OddClips, TheTiniestPicturesAreArchivedWithoutLoss) {
     need(key(still + " " + output + " --view source --yes" + kColor));
     EXPECT_EQ(readAll(still).at(0).argb, readAll(output).at(0).argb) << size;
   }
+}
+
+// The times of a file's sound by the content of its packets, counted from the first picture.
+std::multimap<std::string, double> soundInStep(const std::string& file) {
+  const json packets = json::parse(
+      need("ffprobe -v error -select_streams a -show_data_hash md5 -show_entries packet=pts_time,data_hash -of json " +
+           file));
+  const double first = std::stod(pictureTimes(file));
+  std::multimap<std::string, double> found;
+  for (const json& packet : packets["packets"]) {
+    found.emplace(packet["data_hash"], std::stod(packet["pts_time"].get<std::string>()) - first);
+  }
+  return found;
+}
+
+TEST(OddClips, RecordingsJoinedByteByByteGoOnInStep) {
+  const ScratchFolder folder;
+  const std::string part = folder.path("part.ts"), late = folder.path("late.ts"), joined = folder.path("joined.ts");
+  need(kPicture + "-f lavfi -i anoisesrc=d=0.48:r=48000 -pix_fmt yuv420p -c:v libx264 -c:a mp2 " + part);
+  need(kFfmpeg + "-i " + part + " -c copy -output_ts_offset 80000 " + late);
+  need("cat " + part + " " + late + " " + part + " > " + joined);  // the clock leaps ahead, then back
+  const std::string whole = folder.path("whole.mkv"), resumed = folder.path("resumed.mkv"), more = " --view source";
+  const std::string told = need(key(joined + " " + whole + kColor + more));
+  expectHas(told, "joined.ts: its clock jumps 2 times, first at 0.");
+  expectHas(told, "36 pictures, 1.440 s, ");
+  std::istringstream times(pictureTimes(whole));
+  double first = 0.0, time = 0.0;
+  for (int i = 0; i < 36; ++i) {
+    ASSERT_TRUE(times >> time);
+    if (i == 0) first = time;
+    EXPECT_NEAR(0.04 * i, time - first, 0.0015);
+  }
+  const auto wanted = soundInStep(part), found = soundInStep(whole);
+  EXPECT_GE(found.size(), 3 * wanted.size() - 4) << "only what overlaps may be missing";
+  for (const auto& [content, at] : found) {
+    ASSERT_TRUE(wanted.contains(content));
+    EXPECT_NEAR(0.0, std::remainder(at - wanted.find(content)->second, 0.48), 0.002) << at;
+  }
+  need(key(joined + " " + resumed + kColor + more + " --resume"));
+  EXPECT_EQ(pictureTimes(whole), pictureTimes(resumed));
+  EXPECT_EQ(found, soundInStep(resumed));
+  expectHas(need(key(joined + " " + whole + kColor + more + " --yes --start 0.6 --end 1")), "10 pictures, 0.400 s");
+  expectHas(need(kKalvetra + " probe " + joined), "its clock jumps");
 }
 
 }  // namespace

@@ -42,6 +42,7 @@ const Kind kKinds[] = {
      true},
     {"Mpeg2OpenGop", "a.ts", "-c:v mpeg2video -g 12 -bf 2", true},
     {"Interlaced", "a.mp4", "-c:v libx264 -preset veryfast -g 20 -bf 2 -flags +ildct+ilme -x264-params tff=1", true},
+    {"JoinedRecordings", "joined.ts", "JOIN -c:v libx264 -preset veryfast -g 20 -bf 3", false},
     {"Mpeg4InAvi", "a.avi", "-c:v mpeg4 -g 12 -bf 2", false},
     {"BareH264", "a.h264", "-c:v libx264 -preset veryfast -g 20 -bf 2", false},
     {"Vp8", "a.webm", "-c:v libvpx -g 20 -auto-alt-ref 1 -lag-in-frames 10 -b:v 200k", false},
@@ -61,12 +62,13 @@ std::string make(const test::ScratchFolder& folder, const Kind& kind) {
     return true;
   };
   const std::string file = folder.path(kind.file);
-  const bool cut = replace("CUT ", "");
+  const bool cut = replace("CUT ", ""), join = replace("JOIN ", "");
   replace("UNEVEN ", kUneven);
-  const std::string whole = cut ? folder.path("whole.mp4") : file;
+  const std::string whole = cut ? folder.path("whole.mp4") : join ? folder.path("part.ts") : file;
   test::need("ffmpeg -nostdin -v error -y -f lavfi -i testsrc=s=96x64:r=25:d=3.6 -f lavfi -i sine=d=3.6 " +
              std::string(kind.seeks ? "" : "-an ") + "-pix_fmt yuv420p " + options + " " + whole);
   if (cut) test::need("ffmpeg -nostdin -v error -y -ss 1.3 -i " + whole + " -c copy " + file);
+  if (join) test::need("cat " + whole + " " + whole + " " + whole + " > " + file);
   return file;
 }
 
