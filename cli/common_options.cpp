@@ -60,6 +60,19 @@ void addRateOption(CLI::App& command, SourceOptions& source) {
       ->group("Input");
 }
 
+void addMatteOptions(CLI::App& command, CompanionPaths& mattes) {
+  command
+      .add_option("--garbage", mattes.garbage,
+                  "Picture or clip of the input's size: what is white in it becomes transparent.")
+      ->type_name("FILE")
+      ->group("Input");
+  command
+      .add_option("--holdout", mattes.holdout,
+                  "Picture or clip of the input's size: what is white in it becomes opaque; garbage outdoes it.")
+      ->type_name("FILE")
+      ->group("Input");
+}
+
 void addReplaceOption(CLI::App& command, CommonOptions& options) {
   command.add_flag("-y,--yes", options.replace, "Replace an output that exists.");
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <thread>
 
+#include "jobs/companions.h"
 #include "media/source_options.h"
 
 namespace kalvetra {
@@ -20,6 +21,8 @@ struct CommonOptions {
 // The options that say what files do not. The source is written while the command line is parsed.
 void addRawOption(CLI::App& command, SourceOptions& source);
 void addRateOption(CLI::App& command, SourceOptions& source);
+// In the group Input.
+void addMatteOptions(CLI::App& command, CompanionPaths& mattes);
 void addReplaceOption(CLI::App& command, CommonOptions& options);
 void addThreadsOption(CLI::App& command, CommonOptions& options);
 // Takes effect while the command line is parsed.

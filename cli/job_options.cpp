@@ -60,16 +60,7 @@ void addInputOptions(CLI::App& command, JobOptions& options) {
       .add_flag("--dither", options.job.keying.dither,
                 "Dither colours of more than 8 bits instead of rounding them, against banding.")
       ->group(group);
-  command
-      .add_option("--garbage", options.job.companions.garbage,
-                  "Picture or clip of the input's size: what is white in it becomes transparent.")
-      ->type_name("FILE")
-      ->group(group);
-  command
-      .add_option("--holdout", options.job.companions.holdout,
-                  "Picture or clip of the input's size: what is white in it becomes opaque; garbage outdoes it.")
-      ->type_name("FILE")
-      ->group(group);
+  addMatteOptions(command, options.job.companions);
 }
 
 void addPositionOption(CLI::App& command, const std::string& name, std::optional<Position>& position,

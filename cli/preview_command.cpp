@@ -107,6 +107,7 @@ void addPreviewCommand(CLI::App& program) {
       ->type_name("1..65535");
   addRawOption(*command, options->preview.source);
   addRateOption(*command, options->preview.source);
+  addMatteOptions(*command, options->preview.mattes);
   addThreadsOption(*command, *options);
   addCpuOption(*command);
   command->callback([command, options] { run(*command, *options); });

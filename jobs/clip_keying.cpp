@@ -12,8 +12,10 @@ bool keysFields(const Reader& clip, FieldChoice choice) {
 
 ClipKeying::ClipKeying(const Reader& clip, const KeyingChoice& choice)
     : color_(clip.format().color),
-      conversion_{
-          .dither = choice.dither, .fields = keysFields(clip, choice.fields), .premultiplied = clip.isPremultiplied()},
+      conversion_{.dither = choice.dither,
+                  .fields = keysFields(clip, choice.fields),
+                  .levels = choice.levels,
+                  .premultiplied = clip.isPremultiplied()},
       fields_(conversion_.fields) {}
 
 ClipKeying ClipKeying::withoutFields() const {

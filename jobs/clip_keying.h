@@ -12,6 +12,7 @@ enum class FieldChoice { Auto, Off, On };
 struct KeyingChoice {
   FieldChoice fields = FieldChoice::Auto;  // Auto: as the clip says
   bool dither = false;
+  bool levels = false;  // what the pictures hold are levels, as those of a matte, and no light
 };
 
 class ClipKeying {

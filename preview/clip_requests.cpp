@@ -31,6 +31,7 @@ KeyJob clipJob(const PreviewOptions& options) {
   KeyJob job;
   job.input = options.input;
   job.source = options.source;
+  job.companions = options.mattes;
   job.threads = options.threads;
   return job;
 }

@@ -19,6 +19,17 @@ bool hasAlpha(const Reader& reader) {
   return format != nullptr && (format->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
 }
 
+// A sentence; empty where there are none.
+std::string mattesInUse(const CompanionPaths& mattes) {
+  std::string sentence;
+  for (const auto& [what, path] : {std::pair("garbage", mattes.garbage), std::pair("holdout", mattes.holdout)}) {
+    if (path.empty()) continue;
+    sentence += (sentence.empty() ? "In use: the " : ", the ") + std::string(what) + " matte " +
+                std::filesystem::path(path).filename().string();
+  }
+  return sentence.empty() ? sentence : sentence + ".";
+}
+
 Json notesOf(const PreviewContext& context) {
   Json notes = Json::array();
   const Reader& reader = context.clip.reader();
@@ -31,6 +42,8 @@ Json notesOf(const PreviewContext& context) {
                     " degrees clockwise, and so it is shown.");
   }
   if (!reader.describeGaps().empty()) notes.push_back(reader.describeGaps() + ".");
+  for (const std::string& guess : context.mattes.guesses()) notes.push_back(guess + ".");
+  if (const std::string mattes = mattesInUse(context.options.mattes); !mattes.empty()) notes.push_back(mattes);
   if (!context.pick().failure.empty()) notes.push_back(context.pick().failure + ".");
   return notes;
 }

@@ -66,6 +66,13 @@ Words rangeWords(const ClipRange& range) {
   return words;
 }
 
+Words matteWords(const CompanionPaths& mattes) {
+  Words words;
+  if (!mattes.garbage.empty()) append(words, {"--garbage", absoluteWord(mattes.garbage)});
+  if (!mattes.holdout.empty()) append(words, {"--holdout", absoluteWord(mattes.holdout)});
+  return words;
+}
+
 // True when the output's name alone chooses that kind of file.
 bool isUsualFor(const std::string& output, const OutputFormat* format, KeyRequest request) {
   request.purpose.clear();
@@ -108,6 +115,7 @@ EquivalentCommand equivalentCommand(const KeyRequest& request, const CommandFile
   EquivalentCommand result;
   Words words{"kalvetra", "key", absoluteWord(files.input), output};
   append(words, files.sourceArguments);
+  append(words, matteWords(files.mattes));
   if (animated) {
     result.presetFile = files.preset;
     result.presetText = presetText(request.settings);

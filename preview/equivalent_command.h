@@ -19,7 +19,8 @@ struct CommandFiles {
   std::string input;
   std::vector<std::string> sourceArguments{};  // options that tell how the input is read
   std::string output;
-  std::string preset;  // the name of a preset that may be needed
+  std::string preset;       // the name of a preset that may be needed
+  CompanionPaths mattes{};  // without a background
 };
 
 // Only what differs from the defaults and counts is said; the key colour always, since the command would look for one.

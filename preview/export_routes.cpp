@@ -1,10 +1,12 @@
 #include <cctype>
+#include <cmath>
 #include <cstdio>
 
 #include "preview/answers.h"
 #include "preview/clip_requests.h"
 #include "preview/export_job.h"
 #include "preview/preview_context.h"
+#include "preview/size_estimate.h"
 
 namespace kalvetra {
 
@@ -61,6 +63,24 @@ Answer download(const ExportJob& job, const Request& request) {
   return answer;
 }
 
+// Bytes that are free where exports go.
+std::uintmax_t freeBytes(const Folders& folders) {
+  namespace fs = std::filesystem;
+  return fs::space(folders.all().empty() ? fs::temp_directory_path() : folders.all().front()).available;
+}
+
+void addSizeRoutes(Routes& routes, PreviewContext& context) {
+  const auto estimator = std::make_shared<SizeEstimator>(context);
+  routes.post("api/export/size", [estimator, &context](const Request& request) {
+    const double bytes = estimator->estimate(keyRequestIn(parseBody(request.body), context));
+    return jsonAnswer({{"bytes", std::round(bytes)}, {"free", freeBytes(context.folders)}});
+  });
+  routes.remove("api/export/size", [estimator](const Request&) {
+    estimator->cancel();
+    return jsonAnswer(Json::object());
+  });
+}
+
 }  // namespace
 
 void addExportRoutes(Routes& routes, PreviewContext& context) {
@@ -79,6 +99,7 @@ void addExportRoutes(Routes& routes, PreviewContext& context) {
     job->cancel();
     return jsonAnswer(Json::object());
   });
+  addSizeRoutes(routes, context);
   routes.get("api/export/file", [job](const Request& request) { return download(*job, request); });
 }
 

@@ -55,8 +55,9 @@ class Run {
       lowerPriority();
       FrameKeyer keyer(keying_);
       std::int64_t index = 0;
-      while (const auto picture = read(index)) {
-        keyer.begin(*picture, settings_.at(first_ + index), {});
+      Companions mattes;
+      while (const auto picture = read(index, mattes)) {
+        keyer.begin(*picture, settings_.at(first_ + index), mattes);
         MattePlane matte;
         takeAlpha(keyer.view(ShownView::Result), matte);
         deliver(index, std::move(matte));
@@ -66,8 +67,8 @@ class Run {
     }
   }
 
-  // The next picture and its index in the range; null behind the last.
-  std::shared_ptr<const AVFrame> read(std::int64_t& index) {
+  // The next picture, its index in the range and its mattes; null behind the last.
+  std::shared_ptr<const AVFrame> read(std::int64_t& index, Companions& mattes) {
     precedence_.giveWay(stop_);
     std::unique_lock lock(mutex_);
     // One slow frame must not let those behind it pile up.
@@ -76,6 +77,7 @@ class Run {
     std::shared_ptr<const AVFrame> picture;
     if (!over_ && !stop_ && !range_.isBehind(first_ + index, 0.0, index)) picture = clip_.frame(first_ + index);
     if (picture) {
+      mattes = stream_.companions(first_ + index);
       ++taken_;
     } else {
       over_ = true;

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "analysis/matte_quality.h"
+#include "jobs/frame_keyer.h"
 #include "jobs/key_job.h"
 #include "media/picture_index.h"
 #include "preview/precedence.h"
@@ -13,6 +14,8 @@
 namespace kalvetra {
 
 struct MatteStream {
+  // The mattes that go along with the frame of that number; asked in the order of the clip.
+  std::function<Companions(std::int64_t number)> companions;
   std::function<void(const Reader& source)> begin;
   // One at a time, in the order of the clip.
   std::function<void(MattePlane matte)> matte;

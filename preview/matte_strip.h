@@ -37,11 +37,14 @@ struct StripState {
 // they give is thrown away. All functions may be called from any thread.
 class MatteStrip {
  public:
-  // `clip` tells the input and how it is read; its range and outputs do not count. `index` answers what is known of
-  // the clip's pictures by then, or null. Both it and `precedence` must outlive this.
+  // `clip` tells the input and how it is read; its range, companions and outputs do not count. `index` answers what is
+  // known of the clip's pictures by then, or null; `mattes` what goes along with the frame of a number, asked mostly in
+  // the order of the clip. They and `precedence` must outlive this.
   using Index = std::function<std::shared_ptr<const PictureIndex>()>;
+  using Mattes = std::function<Companions(std::int64_t number, const std::atomic<bool>& stop)>;
   MatteStrip(
-      const KeyJob& clip, Precedence& precedence, Index index = [] { return nullptr; });
+      const KeyJob& clip, Precedence& precedence, Index index = [] { return nullptr; },
+      Mattes mattes = [](std::int64_t, const std::atomic<bool>&) { return Companions(); });
   // Stops and waits.
   ~MatteStrip();
   MatteStrip(const MatteStrip&) = delete;
@@ -70,6 +73,7 @@ class MatteStrip {
   const KeyJob clip_;
   Precedence& precedence_;
   const Index index_;
+  const Mattes mattes_;
   mutable std::mutex mutex_;  // of all below
   std::condition_variable changed_;
   std::optional<Wanted> next_;

@@ -31,7 +31,8 @@ PreviewContext::PreviewContext(PreviewOptions given, std::atomic<bool>& stopWord
       turns(kRendersAtOnce),
       clip(options.input, options.source, options.threads, stop),
       thumbnails(options.input, options.source, options.threads, stop, {}, kKeptForThumbnails),
-      renderer(clip),
+      mattes(options.mattes, clip.format(), options.threads, stop),
+      renderer(clip, mattes),
       backgrounds(clip, options.threads, stop) {
   if (!options.preset.empty()) preset_ = readPreset(options.preset);
   checkBackground(options, clip.format(), stop);

@@ -14,6 +14,7 @@
 #include "parameters/preset.h"
 #include "preview/backgrounds.h"
 #include "preview/clip_frames.h"
+#include "preview/clip_mattes.h"
 #include "preview/folders.h"
 #include "preview/precedence.h"
 #include "preview/renderer.h"
@@ -29,6 +30,7 @@ struct PreviewOptions {
   std::vector<std::string> sourceArguments{};    // the same as options of `kalvetra key`: "--raw", "64x36@25:rgb24"
   std::vector<std::filesystem::path> folders{};  // for presets, backgrounds and exports; nothing else is touched
   std::string background{};                      // a file, or empty
+  CompanionPaths mattes{};                       // without a background
   std::string preset{};                          // a file, or empty
   int threads = 1;
 };
@@ -41,8 +43,8 @@ struct Pick {
 
 class PreviewContext {
  public:
-  // Opens the clip, and begins to look for its backdrop. Throws UserError for a clip, a preset or a background that
-  // cannot be read, and for a folder that is none.
+  // Opens the clip, and begins to look for its backdrop. Throws UserError for a clip, a matte, a preset or a background
+  // that cannot be read or does not fit, and for a folder that is none.
   PreviewContext(PreviewOptions given, std::atomic<bool>& stopWord);
 
   const PreviewOptions options;
@@ -52,6 +54,7 @@ class PreviewContext {
   Turns turns;  // of renders
   ClipFrames clip;
   ClipFrames thumbnails;  // the same clip, so that its thumbnails do not disturb what is looked at
+  ClipMattes mattes;
   Renderer renderer;
   Backgrounds backgrounds;
 

@@ -13,7 +13,7 @@ namespace kalvetra {
 namespace {
 
 constexpr std::size_t kMostDesks = 3;    // at rest
-constexpr std::size_t kMostReduced = 4;  // pictures
+constexpr std::size_t kMostReduced = 8;  // pictures
 
 // Alpha, red, green, blue to red, green, blue, alpha.
 void toRgba(const Image& image, unsigned char* out) {
@@ -41,11 +41,16 @@ class Renderer::Seat {
   DeskPtr desk_;
 };
 
-// With the same picture and settings as before, what was keyed is still there.
-Renderer::DeskPtr Renderer::takeDesk(const std::shared_ptr<const Image>& source, KeySettings settings, bool fields) {
+// With the same pictures and settings as before, what was keyed is still there.
+Renderer::DeskPtr Renderer::takeDesk(const KeyedFrame& keyed, const Abandon& abandoned) {
+  const bool whole = keyed.scale == 1, fields = whole && clip_.keying().fields();
+  const auto source = reduced(clip_.picture(keyed.number, abandoned), keyed.scale);
+  const Companions mattes = reduced(mattes_.at(keyed.number, abandoned), keyed.scale);
+  KeySettings settings = whole ? keyed.settings : reducedSettings(keyed.settings, keyed.scale);
   settings.view = kKalvetraViewResult;
   const auto isSame = [&](const DeskPtr& d) {
-    return d->fields == fields && d->source == source && d->settings == settings;
+    return d->fields == fields && d->source == source && d->mattes.garbage == mattes.garbage &&
+           d->mattes.holdout == mattes.holdout && d->settings == settings;
   };
   DeskPtr desk;
   {
@@ -65,8 +70,9 @@ Renderer::DeskPtr Renderer::takeDesk(const std::shared_ptr<const Image>& source,
   }
   if (isSame(desk)) return desk;
   desk->source = source;
+  desk->mattes = mattes;
   desk->settings = settings;
-  desk->keyer.begin(source, settings, {});
+  desk->keyer.begin(source, settings, mattes);
   return desk;
 }
 
@@ -92,6 +98,11 @@ std::shared_ptr<const Image> Renderer::reduced(const std::shared_ptr<const Image
   return small;
 }
 
+Companions Renderer::reduced(const Companions& mattes, int scale) {
+  const auto small = [&](const auto& matte) { return matte ? reduced(matte, scale) : nullptr; };
+  return {small(mattes.garbage), small(mattes.holdout), nullptr};
+}
+
 RenderedView Renderer::packed(const Image& stored) {
   const int turns = clip_.format().quarterTurns();
   const Image upright = turns == 0 ? Image() : turned(stored, turns);
@@ -103,16 +114,13 @@ RenderedView Renderer::packed(const Image& stored) {
 
 RenderedView Renderer::view(const KeyedFrame& keyed, ShownView shown, const std::shared_ptr<const Image>& background,
                             const Abandon& abandoned) {
-  const auto picture = reduced(clip_.picture(keyed.number, abandoned), keyed.scale);
-  if (shown == ShownView::Source) return packed(*picture);
-  const bool whole = keyed.scale == 1;
-  const KeySettings settings = whole ? keyed.settings : reducedSettings(keyed.settings, keyed.scale);
-  const Seat seat(*this, takeDesk(picture, settings, whole && clip_.keying().fields()));
+  if (shown == ShownView::Source) return packed(*reduced(clip_.picture(keyed.number, abandoned), keyed.scale));
+  const Seat seat(*this, takeDesk(keyed, abandoned));
   FrameKeyer& keyer = (*seat).keyer;
   if (shown == ShownView::Composite) {
     const Image& keyedPicture = keyer.view(ShownView::Result);
     Image& composite = (*seat).view;
-    composite.resize(picture->width, picture->height);
+    composite.resize(keyedPicture.width, keyedPicture.height);
     layOver(keyedPicture, *reduced(background, keyed.scale), composite);
     return packed(composite);
   }
@@ -122,13 +130,12 @@ RenderedView Renderer::view(const KeyedFrame& keyed, ShownView shown, const std:
 }
 
 Image Renderer::plate(std::int64_t number, const KeySettings& settings) {
-  const Seat seat(*this, takeDesk(clip_.picture(number), settings, clip_.keying().fields()));
+  const Seat seat(*this, takeDesk({number, 1, settings}, {}));
   return (*seat).keyer.view(ShownView::Plate);
 }
 
 Renderer::Pixel Renderer::pixel(std::int64_t number, const KeySettings& settings, int x, int y) {
-  const auto picture = clip_.picture(number);
-  const Seat seat(*this, takeDesk(picture, settings, clip_.keying().fields()));
+  const Seat seat(*this, takeDesk({number, 1, settings}, {}));
   FrameKeyer& keyer = (*seat).keyer;
   Pixel pixel{};
   const auto take = [&](ShownView view, unsigned char* out) {

@@ -8,6 +8,7 @@
 #include "jobs/frame_keyer.h"
 #include "preview/byte_pool.h"
 #include "preview/clip_frames.h"
+#include "preview/clip_mattes.h"
 
 namespace kalvetra {
 
@@ -27,8 +28,8 @@ struct RenderedView {
 
 class Renderer {
  public:
-  // Holds on to the clip.
-  explicit Renderer(ClipFrames& clip) : clip_(clip) {}
+  // Both must outlive this.
+  Renderer(ClipFrames& clip, ClipMattes& mattes) : clip_(clip), mattes_(mattes) {}
 
   // At scale 1 exactly the pixels of `kalvetra key`, which are keyed before they are turned. `background` is that of
   // the composite, of the clip's size. Throws like ClipFrames::picture.
@@ -53,6 +54,7 @@ class Renderer {
     FrameKeyer keyer;
     bool fields;
     std::shared_ptr<const Image> source{};
+    Companions mattes{};
     KeySettings settings{};
     Image view{};
   };
@@ -61,7 +63,8 @@ class Renderer {
   class Seat;
 
   std::shared_ptr<const Image> reduced(const std::shared_ptr<const Image>& full, int scale);
-  DeskPtr takeDesk(const std::shared_ptr<const Image>& source, KeySettings settings, bool fields);
+  Companions reduced(const Companions& mattes, int scale);
+  DeskPtr takeDesk(const KeyedFrame& keyed, const Abandon& abandoned);
   void giveBack(DeskPtr desk);
 
   struct Reduced {
@@ -70,6 +73,7 @@ class Renderer {
   };
 
   ClipFrames& clip_;
+  ClipMattes& mattes_;
   BytePool pool_;
   std::mutex mutex_;              // of what follows
   std::vector<DeskPtr> desks_;    // at rest, the latest used last

@@ -30,8 +30,14 @@ Json asJson(const StripState& state) {
 }  // namespace
 
 void addStripRoutes(Routes& routes, PreviewContext& context) {
-  const auto strip = std::make_shared<MatteStrip>(clipJob(context.options), context.precedence,
-                                                  [&context] { return context.clip.index(); });
+  // Its own, so that what is looked at is not disturbed.
+  const auto mattes = std::make_shared<ClipMattes>(context.options.mattes, context.clip.format(),
+                                                   context.options.threads, context.stop);
+  const auto strip = std::make_shared<MatteStrip>(
+      clipJob(context.options), context.precedence, [&context] { return context.clip.index(); },
+      [mattes](std::int64_t number, const std::atomic<bool>& stop) {
+        return mattes->at(number, [&stop] { return stop.load(); });
+      });
   routes.post("api/strip", [strip, &context](const Request& request) {
     const Json body = parseBody(request.body);
     return jsonAnswer({{"job", strip->start(settingsIn(body), rangeIn(body, context.frames()))}});

@@ -18,6 +18,11 @@ export const clamp = (value, low, high) => Math.min(Math.max(value, low), high);
 
 export const percent = (share, digits = 1) => `${(100 * share).toFixed(digits)} %`;
 
+export function sizeText(bytes) {
+  const [unit, size] = bytes >= 1e9 ? ['GB', 1e9] : bytes >= 1e6 ? ['MB', 1e6] : ['kB', 1e3];
+  return `${(bytes / size).toFixed(1)} ${unit}`;
+}
+
 // A reason of the server's as a sentence of the page's. Names of files at its beginning stay as they are.
 export function asSentence(text) {
   const begun = text.replace(/^[a-z]+(?=[ ,])/, (word) => word.charAt(0).toUpperCase() + word.slice(1));

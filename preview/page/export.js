@@ -2,8 +2,9 @@
 
 import * as api from './api.js';
 import {open, outcome} from './dialogs.js';
-import {byId, make, percent} from './dom.js';
+import {byId, make, percent, sizeText} from './dom.js';
 import {tell, tellError} from './message.js';
+import {SizeNote} from './size_note.js';
 import {kViewNames} from './viewer.js';
 
 const kAskAgain = 300;  // milliseconds
@@ -14,11 +15,6 @@ const kViews = ['result', 'matte', 'status', 'plate', 'source'];
 function timeLeft(seconds) {
   const whole = Math.max(0, Math.round(seconds));
   return `${Math.floor(whole / 60)}:${String(whole % 60).padStart(2, '0')} left`;
-}
-
-function sizeText(bytes) {
-  const [unit, size] = bytes >= 1e9 ? ['GB', 1e9] : bytes >= 1e6 ? ['MB', 1e6] : ['kB', 1e3];
-  return `${(bytes / size).toFixed(1)} ${unit}`;
 }
 
 function runningText({frames, of, fps, secondsLeft, checking}) {
@@ -52,6 +48,7 @@ export class Export {
   #kinds;  // [{key: delivery or codec, slug, label, extension}]
   #turn = 0;         // only the newest loop follows
   #running = false;  // as far as this page knows
+  #size;  // how large it is likely to become
 
   constructor(state) {
     this.#state = state;
@@ -59,6 +56,9 @@ export class Export {
     const entry = (key) => (item) => ({key, slug: item.slug, label: item.label, extension: item.extension});
     this.#kinds = [...deliveries.map(entry('delivery')), ...codecs.map(entry('codec'))];
     this.#fillForm();
+    this.#size = new SizeNote(byId('export-size'), () => this.request);
+    for (const id of ['export-kind', 'export-view']) byId(id).addEventListener('change', () => this.#size.update());
+    byId('export').addEventListener('close', () => this.#size.stop());
     byId('step-export').onclick = () => this.open();
     byId('export-start').onclick = () => this.#start();
     byId('export-cancel').onclick = () => this.#cancel();
@@ -69,6 +69,7 @@ export class Export {
     const {start, end} = this.#state.range;
     byId('export-range').textContent = `frames ${start} to ${end - 1}, ${end - start} in all`;
     open('export');
+    if (!this.#running) this.#size.update();
     this.#followProgress();
   }
 
@@ -108,6 +109,7 @@ export class Export {
 
   async #start() {
     const replace = byId('export-replace').checked;
+    this.#size.stop();
     try {
       await api.post('export', {...this.request, name: this.name, replace});
       this.#running = true;

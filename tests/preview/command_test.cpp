@@ -46,6 +46,7 @@ TEST(PreviewCommand, SaysWhatItCannotServe) {
   const test::ScratchFolder folder;
   const std::string clip = test::makeGreenClip(folder, "clip.mp4", 5);
   std::ofstream(folder.path("bad.json")) << "{";
+  test::need(test::kFfmpeg + "-f lavfi -i color=white:s=80x45 -frames:v 1 " + folder.path("small.png"));
   const struct {
     std::string arguments;
     int status;
@@ -55,6 +56,8 @@ TEST(PreviewCommand, SaysWhatItCannotServe) {
                {folder.path("bad.json"), 1, "is not a video"},
                {clip + " --preset " + folder.path("bad.json"), 1, "this is no JSON"},
                {clip + " --background " + folder.path("none.png"), 1, "there is no such file"},
+               {clip + " --garbage " + folder.path("small.png"), 1, "scale the garbage matte to the clip's size"},
+               {clip + " --holdout " + folder.path("none.png"), 1, "there is no such file"},
                {clip + " --port 0", 2, "--port"},
                {clip + " --rate fast", 2, "is no rate"},
                {"", 2, "CLIP is required"}};

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <fstream>
+#include <future>
 #include <iterator>
 #include <random>
 #include <thread>
@@ -98,6 +99,69 @@ TEST(Export, WritesTheBytesThatTheCommandWrites) {
   }
   EXPECT_EQ((std::vector<std::string>{"a.mkv", "b.mov", "c.mp4", "d.mov", "e.mp4", "f.mkv", "g.mkv", "sky.png"}),
             folder.names());
+}
+
+TEST(Export, TakesTheMattesAsItsCommandDoes) {
+  const ScratchFolder folder, other;
+  const std::string clip = drawClip(other.path("clip.mkv"), "6");
+  PreviewOptions options = optionsFor(clip, {folder.path("")});
+  options.mattes = {drawMatte(other.path("g.mkv"), 6), drawMatte(other.path("h.png"), 1), {}};
+  const RoutedPreview preview(options);
+  const std::string arguments = "--garbage " + options.mattes.garbage + " --holdout " + options.mattes.holdout +
+                                " --key-color '#2da54b' --start 2f";
+  const Json request{{"settings", {{"key-color", kKeyColor}}}, {"name", "a.mov"}, {"start", 2}};
+  expectHas(preview.post("api/command", request)["command"], arguments);
+  expectHas(preview.get("api/clip")["notes"].back(), "In use: the garbage matte g.mkv, the holdout matte h.png.");
+  preview.post("api/export", request);
+  EXPECT_EQ("done", ended(preview)["state"]);
+  need(key("'" + clip + "' " + other.path("a.mov") + " " + arguments));
+  expectSameFile(other.path("a.mov"), folder.path("a.mov"));
+}
+
+// Bytes of an export of a range, all frames of which are looked at, and of one from which only some are.
+TEST(Export, ItsSizeIsEstimated) {
+  const ScratchFolder folder;
+  const std::string clip = drawClip(folder.path("clip.mkv"), "80"), loud = folder.path("loud.mkv");
+  need(kFfmpeg + "-i " + clip + " -f lavfi -i sine=r=48000 -map 0 -map 1 -c:v copy -c:a pcm_s16le -t 3.2 " + loud);
+  const RoutedPreview preview(optionsFor(clip, {folder.path("")})), noisy(optionsFor(loud, {folder.path("")}));
+  for (const int end : {20, 80}) {
+    for (const char* codec : {"prores4444", "ffv1", "png"}) {
+      const bool pictures = std::string(codec) == "png";
+      Json request{{"settings", {{"key-color", kKeyColor}}}, {"codec", codec}, {"end", end}};
+      const Json estimate = preview.post("api/export/size", request);
+      EXPECT_EQ(fs::space(folder.path("")).capacity > 0, estimate["free"].get<double>() > 0.0);
+      request["name"] = std::string(codec) + std::to_string(end) + (pictures ? "-%03d.png" : "");
+      preview.post("api/export", request);
+      const double size = ended(preview)["size"];
+      EXPECT_NEAR(size, estimate["bytes"].get<double>(), 0.05 * size) << codec << end;
+      if (pictures) continue;
+      const double loudness = noisy.post("api/export/size", request)["bytes"];
+      EXPECT_NEAR(48000.0 * 2 * end / 25, loudness - estimate["bytes"].get<double>(), 2.0);
+    }
+  }
+}
+
+TEST(Export, AnEstimateIsGivenUpForANewerOneAndOnDemand) {
+  const RoutedPreview preview(optionsFor(someClip()));
+  auto urgent = std::make_unique<Precedence::Urgent>(preview.context().precedence);  // it waits meanwhile
+  const auto ask = [&] {
+    return preview.ask("POST", "api/export/size", {{"settings", {{"key-color", kKeyColor}}}}).status;
+  };
+  auto older = std::async(std::launch::async, ask), newer = std::async(std::launch::async, ask);
+  const auto isOver = [](std::future<int>& one) {
+    return one.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+  };
+  waitFor([&] { return isOver(older) || isOver(newer); }, [](bool over) { return over; });
+  waitFor(
+      [&] {
+        preview.ask("DELETE", "api/export/size");
+        return isOver(older) && isOver(newer);
+      },
+      [](bool over) { return over; });
+  EXPECT_EQ(409, older.get());
+  EXPECT_EQ(409, newer.get());
+  urgent.reset();
+  EXPECT_EQ(200, ask());
 }
 
 TEST(Export, PairsAndSequencesAreToldAsWhatTheyAre) {

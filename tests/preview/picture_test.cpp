@@ -3,6 +3,7 @@
 
 #include "preview/chroma_wheel.h"
 #include "preview/reduced_picture.h"
+#include "tests/preview/drawn_matte.h"
 #include "tests/preview/served_clip.h"
 #include "tests/support/command.h"
 
@@ -16,14 +17,16 @@ const Json kSettings{
     {"key-color", "#2da54b"}, {"clip-black", 3}, {"edge-blur", true}, {"screen-gain", {{0, 33}, {20, 60}}}};
 
 // Every frame of a view as the command writes it: raw pictures, BGRA one behind the other.
-std::string rawPictures(const test::ScratchFolder& folder, const std::string& clip, const std::string& view) {
+std::string rawPictures(const test::ScratchFolder& folder, const std::string& clip, const std::string& view,
+                        const std::string& more) {
   const std::string preset = folder.path("p.json"), raw = folder.path(view + ".raw");
   std::ofstream(preset) << Json{{"look", 1}, {"settings", kSettings}};
   if (view == "composite") {
-    test::need(
-        test::key(clip + " -f null -y --preset " + preset + " --over '#203040' --also comp=" + raw + " 2>/dev/null"));
+    test::need(test::key(clip + " -f null -y --preset " + preset + more + " --over '#203040' --also comp=" + raw +
+                         " 2>/dev/null"));
   } else {
-    test::need(test::key(clip + " " + raw + " -f raw -y --preset " + preset + " --view " + view + " 2>/dev/null"));
+    test::need(
+        test::key(clip + " " + raw + " -f raw -y --preset " + preset + more + " --view " + view + " 2>/dev/null"));
   }
   return test::need("cat " + raw);
 }
@@ -38,10 +41,14 @@ Json pictureRequest(int frame, const std::string& view, int scale = 1) {
 }
 
 // `width` x `height` is the size upright.
-void expectSameAsCommand(const test::ScratchFolder& folder, const std::string& clip, int width = 160, int height = 90) {
-  const test::ServedClip preview({.input = clip});
+void expectSameAsCommand(const test::ScratchFolder& folder, const std::string& clip, int width = 160, int height = 90,
+                         const CompanionPaths& mattes = {}) {
+  const test::ServedClip preview({.input = clip, .mattes = mattes});
+  std::string more;
+  if (!mattes.garbage.empty()) more += " --garbage " + mattes.garbage;
+  if (!mattes.holdout.empty()) more += " --holdout " + mattes.holdout;
   for (const char* view : kViews) {
-    const std::string all = toRgba(rawPictures(folder, clip, view));
+    const std::string all = toRgba(rawPictures(folder, clip, view, more));
     const std::size_t picture = std::size_t{4} * static_cast<std::size_t>(width * height);
     ASSERT_EQ(30 * picture, all.size()) << view;
     for (const int frame : {17, 3, 29, 0, 18}) {
@@ -72,7 +79,7 @@ TEST(PreviewPicture, IsWhatTheCommandWritesOfInterlacedClips) { expectSameAsComm
 TEST(PreviewWheel, ShowsThePlateThatTheCommandKeysWith) {
   const test::ScratchFolder folder;
   const std::string clip = test::makeGreenClip(folder, "clip.mov", 6, kInterlaced);
-  const std::string all = rawPictures(folder, clip, "plate");
+  const std::string all = rawPictures(folder, clip, "plate", "");
   const Json shown = test::ServedClip({.input = clip}).json("api/wheel", {{"frame", 4}, {"settings", kSettings}});
   Image plate(160, 90);
   for (std::size_t i = 0; i < plate.argb.size(); ++i) {  // from BGRA
@@ -101,6 +108,15 @@ TEST(PreviewPicture, IsWhatTheCommandWritesOfClipsThatAreTurned) {
   expectSameAsCommand(folder, rotated(folder, clip, 90), 90, 160);
   expectSameAsCommand(folder, rotated(folder, clip, 180));
   expectSameAsCommand(folder, rotated(folder, clip, 270), 90, 160);
+}
+
+TEST(PreviewPicture, IsWhatTheCommandWritesWithMattes) {
+  const test::ScratchFolder folder;
+  const std::string clip = test::makeGreenClip(folder, "clip.mp4");
+  const std::string garbage = test::drawMatte(folder.path("g.mkv"), 12);  // its last picture stays
+  const std::string holdout = test::drawMatte(folder.path("h.png"), 1);
+  expectSameAsCommand(folder, clip, 160, 90, {garbage, holdout, {}});
+  expectSameAsCommand(folder, rotated(folder, clip, 180), 160, 90, {garbage, {}, {}});
 }
 
 // Grey, with corners clockwise from the upper left in red, blue, black and white as they are stored.

@@ -57,6 +57,22 @@ void expectSame(const std::vector<PictureQuality>& expected, const std::vector<P
   }
 }
 
+TEST(Strip, TakesTheMattesOfItsFrames) {
+  const ScratchFolder folder;
+  const std::string clip = drawClip(folder.path("clip.mkv"), "14"), keyed = folder.path("keyed.mkv");
+  PreviewOptions options = optionsFor(clip);
+  options.mattes.garbage = drawMatte(folder.path("g.mkv"), 14);
+  need(key("'" + clip + "' " + keyed + " --key-color '#2da54b' --start 5f --end 12f --garbage " +
+           options.mattes.garbage));
+  RoutedPreview preview(options);
+  preview.post("api/strip", {{"settings", {{"key-color", kKeyColor}}}, {"start", 5}, {"end", 12}});
+  const Json strip =
+      waitFor([&] { return preview.get("api/strip"); }, [](const Json& s) { return s["state"] == "done"; });
+  const std::vector<PictureQuality> expected = measured(keyed);
+  ASSERT_EQ(expected.size(), strip["frames"].size());
+  for (std::size_t i = 0; i < expected.size(); ++i) EXPECT_EQ(expected[i].clear, strip["frames"][i][1]) << i;
+}
+
 TEST(Strip, HasTheFiguresOfTheKeyedClipAndOfItsReport) {
   const ScratchFolder folder;
   const std::string clip = drawClip(folder.path("clip.mkv"), "14"), keyed = folder.path("keyed.mkv");

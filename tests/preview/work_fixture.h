@@ -7,6 +7,7 @@
 
 #include "preview/preview_context.h"
 #include "preview/request_json.h"
+#include "tests/preview/drawn_matte.h"
 #include "tests/support/command.h"
 #include "tests/support/scratch_folder.h"
 #include "tests/support/wait_for.h"
@@ -61,7 +62,7 @@ class RoutedPreview {
   std::string refusal(int status, const std::string& path, const Json& body) const {
     return parsed(ask("POST", path, body), status)["error"];
   }
-  PreviewContext& context() { return context_; }
+  PreviewContext& context() const { return context_; }
 
  private:
   static Json parsed(const Answer& answer, int status) {
@@ -70,7 +71,7 @@ class RoutedPreview {
   }
 
   std::atomic<bool> stop_{false};
-  PreviewContext context_;
+  mutable PreviewContext context_;
   Routes routes_;
 };
 
