@@ -47,6 +47,7 @@ FoundBackdrop findBackdrop(const std::string& input, const SourceOptions& source
 
 Proposal proposeSettings(const std::string& input, const SourceOptions& source, std::optional<int> keyColor,
                          int threads, const std::atomic<bool>& stop, int frames) {
+  refuseStandardInput(input);
   const ThreadLimit limit(threads);
   SettingsProposer proposer(chromaSamplingOf(input, source, threads, stop));
   const int shown = sampleFrames(input, source, frames, threads, stop, [&](const Image& frame) {

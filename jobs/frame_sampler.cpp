@@ -33,13 +33,17 @@ class Sampler {
 
 }  // namespace
 
-int sampleFrames(const std::string& path, const SourceOptions& source, int count, int threads,
-                 const std::atomic<bool>& stop, const std::function<void(const Image&)>& see) {
+void refuseStandardInput(const std::string& path) {
   if (path == kStandardInput) {
     throw UserError(
-        "the standard input can be read only once, so no colour can be found in it; name the backdrop's "
-        "colour with --key-color");
+        "the standard input can be read only once, so neither a colour nor settings can be found in it; name the "
+        "backdrop's colour with --key-color, without --auto");
   }
+}
+
+int sampleFrames(const std::string& path, const SourceOptions& source, int count, int threads,
+                 const std::atomic<bool>& stop, const std::function<void(const Image&)>& see) {
+  refuseStandardInput(path);
   int shown = 0;
   {
     Sampler spread(path, source, threads, stop, see);

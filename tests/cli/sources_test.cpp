@@ -99,6 +99,7 @@ TEST(StandardInput, WhatCannotBeReadIsRefused) {
   refused(keying, "the standard input: is not a video");  // empty
   need(kPicture + "-c:v libx264 " + folder.path("a.mkv"));
   refused("cat " + folder.path("a.mkv") + " | " + key("- -f null"), "can be read only once");
+  refused("cat " + folder.path("a.mkv") + " | " + keying + " --auto", "with --key-color, without --auto");
 }
 
 TEST(StandardInput, AnInterruptEndsTheWait) {
