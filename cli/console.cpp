@@ -9,6 +9,10 @@ void note(std::string_view sentence) {
   std::fprintf(stderr, "kalvetra: %.*s\n", static_cast<int>(sentence.size()), sentence.data());
 }
 
+void noteAll(const std::vector<std::string>& sentences) {
+  for (const std::string& sentence : sentences) note(sentence);
+}
+
 std::string sentenceOf(const std::exception& error) {
   const auto* ofFile = dynamic_cast<const std::filesystem::filesystem_error*>(&error);
   if (ofFile == nullptr) return error.what();

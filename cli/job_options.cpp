@@ -140,6 +140,16 @@ void addOutputOptions(CLI::App& command, JobOptions& options) {
       ->group(group);
 }
 
+void addNumberOption(CLI::App& command, JobOptions& options) {
+  constexpr int kLargest = 100'000'000;  // with a day of pictures behind it still a number of nine digits
+  command
+      .add_option("--start-number", options.job.startNumber,
+                  "The number of the first picture written to a numbered output; by default that of the source.")
+      ->check(CLI::Range(0, kLargest))
+      ->type_name("N")
+      ->group("Output");
+}
+
 void addWorkOptions(CLI::App& command, JobOptions& options) {
   const std::string group = "Work";
   addReplaceOption(command, options);
@@ -178,6 +188,7 @@ void addJobOptions(CLI::App& command, JobOptions& options) {
   addInputOptions(command, options);
   addRangeOptions(command, options);
   addOutputOptions(command, options);
+  addNumberOption(command, options);
   addWorkOptions(command, options);
   addThreadsOption(command, options);
   addCpuOption(command);

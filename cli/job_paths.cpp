@@ -5,6 +5,7 @@
 
 #include "cli/batch.h"
 #include "jobs/output_choice.h"
+#include "media/numbered_name.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -45,6 +46,15 @@ void refuseSingleNames(const JobOptions& options) {
   for (const auto& [view, pattern] : options.also) check(pattern, "every output");
 }
 
+bool isAnyNumbered(const JobOptions& options) {
+  const auto isNumbered = [](const std::string& path) {
+    return isNumberedName(std::filesystem::path(path).filename().string());
+  };
+  return (!measures(options) && isNumbered(options.paths.back())) ||
+         std::any_of(options.also.begin(), options.also.end(),
+                     [&](const auto& also) { return isNumbered(also.second); });
+}
+
 bool showsBackground(const JobOptions& options, ShownView mainView) {
   const auto isComp = [](const auto& also) { return also.first == ShownView::Composite; };
   return mainView == ShownView::Composite || std::any_of(options.also.begin(), options.also.end(), isComp);
@@ -76,6 +86,9 @@ void addFurtherOutput(KeyJob& job, const JobOptions& options, ShownView view, co
 void splitPaths(JobOptions& options) {
   if (options.job.resumable && measures(options)) {
     throw CLI::ValidationError("--resume", "-f " + options.format + " keeps nothing; leave one of them out");
+  }
+  if (options.job.startNumber && !isAnyNumbered(options)) {
+    throw CLI::ValidationError("--start-number", "numbers pictures; give an output a name like keyed-%05d.png");
   }
   if (std::find(options.paths.begin(), options.paths.end(), "") != options.paths.end()) {
     throw CLI::ValidationError("INPUT... OUTPUT", "a name is empty; is a variable of the shell not set?");

@@ -10,6 +10,7 @@
 #include "cli/job_options.h"
 #include "cli/job_paths.h"
 #include "cli/key_options.h"
+#include "jobs/picture_numbers.h"
 #include "media/temporary_output.h"
 #include "support/user_error.h"
 
@@ -113,7 +114,10 @@ std::string mainOutput(const JobOptions& options, const std::string& input) {
 
 bool isThere(const JobOptions& options, const std::string& input) {
   const std::string output = mainOutput(options, input);
-  return options.skipExisting && !output.empty() && outputExists(output);
+  if (!options.skipExisting || output.empty()) return false;
+  KeyJob job = options.job;
+  job.input = input;
+  return isOutputThere(job, output);
 }
 
 // All that is written for one of the clips.

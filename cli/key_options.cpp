@@ -221,6 +221,7 @@ void savePreset(const std::string& file, const AnimatedSettings& settings, const
   const std::string text = presetText(settings);
   if (holds(file, text)) return;  // saved by the run that is gone on with
   TemporaryOutput output(file, files.replace);
+  noteAll(output.leftParts());
   if (output.isSequence()) throw UserError(file + ": a preset is one file; name it without a %");
   std::ofstream out(output.path(), std::ios::binary);
   out << text << std::flush;

@@ -133,9 +133,9 @@ std::string manualPage(const CommandOutline& program, const std::string& version
   for (const Row& row : kExitStatus) text += entry(bold(row.term), line(row.text));
   text += section("EXAMPLES");
   for (const Example& example : kExamples) text += entry(bold(example.command), line(example.what));
-  text += section("FILES") + entry(italic(".NAME.part-PID").insert(0, "\\&"),
+  text += section("FILES") + entry(italic(".NAME.part-*").insert(0, "\\&"),
                                    line("What is being written lies under such a hidden name beside its target until "
-                                        "it is complete. One that a killed process left can be removed."));
+                                        "it is complete. One that a killed process left is removed by the next run."));
   return text;
 }
 

@@ -59,6 +59,7 @@ class TruthFiles {
         name_((folder_ / "alpha-%05d.png").string()),
         created_(std::filesystem::create_directory(folder_)) {
     output_.emplace(name_, replace);
+    noteAll(output_->leftParts());
     writer_.emplace(*output_, name_, AV_PIX_FMT_GRAY8, sample::kWidth, sample::kHeight);
   }
   ~TruthFiles() {
@@ -162,6 +163,7 @@ void run(const SampleCommand& options) {
   if (!options.output.ends_with(".mp4"))
     throw UserError(options.output + ": the sample is an MP4 file; end its name in .mp4");
   TemporaryOutput output(options.output, options.replace);
+  noteAll(output.leftParts());
   std::optional<TruthFiles> truth;
   if (!options.truthFolder.empty()) truth.emplace(options.truthFolder, options.replace);
 

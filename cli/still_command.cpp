@@ -58,6 +58,7 @@ void run(const StillCommand& options) {
   if (!options.output.ends_with(".png")) throw UserError(options.output + ": a still is a PNG; end its name in .png");
   refuseOverwritingInput(options.input, options.output);
   TemporaryOutput output(options.output, options.replace);
+  noteAll(output.leftParts());
   const AnimatedSettings settings = settleSettings(options.choice, options.input, {}, options.threads);
   savePreset(options.choice.savedPreset, settings, options);
   std::int64_t number = 0;

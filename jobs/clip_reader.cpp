@@ -17,8 +17,8 @@ void append(std::vector<PacketPtr>& to, std::vector<PacketPtr>& from) {
 
 }  // namespace
 
-ClipReader::ClipReader(Reader& reader, const ClipRange& range, std::int64_t skipped)
-    : reader_(reader), range_(range), toSkip_(skipped) {}
+ClipReader::ClipReader(Reader& reader, const ClipRange& range, std::int64_t skipped, std::optional<int> firstFile)
+    : reader_(reader), range_(range), toSkip_(skipped), firstFile_(firstFile) {}
 
 bool ClipReader::next(ClipFrame& frame) {
   if (!started_) {
@@ -65,6 +65,9 @@ bool ClipReader::readInRange(ClipFrame& frame) {
     }
     inRange_ = countNow();
     frame.number = number;
+    const int ownNumber = reader_.fileNumber(number, source.time);
+    if (index_ == 0 && firstFile_) fileShift_ = *firstFile_ - ownNumber;
+    frame.fileNumber = ownNumber + fileShift_;
     if (index_ == 0 && range_.start) origin_ = source.time;
     frame.index = index_++;
     lastEnd_ = secondsOf(source.time + source.duration);

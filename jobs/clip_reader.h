@@ -12,15 +12,16 @@ struct ClipFrame {
   SourceFrame source;       // times counted from the range's first picture, or from the clip's start if that is in it
   std::int64_t number = 0;  // in the clip, from 0
   std::int64_t index = 0;   // in the range, from 0
+  int fileNumber = 1;       // in a numbered output
   bool isLast = false;
 };
 
 // Reads one picture ahead, so that the last one is known as such.
 class ClipReader {
  public:
-  // The first `skipped` pictures of the range are decoded, but not delivered: they were worked on before. `reader` must
-  // outlive this.
-  ClipReader(Reader& reader, const ClipRange& range, std::int64_t skipped = 0);
+  // The first `skipped` pictures of the range are decoded, but not delivered: they were worked on before. File numbers
+  // are the source's own, or begin with `firstFile` and grow as those do. `reader` must outlive this.
+  ClipReader(Reader& reader, const ClipRange& range, std::int64_t skipped = 0, std::optional<int> firstFile = {});
 
   // False behind the range, when `frame` holds the sound that remains.
   bool next(ClipFrame& frame);
@@ -52,6 +53,8 @@ class ClipReader {
   Reader& reader_;
   ClipRange range_;
   std::int64_t toSkip_;
+  std::optional<int> firstFile_;
+  int fileShift_ = 0;          // from the source's numbers to the files'
   std::int64_t number_ = 0;    // of the next picture in the clip
   std::int64_t index_ = 0;     // of the next picture in the range
   std::int64_t origin_ = 0;    // time of the range's first picture

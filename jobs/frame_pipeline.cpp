@@ -46,13 +46,15 @@ void key(Job& job, FrameKeyer& keyer, const Keying& keying, const std::vector<Ro
 
 void write(Job& job, const std::vector<Route>& routes) {
   const SourceFrame& source = job.frame.source;
+  const PicturePlace place{source.time, source.duration, job.frame.fileNumber};
   for (std::size_t i = 0; i < routes.size(); ++i) {
     routes[i].sink->writeCopied(source.copied);
-    routes[i].sink->write(std::move(job.packed[i]), source.time, source.duration);
+    routes[i].sink->write(std::move(job.packed[i]), place);
   }
   for (auto& [route, image] : job.samples) routes[route].samples->add(job.frame.index, std::move(image));
-  job.written.record.time = source.time;
-  job.written.record.duration = source.duration;
+  job.written.record.time = place.time;
+  job.written.record.duration = place.duration;
+  job.written.record.number = place.number;
 }
 
 // The first exception of any stage. It does not pass through the pipeline, which would lose the jobs under way; these

@@ -69,6 +69,7 @@ std::string jobIdentity(const KeyJob& job, const AnimatedSettings& settings, con
                 {"start", placeIdentity(job.range.start)},
                 {"end", placeIdentity(job.range.end)},
                 {"frames", job.range.frames},
+                {"start number", job.startNumber ? json(*job.startNumber) : json(nullptr)},
                 {"garbage matte", fileIdentity(job.companions.garbage)},
                 {"holdout matte", fileIdentity(job.companions.holdout)},
                 {"background", fileIdentity(job.companions.background)}};

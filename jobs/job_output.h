@@ -44,6 +44,11 @@ class JobOutput {
   void commit();
 
   const OutputRequest& request() const { return request_; }
+  // Its pictures are numbered files.
+  bool isSequence() const { return place_->isSequence(); }
+  const std::vector<std::string>& leftParts() const { return place_->leftParts(); }
+  // Throws UserError when such a picture is there that is not to be replaced.
+  void refuseTaken(const std::vector<int>& numbers) const { place_->refuseTaken(numbers); }
 
  private:
   const std::filesystem::path& workFolder() const { return place_->workFolder(); }

@@ -79,7 +79,10 @@ void Journal::readSegment(const std::string& line) {
   try {
     for (const json& picture : json::parse(line)) {
       const std::optional<PictureHash> hash = parseHash(picture.at(2).get<std::string>());
-      frames_.push_back({wholeNumber(picture.at(0)), wholeNumber(picture.at(1)), hash.value()});
+      const std::int64_t number = wholeNumber(picture.at(3));
+      if (number != static_cast<int>(number)) throw std::invalid_argument("no number of a file");
+      frames_.push_back(
+          {wholeNumber(picture.at(0)), wholeNumber(picture.at(1)), hash.value(), static_cast<int>(number)});
     }
   } catch (const std::exception&) {
     throw UserError(path_.string() + " is damaged; remove " + path_.parent_path().string() + " to begin anew");
@@ -88,7 +91,9 @@ void Journal::readSegment(const std::string& line) {
 
 void Journal::add(const std::vector<FrameRecord>& segment) {
   json line = json::array();
-  for (const FrameRecord& frame : segment) line.push_back({frame.time, frame.duration, hexadecimal(frame.hash)});
+  for (const FrameRecord& frame : segment) {
+    line.push_back({frame.time, frame.duration, hexadecimal(frame.hash), frame.number});
+  }
   append(line.dump());
   frames_.insert(frames_.end(), segment.begin(), segment.end());
   segments_.push_back({lseek(file_, 0, SEEK_CUR), frames_.size()});

@@ -15,6 +15,7 @@ struct FrameRecord {
   std::int64_t time = 0;
   std::int64_t duration = 0;
   PictureHash hash{};
+  int number = 1;  // of its file, in a numbered sequence
 };
 
 inline constexpr const char* kJournalName = "journal";

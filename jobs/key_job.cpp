@@ -1,5 +1,6 @@
 #include "jobs/key_job.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <deque>
@@ -11,6 +12,7 @@
 #include "jobs/frame_pipeline.h"
 #include "jobs/job_identity.h"
 #include "jobs/job_output.h"
+#include "jobs/picture_numbers.h"
 #include "jobs/receipt.h"
 #include "media/clip_movie.h"
 #include "media/hash_sink.h"
@@ -40,7 +42,9 @@ class Run {
     for (const OutputRequest& request : job.outputs) outputs_.emplace_back(request, job);
     if (!job.hashPath.empty()) openHashPlace();
     if (!job.receipt.empty()) receiptPlace_.emplace(job.receipt, job.replace);
+    noteLeftParts();
     source_.emplace(job.input, job.source, job.threads, stop);
+    refuseTakenNumbers();
     companions_.emplace(job.companions, source_->format(), job.threads, stop);
     clipKeying_.emplace(*source_, job.keying);
   }
@@ -60,6 +64,18 @@ class Run {
   }
 
  private:
+  void noteLeftParts() const {
+    std::vector<std::string> sentences;
+    const auto add = [&](const auto& place) {
+      sentences.insert(sentences.end(), place.leftParts().begin(), place.leftParts().end());
+    };
+    for (const JobOutput& output : outputs_) add(output);
+    for (const auto* place : {&hashPlace_, &receiptPlace_}) {
+      if (*place) add(**place);
+    }
+    for (const std::string& sentence : sentences) listener_.note(sentence);
+  }
+
   void noteGuesses() {
     if (!source_->colorGuess().empty()) {
       listener_.note(job_.input + " does not say how its colours are coded; taken for " + source_->colorGuess() +
@@ -102,6 +118,17 @@ class Run {
     if (hashPlace_->isSequence()) throw UserError(job_.hashPath + ": the hashes go to one file; name it without a %");
   }
 
+  bool isNumbered() const {
+    return std::any_of(outputs_.begin(), outputs_.end(), [](const JobOutput& output) { return output.isSequence(); });
+  }
+
+  // What is not known yet is refused as soon as it is.
+  void refuseTakenNumbers() const {
+    if (job_.replace || !isNumbered()) return;
+    const std::vector<int> numbers = expectedNumbers(job_, *source_);
+    for (const JobOutput& output : outputs_) output.refuseTaken(numbers);
+  }
+
   // All outputs go on behind what every one of them has.
   void openJournals() {
     const std::string identity = jobIdentity(job_, keying_.settings, *clipKeying_);
@@ -136,7 +163,7 @@ class Run {
     const auto before = static_cast<std::int64_t>(frames_.size());
     const PictureFormat& format = source_->format();
     listener_.begin(job_.range.expectedFrames(source_->expectedFrames(), format.frameRate), before);
-    clip_.emplace(*source_, job_.range, before);
+    clip_.emplace(*source_, job_.range, before, job_.startNumber);
     keyFrames(*clip_, *clipKeying_, keying_, *companions_, routes_, job_.threads, stop_,
               [this](const WrittenFrame& frame) { noteWritten(frame); });
     listener_.end();
@@ -145,6 +172,15 @@ class Run {
     result_.damagedFrames = clip_->damagedFrames();
     if (!segment_.empty()) closeSegment();
     if (stop_) throwInterrupted();
+  }
+
+  // Of a numbered output's pictures.
+  std::vector<int> numbersOf(const JobOutput& output) const {
+    std::vector<int> numbers;
+    for (const FrameRecord& frame : frames_) {
+      if (output.isSequence()) numbers.push_back(frame.number);
+    }
+    return numbers;
   }
 
   void noteWritten(const WrittenFrame& frame) {
@@ -197,7 +233,7 @@ class Run {
     for (JobOutput& output : outputs_) {
       const Proof proof = job_.verify ? output.check(job_, *source_, frames_, stop_) : Proof();
       refuseDifferences(output.request().path, proof);
-      result_.outputs.push_back({output.request(), proof});
+      result_.outputs.push_back({output.request(), proof, numbersOf(output)});
     }
     if (stop_) throwInterrupted();
     if (receiptPlace_) writeReceipt(receiptPlace_->path(), job_, keying_.settings, *source_, result_);

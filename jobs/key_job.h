@@ -35,6 +35,7 @@ struct KeyJob {
   std::string input;
   SourceOptions source;
   ClipRange range;
+  std::optional<int> startNumber;  // of the first picture of a numbered output; without: as in the source
   KeyingChoice keying;
   CompanionPaths companions;
   std::string settingsRead, settingsWritten;  // files of settings, or empty: no output may have their names
@@ -63,7 +64,8 @@ struct JobListener {
 
 struct WrittenOutput {
   OutputRequest request;
-  Proof proof;  // empty when nothing was verified
+  Proof proof;               // empty when nothing was verified
+  std::vector<int> numbers;  // of its pictures, ascending, where the output is numbered and verified or in a receipt
 };
 
 struct JobResult {

@@ -97,7 +97,8 @@ class Prover {
     const std::filesystem::path path(path_);
     const std::string name = path.filename().string();  // the folder may have a pattern in its name too
     if (!isNumberedName(name)) return path_;
-    return (path.parent_path() / numberedName(name, static_cast<int>(index) + 1)).string();
+    return (path.parent_path() / numberedName(name, promise_.frames.at(static_cast<std::size_t>(index)).number))
+        .string();
   }
 
   void countFiles() {
@@ -105,7 +106,11 @@ class Prover {
     std::int64_t found = 0;
     for (std::int64_t i = 0; i < wanted; ++i) found += std::filesystem::exists(pictureName(i)) ? 1 : 0;
     expectFrames(found, promise_, proof_);
-    const std::int64_t more = numberedFiles() - found;
+    const std::int64_t covered = numberedFiles(), more = covered - found;
+    if (found == wanted && covered > 0) {
+      proof_.checks.push_back("numbered " + std::to_string(promise_.frames.front().number) + " to " +
+                              std::to_string(promise_.frames.back().number));
+    }
     if (more > 0) proof_.differences.push_back("nothing was keyed for " + std::to_string(more) + " of its pictures");
   }
 

@@ -30,6 +30,19 @@ ordered_json inputEntry(const KeyJob& job, const Reader& source, const JobResult
   return entry;
 }
 
+ordered_json outputEntry(const WrittenOutput& output) {
+  ordered_json entry{{"file", output.request.path},
+                     {"delivery", describe(output.request.delivery)},
+                     {"hidden_colours", output.request.delivery.extendsHidden ? "extended" : "kept"},
+                     {"verified", !output.proof.checks.empty()},
+                     {"checks", output.proof.checks}};
+  if (!output.numbers.empty()) {
+    entry["first_number"] = output.numbers.front();
+    entry["last_number"] = output.numbers.back();
+  }
+  return entry;
+}
+
 }  // namespace
 
 void writeReceipt(const std::string& path, const KeyJob& job, const AnimatedSettings& settings, const Reader& source,
@@ -41,14 +54,7 @@ void writeReceipt(const std::string& path, const KeyJob& job, const AnimatedSett
                        {"clip_hash", "murmur3:" + hexadecimal(result.clipHash)},
                        {"settings", ordered_json::parse(presetText(settings)).at("settings")},
                        {"outputs", ordered_json::array()}};
-  for (const WrittenOutput& output : result.outputs) {
-    const Delivery& delivery = output.request.delivery;
-    receipt["outputs"].push_back({{"file", output.request.path},
-                                  {"delivery", describe(delivery)},
-                                  {"hidden_colours", delivery.extendsHidden ? "extended" : "kept"},
-                                  {"verified", job.verify && !output.proof.checks.empty()},
-                                  {"checks", output.proof.checks}});
-  }
+  for (const WrittenOutput& output : result.outputs) receipt["outputs"].push_back(outputEntry(output));
   errno = 0;
   std::ofstream file(path, std::ios::binary);
   file << receipt.dump(2, ' ', false, ordered_json::error_handler_t::replace) << std::endl;

@@ -16,9 +16,7 @@ SegmentedWriter::SegmentedWriter(const Delivery& delivery, const TemporaryOutput
       source_(source),
       threads_(threads),
       packing_(delivery, source.format()),
-      segments_(done.segments()),
-      pictures_(static_cast<std::int64_t>(done.frames().size())),
-      first_(pictures_) {
+      segments_(done.segments()) {
   open();  // says at once what cannot be written
 }
 
@@ -38,29 +36,28 @@ void SegmentedWriter::open() {
   WriterPart part;
   part.carried.sound = false;
   if (!output_.isSequence()) part.movie = segmentPath(segments_ + 1).string();
-  part.firstPicture = static_cast<int>(pictures_) + 1;
   writer_ = std::make_unique<Writer>(delivery_, output_, shownName_, source_, threads_, part);
 }
 
-void SegmentedWriter::write(PackedPicture picture, std::int64_t time, std::int64_t duration) {
+void SegmentedWriter::write(PackedPicture picture, const PicturePlace& place) {
   if (!writer_) open();
-  writer_->write(std::move(picture), time, duration);
-  ++pictures_;
+  writer_->write(std::move(picture), place);
+  numbers_.push_back(place.number);
 }
 
 void SegmentedWriter::checkpoint() {
-  if (pictures_ == first_) return;
+  if (numbers_.empty()) return;
   writer_->finish();
   writer_.reset();
   ++segments_;
   sync();
-  first_ = pictures_;
+  numbers_.clear();
 }
 
 // Before the journal may tell of them the pictures must outlive a power failure.
 void SegmentedWriter::sync() const {
   if (output_.isSequence()) {
-    for (std::int64_t i = first_; i < pictures_; ++i) syncFile(output_.path(static_cast<int>(i) + 1), shownName_);
+    for (const int number : numbers_) syncFile(output_.path(number), shownName_);
   } else {
     syncFile(segmentPath(segments_).string(), shownName_);
   }

@@ -20,7 +20,7 @@ class SegmentedWriter : public PictureSink {
                   int threads, const Journal& done);
 
   PackedPicture pack(const Image& image) const override { return packing_.pack(image); }
-  void write(PackedPicture picture, std::int64_t time, std::int64_t duration) override;
+  void write(PackedPicture picture, const PicturePlace& place) override;
   // Completes the segment, which is on disk then. What is written afterwards begins another one.
   void checkpoint() override;
   void finish() override { checkpoint(); }
@@ -40,9 +40,8 @@ class SegmentedWriter : public PictureSink {
   int threads_;
   PicturePacking packing_;
   int segments_;                    // completed
-  std::int64_t pictures_;           // written so far, by earlier runs too
-  std::int64_t first_;              // of the open segment
   std::unique_ptr<Writer> writer_;  // of the open segment
+  std::vector<int> numbers_;        // of its pictures
 };
 
 }  // namespace kalvetra

@@ -20,10 +20,10 @@ void HashSink::check(bool written) const {
 
 PackedPicture HashSink::pack(const Image& image) const { return hashPicture(image); }
 
-void HashSink::write(PackedPicture picture, std::int64_t time, std::int64_t /*duration*/) {
+void HashSink::write(PackedPicture picture, const PicturePlace& place) {
   const PictureHash& hash = std::get<PictureHash>(picture);
   clip_.add(hash);
-  const double seconds = static_cast<double>(time) * secondsPerTick_;
+  const double seconds = static_cast<double>(place.time) * secondsPerTick_;
   check(std::fprintf(out_, "%lld %.6f %s\n", static_cast<long long>(++count_), seconds, hexadecimal(hash).c_str()) > 0);
 }
 

@@ -10,8 +10,9 @@
 
 namespace kalvetra {
 
-// MurmurHash3 with 128 bits over the bytes of Image::argb. Text, one line a picture: its number from 1, its time in
-// seconds and its hash. The last line is "clip", the number of pictures, and the hash over their hashes in order.
+// MurmurHash3 with 128 bits over the bytes of Image::argb. Text, one line a picture: its number from 1, whatever number
+// its file has, its time in seconds and its hash. The last line is "clip", the number of pictures, and the hash over
+// their hashes in order.
 class HashSink : public PictureSink {
  public:
   // Writes to `path`, or to the standard output when it is empty. Times come in `timeBase`. Every failure to write
@@ -19,7 +20,7 @@ class HashSink : public PictureSink {
   HashSink(const std::string& path, const std::string& shownName, AVRational timeBase);
 
   PackedPicture pack(const Image& image) const override;
-  void write(PackedPicture picture, std::int64_t time, std::int64_t duration) override;
+  void write(PackedPicture picture, const PicturePlace& place) override;
   void finish() override;
 
  private:

@@ -105,12 +105,19 @@ void MovieFile::finish() {
   check(avio_closep(&context_->pb), "close");
 }
 
-void PictureFiles::write(AVPacket& packet, AVRational /*timeBase*/) {
-  ++number_;
-  if (!output_.isSequence() && number_ > 1) {
+void PictureFiles::expect(int number) {
+  if (output_.isSequence()) {
+    output_.refuseTaken(number);
+  } else if (any_) {
     throw UserError(shownName_ + ": the clip has more than one picture; name a sequence, with %05d in its name");
   }
-  const std::string path = output_.isSequence() ? output_.path(number_) : output_.path();
+  any_ = true;
+  numbers_.push_back(number);
+}
+
+void PictureFiles::write(AVPacket& packet, AVRational /*timeBase*/) {
+  const std::string path = output_.isSequence() ? output_.path(numbers_.front()) : output_.path();
+  numbers_.pop_front();
   std::FILE* file = std::fopen(path.c_str(), "wb");
   if (file == nullptr) failWriting(shownName_, errno);
   const auto size = static_cast<std::size_t>(packet.size);

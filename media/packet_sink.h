@@ -1,6 +1,7 @@
 // Where encoded packets go: a movie file, or one file a picture.
 #pragma once
 
+#include <deque>
 #include <memory>
 #include <string>
 
@@ -47,16 +48,17 @@ class MovieFile : public PacketSink {
 // One file a picture; a single one when the output is not a sequence.
 class PictureFiles : public PacketSink {
  public:
-  // Numbered from `first` on.
-  PictureFiles(const TemporaryOutput& output, const std::string& shownName, int first = 1)
-      : output_(output), shownName_(shownName), number_(first - 1) {}
+  PictureFiles(const TemporaryOutput& output, const std::string& shownName) : output_(output), shownName_(shownName) {}
+  // Names the number of a picture that goes to the encoder, before its packet comes: in the same order.
+  void expect(int number);
   void write(AVPacket& packet, AVRational timeBase) override;
   void finish() override {}
 
  private:
   const TemporaryOutput& output_;
   std::string shownName_;
-  int number_;
+  std::deque<int> numbers_;  // of pictures still in the encoder
+  bool any_ = false;         // a picture was expected
 };
 
 }  // namespace kalvetra

@@ -20,6 +20,7 @@ PictureWriter::PictureWriter(const TemporaryOutput& output, const std::string& s
                {AVCOL_SPC_RGB, AVCOL_RANGE_JPEG, AVCOL_PRI_BT709, AVCOL_TRC_IEC61966_2_1}, 1, false) {}
 
 void PictureWriter::write(FramePtr picture) {
+  files_.expect(static_cast<int>(count_) + 1);
   encoder_.encode(std::move(picture), count_++, 1,
                   [this](AVPacket& packet) { files_.write(packet, encoder_.timeBase()); });
 }

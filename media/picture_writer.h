@@ -1,4 +1,4 @@
-// Writes single pictures as PNG.
+// Writes pictures as PNG, a sequence from number 1.
 #pragma once
 
 #include <string>

@@ -22,6 +22,10 @@ const std::vector<NumberRange>& Reader::gaps() const {
   return sequence_ ? sequence_->gaps() : none;
 }
 
+int Reader::fileNumber(std::int64_t index, std::int64_t time) const {
+  return static_cast<int>(sequence_ ? sequence_->numbers().front() + time : index + 1);
+}
+
 std::int64_t Reader::expectedFrames() const { return sequence_ ? sequence_->size() : declared_.expected; }
 
 std::string Reader::alphaTag() const {

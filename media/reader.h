@@ -52,6 +52,8 @@ class Reader {
   // The runs of pictures that an image sequence lacks, and a sentence about them; empty without gaps.
   const std::vector<NumberRange>& gaps() const;
   std::string describeGaps() const;
+  // What number the file of a picture of that index (from 0) and time has; outside of sequences it counts from 1.
+  int fileNumber(std::int64_t index, std::int64_t time) const;
   // The numbers of an image sequence's files, ascending; empty for anything else.
   std::vector<int> sequenceNumbers() const { return sequence_ ? sequence_->numbers() : std::vector<int>(); }
   // Number of pictures as the file declares or suggests it; 0 when it does not.

@@ -7,8 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <random>
-#include <set>
+#include <limits>
 #include <vector>
 
 #include "media/numbered_name.h"
@@ -22,6 +21,7 @@ namespace kalvetra {
 namespace {
 
 constexpr int kMostLinks = 40;  // in a row, as the system has it
+constexpr const char *kExists = " exists already", *kHasAppeared = " has appeared meanwhile";
 
 fs::path folderOf(const fs::path& target) { return target.has_parent_path() ? target.parent_path() : fs::path("."); }
 
@@ -58,6 +58,33 @@ bool sharesFile(const fs::path& a, const fs::path& b) {
          });
 }
 
+[[noreturn]] void failPlacing(const fs::path& target, const std::error_code& error) {
+  throw UserError(target.string() + " cannot be put in its place (" + error.message() + ")");
+}
+
+// Both answer an error number, 0 for none.
+int replaceFile(const char* from, const char* to) { return std::rename(from, to) == 0 ? 0 : errno; }
+
+// EEXIST where anything has the name, even if it has appeared only now.
+int moveToFreeName(const char* from, const char* to) {
+#ifdef RENAME_NOREPLACE
+  if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
+  if (errno == EEXIST) return errno;
+#endif
+  // Not every file system has that; most others have links, and all can make a file anew.
+  if (link(from, to) == 0) {
+    unlink(from);
+    return 0;
+  }
+  if (errno == EEXIST) return errno;
+  const int claim = open(to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  if (claim < 0) return errno;
+  close(claim);
+  const int error = replaceFile(from, to);
+  if (error != 0) unlink(to);
+  return error;
+}
+
 }  // namespace
 
 bool isSameFile(const std::string& a, const std::string& b) { return standsFor(a, b) || standsFor(b, a); }
@@ -76,6 +103,18 @@ bool outputExists(const std::string& target) {
   return fs::is_directory(folderOf(path)) && !filesCoveredBy(path).empty();
 }
 
+std::optional<fs::path> firstTaken(const std::string& target, const std::vector<int>& numbers) {
+  const fs::path path(target);
+  const NumberedName name(path.filename().string());
+  int first = std::numeric_limits<int>::max();
+  for (const fs::path& file : filesCoveredBy(path)) {
+    const std::optional<int> number = name.numberIn(file.filename().string());
+    if (number && std::binary_search(numbers.begin(), numbers.end(), *number)) first = std::min(first, *number);
+  }
+  if (first == std::numeric_limits<int>::max()) return std::nullopt;
+  return path.parent_path() / name.with(std::to_string(first));
+}
+
 TemporaryOutput::TemporaryOutput(const std::string& target, bool replace, Unfinished unfinished)
     : target_(target),
       replace_(replace),
@@ -87,15 +126,14 @@ TemporaryOutput::TemporaryOutput(const std::string& target, bool replace, Unfini
   }
   checkTarget();
   checkFolder(target_);
-  if (!replace && outputExists(target)) {
-    throw UserError(target + " exists already; give -y to replace it, or another name");
-  }
-  const std::string hidden = "." + target_.filename().string();
+  if (!replace && !isSequence_ && outputExists(target)) refuse(target, kExists);
+  leftParts_ = removeLeftParts(target_);
   if (unfinished == Unfinished::Kept) {
-    temporary_ = folderOf(target_) / (hidden + ".unfinished");
+    temporary_ = folderOf(target_) / ("." + target_.filename().string() + ".unfinished");
     fs::create_directory(temporary_);
   } else {
-    claim(hidden);
+    part_.emplace(target_, isSequence_ ? HiddenPart::Kind::Folder : HiddenPart::Kind::File);
+    temporary_ = part_->path();
   }
 }
 
@@ -111,33 +149,10 @@ void TemporaryOutput::checkTarget() {
   }
 }
 
-// Makes a hidden place that no other run has, whatever machine it runs on.
-void TemporaryOutput::claim(const std::string& hidden) {
-  for (std::random_device random;;) {
-    char suffix[16];
-    std::snprintf(suffix, sizeof suffix, ".part-%08x", random());
-    temporary_ = folderOf(target_) / (hidden + suffix);
-    if (isSequence_) {
-      if (fs::create_directory(temporary_)) return;
-    } else {
-      const int file = open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-      if (file >= 0) {
-        close(file);
-        return;
-      }
-      if (errno != EEXIST) throw fs::filesystem_error("", target_, {errno, std::generic_category()});
-    }
-  }
-}
-
 TemporaryOutput::~TemporaryOutput() {
-  if (isStandardOutput()) return;
+  if (part_ || isStandardOutput()) return;
   std::error_code ignored;
-  if (unfinished_ == Unfinished::Kept) {
-    fs::remove(temporary_, ignored);  // goes only while it is empty
-  } else {
-    removeTree(temporary_);
-  }
+  fs::remove(temporary_, ignored);  // goes only while it is empty
 }
 
 std::string TemporaryOutput::path() const {
@@ -151,57 +166,66 @@ std::string TemporaryOutput::path(int number) const {
 
 std::string TemporaryOutput::sequencePath() const { return (temporary_ / target_.filename()).string(); }
 
+void TemporaryOutput::refuse(const fs::path& place, const std::string& why) const {
+  throw UserError(place.string() + why + "; give -y to replace it, or another name");
+}
+
+void TemporaryOutput::refuseTaken(int number) const {
+  const fs::path place = target_.parent_path() / numberedName(target_.filename().string(), number);
+  if (!replace_ && fs::exists(place)) refuse(place, kExists);
+}
+
+void TemporaryOutput::refuseTaken(const std::vector<int>& numbers) const {
+  if (replace_ || !isSequence_) return;
+  if (const std::optional<fs::path> place = firstTaken(target_.string(), numbers)) refuse(*place, kExists);
+}
+
 void TemporaryOutput::prepare() {
   if (isStandardOutput()) return;
   checkFolder(target_);
-  if (!replace_ && outputExists(target_.string())) {
-    throw UserError(target_.string() + " has appeared meanwhile; give -y to replace it, or another name");
-  }
   try {
     listMoves();
   } catch (const fs::filesystem_error& error) {
-    throw UserError(target_.string() + " cannot be put in its place (" + error.code().message() + ")");
+    failPlacing(target_, error.code());
   }
-}
-
-// What another program has put there since prepare().
-void TemporaryOutput::refuseTakenPlaces() const {
-  if (replace_) return;
   for (const auto& [from, to] : moves_) {
-    if (fs::exists(to))
-      throw UserError(to.string() + " has appeared meanwhile; give -y to replace it, or another name");
+    if (!replace_ && fs::exists(to)) refuse(to, kHasAppeared);
   }
 }
 
 void TemporaryOutput::listMoves() {
   moves_.clear();
-  replaced_.clear();
   if (!isSequence_) {
     moves_.push_back({path(), target_});
     return;
   }
-  std::set<fs::path> placed;
   for (const fs::path& picture : filesCoveredBy(temporary_ / target_.filename())) {
     moves_.push_back({picture, folderOf(target_) / picture.filename()});
-    placed.insert(picture.filename());
   }
-  for (const fs::path& old : filesCoveredBy(target_)) {
-    if (!placed.contains(old.filename())) replaced_.push_back(old);
+  std::sort(moves_.begin(), moves_.end());
+}
+
+void TemporaryOutput::moveAll() const {
+  for (std::size_t i = 0; i < moves_.size(); ++i) {
+    const auto& [from, to] = moves_[i];
+    const int error = replace_ ? replaceFile(from.c_str(), to.c_str()) : moveToFreeName(from.c_str(), to.c_str());
+    if (error == 0) continue;
+    if (!replace_) moveBack(i);
+    if (error == EEXIST) refuse(to, kHasAppeared);
+    failPlacing(target_, {error, std::generic_category()});
   }
+}
+
+// The first pictures from their places.
+void TemporaryOutput::moveBack(std::size_t count) const {
+  for (std::size_t i = 0; i < count; ++i) std::rename(moves_[i].second.c_str(), moves_[i].first.c_str());
 }
 
 void TemporaryOutput::commit() {
   if (isStandardOutput()) return;
   if (moves_.empty()) prepare();
-  refuseTakenPlaces();
-  try {
-    // The old pictures go last: whatever happens on the way, either they or the new ones are there.
-    for (const auto& [from, to] : moves_) fs::rename(from, to);
-    for (const fs::path& old : replaced_) fs::remove(old);
-    if (unfinished_ == Unfinished::Kept) removeTree(temporary_);
-  } catch (const fs::filesystem_error& error) {
-    throw UserError(target_.string() + " cannot be put in its place (" + error.code().message() + ")");
-  }
+  moveAll();
+  if (!part_) removeTree(temporary_);
 }
 
 }  // namespace kalvetra

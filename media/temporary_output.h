@@ -2,10 +2,12 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "media/hidden_part.h"
 #include "media/numbered_name.h"
 
 namespace kalvetra {
@@ -21,11 +23,11 @@ inline constexpr const char* kStandardOutputAddress = "pipe:1";
 
 // Stands for one output file, or for the files of a numbered sequence (a name with %05d or the like). Until commit()
 // all of it lies under a hidden name beside its target; the destructor removes what was not committed, unless it is to
-// be kept.
+// be kept. Of a sequence only the pictures that are written count: others that its name covers stay as they are.
 class TemporaryOutput {
  public:
-  // Throws UserError when the target's folder is missing, the name is no good, or the target exists and `replace` is
-  // not set.
+  // Throws UserError when the target's folder is missing, the name is no good, or the target, where it is one file,
+  // exists and `replace` is not set. Removes hidden parts that killed runs have left.
   TemporaryOutput(const std::string& target, bool replace, Unfinished unfinished = Unfinished::Removed);
   ~TemporaryOutput();
   TemporaryOutput(const TemporaryOutput&) = delete;
@@ -37,6 +39,11 @@ class TemporaryOutput {
   // Where to write: a file, or the picture of that number (from 1) of a sequence.
   std::string path() const;
   std::string path(int number) const;
+  // Throws UserError when the picture of that number is there, or one of those (ascending), and not to be replaced.
+  void refuseTaken(int number) const;
+  void refuseTaken(const std::vector<int>& numbers) const;
+  // What was found of killed runs, a sentence each.
+  const std::vector<std::string>& leftParts() const { return leftParts_; }
   // The pictures of a sequence as one numbered name.
   std::string sequencePath() const;
   // The folder in which a kept output grows; other files of an unfinished run may lie there too. It goes with commit().
@@ -44,30 +51,35 @@ class TemporaryOutput {
   // All that commit() can be spared once several outputs are to appear together. Throws UserError when something has
   // taken the place meanwhile, or the folder has gone.
   void prepare();
-  // Puts the output in its place; a replaced sequence loses all of its old pictures. Throws like prepare(), which it
-  // calls where that was not done; behind it, only the file system can fail it.
+  // Puts the output in its place. Throws like prepare(), which it calls where that was not done; what has taken a place
+  // since is kept, and no picture of the output stays in its place then.
   void commit();
 
  private:
   void checkTarget();
-  void claim(const std::string& hidden);
   void listMoves();
-  void refuseTakenPlaces() const;
+  void refuse(const std::filesystem::path& place, const std::string& why) const;
+  void moveAll() const;
+  void moveBack(std::size_t count) const;
 
   std::filesystem::path target_;
+  std::optional<HiddenPart> part_;   // but of what is kept
   std::filesystem::path temporary_;  // a folder, for a sequence and for what is kept
   bool replace_;
   Unfinished unfinished_;
   bool isSequence_;
+  std::vector<std::string> leftParts_;
   std::vector<std::pair<std::filesystem::path, std::filesystem::path>> moves_;  // from, to
-  std::vector<std::filesystem::path> replaced_;                                 // old pictures without a new one
 };
 
 // True when one name, of a file or of a numbered sequence, stands for the other or for a part of it, or may do so.
 bool isSameFile(const std::string& a, const std::string& b);
 
-// True when a sequence or file of that name stands there already.
+// True when a file stands there already, or any picture that a numbered name covers.
 bool outputExists(const std::string& target);
+
+// The first picture of a numbered name that is there, of those numbers (ascending).
+std::optional<std::filesystem::path> firstTaken(const std::string& target, const std::vector<int>& numbers);
 
 // Throws UserError when writing `output` would replace the file `input`, or a picture of it that is there, where either
 // may be a numbered name.

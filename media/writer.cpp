@@ -69,13 +69,14 @@ Writer::Writer(const Delivery& delivery, const TemporaryOutput& output, const st
     movie_->begin(encoder_->context(), packing_.pictures(), source, part.carried);
   } else {
     encoder_.emplace(packing_.encoder(threads));
-    pictureFiles_ = std::make_unique<PictureFiles>(output, shownName, part.firstPicture);
+    pictureFiles_ = std::make_unique<PictureFiles>(output, shownName);
   }
   leftOut_ = whatIsLeftOut(format, source, part.carried, movie_ ? movie_->copied() : std::map<int, int>());
 }
 
-void Writer::write(PackedPicture picture, std::int64_t time, std::int64_t duration) {
-  encoder_->encode(std::get<FramePtr>(std::move(picture)), time, duration,
+void Writer::write(PackedPicture picture, const PicturePlace& place) {
+  if (pictureFiles_) pictureFiles_->expect(place.number);
+  encoder_->encode(std::get<FramePtr>(std::move(picture)), place.time, place.duration,
                    [this](AVPacket& packet) { deliver(packet); });
 }
 

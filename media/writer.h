@@ -16,8 +16,7 @@ namespace kalvetra {
 
 // Which part of an output a writer makes: all of it, unless said otherwise.
 struct WriterPart {
-  std::string movie;     // where a movie's part goes; empty: the output's place
-  int firstPicture = 1;  // number of the first picture of a sequence
+  std::string movie;  // where a movie's part goes; empty: the output's place
   Carried carried;
 };
 
@@ -56,7 +55,7 @@ class Writer : public PictureSink {
   int soundStreams() const { return movie_ ? static_cast<int>(movie_->copied().size()) : 0; }
 
   PackedPicture pack(const Image& image) const override { return packing_.pack(image); }
-  void write(PackedPicture picture, std::int64_t time, std::int64_t duration) override;
+  void write(PackedPicture picture, const PicturePlace& place) override;
   void writeCopied(const std::vector<PacketPtr>& packets) override;
   void finish() override;
 

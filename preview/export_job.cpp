@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "jobs/picture_numbers.h"
 #include "media/numbered_name.h"
 #include "media/temporary_output.h"
 #include "preview/folders.h"
@@ -19,18 +20,18 @@ double secondsSince(std::chrono::steady_clock::time_point begun) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - begun).count();
 }
 
-std::uintmax_t sizeOf(const std::string& path) {
+std::uintmax_t sizeOf(const fs::path& file) {
   std::error_code failed;
-  if (!isNumberedName(fs::path(path).filename().string())) {
-    const std::uintmax_t size = fs::file_size(path, failed);
-    return failed ? 0 : size;
-  }
-  const NumberedName pattern(fs::path(path).filename().string());
+  const std::uintmax_t size = fs::file_size(file, failed);
+  return failed ? 0 : size;
+}
+
+std::uintmax_t sizeOf(const WrittenOutput& output) {
+  const fs::path path = output.request.path;
+  if (output.numbers.empty()) return sizeOf(path);
   std::uintmax_t sum = 0;
-  for (fs::directory_iterator entry(fs::path(path).parent_path(), failed), end; !failed && entry != end;
-       entry.increment(failed)) {
-    if (pattern.covers(entry->path().filename().string())) sum += sizeOf(entry->path().string());
-  }
+  for (const int number : output.numbers)
+    sum += sizeOf(path.parent_path() / numberedName(path.filename().string(), number));
   return sum;
 }
 
@@ -87,7 +88,7 @@ std::int64_t ExportJob::start(const KeyRequest& request, const std::string& name
   const KeyJob job = jobFor(request, withEnding(name, request), anyName);
   for (const OutputRequest& output : job.outputs) {
     Folders::refuseLink(output.path);
-    if (!anyName && outputExists(output.path)) {
+    if (!anyName && isOutputThere(job, output.path)) {
       throw Refusal(409, fs::path(output.path).filename().string() +
                              " exists already in the folder; replace it or give another name");
     }
@@ -164,8 +165,8 @@ void ExportJob::run(const KeyJob& job, const AnimatedSettings& settings) {
     for (const WrittenOutput& output : result.outputs) {
       const fs::path path = output.request.path;
       state_.files.push_back(path);
-      state_.isSequence = state_.isSequence || isNumberedName(path.filename().string());
-      state_.size += sizeOf(path.string());
+      state_.isSequence = state_.isSequence || !output.numbers.empty();
+      state_.size += sizeOf(output);
     }
     state_.checking = false;
     state_.secondsLeft.reset();

@@ -138,6 +138,24 @@ TEST_F(FailingWorld, AnInputThatShrinksOrGrows) {
   }
 }
 
+// What a killed run has left goes with the next run of the same output, and with no other.
+TEST_F(FailingWorld, PartsOfAKilledRunGoWithTheNext) {
+  if (!fs::exists("/proc/sys/kernel/random/boot_id")) GTEST_SKIP() << "the system has no name that tells its starts";
+  const auto command = [&](const std::string& name) {
+    return key(clip() + " " + out_.path(name) + kOptions + " --also matte=" + out_.path("m-%04d.png"));
+  };
+  const Outcome killed = signalledOnce("ls " + out_.path(".m-*/*.png"), command("o.mkv"), "KILL");
+  ASSERT_EQ(137, killed.status) << "done before it could be killed";
+  ASSERT_EQ(2u, out_.names().size());
+  EXPECT_EQ(std::string::npos, need(key(clip() + " " + out_.path("x.mkv") + kOptions)).find("was left"));
+  const std::string said = need(command("o.mkv"));
+  expectHas(said, ".o.mkv.part-");
+  expectHas(said, ".m-%04d.png.part-");
+  expectHas(said, "was left by a run that was killed: removed");
+  EXPECT_EQ(hash_, hashOf(out_.path("o.mkv")));
+  for (const std::string& name : out_.names()) EXPECT_NE('.', name.front()) << name;
+}
+
 // Ended at any moment by any signal: nothing stands under the final name unless it is whole, a signal that can be
 // caught leaves nothing at all, and the run can be taken up again.
 TEST_F(FailingWorld, EndedAtRandomMoments) {

@@ -160,6 +160,7 @@ TEST_F(JobFaults, NoFileThatIsReadIsWritten) {
   const std::string folder = "cd " + out_.path("") + " && ";
   const std::pair<std::string, std::string> cases[] = {
       {"s-%d.png s-%05d.png -y", "would overwrite the input"},
+      {"s-%05d.png s-%05d.png -y --start-number 7", "would overwrite the input"},
       {"s-%d.png x.mkv -y --also matte=s-%05d.png", "would overwrite the input"},
       {"a.mov 'o/x-%d.png' -y --also 'matte=o/x-%02d.png'", "named for two outputs"},
       {"a.mov ba.mov 'o/{name}.mov' -y --receipt 'b{name}.mov'", "ba.mov would overwrite the input"},

@@ -3,6 +3,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "media/numbered_name.h"
 #include "tests/support/command.h"
 #include "tests/support/scratch_folder.h"
 
@@ -231,8 +232,79 @@ TEST(Sequence, GapsAreSaidAndKeepTheirPlaceInTime) {
   const Outcome refused = run(command);
   EXPECT_EQ(1, refused.status);
   expectHas(refused.output, "1 picture is missing (1003): 1 frame lost");
-  EXPECT_EQ(1, run(command + " --keep-partial").status);
+  EXPECT_EQ(1, run(command + " --keep-partial --receipt " + out.path("r.json")).status);
   expectHas(pictureTimes(out.path("o.mov")), "0.041708\n0.125125\n");
+  const auto input = nlohmann::json::parse(std::ifstream(out.path("r.json"))).at("input");
+  EXPECT_EQ(1, input.at("lost_frames"));
+  EXPECT_EQ(0, input.at("damaged_frames"));
+}
+
+// The numbers of the files that a pattern covers, "1001 1002".
+std::string numbersOf(const std::string& pattern) {
+  std::vector<int> numbers;
+  const fs::path path(pattern);
+  for (const fs::path& file : kalvetra::filesCoveredBy(path)) {
+    numbers.push_back(*kalvetra::NumberedName(path.filename().string()).numberIn(file.filename().string()));
+  }
+  std::sort(numbers.begin(), numbers.end());
+  std::string text;
+  for (const int number : numbers) text += (text.empty() ? "" : " ") + std::to_string(number);
+  return text;
+}
+
+TEST(Sequence, PicturesKeepTheNumbersOfTheirSource) {
+  const ScratchFolder out;
+  const std::string source = out.path("s.%d.png"), keyed = out.path("k.%04d.png");
+  need(kFfmpeg + "-i " + clip() + " -frames:v 9 -start_number 1001 " + source);
+  for (const char* lost : {"s.1003.png", "s.1004.png"}) fs::remove(out.path(lost));
+  std::ofstream(out.path("s.1007.png")) << "damaged";
+  const struct {
+    std::string input, options, numbers;
+  } cases[] = {
+      {source, "", "1001 1002 1005 1006 1008 1009"},
+      {source, "--resume", "1001 1002 1005 1006 1008 1009"},
+      {source, "--start 1f --frames 3", "1002 1005 1006"},
+      {source, "--start 0.16", "1005 1006 1008 1009"},  // 25 a second
+      {source, "--start 1f --end 4f --start-number 7", "7 10 11"},
+      {source, "--start 1f --end 4f --start-number 7 --resume", "7 10 11"},
+      {clip(), "--frames 3", "1 2 3"},
+      {clip(), "--start 10f --end 12f", "11 12"},
+      {clip(), "--start 0.5 --frames 2", "16 17"},
+      {clip(), "--start 10f --frames 2 --start-number 0", "0 1"},
+      {"-", "--start 10f --frames 2 < " + clip(), "11 12"},
+  };
+  for (const auto& c : cases) {
+    const Outcome outcome =
+        run(key(c.input + " " + keyed + kColor + "--keep-partial -y --receipt " + out.path("r.json ") + c.options));
+    EXPECT_EQ(c.numbers, numbersOf(keyed)) << c.options << ": " << outcome.output;
+    const auto output = nlohmann::json::parse(std::ifstream(out.path("r.json"))).at("outputs").at(0);
+    EXPECT_EQ(c.numbers.substr(0, c.numbers.find(' ')), output.at("first_number").dump());
+    EXPECT_EQ(c.numbers.substr(c.numbers.rfind(' ') + 1), output.at("last_number").dump());
+    need("rm -f " + out.path("k.*"));
+  }
+}
+
+TEST(Sequence, OnlyPicturesOfTheRunAreReplacedOrRefused) {
+  const ScratchFolder out;
+  const std::string keyed = out.path("k.%02d.png"), command = key(clip() + " " + keyed + kColor);
+  for (const char* name : {"k.05.png", "k.20.png"}) std::ofstream(out.path(name)) << "another's";
+  const auto refused = [&](const std::string& run_, const std::string& picture) {
+    const Outcome outcome = run(run_);
+    EXPECT_EQ(1, outcome.status) << run_;
+    expectHas(outcome.output, out.path(picture) + " exists already; give -y");
+  };
+  need(command + "--frames 4");
+  refused(command + "--end 8f", "k.01.png");
+  refused(command + "--start 4f", "k.05.png");
+  refused(kFfmpeg + "-i " + clip() + " -c copy -f matroska - | " + key("- " + keyed + kColor + "--start 17f"),
+          "k.20.png");  // of unknown length
+  EXPECT_EQ("1 2 3 4 5 20", numbersOf(keyed));
+  expectHas(need(command + "--start 3f --end 8f --skip-existing"), "exists already: skipped");
+  need(command + "--start 5f --end 8f --skip-existing");
+  need(command + "-y --start 4f --end 5f");
+  EXPECT_EQ("1 2 3 4 5 6 7 8 20", numbersOf(keyed));
+  EXPECT_GT(fs::file_size(out.path("k.05.png")), 1000u);
+  EXPECT_LT(fs::file_size(out.path("k.20.png")), 10u);
 }
 
 TEST(Dither, IsForDeepSourcesAlone) {
@@ -265,6 +337,7 @@ TEST(JobOptions, BadUseGetsOneSentence) {
   } cases[] = {
       {clip() + there + "--start soon", 2, "'soon' is no place in a clip; give seconds (2.5)"},
       {clip() + there + "--frames 0", 2, "--frames"},
+      {clip() + there + "--start-number 5", 2, "numbers pictures; give an output a name like keyed-%05d.png"},
       {clip() + there + "--raw 160@bgra", 2, "--raw"},
       {clip() + there + "--rate fast", 2, "'fast' is no rate; give pictures a second"},
       {clip() + there + "--rate 1001", 2, "'1001' is no rate; give pictures a second, from 0.001 to 1000"},

@@ -88,7 +88,8 @@ TEST_F(Resume, TenInterruptionsDoNotShowAndNoFrameIsKeyedTwice) {
 
 TEST_F(Resume, AKilledRunGoesOnInEveryKindOfOutput) {
   for (const std::string name : {"o.mov", "o.webm", "o-%04d.png"}) {
-    const std::string also = " --frames 180 --also matte=";
+    const bool isNumbered = name.ends_with(".png");
+    const std::string also = std::string(isNumbered ? " --start-number 1001" : "") + " --frames 180 --also matte=";
     need(command(out_.path("whole-" + name), also + out_.path("wm.mkv")));
     const std::string output = out_.path(name), more = also + out_.path("m.mkv") + " --resume";
     const Outcome killed = endedBehindASegment(command(output, more), "KILL", out_.path(".m.mkv.unfinished"));
@@ -98,6 +99,7 @@ TEST_F(Resume, AKilledRunGoesOnInEveryKindOfOutput) {
     EXPECT_EQ(180u, readAll(out_.path("m.mkv")).size()) << name;
     const std::vector<kalvetra::Image> parts = readAll(output), whole = readAll(out_.path("whole-" + name));
     ASSERT_EQ(180u, parts.size()) << name;
+    EXPECT_EQ(isNumbered, fs::exists(out_.path("o-1001.png")) && fs::exists(out_.path("o-1180.png")));
     double worst = 0.0;
     for (std::size_t i = 0; i < parts.size(); ++i) worst = std::max(worst, meanDifference(parts[i], whole[i], 0, 4));
     EXPECT_LE(worst, name == "o.webm" ? 3.0 : 0.0) << name;  // VP9 codes each part anew

@@ -16,7 +16,7 @@ using kalvetra::test::require;
 constexpr const char* kJob = R"({"a":1,"b":"clip"})";
 
 bool same(const FrameRecord& a, const FrameRecord& b) {
-  return a.time == b.time && a.duration == b.duration && a.hash == b.hash;
+  return a.time == b.time && a.duration == b.duration && a.hash == b.hash && a.number == b.number;
 }
 
 }  // namespace

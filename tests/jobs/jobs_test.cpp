@@ -107,7 +107,7 @@ class JournalTest : public testing::Test {
 };
 
 TEST_F(JournalTest, RemembersCompletedSegmentsAndNothingElse) {
-  const std::vector<FrameRecord> first{{0, 1, {1, 2}}, {1, 1, {3}}}, second{{2, 5, {255}}};
+  const std::vector<FrameRecord> first{{0, 1, {1, 2}}, {1, 1, {3}}}, second{{2, 5, {255}, 1007}};
   {
     Journal journal(folder_, job_);
     journal.add(first);
@@ -120,6 +120,7 @@ TEST_F(JournalTest, RemembersCompletedSegmentsAndNothingElse) {
     EXPECT_EQ(2, journal.segments());
     EXPECT_EQ(second[0].hash, journal.frames()[2].hash);
     EXPECT_EQ(5, journal.frames()[2].duration);
+    EXPECT_EQ(1007, journal.frames()[2].number);
     journal.add(first);
   }
   EXPECT_EQ(5u, Journal(folder_, job_).frames().size());
@@ -154,8 +155,9 @@ TEST_F(JournalTest, RefusesOtherJobsOtherRunsAndNonsense) {
 
 TEST_F(JournalTest, RefusesDamagedSegments) {
   const std::string hash = "\"" + std::string(32, '0') + "\"";
-  for (const std::string& segment : {std::string(R"([[3,1,"nothex"]])"), "[[1e300,1," + hash + "]]",
-                                     "[[0,1.5," + hash + "]]", std::string("[[3,1]]"), std::string("[7]")}) {
+  for (const std::string& segment :
+       {std::string(R"([[3,1,"nothex"]])"), "[[1e300,1," + hash + ",1]]", "[[0,1.5," + hash + ",1]]",
+        "[[0,1," + hash + ",3000000000]]", std::string("[[3,1]]"), std::string("[7]")}) {
     std::ofstream(folder_ / "journal") << job_ << "\n" << segment << "\n";
     EXPECT_NE(std::string::npos, failure(job_, folder_).find("is damaged; remove")) << segment;
   }

@@ -11,7 +11,7 @@ namespace {
 using namespace kalvetra;
 using namespace kalvetra::test;
 
-constexpr int kFrames = 5;
+constexpr int kFrames = 5, kFirstNumber = 3;
 const std::atomic<bool> kNever{false};
 
 // A ramp of alpha over a colour, another in each picture.
@@ -74,8 +74,9 @@ class ProofTest : public testing::Test {
     SourceFrame frame;
     for (int i = 0; i < kFrames; ++i) {
       reader.next(frame);
-      writer.write(writer.pack(picture(i)), frame.time, frame.duration);
-      promise.frames.push_back({frame.time, frame.duration, {}});
+      const PicturePlace place{frame.time, frame.duration, kFirstNumber + i};
+      writer.write(writer.pack(picture(i)), place);
+      promise.frames.push_back({place.time, place.duration, {}, place.number});
       writer.writeCopied(frame.copied);
       frame.copied.clear();
     }
@@ -203,7 +204,7 @@ TEST_F(ProofTest, HiddenColorsOfAFillAreNotCompared) {
 
 TEST_F(ProofTest, MissingAndSurplusPicturesOfASequenceAreNoticed) {
   const Promise promise = write("s-%03d.png");
-  std::filesystem::rename(folder_.path("s-004.png"), folder_.path("s-006.png"));
+  std::filesystem::rename(folder_.path("s-004.png"), folder_.path("s-009.png"));
   const std::vector<std::string> found = differences("s-%03d.png", promise);
   ASSERT_EQ(2u, found.size());
   expectHas(found.front(), "4 pictures instead of 5");

@@ -65,11 +65,12 @@ void writeAll(const Delivery& delivery, const std::string& path, const std::vect
   Reader source(clip, 1, never);
   Writer writer(delivery, output, path, source, 2);
   SourceFrame frame;
+  int number = 0;
   for (const Image& image : images) {
     ASSERT_TRUE(source.next(frame));
     writer.writeCopied(frame.copied);
     frame.copied.clear();
-    writer.write(writer.pack(image), frame.time, frame.duration);
+    writer.write(writer.pack(image), {frame.time, frame.duration, ++number});
   }
   writer.finish();
   output.commit();

@@ -1,7 +1,13 @@
 // Packing, conversion and output places, without the command.
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cmath>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 
@@ -21,6 +27,26 @@ using kalvetra::Image;
 using kalvetra::TemporaryOutput;
 using kalvetra::UserError;
 using kalvetra::test::ScratchFolder;
+
+int lackingCalls = 0;  // of those that never replace a file: how many the file system does not have
+
+}  // namespace
+
+extern "C" {
+// In place of the system's, for file systems that we do not have.
+int renameat2(int, const char* from, int, const char* to, unsigned int flags) noexcept {
+  if (lackingCalls == 0) return static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, flags));
+  errno = EINVAL;
+  return -1;
+}
+int link(const char* from, const char* to) noexcept {
+  if (lackingCalls < 2) return linkat(AT_FDCWD, from, AT_FDCWD, to, 0);
+  errno = EPERM;
+  return -1;
+}
+}
+
+namespace {
 
 Image noisyImage(int width, int height) {
   Image image(width, height);
@@ -159,23 +185,113 @@ TEST(OutputPlace, AppearsOnlyWhenCommitted) {
   EXPECT_THROW(TemporaryOutput(folder.path(""), false), UserError);
 }
 
-TEST(OutputPlace, ASequenceReplacesTheWholeOldOne) {
+std::string textOf(const std::string& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST(OutputPlace, ASequenceReplacesItsOwnPicturesAlone) {
   const ScratchFolder folder;
   // f-0003 is not a name that %03d gives; f-1000 is.
-  for (const char* name : {"f-001.png", "f-002.png", "f-000.png", "f-1000.png", "f-0003.png", "f-a.png", "g-001.png"})
-    std::ofstream(folder.path(name)) << "old";
+  const std::vector<std::string> before{"f-000.png", "f-0003.png", "f-001.png", "f-002.png", "f-1000.png", "f-a.png"};
+  for (const std::string& name : before) std::ofstream(folder.path(name)) << "old";
   const std::string target = folder.path("f-%03d.png");
-  EXPECT_THROW(TemporaryOutput(target, false), UserError);
-  {
-    TemporaryOutput output(target, true);
-    std::ofstream(output.path(1)) << "new";
+  for (const bool replace : {true, false}) {
+    TemporaryOutput output(target, replace);
+    std::ofstream(output.path(replace ? 1 : 3)) << "new";
     output.commit();
   }
-  EXPECT_EQ((std::vector<std::string>{"f-0003.png", "f-001.png", "f-a.png", "g-001.png"}), folder.names());
+  std::vector<std::string> after = before;
+  after.insert(after.begin() + 4, "f-003.png");
+  EXPECT_EQ(after, folder.names());
+  for (const std::string& name : after) {
+    EXPECT_EQ(name == "f-001.png" || name == "f-003.png" ? "new" : "old", textOf(folder.path(name))) << name;
+  }
+  const TemporaryOutput output(target, false);
+  EXPECT_THROW(output.refuseTaken(1000), UserError);
+  EXPECT_THROW(output.refuseTaken({4, 1000, 2000}), UserError);
+  EXPECT_NO_THROW(output.refuseTaken({4, 999, 1001}));
   EXPECT_EQ("f-0042.png", kalvetra::numberedName("f-%04d.png", 42));
   EXPECT_EQ("f-42.png", kalvetra::numberedName("f-%d.png", 42));
   EXPECT_FALSE(kalvetra::isNumberedName("100%.png"));
   EXPECT_FALSE(kalvetra::isNumberedName("%d-%d.png"));
+}
+
+bool commits(TemporaryOutput& output) {
+  try {
+    output.commit();
+    return true;
+  } catch (const UserError&) {
+    return false;
+  }
+}
+
+// On each kind of file system: with renames that replace nothing, with links alone, and with neither.
+TEST(OutputPlace, WhatAppearsAtTheLastMomentIsKept) {
+  for (lackingCalls = 0; lackingCalls < 3; ++lackingCalls) {
+    const ScratchFolder folder;
+    for (const bool taken : {false, true}) {
+      for (const char* name : {"a.mov", "f-%d.png"}) {
+        TemporaryOutput output(folder.path(name), false);
+        std::vector<std::string> pictures{"a.mov"};
+        if (output.isSequence()) pictures = {"f-1.png", "f-2.png", "f-3.png"};
+        for (std::size_t i = 0; i < pictures.size(); ++i) {
+          std::ofstream(output.isSequence() ? output.path(static_cast<int>(i) + 1) : output.path()) << "new";
+        }
+        output.prepare();
+        const std::string place = folder.path(pictures.back());
+        if (taken) std::ofstream(place) << "another's";
+        EXPECT_EQ(!taken, commits(output)) << lackingCalls;
+        EXPECT_EQ(taken ? "another's" : "new", textOf(place)) << lackingCalls;
+        for (const std::string& picture : pictures) {
+          EXPECT_EQ(!taken || picture == pictures.back(), fs::exists(folder.path(picture))) << picture;
+          fs::remove(folder.path(picture));
+        }
+      }
+      EXPECT_TRUE(folder.isEmpty()) << folder.names().front();
+    }
+  }
+  lackingCalls = 0;
+}
+
+// Leaves hidden parts behind, as a run does that is killed.
+void leaveParts(const std::vector<std::string>& targets) {
+  const pid_t run = fork();
+  if (run == 0) {
+    std::vector<std::unique_ptr<TemporaryOutput>> outputs;
+    for (const std::string& target : targets) outputs.push_back(std::make_unique<TemporaryOutput>(target, false));
+    std::ofstream(outputs.back()->path(1)) << "picture";
+    kill(getpid(), SIGKILL);
+  }
+  waitpid(run, nullptr, 0);
+}
+
+TEST(OutputPlace, PartsGoOnceTheirRunHasGone) {
+  if (!fs::exists("/proc/sys/kernel/random/boot_id")) GTEST_SKIP() << "the system has no name that tells its starts";
+  const ScratchFolder folder;
+  const std::string movie = folder.path("a.mov"), sequence = folder.path("f-%d.png");
+  for (const std::string& target : {movie, sequence}) {
+    const TemporaryOutput atWork(target, false);
+    const auto before = folder.names();
+    leaveParts({movie, sequence});
+    ASSERT_EQ(before.size() + 2, folder.names().size());
+    const TemporaryOutput next(target, false);
+    ASSERT_EQ(1u, next.leftParts().size());
+    EXPECT_NE(std::string::npos, next.leftParts()[0].find("was left by a run that was killed: removed"));
+    EXPECT_EQ(before.size() + 2, folder.names().size()) << "the next, and the other output's";
+    EXPECT_TRUE(fs::exists(target == movie ? atWork.path() : fs::path(atWork.path(1)).parent_path().string()));
+    const TemporaryOutput other(target == movie ? sequence : movie, false);
+    EXPECT_EQ(1u, other.leftParts().size());
+  }
+  EXPECT_TRUE(folder.isEmpty());
+  // Another machine's, another version's, and nobody's.
+  for (const char* name : {".a.mov.part-0123456789ab-01234567", ".a.mov.part-01234567", ".a.mov.part-mine"}) {
+    std::ofstream(folder.path(name)) << "part";
+  }
+  const TemporaryOutput next(movie, false);
+  ASSERT_EQ(2u, next.leftParts().size());
+  EXPECT_NE(std::string::npos, next.leftParts()[0].find("is of a run that cannot be seen from here"));
+  EXPECT_EQ(4u, folder.names().size());
 }
 
 TEST(OutputPlace, TheInputIsNeverOverwritten) {

@@ -175,6 +175,13 @@ TEST(Export, PairsAndSequencesAreToldAsWhatTheyAre) {
   EXPECT_GT(sequence["size"], 1000);
   EXPECT_EQ(404, preview.ask("GET", "api/export/file").status);
   EXPECT_EQ((std::vector<std::string>{"p-001.png", "p-002.png", "p-003.png"}), folder.names());
+  // Numbered as the command does it; other pictures of that name are no business of this export.
+  fs::rename(folder.path("p-002.png"), folder.path("p-004.png"));
+  const Json second{{"settings", {{"key-color", kKeyColor}}}, {"name", "p-%03d.png"}, {"start", 1}, {"end", 2}};
+  preview.post("api/export", second);
+  EXPECT_EQ(fs::file_size(folder.path("p-002.png")), ended(preview)["size"]);
+  EXPECT_EQ(409, preview.ask("POST", "api/export", second).status);
+  for (const char* name : {"p-001.png", "p-003.png", "p-004.png"}) EXPECT_TRUE(fs::exists(folder.path(name)));
   preview.post("api/export", {{"settings", {{"key-color", kKeyColor}}}, {"name", "p.webm"}, {"codec", "av1"}});
   const Json pair = ended(preview);
   EXPECT_EQ((Json{"p.webm", "p-matte.webm"}), pair["files"]) << pair;
