@@ -92,13 +92,19 @@ test('a clip that asks to be turned stands upright, and a click takes what is se
   assert.match(await page.locator('#clip-facts').textContent(), /^240 × 320/);
   const {width, height} = await page.locator('#pane-main canvas').boundingBox();
   assert.ok(Math.abs(width / height - 0.75) < 0.01, `${width} x ${height}`);
+  await page.keyboard.press('1');
+  await drawn(page, {view: 'source'});
+  const shownAt = (x, y) => page.locator('#pane-main canvas').evaluate(
+      (canvas, at) => [...canvas.getContext('2d').getImageData(...at, 1, 1).data].slice(0, 3), [x, y]);
   for (const [x, y] of [[50, 40], [190, 40], [50, 280], [190, 280]]) {
     const point = await screenPoint(page, x, y);
     await page.keyboard.press('e');
     const [answer] = await Promise.all([page.waitForResponse('**/api/sample'), page.mouse.click(point.x, point.y)]);
     const {mean} = await answer.json();
     const there = [...seen.subarray(4 * (y * 240 + x), 4 * (y * 240 + x) + 3)];
-    assert.ok(mean.every((level, at) => Math.abs(level - there[at]) < 12), `${mean} is not ${there} at ${x}, ${y}`);
+    for (const color of [mean, await shownAt(x, y)]) {
+      assert.ok(color.every((level, at) => Math.abs(level - there[at]) < 12), `${color} is not ${there} at ${x}, ${y}`);
+    }
   }
   assertClean(watch);
   await page.close();
