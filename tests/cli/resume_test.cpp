@@ -76,6 +76,7 @@ TEST_F(Resume, TenInterruptionsDoNotShowAndNoFrameIsKeyedTwice) {
   EXPECT_GT(kept, 0);
   const std::string last = need(command(out_.path("parts.mkv"), "--resume --receipt " + out_.path("parts.json")));
   EXPECT_EQ(kFrames, kept + numberIn(last, "keyed (\\d+) frame")) << last;
+  expectHas(last, " in 3 pictures");  // those of the earlier runs too
   EXPECT_EQ(hashIn(out_.path("whole.json")), hashIn(out_.path("parts.json")));
   EXPECT_EQ(hashOfMovie(out_.path("whole.mkv")), hashOfMovie(out_.path("parts.mkv")));
   EXPECT_EQ(pictureTimes(out_.path("whole.mkv")), pictureTimes(out_.path("parts.mkv")));
