@@ -137,7 +137,8 @@ const std::string kOddSources[] = {
     "-pix_fmt yuv420p -colorspace bt2020nc -color_primaries bt2020 -color_trc bt2020-10 -c:a aac "
     "-timecode '01:00:00;00' ",
     // The last picture stays, and the pictures begin late.
-    "-f lavfi -i testsrc2=s=72x58:r=25 -t 2.6 -c:v mjpeg -output_ts_offset 0.2 "
+    "-f lavfi -i testsrc2=s=72x58:r=25 -t 2.6 -c:v mjpeg -f nut - | ffmpeg -v error -y -i - -c copy -output_ts_offset "
+    "0.2 "
     "-bsf:v 'setts=pts=PTS:dts=DTS:duration=if(eq(N\\,64)\\,9*DURATION\\,DURATION)' "};
 
 TEST_F(Resume, AJoinedMovieIsDescribedAsAnUndisturbedOne) {
