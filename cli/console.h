@@ -9,7 +9,7 @@
 
 namespace kalvetra {
 
-// One line, headed by the program's name. Needs no memory.
+// One line, headed by the program's name; control characters in it are quoted. Needs no memory.
 void note(std::string_view sentence);
 
 void noteAll(const std::vector<std::string>& sentences);

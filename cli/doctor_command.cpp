@@ -5,6 +5,7 @@
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/doctor_checks.h"
+#include "support/shown_text.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -24,7 +25,8 @@ void printJson(const std::vector<Check>& checks) {
 
 void printLines(const std::vector<Check>& checks) {
   for (const Check& check : checks) {
-    std::printf("%-8s %-20s %s%s\n", checkStateName(check.state).c_str(), check.name.c_str(), check.detail.c_str(),
+    std::printf("%-8s %-20s %s%s\n", checkStateName(check.state).c_str(), check.name.c_str(),
+                shownText(check.detail).c_str(),
                 check.state != CheckState::Ok && !check.needed ? " (the outputs of kalvetra key do without)" : "");
   }
 }

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/console.h"
+#include "support/shown_text.h"
 
 namespace kalvetra {
 
@@ -75,7 +76,7 @@ std::string framesOf(const ClipDescription& clip) {
 class Lines {
  public:
   void add(const std::string& label, const std::string& value) {
-    text_ += label + std::string(kColumn - label.size(), ' ') + value + '\n';
+    text_ += label + std::string(kColumn - label.size(), ' ') + shownText(value) + '\n';
   }
   void add(const std::string& label, const Property& property) {
     add(label, property.value + " (" + originName(property.origin) + ")");

@@ -15,6 +15,7 @@
 #include "cli/interrupt.h"
 #include "cli/matte_reader.h"
 #include "cli/progress.h"
+#include "support/shown_text.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -42,8 +43,9 @@ void printFigure(const char* name, const MatteFigure& figure, const char* unit) 
 }
 
 void printReport(const MatteReport& report, const MatteReader& source) {
-  std::printf("%s: %s of %d x %d, measured in %s\n\n", source.path().c_str(), counted(report.frames, "frame").c_str(),
-              source.width(), source.height(), source.takesGrey() ? "its grey" : "its alpha");
+  std::printf("%s: %s of %d x %d, measured in %s\n\n", shownText(source.path()).c_str(),
+              counted(report.frames, "frame").c_str(), source.width(), source.height(),
+              source.takesGrey() ? "its grey" : "its alpha");
   std::printf("  %-14s%12s%14s\n", "", "clip", "worst");
   printFigure("edge flicker", report.flicker, "  ");
   printFigure("haze", report.haze, " %");

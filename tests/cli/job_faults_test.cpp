@@ -110,6 +110,33 @@ TEST_F(JobFaults, ColonsInNamesAreNothingSpecial) {
   EXPECT_EQ(3u, readAll(out_.path("pipe:1.mkv")).size());
 }
 
+// Names may hold anything; a terminal would obey it, and a newline would look like a second message.
+TEST_F(JobFaults, ControlCharactersInNamesAreQuoted) {
+  const std::string name =
+      "a\x1b[31m\nkalvetra: b\x7f\xc2\x9b\xff"
+      "caf\u00e9 \U0001f3ac.mov";
+  const std::string quoted =
+      "a\\x1b[31m\\nkalvetra: b\\x7f\\xc2\\x9b\\xff"
+      "caf\u00e9 \U0001f3ac.mov";
+  fs::copy_file(clip_, out_.path(name));
+  fs::create_directory(out_.path("o"));
+  const std::string folder = "cd " + out_.path("") + " && ", in = "'" + name + "'";
+  for (const std::string& command :
+       {key(in + " 'o/{name}.mkv' --frames 2" + kOptions), key("'no " + name + "' x.mkv" + kOptions),
+        key(in + " clip.mov 'o/{name}.mkv' --frames 2" + kOptions), kKalvetra + " probe " + in,
+        key(in + " x.mkv --preset '" + name + "'"), key(in + " x.mkv '--" + name + "'"),
+        kKalvetra + " report 'o/" + name.substr(0, name.size() - 4) + ".mkv'"}) {
+    const std::string text = run(folder + command).output;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      const auto byte = static_cast<unsigned char>(text[i]);
+      ASSERT_TRUE((byte >= ' ' || byte == '\n') && byte != 0x7f && byte != 0xff && byte != 0x9b) << command << text;
+      ASSERT_TRUE(byte != '\n' || text.substr(i, 12) != "\nkalvetra: b") << text;
+    }
+    const std::string stem = quoted.substr(0, quoted.size() - 4);
+    EXPECT_NE(std::string::npos, text.find(stem)) << stem << " is missing in " << text;
+  }
+}
+
 TEST_F(JobFaults, ResumableRunsSayWhatTheyLeaveOut) {
   for (const char* name : {"o.webm", "o-%03d.png"}) {
     const std::string sentence = std::string(name) == "o.webm" ? "(pcm_s16le) is left out" : "timecode 10:00:00:00";
