@@ -57,8 +57,8 @@ void addInputOptions(CLI::App& command, JobOptions& options) {
       ->default_str("auto")
       ->group(group);
   command
-      .add_flag("--dither", options.job.keying.dither,
-                "Dither colours of more than 8 bits instead of rounding them, against banding.")
+      .add_flag("--dither,!--no-dither", options.job.keying.dither,
+                "Dither colours of more than 8 bits, against banding, as is usual; or round them.")
       ->group(group);
   addMatteOptions(command, options.job.companions);
 }

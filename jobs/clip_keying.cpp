@@ -1,5 +1,7 @@
 #include "jobs/clip_keying.h"
 
+#include "media/source_depth.h"
+
 namespace kalvetra {
 
 namespace {
@@ -12,11 +14,12 @@ bool keysFields(const Reader& clip, FieldChoice choice) {
 
 ClipKeying::ClipKeying(const Reader& clip, const KeyingChoice& choice)
     : color_(clip.format().color),
-      conversion_{.dither = choice.dither,
+      conversion_{.dither = choice.dither && !choice.levels,
                   .fields = keysFields(clip, choice.fields),
                   .levels = choice.levels,
                   .premultiplied = clip.isPremultiplied()},
-      fields_(conversion_.fields) {}
+      fields_(conversion_.fields),
+      dithers_(conversion_.dither && colorDepth(clip) > 8) {}
 
 ClipKeying ClipKeying::withoutFields() const {
   ClipKeying whole = *this;

@@ -11,8 +11,8 @@ enum class FieldChoice { Auto, Off, On };
 // What the user may choose of it.
 struct KeyingChoice {
   FieldChoice fields = FieldChoice::Auto;  // Auto: as the clip says
-  bool dither = false;
-  bool levels = false;  // what the pictures hold are levels, as those of a matte, and no light
+  bool dither = true;                      // sources beyond 8 bits, instead of rounding them; never levels
+  bool levels = false;                     // what the pictures hold are levels, as those of a matte, and no light
 };
 
 class ClipKeying {
@@ -21,8 +21,8 @@ class ClipKeying {
 
   // The two fields of each picture are keyed apart.
   bool fields() const { return fields_; }
-  // Sources beyond 8 bits are dithered.
-  bool dithers() const { return conversion_.dither; }
+  // The clip has more than 8 bits, and is dithered to them.
+  bool dithers() const { return dithers_; }
   // Makes the pictures that the keyer gets; one for each thread.
   FrameConverter converter() const { return FrameConverter(color_, conversion_); }
   // For pictures made of the clip's that have no fields any more, such as reduced ones.
@@ -32,6 +32,7 @@ class ClipKeying {
   ColorTags color_;
   ConversionOptions conversion_;
   bool fields_;
+  bool dithers_;
 };
 
 }  // namespace kalvetra

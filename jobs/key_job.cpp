@@ -16,6 +16,7 @@
 #include "jobs/receipt.h"
 #include "media/clip_movie.h"
 #include "media/hash_sink.h"
+#include "media/source_depth.h"
 #include "media/temporary_output.h"
 #include "support/interrupted.h"
 #include "support/user_error.h"
@@ -84,6 +85,19 @@ class Run {
     for (const std::string& sentence : companions_->guesses()) listener_.note(sentence);
     if (clipKeying_->fields() && job_.keying.fields == FieldChoice::Auto)
       listener_.note(job_.input + " is interlaced: keyed field by field");
+    noteDepth();
+  }
+
+  void noteDepth() const {
+    const int depth = colorDepth(*source_);
+    if (depth > 8) {
+      listener_.note(
+          job_.input + ": the keyer works in 8 bits; the clip's " + std::to_string(depth) +
+          (clipKeying_->dithers() ? " are dithered to them" : " are rounded to them, --dither spreads them"));
+    }
+    const char* transfer = av_color_transfer_name(source_->format().color.transfer);
+    const std::string hdr = hdrWarning(transfer != nullptr ? transfer : "");
+    if (!hdr.empty()) listener_.note(job_.input + ": " + hdr);
   }
 
   // Every file is written once, and none that is read is written, but for a preset that is brought up to date.
@@ -236,7 +250,7 @@ class Run {
       result_.outputs.push_back({output.request(), proof, numbersOf(output)});
     }
     if (stop_) throwInterrupted();
-    if (receiptPlace_) writeReceipt(receiptPlace_->path(), job_, keying_.settings, *source_, result_);
+    if (receiptPlace_) writeReceipt(receiptPlace_->path(), job_, *clipKeying_, keying_.settings, *source_, result_);
     measure_.reset();
     putInPlace();
   }

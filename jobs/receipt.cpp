@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "media/clip_movie.h"
+#include "media/source_depth.h"
 #include "media/write_failure.h"
 #include "parameters/look_version.h"
 #include "parameters/preset.h"
@@ -15,13 +16,15 @@ namespace {
 
 using nlohmann::ordered_json;
 
-ordered_json inputEntry(const KeyJob& job, const Reader& source, const JobResult& result) {
+ordered_json inputEntry(const KeyJob& job, const ClipKeying& keying, const Reader& source, const JobResult& result) {
   const PictureFormat& format = source.format();
   const char* pixels = av_get_pix_fmt_name(static_cast<AVPixelFormat>(source.video().codecpar->format));
   ordered_json entry{{"file", job.input},
                      {"width", format.width},
                      {"height", format.height},
                      {"pixel_format", pixels != nullptr ? pixels : "unknown"},
+                     {"depth", colorDepth(source)},
+                     {"dithered", keying.dithers()},
                      {"colour_guessed", source.colorGuess()},
                      {"damaged_frames", result.damagedFrames},
                      {"lost_frames", result.lostFrames}};
@@ -45,11 +48,11 @@ ordered_json outputEntry(const WrittenOutput& output) {
 
 }  // namespace
 
-void writeReceipt(const std::string& path, const KeyJob& job, const AnimatedSettings& settings, const Reader& source,
-                  const JobResult& result) {
+void writeReceipt(const std::string& path, const KeyJob& job, const ClipKeying& keying,
+                  const AnimatedSettings& settings, const Reader& source, const JobResult& result) {
   ordered_json receipt{{"kalvetra", KALVETRA_VERSION},
                        {"look", kLookVersion},
-                       {"input", inputEntry(job, source, result)},
+                       {"input", inputEntry(job, keying, source, result)},
                        {"frames", result.frames},
                        {"clip_hash", "murmur3:" + hexadecimal(result.clipHash)},
                        {"settings", ordered_json::parse(presetText(settings)).at("settings")},

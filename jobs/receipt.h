@@ -9,7 +9,7 @@ namespace kalvetra {
 
 // Writes a JSON object: the program, the input, its frames and their hash, the settings, and each output with what was
 // found when it was read back. Throws UserError when it cannot be written.
-void writeReceipt(const std::string& path, const KeyJob& job, const AnimatedSettings& settings, const Reader& source,
-                  const JobResult& result);
+void writeReceipt(const std::string& path, const KeyJob& job, const ClipKeying& keying,
+                  const AnimatedSettings& settings, const Reader& source, const JobResult& result);
 
 }  // namespace kalvetra

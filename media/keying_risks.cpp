@@ -2,6 +2,7 @@
 
 #include "media/clip_description.h"
 #include "media/ffmpeg.h"
+#include "media/source_depth.h"
 
 namespace kalvetra {
 
@@ -48,6 +49,11 @@ std::vector<std::string> keyingRisks(const ClipDescription& clip) {
     risks.push_back("8-bit 4:2:0 video in a long GOP: colour edges are coarse and blocky; --deblocking on helps, " +
                     std::string("10-bit 4:2:2 from the camera helps more"));
   }
+  if (clip.depth > 8) {
+    risks.push_back("the keyer works in 8 bits; the clip's " + std::to_string(clip.depth) + " are dithered to them");
+  }
+  const std::string hdr = hdrWarning(clip.transfer.value);
+  if (!hdr.empty()) risks.push_back(hdr);
   if (isYuv(clip) && clip.matrix.origin == Origin::Guessed) {
     risks.push_back("the colour matrix is not tagged; " + clip.matrix.value +
                     " is guessed by the height, and a wrong guess shifts the screen's green");

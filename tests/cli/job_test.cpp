@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "media/numbered_name.h"
 #include "tests/support/command.h"
@@ -311,8 +312,45 @@ TEST(Dither, IsForDeepSourcesAlone) {
   const ScratchFolder out;
   const std::string deep = out.path("deep.mkv");
   need(kFfmpeg + "-f lavfi -i gradients=s=160x90:d=0.2:c0=0x20a040:c1=0x30b850 -pix_fmt yuv420p10le -c:v ffv1 " + deep);
-  EXPECT_NE(hashes(deep + " --view source"), hashes(deep + " --view source --dither"));
-  EXPECT_EQ(hashes(clip() + " --view source"), hashes(clip() + " --view source --dither"));
+  EXPECT_NE(hashes(deep + " --view source"), hashes(deep + " --view source --no-dither"));
+  EXPECT_EQ(hashes(deep + " --view source"), hashes(deep + " --view source --dither"));
+  EXPECT_EQ(hashes(clip() + " --view source --no-dither"), hashes(clip() + " --view source --dither"));
+  const auto receipt = [&](const std::string& arguments) {
+    const std::string said =
+        need(key(arguments + " " + out.path("o.mkv") + " -y --receipt " + out.path("r.json") + kColor));
+    const auto input = nlohmann::json::parse(std::ifstream(out.path("r.json"))).at("input");
+    return std::tuple(input.at("depth").get<int>(), input.at("dithered").get<bool>(),
+                      said.find("deep.mkv: the keyer works in 8 bits; the clip's 10 are ") != std::string::npos);
+  };
+  EXPECT_EQ(std::tuple(10, true, true), receipt(deep));
+  EXPECT_EQ(std::tuple(10, false, true), receipt(deep + " --no-dither"));
+  EXPECT_EQ(std::tuple(8, false, false), receipt(clip() + " --frames 3"));
+}
+
+// Each 10-bit level of a ramp without noise comes back as a mean of its own, in code values and in light.
+TEST(Dither, KeepsEveryLevelOfAGradient) {
+  const ScratchFolder out;
+  need(kFfmpeg + "-f lavfi -i \"color=black:s=1008x8:r=25:d=0.04,format=yuv444p10le,geq=lum='400+floor(X/8)':cb=512:" +
+       "cr=512\" -colorspace bt709 -color_primaries bt709 -color_trc bt709 -color_range tv -c:v ffv1 " +
+       out.path("ramp.mkv"));
+  const auto levels = [&](const std::string& name, const std::string& option) {
+    need(key(out.path("ramp.mkv") + " " + out.path(name) + " -y --view source --key-color 60,190,80 " + option));
+    need(kFfmpeg + "-i " + out.path(name) + " -vf format=" + (name.ends_with("exr") ? "gbrpf32le" : "gbrp") +
+         ",extractplanes=g,format=grayf32le -f rawvideo " + out.path("plane"));
+    std::vector<float> plane(1008 * 8);
+    std::ifstream(out.path("plane"), std::ios::binary).read(reinterpret_cast<char*>(plane.data()), 4 * 1008 * 8);
+    std::set<int> means;
+    for (std::size_t cell = 0; cell < 126; ++cell) {
+      double sum = 0;
+      for (std::size_t i = 0; i < 64; ++i) sum += plane[i / 8 * 1008 + cell * 8 + i % 8];
+      means.insert(static_cast<int>(std::lround(sum / 64 * 4096)));
+    }
+    return means.size();
+  };
+  for (const char* name : {"ramp.exr", "back.mkv"}) {
+    EXPECT_EQ(126u, levels(name, "")) << name;
+    EXPECT_EQ(37u, levels(name, "--no-dither")) << "what 8 bits hold";
+  }
 }
 
 TEST(Pipe, RawPicturesGoInAndOut) {

@@ -64,7 +64,26 @@ TEST(Probe, ATaggedClipOfACamera) {
   EXPECT_TRUE(report.at("intraOnly").get<bool>());
   EXPECT_FALSE(report.at("variableRate").get<bool>());
   EXPECT_EQ((json{{{"codec", "pcm_s16le"}, {"channels", 2}, {"sampleRate", 48000}}}), report.at("sound"));
-  EXPECT_EQ(json::array(), report.at("warnings"));
+  EXPECT_EQ(json::array({"the keyer works in 8 bits; the clip's 10 are dithered to them"}), report.at("warnings"));
+}
+
+TEST(Probe, HdrIsWarnedOfHereAndByKey) {
+  const ScratchFolder folder;
+  for (const auto& [transfer, name] : {std::pair{"smpte2084", "PQ"}, {"arib-std-b67", "HLG"}, {"bt2020-10", ""}}) {
+    const std::string clip = folder.path(std::string(transfer) + ".mkv"), sentence = "the colours are HDR (";
+    need(kFfmpeg + "-f lavfi -i color=green:s=32x32:d=0.08 -pix_fmt yuv420p10le -c:v ffv1 -colorspace bt2020nc " +
+         "-color_primaries bt2020 -color_range tv -color_trc " + transfer + " " + clip);
+    const std::string said = need(key(clip + " -f null --key-color 0,128,0"));
+    if (std::string(name).empty()) {
+      EXPECT_FALSE(warns(probed(clip), sentence) || said.find(sentence) != std::string::npos);
+      continue;
+    }
+    EXPECT_TRUE(warns(probed(clip), sentence + name + "): the keyer takes their code values as they are"));
+    expectHas(said, clip + ": " + sentence + name + ")");
+    const Outcome refused = run(key(clip + " " + folder.path("o.exr") + " --frames 1 --key-color 0,128,0"));
+    EXPECT_EQ(1, refused.status);
+    expectHas(refused.output, "cannot be turned into linear light");
+  }
 }
 
 TEST(Probe, AnUntaggedLongGopClipIsWarnedOf) {

@@ -67,6 +67,18 @@ TEST(Companions, AClipIsReadInStepAndHoldsItsLastPicture) {
   EXPECT_EQ(companion.next(), companion.next()) << "the last one is kept, not made again";
 }
 
+// Over black: half of full red, whether it is stored as it is or times its alpha.
+TEST(Companions, APremultipliedBackgroundIsNotMultipliedTwice) {
+  const ScratchFolder folder;
+  for (const auto& [color, tag] : {std::pair{"0xff0000@0.5", "straight"}, {"0x7f0000@0.5", "premultiplied"}}) {
+    const std::string path = folder.path(std::string(tag) + ".mkv");
+    need("ffmpeg -nostdin -v error -f lavfi -i color=" + std::string(color) +
+         ":s=32x18:d=0.04,format=bgra -c:v ffv1 -metadata kalvetra_alpha=" + tag + " " + path);
+    CompanionClip companion(path, "background", Fit::Cover, clipOf(32, 18), 1, kNever);
+    EXPECT_NEAR(127, pixel(*companion.next(), 5, 5)[1], 1) << tag;
+  }
+}
+
 TEST(Companions, AStillIsDecodedOnce) {
   const ScratchFolder folder;
   draw(folder.path("r.png"), {"red"}, "32x18");

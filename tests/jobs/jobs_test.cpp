@@ -4,9 +4,11 @@
 #include <fstream>
 
 #include "jobs/clip_range.h"
+#include "jobs/job_identity.h"
 #include "jobs/journal.h"
 #include "jobs/sample_pictures.h"
 #include "support/user_error.h"
+#include "tests/support/run_program.h"
 #include "tests/support/scratch_folder.h"
 
 namespace {
@@ -88,6 +90,27 @@ TEST(SamplePictures, AFileOfNoUseChangesNothing) {
     samples.load(folder.path(name));
     EXPECT_EQ(1u, samples.chosen(1).size());
   }
+}
+
+// What a resumed run must not mix.
+TEST(JobIdentity, HoldsDitherWhereThereIsAnyAndHiddenColors) {
+  const ScratchFolder folder;
+  const std::atomic<bool> never{false};
+  kalvetra::KeyJob job;
+  const auto identity = [&](bool dither) {
+    return jobIdentity(job, kalvetra::AnimatedSettings(),
+                       kalvetra::ClipKeying(kalvetra::Reader(job.input, 1, never), {.dither = dither}));
+  };
+  for (const auto& [format, deep] : {std::pair{"yuv444p10le", true}, {"gbrp10le", true}, {"yuv444p", false}}) {
+    job.input = folder.path(std::string(format) + ".mkv");
+    kalvetra::test::need("ffmpeg -nostdin -v error -f lavfi -i color=green:s=16x16:d=0.04 -c:v ffv1 -pix_fmt " +
+                         std::string(format) + " " + job.input);
+    EXPECT_EQ(deep, identity(true) != identity(false)) << format;
+  }
+  job.outputs.push_back({kalvetra::ShownView::Result, "o.mov", kalvetra::chooseDelivery({"o.mov"})});
+  const std::string extended = identity(true);
+  job.outputs.front().delivery.extendsHidden = false;
+  EXPECT_NE(extended, identity(true));
 }
 
 class JournalTest : public testing::Test {

@@ -156,6 +156,13 @@ TEST(Fields, PremultipliedChromaIsAPlainMean) {
   EXPECT_EQ(184, cr(AlphaMode::Premultiplied)) << "half of red's 112 above neutral";
 }
 
+TEST(TenBits, AlphaIsRoundedToTheNearest) {
+  Image ramp(256, 1);
+  for (std::size_t i = 0; i < ramp.argb.size(); ++i) ramp.argb[i] = static_cast<unsigned char>(i / 4);
+  const FramePtr frame = packed(ramp, AV_PIX_FMT_YUVA444P10, AlphaMode::Straight);
+  for (int a = 0; a < 256; ++a) EXPECT_EQ(std::lround(a * 1023 / 255.0), at<std::uint16_t>(frame, 3, a, 0)) << a;
+}
+
 TEST(TenBits, EveryGreyLevelOfAMatteSurvives) {
   Image ramp(256, 2);
   for (std::size_t i = 0; i < ramp.argb.size(); ++i) ramp.argb[i] = static_cast<unsigned char>(i / 4 % 256);
