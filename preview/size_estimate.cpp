@@ -83,7 +83,9 @@ class Scale {
 
  private:
   void count(const AVPacket& packet) {
-    (isFirst_ ? firstBytes_ : otherBytes_) += packet.size;
+    std::size_t alpha = 0;  // VP9's, beside the colours
+    av_packet_get_side_data(&packet, AV_PKT_DATA_MATROSKA_BLOCKADDITIONAL, &alpha);
+    (isFirst_ ? firstBytes_ : otherBytes_) += static_cast<double>(packet.size) + static_cast<double>(alpha);
     (isFirst_ ? firsts_ : others_) += 1.0;
     isFirst_ = false;
   }
