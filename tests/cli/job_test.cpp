@@ -152,6 +152,31 @@ TEST(Mattes, ForceTransparentAndOpaque) {
   EXPECT_FALSE(fs::exists(out.path("x.mkv")));
 }
 
+// With a part of a clip a matte stays in step with the clip, and a background begins with the part.
+TEST(Mattes, RunWithTheClipAndBackgroundsWithItsPart) {
+  const ScratchFolder out;
+  const std::string turn = "-f lavfi -i color=black:s=160x90:r=30,format=gray,geq=lum=";
+  need(kFfmpeg + turn + "'if(lt(N\\,10)\\,0\\,255)' -frames:v 20 -c:v ffv1 " + out.path("late.mkv"));
+  need(kFfmpeg + turn + "'if(lt(N\\,1)\\,200\\,0)' -frames:v 20 -c:v ffv1 " + out.path("first.mkv"));
+  need(key(clip() + " " + out.path("o.mkv") + kColor + "--start 9f --frames 2 --garbage " + out.path("late.mkv") +
+           " --also comp=" + out.path("c.mkv") + " --over " + out.path("first.mkv")));
+  const std::vector<Image> keyed = readAll(out.path("o.mkv")), comp = readAll(out.path("c.mkv"));
+  const auto clear = [](const Image& image) {
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < image.argb.size(); i += 4) count += image.argb[i] == 0 ? 1 : 0;
+    return count;
+  };
+  EXPECT_LT(clear(keyed.at(0)), std::size_t{160 * 90});
+  EXPECT_EQ(std::size_t{160 * 90}, clear(keyed.at(1)));
+  ASSERT_GT(clear(keyed.at(0)), 0u) << "no place to see the background";
+  int brightest = 0;
+  for (std::size_t i = 0; i < comp.at(0).argb.size(); i += 4) {
+    if (keyed[0].argb[i] == 0) brightest = std::max<int>(brightest, comp[0].argb[i + 2]);
+  }
+  EXPECT_NEAR(200, brightest, 20) << "the background's first picture";
+  EXPECT_LT(comp.at(1).argb[2], 20) << "and its second";
+}
+
 TEST(Batch, OneBadClipDoesNotStopTheOthers) {
   const ScratchFolder out;
   fs::create_directory(out.path("in"));
