@@ -321,7 +321,8 @@ TEST(Sequence, OnlyPicturesOfTheRunAreReplacedOrRefused) {
   };
   need(command + "--frames 4");
   refused(command + "--end 8f", "k.01.png");
-  refused(command + "--start 4f", "k.05.png");
+  refused(command + "--start 4f --save-preset " + out.path("p.json"), "k.05.png");
+  EXPECT_FALSE(fs::exists(out.path("p.json"))) << "refused only after it had begun";
   refused(kFfmpeg + "-i " + clip() + " -c copy -f matroska - | " + key("- " + keyed + kColor + "--start 17f"),
           "k.20.png");  // of unknown length
   EXPECT_EQ("1 2 3 4 5 20", numbersOf(keyed));
