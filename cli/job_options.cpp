@@ -132,6 +132,7 @@ void addOutputOptions(CLI::App& command, JobOptions& options) {
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
       ->group(group);
+  command.add_flag("!--no-sound", options.job.sound, "Leave the sound out.")->group(group);
   command
       .add_option("--over", options.job.companions.background,
                   "What the view comp shows behind the subject: a picture, a clip or #rrggbb. An output without alpha "

@@ -92,14 +92,16 @@ class SampleMovie {
       : movie_(outputFormatNamed("h264").muxer, output.path(), shownName),
         video_(outputFormatNamed("h264"), outputFormatNamed("h264").pixelFormat, pictureFormat(), kVideoColor, threads,
                movie_.wantsGlobalHeader()),
-        sound_(kSampleRate, movie_.wantsGlobalHeader()) {
+        sound_("aac", kSampleRate, ChannelLayout(1), movie_.wantsGlobalHeader()) {
     movie_.addStream(video_.context());
     movie_.addStream(sound_.context());
     movie_.begin();
   }
 
-  void writeSound(std::span<const float> samples) {
-    sound_.encode(samples, [this](AVPacket& packet) { write(packet, 1, sound_.timeBase()); });
+  void writeSound(const std::vector<float>& samples) {
+    const auto* plane = reinterpret_cast<const std::uint8_t*>(samples.data());
+    sound_.add(&plane, static_cast<int>(samples.size()));
+    sound_.finish([this](AVPacket& packet) { write(packet, 1, sound_.timeBase()); });
   }
   void writeFrame(FramePtr picture, int index) {
     video_.encode(std::move(picture), index, 1, [this](AVPacket& packet) { write(packet, 0, video_.timeBase()); });

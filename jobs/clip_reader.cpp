@@ -54,7 +54,7 @@ bool ClipReader::readInRange(ClipFrame& frame) {
     const std::int64_t number = number_++;
     if (range_.isBefore(number, seconds)) {
       lastEnd_ = secondsOf(source.time + source.duration);
-      soundUntil(seconds);
+      soundUntil(seconds - kSoundRunUp);
       before_ = countNow();
       continue;
     }
@@ -121,7 +121,7 @@ std::vector<PacketPtr> ClipReader::soundUntil(double seconds) {
 bool ClipReader::isOutside(const AVPacket& packet) const {
   if (packet.pts == AV_NOPTS_VALUE) return false;
   const double seconds = static_cast<double>(packet.pts) * av_q2d(reader_.timeBaseOf(packet.stream_index));
-  const bool early = range_.start && seconds < secondsOf(origin_);
+  const bool early = range_.start && seconds < secondsOf(origin_) - kSoundRunUp;
   return early || (end_ && seconds >= *end_);
 }
 

@@ -8,6 +8,9 @@
 
 namespace kalvetra {
 
+// Seconds of sound from before a range that come with its first picture, at negative times: decoders need them.
+inline constexpr double kSoundRunUp = 1.0;
+
 struct ClipFrame {
   SourceFrame source;       // times counted from the range's first picture, or from the clip's start if that is in it
   std::int64_t number = 0;  // in the clip, from 0

@@ -34,7 +34,12 @@ JobOutput::~JobOutput() {
 }
 
 Carried JobOutput::carried(const KeyJob& job, const Reader& source) const {
-  return {request_.delivery.format->keepsSound, job.range.firstFrame(source.format().frameRate)};
+  Carried carried;
+  carried.sound = job.sound && request_.delivery.format->keepsSound;
+  carried.firstFrame = job.range.firstFrame(source.format().frameRate);
+  carried.fromInside = job.range.start.has_value();
+  carried.endsInside = job.range.end.has_value() || job.range.frames > 0;
+  return carried;
 }
 
 void JobOutput::keepSegments(int count) {
@@ -54,20 +59,29 @@ void JobOutput::open(Reader& source, const KeyJob& job, const JobListener& liste
     samples_.load(samplesPath());
     sink_ = std::move(writer);
     if (place_->isSequence()) {
-      noteLeftOut(whatIsLeftOut(*request_.delivery.format, source, carried(job, source), {}), listener);
+      note(whatIsLeftOut(*request_.delivery.format, source, carried(job, source)), listener);
     }
     return;
   }
   WriterPart part;
   part.carried = carried(job, source);
   auto writer = std::make_unique<Writer>(request_.delivery, *place_, request_.path, source, job.threads, part);
-  noteLeftOut(writer->leftOut(), listener);
-  soundStreams_ = writer->soundStreams();
+  writer_ = writer.get();
+  note(writer_->leftOut(), listener);
+  noteSound(writer_->sound(), listener);
   sink_ = std::move(writer);
 }
 
-void JobOutput::noteLeftOut(const std::vector<std::string>& sentences, const JobListener& listener) const {
+void JobOutput::note(const std::vector<std::string>& sentences, const JobListener& listener) const {
   for (const std::string& sentence : sentences) listener.note(request_.path + ": " + sentence);
+}
+
+// What was not noted yet.
+void JobOutput::noteSound(const SoundOutcome& sound, const JobListener& listener) {
+  const auto noted = static_cast<std::ptrdiff_t>(soundNotes_);
+  note({sound.notes.begin() + noted, sound.notes.end()}, listener);
+  soundNotes_ = sound.notes.size();
+  soundStreams_ = sound.tracks;
 }
 
 Route JobOutput::route() {
@@ -83,6 +97,7 @@ void JobOutput::checkpoint(const std::vector<FrameRecord>& segment) {
 void JobOutput::finish(const KeyJob& job, const ClipReader& clip, const JobListener& listener,
                        const std::atomic<bool>& stop) {
   sink_->finish();
+  if (writer_ != nullptr) noteSound(writer_->sound(), listener);
   if (segmented_ == nullptr || place_->isSequence()) return;
   Reader source(job.input, job.source, job.threads, stop);
   JoinedMovie movie;
@@ -91,9 +106,8 @@ void JobOutput::finish(const KeyJob& job, const ClipReader& clip, const JobListe
   movie.origin = clip.origin();
   movie.soundEnd = clip.end();
   movie.carried = carried(job, source);
-  const std::map<int, int> copied = joinSegments(movie, request_.delivery, place_->path(), request_.path, source);
-  soundStreams_ = static_cast<int>(copied.size());
-  noteLeftOut(whatIsLeftOut(*request_.delivery.format, source, movie.carried, copied), listener);
+  noteSound(joinSegments(movie, request_.delivery, place_->path(), request_.path, source), listener);
+  note(whatIsLeftOut(*request_.delivery.format, source, movie.carried), listener);
 }
 
 Proof JobOutput::check(const KeyJob& job, const Reader& source, const std::vector<FrameRecord>& frames,

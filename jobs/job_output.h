@@ -52,7 +52,8 @@ class JobOutput {
 
  private:
   const std::filesystem::path& workFolder() const { return place_->workFolder(); }
-  void noteLeftOut(const std::vector<std::string>& sentences, const JobListener& listener) const;
+  void note(const std::vector<std::string>& sentences, const JobListener& listener) const;
+  void noteSound(const SoundOutcome& sound, const JobListener& listener);
   Carried carried(const KeyJob& job, const Reader& source) const;
   std::filesystem::path samplesPath() const { return workFolder() / "samples"; }
 
@@ -62,7 +63,9 @@ class JobOutput {
   std::unique_ptr<PictureSink> sink_;
   SegmentedWriter* segmented_ = nullptr;  // the sink, where the job is resumable
   SamplePictures samples_;
+  Writer* writer_ = nullptr;  // the sink otherwise
   int soundStreams_ = 0;
+  std::size_t soundNotes_ = 0;  // those that were noted
 };
 
 }  // namespace kalvetra

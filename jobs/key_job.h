@@ -49,6 +49,7 @@ struct KeyJob {
   bool replace = false;      // outputs that exist
   bool keepPartial = false;  // what can be keyed of a damaged clip
   bool resumable = false;    // goes on with an unfinished run, and can be gone on with
+  bool sound = true;         // goes along where an output can hold it
   bool verify = true;        // outputs are opened again and checked
 };
 

@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "jobs/clip_reader.h"
 #include "media/writer.h"
 #include "support/user_error.h"
 
@@ -49,7 +50,7 @@ class SoundFeed {
     if (packet.pts == AV_NOPTS_VALUE) return true;
     const double unit = av_q2d(source_.timeBaseOf(packet.stream_index));
     reached_ = static_cast<double>(packet.pts) * unit;
-    if (reached_ >= end_ || (origin_ > 0.0 && reached_ < origin_)) return false;
+    if (reached_ >= end_ || (origin_ > 0.0 && reached_ < origin_ - kSoundRunUp)) return false;
     const auto offset = static_cast<std::int64_t>(origin_ / unit + 0.5);
     packet.pts -= offset;
     if (packet.dts != AV_NOPTS_VALUE) packet.dts -= offset;
@@ -66,8 +67,8 @@ class SoundFeed {
 
 }  // namespace
 
-std::map<int, int> joinSegments(const JoinedMovie& movie, const Delivery& delivery, const std::string& path,
-                                const std::string& shownName, Reader& source) {
+SoundOutcome joinSegments(const JoinedMovie& movie, const Delivery& delivery, const std::string& path,
+                          const std::string& shownName, Reader& source) {
   ClipMovie output(delivery, path, shownName);
   const PicturePacking packing(delivery, source.format());
   const AVRational unit = source.format().timeBase;
@@ -96,7 +97,7 @@ std::map<int, int> joinSegments(const JoinedMovie& movie, const Delivery& delive
   if (next != movie.frames.size()) failSegment(movie.segments.back());
   sound.writeUntil(std::numeric_limits<double>::infinity());
   output.finish();
-  return output.copied();
+  return output.sound();
 }
 
 }  // namespace kalvetra

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <filesystem>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,10 +22,8 @@ struct JoinedMovie {
 };
 
 // Writes the pictures of the segments, which must be encoded so that each stands alone, and the sound of `source`, a
-// reader at its beginning, to `path`. Answers which of its streams went to which of the
-// movie's. Throws UserError when a segment does not
-// hold what it should.
-std::map<int, int> joinSegments(const JoinedMovie& movie, const Delivery& delivery, const std::string& path,
-                                const std::string& shownName, Reader& source);
+// reader at its beginning, to `path`. Throws UserError when a segment does not hold what it should.
+SoundOutcome joinSegments(const JoinedMovie& movie, const Delivery& delivery, const std::string& path,
+                          const std::string& shownName, Reader& source);
 
 }  // namespace kalvetra

@@ -4,10 +4,12 @@ extern "C" {
 #include <libavutil/timecode.h>
 }
 
+#include <algorithm>
 #include <cstring>
 #include <set>
 
 #include "media/timecode.h"
+#include "support/user_error.h"
 
 namespace kalvetra {
 
@@ -17,6 +19,13 @@ std::string describe(const AVStream& stream) {
   const char* kind = av_get_media_type_string(stream.codecpar->codec_type);
   return std::string(kind != nullptr ? kind : "unknown") + " stream " + std::to_string(stream.index) + " (" +
          avcodec_get_name(stream.codecpar->codec_id) + ")";
+}
+
+// "44100 Hz, 5.1"
+std::string shape(int rate, const AVChannelLayout& channels) {
+  char layout[64] = "";
+  av_channel_layout_describe(&channels, layout, sizeof layout);
+  return std::to_string(rate) + " Hz, " + layout;
 }
 
 bool isTimecodeTrack(const AVStream& stream) { return stream.codecpar->codec_tag == MKTAG('t', 'm', 'c', 'd'); }
@@ -50,18 +59,14 @@ std::string timecodeOf(const Reader& source, std::int64_t frame) {
   return av_timecode_make_string(&timecode, text, static_cast<int>(frame));
 }
 
-std::vector<std::string> whatIsLeftOut(const OutputFormat& format, const Reader& source, const Carried& carried,
-                                       const std::map<int, int>& copied) {
+std::vector<std::string> whatIsLeftOut(const OutputFormat& format, const Reader& source, const Carried& carried) {
   std::vector<std::string> sentences;
   const AVFormatContext& container = source.container();
   for (unsigned int i = 0; i < container.nb_streams; ++i) {
     const AVStream& stream = *container.streams[i];
-    const bool kept = stream.index == source.video().index || copied.contains(stream.index) || isTimecodeTrack(stream);
     const bool sound = stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
-    if (kept || (sound && !carried.sound)) continue;
-    sentences.push_back(
-        describe(stream) + " is left out: " +
-        (sound ? format.extension() + " cannot hold it" : "only pictures, sound and timecode are copied"));
+    if (stream.index == source.video().index || sound || isTimecodeTrack(stream)) continue;
+    sentences.push_back(describe(stream) + " is left out: only pictures, sound and timecode are copied");
   }
   const std::string timecode = timecodeOf(source, carried.firstFrame);
   if (!timecode.empty() && !format.keepsTimecode) {
@@ -85,6 +90,7 @@ void ClipMovie::begin(const AVCodecContext& encoder, const PictureFormat& pictur
   if (!timecode.empty() && delivery_.format->keepsTimecode)
     av_dict_set(&video.metadata, "timecode", timecode.c_str(), 0);
   av_dict_set(movie_.metadata(), kAlphaTag, alphaTag(delivery_).c_str(), 0);
+  carried_ = carried;
   if (carried.sound && delivery_.format->keepsSound) declareSound(source);
   movie_.begin(delivery_.format->muxerOptions);
 }
@@ -93,36 +99,88 @@ void ClipMovie::declareSound(Reader& source) {
   const AVFormatContext& container = source.container();
   for (unsigned int i = 0; i < container.nb_streams; ++i) {
     const AVStream& from = *container.streams[i];
-    if (from.codecpar->codec_type != AVMEDIA_TYPE_AUDIO || !movie_.takes(*from.codecpar)) continue;
-    AVStream& to = movie_.addStream(*from.codecpar, from.time_base);
+    if (from.codecpar->codec_type != AVMEDIA_TYPE_AUDIO) continue;
+    const bool copied = movie_.takes(*from.codecpar);
+    std::unique_ptr<SoundTranscoder> transcoder = copied ? nullptr : transcoderFor(from);
+    if (!copied && !transcoder) continue;
+    AVStream& to = copied ? movie_.addStream(*from.codecpar, from.time_base) : movie_.addStream(transcoder->encoder());
     to.codecpar->codec_tag = 0;  // each container has its own
     to.disposition = from.disposition;
     copyMetadata(&to.metadata, from.metadata);
-    copiedTo_[from.index] = to.index;
-    copiedBase_[from.index] = from.time_base;
+    tracks_.emplace(from.index,
+                    Track{to.index, from.codecpar->codec_id, from.time_base, describe(from), std::move(transcoder)});
     source.copyStream(from.index);
+  }
+  sound_.tracks = static_cast<int>(tracks_.size());
+}
+
+// Null, with a note, where the track cannot be encoded.
+std::unique_ptr<SoundTranscoder> ClipMovie::transcoderFor(const AVStream& from) {
+  const OutputFormat& format = *delivery_.format;
+  const std::string cannot = format.extension() + " cannot hold it";
+  try {
+    auto transcoder = std::make_unique<SoundTranscoder>(from, format.soundEncoder, wantsGlobalHeader());
+    const AVCodecContext& to = transcoder->encoder();
+    sound_.notes.push_back(describe(from) + ", " + shape(from.codecpar->sample_rate, from.codecpar->ch_layout) +
+                           ", is encoded as " + avcodec_get_name(to.codec_id) + ", " +
+                           shape(to.sample_rate, to.ch_layout) + ": " + cannot);
+    return transcoder;
+  } catch (const UserError& error) {
+    sound_.notes.push_back(describe(from) + " is left out: " + cannot + ", and " + error.what());
+    return nullptr;
   }
 }
 
 void ClipMovie::writePicture(AVPacket& packet, AVRational timeBase) {
   packet.stream_index = 0;
+  picturesEnd_ = std::max(picturesEnd_, static_cast<double>(packet.pts + packet.duration) * av_q2d(timeBase));
   movie_.write(packet, timeBase);
 }
 
 void ClipMovie::writeCopied(const std::vector<PacketPtr>& packets) {
   for (const PacketPtr& packet : packets) {
-    const auto to = copiedTo_.find(packet->stream_index);
-    // The encoder's run-up of a sound track ends before the clip begins. Where a container has no negative times, it
-    // would push all pictures back.
-    const bool runUp = packet->pts != AV_NOPTS_VALUE && packet->pts + packet->duration <= 0;
-    const bool early = packet->pts != AV_NOPTS_VALUE && packet->pts < 0;
-    if (to == copiedTo_.end() || (runUp && !delivery_.format->keepsNegativeTimes)) continue;
-    if (early && delivery_.format->startsAtZero) continue;
-    const PacketPtr copy(av_packet_clone(packet.get()));
-    if (!copy) throw std::bad_alloc();
-    copy->stream_index = to->second;
-    movie_.write(*copy, copiedBase_.at(to->first));
+    const auto found = tracks_.find(packet->stream_index);
+    if (found == tracks_.end()) continue;
+    const Track& track = found->second;
+    if (track.transcoder) {
+      track.transcoder->write(*packet);
+      track.transcoder->encode(soundEnd(), writerOf(track));
+    } else {
+      copy(track, *packet);
+    }
   }
+}
+
+void ClipMovie::copy(const Track& track, const AVPacket& packet) {
+  // The encoder's run-up of a sound track ends before the clip begins. Where a container has no negative times, it
+  // would push all pictures back; but for Opus, whose run-up has a place of its own.
+  const bool early = packet.pts != AV_NOPTS_VALUE && packet.pts < 0;
+  const bool runUp = early && packet.pts + packet.duration <= 0;
+  if (runUp && !delivery_.format->keepsNegativeTimes && track.codec != AV_CODEC_ID_OPUS) return;
+  if (early && (carried_.fromInside || delivery_.format->startsAtZero)) return;
+  const PacketPtr copy(av_packet_clone(&packet));
+  if (!copy) throw std::bad_alloc();
+  copy->stream_index = track.index;
+  movie_.write(*copy, track.timeBase);
+}
+
+DeliverPacket ClipMovie::writerOf(const Track& track) {
+  return [this, &track](AVPacket& packet) {
+    packet.stream_index = track.index;
+    movie_.write(packet, track.transcoder->timeBase());
+  };
+}
+
+void ClipMovie::finish() {
+  for (const auto& [stream, track] : tracks_) {
+    if (!track.transcoder) continue;
+    track.transcoder->finish(soundEnd(), writerOf(track));
+    const std::int64_t lost = track.transcoder->undecodable();
+    if (lost == 0) continue;
+    sound_.notes.push_back(track.name + " is damaged: " + std::to_string(lost) + (lost == 1 ? " packet" : " packets") +
+                           " could not be decoded and became silence");
+  }
+  movie_.finish();
 }
 
 }  // namespace kalvetra

@@ -8,6 +8,7 @@
 #include "media/delivery.h"
 #include "media/packet_sink.h"
 #include "media/reader.h"
+#include "media/sound_transcoder.h"
 
 namespace kalvetra {
 
@@ -15,11 +16,18 @@ namespace kalvetra {
 struct Carried {
   bool sound = true;
   std::int64_t firstFrame = 0;  // of the source's pictures: the timecode counts from there
+  bool fromInside = false;      // the movie does not begin with the source: sound from before its start comes along
+  bool endsInside = false;      // nor does it end with it: sound that is encoded ends with the pictures
 };
 
-// What the output cannot hold of the source, a sentence each.
-std::vector<std::string> whatIsLeftOut(const OutputFormat& format, const Reader& source, const Carried& carried,
-                                       const std::map<int, int>& copied);
+// What the output cannot hold of the source besides sound, a sentence each.
+std::vector<std::string> whatIsLeftOut(const OutputFormat& format, const Reader& source, const Carried& carried);
+
+// What became of the source's sound.
+struct SoundOutcome {
+  int tracks = 0;                  // in the movie
+  std::vector<std::string> notes;  // what was encoded, what was left out, what was damaged: a sentence each
+};
 
 // The timecode of that picture of the clip, counted from 0; empty when the clip has none.
 std::string timecodeOf(const Reader& source, std::int64_t frame);
@@ -34,20 +42,35 @@ class ClipMovie {
   void begin(const AVCodecContext& encoder, const PictureFormat& pictures, Reader& source, const Carried& carried);
 
   void writePicture(AVPacket& packet, AVRational timeBase);
-  // Takes those of the packets that the file holds; they stay the caller's.
+  // Takes those of the packets that the file holds, or sounds as them; they stay the caller's.
   void writeCopied(const std::vector<PacketPtr>& packets);
-  void finish() { movie_.finish(); }
+  void finish();
 
-  // Source stream -> output stream.
-  const std::map<int, int>& copied() const { return copiedTo_; }
+  // Known from begin() on; finish() adds what was damaged.
+  const SoundOutcome& sound() const { return sound_; }
 
  private:
+  struct Track {
+    int index;  // in the movie
+    AVCodecID codec;
+    AVRational timeBase;
+    std::string name;                             // for sentences
+    std::unique_ptr<SoundTranscoder> transcoder;  // null: its packets are copied
+  };
+
   void declareSound(Reader& source);
+  std::unique_ptr<SoundTranscoder> transcoderFor(const AVStream& from);
+  void copy(const Track& track, const AVPacket& packet);
+  DeliverPacket writerOf(const Track& track);
+  // Where encoded sound ends for now; nothing: nowhere.
+  std::optional<double> soundEnd() const { return carried_.endsInside ? std::optional(picturesEnd_) : std::nullopt; }
 
   Delivery delivery_;
   MovieFile movie_;
-  std::map<int, int> copiedTo_;
-  std::map<int, AVRational> copiedBase_;  // time base of a source stream
+  Carried carried_;
+  std::map<int, Track> tracks_;  // by the source's stream, which they describe
+  SoundOutcome sound_;
+  double picturesEnd_ = 0.0;  // seconds
 };
 
 }  // namespace kalvetra

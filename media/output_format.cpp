@@ -16,6 +16,7 @@ struct Container {
   const char* extension;
   const char* muxer;
   bool keepsDisplayMatrix, keepsTimecode, keepsNegativeTimes;
+  const char* soundEncoder;
   CodecOptions options() const {
     // Otherwise QuickTime and MP4 files keep only the few tags that they have a place of their own for.
     if (keepsDisplayMatrix) return {{"movflags", "use_metadata_tags"}};
@@ -23,8 +24,9 @@ struct Container {
   }
 };
 
-constexpr Container kQuickTime{".mov", "mov", true, true, true}, kMp4{".mp4", "mp4", true, true, true},
-    kMatroska{".mkv", "matroska", false, true, false}, kWebm{".webm", "webm", false, false, false};
+constexpr Container kQuickTime{".mov", "mov", true, true, true, "pcm_s24le"},
+    kMp4{".mp4", "mp4", true, true, true, "aac"}, kMatroska{".mkv", "matroska", false, true, false, "flac"},
+    kWebm{".webm", "webm", false, false, false, "libopus"};
 
 OutputFormat movie(const Container& container, std::string slug, std::string what, const char* encoder,
                    AVPixelFormat pixelFormat, AVPixelFormat opaque, CodecOptions options) {
@@ -33,6 +35,7 @@ OutputFormat movie(const Container& container, std::string slug, std::string wha
   format.keepsDisplayMatrix = container.keepsDisplayMatrix;
   format.keepsTimecode = container.keepsTimecode;
   format.keepsNegativeTimes = container.keepsNegativeTimes;
+  format.soundEncoder = container.soundEncoder;
   format.keepsSound = format.keepsColorTags = format.keepsFields = true;
   format.muxerOptions = container.options();
   return format;
@@ -99,6 +102,7 @@ OutputFormat nut() {
       "nut", "NUT, raw pictures",      {".nut", "-"}, "nut", "rawvideo", AV_PIX_FMT_BGRA, AV_PIX_FMT_BGRA,
       {},    {Straight, Premultiplied}};
   format.keepsTimecode = format.keepsSound = format.startsAtZero = true;
+  format.soundEncoder = "pcm_s24le";
   return format;
 }
 

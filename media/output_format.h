@@ -32,6 +32,7 @@ struct OutputFormat {
   bool keepsNegativeTimes = false;  // otherwise what ends before the clip begins is left out
   bool startsAtZero = false;        // no packet may even begin before 0
   bool keepsSound = false;
+  const char* soundEncoder = nullptr;  // of sound that cannot be copied; set where sound is kept
   bool keepsColorTags = false;
   bool keepsFields = false;  // says that pictures consist of two fields, and which comes first
   CodecOptions muxerOptions{};

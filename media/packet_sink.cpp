@@ -24,6 +24,17 @@ bool takesPackets(AVFormatContext& trial, const AVCodecParameters& parameters) {
   return av_write_frame(&trial, packet.get()) != AVERROR_PATCHWELCOME;
 }
 
+// An Opus track in Matroska says how long its encoder's run-up is, and every reader subtracts that from all its times.
+// Older versions of the library do not add it when they write. In `timeBase`.
+std::int64_t delayToAdd(const AVFormatContext& file, const AVStream& stream, AVRational timeBase) {
+  constexpr unsigned int kLastWithout = AV_VERSION_INT(59, 30, 100);
+  const bool matroska =
+      std::strcmp(file.oformat->name, "matroska") == 0 || std::strcmp(file.oformat->name, "webm") == 0;
+  const AVCodecParameters& p = *stream.codecpar;
+  if (!matroska || p.codec_id != AV_CODEC_ID_OPUS || avformat_version() > kLastWithout) return 0;
+  return av_rescale_q(p.initial_padding, {1, 48000}, timeBase);
+}
+
 }  // namespace
 
 MovieFile::MovieFile(const char* muxer, const std::string& path, const std::string& shownName) : shownName_(shownName) {
@@ -92,7 +103,11 @@ void MovieFile::begin(const CodecOptions& options) {
 }
 
 void MovieFile::write(AVPacket& packet, AVRational timeBase) {
-  av_packet_rescale_ts(&packet, timeBase, context_->streams[packet.stream_index]->time_base);
+  const AVStream& stream = *context_->streams[packet.stream_index];
+  const std::int64_t delay = delayToAdd(*context_, stream, timeBase);
+  if (packet.pts != AV_NOPTS_VALUE) packet.pts += delay;
+  if (packet.dts != AV_NOPTS_VALUE) packet.dts += delay;
+  av_packet_rescale_ts(&packet, timeBase, stream.time_base);
   packet.pos = -1;
   check(av_interleaved_write_frame(context_, &packet), "data");
   check(context_->pb->error, "data");

@@ -71,7 +71,7 @@ Writer::Writer(const Delivery& delivery, const TemporaryOutput& output, const st
     encoder_.emplace(packing_.encoder(threads));
     pictureFiles_ = std::make_unique<PictureFiles>(output, shownName);
   }
-  leftOut_ = whatIsLeftOut(format, source, part.carried, movie_ ? movie_->copied() : std::map<int, int>());
+  leftOut_ = whatIsLeftOut(format, source, part.carried);
 }
 
 void Writer::write(PackedPicture picture, const PicturePlace& place) {

@@ -51,8 +51,8 @@ class Writer : public PictureSink {
 
   // What of the source the output cannot hold, a sentence each.
   const std::vector<std::string>& leftOut() const { return leftOut_; }
-  // How many of the source's sound tracks it copies.
-  int soundStreams() const { return movie_ ? static_cast<int>(movie_->copied().size()) : 0; }
+  // Complete once the writer has finished.
+  SoundOutcome sound() const { return movie_ ? movie_->sound() : SoundOutcome(); }
 
   PackedPicture pack(const Image& image) const override { return packing_.pack(image); }
   void write(PackedPicture picture, const PicturePlace& place) override;

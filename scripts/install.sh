@@ -7,7 +7,7 @@
 # or, with --aarch64 or --wasm, nothing but what test-aarch64.sh or test-wasm.sh needs (Debian alone).
 set -euo pipefail
 
-debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libtbb-dev libcli11-dev libhwy-dev nlohmann-json3-dev
+debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavutil-dev libswresample-dev libswscale-dev libtbb-dev libcli11-dev libhwy-dev nlohmann-json3-dev
   libcpp-httplib-dev)
 mac=(cmake ninja pkg-config ffmpeg tbb cli11 highway nlohmann-json cpp-httplib)
 for part in "$@"; do
