@@ -41,6 +41,17 @@ void copyMetadata(AVDictionary** to, const AVDictionary* from) {
   }
 }
 
+// QuickTime knows only some of the languages' codes.
+void useQuickTimeLanguage(AVDictionary** metadata) {
+  static const std::map<std::string, const char*> codes{{"deu", "ger"}, {"nld", "dut"}, {"swe", "sve"}, {"fre", "fra"},
+                                                        {"ell", "gre"}, {"isl", "ice"}, {"zho", "chi"}, {"cze", "ces"},
+                                                        {"slo", "slk"}, {"rum", "ron"}, {"sqi", "alb"}, {"hye", "arm"},
+                                                        {"kat", "geo"}, {"cym", "wel"}, {"eus", "baq"}};
+  const AVDictionaryEntry* language = av_dict_get(*metadata, "language", nullptr, 0);
+  const auto known = language != nullptr ? codes.find(language->value) : codes.end();
+  if (known != codes.end()) av_dict_set(metadata, "language", known->second, 0);
+}
+
 void keepRotation(AVStream& video, const PictureFormat& pictures) {
   if (!pictures.displayMatrix) return;
   std::uint8_t* matrix = av_stream_new_side_data(&video, AV_PKT_DATA_DISPLAYMATRIX, sizeof *pictures.displayMatrix);
@@ -107,6 +118,7 @@ void ClipMovie::declareSound(Reader& source) {
     to.codecpar->codec_tag = 0;  // each container has its own
     to.disposition = from.disposition;
     copyMetadata(&to.metadata, from.metadata);
+    if (delivery_.format->extension() == ".mov") useQuickTimeLanguage(&to.metadata);
     tracks_.emplace(from.index,
                     Track{to.index, from.codecpar->codec_id, from.time_base, describe(from), std::move(transcoder)});
     source.copyStream(from.index);

@@ -24,6 +24,11 @@ bool takesPackets(AVFormatContext& trial, const AVCodecParameters& parameters) {
   return av_write_frame(&trial, packet.get()) != AVERROR_PATCHWELCOME;
 }
 
+// These are written without what their decoders need to know.
+bool isUnreadable(const std::string& muxer, AVCodecID codec) {
+  return muxer == "mov" && (codec == AV_CODEC_ID_WMAV1 || codec == AV_CODEC_ID_WMAV2);
+}
+
 // An Opus track in Matroska says how long its encoder's run-up is, and every reader subtracts that from all its times.
 // Older versions of the library do not add it when they write. In `timeBase`.
 std::int64_t delayToAdd(const AVFormatContext& file, const AVStream& stream, AVRational timeBase) {
@@ -75,6 +80,7 @@ bool MovieFile::wantsGlobalHeader() const { return (context_->oformat->flags & A
 
 // Tried out in memory: what the libraries say about a codec beforehand is not always true.
 bool MovieFile::takes(const AVCodecParameters& parameters) const {
+  if (isUnreadable(context_->oformat->name, parameters.codec_id)) return false;
   AVFormatContext* trial = nullptr;
   if (avformat_alloc_output_context2(&trial, context_->oformat, nullptr, nullptr) < 0) throw std::bad_alloc();
   AVStream* stream = avformat_new_stream(trial, nullptr);

@@ -84,7 +84,7 @@ class ProofTest : public testing::Test {
     output.commit();
     for (const int i : {0, 2, kFrames - 1}) promise.samples.emplace(i, picture(i));
     promise.pictures = reader.format();
-    promise.soundStreams = writer.soundStreams();
+    promise.soundStreams = writer.sound().tracks;
     promise.timecode = timecodeOf(reader, 0);
     return promise;
   }
