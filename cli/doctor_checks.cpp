@@ -39,7 +39,9 @@ bool isUsual(const OutputFormat& format) {
 constexpr Codec kOtherEncoders[]{
     {"libsvtav1", "AV1, fast"},
     {"libaom-av1", "AV1, slow"},
-    {"aac", "the demonstration clip's sound"},
+    {"aac", "sound in .mp4"},
+    {"libopus", "sound in .webm"},
+    {"flac", "sound in .mkv"},
 };
 
 constexpr Codec kNeededDecoders[]{

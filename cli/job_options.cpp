@@ -36,6 +36,7 @@ constexpr std::array<Named<AlphaMode>, 2> kAlphaModes{
     {{"straight", AlphaMode::Straight}, {"premultiplied", AlphaMode::Premultiplied}}};
 constexpr std::array<Named<HiddenColors>, 3> kHiddenColors{
     {{"auto", HiddenColors::Auto}, {"extend", HiddenColors::Extend}, {"keep", HiddenColors::Keep}}};
+constexpr std::array<Named<OverEnd>, 2> kOverEnds{{{"hold", OverEnd::Hold}, {"loop", OverEnd::Loop}}};
 constexpr std::array<Named<ProgressKind>, 4> kProgressKinds{{{"bar", ProgressKind::Bar},
                                                              {"plain", ProgressKind::Plain},
                                                              {"json", ProgressKind::Json},
@@ -133,11 +134,19 @@ void addOutputOptions(CLI::App& command, JobOptions& options) {
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
       ->group(group);
   command.add_flag("!--no-sound", options.job.sound, "Leave the sound out.")->group(group);
-  command
-      .add_option("--over", options.job.companions.background,
-                  "What the view comp shows behind the subject: a picture, a clip or #rrggbb. An output without alpha "
-                  "then shows comp.")
-      ->type_name("FILE|#rrggbb")
+  CLI::Option* over =
+      command
+          .add_option(
+              "--over", options.job.companions.background,
+              "What the view comp shows behind the subject: a picture, a clip or #rrggbb. An output without alpha "
+              "then shows comp.")
+          ->type_name("FILE|#rrggbb")
+          ->group(group);
+  addChoice<OverEnd>(command, "--over-end", kOverEnds,
+                     "What a clip behind the subject does at its end: stays at its last picture, or begins again.",
+                     [&options](OverEnd end) { options.job.companions.backgroundEnd = end; })
+      ->default_str("hold")
+      ->needs(over)
       ->group(group);
 }
 

@@ -28,7 +28,8 @@ std::shared_ptr<const Image> uniform(unsigned int color, int width, int height) 
 
 }  // namespace
 
-Background::Background(const std::string& text, const PictureFormat& clip, int threads, const std::atomic<bool>& stop) {
+Background::Background(const std::string& text, const PictureFormat& clip, OverEnd end, int threads,
+                       const std::atomic<bool>& stop) {
   const std::optional<unsigned int> color = colorOf(text);
   if (color) {
     color_ = uniform(*color, clip.width, clip.height);
@@ -38,7 +39,7 @@ Background::Background(const std::string& text, const PictureFormat& clip, int t
   if (text.starts_with('#') && !std::filesystem::exists(text, ignored)) {
     throw UserError(text + ": is neither a colour nor a file; write a colour as #rrggbb, in hexadecimal");
   }
-  file_.emplace(text, "background", CompanionClip::Fit::Cover, clip, threads, stop);
+  file_.emplace(text, clip, end, threads, stop);
 }
 
 }  // namespace kalvetra

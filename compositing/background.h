@@ -5,27 +5,30 @@
 #include <optional>
 #include <string>
 
-#include "compositing/companion_clip.h"
+#include "compositing/background_clip.h"
 
 namespace kalvetra {
 
 // A colour, a picture or a clip. Its numbers are taken as the clip's own are, without conversion between colour spaces.
 class Background {
  public:
-  // `text` is a colour, "#rrggbb", or a file or sequence to read along with the clip, scaled to cover its frame.
-  // Throws UserError for anything else. `stop` must outlive it.
-  Background(const std::string& text, const PictureFormat& clip, int threads, const std::atomic<bool>& stop);
+  // `text` is a colour, "#rrggbb", or a file or sequence, scaled to cover the clip's frame. Throws UserError for
+  // anything else. `stop` must outlive it.
+  Background(const std::string& text, const PictureFormat& clip, OverEnd end, int threads,
+             const std::atomic<bool>& stop);
 
-  // The background of the clip's next frame, opaque, of the clip's stored size. For one thread; frames in flight may
-  // keep it.
-  std::shared_ptr<const Image> next() { return file_ ? file_->next() : color_; }
+  // The background that many seconds after the first frame, opaque, of the clip's stored size. They may only grow. For
+  // one thread; frames in flight may keep it.
+  std::shared_ptr<const Image> at(double seconds) { return file_ ? file_->at(seconds) : color_; }
 
   // Null for a colour.
   const Reader* source() const { return file_ ? &file_->source() : nullptr; }
+  // As BackgroundClip has it.
+  std::string damage() const { return file_ ? file_->damage() : std::string(); }
 
  private:
   std::shared_ptr<const Image> color_;
-  std::optional<CompanionClip> file_;
+  std::optional<BackgroundClip> file_;
 };
 
 }  // namespace kalvetra

@@ -68,7 +68,9 @@ bool ClipReader::readInRange(ClipFrame& frame) {
     const int ownNumber = reader_.fileNumber(number, source.time);
     if (index_ == 0 && firstFile_) fileShift_ = *firstFile_ - ownNumber;
     frame.fileNumber = ownNumber + fileShift_;
+    if (index_ == 0) first_ = source.time;
     if (index_ == 0 && range_.start) origin_ = source.time;
+    frame.seconds = secondsOf(source.time - first_);
     frame.index = index_++;
     lastEnd_ = secondsOf(source.time + source.duration);
     source.copied = soundUntil(lastEnd_);

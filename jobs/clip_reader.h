@@ -16,6 +16,7 @@ struct ClipFrame {
   std::int64_t number = 0;  // in the clip, from 0
   std::int64_t index = 0;   // in the range, from 0
   int fileNumber = 1;       // in a numbered output
+  double seconds = 0.0;     // since the range's first picture
   bool isLast = false;
 };
 
@@ -60,7 +61,8 @@ class ClipReader {
   int fileShift_ = 0;          // from the source's numbers to the files'
   std::int64_t number_ = 0;    // of the next picture in the clip
   std::int64_t index_ = 0;     // of the next picture in the range
-  std::int64_t origin_ = 0;    // time of the range's first picture
+  std::int64_t first_ = 0;     // time of the range's first picture
+  std::int64_t origin_ = 0;    // what times count from: 0 for a range without a start
   double lastEnd_ = 0.0;       // where the latest picture up to the range's end ends, in seconds of the clip
   std::optional<double> end_;  // where the range ends, once it is known
   Damage before_, inRange_;    // as they were at the latest picture before the range, and in it

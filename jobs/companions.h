@@ -17,6 +17,7 @@ struct CompanionPaths {
   std::string garbage;     // runs along with the whole clip
   std::string holdout;     // likewise
   std::string background;  // a file that begins with the first picture that is worked on, or #rrggbb
+  OverEnd backgroundEnd = OverEnd::Hold;
 };
 
 class CompanionFiles {
@@ -24,8 +25,9 @@ class CompanionFiles {
   // Throws UserError when one cannot be read, or does not fit the clip.
   CompanionFiles(const CompanionPaths& paths, const PictureFormat& clip, int threads, const std::atomic<bool>& stop);
 
-  // What goes with the picture of that number in the clip and that index in the range. Both may only grow.
-  Companions at(std::int64_t number, std::int64_t index);
+  // What goes with the picture of that number in the clip, so many seconds after the first one that is worked on. Both
+  // may only grow.
+  Companions at(std::int64_t number, double seconds);
 
   // What had to be guessed, a sentence each.
   std::vector<std::string> guesses() const;
@@ -33,9 +35,8 @@ class CompanionFiles {
   std::vector<std::string> damage() const;
 
  private:
-  template <class File>
   struct Feed {
-    std::optional<File> file;
+    std::optional<CompanionClip> file;
     std::int64_t taken = 0;
     std::shared_ptr<const Image> current;
 
@@ -45,10 +46,8 @@ class CompanionFiles {
     }
   };
 
-  std::vector<const Reader*> sources() const;
-
-  Feed<CompanionClip> garbage_, holdout_;
-  Feed<Background> background_;
+  Feed garbage_, holdout_;
+  std::optional<Background> background_;
 };
 
 }  // namespace kalvetra

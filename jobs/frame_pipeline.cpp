@@ -100,7 +100,7 @@ void keyFrames(ClipReader& clip, const ClipKeying& clipKeying, const Keying& key
     const bool more = !stop && failure.guard([&] {
       job = std::make_unique<Job>();
       if (!clip.next(job->frame)) return false;
-      job->companions = companions.at(job->frame.number, job->frame.index);
+      job->companions = companions.at(job->frame.number, job->frame.seconds);
       return true;
     });
     if (more) {

@@ -72,7 +72,8 @@ std::string jobIdentity(const KeyJob& job, const AnimatedSettings& settings, con
                 {"start number", job.startNumber ? json(*job.startNumber) : json(nullptr)},
                 {"garbage matte", fileIdentity(job.companions.garbage)},
                 {"holdout matte", fileIdentity(job.companions.holdout)},
-                {"background", fileIdentity(job.companions.background)}};
+                {"background", fileIdentity(job.companions.background)},
+                {"end of the background", job.companions.backgroundEnd == OverEnd::Loop ? "loop" : "hold"}};
   for (const OutputRequest& output : job.outputs) {
     const std::string path = std::filesystem::weakly_canonical(output.path).string();
     identity["output"].push_back(

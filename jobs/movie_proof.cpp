@@ -34,12 +34,15 @@ std::string nameOf(AVCodecID codec, unsigned int tag) {
   return tag == 0 ? name : name + " (" + av_fourcc_make_string(text, tag) + ")";
 }
 
-// Where the pictures' track ends in the file's time base, by what its header says; nothing where it says nothing.
-std::optional<std::int64_t> statedEnd(const AVStream& video, std::int64_t firstTime) {
+// Where the pictures' track ends by what its header says, in the file's time base and in times as Reader counts them;
+// nothing where it says nothing.
+std::optional<std::int64_t> statedEnd(const Reader& movie, std::int64_t firstTime) {
+  const AVStream& video = movie.video();
   const AVDictionaryEntry* tag = av_dict_get(video.metadata, "DURATION", nullptr, AV_DICT_IGNORE_SUFFIX);
   std::int64_t end = 0;
-  if (tag != nullptr && av_parse_time(&end, tag->value, 1) >= 0) {
-    return av_rescale_q(end, av_make_q(1, AV_TIME_BASE), video.time_base);  // Matroska: from time 0
+  if (tag != nullptr && av_parse_time(&end, tag->value, 1) >= 0) {  // Matroska: from time 0
+    const std::int64_t start = movie.container().start_time;
+    return av_rescale_q(end - std::max<std::int64_t>(start, 0), av_make_q(1, AV_TIME_BASE), video.time_base);
   }
   if (video.duration > 0) return firstTime + video.duration;
   return std::nullopt;
@@ -99,8 +102,7 @@ class MovieProver {
     }
     const FrameRecord& last = promise_.frames.back();
     const std::int64_t due = wanted(last.time + last.duration);
-    const std::int64_t found =
-        statedEnd(movie_.video(), times_.front()).value_or(times_.front() + due) - times_.front();
+    const std::int64_t found = statedEnd(movie_, times_.front()).value_or(times_.front() + due) - times_.front();
     proof_.expect(isNear(found, due), secondsOf(due, unit),
                   "it lasts " + secondsOf(found, unit) + " instead of " + secondsOf(due, unit));
   }

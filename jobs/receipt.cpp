@@ -57,6 +57,10 @@ void writeReceipt(const std::string& path, const KeyJob& job, const ClipKeying& 
                        {"clip_hash", "murmur3:" + hexadecimal(result.clipHash)},
                        {"settings", ordered_json::parse(presetText(settings)).at("settings")},
                        {"outputs", ordered_json::array()}};
+  if (!job.companions.background.empty()) {
+    receipt["background"] = {{"file", job.companions.background},
+                             {"end", job.companions.backgroundEnd == OverEnd::Loop ? "loop" : "hold"}};
+  }
   for (const WrittenOutput& output : result.outputs) receipt["outputs"].push_back(outputEntry(output));
   errno = 0;
   std::ofstream file(path, std::ios::binary);

@@ -19,7 +19,7 @@ Pick lookForBackdrop(const PreviewOptions& options, const std::atomic<bool>& sto
 
 // Throws UserError unless a background can be read from it.
 void checkBackground(const PreviewOptions& options, const PictureFormat& clip, const std::atomic<bool>& stop) {
-  if (!options.background.empty()) Background(options.background, clip, 1, stop);
+  if (!options.background.empty()) Background(options.background, clip, OverEnd::Hold, 1, stop);
 }
 
 }  // namespace

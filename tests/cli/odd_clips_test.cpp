@@ -145,8 +145,8 @@ TEST(OddClips, SoundThatAContainerRefusesLateIsLeftOut) {
     const std::string other = folder.path("other.mkv");
     need(kPicture + "-f lavfi -i sine=d=0.48:r=48000 -c:v mpeg4 -c:a " + codec + " " + other);
     const std::string told = need(key(other + " " + output + kColor + "--yes"));
-    const bool refused = std::string(codec) == "flac";
-    EXPECT_EQ(refused, told.find("left out") != std::string::npos) << told;
+    const bool encoded = std::string(codec) == "flac";
+    EXPECT_EQ(encoded, told.find("is encoded as") != std::string::npos) << told;
   }
 }
 
@@ -201,6 +201,26 @@ TEST(OddClips, RecordingsJoinedByteByByteGoOnInStep) {
   EXPECT_EQ(found, soundInStep(resumed));
   expectHas(need(key(joined + " " + whole + kColor + more + " --yes --start 0.6 --end 1")), "10 pictures, 0.400 s");
   expectHas(need(kKalvetra + " probe " + joined), "its clock jumps");
+}
+
+// A clip that is nothing but screen shows its background alone.
+TEST(OddClips, ABackgroundPlaysAtItsOwnRate) {
+  const ScratchFolder out;
+  need(kFfmpeg + "-f lavfi -i color=0x3cbe50:s=64x36:r=25 -frames:v 20 -c:v ffv1 -pix_fmt bgr0 " + out.path("g.mkv"));
+  need(kFfmpeg + "-f lavfi -i testsrc2=s=64x36:r=50 -frames:v 12 -c:v ffv1 -pix_fmt bgr0 " + out.path("b.mkv"));
+  const std::vector<Image> background = readAll(out.path("b.mkv"));
+  const auto expectShown = [&](const std::string& options, std::size_t frames, bool loop) {
+    need(key(out.path("g.mkv") + " -f null -y --clip-black 20 --key-color 60,190,80 --over " + out.path("b.mkv") +
+             " --also comp=" + out.path("c.mkv") + options));
+    const std::vector<Image> shown = readAll(out.path("c.mkv"));
+    ASSERT_EQ(frames, shown.size());
+    for (std::size_t i = 0; i < frames; ++i) {
+      const std::size_t wanted = loop ? 2 * i % 12 : std::min<std::size_t>(2 * i, 11);
+      EXPECT_TRUE(background[wanted].argb == shown[i].argb) << options << ", picture " << i;
+    }
+  };
+  expectShown("", 20, false);
+  expectShown(" --over-end loop --start 7f", 13, true);
 }
 
 }  // namespace

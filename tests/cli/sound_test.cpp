@@ -41,8 +41,8 @@ class Sound : public testing::Test {
   double click(const std::string& file, int channel, int track = 0) const {
     const std::string which = " -select_streams a:" + std::to_string(track) + " ", raw = file + ".raw";
     const std::string name = path(file);
-    const double start = std::stod(need("ffprobe -v error" + which + "-read_intervals %+#1 -show_entries " +
-                                        "frame=pts_time -of csv=p=0 " + name));
+    const double start = std::stod(
+        need("ffprobe -v error" + which + "-show_entries " + "frame=pts_time -of csv=p=0 " + name + " | head -1"));
     const double rate =
         std::stod(need("ffprobe -v error" + which + "-show_entries stream=sample_rate -of csv=p=0 " + name));
     need(kFfmpeg + "-i " + name + " -map 0:a:" + std::to_string(track) + " -af pan=mono\\|c0=c" +

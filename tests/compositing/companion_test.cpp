@@ -28,7 +28,7 @@ PictureFormat clipOf(int width, int height, int quarterTurns = 0) {
   return format;
 }
 
-// A picture or a clip of solid colours, one a frame: "red", "blue" ...
+// A picture or a clip of solid colours, one a frame and ten a second: "red", "blue" ...
 void draw(const std::string& path, const std::vector<std::string>& colors, const std::string& size) {
   std::string inputs, chain;
   for (std::size_t i = 0; i < colors.size(); ++i) {
@@ -36,7 +36,7 @@ void draw(const std::string& path, const std::vector<std::string>& colors, const
     chain += "[" + std::to_string(i) + "]";
   }
   need("ffmpeg -nostdin -v error -y " + inputs + "-filter_complex \"" + chain +
-       "concat=n=" + std::to_string(colors.size()) + "\" " +
+       "concat=n=" + std::to_string(colors.size()) + ",settb=1/10,setpts=N\" " +
        (path.ends_with(".mkv") ? "-fps_mode passthrough -c:v ffv1 -pix_fmt bgr0 " : "") + path);
 }
 
@@ -117,26 +117,86 @@ TEST(Companions, TurnWithTheClip) {
 
 TEST(Backgrounds, AreColoursPicturesOrClips) {
   const ScratchFolder folder;
-  Background color("#0a64FF", clipOf(4, 3), 1, kNever);
-  EXPECT_EQ((std::array{255, 10, 100, 255}), pixel(*color.next(), 3, 2));
-  EXPECT_EQ(color.next(), color.next());
+  Background color("#0a64FF", clipOf(4, 3), OverEnd::Loop, 1, kNever);
+  EXPECT_EQ((std::array{255, 10, 100, 255}), pixel(*color.at(0), 3, 2));
+  EXPECT_EQ(color.at(0), color.at(1));
   EXPECT_EQ(nullptr, color.source());
   draw(folder.path("b.png"), {"blue"}, "100x10");
-  Background picture(folder.path("b.png"), clipOf(32, 18), 1, kNever);
-  const auto image = picture.next();
+  Background picture(folder.path("b.png"), clipOf(32, 18), OverEnd::Loop, 1, kNever);
+  const auto image = picture.at(0);
+  EXPECT_EQ(image, picture.at(100)) << "made once";
   EXPECT_EQ(32, image->width);
   EXPECT_EQ(18, image->height);
   EXPECT_EQ(kBlue, pixel(*image, 0, 17));
-  draw(folder.path("c.mkv"), {"red", "lime"}, "64x64");
-  Background clip(folder.path("c.mkv"), clipOf(32, 18), 1, kNever);
-  for (const auto& expected : {kRed, kGreen, kGreen}) EXPECT_EQ(expected, pixel(*clip.next(), 16, 9));
+}
+
+// Ten pictures a second: red, green, blue.
+class MovingBackground : public testing::Test {
+ protected:
+  MovingBackground() { draw(file_, {"red", "lime", "blue"}, "64x64"); }
+  static std::array<int, 4> colorAt(Background& background, double seconds) {
+    return pixel(*background.at(seconds), 16, 9);
+  }
+  Background open(OverEnd end, const std::string& file) const { return {file, clipOf(32, 18), end, 1, kNever}; }
+
+  ScratchFolder folder_;
+  std::string file_ = folder_.path("c.mkv");
+};
+
+TEST_F(MovingBackground, ShowsThePictureOfItsOwnTime) {
+  Background held = open(OverEnd::Hold, file_), looped = open(OverEnd::Loop, file_);
+  const auto colors = {kRed, kRed, kRed, kGreen, kGreen, kBlue, kBlue, kBlue, kBlue};
+  double seconds = 0;
+  for (const auto& color : colors) {
+    EXPECT_EQ(color, colorAt(held, seconds)) << seconds;
+    seconds += 0.04;
+  }
+  EXPECT_EQ(held.at(1), held.at(100)) << "its last picture stays, and is not made again";
+  for (const auto& [at, color] : {std::pair{0.0, kRed},
+                                  {0.1997, kBlue},
+                                  {0.2993, kRed},
+                                  {0.35, kRed},
+                                  {0.4, kGreen},
+                                  {0.88, kBlue},
+                                  {0.9, kRed},
+                                  {300.1, kGreen},
+                                  {300.29, kBlue}}) {
+    EXPECT_EQ(color, colorAt(looped, at)) << at;
+  }
+}
+
+// As a resumed run and one from the middle need it.
+TEST_F(MovingBackground, IsTheSameWhereverReadingBegins) {
+  for (const OverEnd end : {OverEnd::Hold, OverEnd::Loop}) {
+    Background all = open(end, file_);
+    for (int i = 0; i < 30; ++i) {
+      Background here = open(end, file_);
+      EXPECT_EQ(colorAt(all, i / 29.97), colorAt(here, i / 29.97)) << i;
+    }
+  }
+}
+
+TEST_F(MovingBackground, MayHaveAnyTimes) {
+  need("ffmpeg -nostdin -v error -y -i " + file_ + " -vf \"settb=1/1000,setpts='400+gt(N\\,0)*500+gt(N\\,1)*100'\" " +
+       "-fps_mode passthrough -c:v ffv1 " + folder_.path("odd.mkv"));
+  Background odd = open(OverEnd::Hold, folder_.path("odd.mkv"));
+  for (const auto& [at, color] : {std::pair{0.0, kRed}, {0.49, kRed}, {0.5, kGreen}, {0.59, kGreen}, {0.6, kBlue}}) {
+    EXPECT_EQ(color, colorAt(odd, at)) << at;
+  }
+  need("ffmpeg -nostdin -v error -y -i " + file_ + " " + folder_.path("s-%d.png"));
+  PictureFormat fast = clipOf(32, 18);
+  fast.frameRate = {50, 1};
+  Background sequence(folder_.path("s-%d.png"), fast, OverEnd::Loop, 1, kNever);
+  for (const auto& [at, color] : {std::pair{0.0, kRed}, {0.02, kGreen}, {0.04, kBlue}, {0.06, kRed}}) {
+    EXPECT_EQ(color, colorAt(sequence, at)) << at;
+  }
 }
 
 TEST(Backgrounds, WithAlphaLieOverBlack) {
   const ScratchFolder folder;
   need("ffmpeg -nostdin -v error -y -f lavfi -i color=red@0.5:s=32x18,format=rgba -frames:v 1 " + folder.path("h.png"));
-  Background half(folder.path("h.png"), clipOf(32, 18), 1, kNever);
-  const auto image = half.next();
+  Background half(folder.path("h.png"), clipOf(32, 18), OverEnd::Hold, 1, kNever);
+  const auto image = half.at(0);
   EXPECT_EQ(255, pixel(*image, 3, 3)[0]);
   EXPECT_NEAR(127, pixel(*image, 3, 3)[1], 1);
 }
@@ -144,14 +204,14 @@ TEST(Backgrounds, WithAlphaLieOverBlack) {
 TEST(Backgrounds, BadOnesGetOneSentence) {
   for (const char* text : {"#12345", "#12345g", "#"}) {
     EXPECT_EQ(std::string(text) + ": is neither a colour nor a file; write a colour as #rrggbb, in hexadecimal",
-              refusal([&] { Background(text, clipOf(4, 3), 1, kNever); }));
+              refusal([&] { Background(text, clipOf(4, 3), OverEnd::Hold, 1, kNever); }));
   }
   EXPECT_EQ("green: there is no such file; check the name",
-            refusal([&] { Background("green", clipOf(4, 3), 1, kNever); }));
+            refusal([&] { Background("green", clipOf(4, 3), OverEnd::Hold, 1, kNever); }));
   const ScratchFolder folder;
   need("ffmpeg -nostdin -v error -y -f lavfi -i sine=d=0.1 " + folder.path("s.wav"));
   EXPECT_EQ(folder.path("s.wav") + ": has no video in it; name a file with pictures",
-            refusal([&] { Background(folder.path("s.wav"), clipOf(4, 3), 1, kNever); }));
+            refusal([&] { Background(folder.path("s.wav"), clipOf(4, 3), OverEnd::Hold, 1, kNever); }));
 }
 
 }  // namespace

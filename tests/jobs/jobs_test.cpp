@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "jobs/clip_range.h"
+#include "jobs/clip_reader.h"
 #include "jobs/job_identity.h"
 #include "jobs/journal.h"
 #include "jobs/sample_pictures.h"
@@ -54,6 +55,28 @@ TEST(ClipRange, CountsWhatItHolds) {
   range.frames = 10;
   EXPECT_EQ(10, range.expectedFrames(90, rate));
   EXPECT_TRUE(range.isBehind(40, 40 / 30.0, 10));
+}
+
+// What goes along by time, like a background, must not depend on where a run was interrupted.
+TEST(ClipReader, TimesCountFromTheRangesFirstPicture) {
+  const ScratchFolder folder;
+  kalvetra::test::need(
+      "ffmpeg -nostdin -v error -f lavfi -i testsrc=s=16x16:r=25:d=1 -c:v ffv1 -output_ts_offset 0.4 " +
+      folder.path("a.nut"));
+  const std::atomic<bool> never{false};
+  for (const char* start : {"", "5f"}) {
+    ClipRange range;
+    range.start = parsePosition(start);
+    for (const int skipped : {0, 3}) {
+      kalvetra::Reader reader(folder.path("a.nut"), 1, never);
+      kalvetra::ClipReader clip(reader, range, skipped);
+      kalvetra::ClipFrame frame;
+      for (int i = skipped; i < skipped + 3; ++i) {
+        ASSERT_TRUE(clip.next(frame));
+        EXPECT_NEAR(i / 25.0, frame.seconds, 1e-6) << start << " " << skipped;
+      }
+    }
+  }
 }
 
 TEST(SamplePictures, HoldsBeginningMiddleAndEndOfAnyClip) {

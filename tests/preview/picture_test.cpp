@@ -244,7 +244,7 @@ TEST(PreviewPicture, LiesOverFiles) {
   const test::ScratchFolder folder;
   const std::string clip = test::makeGreenClip(folder, "clip.mp4");
   const std::string sky = folder.path("sky.mkv"), raw = folder.path("c.raw");
-  test::need("ffmpeg -nostdin -v error -y -f lavfi -i testsrc2=s=200x100:r=25 -frames:v 9 -c:v ffv1 " + sky);
+  test::need("ffmpeg -nostdin -v error -y -f lavfi -i testsrc2=s=200x100:r=60 -frames:v 30 -c:v ffv1 " + sky);
   test::need("cp " + sky + " " + folder.path("other.mkv"));
   std::filesystem::create_directory(folder.path("named"));
   test::need("mv " + folder.path("other.mkv") + " " + folder.path("named"));
