@@ -139,7 +139,7 @@ TEST_F(JobFaults, ControlCharactersInNamesAreQuoted) {
 
 TEST_F(JobFaults, ResumableRunsSayWhatTheyLeaveOut) {
   for (const char* name : {"o.webm", "o-%03d.png"}) {
-    const std::string sentence = std::string(name) == "o.webm" ? "(pcm_s16le) is left out" : "timecode 10:00:00:00";
+    const std::string sentence = std::string(name) == "o.webm" ? "mono, is encoded as opus" : "timecode 10:00:00:00";
     for (const char* resume : {"", "--resume"}) {
       const std::string said = need(key(clip_ + " " + out_.path(name) + kOptions + "-y --frames 2 " + resume));
       expectHas(said, sentence);

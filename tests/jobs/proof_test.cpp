@@ -160,7 +160,8 @@ TEST_F(ProofTest, EachColourTagCounts) {
   expectRefused("c.mov", good, [](ColorTags& color) { color.transfer = AVCOL_TRC_IEC61966_2_1; });
   // The range is the format's own: another must be in the file.
   const Promise limited = write("c.mp4", AlphaMode::None);
-  need(kFfmpeg + "-i " + folder_.path("c.mp4") + " -map 0:v -c copy -bsf:v h264_metadata=video_full_range_flag=1 " +
+  need(kFfmpeg + "-i " + folder_.path("c.mp4") +
+       " -map 0:v -map 0:a -c copy -bsf:v h264_metadata=video_full_range_flag=1 " +
        "-color_range pc -movflags use_metadata_tags " + folder_.path("full.mp4"));
   expectRefused("full.mp4", limited, [](ColorTags&) {});
 }
