@@ -246,8 +246,8 @@ TEST_F(CrowdedServerTest, DropsStrangersThatWaitLongest) {
   EXPECT_TRUE(known->receiveTo("\r\n\r\nhello").starts_with("HTTP/1.1 200"));
   Connections waiting;
   for (int i = 0; i < 20; ++i) waiting.push_back(connect());
-  for (int i = 0; i < 13; ++i) EXPECT_TRUE(waiting[i]->isClosedWithin(std::chrono::seconds(20))) << i;
-  for (int i = 13; i < 20; ++i) EXPECT_TRUE(waiting[i]->isSilent()) << i;
+  for (std::size_t i = 0; i < 13; ++i) EXPECT_TRUE(waiting[i]->isClosedWithin(std::chrono::seconds(20))) << i;
+  for (std::size_t i = 13; i < 20; ++i) EXPECT_TRUE(waiting[i]->isSilent()) << i;
   known->send(request);
   EXPECT_TRUE(known->receiveTo("\r\n\r\nhello").starts_with("HTTP/1.1 200"));
 }
