@@ -14,7 +14,7 @@ class Line {
  public:
   void add(std::string_view piece) {
     if (size_ + piece.size() > sizeof text_) flush();
-    size_ += piece.copy(text_ + size_, sizeof text_);
+    size_ += piece.copy(text_ + size_, sizeof text_ - size_);
   }
   void flush() {
     std::fwrite(text_, 1, size_, stderr);

@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "support/nearest_word.h"
+#include "support/shell_quoted.h"
 
 namespace kalvetra {
 
@@ -54,7 +55,9 @@ std::string unknownOption(const CLI::App& program, const CLI::App& command, cons
 std::string unknownCommand(const CLI::App& program, const std::string& word) {
   std::error_code ignored;
   if (std::filesystem::exists(word, ignored)) {
-    return "'" + word + "' is no command; to key it: " + program.get_name() + " key " + word + " keyed.mov";
+    const std::string output = std::filesystem::is_directory(word, ignored) ? "'keyed/{name}.mov'" : "keyed.mov";
+    return "'" + word + "' is no command; to key it: " + program.get_name() + " key " + shellQuoted(word) + " " +
+           output;
   }
   Words names;
   for (const CLI::App* command : shownCommands(program)) names.push_back(command->get_name());

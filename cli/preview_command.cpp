@@ -8,10 +8,10 @@
 #include "cli/common_options.h"
 #include "cli/console.h"
 #include "cli/interrupt.h"
-#include "preview/equivalent_command.h"
 #include "preview/preview_context.h"
 #include "preview/preview_server.h"
 #include "preview/private_folder.h"
+#include "support/shell_quoted.h"
 
 namespace kalvetra {
 

@@ -7,6 +7,7 @@
 #include "parameters/parameter_value.h"
 #include "parameters/preset.h"
 #include "preview/plain_name.h"
+#include "support/shell_quoted.h"
 #include "support/user_error.h"
 
 namespace fs = std::filesystem;
@@ -96,17 +97,6 @@ Words backgroundWords(const KeyRequest& request, const KeyJob& job) {
 }
 
 }  // namespace
-
-std::string shellQuoted(const std::string& word) {
-  const auto isHarmless = [](unsigned char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           std::string_view("_-./:,=@%+").find(static_cast<char>(c)) != std::string_view::npos;
-  };
-  if (!word.empty() && std::all_of(word.begin(), word.end(), isHarmless)) return word;
-  std::string quoted = "'";
-  for (const char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quoted + "'";
-}
 
 EquivalentCommand equivalentCommand(const KeyRequest& request, const CommandFiles& files) {
   const std::string output = outputWord(files.output);

@@ -28,7 +28,4 @@ struct CommandFiles {
 // stay as they are given. Throws UserError for what does not fit together, and for what no command can say.
 EquivalentCommand equivalentCommand(const KeyRequest& request, const CommandFiles& files);
 
-// A word as a POSIX shell reads it back.
-std::string shellQuoted(const std::string& word);
-
 }  // namespace kalvetra

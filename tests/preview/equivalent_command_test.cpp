@@ -3,6 +3,7 @@
 
 #include <fstream>
 
+#include "support/shell_quoted.h"
 #include "tests/preview/work_fixture.h"
 
 namespace {
