@@ -83,7 +83,10 @@ TEST_F(Sound, IsEncodedWhereItCannotBeCopiedAndStaysInItsPlace) {
   const std::string telephone = clip("t.avi", "mono", 1, "8000\" -c:a pcm_mulaw");
   const std::string studio = clip("s.mkv", "7.1", 8, "96000\" -c:a flac");
   const std::string side = clip("e.mkv", "5.1\\(side\\)", 6, "44100\" -c:a ac3 -b:a 640k");
-  need(kFfmpeg + "-i " + flac + " -itsoffset 0.5 -i " + flac + " -map 0:v -map 1:a -c copy " + path("late.mkv"));
+  for (const char* late : {"0.5", "0.01"}) {
+    need(kFfmpeg + "-i " + flac + " -itsoffset " + late + " -i " + flac + " -map 0:v -map 1:a -c copy " +
+         path("late" + std::string(late) + ".mkv"));
+  }
   struct Case {
     std::string input, output, options, codec;
     int channels;
@@ -99,8 +102,9 @@ TEST_F(Sound, IsEncodedWhereItCannotBeCopiedAndStaysInItsPlace) {
                                 {studio, "o.webm", "", "opus", 8, 0},
                                 {studio, "o.mp4", "", "aac", 8, 0, 3},
                                 {studio, "o.mov", "", "pcm_s24le", 8, 0},
-                                {path("late.mkv"), "o.webm", "", "opus", 2, -0.5},
-                                {path("late.mkv"), "o.mp4", "--start 0.6", "aac", 2, 0.1},
+                                {path("late0.5.mkv"), "o.webm", "", "opus", 2, -0.5},
+                                {path("late0.01.mkv"), "o.mov", "", "pcm_s24le", 2, -0.01},
+                                {path("late0.5.mkv"), "o.mp4", "--start 0.6", "aac", 2, 0.1},
                                 {flac, "o.webm", "--start 5f --end 20f", "opus", 2, 0.2},
                                 {flac, "o.mov", "--start 0.2 --frames 20", "pcm_s24le", 2, 0.2},
                                 {flac, "o.mkv", "--start 0.2", "flac", 2, 0.2}};
@@ -111,6 +115,11 @@ TEST_F(Sound, IsEncodedWhereItCannotBeCopiedAndStaysInItsPlace) {
     EXPECT_EQ(c.codec + "\n", codecs(path(c.output)));
     expectClicks(c.output, c.channels, c.from, c.without);
   }
+  keyed(aac, "o.mov", "--start 0.2");
+  EXPECT_NEAR(0.1, click("o.mov", 0), 1.1e-3) << "it is copied, and the file tells in milliseconds where it begins";
+  EXPECT_LE(0.0, std::stod(need("ffprobe -v error -select_streams a -show_entries packet=pts_time -of csv=p=0 " +
+                                path("o.mov") + " | head -1")))
+      << "nothing of what sounds before";
   expectHas(keyed(side, "o.webm"), "audio stream 1 (ac3), 44100 Hz, 5.1(side), is encoded as opus, 48000 Hz, 5.1");
   keyed(flac, "o.mov", "--start 5f --end 20f");
   EXPECT_EQ("28800\n",
@@ -153,7 +162,8 @@ TEST_F(Sound, TracksKeepLanguageTitleAndDisposition) {
 }
 
 TEST_F(Sound, OfAResumableRunIsThatOfAnother) {
-  const std::string aac = clip("a.mp4", "5.1", 6, "44100\" -c:a aac");
+  const std::string aac = path("a.mp4");  // sounds all the time, so that each sample tells
+  need(kFfmpeg + kGreen + "-f lavfi -i anoisesrc=d=2:r=44100 " + kVideo + "-ac 6 -c:a aac " + aac);
   for (const char* options : {"", "--start 5f --end 20f", "--start 1.2"}) {
     std::string packets[2];
     for (const bool resumable : {false, true}) {

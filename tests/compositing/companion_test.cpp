@@ -177,8 +177,9 @@ TEST_F(MovingBackground, IsTheSameWhereverReadingBegins) {
 }
 
 TEST_F(MovingBackground, MayHaveAnyTimes) {
-  need("ffmpeg -nostdin -v error -y -i " + file_ + " -vf \"settb=1/1000,setpts='400+gt(N\\,0)*500+gt(N\\,1)*100'\" " +
-       "-fps_mode passthrough -c:v ffv1 " + folder_.path("odd.mkv"));
+  need("ffmpeg -nostdin -v error -y -f lavfi -i sine=d=0.2 -i " + file_ +
+       " -vf \"settb=1/1000,setpts='400+gt(N\\,0)*500+gt(N\\,1)*100'\" " + "-fps_mode passthrough -c:v ffv1 " +
+       folder_.path("odd.mkv"));
   Background odd = open(OverEnd::Hold, folder_.path("odd.mkv"));
   for (const auto& [at, color] : {std::pair{0.0, kRed}, {0.49, kRed}, {0.5, kGreen}, {0.59, kGreen}, {0.6, kBlue}}) {
     EXPECT_EQ(color, colorAt(odd, at)) << at;
