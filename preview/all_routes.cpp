@@ -5,9 +5,7 @@ namespace kalvetra {
 void addQuitRoute(Routes& routes, PreviewContext& context) {
   routes.post("api/quit", [&context](const Request&) {
     context.stop = true;
-    Answer answer;
-    answer.body = "{}";
-    return answer;
+    return Answer();  // without a body, which the end may overtake
   });
 }
 

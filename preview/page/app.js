@@ -57,7 +57,7 @@ function watchServer() {
     clearInterval(watch);
     byId('leave').close();
     tellEnd('The program has ended; this page can be closed.');
-    await api.post('quit', {});
+    await api.postForText('quit', {});
   };
 }
 
