@@ -40,7 +40,7 @@ Mixture unmix(const Rgb& offset, const Rgb& way, const Rgb& screen) {
   const float wo = dot(way, offset), lo = dot(screen, offset);
   const float alone = std::clamp(wo / ww, 0.0f, 1.0f);
   const float determinant = ww * ll - wl * wl;
-  if (determinant < 1e-3f * ww * ll) return {alone, 0.0f};
+  if (determinant <= 1e-3f * ww * ll) return {alone, 0.0f};
   const float spill = (ww * lo - wl * wo) / determinant;
   if (spill <= 0.0f) return {alone, 0.0f};
   const float alpha = std::clamp((ll * wo - wl * lo) / determinant, 0.0f, 1.0f);

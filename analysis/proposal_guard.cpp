@@ -11,6 +11,7 @@ namespace kalvetra {
 namespace {
 
 // The limits come from some thirty photographs and clips, whose keys were looked at.
+constexpr double kLeastScreen = 0.5;     // percent of the pictures; less says nothing about the other settings
 constexpr double kMostFilled = 5.0;      // percent of opacity, mean over what is clear in the plain key
 constexpr float kScreenHue = 30.0f;      // degrees; cloth of another hue is right to become opaque
 constexpr double kMostHoles = 1.5;       // percent of the deep solids
@@ -116,12 +117,27 @@ class Guard {
   }
 
   Guarded apply() {
-    judgeSkinHue();
-    judgeOpacity();
+    const double screen = screenShare();
+    if (screen < kLeastScreen) {
+      leaveAllOut(text("only %.1f %% of the pictures is of the key colour", screen));
+    } else {
+      judgeSkinHue();
+      judgeOpacity();
+    }
     return std::move(result_);
   }
 
  private:
+  // Percent of the pictures that is bare screen.
+  double screenShare() const {
+    Mean mean;
+    for (const ReferenceMatte* matte : trials_.mattes()) {
+      const auto screen = matte->area[static_cast<std::size_t>(Region::Screen)];
+      mean.add(100.0 * static_cast<double>(screen) / static_cast<double>(matte->pixels));
+    }
+    return mean.value();
+  }
+
   void judgeSkinHue() {
     const KeySettings with = result_.settings;
     if (with.skinHue == 0) return;

@@ -16,8 +16,9 @@ struct Guarded {
 };
 
 // Sets the skin hue back to 0 where it keeps the screen's light in the subject. Where the rest fills what is clear in
-// the plain key, or opens holes deep inside of solids, the plain key is all that remains: the defaults with the key
-// colour and a clip black of 4, which takes the haze off bare screen and leaves hair and veils as they are.
+// the plain key, or opens holes deep inside of solids, or the pictures show hardly any screen, the plain key is all
+// that remains: the defaults with the key colour and a clip black of 4, which takes the haze off bare screen and leaves
+// hair and veils as they are.
 Guarded withoutHarm(Trials& trials, const KeySettings& found);
 
 }  // namespace kalvetra

@@ -81,6 +81,14 @@ bool isNamed(const KeyChoice& choice, const Parameter& p) {
   return choice.options.contains(p.id) || (choice.preset && choice.preset->curves.contains(p.id));
 }
 
+// With what the user named over them.
+AnimatedSettings withNamed(const KeyChoice& choice, const KeySettings& base) {
+  AnimatedSettings settings(base);
+  if (choice.preset) applyPreset(*choice.preset, settings);
+  for (const auto& [id, value] : choice.options) settings.set(*findParameter(id), value);
+  return settings;
+}
+
 // What the proposal makes different, in one line.
 void noteChanges(const KeyChoice& choice, const std::string& input, const Proposal& proposal) {
   std::string changes;
@@ -101,9 +109,39 @@ void noteReasons(const Proposal& proposal) {
   for (const std::string& sentence : proposal.leftOut) note(sentence);
 }
 
+template <class Predicate>
+bool anyValue(const AnimatedSettings& settings, const Parameter& p, Predicate predicate) {
+  const Curve curve = settings.curve(p);
+  return std::any_of(curve.begin(), curve.end(), [&](const Keyframe& k) { return predicate(k.value); });
+}
+
+void leaveOut(Proposal& proposal, const Parameter& p, const Parameter& named) {
+  const std::string found = valueText(p, valueIn(proposal.settings, p));
+  proposal.settings.*p.value = p.defaultValue;
+  for (Reason& reason : proposal.reasons) {
+    if (reason.slug == p.slug) reason.sentence = found + " was found and left out";
+  }
+  proposal.leftOut.push_back(std::string(p.slug) + " " + found + " is left out: it would cross the " +
+                             std::string(named.slug) + " that was named");
+}
+
+// A clip level that would cross the other one, which the user named, gives way to it.
+void keepClipLevelsApart(const KeyChoice& choice, Proposal& proposal) {
+  const AnimatedSettings used = withNamed(choice, proposal.settings);
+  const KeySettings found = proposal.settings;
+  const Parameter &black = *findParameter("clip-black"), &white = *findParameter("clip-white");
+  if (!isNamed(choice, white) && anyValue(used, black, [&](int value) { return value > found.clipWhite; })) {
+    leaveOut(proposal, white, black);
+  }
+  if (!isNamed(choice, black) && anyValue(used, white, [&](int value) { return value < found.clipBlack; })) {
+    leaveOut(proposal, black, white);
+  }
+}
+
 KeySettings proposed(const KeyChoice& choice, const std::string& input, const SourceOptions& source,
                      std::optional<int> keyColor, int threads) {
-  const Proposal proposal = proposeSettings(input, source, keyColor, threads, stopRequested());
+  Proposal proposal = proposeSettings(input, source, keyColor, threads, stopRequested());
+  keepClipLevelsApart(choice, proposal);
   choice.briefly ? noteChanges(choice, input, proposal) : noteReasons(proposal);
   return proposal.settings;
 }
@@ -124,12 +162,6 @@ void addPresetOptions(CLI::App& command, KeyChoice& choice) {
   command.add_option("--save-preset", choice.savedPreset, "Write the settings that are used into this file.")
       ->group(kGroup)
       ->type_name("FILE");
-}
-
-template <class Predicate>
-bool anyValue(const AnimatedSettings& settings, const Parameter& p, Predicate predicate) {
-  const Curve curve = settings.curve(p);
-  return std::any_of(curve.begin(), curve.end(), [&](const Keyframe& k) { return predicate(k.value); });
 }
 
 // A sentence for each slider that was given while the toggle it depends on is off, or is left off by the preset.
@@ -197,10 +229,9 @@ void addKeyOptions(CLI::App& command, KeyChoice& choice, bool withOwnViews) {
 AnimatedSettings settleSettings(const KeyChoice& choice, const std::string& input, const SourceOptions& source,
                                 int threads) {
   const std::optional<int> named = namedColor(choice);
-  AnimatedSettings settings(choice.automatic ? proposed(choice, input, source, named, threads) : defaultSettings());
-  if (choice.preset) applyPreset(*choice.preset, settings);
-  for (const auto& [id, value] : choice.options) settings.set(*findParameter(id), value);
+  AnimatedSettings settings = withNamed(choice, defaultSettings());
   refuseCrossedClipLevels(settings);
+  if (choice.automatic) settings = withNamed(choice, proposed(choice, input, source, named, threads));
   noteIdleOptions(choice, settings);
   if (choice.searchColor || (!named && !choice.automatic)) {
     if (!needsColor(choice, settings)) return settings;

@@ -11,10 +11,11 @@ namespace {
 using namespace kalvetra;
 using test::DrawnScene;
 
-Proposal propose(const DrawnScene& scene, ChromaSampling sampling = ChromaSampling::Full) {
+Proposal propose(const DrawnScene& scene, ChromaSampling sampling = ChromaSampling::Full,
+                 std::optional<int> named = {}) {
   SettingsProposer proposer(sampling);
   proposer.add(scene.frame.data(), scene.width, scene.height);
-  std::optional<Proposal> proposal = proposer.propose();
+  std::optional<Proposal> proposal = proposer.propose(named);
   if (!proposal) throw std::runtime_error("no backdrop found");
   return *proposal;
 }
@@ -235,6 +236,42 @@ TEST(Proposal, EverySettingHasItsReasonAndAValueInRange) {
     EXPECT_LE(proposal.settings.*p.value, p.maximum) << p.slug;
   }
   EXPECT_EQ(next, proposal.reasons.size());
+}
+
+KeySettings defaultsWith(std::array<double, 3> color, int clipBlack) {
+  KeySettings settings = defaultSettings();
+  for (std::size_t c = 0; c < 3; ++c) settings.keyColor[c] = color[c] / 255.0;
+  settings.clipBlack = clipBlack;
+  return settings;
+}
+
+TEST(Proposal, ANamedColourThatIsNotThereTunesNothing) {
+  const DrawnScene scene = dressedIn({112, 112, 44});
+  const Proposal proposal = propose(scene, ChromaSampling::Full, 0x0000ff);
+  EXPECT_EQ(defaultsWith({0, 0, 255}, 4), proposal.settings);
+  ASSERT_EQ(1u, proposal.leftOut.size());
+  EXPECT_NE(std::string::npos, proposal.leftOut[0].find("only 0.0 % of the pictures is of the key colour"));
+}
+
+// A screen without light has no length to divide by.
+TEST(Proposal, ABlackNamedColourKeepsTheDefaults) {
+  DrawnScene black;
+  black.screen = {0, 0, 0};
+  const Proposal proposal = propose(black.draw(), ChromaSampling::Full, 0x000000);
+  EXPECT_TRUE(std::isfinite(proposal.error)) << proposal.error;
+  EXPECT_EQ(defaultsWith({0, 0, 0}, 0), proposal.settings);
+  EXPECT_TRUE(proposal.leftOut.empty());
+}
+
+// A close-up shows little of its screen, here 3 %.
+TEST(Proposal, ANamedColourInANarrowStripTunesTheRest) {
+  DrawnScene narrow = dressedIn({112, 112, 44});
+  for (std::size_t i = 0; i < narrow.alpha.size(); ++i) {
+    if (i % 480 >= 16) std::copy_n(std::begin({112, 112, 44}), 3, &narrow.frame[4 * i + 1]);
+  }
+  const Proposal proposal = propose(narrow, ChromaSampling::Full, 0x2da54b);
+  EXPECT_GT(proposal.settings.skinHue, 0);
+  EXPECT_TRUE(proposal.leftOut.empty());
 }
 
 TEST(Proposal, NothingWithoutABackdrop) {
