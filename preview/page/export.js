@@ -57,7 +57,7 @@ export class Export {
     this.#kinds = [...deliveries.map(entry('delivery')), ...codecs.map(entry('codec'))];
     this.#fillForm();
     this.#size = new SizeNote(byId('export-size'), () => this.request);
-    for (const id of ['export-kind', 'export-view']) byId(id).addEventListener('change', () => this.#size.update());
+    for (const id of ['export-kind', 'export-view']) byId(id).addEventListener('change', () => this.#estimate());
     byId('export').addEventListener('close', () => this.#size.stop());
     byId('step-export').onclick = () => this.open();
     byId('export-start').onclick = () => this.#start();
@@ -69,8 +69,12 @@ export class Export {
     const {start, end} = this.#state.range;
     byId('export-range').textContent = `frames ${start} to ${end - 1}, ${end - start} in all`;
     open('export');
-    if (!this.#running) this.#size.update();
+    this.#estimate();
     this.#followProgress();
+  }
+
+  #estimate() {
+    if (!this.#running && byId('export').open) this.#size.update();
   }
 
   #fillForm() {
@@ -116,6 +120,7 @@ export class Export {
       this.#followProgress();
     } catch (error) {
       outcome('export-outcome', error);
+      this.#estimate();
     }
   }
 

@@ -3,6 +3,8 @@
 import * as api from './api.js';
 import {sizeText} from './dom.js';
 
+const kOvertaken = 409;
+
 export class SizeNote {
   #place;
   #request;
@@ -19,11 +21,24 @@ export class SizeNote {
     this.#stop = new AbortController();
     this.#show('estimating…');
     try {
-      const {bytes, free} = await api.post('export/size', this.#request(), this.#stop.signal);
+      const {bytes, free} = await this.#ask(this.#stop.signal);
       const fits = bytes <= free;
       this.#show(`about ${sizeText(bytes)}; ${fits ? '' : 'only '}${sizeText(free)} are free`, !fits);
     } catch (error) {
-      if (error.name !== 'AbortError') this.#show(error.message, true);
+      if (error.status === kOvertaken) this.#show('');
+      else if (error.name !== 'AbortError') this.#show(error.message, true);
+    }
+  }
+
+  // What is meant to end one question can end a later one, or another page's: asks again, but only once, so that two
+  // pages do not do it by turns.
+  async #ask(signal) {
+    const once = () => api.post('export/size', this.#request(), signal);
+    try {
+      return await once();
+    } catch (error) {
+      if (error.status !== kOvertaken) throw error;
+      return once();
     }
   }
 

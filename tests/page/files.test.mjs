@@ -108,10 +108,22 @@ test('the copied command makes the page’s very bytes', async () => {
   await page.close();
 });
 
-test('an export shows its progress, is cancelled, made, and downloaded', async () => {
+const sizeNote = (page, text, warns) => page.waitForFunction(([text, warns]) => {
+  const note = document.getElementById('export-size');
+  return note.textContent === text && note.classList.contains('error') === warns;
+}, [text, warns]);
+
+test('an export shows its progress and size, is cancelled, made, and downloaded', async () => {
   const {page, watch} = await openPage(setup);
   const bytes = await keyed(page);
+  const enough = {json: {bytes: 2.5e6, free: 4e9}}, tooLittle = {json: {bytes: 2.5e6, free: 1e6}};
+  const overtaken = {status: 409, json: {error: 'overtaken'}};
+  let sizes = [];  // answers; the last stays
+  await page.route('**/api/export/size', (route) => route.request().method() === 'DELETE' ?
+      route.fulfill({json: {}}) : route.fulfill(sizes.length > 1 ? sizes.shift() : sizes[0]));
+  sizes = [enough];
   await chooseKind(page, 'FFV1');
+  await sizeNote(page, 'about 2.5 MB; 4.0 GB are free', false);
   await page.locator('#export-name').fill('made.mkv');
   await page.locator('#export-start').click();
   await page.locator('#export-cancel').click();
@@ -138,15 +150,24 @@ test('an export shows its progress, is cancelled, made, and downloaded', async (
   assert.ok(frames[0].equals(bytes));
   assertClean(watch);
 
+  sizes = [overtaken, tooLittle];
   await page.locator('#export-start').click();  // the name is taken now
   await page.waitForFunction(() => document.getElementById('export-outcome').classList.contains('error'));
   assert.match(await page.locator('#export-outcome').textContent(), /made\.mkv/);
+  await sizeNote(page, 'about 2.5 MB; only 1.0 MB are free', true);
+  sizes = [overtaken];
+  await page.locator('#export-view').selectOption('matte');
+  await sizeNote(page, '', false);
+  const givenUp = page.waitForRequest((request) => request.method() === 'DELETE' &&
+      request.url().endsWith('api/export/size'));
+  await closeDialog(page);
+  await givenUp;
   await page.close();
 });
 
 test('the end of an export is told where its dialog is closed, and a lost answer does not end following', async () => {
   const {page} = await openPage(setup);
-  let answers = 0;
+  let answers = 0, isOver = false;
   await page.route('**/api/export', async (route) => {
     if (route.request().method() === 'POST') {
       assert.equal(route.request().postDataJSON().keepPartial, true);
@@ -156,13 +177,19 @@ test('the end of an export is told where its dialog is closed, and a lost answer
     answers += 1;
     const running = {state: 'running', frames: 3, of: 8, fps: 9, secondsLeft: 1, checking: false};
     if (answers === 2) await route.abort();
-    else await route.fulfill({json: answers < 4 ? running : {state: 'failed', error: 'the disk is full.'}});
+    else await route.fulfill({json: answers < 4 || !isOver ? running : {state: 'failed', error: 'the disk is full.'}});
   });
   await page.keyboard.press('Control+e');
   await page.locator('#export-partial').check();
   answers = 0;
   await page.locator('#export-start').evaluate((button) => button.click());
+  await page.locator('#export-cancel').waitFor();
+  assert.equal(await page.locator('#export-view').evaluate((view) => {
+    view.dispatchEvent(new Event('change'));
+    return document.getElementById('export-size').textContent;
+  }), '', 'no estimate beside an export');
   await closeDialog(page);
+  isOver = true;
   await page.waitForSelector('#message[data-kind=error]:not([hidden])');
   assert.equal(await page.locator('#message-text').textContent(), 'The export failed: the disk is full.');
   await page.keyboard.press('Control+e');
