@@ -1,4 +1,5 @@
 // Single pixels and areas of the source.
+#include "compositing/mattes.h"
 #include "media/upright.h"
 #include "parameters/key_inspection.h"
 #include "preview/answers.h"
@@ -25,7 +26,21 @@ const char* treatmentName(Treatment treatment) {
   return "foreground";
 }
 
-// Of a pixel in host order, behind its alpha.
+bool isInForce(const std::shared_ptr<const Image>& matte, const Area& at) {
+  return matte != nullptr && matteLevel(matte->row(at.top) + std::ptrdiff_t{4} * at.left) > 0;
+}
+
+// What makes the pixel's alpha: a matte, of which the garbage matte comes last, or the key.
+const char* treatmentOf(PreviewContext& context, std::int64_t number, const KeySettings& settings, const Area& at) {
+  const Companions mattes = context.mattes.at(number);
+  if (isInForce(mattes.garbage, at)) return "garbage";
+  if (isInForce(mattes.holdout, at)) return "holdout";
+  const auto source = context.clip.picture(number);
+  return treatmentName(treatmentAt(settings, source->argb.data(), source->width, source->height,
+                                   context.clip.keying().fields(), at.left, at.top));
+}
+
+// Of a pixel in host order, after its alpha.
 Json colorOf(const unsigned char* argb) { return {argb[1], argb[2], argb[3]}; }
 
 Json colorWithAlpha(const unsigned char* argb) { return {argb[1], argb[2], argb[3], argb[0]}; }
@@ -82,15 +97,12 @@ Answer pixel(const Request& request, PreviewContext& context) {
   const Precedence::Urgent urgent(context.precedence);
   const Turns::Turn turn(context.turns, {}, 0);
   const Renderer::Pixel found = context.renderer.pixel(number, settings, at.left, at.top);
-  const auto source = context.clip.picture(number);
-  const Treatment treatment = treatmentAt(settings, source->argb.data(), source->width, source->height,
-                                          context.clip.keying().fields(), at.left, at.top);
   return jsonAnswer({{"source", colorWithAlpha(found.source)},
                      {"plate", colorOf(found.plate)},
                      {"alpha", found.result[0]},
                      {"result", colorWithAlpha(found.result)},
-                     {"treatment", treatmentName(treatment)},
-                     {"sample", wanted.is_null() ? Json() : meanOf(*source, area)}});
+                     {"treatment", treatmentOf(context, number, settings, at)},
+                     {"sample", wanted.is_null() ? Json() : meanOf(*context.clip.picture(number), area)}});
 }
 
 struct Sample {
