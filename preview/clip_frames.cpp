@@ -56,13 +56,24 @@ std::shared_ptr<const PictureIndex> ClipFrames::index() const {
 }
 
 std::int64_t ClipFrames::count() {
-  const bool ready = index_.wait_for(kPatience) == std::future_status::ready;
+  index_.wait_for(kPatience);
   const std::lock_guard lock(decoding_);
-  if (ready) takeIndex({});
-  if (access_.count()) return *access_.count();
-  if (!ready) return std::max<std::int64_t>(description_.expectedFrames(), 1);
+  takeIndex({});
+  return knownCount().value_or(std::max<std::int64_t>(description_.expectedFrames(), 1));
+}
+
+// Call it with decoding_ held.
+std::optional<std::int64_t> ClipFrames::knownCount() const {
+  if (access_.count() || !access_.hasIndex()) return access_.count();
   const PictureIndex& index = *index_.get();
   return std::max<std::int64_t>(index.reliable ? static_cast<std::int64_t>(index.times.size()) : index.pictures, 1);
+}
+
+std::int64_t ClipFrames::numberWithin(std::int64_t number, const Abandon& abandoned) {
+  const std::lock_guard lock(decoding_);
+  awaitIndexFor(number, abandoned);
+  if (!access_.hasIndex()) access_.frame(number, abandoned);  // near enough: it meets the end, if there is one before
+  return std::min(number, knownCount().value_or(number + 1) - 1);
 }
 
 std::shared_ptr<const Image> ClipFrames::known(std::int64_t number) {

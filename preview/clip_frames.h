@@ -7,6 +7,7 @@
 #include <list>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,9 @@ class ClipFrames {
   // declares.
   std::int64_t count();
 
+  // That number, or the last picture's where the clip ends before it. Waits and throws like picture.
+  std::int64_t numberWithin(std::int64_t number, const Abandon& abandoned);
+
   // Of the clip, once it is made; null before.
   std::shared_ptr<const PictureIndex> index() const;
 
@@ -55,6 +59,7 @@ class ClipFrames {
   std::shared_ptr<const AVFrame> decoded(std::int64_t number, const Abandon& abandoned);
   void awaitIndexFor(std::int64_t number, const Abandon& abandoned);
   bool takeIndex(std::chrono::milliseconds patience);
+  std::optional<std::int64_t> knownCount() const;
   std::unique_ptr<FrameConverter> takeConverter();
   [[noreturn]] void refuse(std::int64_t number, const Abandon& abandoned) const;
 

@@ -43,9 +43,9 @@ std::shared_ptr<const Image> ClipMattes::File::known(std::int64_t number) {
   return found->picture;
 }
 
-// Behind its end its last picture stays.
+// After its end its last picture stays.
 std::shared_ptr<const Image> ClipMattes::File::at(std::int64_t number, const Abandon& abandoned) {
-  const std::int64_t wanted = std::min(number, frames_.count() - 1);
+  const std::int64_t wanted = frames_.numberWithin(number, abandoned);
   if (auto picture = known(wanted)) return picture;
   auto picture = std::make_shared<const Image>(
       fittedTo(clip_, frames_.format(), CompanionClip::Fit::Exact, *frames_.picture(wanted, abandoned)));
