@@ -1,4 +1,4 @@
-// How much the server puts up with of those who connect to it.
+// What the server allows those who connect to it.
 #pragma once
 
 #include <chrono>
@@ -11,7 +11,7 @@ struct ConnectionLimits {
   std::chrono::milliseconds head{3000};    // for a whole head, which comes in one piece
   std::chrono::milliseconds body{30000};   // for a whole body
   std::chrono::milliseconds linger{1000};  // for the other side to read its last answer
-  std::size_t connections = 256;           // at once, so that descriptors are left for the work
+  std::size_t connections = 64;            // at once, ten times a browser's; a process may have 256 descriptors
 };
 
 }  // namespace kalvetra

@@ -53,7 +53,7 @@ constexpr std::chrono::minutes kForever{10};
 constexpr std::chrono::milliseconds kMoment{2};
 
 struct PatientServerTest : ServerTest {
-  PatientServerTest() : ServerTest({kForever, kForever, kForever, kForever}) {}
+  PatientServerTest() : ServerTest({kForever, kForever, kForever, kForever, 200}) {}
 };
 struct CrowdedServerTest : ServerTest {
   CrowdedServerTest() : ServerTest({kForever, kForever, kForever, kForever, 8}) {}
