@@ -67,11 +67,11 @@ class Run {
     }
   }
 
-  // The next picture, its index in the range and its mattes; null behind the last.
+  // The next picture, its index in the range and its mattes; null after the last.
   std::shared_ptr<const AVFrame> read(std::int64_t& index, Companions& mattes) {
     precedence_.giveWay(stop_);
     std::unique_lock lock(mutex_);
-    // One slow frame must not let those behind it pile up.
+    // One slow frame must not let those after it pile up.
     delivered_.wait(lock, [&] { return over_ || taken_ < written_ + ahead_; });
     index = taken_;
     std::shared_ptr<const AVFrame> picture;

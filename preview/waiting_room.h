@@ -14,7 +14,7 @@ namespace kalvetra {
 
 // One thread looks after all connections that wait, and hands over those whose request is there. It drops what waits
 // longer than its limits, and, where there are more connections than `most`, waiting and handed over, those that wait
-// longest, first of all such that were never admitted.
+// longest, first those that were never admitted.
 class WaitingRoom {
  public:
   // Called by the room's thread; must not block.

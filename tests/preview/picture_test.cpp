@@ -128,8 +128,8 @@ std::string drawCorners(const test::ScratchFolder& folder) {
   return file;
 }
 
-// One corner of the upright picture, which is of that colour: its pixel as the page is told, and an area that is not
-// square as `kalvetra pick` averages it.
+// One corner of the upright picture, which is of that colour: its pixel as reported to the page, and an area that is
+// not square as `kalvetra pick` averages it.
 void expectCorner(const test::ServedClip& preview, int x, int y, const std::array<int, 3>& color) {
   Json area{{"frame", 0}, {"x", x}, {"y", y}};
   const Json pixel = preview.json("api/pixel", area)["source"];
