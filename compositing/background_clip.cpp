@@ -48,15 +48,19 @@ double BackgroundClip::secondsOf(std::int64_t time) const {
   return static_cast<double>(time - first_) * av_q2d(reader_->format().timeBase);
 }
 
+// By the time alone: a clip that is read from the middle must come to the same pass, and no rounding may ask for one
+// again and again.
+double BackgroundClip::passAt(double seconds) const { return std::floor((seconds + kBackgroundSlack) / period_); }
+
 bool BackgroundClip::isOver(double seconds) const {
-  return ended_ && end_ == OverEnd::Loop && pictures_ > 1 && seconds - begun_ + kBackgroundSlack >= period_;
+  return ended_ && end_ == OverEnd::Loop && pictures_ > 1 && passAt(seconds) > pass_;
 }
 
 std::shared_ptr<const Image> BackgroundClip::at(double seconds) {
   for (;;) {
-    while (!ended_ && secondsOf(ahead_.time) <= seconds - begun_ + kBackgroundSlack) advance();
+    while (!ended_ && secondsOf(ahead_.time) <= seconds - pass_ * period_ + kBackgroundSlack) advance();
     if (!isOver(seconds)) break;
-    begun_ = period_ * std::floor((seconds + kBackgroundSlack) / period_);
+    pass_ = passAt(seconds);
     open();
   }
   if (!current_) {

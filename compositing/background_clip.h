@@ -37,6 +37,7 @@ class BackgroundClip {
  private:
   void open();
   void advance();
+  double passAt(double seconds) const;
   bool isOver(double seconds) const;
   double secondsOf(std::int64_t time) const;
 
@@ -51,7 +52,7 @@ class BackgroundClip {
   bool ended_ = false;                    // there is no next one
   std::int64_t pictures_ = 0;             // of this pass so far
   std::int64_t first_ = 0;                // time of its first picture
-  double begun_ = 0.0;                    // when this pass did
+  double pass_ = 0.0;                     // from 0, a whole number
   double period_ = 0.0;                   // of a pass, once one was read
   std::shared_ptr<const Image> current_;  // made of the picture of now; null until it is asked for
   std::int64_t lost_ = 0, damaged_ = 0;   // in earlier passes, at most
