@@ -68,7 +68,7 @@ void addMatteOptions(CLI::App& command, CompanionPaths& mattes) {
       ->group("Input");
   command
       .add_option("--holdout", mattes.holdout,
-                  "Picture or clip of the input's size: what is white in it becomes opaque; garbage outdoes it.")
+                  "Picture or clip of the input's size: what is white in it becomes opaque; garbage overrides it.")
       ->type_name("FILE")
       ->group("Input");
 }

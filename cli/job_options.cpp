@@ -151,7 +151,7 @@ void addOutputOptions(CLI::App& command, JobOptions& options) {
 }
 
 void addNumberOption(CLI::App& command, JobOptions& options) {
-  constexpr int kLargest = 100'000'000;  // with a day of pictures behind it still a number of nine digits
+  constexpr int kLargest = 100'000'000;  // with a day of pictures after it still a number of nine digits
   command
       .add_option("--start-number", options.job.startNumber,
                   "The number of the first picture written to a numbered output; by default that of the source.")

@@ -13,7 +13,7 @@ namespace kalvetra {
 // Pictures that go with one frame; null where there is none.
 struct Companions {
   std::shared_ptr<const Image> garbage;     // forced transparent where it is white
-  std::shared_ptr<const Image> holdout;     // forced opaque where it is white; garbage outdoes it
+  std::shared_ptr<const Image> holdout;     // forced opaque where it is white; garbage overrides it
   std::shared_ptr<const Image> background;  // of the composite
 };
 

@@ -143,7 +143,7 @@ class Run {
     for (const JobOutput& output : outputs_) output.refuseTaken(numbers);
   }
 
-  // All outputs go on behind what every one of them has.
+  // All outputs go on after what every one of them has.
   void openJournals() {
     const std::string identity = jobIdentity(job_, keying_.settings, *clipKeying_);
     int segments = std::numeric_limits<int>::max();
@@ -154,7 +154,7 @@ class Run {
     for (JobOutput& output : outputs_) output.keepSegments(segments);
     if (segments == 0) return;
     frames_ = outputs_.front().journal().frames();
-    listener_.note("going on behind " + counted(static_cast<std::int64_t>(frames_.size()), "frame") +
+    listener_.note("going on after " + counted(static_cast<std::int64_t>(frames_.size()), "frame") +
                    " of an unfinished run");
   }
 

@@ -24,7 +24,7 @@ const std::string kDigits = "0123456789abcdef";
 
 std::string beginning(const fs::path& target) { return "." + target.filename().string() + ".part-"; }
 
-// The same in all containers of a running system, and another one after each start; with a dash behind it. Empty where
+// The same in all containers of a running system, and another one after each start; with a dash after it. Empty where
 // the system does not tell.
 std::string systemTag() {
   std::string id;

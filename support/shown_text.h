@@ -25,7 +25,7 @@ inline std::size_t characterLength(std::string_view text) {
   return overlong || surrogate || beyond ? 0 : length;
 }
 
-// Of a whole character: one of ASCII's, or of the 32 behind them (U+0080 to U+009F).
+// Of a whole character: one of ASCII's, or of the 32 after them (U+0080 to U+009F).
 inline bool isControl(std::string_view character) {
   const auto first = static_cast<unsigned char>(character[0]);
   return first < ' ' || first == 0x7f || (first == 0xc2 && static_cast<unsigned char>(character[1]) < 0xa0);

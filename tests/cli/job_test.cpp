@@ -142,7 +142,7 @@ TEST(Mattes, ForceTransparentAndOpaque) {
            out.path("most.png")));
   const Image image = readAll(out.path("o.mkv")).at(2);
   for (int y = 0; y < 90; ++y) {
-    EXPECT_EQ(0, image.row(y)[4 * 40]) << "garbage outdoes holdout";
+    EXPECT_EQ(0, image.row(y)[4 * 40]) << "garbage overrides holdout";
     EXPECT_EQ(255, image.row(y)[4 * 100]);
   }
   need(kFfmpeg + "-f lavfi -i color=white:s=80x90 -frames:v 1 " + out.path("small.png"));

@@ -96,7 +96,7 @@ TEST_F(Resume, AKilledRunGoesOnInEveryKindOfOutput) {
     const Outcome killed = endedBehindASegment(command(output, more), "KILL", out_.path(".m.mkv.unfinished"));
     EXPECT_EQ(137, killed.status) << "done before it could be killed";
     EXPECT_FALSE(fs::exists(out_.path("m.mkv")));
-    expectHas(need(command(output, more)), "going on behind");
+    expectHas(need(command(output, more)), "going on after");
     EXPECT_EQ(180u, readAll(out_.path("m.mkv")).size()) << name;
     const std::vector<kalvetra::Image> parts = readAll(output), whole = readAll(out_.path("whole-" + name));
     ASSERT_EQ(180u, parts.size()) << name;
