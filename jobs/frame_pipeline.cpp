@@ -92,16 +92,21 @@ void keyFrames(ClipReader& clip, const ClipKeying& clipKeying, const Keying& key
   std::vector<PacketPtr> behindLastFrame;
   Failure failure;
 
-  // Jobs go from stage to stage as plain pointers; the last one deletes them. None is lost on the way, as no
-  // stage throws.
+  // The word to stop breaks off any reading: a companion may then look as if it had ended, or fail. What was read when
+  // it came is therefore not keyed. Jobs go from stage to stage as plain pointers; the last one deletes them. None is
+  // lost on the way, as no stage throws.
   const auto read = [&](tbb::flow_control& flow) -> Job* {
     const Handover turn(&kReading);
     std::unique_ptr<Job> job;
     const bool more = !stop && failure.guard([&] {
       job = std::make_unique<Job>();
-      if (!clip.next(job->frame)) return false;
-      job->companions = companions.at(job->frame.number, job->frame.seconds);
-      return true;
+      try {
+        if (!clip.next(job->frame)) return false;
+        job->companions = companions.at(job->frame.number, job->frame.seconds);
+      } catch (const std::exception&) {
+        if (!stop) throw;
+      }
+      return !stop;
     });
     if (more) {
       handOver(job.get());

@@ -111,6 +111,22 @@ TEST_F(Resume, AKilledRunGoesOnInEveryKindOfOutput) {
   }
 }
 
+// Interrupted while it waits for a background of four pictures a frame, in the middle of its 63rd frame.
+TEST_F(Resume, NoFrameIsKeptWhoseBackgroundWasBrokenOff) {
+  const std::string background = folder_->path("hues.nut"), output = out_.path("o.mkv");
+  need(kFfmpeg + "-f lavfi -i color=red:s=8x4:r=120:d=4,format=rgb24,hue=H=n/5 -c:v rawvideo -pix_fmt rgb24 " +
+       background);
+  const std::string more = "--frames 70 --no-sound --view comp --resume --over -";
+  need(command(out_.path("whole.mkv"), more) + " < " + background);
+  const auto pictures = static_cast<int>(fs::file_size(background)) * 250 / 480;
+  const Outcome ended = endedBehindASegment(stalled(command(output, more), background, pictures, out_.path("pipe")),
+                                            "TERM", out_.path(".o.mkv.unfinished"));
+  EXPECT_EQ(130, ended.status) << ended.output;
+  expectHas(ended.output, "frames are kept");
+  need(command(output, more) + " < " + background);
+  EXPECT_EQ(hashOfMovie(out_.path("whole.mkv")), hashOfMovie(output));
+}
+
 // Everything that ffprobe says of a file and its streams, but for its name and what follows from how much of it the
 // codec repeats at the beginning of each part.
 nlohmann::json described(const std::string& path) {

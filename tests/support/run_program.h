@@ -38,4 +38,11 @@ inline Outcome signalledOnce(const std::string& condition, const std::string& co
              signal + " $! 2>/dev/null; wait $!");
 }
 
+// A command whose standard input stalls for good after so many bytes of a file (less than a pipe holds), by way of a
+// pipe that is made at `pipe`. Nothing is left running when it ends.
+inline std::string stalled(const std::string& command, const std::string& file, int bytes, const std::string& pipe) {
+  return "rm -f " + pipe + "; mkfifo " + pipe + "; exec 3<>" + pipe + "; head -c " + std::to_string(bytes) + " " +
+         file + " >&3; " + command + " <&3";
+}
+
 }  // namespace kalvetra::test
