@@ -144,8 +144,13 @@ TEST_F(FailingWorld, PartsOfAKilledRunGoWithTheNext) {
   const auto command = [&](const std::string& name) {
     return key(clip() + " " + out_.path(name) + kOptions + " --also matte=" + out_.path("m-%04d.png"));
   };
-  const Outcome killed = signalledOnce("ls " + out_.path(".m-*/*.png"), command("o.mkv"), "KILL");
-  ASSERT_EQ(137, killed.status) << "done before it could be killed";
+  const std::string mattes = out_.path("black.nut"), pipe = out_.path("pipe");
+  need(kFfmpeg + "-f lavfi -i color=black:s=320x180:r=30:d=3,format=rgb24 -c:v ffv1 -pix_fmt bgr0 " + mattes);
+  const auto half = static_cast<int>(fs::file_size(mattes) / 2);
+  const Outcome killed = signalledOnce("ls " + out_.path(".m-*/*.png"),
+                                       stalled(command("o.mkv") + " --garbage -", mattes, half, pipe), "KILL");
+  ASSERT_EQ(137, killed.status) << killed.output;
+  for (const std::string& file : {mattes, pipe}) fs::remove(file);
   ASSERT_EQ(2u, out_.names().size());
   EXPECT_EQ(std::string::npos, need(key(clip() + " " + out_.path("x.mkv") + kOptions)).find("was left"));
   const std::string said = need(command("o.mkv"));
