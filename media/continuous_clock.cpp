@@ -13,7 +13,7 @@ constexpr std::int64_t kMost = std::int64_t{1} << 56;  // greater times are nons
 constexpr double kLeap = 10.0;                         // seconds ahead of all that came before
 constexpr double kSoundBack = 0.1;                     // seconds that sound may go back without a jump
 constexpr double kSoundWaits = 2.0;                    // seconds of pictures for which sound waits for their jump
-constexpr int kReordered = 16;                         // pictures that may be stored before one shown earlier
+constexpr std::size_t kReordered = 32;                 // packets that may come before one shown earlier: fields of 16
 constexpr std::size_t kMostPictures = 64;              // held, until the first one of a part is known
 constexpr std::size_t kMostSound = 4096;               // packets held of a track
 
@@ -33,7 +33,7 @@ ContinuousClock::ContinuousClock(const AVFormatContext& container, int pictures,
     : container_(container),
       pictureIndex_(pictures),
       pictureUnit_(container.streams[pictures]->time_base),
-      pictureDuration_(std::min(pictureDuration, kMost / (2 * kReordered))),
+      pictureDuration_(std::min(pictureDuration, kMost)),
       mayLeap_((container.iformat->flags & AVFMT_TS_DISCONT) != 0),
       reached_(kUnknown) {
   for (int i = 0; i < static_cast<int>(container.nb_streams); ++i) {
@@ -55,6 +55,10 @@ std::int64_t ContinuousClock::seconds(double value, AVRational unit) const {
   return static_cast<std::int64_t>(value / av_q2d(unit));
 }
 
+std::int64_t ContinuousClock::pictureLength(const AVPacket& packet) const {
+  return packet.duration > 0 ? packet.duration : pictureDuration_;
+}
+
 void ContinuousClock::add(PacketPtr packet) {
   Track* track = trackOf(*packet);
   if (track == nullptr) {
@@ -74,7 +78,10 @@ PacketPtr ContinuousClock::next() {
 }
 
 void ContinuousClock::end() {
-  while (!pictures().held.empty()) beginPart(pictures());
+  while (!pictures().held.empty()) {
+    const bool wasAlone = isBeforeLeap(pictures(), *pictures().held.back());
+    wasAlone ? passOver(pictures()) : beginPart(pictures());
+  }
   for (auto& [index, track] : tracks_) {
     while (!track.held.empty()) goOnAlone(track);
   }
@@ -85,7 +92,7 @@ bool ContinuousClock::jumpsBack(const Track& track, const AVPacket& packet) cons
   const std::int64_t back = track.latest - packet.pts;
   if (packet.stream_index != pictureIndex_) return back > seconds(kSoundBack, unitOf(packet));
   const bool isKey = (packet.flags & AV_PKT_FLAG_KEY) != 0;
-  return back > (isKey ? pictureDuration_ / 2 : kReordered * pictureDuration_ + seconds(1.0, pictureUnit_));
+  return isKey ? back > pictureDuration_ / 2 : packet.pts < track.earliest;
 }
 
 bool ContinuousClock::leapsAhead(const Track& track, const AVPacket& packet) const {
@@ -107,30 +114,54 @@ void ContinuousClock::addPicture(Track& track, PacketPtr packet) {
   }
 }
 
+// Of a group across a leap ahead, pictures shown before it may be stored after some that are shown later.
+bool ContinuousClock::isBeforeLeap(const Track& track, const AVPacket& packet) const {
+  const std::int64_t first = track.held.front()->pts;
+  return isTimed(packet) && first > track.latest && packet.pts - track.latest < first - packet.pts;
+}
+
 // Whether the pictures held go on in the old clock or in a new one, which begins with the first that is shown.
 void ContinuousClock::judge(Track& track, const AVPacket& newest) {
-  AVPacket& first = *track.held.front();
+  const AVPacket& first = *track.held.front();
   const bool isBack = first.pts < track.latest;
-  const bool goesOn =
-      isBack ? newest.pts >= track.latest : std::abs(newest.pts - track.latest) < std::abs(newest.pts - first.pts);
-  if (goesOn) {
-    loseTime(first);
-    addAgain(track);
-  } else if (newest.pts > first.pts || track.held.size() > kMostPictures) {
+  const auto before = [&](const PacketPtr& packet) { return isBeforeLeap(track, *packet); };
+  const auto old = static_cast<std::size_t>(std::count_if(track.held.begin(), track.held.end(), before));
+  const bool follows = newest.pts > first.pts && (isBack || newest.pts - first.pts < seconds(kLeap, pictureUnit_));
+  if (isBack ? newest.pts >= track.latest : old > kReordered) {
+    passOver(track);
+  } else if (follows || track.held.size() > kMostPictures) {
     beginPart(track);
   }
 }
 
+// The first picture held had a wrong time.
+void ContinuousClock::passOver(Track& track) {
+  loseTime(*track.held.front());
+  addAgain(track);
+}
+
 void ContinuousClock::beginPart(Track& track) {
-  std::int64_t start = kMost;
+  std::vector<AVPacket*> before;
+  std::int64_t start = kMost, end = track.end + track.untimed;
+  const std::int64_t oldShift = shifts_[track.part];
   for (const PacketPtr& packet : track.held) {
-    if (isTimed(*packet)) start = std::min<std::int64_t>(start, packet->pts);
+    if (isBeforeLeap(track, *packet)) {
+      before.push_back(packet.get());
+      end = std::max(end, packet->pts + oldShift + pictureLength(*packet));
+    } else if (isTimed(*packet)) {
+      start = std::min<std::int64_t>(start, packet->pts);
+    }
   }
-  const std::int64_t end = track.end + track.untimed;
   if (jumps() == 0) firstJump_ = end;
   // A clock that grows beyond all bounds is nonsense: it begins anew.
   shifts_.push_back(isTime(end - start) ? end - start : 0);
+  for (AVPacket* packet : before) {
+    packet->pts += oldShift - shifts_.back();
+    start = std::min<std::int64_t>(start, packet->pts);
+  }
   track.part = shifts_.size() - 1;
+  track.earliest = start;
+  track.shown.clear();
   track.latest = reached_ = kUnknown;
   for (auto& [index, other] : tracks_) {
     if (index != pictureIndex_) addAgain(other);  // sound that jumped first
@@ -171,7 +202,7 @@ void ContinuousClock::goOnAlone(Track& track) {
 
 void ContinuousClock::give(Track& track, PacketPtr packet) {
   const bool isPicture = packet->stream_index == pictureIndex_;
-  const std::int64_t length = packet->duration > 0 ? packet->duration : isPicture ? pictureDuration_ : 0;
+  const std::int64_t length = isPicture ? pictureLength(*packet) : std::max<std::int64_t>(packet->duration, 0);
   const std::int64_t shift = rescaled(shifts_[track.part], pictureUnit_, unitOf(*packet)) + track.own;
   packet->dts = isTime(packet->dts) ? packet->dts + shift : kUnknown;
   if (!isTimed(*packet)) {
@@ -184,11 +215,19 @@ void ContinuousClock::give(Track& track, PacketPtr packet) {
   packet->pts += shift;
   if (!isPicture && shift != 0 && packet->pts + (length + 1) / 2 <= track.end) return;  // lies over what came before
   track.latest = std::max(track.latest, time);
+  if (isPicture) noteShown(track, time);
   track.end = std::max(track.end, packet->pts + length);
   track.untimed = 0;
   if (track.part + 1 == shifts_.size()) reached_ = std::max(reached_, inPictureTime(*packet, time + length));
   ready_.push_back(std::move(packet));
   if (isPicture) releaseSound();
+}
+
+void ContinuousClock::noteShown(Track& track, std::int64_t time) {
+  track.shown.insert(time);
+  if (track.shown.size() <= kReordered) return;
+  track.earliest = std::max(track.earliest, *track.shown.begin());
+  track.shown.erase(track.shown.begin());
 }
 
 // Sound that jumped waits no longer for pictures that do not.

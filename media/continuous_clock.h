@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <set>
 #include <vector>
 
 #include "media/ffmpeg.h"
@@ -14,7 +15,8 @@ namespace kalvetra {
 // behind a jump follows the pictures before it without a gap, and its sound keeps its distance to its pictures. Sound
 // that would lie over that of the part before is left out. Packets are held back until it is clear what jumps.
 //
-// A jump back is a key picture that is shown before one that came earlier. A leap ahead, of more than ten seconds past
+// A jump back is a key picture that is shown before one that came earlier, or any picture shown before more of them
+// than a codec may store before it, however long the pauses between them. A leap ahead, of more than ten seconds past
 // all pictures and sound, is another clock in MPEG streams only: other files may well show a picture for that long. A
 // single picture with a time apart from its neighbours is none, and loses its time. Where sound jumps alone, it goes on
 // at its own end.
@@ -35,11 +37,13 @@ class ContinuousClock {
 
  private:
   struct Track {
-    std::size_t part = 0;      // of shifts_
-    std::int64_t own = 0;      // what its times are shifted by besides
-    std::int64_t latest;       // time in the file's clock, the greatest since the latest jump
-    std::int64_t end;          // of all that was given back, in the continuous clock
-    std::int64_t untimed = 0;  // duration of what came after that without a time
+    std::size_t part = 0;                    // of shifts_
+    std::int64_t own = 0;                    // what its times are shifted by besides
+    std::int64_t latest;                     // time in the file's clock, the greatest since the latest jump
+    std::int64_t earliest = AV_NOPTS_VALUE;  // at which a picture may still be shown that is no key
+    std::multiset<std::int64_t> shown;       // the latest times of pictures, as many as may be stored too early
+    std::int64_t end;                        // of all that was given back, in the continuous clock
+    std::int64_t untimed = 0;                // duration of what came after that without a time
     std::deque<PacketPtr> held;
     std::int64_t heldSince = 0;  // end of the pictures when the sound began to be held back
   };
@@ -48,17 +52,21 @@ class ContinuousClock {
   Track& pictures() { return tracks_.at(pictureIndex_); }
   AVRational unitOf(const AVPacket& packet) const { return container_.streams[packet.stream_index]->time_base; }
   std::int64_t inPictureTime(const AVPacket& packet, std::int64_t time) const;
+  std::int64_t pictureLength(const AVPacket& packet) const;
   std::int64_t seconds(double value, AVRational unit) const;
   bool jumpsBack(const Track& track, const AVPacket& packet) const;
   bool leapsAhead(const Track& track, const AVPacket& packet) const;
   void addPicture(Track& track, PacketPtr packet);
   void addSound(Track& track, PacketPtr packet);
+  bool isBeforeLeap(const Track& track, const AVPacket& packet) const;
   void judge(Track& track, const AVPacket& newest);
+  void passOver(Track& track);
   void beginPart(Track& track);
   void addAgain(Track& track);
   void goOnAlone(Track& track);
   void releaseSound();
   void give(Track& track, PacketPtr packet);
+  static void noteShown(Track& track, std::int64_t time);
 
   const AVFormatContext& container_;
   int pictureIndex_;

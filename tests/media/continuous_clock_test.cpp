@@ -71,6 +71,31 @@ TEST_F(ContinuousClockTest, OnlyWhatGoesBackIsAJump) {
   EXPECT_EQ(1, clock_->jumps());
 }
 
+TEST_F(ContinuousClockTest, PausesAmongReorderedPicturesAreNoJumps) {
+  for (const char* demuxer : {"matroska", "mpegts"}) {
+    use(demuxer);
+    addPictures({0, 160, 80, 40, 120, 9000, 200, 8960, 9160});
+    end();
+    EXPECT_EQ("0 160 80 40 120 9000 200 8960 9160 ", pictures_) << demuxer;
+    EXPECT_EQ(0, clock_->jumps()) << demuxer;
+  }
+}
+
+TEST_F(ContinuousClockTest, APartMayBeginWithoutAKey) {
+  for (std::int64_t time = 0; time < 1600; time += 40) add(kPictures, time, time == 0);
+  for (const std::int64_t time : {80, 40, 160, 120}) add(kPictures, time, false);
+  end();
+  EXPECT_EQ("1520 1560 1640 1600 1720 1680 ", pictures_.substr(pictures_.find("1520")));
+  EXPECT_EQ(1, clock_->jumps());
+}
+
+TEST_F(ContinuousClockTest, ALeapMayCutAGroup) {
+  addPictures({0, 160, 80, 40, 120, 30160, 30080, 200, 30120, 30320, 30240});
+  end();
+  EXPECT_EQ("0 160 80 40 120 320 240 200 280 480 400 ", pictures_);
+  EXPECT_EQ(240, clock_->firstJump());
+}
+
 TEST_F(ContinuousClockTest, SoundThatJumpsFirstWaitsForItsPictures) {
   addPictures({1000, 1040, 1080});
   addSound(1000, 1140);
