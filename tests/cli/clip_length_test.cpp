@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <tuple>
 
 #include "tests/support/command.h"
 #include "tests/support/scratch_folder.h"
@@ -62,6 +63,23 @@ TEST_F(ClipLength, WhatAnEditListLeavesOutIsNotLost) {
   const Length part = lengthOf(cut(edited, 0.6));
   EXPECT_LT(part.frames, 87);
   EXPECT_EQ(87, part.frames + part.lost);
+}
+
+TEST_F(ClipLength, PausesAmongReorderedPicturesLastAsTheyDid) {
+  const std::string pause = " -vf \"select='lt(n,31)+gt(n,60)'\" -fps_mode vfr -c:v libx264 -g 250 -bf 3 ";
+  const std::string hold = " -vf \"setpts='(N+12*eq(N,49))/25/TB'\" -frames:v 50 -fps_mode vfr -c:v libx264 -bf 3 ";
+  const std::string fast = " -vf setpts=N/120/TB -r 120 -c:v libx264 -bf 0 ";
+  const std::tuple<std::string, std::string, double> cases[] = {
+      {made("-i " + whole_ + pause, "pause.mkv"), "", 4.0},
+      {made("-i " + whole_ + hold, "hold.mkv"), "", 2.48},
+      {made("-i " + whole_ + fast, "fast.mkv"), " --start 3f --frames 4", 4.0 / 120}};
+  for (const auto& [clip, range, seconds] : cases) {
+    for (const char* ending : {".mp4", ".mov"}) {
+      const std::string output = clip + ending, over = ending == std::string(".mp4") ? " --over '#ff0000'" : "";
+      need(key(clip + " " + output + " --key-color 0,255,0" + over + range));
+      EXPECT_NEAR(seconds, std::stod(probe("format=duration", output).substr(9)), 0.0021) << output;
+    }
+  }
 }
 
 TEST_F(ClipLength, MatroskaMayBeginLater) {

@@ -147,6 +147,16 @@ TEST_F(ProofTest, EveryDifferenceIsNamed) {
   expect(promise, "picture 6 cannot be read back");
 }
 
+// H.264 stores pictures in another order.
+TEST_F(ProofTest, AnMp4EndsWithItsLastShownPicture) {
+  Promise promise = write("r.mp4", AlphaMode::None);
+  EXPECT_EQ(std::vector<std::string>(), differences("r.mp4", promise));
+  promise.frames.back().duration *= 3;
+  const std::vector<std::string> found = differences("r.mp4", promise);
+  ASSERT_EQ(1u, found.size());
+  expectHas(found.front(), "instead of 0.280 s");
+}
+
 TEST_F(ProofTest, EachColourTagCounts) {
   const auto expectRefused = [&](const char* name, const Promise& good, auto change) {
     Promise promise = good;
