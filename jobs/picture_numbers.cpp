@@ -10,6 +10,10 @@ namespace kalvetra {
 
 namespace {
 
+// Numbers foretold of a movie at most: its header may declare billions. What comes after them is refused when it is
+// written.
+constexpr std::int64_t kMostForetold = 1'000'000;
+
 std::vector<int> numbersInSequence(const ClipRange& range, const Reader& source) {
   const std::vector<int> all = source.sequenceNumbers();
   std::vector<int> numbers;
@@ -26,8 +30,8 @@ std::vector<int> numbersInMovie(const ClipRange& range, const Reader& source) {
   if (range.start && !range.start->isFrame) return {};
   const bool isCounted = source.countsFrames() && (!range.end || range.end->isFrame);
   const AVRational rate = source.format().frameRate;
-  std::vector<int> numbers(isCounted ? static_cast<std::size_t>(range.expectedFrames(source.expectedFrames(), rate))
-                                     : 1);
+  const std::int64_t count = isCounted ? range.expectedFrames(source.expectedFrames(), rate) : 1;
+  std::vector<int> numbers(static_cast<std::size_t>(std::min(count, kMostForetold)));
   std::iota(numbers.begin(), numbers.end(), static_cast<int>(range.firstFrame(rate)) + 1);
   return numbers;
 }

@@ -7,6 +7,7 @@
 #include "jobs/clip_reader.h"
 #include "jobs/job_identity.h"
 #include "jobs/journal.h"
+#include "jobs/picture_numbers.h"
 #include "jobs/sample_pictures.h"
 #include "support/user_error.h"
 #include "tests/support/run_program.h"
@@ -77,6 +78,23 @@ TEST(ClipReader, TimesCountFromTheRangesFirstPicture) {
       }
     }
   }
+}
+
+TEST(PictureNumbers, AHeaderThatDeclaresBillionsCostsNoMemory) {
+  const ScratchFolder folder;
+  const std::string path = folder.path("a.avi");
+  kalvetra::test::need("ffmpeg -nostdin -v error -f lavfi -i testsrc=s=16x16:r=25:d=0.2 -c:v ffv1 " + path);
+  std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+  std::string head(512, ' ');
+  file.read(head.data(), 512);
+  constexpr int kLength = 8 + 32;  // within the stream's header: its pictures
+  file.seekp(static_cast<std::streamoff>(head.find("strh")) + kLength).write("\0\0\0\x70", 4);
+  file.close();
+  const std::atomic<bool> never{false};
+  const kalvetra::Reader source(path, 1, never);
+  ASSERT_GT(source.expectedFrames(), 1'000'000'000);
+  ASSERT_TRUE(source.countsFrames());
+  EXPECT_EQ(1'000'000u, expectedNumbers(kalvetra::KeyJob(), source).size());
 }
 
 TEST(SamplePictures, HoldsBeginningMiddleAndEndOfAnyClip) {
