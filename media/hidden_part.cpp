@@ -126,8 +126,10 @@ std::vector<std::string> removeLeftParts(const fs::path& target) {
     const int lock = isOwn ? lockPart(part) : -1;
     if (lock >= 0) {
       removeTree(part);
+      const bool isGone = !isStillThere(lock, part);
       close(lock);
-      sentences.push_back(part.string() + " was left by a run that was killed: removed");
+      sentences.push_back(part.string() + " was left by a run that was killed: " +
+                          (isGone ? "removed" : "it cannot be removed; check the folder's permissions"));
     } else if (!isOwn || (errno != EWOULDBLOCK && errno != ENOENT)) {
       sentences.push_back(part.string() + " is of a run that cannot be seen from here; remove it if none is at work");
     }
