@@ -66,7 +66,7 @@ TEST_F(ClipLength, WhatAnEditListLeavesOutIsNotLost) {
 }
 
 TEST_F(ClipLength, PausesAmongReorderedPicturesLastAsTheyDid) {
-  const std::string pause = " -vf \"select='lt(n,31)+gt(n,60)'\" -fps_mode vfr -c:v libx264 -g 250 -bf 3 ";
+  const std::string pause = " -vf \"select='lt(n,31)+gt(n,80)'\" -fps_mode vfr -c:v libx264 -g 250 -bf 3 ";
   const std::string hold = " -vf \"setpts='(N+12*eq(N,49))/25/TB'\" -frames:v 50 -fps_mode vfr -c:v libx264 -bf 3 ";
   const std::string fast = " -vf setpts=N/120/TB -r 120 -c:v libx264 -bf 0 ";
   const std::tuple<std::string, std::string, double> cases[] = {
