@@ -5,6 +5,7 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <set>
 
@@ -187,12 +188,23 @@ void ClipMovie::finish() {
   for (const auto& [stream, track] : tracks_) {
     if (!track.transcoder) continue;
     track.transcoder->finish(soundEnd(), writerOf(track));
-    const std::int64_t lost = track.transcoder->undecodable();
-    if (lost == 0) continue;
+    noteDamage(track);
+  }
+  movie_.finish();
+}
+
+void ClipMovie::noteDamage(const Track& track) {
+  const std::int64_t lost = track.transcoder->undecodable();
+  if (lost > 0) {
     sound_.notes.push_back(track.name + " is damaged: " + std::to_string(lost) + (lost == 1 ? " packet" : " packets") +
                            " could not be decoded and became silence");
   }
-  movie_.finish();
+  if (track.transcoder->repeated() > 0) {
+    char seconds[32];
+    std::snprintf(seconds, sizeof seconds, "%.2f", track.transcoder->repeated());
+    sound_.notes.push_back(track.name + " is damaged: its times jump back, and " + seconds +
+                           " s that would sound twice at once are left out");
+  }
 }
 
 }  // namespace kalvetra

@@ -62,6 +62,7 @@ class ClipMovie {
   std::unique_ptr<SoundTranscoder> transcoderFor(const AVStream& from);
   void copy(const Track& track, const AVPacket& packet);
   DeliverPacket writerOf(const Track& track);
+  void noteDamage(const Track& track);
   // Where encoded sound ends for now; nothing: nowhere.
   std::optional<double> soundEnd() const { return carried_.endsInside ? std::optional(picturesEnd_) : std::nullopt; }
 

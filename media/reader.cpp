@@ -153,8 +153,8 @@ std::int64_t Reader::startOf(const AVStream& stream) const {
   return av_rescale_q(input_.container->start_time, av_make_q(1, AV_TIME_BASE), stream.time_base);
 }
 
-// Times strictly grow, whatever the file says: encoders refuse anything else. Half a picture's duration keeps them apart
-// in containers with coarse times too.
+// Times strictly grow, whatever the file says: encoders refuse anything else. Half a picture's duration keeps them
+// apart in containers with coarse times too.
 void Reader::stamp(SourceFrame& frame) {
   const AVFrame& picture = *frame.picture;
   if (picture.width != format_.width || picture.height != format_.height) {

@@ -120,7 +120,7 @@ void SoundEncoder::add(const std::uint8_t* const* planes, int count) {
 }
 
 void SoundEncoder::encode(const DeliverPacket& deliver, std::int64_t end) {
-  while (av_audio_fifo_size(waiting_.get()) >= frameSize() && end - encoded_ >= frameSize()) {
+  while (hasFrame() && end - encoded_ >= frameSize()) {
     encodeFrame(frameSize(), deliver);
   }
 }

@@ -40,6 +40,8 @@ class SoundEncoder {
 
   // Adds samples to the end of the track: a pointer for each plane of the format.
   void add(const std::uint8_t* const* planes, int count);
+  // True while samples for a whole frame wait: all that encode() leaves lies beyond its end.
+  bool hasFrame() const { return av_audio_fifo_size(waiting_.get()) >= frameSize(); }
   // Encodes what lies before the sample `end` of the track, in whole frames; times of packets in timeBase(), sample 0
   // at 0. Packets of a codec with a delay begin before that.
   void encode(const DeliverPacket& deliver, std::int64_t end = std::numeric_limits<std::int64_t>::max());

@@ -92,12 +92,27 @@ void SoundTranscoder::write(const AVPacket& packet) {
 }
 
 void SoundTranscoder::takeDecoded() {
-  const FramePtr frame = makeFrame();
-  while (avcodec_receive_frame(decoder_.get(), frame.get()) >= 0) {
-    adapt(*frame);
-    place(*frame);
-    av_frame_unref(frame.get());
+  for (FramePtr frame = makeFrame(); avcodec_receive_frame(decoder_.get(), frame.get()) >= 0; frame = makeFrame()) {
+    decoded_.push_back(std::move(frame));
   }
+}
+
+// Gives the encoder no more than it can take for now: a silence may be long.
+void SoundTranscoder::feed(std::int64_t end, const DeliverPacket& deliver) {
+  encoder_->encode(deliver, end);
+  while (!encoder_->hasFrame() && feedStep()) encoder_->encode(deliver, end);
+}
+
+// False when nothing is left.
+bool SoundTranscoder::feedStep() {
+  if (silence_ > 0) {
+    addSilence();
+  } else if (decoded_.empty()) {
+    return false;
+  } else if (place(*decoded_.front())) {
+    decoded_.pop_front();
+  }
+  return true;
 }
 
 // Sound may change its rate and its channels on the way.
@@ -113,21 +128,32 @@ void SoundTranscoder::adapt(const AVFrame& frame) {
   openResampler(frame.sample_rate, format, channels);
 }
 
-void SoundTranscoder::place(const AVFrame& frame) {
+// False when silence is to come first.
+bool SoundTranscoder::place(const AVFrame& frame) {
+  adapt(frame);
   const double at = frame.pts == AV_NOPTS_VALUE ? static_cast<double>(position_)
                                                 : static_cast<double>(frame.pts) * av_q2d(timeBase_) * rate_;
-  if (!begun_ && !hasBegun(at, frame.nb_samples)) return;
+  if (!begun_ && !hasBegun(at, frame.nb_samples)) return true;
+  if (silence_ > 0) return false;
   const double off = at - static_cast<double>(position_);
   const bool astray = std::abs(off) > kTolerance * rate_ && off < kLongestGap * rate_;
-  if (astray && off > 0) addSilence(std::llround(off));
+  if (astray && off > 0) {
+    beginSilence(std::llround(off));
+    return false;
+  }
   // What lies before time 0, or where there was sound already, is passed over.
-  std::int64_t over = position_ < 0 ? -position_ : astray && off < 0 ? std::llround(-off) : 0;
+  std::int64_t over = position_ < 0 ? -position_ : astray ? std::llround(-off) : 0;
   over = std::min<std::int64_t>(over, frame.nb_samples);
-  if (position_ < 0) position_ += over;
+  if (position_ < 0) {
+    position_ += over;
+  } else {
+    repeated_ += static_cast<double>(over) / rate_;
+  }
   const int left = frame.nb_samples - static_cast<int>(over);
-  if (left == 0) return;
+  if (left == 0) return true;
   resample(planesFrom(frame, static_cast<int>(over)).data(), left);
   position_ += left;
+  return true;
 }
 
 // Where the first sample lies follows from the times of all frames up to time 0: each may be rounded by half a unit.
@@ -145,18 +171,22 @@ bool SoundTranscoder::hasBegun(double at, int samples) {
   if (position_ > 0) {
     const std::int64_t gap = position_;
     position_ = 0;
-    addSilence(gap);
+    beginSilence(gap);
   }
   return true;
 }
 
-void SoundTranscoder::addSilence(std::int64_t samples) {
+void SoundTranscoder::beginSilence(std::int64_t samples) {
   position_ += samples;
-  const FramePtr silence = makeSound(format_, channels_->get(), kStep);
-  av_samples_set_silence(silence->extended_data, 0, kStep, channels_->get().nb_channels, format_);
-  for (; samples > 0; samples -= kStep) {
-    resample(planesFrom(*silence, 0).data(), static_cast<int>(std::min<std::int64_t>(samples, kStep)));
-  }
+  silence_ = samples;
+}
+
+void SoundTranscoder::addSilence() {
+  const int step = static_cast<int>(std::min<std::int64_t>(silence_, kStep));
+  const FramePtr frame = makeSound(format_, channels_->get(), step);
+  av_samples_set_silence(frame->extended_data, 0, step, channels_->get().nb_channels, format_);
+  resample(planesFrom(*frame, 0).data(), step);
+  silence_ -= step;
 }
 
 // Without planes what the resampler still holds.
@@ -178,13 +208,12 @@ std::int64_t SoundTranscoder::sampleAt(std::optional<double> seconds) const {
   return std::llround(*seconds * encoder_->context().sample_rate);
 }
 
-void SoundTranscoder::encode(std::optional<double> end, const DeliverPacket& deliver) {
-  encoder_->encode(deliver, sampleAt(end));
-}
+void SoundTranscoder::encode(std::optional<double> end, const DeliverPacket& deliver) { feed(sampleAt(end), deliver); }
 
 void SoundTranscoder::finish(std::optional<double> end, const DeliverPacket& deliver) {
   avcodec_send_packet(decoder_.get(), nullptr);
   takeDecoded();
+  feed(sampleAt(end), deliver);
   resample(nullptr, 0);
   encoder_->finish(deliver, sampleAt(end));
 }

@@ -1,10 +1,13 @@
 // The sound of a clip in every kind of movie, measured by clicks: sounds of a few milliseconds, 0.3 s after the start
 // in the first channel and 0.1 s later in each further one.
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
 
+#include "media/sound_transcoder.h"
 #include "tests/support/command.h"
 #include "tests/support/scratch_folder.h"
 
@@ -183,6 +186,47 @@ TEST_F(Sound, WhatCannotBeDecodedBecomesSilence) {
   keyed(path("gap.mkv"), "o.webm");
   EXPECT_NEAR(click("a.mkv", 0), click("o.webm", 0), 1e-3) << "the file's times are in milliseconds";
   expectHas(keyed(path("bad.mkv"), "o.webm"), "packets could not be decoded and became silence");
+}
+
+// By less than what the reader takes for another clock.
+TEST_F(Sound, WhoseTimesJumpBackSaysWhatIsLeftOut) {
+  const std::string whole = clip("a.mkv", "stereo", 2, "48000\" -c:a pcm_s16le");
+  need(kFfmpeg + "-i " + whole +
+       " -c copy -bsf:a 'setts=pts=if(gte(PTS\\,1000)\\,PTS-80\\,PTS):dts=if(gte(N\\,5)\\,N\\,DTS)' " +
+       path("back.mkv"));
+  expectHas(keyed(path("back.mkv"), "o.webm"), "its times jump back, and 0.08 s that would sound twice");
+  EXPECT_NEAR(0.3, click("o.webm", 0), 1e-3);
+}
+
+// The encoder asks for one second first, as while a range is keyed, then for all.
+TEST_F(Sound, ALongSilenceIsNeverHeldInMemory) {
+  constexpr int kRate = 48000, kLate = 2000;  // seconds: 768 MB of samples
+  need(kFfmpeg + "-f lavfi -i anoisesrc=d=1:r=48000 -ac 2 -c:a pcm_s16le " + path("n.mkv"));
+  AVFormatContext* opened = nullptr;
+  ASSERT_EQ(0, avformat_open_input(&opened, path("n.mkv").c_str(), nullptr, nullptr));
+  const kalvetra::InputPtr input(opened);
+  const AVStream& stream = *input->streams[0];
+  kalvetra::SoundTranscoder transcoder(stream, "pcm_s24le", false);
+  std::int64_t samples = 0;
+  const kalvetra::DeliverPacket count = [&](AVPacket& packet) { samples += packet.duration; };
+  const auto peak = [] {
+    rusage used{};
+    getrusage(RUSAGE_SELF, &used);
+    return used.ru_maxrss;  // KiB
+  };
+  const long before = peak();
+  const kalvetra::PacketPtr packet = kalvetra::makePacket();
+  while (av_read_frame(input.get(), packet.get()) >= 0) {
+    packet->pts += av_rescale_q(kLate, {1, 1}, stream.time_base);
+    transcoder.write(*packet);
+    transcoder.encode(1.0, count);
+    av_packet_unref(packet.get());
+  }
+  EXPECT_LE(samples, kRate);
+  transcoder.encode(std::nullopt, count);
+  transcoder.finish(std::nullopt, count);
+  EXPECT_EQ(std::int64_t{kLate + 1} * kRate, samples);
+  EXPECT_LT(peak() - before, 400L * 1024);
 }
 
 }  // namespace
