@@ -37,11 +37,8 @@ bool isUsual(const OutputFormat& format) {
 
 // Besides those of the outputs.
 constexpr Codec kOtherEncoders[]{
-    {"libsvtav1", "AV1, fast"},
-    {"libaom-av1", "AV1, slow"},
-    {"aac", "sound in .mp4"},
-    {"libopus", "sound in .webm"},
-    {"flac", "sound in .mkv"},
+    {"libsvtav1", "AV1, fast"},    {"libaom-av1", "AV1, slow"}, {"aac", "sound in .mp4"},
+    {"libopus", "sound in .webm"}, {"flac", "sound in .mkv"},
 };
 
 constexpr Codec kNeededDecoders[]{

@@ -24,7 +24,7 @@ constexpr Row kExitStatus[]{
     {"0", "Done."},
     {"1", "Failed; one line on the standard error says what, where and what to do. Nothing half-written is left."},
     {"2", "Wrong usage."},
-    {"130", "Interrupted. Nothing was written."},
+    {"130", "Interrupted. Nothing stands under a final name; with --resume what is done is kept."},
 };
 
 // Text as roff takes it literally. A hyphen is a minus: options are to be copied.
