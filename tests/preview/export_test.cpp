@@ -189,7 +189,8 @@ TEST(Export, PairsAndSequencesAreToldAsWhatTheyAre) {
   fs::rename(folder.path("p-002.png"), folder.path("p-004.png"));
   const Json second{{"settings", {{"key-color", kKeyColor}}}, {"name", "p-%03d.png"}, {"start", 1}, {"end", 2}};
   preview.post("api/export", second);
-  EXPECT_EQ(fs::file_size(folder.path("p-002.png")), ended(preview)["size"]);
+  const Json numbered = ended(preview);
+  EXPECT_EQ(fs::file_size(folder.path("p-002.png")), numbered["size"]);
   EXPECT_EQ(409, preview.ask("POST", "api/export", second).status);
   for (const char* name : {"p-001.png", "p-003.png", "p-004.png"}) EXPECT_TRUE(fs::exists(folder.path(name)));
   preview.post("api/export", {{"settings", {{"key-color", kKeyColor}}}, {"name", "p.webm"}, {"codec", "av1"}});
