@@ -1,6 +1,7 @@
 #include "jobs/picture_numbers.h"
 
 #include <algorithm>
+#include <limits>
 #include <numeric>
 
 #include "media/temporary_output.h"
@@ -30,9 +31,11 @@ std::vector<int> numbersInMovie(const ClipRange& range, const Reader& source) {
   if (range.start && !range.start->isFrame) return {};
   const bool isCounted = source.countsFrames() && (!range.end || range.end->isFrame);
   const AVRational rate = source.format().frameRate;
+  const std::int64_t before = range.firstFrame(rate);
+  if (before > std::numeric_limits<int>::max() - kMostForetold) return {};  // no movie is as long
   const std::int64_t count = isCounted ? range.expectedFrames(source.expectedFrames(), rate) : 1;
   std::vector<int> numbers(static_cast<std::size_t>(std::min(count, kMostForetold)));
-  std::iota(numbers.begin(), numbers.end(), static_cast<int>(range.firstFrame(rate)) + 1);
+  std::iota(numbers.begin(), numbers.end(), static_cast<int>(before) + 1);
   return numbers;
 }
 

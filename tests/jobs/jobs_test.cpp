@@ -95,6 +95,13 @@ TEST(PictureNumbers, AHeaderThatDeclaresBillionsCostsNoMemory) {
   ASSERT_GT(source.expectedFrames(), 1'000'000'000);
   ASSERT_TRUE(source.countsFrames());
   EXPECT_EQ(1'000'000u, expectedNumbers(kalvetra::KeyJob(), source).size());
+  kalvetra::KeyJob job;
+  for (const char* start : {"2147483647f", "9223372036854775807f"}) {  // one more is no number
+    job.range.start = kalvetra::parsePosition(start);
+    EXPECT_TRUE(expectedNumbers(job, source).empty()) << start;
+  }
+  job.range.start = kalvetra::parsePosition("1000f");
+  EXPECT_EQ(1001, expectedNumbers(job, source).front());
 }
 
 TEST(SamplePictures, HoldsBeginningMiddleAndEndOfAnyClip) {
