@@ -1,9 +1,9 @@
 #include "analysis/proposal_guard.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 
+#include "analysis/formatted_text.h"
 #include "analysis/mixture.h"
 
 namespace kalvetra {
@@ -25,13 +25,6 @@ constexpr int kVisible = 13, kClear = 128, kSolid = 242, kHole = 204;  // opacit
 constexpr int kChanged = 8;                                            // levels
 
 using Picture = Trials::Keyed;
-
-template <class... Values>
-std::string text(const char* format, Values... values) {
-  char buffer[240];
-  std::snprintf(buffer, sizeof buffer, format, values...);
-  return buffer;
-}
 
 // A mean, of which nothing may have been added.
 struct Mean {
@@ -119,7 +112,7 @@ class Guard {
   Guarded apply() {
     const double screen = screenShare();
     if (screen < kLeastScreen) {
-      leaveAllOut(text("only %.1f %% of the pictures is of the key colour", screen));
+      leaveAllOut(formattedText("only %.1f %% of the pictures is of the key colour", screen));
     } else {
       judgeSkinHue();
       judgeOpacity();
@@ -146,11 +139,11 @@ class Guard {
     if (trials_.cost(with) <= (1.0 - kSureGain) * trials_.cost(without)) return;
     const HueEffect effect = effectOf(without, with);
     if (!effect.isThrownLight() && effect.isOwnGreen()) return;
-    const std::string name = text("skin-hue %d is left out: ", with.skinHue);
+    const std::string name = formattedText("skin-hue %d is left out: ", with.skinHue);
     result_.leftOut.push_back(
         name + (effect.isThrownLight()
-                    ? text("it would add %.1f levels of green at outlines and %.1f in solid places",
-                           effect.atOutlines.value(), effect.inSolids.value())
+                    ? formattedText("it would add %.1f levels of green at outlines and %.1f in solid places",
+                                    effect.atOutlines.value(), effect.inSolids.value())
                     : "the green that it would keep looks like the screen's light, not like the subject's own"));
     result_.settings = without;
   }
@@ -173,16 +166,17 @@ class Guard {
       mostHoles = std::max(mostHoles, holes(deep_[i], keys[i]));
     }
     if (mostFilled > kMostFilled) {
-      leaveAllOut(text("what is clear or lets the screen through would become %.0f %% more opaque", mostFilled));
+      leaveAllOut(
+          formattedText("what is clear or lets the screen through would become %.0f %% more opaque", mostFilled));
     } else if (mostHoles > kMostHoles) {
-      leaveAllOut(text("%.1f %% of what is solid would become transparent", mostHoles));
+      leaveAllOut(formattedText("%.1f %% of what is solid would become transparent", mostHoles));
     }
   }
 
   void leaveAllOut(const std::string& reason) {
     result_.settings = plain_;
     result_.leftOut = {"all that was found is left out: " + reason +
-                       text("; the defaults with clip-black %d remain", kPlainClipBlack)};
+                       formattedText("; the defaults with clip-black %d remain", kPlainClipBlack)};
   }
 
   Trials& trials_;

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <numbers>
 
+#include "analysis/formatted_text.h"
 #include "parameters/parameter_value.h"
 
 namespace kalvetra {
@@ -13,13 +13,6 @@ namespace {
 
 constexpr double kLeastChroma = 15.0;  // of a subject's colour, for its hue to count
 constexpr double kNearest = 0.02;      // share of the subject that may be nearer than what is called the nearest
-
-template <class... Values>
-std::string text(const char* format, Values... values) {
-  char buffer[240];
-  std::snprintf(buffer, sizeof buffer, format, values...);
-  return buffer;
-}
 
 // What the reference mattes tell of the clip. Shares are percentages of the picture.
 struct Facts {
@@ -85,8 +78,8 @@ Facts factsOf(const Trials& trials, const std::array<double, 3>& color) {
 double shareOf(const Facts& facts, Region region) { return facts.share[static_cast<std::size_t>(region)]; }
 
 std::string angleFact(double angle, const char* side) {
-  if (angle >= 180.0) return text("no solid colour lies on the screen's %s side", side);
-  return text("solid colours come within %.0f degrees of the screen's hue on its %s side", angle, side);
+  if (angle >= 180.0) return formattedText("no solid colour lies on the screen's %s side", side);
+  return formattedText("solid colours come within %.0f degrees of the screen's hue on its %s side", angle, side);
 }
 
 const char* samplingName(ChromaSampling sampling) {
@@ -102,26 +95,29 @@ const char* samplingName(ChromaSampling sampling) {
 
 // What was seen that bears on a setting.
 std::string factFor(std::string_view slug, const Facts& facts, ChromaSampling sampling) {
-  if (slug == "smooth-bg") return text("the screen's light varies by %.0f %%", facts.unevenness);
-  if (slug == "clip-black") return text("the screen's noise is %.1f levels", facts.noise);
+  if (slug == "smooth-bg") return formattedText("the screen's light varies by %.0f %%", facts.unevenness);
+  if (slug == "clip-black") return formattedText("the screen's noise is %.1f levels", facts.noise);
   if (slug == "clip-white") {
-    return text("solid subject fills %.0f %% and outlines %.1f %% of the picture", shareOf(facts, Region::Core),
-                shareOf(facts, Region::Edge));
+    return formattedText("solid subject fills %.0f %% and outlines %.1f %% of the picture",
+                         shareOf(facts, Region::Core), shareOf(facts, Region::Edge));
   }
   if (slug == "despill-white") {
-    return text("what shines through or is pale green fills %.1f %% of the picture", shareOf(facts, Region::Veil));
+    return formattedText("what shines through or is pale green fills %.1f %% of the picture",
+                         shareOf(facts, Region::Veil));
   }
   if (slug == "deblocking") return samplingName(sampling);
   if (slug == "skin-hue" || slug == "despill-skin") return angleFact(facts.skinAngle, "yellow");
   if (slug == "blue-hue" || slug == "despill-blue") return angleFact(facts.blueAngle, "blue");
-  if (slug == "screen-gain") return text("the screen fills %.0f %% of the picture", shareOf(facts, Region::Screen));
-  return text("outlines fill %.1f %% of the picture", shareOf(facts, Region::Edge));
+  if (slug == "screen-gain")
+    return formattedText("the screen fills %.0f %% of the picture", shareOf(facts, Region::Screen));
+  return formattedText("outlines fill %.1f %% of the picture", shareOf(facts, Region::Edge));
 }
 
 std::string shadowReason(const Facts& facts) {
   const double share = shareOf(facts, Region::Shade);
   if (share < 0.1) return "no shadow on the screen was seen";
-  return text("%.1f %% of the picture is screen under less light, kept as a shadow; lower values lighten it", share);
+  return formattedText("%.1f %% of the picture is screen under less light, kept as a shadow; lower values lighten it",
+                       share);
 }
 
 class Reasoner {
@@ -150,7 +146,8 @@ class Reasoner {
     }
     KeySettings without = proposal_.settings;
     without.*p.value = p.defaultValue;
-    return text("trial keys are off by %.2f levels, by %.2f at the default", proposal_.error, trials_.cost(without));
+    return formattedText("trial keys are off by %.2f levels, by %.2f at the default", proposal_.error,
+                         trials_.cost(without));
   }
 
   const Proposal& proposal_;
