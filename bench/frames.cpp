@@ -6,7 +6,7 @@
 
 #include "imaging/CImagingZEP.h"
 #include "sample/demo_clip.h"
-#include "tests/support/test_images.h"
+#include "sample/test_images.h"
 
 namespace kalvetra::bench {
 

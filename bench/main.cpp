@@ -12,8 +12,8 @@
 #include <optional>
 
 #include "bench/stage_inputs.h"
-#include "imaging/cpu_level.h"
-#include "tests/support/test_images.h"
+#include "cpu/cpu_level.h"
+#include "sample/test_images.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include "engine/KalvetraFinalCut.h"
 #include "parameters/parameter_table.h"
-#include "tests/support/test_images.h"
+#include "sample/test_images.h"
 
 namespace kalvetra::bench {
 

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <set>
 
-#include "media/numbered_name.h"
+#include "media/files/numbered_name.h"
 #include "support/user_error.h"
 
 namespace kalvetra {

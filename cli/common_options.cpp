@@ -2,8 +2,8 @@
 
 #include <optional>
 
-#include "imaging/cpu_level.h"
-#include "media/frame_rate.h"
+#include "cpu/cpu_level.h"
+#include "media/input/frame_rate.h"
 #include "support/user_error.h"
 
 namespace kalvetra {

@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "jobs/companions.h"
-#include "media/source_options.h"
+#include "media/input/source_options.h"
 
 namespace kalvetra {
 

@@ -11,8 +11,8 @@
 #include <set>
 #include <thread>
 
-#include "imaging/cpu_level.h"
-#include "media/output_format.h"
+#include "cpu/cpu_level.h"
+#include "media/output/output_format.h"
 #include "parameters/key_settings.h"
 
 namespace kalvetra {

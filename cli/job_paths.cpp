@@ -5,7 +5,7 @@
 
 #include "cli/batch.h"
 #include "jobs/output_choice.h"
-#include "media/numbered_name.h"
+#include "media/files/numbered_name.h"
 #include "support/user_error.h"
 
 namespace kalvetra {

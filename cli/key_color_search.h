@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "media/source_options.h"
+#include "media/input/source_options.h"
 
 namespace kalvetra {
 

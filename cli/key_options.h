@@ -8,7 +8,7 @@
 
 #include "cli/common_options.h"
 #include "jobs/shown_view.h"
-#include "media/source_options.h"
+#include "media/input/source_options.h"
 #include "parameters/animated_settings.h"
 #include "parameters/preset.h"
 

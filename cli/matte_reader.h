@@ -7,8 +7,8 @@
 #include <string>
 
 #include "analysis/matte_quality.h"
-#include "media/frame_converter.h"
-#include "media/reader.h"
+#include "media/input/reader.h"
+#include "media/pixels/frame_converter.h"
 
 namespace kalvetra {
 

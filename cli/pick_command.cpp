@@ -12,7 +12,7 @@
 #include "cli/interrupt.h"
 #include "jobs/auto_settings.h"
 #include "jobs/frame_sampler.h"
-#include "media/reader.h"
+#include "media/input/reader.h"
 #include "parameters/parameter_manual.h"
 #include "parameters/parameter_value.h"
 #include "support/user_error.h"

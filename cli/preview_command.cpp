@@ -8,9 +8,9 @@
 #include "cli/common_options.h"
 #include "cli/console.h"
 #include "cli/interrupt.h"
-#include "preview/preview_context.h"
-#include "preview/preview_server.h"
-#include "preview/private_folder.h"
+#include "preview/api/preview_context.h"
+#include "preview/export/private_folder.h"
+#include "preview/http/preview_server.h"
 #include "support/shell_quoted.h"
 
 namespace kalvetra {

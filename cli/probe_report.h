@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "media/clip_description.h"
+#include "media/probe/clip_description.h"
 
 namespace kalvetra {
 

@@ -8,9 +8,9 @@
 #include "cli/interrupt.h"
 #include "cli/key_options.h"
 #include "jobs/frame_keyer.h"
-#include "media/frame_at.h"
-#include "media/frame_packer.h"
-#include "media/picture_writer.h"
+#include "media/input/frame_at.h"
+#include "media/output/picture_writer.h"
+#include "media/pixels/frame_packer.h"
 #include "support/user_error.h"
 
 namespace kalvetra {

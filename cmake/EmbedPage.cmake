@@ -21,7 +21,7 @@ foreach(name IN LISTS names)
   string(APPEND rows "    {\"${name}\", \"${types_${ending}}\", {kFile${number}, sizeof kFile${number} - 1}},\n")
   math(EXPR number "${number} + 1")
 endforeach()
-file(WRITE ${OUTPUT} "#include \"preview/page_files.h\"
+file(WRITE ${OUTPUT} "#include \"preview/http/page_files.h\"
 
 namespace kalvetra {
 namespace {

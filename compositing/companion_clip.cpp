@@ -2,7 +2,7 @@
 
 #include "compositing/cover.h"
 #include "compositing/over.h"
-#include "media/upright.h"
+#include "media/pixels/upright.h"
 #include "support/user_error.h"
 
 namespace kalvetra {

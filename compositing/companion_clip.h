@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "media/frame_converter.h"
-#include "media/reader.h"
+#include "media/input/reader.h"
+#include "media/pixels/frame_converter.h"
 
 namespace kalvetra {
 

@@ -3,12 +3,12 @@
 #include <cstddef>
 #include <vector>
 
+#include "cpu/vectors.h"
 #include "engine/CKALVETRA.h"
 #include "engine/chroma_plane.h"
 #include "engine/exposure_curve.h"
 #include "engine/simd/kernels.h"
 #include "imaging/numeric.h"
-#include "imaging/simd/level.h"
 
 using namespace kalvetra;
 

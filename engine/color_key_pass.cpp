@@ -2,13 +2,13 @@
 #include <cmath>
 #include <cstddef>
 
+#include "cpu/vectors.h"
 #include "engine/CKALVETRA.h"
 #include "engine/chroma_plane.h"
 #include "engine/key_geometry.h"
 #include "engine/simd/kernels.h"
 #include "engine/treatment.h"
 #include "imaging/numeric.h"
-#include "imaging/simd/level.h"
 
 using namespace kalvetra;
 

@@ -7,10 +7,10 @@
 #include <memory>
 #include <vector>
 
+#include "cpu/vectors.h"
 #include "engine/CKALVETRA.h"
 #include "engine/simd/kernels.h"
 #include "imaging/numeric.h"
-#include "imaging/simd/level.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include <limits>
 #include <memory>
 
+#include "cpu/vectors.h"
 #include "engine/KALVETRA_MakeMaskGreenBack32bit.h"
 #include "engine/KalvetraFinalCut.h"
 #include "engine/background_plate.h"
@@ -14,7 +15,6 @@
 #include "engine/render_record.h"
 #include "imaging/CImagingZEP.h"
 #include "imaging/numeric.h"
-#include "imaging/simd/level.h"
 
 namespace kalvetra {
 

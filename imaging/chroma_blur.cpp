@@ -1,9 +1,9 @@
 // Chroma blur: softens colour, keeps luma, against the blocky chroma of subsampled video.
 #include <cstring>
 
+#include "cpu/vectors.h"
 #include "imaging/CImagingZEP.h"
 #include "imaging/numeric.h"
-#include "imaging/simd/level.h"
 #include "imaging/simd/passes.h"
 #include "imaging/sliding_box.h"
 

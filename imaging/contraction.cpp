@@ -4,9 +4,9 @@
 #include <cstring>
 #include <memory>
 
+#include "cpu/vectors.h"
 #include "imaging/CImagingZEP.h"
 #include "imaging/numeric.h"
-#include "imaging/simd/level.h"
 #include "imaging/simd/passes.h"
 
 namespace {

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "cpu/vectors.h"
 #include "imaging/CImagingZEP.h"
-#include "imaging/simd/level.h"
 #include "imaging/simd/passes.h"
 
 namespace {

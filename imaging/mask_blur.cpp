@@ -1,9 +1,9 @@
 // Matte-edge blur: erodes the matte near transparent areas by a blurred, reshaped copy of its inverse.
 #include <memory>
 
+#include "cpu/vectors.h"
 #include "imaging/CImagingZEP.h"
 #include "imaging/numeric.h"
-#include "imaging/simd/level.h"
 #include "imaging/simd/passes.h"
 
 using kalvetra::truncToByte;

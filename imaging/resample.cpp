@@ -6,11 +6,11 @@
 #include <numbers>
 #include <vector>
 
+#include "cpu/vectors.h"
 #include "imaging/CImagingZEP.h"
 #include "imaging/maths.h"
 #include "imaging/numeric.h"
 #include "imaging/resample_taps.h"
-#include "imaging/simd/level.h"
 #include "imaging/simd/passes.h"
 
 using kalvetra::makeTaps;

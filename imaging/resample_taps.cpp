@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "cpu/vectors.h"
 #include "imaging/CImagingZEP.h"
 #include "imaging/numeric.h"
-#include "imaging/simd/level.h"
 #include "imaging/simd/resample_kernels.h"
 
 namespace kalvetra {

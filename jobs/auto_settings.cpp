@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "jobs/frame_sampler.h"
-#include "media/reader.h"
+#include "media/input/reader.h"
 #include "support/interrupted.h"
 #include "support/thread_limit.h"
 #include "support/user_error.h"

@@ -6,7 +6,7 @@
 
 #include "analysis/backdrop_color.h"
 #include "analysis/proposal.h"
-#include "media/source_options.h"
+#include "media/input/source_options.h"
 
 namespace kalvetra {
 

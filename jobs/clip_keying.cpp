@@ -1,6 +1,6 @@
 #include "jobs/clip_keying.h"
 
-#include "media/source_depth.h"
+#include "media/input/source_depth.h"
 
 namespace kalvetra {
 

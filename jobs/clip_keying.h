@@ -1,8 +1,8 @@
 // How the pictures of a clip are keyed. Decided here alone, so that every way to a key gives the same one.
 #pragma once
 
-#include "media/frame_converter.h"
-#include "media/reader.h"
+#include "media/input/reader.h"
+#include "media/pixels/frame_converter.h"
 
 namespace kalvetra {
 

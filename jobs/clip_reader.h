@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "jobs/clip_range.h"
-#include "media/reader.h"
+#include "media/input/reader.h"
 
 namespace kalvetra {
 

@@ -10,7 +10,7 @@
 #include "jobs/frame_keyer.h"
 #include "jobs/journal.h"
 #include "jobs/sample_pictures.h"
-#include "media/picture_sink.h"
+#include "media/output/picture_sink.h"
 #include "parameters/animated_settings.h"
 
 namespace kalvetra {

@@ -6,8 +6,8 @@
 #include <functional>
 #include <string>
 
+#include "media/input/source_options.h"
 #include "media/picture.h"
-#include "media/source_options.h"
 
 namespace kalvetra {
 

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
-#include "media/numbered_name.h"
+#include "media/files/numbered_name.h"
 #include "parameters/look_version.h"
 #include "parameters/preset.h"
 

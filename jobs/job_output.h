@@ -8,7 +8,7 @@
 #include "jobs/journal.h"
 #include "jobs/key_job.h"
 #include "jobs/segmented_writer.h"
-#include "media/temporary_output.h"
+#include "media/files/temporary_output.h"
 
 namespace kalvetra {
 

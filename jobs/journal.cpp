@@ -9,7 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
-#include "media/write_failure.h"
+#include "media/files/write_failure.h"
 
 namespace kalvetra {
 

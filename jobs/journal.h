@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "media/picture_hash.h"
+#include "media/output/picture_hash.h"
 
 namespace kalvetra {
 

@@ -11,9 +11,9 @@
 #include "jobs/companions.h"
 #include "jobs/frame_keyer.h"
 #include "jobs/proof.h"
-#include "media/delivery.h"
-#include "media/picture_hash.h"
-#include "media/reader.h"
+#include "media/input/reader.h"
+#include "media/output/delivery.h"
+#include "media/output/picture_hash.h"
 #include "parameters/animated_settings.h"
 
 namespace kalvetra {

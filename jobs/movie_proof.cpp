@@ -8,7 +8,7 @@ extern "C" {
 #include <cstdio>
 #include <cstdlib>
 
-#include "media/clip_movie.h"
+#include "media/output/clip_movie.h"
 
 namespace kalvetra {
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "jobs/proof.h"
-#include "media/writer.h"
+#include "media/output/writer.h"
 
 namespace kalvetra {
 

@@ -4,7 +4,7 @@
 #include <limits>
 #include <numeric>
 
-#include "media/temporary_output.h"
+#include "media/files/temporary_output.h"
 #include "support/user_error.h"
 
 namespace kalvetra {

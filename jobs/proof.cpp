@@ -6,11 +6,11 @@
 #include <filesystem>
 
 #include "jobs/movie_proof.h"
-#include "media/frame_converter.h"
-#include "media/luma_weights.h"
-#include "media/numbered_name.h"
-#include "media/temporary_output.h"
-#include "media/writer.h"
+#include "media/files/numbered_name.h"
+#include "media/files/temporary_output.h"
+#include "media/output/writer.h"
+#include "media/pixels/frame_converter.h"
+#include "media/pixels/luma_weights.h"
 
 namespace kalvetra {
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "jobs/journal.h"
-#include "media/delivery.h"
-#include "media/reader.h"
+#include "media/input/reader.h"
+#include "media/output/delivery.h"
 
 namespace kalvetra {
 

@@ -4,9 +4,9 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "media/clip_movie.h"
-#include "media/source_depth.h"
-#include "media/write_failure.h"
+#include "media/files/write_failure.h"
+#include "media/input/source_depth.h"
+#include "media/output/clip_movie.h"
 #include "parameters/look_version.h"
 #include "parameters/preset.h"
 

@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <fstream>
 
-#include "media/write_failure.h"
+#include "media/files/write_failure.h"
 
 namespace kalvetra {
 

@@ -3,7 +3,7 @@
 #include <limits>
 
 #include "jobs/clip_reader.h"
-#include "media/writer.h"
+#include "media/output/writer.h"
 #include "support/user_error.h"
 
 namespace kalvetra {

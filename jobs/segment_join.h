@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "jobs/journal.h"
-#include "media/clip_movie.h"
-#include "media/delivery.h"
+#include "media/output/clip_movie.h"
+#include "media/output/delivery.h"
 
 namespace kalvetra {
 

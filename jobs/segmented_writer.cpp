@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "media/durable_file.h"
+#include "media/files/durable_file.h"
 
 namespace kalvetra {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "jobs/journal.h"
-#include "media/writer.h"
+#include "media/output/writer.h"
 
 namespace kalvetra {
 

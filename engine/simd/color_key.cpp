@@ -5,8 +5,8 @@
 #define HWY_TARGET_INCLUDE "engine/simd/color_key.cpp"
 #include <hwy/foreach_target.h>
 
+#include "cpu/dispatch.h"
 #include "engine/simd/keying-inl.h"
-#include "imaging/simd/dispatch.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace kalvetra::HWY_NAMESPACE {

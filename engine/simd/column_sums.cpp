@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "cpu/dispatch.h"
 #include "imaging/numeric.h"
-#include "imaging/simd/dispatch.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace kalvetra::HWY_NAMESPACE {

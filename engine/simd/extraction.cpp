@@ -8,7 +8,7 @@
 
 #include <hwy/contrib/math/math-inl.h>
 
-#include "imaging/simd/dispatch.h"
+#include "cpu/dispatch.h"
 #include "imaging/simd/spans-inl.h"
 
 HWY_BEFORE_NAMESPACE();

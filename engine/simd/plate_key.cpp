@@ -7,8 +7,8 @@
 
 #include <algorithm>
 
+#include "cpu/dispatch.h"
 #include "engine/simd/keying-inl.h"
-#include "imaging/simd/dispatch.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace kalvetra::HWY_NAMESPACE {

@@ -5,7 +5,7 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
-#include "imaging/simd/dispatch.h"
+#include "cpu/dispatch.h"
 #include "imaging/simd/spans-inl.h"
 
 HWY_BEFORE_NAMESPACE();

@@ -11,7 +11,7 @@
 #include <limits>
 #include <numbers>
 
-#include "imaging/simd/dispatch.h"
+#include "cpu/dispatch.h"
 #include "imaging/simd/spans-inl.h"
 
 HWY_BEFORE_NAMESPACE();

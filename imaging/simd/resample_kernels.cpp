@@ -9,7 +9,7 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
-#include "imaging/simd/dispatch.h"
+#include "cpu/dispatch.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace kalvetra::HWY_NAMESPACE {

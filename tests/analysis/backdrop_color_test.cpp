@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/test_images.h"
+#include "sample/test_images.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <functional>
 
-#include "tests/support/test_images.h"
+#include "sample/test_images.h"
 
 namespace kalvetra::test {
 

@@ -5,7 +5,7 @@
 
 #include <functional>
 
-#include "tests/support/test_images.h"
+#include "sample/test_images.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "imaging/cpu_level.h"
-#include "media/output_format.h"
+#include "cpu/cpu_level.h"
+#include "media/output/output_format.h"
 #include "tests/support/command.h"
 
 namespace {

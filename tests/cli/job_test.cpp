@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "media/numbered_name.h"
+#include "media/files/numbered_name.h"
 #include "tests/support/command.h"
 #include "tests/support/scratch_folder.h"
 

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <sstream>
 
-#include "imaging/cpu_level.h"
+#include "cpu/cpu_level.h"
 #include "tests/support/run_program.h"
 #include "tests/support/scratch_folder.h"
 

@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "media/sound_transcoder.h"
+#include "media/output/sound_transcoder.h"
 #include "tests/support/command.h"
 #include "tests/support/scratch_folder.h"
 

@@ -7,7 +7,7 @@
 #include "compositing/mattes.h"
 #include "compositing/over.h"
 #include "compositing/views.h"
-#include "tests/support/test_images.h"
+#include "sample/test_images.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 
 #include "engine/KALVETRA_MakeMaskGreenBack32bit.h"
 #include "parameters/key_settings.h"
+#include "sample/test_images.h"
 #include "tests/support/cpu_levels.h"
-#include "tests/support/test_images.h"
 
 namespace {
 

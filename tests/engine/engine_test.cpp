@@ -8,8 +8,8 @@
 #include "engine/KALVETRA_MakeMaskGreenBack32bit.h"
 #include "engine/KalvetraFinalCut.h"
 #include "parameters/parameter_table.h"
+#include "sample/test_images.h"
 #include "tests/support/cpu_levels.h"
-#include "tests/support/test_images.h"
 
 namespace {
 

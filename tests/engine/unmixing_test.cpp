@@ -5,9 +5,9 @@
 
 #include "engine/chroma_plane.h"
 #include "engine/simd/kernels.h"
+#include "sample/test_images.h"
 #include "tests/support/bits.h"
 #include "tests/support/cpu_levels.h"
-#include "tests/support/test_images.h"
 
 namespace {
 

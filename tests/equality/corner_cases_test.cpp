@@ -3,11 +3,11 @@
 
 #include <climits>
 
+#include "cpu/cpu_level.h"
 #include "engine/CKALVETRA.h"
-#include "imaging/cpu_level.h"
 #include "parameters/key_settings.h"
+#include "sample/test_images.h"
 #include "tests/support/cpu_levels.h"
-#include "tests/support/test_images.h"
 
 namespace {
 

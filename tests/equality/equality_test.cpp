@@ -4,7 +4,7 @@
 #include <ostream>
 #include <set>
 
-#include "imaging/cpu_level.h"
+#include "cpu/cpu_level.h"
 #include "tests/equality/level_comparison.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <sstream>
 
-#include "imaging/cpu_level.h"
+#include "cpu/cpu_level.h"
 #include "tests/support/cpu_levels.h"
 
 namespace kalvetra::test {

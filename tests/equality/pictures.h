@@ -4,7 +4,7 @@
 #include <string>
 
 #include "bench/passes.h"
-#include "tests/support/test_images.h"
+#include "sample/test_images.h"
 
 namespace kalvetra::test {
 

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string>
 
-#include "tests/support/test_images.h"
+#include "sample/test_images.h"
 
 namespace kalvetra::test {
 

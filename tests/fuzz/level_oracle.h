@@ -3,10 +3,10 @@
 
 #include <string>
 
-#include "imaging/cpu_level.h"
+#include "cpu/cpu_level.h"
+#include "sample/test_images.h"
 #include "tests/fuzz/require.h"
 #include "tests/support/cpu_levels.h"
-#include "tests/support/test_images.h"
 
 namespace kalvetra::test {
 

@@ -4,10 +4,10 @@
 #include <iterator>
 #include <new>
 
-#include "media/clip_description.h"
-#include "media/frame_access.h"
-#include "media/frame_converter.h"
-#include "media/reader.h"
+#include "media/input/frame_access.h"
+#include "media/input/reader.h"
+#include "media/pixels/frame_converter.h"
+#include "media/probe/clip_description.h"
 #include "support/user_error.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/level_oracle.h"

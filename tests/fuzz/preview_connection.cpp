@@ -6,7 +6,7 @@
 
 #include <thread>
 
-#include "preview/preview_server.h"
+#include "preview/http/preview_server.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/require.h"
 

@@ -5,8 +5,8 @@
 #include <thread>
 
 #include "media/ffmpeg.h"
-#include "preview/preview_context.h"
-#include "preview/request_json.h"
+#include "preview/api/preview_context.h"
+#include "preview/api/request_json.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/require.h"
 #include "tests/support/scratch_folder.h"

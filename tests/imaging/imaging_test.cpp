@@ -8,7 +8,7 @@
 #include <cmath>
 #include <limits>
 
-#include "tests/support/test_images.h"
+#include "sample/test_images.h"
 
 namespace {
 

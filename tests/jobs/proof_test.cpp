@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "jobs/proof.h"
-#include "media/writer.h"
+#include "media/output/writer.h"
 #include "tests/support/command.h"
 #include "tests/support/scratch_folder.h"
 

@@ -1,5 +1,5 @@
 // Packets of files whose clocks jump, and the times that they get.
-#include "media/continuous_clock.h"
+#include "media/input/continuous_clock.h"
 
 #include <gtest/gtest.h>
 

@@ -7,9 +7,9 @@
 #include <limits>
 #include <set>
 
-#include "media/dither.h"
-#include "media/float_rgb.h"
-#include "media/frame_converter.h"
+#include "media/pixels/dither.h"
+#include "media/pixels/float_rgb.h"
+#include "media/pixels/frame_converter.h"
 #include "tests/support/drawn_frame.h"
 
 namespace {

@@ -7,10 +7,10 @@
 #include <fstream>
 #include <iterator>
 
-#include "media/delivery.h"
-#include "media/frame_converter.h"
-#include "media/hidden_colors.h"
-#include "media/writer.h"
+#include "media/output/delivery.h"
+#include "media/output/writer.h"
+#include "media/pixels/frame_converter.h"
+#include "media/pixels/hidden_colors.h"
 #include "tests/support/run_program.h"
 #include "tests/support/scratch_folder.h"
 

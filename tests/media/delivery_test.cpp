@@ -1,7 +1,7 @@
 // Which kind of file is chosen, and what is refused.
 #include <gtest/gtest.h>
 
-#include "media/delivery.h"
+#include "media/output/delivery.h"
 #include "support/user_error.h"
 
 namespace {

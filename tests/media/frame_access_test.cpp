@@ -1,11 +1,11 @@
 // Pictures by number are those that reading from the start delivers.
-#include "media/frame_access.h"
+#include "media/input/frame_access.h"
 
 #include <gtest/gtest.h>
 
 #include <random>
 
-#include "media/frame_converter.h"
+#include "media/pixels/frame_converter.h"
 #include "tests/support/run_program.h"
 #include "tests/support/scratch_folder.h"
 

@@ -1,11 +1,11 @@
 // Colours where alpha is 0: what outputs that a lossy codec makes hold there.
-#include "media/hidden_colors.h"
+#include "media/pixels/hidden_colors.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
 
-#include "tests/support/test_images.h"
+#include "sample/test_images.h"
 
 namespace {
 

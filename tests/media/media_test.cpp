@@ -11,13 +11,13 @@
 #include <filesystem>
 #include <fstream>
 
-#include "media/declared_length.h"
-#include "media/frame_converter.h"
-#include "media/frame_packer.h"
-#include "media/temporary_output.h"
+#include "media/files/temporary_output.h"
+#include "media/input/declared_length.h"
+#include "media/pixels/frame_converter.h"
+#include "media/pixels/frame_packer.h"
+#include "sample/test_images.h"
 #include "support/user_error.h"
 #include "tests/support/scratch_folder.h"
-#include "tests/support/test_images.h"
 
 namespace {
 

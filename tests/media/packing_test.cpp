@@ -4,10 +4,10 @@
 #include <cmath>
 #include <cstring>
 
-#include "media/frame_converter.h"
-#include "media/frame_packer.h"
+#include "media/pixels/frame_converter.h"
+#include "media/pixels/frame_packer.h"
+#include "sample/test_images.h"
 #include "support/user_error.h"
-#include "tests/support/test_images.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // What the user says of sources, without opening any.
 #include <gtest/gtest.h>
 
-#include "media/numbered_name.h"
-#include "media/raw_pictures.h"
+#include "media/files/numbered_name.h"
+#include "media/input/raw_pictures.h"
 #include "support/user_error.h"
 
 namespace {

@@ -1,14 +1,14 @@
 // The YUV converter against the formulas of its standards, worked out in floating point.
-#include "media/yuv_converter.h"
+#include "media/pixels/yuv_converter.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 
+#include "sample/test_images.h"
 #include "tests/support/cpu_levels.h"
 #include "tests/support/drawn_frame.h"
-#include "tests/support/test_images.h"
 
 namespace {
 

@@ -6,9 +6,9 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "sample/test_images.h"
 #include "support/user_error.h"
 #include "tests/support/scratch_folder.h"
-#include "tests/support/test_images.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The equivalent command, run by a shell, does what the page does.
-#include "preview/equivalent_command.h"
+#include "preview/export/equivalent_command.h"
 
 #include <fstream>
 

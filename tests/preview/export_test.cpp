@@ -1,5 +1,5 @@
 // Exports are what `kalvetra key` writes, and whatever happens to them nothing half-written stands under a final name.
-#include "preview/export_job.h"
+#include "preview/export/export_job.h"
 
 #include <sys/stat.h>
 

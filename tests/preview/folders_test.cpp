@@ -1,5 +1,5 @@
 // Presets and backgrounds by plain names, and nothing else.
-#include "preview/folders.h"
+#include "preview/export/folders.h"
 
 #include <sys/stat.h>
 

@@ -1,8 +1,8 @@
 // The pixels that the page gets are those that the command writes.
 #include <random>
 
-#include "preview/chroma_wheel.h"
-#include "preview/reduced_picture.h"
+#include "preview/clip/chroma_wheel.h"
+#include "preview/clip/reduced_picture.h"
 #include "tests/preview/drawn_matte.h"
 #include "tests/preview/served_clip.h"
 #include "tests/support/command.h"

@@ -7,8 +7,8 @@
 #include <nlohmann/json.hpp>
 #include <thread>
 
-#include "preview/preview_context.h"
-#include "preview/preview_server.h"
+#include "preview/api/preview_context.h"
+#include "preview/http/preview_server.h"
 #include "tests/support/run_program.h"
 #include "tests/support/scratch_folder.h"
 

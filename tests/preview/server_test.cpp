@@ -1,12 +1,12 @@
 // The server's own checks, asked over HTTP.
-#include "preview/preview_server.h"
+#include "preview/http/preview_server.h"
 
 #include <gtest/gtest.h>
 #include <httplib.h>
 
 #include <thread>
 
-#include "preview/connection.h"
+#include "preview/http/connection.h"
 #include "tests/preview/raw_connection.h"
 
 namespace kalvetra {

@@ -1,5 +1,5 @@
 // The strip's figures are those of the keyed clip, and it starts over as often as it is told to.
-#include "preview/matte_strip.h"
+#include "preview/clip/matte_strip.h"
 
 #include <chrono>
 #include <fstream>

@@ -1,5 +1,5 @@
 // Who waits for whom.
-#include "preview/turns.h"
+#include "preview/clip/turns.h"
 
 #include <gtest/gtest.h>
 
@@ -8,8 +8,8 @@
 #include <optional>
 #include <thread>
 
-#include "preview/precedence.h"
-#include "preview/routes.h"
+#include "preview/clip/precedence.h"
+#include "preview/http/routes.h"
 #include "tests/support/wait_for.h"
 
 namespace kalvetra {

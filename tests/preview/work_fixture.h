@@ -5,8 +5,8 @@
 #include <signal.h>
 #include <sys/resource.h>
 
-#include "preview/preview_context.h"
-#include "preview/request_json.h"
+#include "preview/api/preview_context.h"
+#include "preview/api/request_json.h"
 #include "tests/preview/drawn_matte.h"
 #include "tests/support/command.h"
 #include "tests/support/scratch_folder.h"

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "media/frame_converter.h"
-#include "media/reader.h"
+#include "media/input/reader.h"
+#include "media/pixels/frame_converter.h"
 #include "tests/support/run_program.h"
 
 namespace kalvetra::test {

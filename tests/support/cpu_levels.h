@@ -1,7 +1,7 @@
 // Running the same at every CPU level.
 #pragma once
 
-#include "imaging/cpu_level.h"
+#include "cpu/cpu_level.h"
 
 namespace kalvetra::test {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "parameters/key_settings.h"
-#include "tests/support/test_images.h"
+#include "sample/test_images.h"
 
 namespace kalvetra::test {
 

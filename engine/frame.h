@@ -1,0 +1,40 @@
+// One picture in memory, as every way to a key takes and gives it.
+#pragma once
+
+#include <cstddef>
+
+namespace kalvetra {
+
+// The bytes of a pixel, in the order of their addresses. Alpha is straight unless a frame says otherwise.
+enum class PixelFormat {
+  Argb8,  // alpha, red, green, blue: the host order of the render entry
+  Bgra8,  // blue, green, red, alpha: the passes' working order
+  Rgba8,  // red, green, blue, alpha
+};
+
+inline constexpr int kPixelBytes = 4;
+
+// Owns nothing: whoever owns the pixels keeps them while a frame is in use. A frame without pixels (width or height
+// below 1) may have any address.
+template <class Byte>
+struct BasicFrame {
+  Byte* data;             // of the first row's first pixel
+  std::ptrdiff_t stride;  // bytes from a row to the next; negative where the rows lie upwards in memory
+  int width, height;      // pixels
+  PixelFormat format = PixelFormat::Argb8;
+  bool premultiplied = false;  // colours are stored multiplied by alpha
+
+  Byte* row(int y) const { return data + stride * y; }
+  operator BasicFrame<const Byte>() const { return {data, stride, width, height, format, premultiplied}; }
+};
+
+using Frame = BasicFrame<unsigned char>;
+using ConstFrame = BasicFrame<const unsigned char>;
+
+// Rows one after the other without a gap.
+template <class Byte>
+BasicFrame<Byte> packedFrame(Byte* data, int width, int height, PixelFormat format = PixelFormat::Argb8) {
+  return {data, std::ptrdiff_t{kPixelBytes} * width, width, height, format};
+}
+
+}  // namespace kalvetra

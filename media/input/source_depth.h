@@ -1,0 +1,17 @@
+// What of a clip's depth and light 8 bits cannot hold.
+#pragma once
+
+#include <string>
+
+#include "media/input/reader.h"
+
+namespace kalvetra {
+
+// Bits of a colour component as the file holds it, 32 in floating point; 8 where it does not say.
+int colorDepth(const Reader& clip);
+
+// A sentence for HDR transfers, named as FFmpeg names them: that code values are taken as they are, and what to do.
+// Empty for all others.
+std::string hdrWarning(const std::string& transfer);
+
+}  // namespace kalvetra

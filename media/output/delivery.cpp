@@ -1,0 +1,201 @@
+#include "media/output/delivery.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "support/user_error.h"
+
+namespace kalvetra {
+
+namespace {
+
+// The codecs that serve a purpose, its default first.
+struct Purpose {
+  std::string name;
+  std::vector<std::string> codecs;
+};
+
+const std::vector<Purpose>& allPurposes() {
+  static const std::vector<Purpose> all{{"editing", {"prores4444", "animation"}},
+                                        {"web", {"vp9", "av1", "h264"}},
+                                        {"compositing", {"exr"}},
+                                        {"archive", {"ffv1", "png", "png16"}},
+                                        {"still", {"png", "png16", "exr"}}};
+  return all;
+}
+
+// "a", "a or b", "a, b or c"
+std::string listed(const std::vector<std::string>& words, const std::string& last = " or ") {
+  std::string text;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    text += (i == 0 ? "" : i + 1 == words.size() ? last : ", ") + words[i];
+  }
+  return text;
+}
+
+bool contains(const std::vector<std::string>& words, const std::string& word) {
+  return std::find(words.begin(), words.end(), word) != words.end();
+}
+
+std::string shown(const std::string& path) { return path == "-" ? "the standard output" : path; }
+
+// Where a codec may go: ".webm, .mkv or .mp4".
+std::vector<std::string> placesOf(const std::string& codec) {
+  std::vector<std::string> places;
+  for (const OutputFormat& format : outputFormats()) {
+    if (format.slug != codec) continue;
+    for (const std::string& place : format.extensions) places.push_back(place);
+  }
+  return places;
+}
+
+const OutputFormat& byExtension(const std::string& path) {
+  const std::string extension = extensionOf(path);
+  std::vector<std::string> known;
+  for (const OutputFormat& format : outputFormats()) {
+    if (format.goesInto(extension)) return format;
+    const std::string entry = format.extension() + " (" + format.what + ")";
+    const bool first = std::none_of(known.begin(), known.end(),
+                                    [&](const std::string& k) { return k.starts_with(format.extension() + " "); });
+    if (first) known.push_back(entry);
+  }
+  throw UserError(path + ": " +
+                  (extension.empty() ? "has no file extension" : "'" + extension + "' cannot be written") +
+                  "; end the name in one of " + listed(known));
+}
+
+// The row of that codec for the path's container; `asked` is what asked for the codec.
+const OutputFormat& byCodec(const std::string& codec, const std::string& path, const std::string& asked) {
+  const std::string extension = extensionOf(path);
+  for (const OutputFormat& format : outputFormats()) {
+    if (format.slug == codec && format.goesInto(extension)) return format;
+  }
+  std::vector<std::string> places = placesOf(codec);
+  std::erase(places, "-");
+  throw UserError(shown(path) + ": does not fit " + asked + "; " + outputFormatNamed(codec).what + " goes into a " +
+                  listed(places) + " file");
+}
+
+const Purpose* findPurpose(const std::string& name) {
+  if (name.empty()) return nullptr;
+  for (const Purpose& purpose : allPurposes()) {
+    if (purpose.name == name) return &purpose;
+  }
+  throw UserError("'" + name + "' is no purpose; choose " + listed(purposes()));
+}
+
+void checkCodec(const std::string& codec) {
+  if (!contains(codecs(), codec)) throw UserError("'" + codec + "' is no codec; choose " + listed(codecs()));
+}
+
+const OutputFormat& chooseFormat(const DeliveryRequest& request) {
+  const Purpose* purpose = findPurpose(request.purpose);
+  if (!request.codec.empty()) {
+    checkCodec(request.codec);
+    if (purpose != nullptr && !contains(purpose->codecs, request.codec)) {
+      throw UserError("the codec " + request.codec + " does not fit the purpose " + purpose->name + "; choose " +
+                      listed(purpose->codecs) + ", or leave the purpose out");
+    }
+    return byCodec(request.codec, request.path, "the codec " + request.codec);
+  }
+  if (purpose != nullptr) return byCodec(purpose->codecs.front(), request.path, "the purpose " + purpose->name);
+  return byExtension(request.path);
+}
+
+bool mayBe(const OutputFormat& format, AlphaMode alpha) {
+  return std::find(format.alpha.begin(), format.alpha.end(), alpha) != format.alpha.end();
+}
+
+std::string wordFor(AlphaMode alpha) {
+  return alpha == AlphaMode::Straight ? "straight" : alpha == AlphaMode::Premultiplied ? "premultiplied" : "no";
+}
+
+// The codecs that take such an alpha.
+std::string codecsFor(AlphaMode alpha) {
+  std::vector<std::string> names;
+  for (const OutputFormat& format : outputFormats()) {
+    if (mayBe(format, alpha) && !contains(names, format.slug)) names.push_back(format.slug);
+  }
+  return listed(names);
+}
+
+// For pictures that have alpha.
+AlphaMode chooseAlpha(const DeliveryRequest& request, const OutputFormat& format) {
+  const std::string path = shown(request.path);
+  if (request.alpha == AlphaMode::None) {
+    throw UserError(path + ": the result has alpha, which would be lost; choose straight or premultiplied alpha");
+  }
+  if (format.pair) {
+    if (request.alpha == AlphaMode::Premultiplied) {
+      throw UserError(path + ": " + format.what + " has no alpha; its fill is straight, with the matte in a second " +
+                      "file; for premultiplied alpha choose " + codecsFor(AlphaMode::Premultiplied));
+    }
+    return AlphaMode::None;
+  }
+  if (format.alpha.empty()) {
+    throw UserError(path + ": " + format.what +
+                    " holds no alpha; lay the result over a background (--over), write the " +
+                    "matte (--view matte), or choose another kind of output: .mov, .mkv, .webm or .png");
+  }
+  const AlphaMode alpha = request.alpha.value_or(format.alpha.front());
+  if (!mayBe(format, alpha)) {
+    throw UserError(path + ": " + format.what + " is " + wordFor(format.alpha.front()) + " by convention; for " +
+                    wordFor(alpha) + " alpha choose " + codecsFor(alpha));
+  }
+  return alpha;
+}
+
+// Premultiplied pictures are black there anyway.
+bool extendsHidden(const DeliveryRequest& request, const OutputFormat& format, AlphaMode alpha) {
+  if (alpha != AlphaMode::Straight && !format.pair) return false;
+  return request.hidden == HiddenColors::Extend || (request.hidden == HiddenColors::Auto && format.lossy);
+}
+
+}  // namespace
+
+Delivery chooseDelivery(const DeliveryRequest& request) {
+  const OutputFormat& format = chooseFormat(request);
+  if (request.opaque || request.levels) return {&format, AlphaMode::None, request.levels, false};
+  const AlphaMode alpha = chooseAlpha(request, format);
+  return {&format, alpha, false, format.pair, extendsHidden(request, format, alpha)};
+}
+
+std::vector<std::string> purposes() {
+  std::vector<std::string> names;
+  for (const Purpose& purpose : allPurposes()) names.push_back(purpose.name);
+  return names;
+}
+
+std::vector<std::string> codecs() {
+  std::vector<std::string> names;
+  for (const OutputFormat& format : outputFormats()) {
+    if (!contains(names, format.slug)) names.push_back(format.slug);
+  }
+  return names;
+}
+
+std::string usualExtension(const std::string& purpose, const std::string& codec) {
+  const Purpose* known = findPurpose(purpose);
+  if (!codec.empty()) checkCodec(codec);
+  if (!codec.empty()) return outputFormatNamed(codec).extension();
+  return known == nullptr ? ".mov" : outputFormatNamed(known->codecs.front()).extension();
+}
+
+std::string describe(const Delivery& delivery) {
+  const std::string& what = delivery.format->what;
+  if (delivery.pair) return what + ", straight colours, the matte in a file of its own";
+  return what + ", " + (delivery.alpha == AlphaMode::None ? "opaque" : wordFor(delivery.alpha) + " alpha");
+}
+
+std::string matteNameFor(const std::string& path) {
+  const std::filesystem::path whole(path);
+  return (whole.parent_path() / (whole.stem().string() + "-matte" + whole.extension().string())).string();
+}
+
+Delivery matteDelivery(const Delivery& pair) { return {pair.format, AlphaMode::None, true, false}; }
+
+std::string alphaTag(const Delivery& delivery) {
+  return std::string(delivery.pair ? "separate" : alphaTag(delivery.alpha));
+}
+
+}  // namespace kalvetra

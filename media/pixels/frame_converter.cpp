@@ -1,0 +1,200 @@
+#include "media/pixels/frame_converter.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "media/pixels/dither.h"
+#include "media/pixels/luma_weights.h"
+#include "media/pixels/samples.h"
+#include "support/user_error.h"
+
+namespace kalvetra {
+
+namespace {
+
+bool isRgb(const AVPixFmtDescriptor& d) { return (d.flags & AV_PIX_FMT_FLAG_RGB) != 0; }
+
+// RGB whose samples are read one by one. Where several share a byte, FFmpeg's description and its scaler do not agree
+// on which bits are which; the scaler is what other programs go by.
+bool isReadExactly(const AVPixFmtDescriptor& d) {
+  const bool strange = (d.flags & (AV_PIX_FMT_FLAG_FLOAT | AV_PIX_FMT_FLAG_BAYER)) != 0;
+  return isRgb(d) && !strange && d.comp[0].depth + d.comp[1].depth + d.comp[2].depth > 8;
+}
+
+// Formats whose very name says that their range is full.
+bool isFullRangeByFormat(AVPixelFormat format) {
+  return format == AV_PIX_FMT_YUVJ420P || format == AV_PIX_FMT_YUVJ422P || format == AV_PIX_FMT_YUVJ444P ||
+         format == AV_PIX_FMT_YUVJ440P || format == AV_PIX_FMT_YUVJ411P;
+}
+
+// One component of one row, scaled from its depth to 8 bits and rounded, into every fourth byte of `out`.
+void readComponent(const AVFrame& frame, const AVPixFmtDescriptor& d, int y, int component, bool dither,
+                   unsigned char* out, std::vector<std::uint16_t>& line) {
+  line.resize(static_cast<std::size_t>(frame.width));
+  readSamples(frame, d, component, y, frame.width, line.data());
+  const unsigned int largest = (1u << d.comp[component].depth) - 1u;
+  if (!dither || largest <= 255u) {
+    for (const std::uint16_t v : line) {
+      *out = static_cast<unsigned char>((v * 255u + largest / 2u) / largest);
+      out += 4;
+    }
+    return;
+  }
+  for (int x = 0; x < frame.width; ++x, out += 4) {
+    const unsigned int halves = 2u * static_cast<unsigned int>(ditherStep(x, y)) + 1u;  // of 128 in place of a half
+    *out = static_cast<unsigned char>((line[static_cast<std::size_t>(x)] * 255u * 128u + halves * largest) /
+                                      (128u * largest));
+  }
+}
+
+void convertPalette(const AVFrame& frame, Image& image) {
+  for (int y = 0; y < image.height; ++y) {
+    unsigned char* out = image.row(y);
+    const std::uint8_t* index = frame.data[0] + std::ptrdiff_t{y} * frame.linesize[0];
+    for (int x = 0; x < image.width; ++x, out += 4) {
+      std::uint32_t color;  // 0xAARRGGBB
+      std::memcpy(&color, frame.data[1] + 4 * index[x], 4);
+      for (int c = 0; c < 4; ++c) out[c] = static_cast<unsigned char>(color >> (24 - 8 * c));
+    }
+  }
+}
+
+void divideByAlpha(Image& image) {
+  for (std::size_t i = 0; i < image.argb.size(); i += 4) {
+    unsigned char* pixel = image.argb.data() + i;
+    const unsigned int alpha = pixel[0];
+    if (alpha == 255) continue;
+    for (int c = 1; c < 4; ++c) {
+      const unsigned int level = alpha == 0 ? 0 : (pixel[c] * 255u + alpha / 2u) / alpha;
+      pixel[c] = static_cast<unsigned char>(std::min(level, 255u));
+    }
+  }
+}
+
+}  // namespace
+
+ColorTags resolveColor(ColorTags tags, AVPixelFormat format, int height, std::string& guess) {
+  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
+  const bool rgb = d != nullptr && isRgb(*d);
+  if (rgb) {
+    tags.matrix = AVCOL_SPC_RGB;
+    tags.range = AVCOL_RANGE_JPEG;
+  }
+  const bool inFloat = d != nullptr && (d->flags & AV_PIX_FMT_FLAG_FLOAT) != 0;
+  if (inFloat && tags.transfer == AVCOL_TRC_LINEAR) tags.transfer = AVCOL_TRC_IEC61966_2_1;  // once it is converted
+  if (tags.range == AVCOL_RANGE_UNSPECIFIED) {
+    const bool full = isFullRangeByFormat(format);
+    tags.range = full ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+    if (!full) guess = "limited range";
+  }
+  const bool large = height >= 720;
+  if (tags.matrix == AVCOL_SPC_UNSPECIFIED || tags.matrix == AVCOL_SPC_RESERVED) {
+    tags.matrix = large ? AVCOL_SPC_BT709 : height == 576 ? AVCOL_SPC_BT470BG : AVCOL_SPC_SMPTE170M;
+    const bool hasChroma = d == nullptr || d->nb_components >= 3;
+    if (hasChroma) guess = std::string(large ? "BT.709" : "BT.601") + " colour" + (guess.empty() ? "" : ", " + guess);
+  }
+  const bool wide = tags.matrix == AVCOL_SPC_BT709 || tags.matrix == AVCOL_SPC_RGB;
+  if (tags.primaries == AVCOL_PRI_UNSPECIFIED || tags.primaries == AVCOL_PRI_RESERVED) {
+    tags.primaries = wide                                  ? AVCOL_PRI_BT709
+                     : tags.matrix == AVCOL_SPC_BT2020_NCL ? AVCOL_PRI_BT2020
+                     : tags.matrix == AVCOL_SPC_BT470BG    ? AVCOL_PRI_BT470BG
+                                                           : AVCOL_PRI_SMPTE170M;
+  }
+  if (tags.transfer == AVCOL_TRC_UNSPECIFIED || tags.transfer == AVCOL_TRC_RESERVED) {
+    tags.transfer = rgb ? AVCOL_TRC_IEC61966_2_1 : wide ? AVCOL_TRC_BT709 : AVCOL_TRC_SMPTE170M;
+  }
+  return tags;
+}
+
+void FrameConverter::convert(const AVFrame& frame, Image& image) {
+  convertStored(frame, image);
+  if (options_.premultiplied) divideByAlpha(image);
+}
+
+bool FrameConverter::canRead(AVPixelFormat format) {
+  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
+  if (d == nullptr || (d->flags & AV_PIX_FMT_FLAG_HWACCEL) != 0) return false;
+  return (d->flags & AV_PIX_FMT_FLAG_PAL) != 0 || FloatRgbConverter::handles(*d) || isReadExactly(*d) ||
+         YuvConverter::handles(*d) || sws_isSupportedInput(format) != 0;
+}
+
+void FrameConverter::convertStored(const AVFrame& frame, Image& image) {
+  const auto format = static_cast<AVPixelFormat>(frame.format);
+  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
+  if (d == nullptr) throw UserError("the pictures come in an unknown pixel format; convert the clip first");
+  image.resize(frame.width, frame.height);
+  if ((d->flags & AV_PIX_FMT_FLAG_PAL) != 0) {
+    convertPalette(frame, image);
+    return;
+  }
+
+  if (FloatRgbConverter::handles(*d)) {
+    float_.convert(frame, options_, image);
+    return;
+  }
+  const bool exact = isReadExactly(*d);
+  if (!exact) convertColors(frame, *d, image);
+  const int last = d->nb_components - 1;
+  const bool hasAlpha = (d->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
+  if (hasAlpha && !exact && (d->flags & AV_PIX_FMT_FLAG_FLOAT) != 0) return;  // the scaler's alpha has to do
+  for (int y = 0; y < image.height; ++y) {
+    unsigned char* row = image.row(y);
+    for (int c = 0; exact && c < 3; ++c) readComponent(frame, *d, y, c, options_.dither, row + c + 1, line_);
+    if (hasAlpha) {
+      readComponent(frame, *d, y, last, false, row, line_);
+    } else {
+      for (int x = 0; x < image.width; ++x) row[std::ptrdiff_t{4} * x] = 255;
+    }
+  }
+}
+
+// Everything but alpha.
+void FrameConverter::convertColors(const AVFrame& frame, const AVPixFmtDescriptor& format, Image& image) {
+  const bool hasChroma = format.nb_components >= 3 && !isRgb(format);
+  if (hasChroma && !lumaWeights(color_.matrix)) {
+    const char* name = av_color_space_name(color_.matrix);
+    throw UserError("the colour matrix '" + std::string(name != nullptr ? name : "unknown") +
+                    "' cannot be read; convert the clip to BT.709 first");
+  }
+  if (YuvConverter::handles(format)) {
+    yuv_.convert(frame, color_, options_, image);
+  } else {
+    scale(frame, image);
+  }
+}
+
+// The scaler gives the colours; its alpha is off by one in places and is read apart. It may write past the end of a
+// row, so it works on a padded picture.
+void FrameConverter::scale(const AVFrame& frame, Image& image) {
+  prepareScaler(frame);
+  sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, scaled_->data, scaled_->linesize);
+  for (int y = 0; y < image.height; ++y) {
+    const std::uint8_t* row = scaled_->data[0] + std::ptrdiff_t{y} * scaled_->linesize[0];
+    std::copy_n(row, std::ptrdiff_t{4} * image.width, image.row(y));
+  }
+}
+
+void FrameConverter::prepareScaler(const AVFrame& frame) {
+  if (scaler_ && frame.width == scaled_->width && frame.height == scaled_->height && frame.format == scalerFormat_)
+    return;
+  const auto format = static_cast<AVPixelFormat>(frame.format);
+  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
+  const bool hasChroma = d->nb_components >= 3 && !isRgb(*d);
+  const int flags = SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP;
+  if (sws_isSupportedInput(format) != 0) {
+    scaler_.reset(sws_getContext(frame.width, frame.height, format, frame.width, frame.height, AV_PIX_FMT_ARGB, flags,
+                                 nullptr, nullptr, nullptr));
+  }
+  if (!scaler_) {
+    throw UserError("the pixel format " + std::string(d->name) + " cannot be read; convert the clip first");
+  }
+  // Without these the scaler takes BT.601 and limited range for granted.
+  const int* coefficients = sws_getCoefficients(hasChroma ? color_.matrix : SWS_CS_DEFAULT);
+  const int unity = 1 << 16;
+  sws_setColorspaceDetails(scaler_.get(), coefficients, color_.range == AVCOL_RANGE_JPEG, coefficients, 1, 0, unity,
+                           unity);
+  scaled_ = makePicture(AV_PIX_FMT_ARGB, frame.width, frame.height);
+  scalerFormat_ = frame.format;
+}
+
+}  // namespace kalvetra

@@ -1,0 +1,41 @@
+// Keyed pictures into the planes that encoders take, without a scaler: alpha stays exact.
+#pragma once
+
+#include <array>
+
+#include "media/alpha_mode.h"
+#include "media/picture.h"
+#include "media/pixels/yuv_packer.h"
+
+namespace kalvetra {
+
+// Packs pictures for one encoder. Thread-safe; holds constants only.
+//
+// Packed RGB of 8 bits (BGRA, BGR0, RGBA, ARGB, RGB24): the same bytes. RGBA64BE, RGB48BE: bytes times 257, which is
+// exact. YUV(A)444P10: alpha and colours widened to 10 bits, colours in the limited range of the matrix.
+// YUV(A)420P, YUV420P10: limited range; chroma sited left, averaged with straight alpha as weight, so that colours of
+// transparent pixels do not bleed into the edges. GBR(A)PF32: linear light 0..1, rounded to what
+// half floats hold.
+//
+// Alpha: None makes every pixel opaque and leaves its colour alone. Premultiplied multiplies the 8-bit components,
+// (c * a + 127) / 255, before anything else; float formats multiply the light instead.
+class FramePacker {
+ public:
+  // `transfer` is what the pictures' code values mean; only float formats read it. Throws UserError when they cannot be
+  // made linear with it.
+  FramePacker(AVPixelFormat format, AVColorSpace matrix, AlphaMode alpha = AlphaMode::Straight,
+              AVColorTransferCharacteristic transfer = AVCOL_TRC_BT709);
+  // `fields`: even and odd rows are two interlaced fields, whose chroma must not mix. Throws UserError for a pixel
+  // format that no output uses.
+  FramePtr pack(const Image& image, bool fields = false) const;
+
+ private:
+  void packLight(const Image& image, AVFrame& frame) const;
+
+  AVPixelFormat format_;
+  AlphaMode alpha_;
+  YuvPacker yuv_;
+  std::array<float, 256> light_;  // of code values; for float formats
+};
+
+}  // namespace kalvetra

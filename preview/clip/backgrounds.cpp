@@ -1,0 +1,78 @@
+#include "preview/clip/backgrounds.h"
+
+#include <algorithm>
+
+namespace kalvetra {
+
+namespace {
+
+constexpr KeyingChoice kAsShown{FieldChoice::Off, false};  // a background is not keyed
+constexpr std::size_t kKept = std::size_t{64} << 20;       // bytes of a background's pictures
+
+// Seconds from the first picture to that one. By the rate as long as the index is not made, and for clips without a
+// reliable one.
+double secondsOf(std::int64_t number, const ClipFrames& clip) {
+  const std::shared_ptr<const PictureIndex> index = clip.index();
+  const auto place = static_cast<std::size_t>(number);
+  if (!index || !index->reliable || place >= index->times.size()) {
+    return static_cast<double>(number) / av_q2d(clip.format().frameRate);
+  }
+  return static_cast<double>(index->times[place] - index->times.front()) * av_q2d(clip.format().timeBase);
+}
+
+// The picture shown so many seconds after the first one; after the last one's end that one.
+std::int64_t shownAt(double seconds, ClipFrames& file) {
+  const std::int64_t count = file.count();
+  const std::shared_ptr<const PictureIndex> index = file.index();
+  const double reached = seconds + kBackgroundSlack;
+  if (!index || !index->reliable) {
+    return std::min(static_cast<std::int64_t>(reached * av_q2d(file.format().frameRate)), count - 1);
+  }
+  const auto isAfter = [&](double at, std::int64_t time) {
+    return at < static_cast<double>(time - index->times.front()) * av_q2d(file.format().timeBase);
+  };
+  return std::upper_bound(index->times.begin(), index->times.end(), reached, isAfter) - index->times.begin() - 1;
+}
+
+}  // namespace
+
+// Call it with the mutex held.
+Backgrounds::Entry& Backgrounds::entry(const std::string& over) {
+  const auto found = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& e) { return e.over == over; });
+  if (found != entries_.end()) {
+    entries_.splice(entries_.begin(), entries_, found);
+    return entries_.front();
+  }
+  Entry fresh{over, nullptr, -1, nullptr};
+  SourceOptions options;
+  options.sequenceRate = clip_.format().frameRate;
+  if (over.starts_with('#')) {
+    fresh.picture = Background(over, clip_.format(), OverEnd::Hold, 1, stop_).at(0);
+  } else {
+    fresh.file = std::make_shared<ClipFrames>(over, options, threads_, stop_, kAsShown, kKept);
+  }
+  entries_.push_front(std::move(fresh));
+  if (entries_.size() > kMost) entries_.pop_back();
+  return entries_.front();
+}
+
+std::shared_ptr<const Image> Backgrounds::at(std::int64_t number, const std::string& over, const Abandon& abandoned) {
+  std::shared_ptr<ClipFrames> file;
+  std::int64_t wanted = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    const Entry& known = entry(over);
+    if (known.file) wanted = shownAt(secondsOf(number, clip_), *known.file);
+    if (!known.file || known.number == wanted) return known.picture;
+    file = known.file;
+  }
+  auto picture = std::make_shared<const Image>(
+      fittedTo(clip_.format(), file->format(), CompanionClip::Fit::Cover, *file->picture(wanted, abandoned)));
+  const std::lock_guard lock(mutex_);
+  Entry& made = entry(over);
+  made.number = wanted;
+  made.picture = picture;
+  return picture;
+}
+
+}  // namespace kalvetra

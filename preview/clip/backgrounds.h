@@ -1,0 +1,41 @@
+// What composites are laid over, frame by frame.
+#pragma once
+
+#include <filesystem>
+#include <list>
+#include <mutex>
+
+#include "compositing/background.h"
+#include "preview/clip/clip_frames.h"
+
+namespace kalvetra {
+
+class Backgrounds {
+ public:
+  // For composites with the pictures of `clip`. All must outlive this.
+  Backgrounds(const ClipFrames& clip, int threads, const std::atomic<bool>& stop)
+      : clip_(clip), threads_(threads), stop_(stop) {}
+
+  // The background of that frame, like kalvetra::Background with `over`, "#rrggbb" or the path of a file, has it for
+  // the whole clip. Throws UserError, and like ClipFrames::picture.
+  std::shared_ptr<const Image> at(std::int64_t number, const std::string& over, const Abandon& abandoned);
+
+ private:
+  static constexpr std::size_t kMost = 4;  // colours and files at once
+
+  struct Entry {
+    std::string over;
+    std::shared_ptr<ClipFrames> file;  // null for a colour
+    std::int64_t number = -1;          // of the picture made last
+    std::shared_ptr<const Image> picture;
+  };
+  Entry& entry(const std::string& over);
+
+  const ClipFrames& clip_;
+  int threads_;
+  const std::atomic<bool>& stop_;
+  std::mutex mutex_;
+  std::list<Entry> entries_;  // the latest used first
+};
+
+}  // namespace kalvetra

@@ -1,0 +1,62 @@
+#include "preview/clip/reduced_picture.h"
+
+#include <algorithm>
+#include <array>
+
+#include "parameters/parameter_table.h"
+
+namespace kalvetra {
+
+namespace {
+
+// The stretch of source pixels below one pixel.
+struct Span {
+  int first, end;
+};
+
+Span spanOf(int i, int of, int side) {
+  const auto edge = [&](std::int64_t n) { return static_cast<int>(n * side / of); };
+  return {edge(i), std::max(edge(i + 1), edge(i) + 1)};
+}
+
+template <class Sum>
+void average(const Image& picture, Span columns, Span rows, unsigned char* out) {
+  std::array<Sum, 4> sums{};
+  for (int y = rows.first; y < rows.end; ++y) {
+    const unsigned char* pixel = picture.row(y) + std::ptrdiff_t{4} * columns.first;
+    for (int x = columns.first; x < columns.end; ++x, pixel += 4) {
+      const std::uint32_t alpha = pixel[0];
+      sums[0] += alpha;
+      for (std::size_t c = 1; c < 4; ++c) sums[c] += alpha * pixel[c];
+    }
+  }
+  const auto pixels = static_cast<Sum>((columns.end - columns.first) * (rows.end - rows.first));
+  out[0] = static_cast<unsigned char>((sums[0] + pixels / 2) / pixels);
+  const Sum weight = std::max<Sum>(sums[0], 1);
+  for (std::size_t c = 1; c < 4; ++c) out[c] = static_cast<unsigned char>((sums[c] + weight / 2) / weight);
+}
+
+}  // namespace
+
+Image averaged(const Image& picture, int width, int height) {
+  Image small(width, height);
+  // As long as its sums hold a block of weighted pixels, 32 bits are twice as fast.
+  const bool few = (picture.width / width + 2.0) * (picture.height / height + 2.0) < 4294967295.0 / (255 * 255);
+  const auto averageOf = few ? average<std::uint32_t> : average<std::uint64_t>;
+  for (int y = 0; y < height; ++y) {
+    const Span rows = spanOf(y, height, picture.height);
+    unsigned char* out = small.row(y);
+    for (int x = 0; x < width; ++x, out += 4) averageOf(picture, spanOf(x, width, picture.width), rows, out);
+  }
+  return small;
+}
+
+KeySettings reducedSettings(KeySettings settings, int scale) {
+  for (int KeySettings::*length :
+       {&KeySettings::deBlockValue, &KeySettings::contractMask, &KeySettings::maskBlurRadius}) {
+    settings.*length = std::max((settings.*length + scale / 2) / scale, 1);
+  }
+  return settings;
+}
+
+}  // namespace kalvetra

@@ -1,0 +1,150 @@
+#include "preview/clip/renderer.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#include "compositing/over.h"
+#include "engine/KalvetraFinalCut.h"
+#include "preview/clip/reduced_picture.h"
+
+namespace kalvetra {
+
+namespace {
+
+constexpr std::size_t kMostDesks = 3;    // at rest
+constexpr std::size_t kMostReduced = 8;  // pictures
+
+// Alpha, red, green, blue to red, green, blue, alpha.
+void toRgba(const Image& image, unsigned char* out) {
+  const unsigned char* in = image.argb.data();
+  for (std::size_t i = 0; i < image.argb.size(); i += 4) {
+    std::uint32_t pixel;
+    std::memcpy(&pixel, in + i, 4);
+    pixel = std::endian::native == std::endian::little ? std::rotr(pixel, 8) : std::rotl(pixel, 8);
+    std::memcpy(out + i, &pixel, 4);
+  }
+}
+
+}  // namespace
+
+class Renderer::Seat {
+ public:
+  Seat(Renderer& renderer, DeskPtr desk) : renderer_(renderer), desk_(std::move(desk)) {}
+  ~Seat() { renderer_.giveBack(std::move(desk_)); }
+  Seat(const Seat&) = delete;
+  Seat& operator=(const Seat&) = delete;
+  Desk& operator*() const { return *desk_; }
+
+ private:
+  Renderer& renderer_;
+  DeskPtr desk_;
+};
+
+// With the same pictures and settings as before, what was keyed is still there.
+Renderer::DeskPtr Renderer::takeDesk(const KeyedFrame& keyed, const Abandon& abandoned) {
+  const bool whole = keyed.scale == 1, fields = whole && clip_.keying().fields();
+  const auto source = reduced(clip_.picture(keyed.number, abandoned), keyed.scale);
+  const Companions mattes = reduced(mattes_.at(keyed.number, abandoned), keyed.scale);
+  KeySettings settings = whole ? keyed.settings : reducedSettings(keyed.settings, keyed.scale);
+  settings.view = kKalvetraViewResult;
+  const auto isSame = [&](const DeskPtr& d) {
+    return d->fields == fields && d->source == source && d->mattes.garbage == mattes.garbage &&
+           d->mattes.holdout == mattes.holdout && d->settings == settings;
+  };
+  DeskPtr desk;
+  {
+    const std::lock_guard lock(mutex_);
+    auto found = std::find_if(desks_.begin(), desks_.end(), isSame);
+    if (found == desks_.end()) {
+      found = std::find_if(desks_.begin(), desks_.end(), [&](const DeskPtr& d) { return d->fields == fields; });
+    }
+    if (found != desks_.end()) {
+      desk = std::move(*found);
+      desks_.erase(found);
+    }
+  }
+  if (!desk) {
+    const ClipKeying& keying = clip_.keying();
+    desk = std::make_unique<Desk>(Desk{FrameKeyer(fields ? keying : keying.withoutFields()), fields});
+  }
+  if (isSame(desk)) return desk;
+  desk->source = source;
+  desk->mattes = mattes;
+  desk->settings = settings;
+  desk->keyer.begin(source, settings, mattes);
+  return desk;
+}
+
+void Renderer::giveBack(DeskPtr desk) {
+  const std::lock_guard lock(mutex_);
+  desks_.push_back(std::move(desk));
+  if (desks_.size() > kMostDesks) desks_.erase(desks_.begin());
+}
+
+std::shared_ptr<const Image> Renderer::reduced(const std::shared_ptr<const Image>& full, int scale) {
+  if (scale == 1) return full;
+  const auto isSame = [&](const Reduced& r) { return r.full == full && r.scale == scale; };
+  {
+    const std::lock_guard lock(mutex_);
+    const auto found = std::find_if(reduced_.begin(), reduced_.end(), isSame);
+    if (found != reduced_.end()) return found->reduced;
+  }
+  auto small =
+      std::make_shared<const Image>(averaged(*full, reducedSide(full->width, scale), reducedSide(full->height, scale)));
+  const std::lock_guard lock(mutex_);
+  reduced_.push_back({full, small, scale});
+  if (reduced_.size() > kMostReduced) reduced_.erase(reduced_.begin());
+  return small;
+}
+
+Companions Renderer::reduced(const Companions& mattes, int scale) {
+  const auto small = [&](const auto& matte) { return matte ? reduced(matte, scale) : nullptr; };
+  return {small(mattes.garbage), small(mattes.holdout), nullptr};
+}
+
+RenderedView Renderer::packed(const Image& stored) {
+  const int turns = clip_.format().quarterTurns();
+  const Image upright = turns == 0 ? Image() : turned(stored, turns);
+  const Image& image = turns == 0 ? stored : upright;
+  const std::shared_ptr<Bytes> bytes = pool_.take(image.argb.size());
+  toRgba(image, bytes->data());
+  return {image.width, image.height, bytes, {}};
+}
+
+RenderedView Renderer::view(const KeyedFrame& keyed, ShownView shown, const std::shared_ptr<const Image>& background,
+                            const Abandon& abandoned) {
+  if (shown == ShownView::Source) return packed(*reduced(clip_.picture(keyed.number, abandoned), keyed.scale));
+  const Seat seat(*this, takeDesk(keyed, abandoned));
+  FrameKeyer& keyer = (*seat).keyer;
+  if (shown == ShownView::Composite) {
+    const Image& keyedPicture = keyer.view(ShownView::Result);
+    Image& composite = (*seat).view;
+    composite.resize(keyedPicture.width, keyedPicture.height);
+    layOver(keyedPicture, *reduced(background, keyed.scale), composite);
+    return packed(composite);
+  }
+  RenderedView rendered = packed(keyer.view(shown));
+  if (shown == ShownView::Status) rendered.status = keyer.status();
+  return rendered;
+}
+
+Image Renderer::plate(std::int64_t number, const KeySettings& settings) {
+  const Seat seat(*this, takeDesk({number, 1, settings}, {}));
+  return (*seat).keyer.view(ShownView::Plate);
+}
+
+Renderer::Pixel Renderer::pixel(std::int64_t number, const KeySettings& settings, int x, int y) {
+  const Seat seat(*this, takeDesk({number, 1, settings}, {}));
+  FrameKeyer& keyer = (*seat).keyer;
+  Pixel pixel{};
+  const auto take = [&](ShownView view, unsigned char* out) {
+    std::copy_n(keyer.view(view).row(y) + std::ptrdiff_t{4} * x, 4, out);
+  };
+  take(ShownView::Source, pixel.source);
+  take(ShownView::Plate, pixel.plate);
+  take(ShownView::Result, pixel.result);
+  return pixel;
+}
+
+}  // namespace kalvetra

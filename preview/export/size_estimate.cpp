@@ -1,0 +1,197 @@
+#include "preview/export/size_estimate.h"
+
+#include <algorithm>
+#include <cmath>
+#include <deque>
+#include <future>
+
+#include "media/output/video_encoder.h"
+#include "media/output/writer.h"
+#include "preview/api/clip_requests.h"
+#include "preview/clip/thread_priority.h"
+
+namespace kalvetra {
+
+namespace {
+
+// Encoders spend more on a picture that stands alone than on those that follow it, so that runs are looked at.
+constexpr std::int64_t kRuns = 4, kRunFrames = 8;
+constexpr std::int64_t kUsualSoundRate = 192000;  // bits a second, where a track does not say
+
+struct Frames {
+  std::int64_t first, count;
+};
+
+// All of a short range; otherwise runs from over it.
+std::vector<Frames> runsOf(const Frames& range) {
+  if (range.count <= kRuns * kRunFrames) return {range};
+  std::vector<Frames> runs;
+  for (std::int64_t i = 0; i < kRuns; ++i) {
+    runs.push_back({range.first + (2 * i + 1) * range.count / (2 * kRuns) - kRunFrames / 2, kRunFrames});
+  }
+  return runs;
+}
+
+// Frames from one picture that stands alone to the next, as the encoders choose it for long scenes.
+std::int64_t keyDistance(const AVCodecContext& encoder) {
+  if (encoder.gop_size > 0) return encoder.gop_size;
+  switch (encoder.codec_id) {
+    case AV_CODEC_ID_H264:
+      return 250;
+    case AV_CODEC_ID_AV1:
+      return std::max<std::int64_t>(std::llround(5.0 * av_q2d(encoder.framerate)), 1);
+    default:
+      return 128;
+  }
+}
+
+// One output's encoder, which counts bytes.
+class Scale {
+ public:
+  Scale(const OutputRequest& output, const PictureFormat& clip, int threads)
+      : output_(output), clip_(clip), threads_(threads), packing_(output.delivery, clip) {
+    begin();
+  }
+
+  ShownView view() const { return output_.view; }
+
+  void begin() {
+    const Delivery& delivery = output_.delivery;
+    encoder_ = std::make_unique<VideoEncoder>(*delivery.format, delivery.pixelFormat(), packing_.pictures(),
+                                              packing_.color(), threads_, false);
+    time_ = 0;
+    isFirst_ = true;
+  }
+
+  void weigh(const Image& picture) {
+    const std::int64_t duration = std::max<std::int64_t>(av_rescale_q(1, av_inv_q(clip_.frameRate), clip_.timeBase), 1);
+    encoder_->encode(packing_.pack(picture), time_, duration, [this](const AVPacket& packet) { count(packet); });
+    time_ += duration;
+  }
+
+  void end() {
+    encoder_->flush([this](const AVPacket& packet) { count(packet); });
+  }
+
+  // Of so many frames; where `all` were weighed, in one run, just what they weigh.
+  double bytesOf(std::int64_t frames, bool all) const {
+    if (all || others_ == 0) return (firstBytes_ + otherBytes_) * static_cast<double>(frames) / (firsts_ + others_);
+    const double firsts =
+        std::ceil(static_cast<double>(frames) / static_cast<double>(keyDistance(encoder_->context())));
+    return firsts * firstBytes_ / firsts_ + (static_cast<double>(frames) - firsts) * otherBytes_ / others_;
+  }
+
+ private:
+  void count(const AVPacket& packet) {
+    std::size_t alpha = 0;  // VP9's, beside the colours
+    av_packet_get_side_data(&packet, AV_PKT_DATA_MATROSKA_BLOCKADDITIONAL, &alpha);
+    (isFirst_ ? firstBytes_ : otherBytes_) += static_cast<double>(packet.size) + static_cast<double>(alpha);
+    (isFirst_ ? firsts_ : others_) += 1.0;
+    isFirst_ = false;
+  }
+
+  const OutputRequest output_;
+  const PictureFormat clip_;
+  const int threads_;
+  const PicturePacking packing_;
+  std::unique_ptr<VideoEncoder> encoder_;
+  std::int64_t time_ = 0;
+  bool isFirst_ = true;  // of a run
+  double firstBytes_ = 0.0, otherBytes_ = 0.0, firsts_ = 0.0, others_ = 0.0;
+};
+
+double soundBytes(const Reader& clip, const OutputFormat& format, std::int64_t frames) {
+  if (!format.keepsSound) return 0.0;
+  double bits = 0.0;
+  const AVFormatContext& container = clip.container();
+  for (unsigned int i = 0; i < container.nb_streams; ++i) {
+    const AVCodecParameters& stream = *container.streams[i]->codecpar;
+    if (stream.codec_type != AVMEDIA_TYPE_AUDIO) continue;
+    bits += static_cast<double>(stream.bit_rate > 0 ? stream.bit_rate : kUsualSoundRate);
+  }
+  return bits / 8.0 * static_cast<double>(frames) / av_q2d(clip.format().frameRate);
+}
+
+Frames framesIn(const ClipRange& range, std::int64_t all) {
+  const std::int64_t first = range.start ? range.start->frame : 0;
+  return {first, std::max<std::int64_t>((range.end ? range.end->frame : all) - first, 1)};
+}
+
+class Estimate {
+ public:
+  Estimate(PreviewContext& context, const KeyRequest& request, const std::atomic<bool>& stop)
+      : context_(context),
+        request_(request),
+        stop_(stop),
+        job_(keyJobFor(clipJob(context.options), request, withEnding("size", request), true)),
+        range_(framesIn(request.range, context.frames())),
+        keyer_(context.clip.keying()) {
+    for (const OutputRequest& output : job_.outputs) {
+      scales_.emplace_back(output, context.clip.format(), context.options.threads);
+    }
+  }
+
+  double bytes() {
+    const std::vector<Frames> runs = runsOf(range_);
+    for (std::size_t i = 0; i < runs.size(); ++i) weigh(runs[i], i == 0);
+    const Reader& clip = context_.clip.reader();
+    double sum = soundBytes(clip, *job_.outputs.front().delivery.format, range_.count);
+    for (const Scale& scale : scales_) sum += scale.bytesOf(range_.count, runs.size() == 1);
+    return sum;
+  }
+
+ private:
+  void weigh(const Frames& run, bool isFirst) {
+    for (Scale& scale : scales_) {
+      if (!isFirst) scale.begin();
+    }
+    for (std::int64_t number = run.first; number < run.first + run.count; ++number) weigh(number);
+    for (Scale& scale : scales_) scale.end();
+  }
+
+  void weigh(std::int64_t number) {
+    context_.precedence.giveWay(stop_);
+    const Abandon abandoned = [this] { return stop_ || context_.stop; };
+    if (abandoned()) throw Refusal(409, "the estimate was overtaken by a newer one");
+    const KeySettings settings = request_.settings.at(number);
+    Companions companions = context_.mattes.at(number, abandoned);
+    if (!request_.over.empty()) companions.background = context_.backgrounds.at(number, request_.over, abandoned);
+    keyer_.begin(context_.clip.picture(number, abandoned), settings, companions);
+    for (std::size_t i = 0; i < scales_.size(); ++i) {
+      const bool follows = i == 0 && job_.animatedView;
+      scales_[i].weigh(keyer_.view(follows ? static_cast<ShownView>(settings.view) : scales_[i].view()));
+    }
+  }
+
+  PreviewContext& context_;
+  const KeyRequest& request_;
+  const std::atomic<bool>& stop_;
+  const KeyJob job_;
+  const Frames range_;
+  FrameKeyer keyer_;
+  std::deque<Scale> scales_;  // one an output
+};
+
+}  // namespace
+
+SizeEstimator::Stop SizeEstimator::takeTurn() {
+  const std::lock_guard lock(mutex_);
+  if (stop_) *stop_ = true;
+  return stop_ = std::make_shared<std::atomic<bool>>(false);
+}
+
+void SizeEstimator::cancel() {
+  const std::lock_guard lock(mutex_);
+  if (stop_) *stop_ = true;
+}
+
+double SizeEstimator::estimate(const KeyRequest& request) {
+  const Stop stop = takeTurn();
+  const auto work = [&] {  // in a thread of its own, which keeps its low priority
+    lowerPriority();
+    return Estimate(context_, request, *stop).bytes();
+  };
+  return std::async(std::launch::async, work).get();
+}
+
+}  // namespace kalvetra

@@ -1,0 +1,247 @@
+#include "preview/http/preview_server.h"
+
+#include <httplib.h>
+
+#include <chrono>
+#include <fstream>
+#include <set>
+#include <thread>
+
+#include "preview/http/bounded_server.h"
+#include "preview/http/page_files.h"
+#include "preview/http/token.h"
+
+namespace kalvetra {
+
+namespace {
+
+constexpr const char* kHost = "127.0.0.1";
+constexpr std::size_t kThreads = 32;          // requests that are answered at once
+constexpr std::size_t kRequestsEach = 10000;  // on one connection
+
+constexpr std::chrono::milliseconds kStopInterval{50};
+constexpr std::size_t kFilePiece = 1 << 18;  // bytes of a download at a time
+
+const httplib::Headers& standardHeaders() {
+  static const httplib::Headers headers{
+      {"Content-Security-Policy",
+       "default-src 'self'; img-src 'self' blob: data:; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
+      {"Cache-Control", "no-store"},
+      {"X-Content-Type-Options", "nosniff"},
+      {"X-Frame-Options", "DENY"},
+      {"Referrer-Policy", "no-referrer"},
+      {"Cross-Origin-Opener-Policy", "same-origin"},
+      {"Cross-Origin-Resource-Policy", "same-origin"}};
+  return headers;
+}
+
+// With a provider of known length the library neither copies nor compresses what is sent.
+template <class Bytes>
+void sendBytes(httplib::Response& response, std::shared_ptr<const Bytes> bytes, const std::string& type) {
+  if (bytes->empty()) return;
+  response.set_content_provider(bytes->size(), type, [bytes](std::size_t offset, std::size_t length, auto& sink) {
+    return sink.write(reinterpret_cast<const char*>(bytes->data()) + offset, length);
+  });
+}
+
+void sendFile(httplib::Response& response, const std::filesystem::path& path, const std::string& type) {
+  std::error_code error;
+  const std::uintmax_t size = std::filesystem::file_size(path, error);
+  auto file = std::make_shared<std::ifstream>(path, std::ios::binary);
+  if (error || !*file) throw Refusal(404, path.filename().string() + " is not there any more");
+  if (size == 0) return;
+  response.set_content_provider(size, type, [file](std::size_t offset, std::size_t length, auto& sink) {
+    std::vector<char> piece(std::min(length, kFilePiece));
+    file->seekg(static_cast<std::streamoff>(offset));
+    if (!file->read(piece.data(), static_cast<std::streamsize>(piece.size()))) return false;
+    return sink.write(piece.data(), piece.size());
+  });
+}
+
+void send(const Answer& answer, httplib::Response& response) {
+  response.status = answer.status;
+  for (const auto& [name, value] : answer.headers) response.set_header(name, value);
+  if (answer.file) {
+    sendFile(response, *answer.file, answer.type);
+  } else if (answer.bytes) {
+    sendBytes(response, answer.bytes, answer.type);
+  } else {
+    sendBytes(response, std::make_shared<const std::string>(answer.body), answer.type);
+  }
+}
+
+Answer pageFile(const std::string& name) {
+  for (const PageFile& file : pageFiles()) {
+    if (file.name != name) continue;
+    Answer answer;
+    answer.type = file.type;
+    answer.body = file.content;
+    return answer;
+  }
+  return errorAnswer(404, "there is nothing at this address");
+}
+
+const char* sentenceFor(int status) {
+  switch (status) {
+    case 403:
+      return "only the page that this program serves may ask";
+    case 404:
+      return "there is nothing at this address";
+    case 411:
+      return "the request does not say how long it is";
+    case 413:
+      return "the request is larger than 1 MiB";
+    case 414:
+      return "the address is too long";
+    case 415:
+      return "the request is packed; send it as it is";
+    default:
+      return "this is no request that can be answered";
+  }
+}
+
+std::optional<int> lackOfLength(const std::string& method) {
+  return method == "POST" ? std::optional<int>(411) : std::nullopt;
+}
+
+bool isNumber(const std::string& text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+}
+
+}  // namespace
+
+class PreviewServer::Http {
+ public:
+  Http(Routes routes, int port, const ConnectionLimits& limits)
+      : routes_(std::move(routes)),
+        token_(makeToken()),
+        server_(kThreads, limits, [this](const httplib::Request& request) { return !refusal(request); }) {
+    // The library would share the port with any other server of this user.
+    server_.set_socket_options([this](socket_t socket) {
+      const int yes = 1;
+      listening_ = socket;
+      setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    });
+    server_.set_tcp_nodelay(true);
+    server_.set_keep_alive_max_count(kRequestsEach);
+    server_.set_keep_alive_timeout(std::chrono::ceil<std::chrono::seconds>(limits.idle).count());  // as answers say
+    server_.set_payload_max_length(kLargestBody);
+    server_.set_default_headers(standardHeaders());
+    const auto handle = [this](const httplib::Request& request, httplib::Response& response) {
+      take(request, response);
+    };
+    server_.Get(".*", handle).Post(".*", handle).Delete(".*", handle);
+    // Before a body is read.
+    server_.set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
+      const std::optional<int> status = refusal(request);
+      if (!status) return httplib::Server::HandlerResponse::Unhandled;
+      send(errorAnswer(*status, sentenceFor(*status)), response);
+      return httplib::Server::HandlerResponse::Handled;
+    });
+    server_.set_error_handler([](const httplib::Request&, httplib::Response& response) {
+      if (response.content_length_ == 0) send(errorAnswer(response.status, sentenceFor(response.status)), response);
+    });
+    bind(port);
+    ::listen(listening_, SOMAXCONN);  // the library lets five wait, and loses others for seconds
+  }
+
+  std::string address() const { return "http://" + authority(kHost) + "/" + token_ + "/"; }
+  int port() const { return port_; }
+
+  void run(const std::atomic<bool>& stop) {
+    std::atomic<bool> over{false};
+    std::thread listener([&] {
+      server_.listen_after_bind();
+      over = true;
+    });
+    // Before it is running it cannot be stopped.
+    while (!over && !(stop && server_.is_running())) std::this_thread::sleep_for(kStopInterval);
+    server_.stop();
+    listener.join();  // soon: no connection is waited for any more
+  }
+
+ private:
+  void bind(int port) {
+    if (port == 0) {
+      port_ = server_.bind_to_any_port(kHost);
+      if (port_ < 0) throw UserError("no port of this machine can be listened on; check its network settings");
+      return;
+    }
+    port_ = port;
+    if (!server_.bind_to_port(kHost, port)) {
+      throw UserError("port " + std::to_string(port) + " cannot be listened on; leave --port out for a free one");
+    }
+  }
+
+  std::string authority(const std::string& host) const { return host + ":" + std::to_string(port_); }
+
+  bool isOwnAuthority(const std::string& name) const {
+    return name == authority(kHost) || name == authority("localhost");
+  }
+
+  // Against pages of other sites that reach for this server, under its own name or one of theirs.
+  bool isFromHere(const httplib::Request& request) const {
+    const std::string host = request.get_header_value("Host");
+    if (request.get_header_value_count("Host") != 1 || !isOwnAuthority(host)) return false;
+    return !request.has_header("Origin") || request.get_header_value("Origin") == "http://" + host;
+  }
+
+  // What follows the token in the path; nothing for a wrong token.
+  std::optional<std::string> behindToken(const std::string& path) const {
+    const std::size_t end = path.find('/', 1);
+    if (path.empty() || end == std::string::npos) return std::nullopt;
+    if (!sameToken(std::string_view(path).substr(1, end - 1), token_)) return std::nullopt;
+    return path.substr(end + 1);
+  }
+
+  // The status with which a request is refused by its head.
+  std::optional<int> refusal(const httplib::Request& request) const {
+    static const std::set<std::string> methods{"GET", "HEAD", "POST", "DELETE"};
+    if (!isFromHere(request)) return 403;
+    if (!behindToken(request.path) || !methods.contains(request.method)) return 404;
+    if (request.has_header("Content-Encoding")) return 415;
+    if (request.has_header("Transfer-Encoding")) return 411;
+    const std::string length = request.get_header_value("Content-Length");
+    if (length.empty() && !request.has_header("Content-Length")) return lackOfLength(request.method);
+    if (request.get_header_value_count("Content-Length") != 1 || !isNumber(length)) return 400;
+    if (request.get_header_value<std::uint64_t>("Content-Length") > kLargestBody) return 413;
+    return std::nullopt;
+  }
+
+  Answer answer(const httplib::Request& request) const {
+    const std::optional<std::string> path = behindToken(request.path);
+    if (!path) return errorAnswer(404, sentenceFor(404));
+    const std::string method = request.method == "HEAD" ? "GET" : request.method;
+    if (method == "GET" && !path->starts_with("api/")) return pageFile(path->empty() ? "index.html" : *path);
+    Request checked{request.body, {}};
+    for (const auto& [name, value] : request.params) checked.query[name] = value;
+    return routes_.answer(method, *path, checked);
+  }
+
+  void take(const httplib::Request& request, httplib::Response& response) const {
+    try {
+      send(answer(request), response);
+    } catch (const Refusal& refusal) {
+      send(errorAnswer(refusal.status(), refusal.what()), response);
+    }
+  }
+
+  Routes routes_;
+  std::string token_;
+  BoundedServer server_;
+  socket_t listening_ = INVALID_SOCKET;
+  int port_ = 0;
+};
+
+PreviewServer::PreviewServer(Routes routes, int port, const ConnectionLimits& limits)
+    : http_(std::make_unique<Http>(std::move(routes), port, limits)) {}
+
+PreviewServer::~PreviewServer() = default;
+
+std::string PreviewServer::address() const { return http_->address(); }
+
+int PreviewServer::port() const { return http_->port(); }
+
+void PreviewServer::run(const std::atomic<bool>& stop) { http_->run(stop); }
+
+}  // namespace kalvetra
