@@ -56,7 +56,7 @@ TEST_F(PreviewApi, TellsOfTheClip) {
 TEST_F(PreviewApi, NamesParametersAsEditorsDo) {
   const Json parameters = preview().json("api/parameters")["parameters"];
   ASSERT_EQ(kParameters.size(), parameters.size());
-  std::ifstream file(KALVETRA_SOURCE "/plugin/Resources/en.lproj/Localizable.strings");
+  std::ifstream file(KALVETRA_SOURCE "/hosts/fxplug/Resources/en.lproj/Localizable.strings");
   const std::string strings((std::istreambuf_iterator<char>(file)), {});
   for (std::size_t i = 0; i < kParameters.size(); ++i) {
     const std::string row = "\"" + std::string(kParameters[i].nameKey) + "\" = " + parameters[i]["label"].dump() + ";";
