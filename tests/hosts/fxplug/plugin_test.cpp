@@ -120,7 +120,8 @@ TEST_F(Plugin, IsRegisteredUnderIdsThatNeverChange) {
 
 // The keys of a string table, from its file.
 std::map<std::string, std::string> stringTable(const std::string& language) {
-  std::ifstream file(std::string(KALVETRA_SOURCE) + "/hosts/fxplug/Resources/" + language + ".lproj/Localizable.strings");
+  std::ifstream file(std::string(KALVETRA_SOURCE) + "/hosts/fxplug/Resources/" + language +
+                     ".lproj/Localizable.strings");
   std::map<std::string, std::string> table;
   for (std::string line; std::getline(file, line);) {
     const std::size_t middle = line.find("\" = \"");
