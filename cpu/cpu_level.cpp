@@ -2,9 +2,10 @@
 
 #include <hwy/highway.h>
 
-#include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 
@@ -29,24 +30,38 @@ bool isAvailable(const Level& level) {
   return level.level == CpuLevel::Scalar || (level.target & HWY_SUPPORTED_TARGETS & HWY_TARGETS) != 0;
 }
 
-// The choice in force, made once when it is first asked for.
-struct Choice {
-  Choice() { set(cpuLevels().back()); }
-  void set(CpuLevel chosen) {
-    for (const Level& level : kLevels) {
-      // At level Scalar the target stays: a frame that is under way on another thread ends with the vectors it began.
-      if (level.level == chosen && level.target != 0) target.Update(level.target);
-    }
-    current = chosen;
+CpuLevel fastestLevel() {
+  CpuLevel fastest = CpuLevel::Scalar;
+  for (const Level& level : kLevels) {
+    if (isAvailable(level)) fastest = level.level;
   }
-  hwy::ChosenTarget target;
-  std::atomic<CpuLevel> current;
+  return fastest;
+}
+
+void requireAvailable(CpuLevel wanted) {
+  for (const Level& level : kLevels) {
+    if (level.level == wanted && isAvailable(level)) return;
+  }
+  throw std::invalid_argument("this machine has no " + std::string(cpuLevelName(wanted)));
+}
+
+// Each level's index into the vector forms' tables.
+struct Targets {
+  Targets() {
+    for (const Level& level : kLevels) of[index(level.level)].Update(level.target);
+    // A frame that is under way on another thread while the process goes to level Scalar ends with vectors.
+    of[index(CpuLevel::Scalar)].Update(HWY_SUPPORTED_TARGETS & HWY_TARGETS);
+  }
+  static std::size_t index(CpuLevel level) { return static_cast<std::size_t>(level); }
+  hwy::ChosenTarget of[std::size(kLevels)];
 };
 
-Choice& choice() {
-  static Choice instance;
-  return instance;
+std::atomic<CpuLevel>& processLevel() {
+  static std::atomic<CpuLevel> level = fastestLevel();
+  return level;
 }
+
+constinit thread_local std::optional<CpuLevel> threadLevel;
 
 }  // namespace
 
@@ -72,20 +87,28 @@ std::vector<CpuLevel> cpuLevels() {
   return levels;
 }
 
-CpuLevel cpuLevel() { return choice().current; }
+CpuLevel cpuLevel() { return threadLevel ? *threadLevel : processLevel().load(); }
 
 void setCpuLevel(CpuLevel level) {
-  const std::vector<CpuLevel> levels = cpuLevels();
-  if (std::find(levels.begin(), levels.end(), level) == levels.end()) {
-    throw std::invalid_argument("this machine has no " + std::string(cpuLevelName(level)));
-  }
-  choice().set(level);
+  requireAvailable(level);
+  processLevel() = level;
 }
+
+CpuLevelScope::CpuLevelScope(CpuLevel level) : before_(threadLevel) {
+  requireAvailable(level);
+  threadLevel = level;
+}
+
+CpuLevelScope::~CpuLevelScope() { threadLevel = before_; }
 
 namespace simd {
 
 bool enabled() { return cpuLevel() != CpuLevel::Scalar; }
-const hwy::ChosenTarget& chosenTarget() { return choice().target; }
+
+const hwy::ChosenTarget& chosenTarget() {
+  static const Targets targets;
+  return targets.of[Targets::index(cpuLevel())];
+}
 
 }  // namespace simd
 

@@ -1,4 +1,4 @@
-// How a vector form finds its instruction set. For the .cpp files of the simd folders alone, behind hwy/highway.h.
+// How a vector form finds its instruction set. For the .cpp files of the simd folders alone, after hwy/highway.h.
 #pragma once
 
 #include "cpu/vectors.h"

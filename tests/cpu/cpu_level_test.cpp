@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <set>
 #include <stdexcept>
+#include <thread>
 
+#include "cpu/vectors.h"
 #include "tests/support/cpu_levels.h"
 
 namespace {
@@ -40,6 +43,38 @@ TEST(CpuLevels, ThatAreNotThereAreRefusedAndChangeNothing) {
     }
   });
   EXPECT_GT(refused, 0);  // no machine has both x86's and Arm's
+}
+
+// Scopes of one thread do not reach another.
+TEST(CpuLevelScopes, OverrideTheProcessOnTheirOwnThreadAlone) {
+  const CpuLevel process = kalvetra::cpuLevel();
+  {
+    const kalvetra::CpuLevelScope scalar(CpuLevel::Scalar);
+    EXPECT_FALSE(kalvetra::simd::enabled());
+    std::thread([process] { EXPECT_EQ(process, kalvetra::cpuLevel()); }).join();
+    kalvetra::setCpuLevel(process);
+    EXPECT_EQ(CpuLevel::Scalar, kalvetra::cpuLevel());
+    for (const CpuLevel level : kalvetra::cpuLevels()) {
+      const kalvetra::CpuLevelScope inner(level);
+      EXPECT_EQ(level, kalvetra::cpuLevel());
+      EXPECT_EQ(level != CpuLevel::Scalar, kalvetra::simd::enabled());
+    }
+    EXPECT_EQ(CpuLevel::Scalar, kalvetra::cpuLevel());
+    const CpuLevel missing = kalvetra::cpuLevels().back() == CpuLevel::Neon ? CpuLevel::Avx2 : CpuLevel::Neon;
+    EXPECT_THROW(kalvetra::CpuLevelScope{missing}, std::invalid_argument);
+    EXPECT_EQ(CpuLevel::Scalar, kalvetra::cpuLevel());
+  }
+  EXPECT_EQ(process, kalvetra::cpuLevel());
+}
+
+// Levels have targets of their own, and level Scalar one that a frame under way can end with.
+TEST(CpuLevelScopes, ChooseTheVectorsOfTheirLevel) {
+  std::set<const hwy::ChosenTarget*> targets;
+  for (const CpuLevel level : kalvetra::cpuLevels()) {
+    const kalvetra::CpuLevelScope scope(level);
+    targets.insert(&kalvetra::simd::chosenTarget());
+  }
+  EXPECT_EQ(kalvetra::cpuLevels().size(), targets.size());
 }
 
 }  // namespace
