@@ -13,8 +13,8 @@
 #include <cstdlib>
 #include <vector>
 
-#include "parameters/parameter_table.h"
 #include "hosts/fxplug/pixel_conversion.h"
+#include "parameters/parameter_table.h"
 
 // Methods are called by the host's C and Objective-C code: no exception may leave one.
 
@@ -28,8 +28,8 @@ namespace {
 // The display text of a name key, from the string table of the filter's own bundle.
 NSString* localized(const char* nameKey) {
   return [[NSBundle bundleForClass:[KalvetraGreen class]] localizedStringForKey:[NSString stringWithUTF8String:nameKey]
-                                                                           value:nil
-                                                                           table:nil];
+                                                                          value:nil
+                                                                          table:nil];
 }
 
 NSArray* viewEntries() {
@@ -145,11 +145,11 @@ void renderFloats(const KeySettings& settings, const Bitmap& in, const Bitmap& o
 }
 
 - (NSDictionary*)properties {
-  return [NSDictionary
-      dictionaryWithObjectsAndKeys:[NSNumber numberWithBool:NO], @"SupportsRowBytes", [NSNumber numberWithBool:NO],
-                                   @"SupportsR408", [NSNumber numberWithBool:NO], @"SupportsR4fl",
-                                   [NSNumber numberWithBool:NO], @"MayRemapTime", [NSNumber numberWithInt:0],
-                                   @"EquivalentSMPTEWipeCode", nil];
+  return [NSDictionary dictionaryWithObjectsAndKeys:[NSNumber numberWithBool:NO], @"SupportsRowBytes",
+                                                    [NSNumber numberWithBool:NO], @"SupportsR408",
+                                                    [NSNumber numberWithBool:NO], @"SupportsR4fl",
+                                                    [NSNumber numberWithBool:NO], @"MayRemapTime",
+                                                    [NSNumber numberWithInt:0], @"EquivalentSMPTEWipeCode", nil];
 }
 
 - (BOOL)addParameters {

@@ -113,7 +113,7 @@ long liveServiceObjects() { return liveObjectCount; }
   return _state->faults.withheld.empty() || !_state->faults.withheld.contains(text(name)) ? self : nil;
 }
 
-// --- Creation: a group's depth is the number of groups open when it is made -------------------------------------------
+// --- Creation: a group's depth is the number of groups open when it is made ---
 
 - (HostParameter&)create:(Kind)kind name:(NSString*)name parmId:(UInt32)parmId flags:(UInt32)flags {
   HostParameter p;
@@ -203,13 +203,13 @@ long liveServiceObjects() { return liveObjectCount; }
   return YES;
 }
 
-// --- Retrieval and setting ----------------------------------------------------------------------------------------------
+// --- Retrieval and setting ---
 
 // The parameter to read; null where the read is to fail.
 - (HostParameter*)readable:(UInt32)parmId call:(const char*)call time:(double)time {
   if (_state->recording) _state->record(call, " ", std::to_string(parmId), " at ", number(time));
   return _state->faults.unreadable.contains(static_cast<int>(parmId)) ? nullptr
-                                                                       : _state->find(static_cast<int>(parmId));
+                                                                      : _state->find(static_cast<int>(parmId));
 }
 
 - (BOOL)getIntValue:(int*)value fromParm:(UInt32)parmId atTime:(double)time {

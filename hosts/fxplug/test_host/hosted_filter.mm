@@ -101,7 +101,8 @@ struct HostedFilter::State {
   KalvetraGreen* filter = nil;
 };
 
-HostedFilter::HostedFilter(const std::string& bundlePath, const std::string& language) : state_(std::make_unique<State>()) {
+HostedFilter::HostedFilter(const std::string& bundlePath, const std::string& language)
+    : state_(std::make_unique<State>()) {
   chooseLanguage(language);
   const Pool pool;
   GSDebugAllocationActive(YES);
@@ -110,7 +111,8 @@ HostedFilter::HostedFilter(const std::string& bundlePath, const std::string& lan
   if (state_->bundle == nil) throw UserError(bundlePath + ": there is no bundle; name the folder KalvetraGreen.bundle");
   state_->registration = readRegistration(state_->bundle, bundlePath);
   Class principal = [state_->bundle classNamed:string(state_->registration.className)];
-  if (principal == Nil) throw UserError(bundlePath + ": holds no class " + state_->registration.className + "; build it again");
+  if (principal == Nil)
+    throw UserError(bundlePath + ": holds no class " + state_->registration.className + "; build it again");
   if (![principal conformsToProtocol:NSProtocolFromString(string(state_->registration.protocolName))]) {
     throw UserError(bundlePath + ": its class is no " + state_->registration.protocolName);
   }
@@ -205,7 +207,7 @@ bool HostedFilter::render(HostPicture& output, const HostPicture& input, double 
   const Pool pool;
   KalvetraHostImage* out = [[KalvetraHostImage alloc] initWithPicture:&output data:output.data.data()];
   KalvetraHostImage* in = [[KalvetraHostImage alloc] initWithPicture:&input
-                                                               data:const_cast<unsigned char*>(input.data.data())];
+                                                                data:const_cast<unsigned char*>(input.data.data())];
   const BOOL answer = [state_->filter renderOutput:out withInput:in withInfo:renderInfo(time)];
   [out release];
   [in release];
