@@ -4,7 +4,8 @@
 #   --bench     what the benchmark needs
 #   --clang     the second compiler, for the sanitizers and the fuzz targets (Debian alone)
 #   --old-x86   what test-old-x86.sh needs (Debian alone)
-# or, with --aarch64 or --wasm, nothing but what test-aarch64.sh or test-wasm.sh needs (Debian alone).
+# or nothing but what one script needs: with --check check.sh, with --aarch64 test-aarch64.sh, with --wasm test-wasm.sh
+# (the last two on Debian alone).
 set -euo pipefail
 
 debian=(cmake ninja-build g++ pkg-config libavformat-dev libavcodec-dev libavutil-dev libswresample-dev libswscale-dev libtbb-dev libcli11-dev libhwy-dev nlohmann-json3-dev
@@ -26,6 +27,10 @@ for part in "$@"; do
       ;;
     --clang) debian+=(libgtest-dev clang-16 libclang-rt-16-dev llvm) ;;
     --old-x86) debian+=(libgtest-dev ffmpeg qemu-user-static) ;;
+    --check)
+      debian=(clang-format git python3)
+      mac=(clang-format git python3)
+      ;;
     --aarch64)
       debian=(cmake ninja-build g++-12-aarch64-linux-gnu libhwy-dev:arm64 libgtest-dev:arm64 nlohmann-json3-dev qemu-user-static)
       ;;
@@ -34,7 +39,7 @@ for part in "$@"; do
       command -v node >/dev/null || debian+=(nodejs)
       ;;
     *)
-      echo "install.sh: there is no part $part; give --tests, --bench, --clang, --old-x86, --aarch64 or --wasm" >&2
+      echo "install.sh: there is no part $part; give --tests, --bench, --clang, --old-x86, --check, --aarch64 or --wasm" >&2
       exit 2
       ;;
   esac
