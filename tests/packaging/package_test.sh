@@ -26,6 +26,7 @@ cat <<TEXT
 usr/bin/kalvetra
 usr/share/bash-completion/completions/kalvetra
 usr/share/doc/kalvetra/README.md
+usr/share/doc/kalvetra/copyright
 usr/share/fish/vendor_completions.d/kalvetra.fish
 usr/share/man/man1/kalvetra.1
 usr/share/zsh/vendor-completions/_kalvetra
