@@ -1,10 +1,9 @@
 #include "analysis/proposal.h"
 
-#include <tbb/parallel_for.h>
-
 #include <algorithm>
 #include <cmath>
 
+#include "analysis/at_once.h"
 #include "analysis/proposal_guard.h"
 #include "analysis/proposal_reasons.h"
 #include "analysis/search.h"
@@ -57,7 +56,7 @@ Trials SettingsProposer::makeTrials(int color) const {
   Rgb screen{};
   for (std::size_t c = 0; c < 3; ++c) screen[c] = static_cast<float>(colorParts(color)[c]);
   std::vector<ReferenceMatte> mattes(chosen.size());
-  tbb::parallel_for(std::size_t{0}, chosen.size(), [&](std::size_t i) {
+  atOnce(chosen.size(), [&](std::size_t i) {
     mattes[i] = makeReferenceMatte(chosen[i]->argb.data(), chosen[i]->width, chosen[i]->height, screen);
   });
   Trials trials;

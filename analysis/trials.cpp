@@ -1,10 +1,9 @@
 #include "analysis/trials.h"
 
-#include <tbb/parallel_for.h>
-
 #include <algorithm>
 #include <cmath>
 
+#include "analysis/at_once.h"
 #include "parameters/parameter_table.h"
 
 namespace kalvetra {
@@ -74,7 +73,7 @@ void Trials::add(const unsigned char* argb, int width, int height, ReferenceMatt
 }
 
 void Trials::key(const KeySettings& settings) {
-  tbb::parallel_for(std::size_t{0}, pictures_.size(), [&](std::size_t i) {
+  atOnce(pictures_.size(), [&](std::size_t i) {
     Picture& p = pictures_[i];
     renderFrame(settings, p.argb.data(), p.result.data(), p.width, p.height);
     p.keyed.clear();
@@ -105,7 +104,7 @@ std::vector<Trials::Keyed> Trials::sources() const {
 
 std::vector<Trials::Keyed> Trials::keys(const KeySettings& settings) const {
   std::vector<Keyed> all = sources();
-  tbb::parallel_for(std::size_t{0}, all.size(), [&](std::size_t i) {
+  atOnce(all.size(), [&](std::size_t i) {
     renderFrame(settings, pictures_[i].argb.data(), all[i].argb.data(), all[i].width, all[i].height);
   });
   return all;

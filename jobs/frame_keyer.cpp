@@ -6,6 +6,12 @@
 
 namespace kalvetra {
 
+namespace {
+
+ConstFrame frameOf(const Image& image) { return packedFrame(image.argb.data(), image.width, image.height); }
+
+}  // namespace
+
 void FrameKeyer::begin(const AVFrame& frame, const KeySettings& settings, const Companions& companions) {
   given_.reset();
   converter_.convert(frame, converted_);
@@ -43,6 +49,11 @@ const Image& FrameKeyer::plate() {
   return view_;
 }
 
+Frame FrameKeyer::emptyView() {
+  view_.resize(source().width, source().height);
+  return packedFrame(view_.argb.data(), view_.width, view_.height);
+}
+
 const Image& FrameKeyer::view(ShownView shown) {
   switch (shown) {
     case ShownView::Source:
@@ -50,12 +61,12 @@ const Image& FrameKeyer::view(ShownView shown) {
     case ShownView::Result:
       return keyed();
     case ShownView::Matte:
-      matteOf(keyed(), view_);
+      showMatte(frameOf(keyed()), emptyView());
       return view_;
     case ShownView::Plate:
       return plate();
     case ShownView::Status:
-      status_ = showStatus(keyed(), view_);
+      status_ = showStatus(frameOf(keyed()), emptyView());
       return view_;
     case ShownView::Composite:
       layOver(keyed(), *companions_.background, view_);

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "compositing/views.h"
+#include "analysis/matte_views.h"
 #include "jobs/clip_keying.h"
 #include "jobs/shown_view.h"
 #include "parameters/key_settings.h"
@@ -37,6 +37,7 @@ class FrameKeyer {
   const Image& source() const { return given_ ? *given_ : converted_; }
   const Image& keyed();
   const Image& plate();
+  Frame emptyView();  // of the source's size
 
   FrameConverter converter_;
   bool fields_;

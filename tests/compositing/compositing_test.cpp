@@ -6,7 +6,6 @@
 #include "compositing/cover.h"
 #include "compositing/mattes.h"
 #include "compositing/over.h"
-#include "compositing/views.h"
 #include "sample/test_images.h"
 
 namespace {
@@ -120,34 +119,6 @@ TEST(Mattes, ActMonotonously) {
     lessHeld = holds;
     lessCleared = clears;
   }
-}
-
-TEST(Views, StatusCountsAndColoursEveryLevel) {
-  Image ramp(256, 1);
-  for (std::size_t i = 0; i < ramp.argb.size(); ++i) ramp.argb[i] = static_cast<unsigned char>(i % 4 == 0 ? i / 4 : 77);
-  Image matte, view;
-  matteOf(ramp, matte);
-  const MatteStatus status = showStatus(ramp, view);
-  EXPECT_EQ(1, status.clear);
-  EXPECT_EQ(25, status.almostClear);
-  EXPECT_EQ(204, status.partial);
-  EXPECT_EQ(25, status.almostOpaque);
-  EXPECT_EQ(1, status.opaque);
-  EXPECT_EQ(256, status.pixels());
-  const auto pixel = [](const Image& image, std::size_t x) {
-    return Pixel{image.argb[4 * x], image.argb[4 * x + 1], image.argb[4 * x + 2], image.argb[4 * x + 3]};
-  };
-  const Pixel nearlyClear{255, 255, 40, 40}, nearlyOpaque{255, 40, 120, 255};
-  for (std::size_t x = 0; x < 256; ++x) {
-    const auto level = static_cast<unsigned char>(x);
-    const Pixel levelGrey{255, level, level, level};
-    EXPECT_EQ(levelGrey, pixel(matte, x));
-    const bool low = x >= 1 && x <= 25, high = x >= 230 && x <= 254;
-    EXPECT_EQ(low ? nearlyClear : high ? nearlyOpaque : levelGrey, pixel(view, x)) << x;
-  }
-  MatteStatus twice = status;
-  twice += status;
-  EXPECT_EQ(512, twice.pixels());
 }
 
 TEST(Over, IsTheRoundedMixAndOpaque) {

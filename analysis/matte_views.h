@@ -1,15 +1,12 @@
-// Ways to look at a keyed picture's matte.
+// Ways to look at a keyed frame's matte.
 #pragma once
 
 #include <array>
 #include <cstdint>
 
-#include "media/picture.h"
+#include "engine/frame.h"
 
 namespace kalvetra {
-
-// The alpha as an opaque grey picture: what the keyer's own matte view shows, also after mattes were applied.
-void matteOf(const Image& keyed, Image& out);
 
 // Alpha levels that the eye takes for clear or opaque, though they are not.
 inline constexpr int kAlmostClearTo = 25;      // from 1
@@ -31,7 +28,12 @@ struct MatteStatus {
   MatteStatus& operator+=(const MatteStatus& other);
 };
 
-// The matte as an opaque grey picture in which almost clear and almost opaque pixels stand out in colour; counts them.
-MatteStatus showStatus(const Image& keyed, Image& out);
+// Both views are opaque. `out` has the size of `keyed` and may be the same frame.
+
+// The alpha as a grey picture: what the keyer's own matte view shows, also after mattes were applied.
+void showMatte(const ConstFrame& keyed, const Frame& out);
+
+// The same with almost clear and almost opaque pixels in colour; counts all of them.
+MatteStatus showStatus(const ConstFrame& keyed, const Frame& out);
 
 }  // namespace kalvetra
