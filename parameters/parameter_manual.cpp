@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "parameters/look_version.h"
+#include "parameters/parameter_json.h"
 #include "parameters/parameter_value.h"
 
 namespace kalvetra {
@@ -44,13 +45,6 @@ std::string padded(std::string text, std::size_t width) {
 const char* kindName(ParameterKind kind) {
   constexpr const char* names[]{"group", "popup", "color", "toggle", "slider"};
   return names[static_cast<int>(kind)];
-}
-
-// A value of the parameter as presets hold it.
-Json jsonOf(const Parameter& p, int value) {
-  if (p.kind == ParameterKind::Toggle) return value != 0;
-  if (p.kind == ParameterKind::IntSlider) return value;
-  return valueText(p, value);
 }
 
 Json describe(const Parameter& p) {

@@ -1,8 +1,9 @@
 #include "parameters/preset.h"
 
 #include <fstream>
+#include <nlohmann/json.hpp>
 
-#include "parameters/parameter_value.h"
+#include "parameters/parameter_json.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -11,22 +12,11 @@ namespace {
 
 constexpr std::size_t kLargestFile = 16 << 20;  // bytes
 
-std::string jsonValue(const Parameter& p, int value) {
-  switch (p.kind) {
-    case ParameterKind::Toggle:
-      return value != 0 ? "true" : "false";
-    case ParameterKind::IntSlider:
-      return std::to_string(value);
-    default:
-      return '"' + valueText(p, value) + '"';
-  }
-}
-
 std::string jsonCurve(const Parameter& p, const Curve& curve) {
-  if (curve.size() == 1) return jsonValue(p, curve.front().value);
+  if (curve.size() == 1) return jsonOf(p, curve.front().value).dump();
   std::string text;
   for (const Keyframe& k : curve) {
-    text += (text.empty() ? "[" : ", ") + ("[" + std::to_string(k.frame)) + ", " + jsonValue(p, k.value) + "]";
+    text += (text.empty() ? "[" : ", ") + ("[" + std::to_string(k.frame)) + ", " + jsonOf(p, k.value).dump() + "]";
   }
   return text + "]";
 }

@@ -14,6 +14,7 @@
 #pragma once
 
 #include <map>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 
@@ -24,13 +25,17 @@ namespace kalvetra {
 
 struct Preset {
   int look = kLookVersion;      // the look that it was made with
-  std::map<int, Curve> curves;  // by the parameter's id; what the file leaves open is not in it
+  std::map<int, Curve> curves;  // by the parameter's id; what the preset does not name is not in it
 };
 
 // Reads a preset from its text, any bytes. `name` is the file's, for messages. Throws UserError with that name, the
 // line and the reason for what is no JSON, unknown or repeated names, values of a wrong type or out of range, and a
 // look newer than `engineLook`.
 Preset parsePreset(std::string_view text, const std::string& name, int engineLook = kLookVersion);
+
+// The preset of this look whose member "settings" was parsed elsewhere. Throws UserError like parsePreset, without
+// lines.
+Preset presetOf(const nlohmann::ordered_json& settings, const std::string& name);
 
 // Reads it from a file. Throws UserError like parsePreset, and for a file that cannot be read or is too large.
 Preset readPreset(const std::string& file);

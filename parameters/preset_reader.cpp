@@ -1,44 +1,79 @@
-// The reading of presets: the JSON parser hands out one token after the other, and each is judged where it stands.
+// The reading of presets: JSON is parsed, its names checked as they come, its values afterwards.
 #include <algorithm>
-#include <limits>
 #include <nlohmann/json.hpp>
-#include <optional>
-#include <set>
-#include <vector>
+#include <sstream>
 
-#include "parameters/line_counter.h"
-#include "parameters/parameter_value.h"
+#include "parameters/parameter_json.h"
 #include "parameters/preset.h"
-#include "parameters/preset_words.h"
+#include "support/nearest_word.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
 
 namespace {
 
+using Json = nlohmann::ordered_json;
+
+constexpr std::size_t kLongestQuote = 40;    // characters of the file in a message
 constexpr std::size_t kLongestReason = 120;  // characters of the parser's in a message
 
-struct Scalar {
-  enum class Kind { Whole, Text, Boolean, Other } kind;
-  std::string text;        // as a message shows it, or what the quotes held
-  std::int64_t whole = 0;  // also 0 and 1 for booleans
+// Objects and lists within one another: the preset, its settings, the keyframes, a pair. What is nested deeper is
+// refused while it is read, however deep it goes.
+constexpr int kDeepest = 4;
+
+// The beginning of any bytes, fit for a line of a message.
+std::string shown(std::string_view text) {
+  std::string result(text.substr(0, kLongestQuote));
+  for (char& c : result) c = c < ' ' || c > '~' ? '?' : c;
+  return text.size() > kLongestQuote ? result + "..." : result;
+}
+
+std::string inQuotes(std::string_view text) { return '"' + shown(text) + '"'; }
+
+std::string shown(const Json& value) {
+  return value.is_string() ? inQuotes(value.get_ref<const std::string&>()) : shown(std::string_view(value.dump()));
+}
+
+std::string_view nearestSlug(std::string_view word) {
+  std::vector<std::string_view> slugs;
+  for (const Parameter& p : kParameters) {
+    if (!p.slug.empty()) slugs.push_back(p.slug);
+  }
+  return nearestWord(word.substr(0, kLongestQuote), slugs);
+}
+
+// "a whole number 0..100"
+std::string expected(const Parameter& p) {
+  if (p.kind == ParameterKind::Toggle) return "true or false";
+  if (p.kind == ParameterKind::Color) return "\"#rrggbb\"";
+  if (p.kind != ParameterKind::Popup) {
+    return "a whole number " + std::to_string(p.minimum) + ".." + std::to_string(p.maximum);
+  }
+  std::string entries;
+  for (int value = p.minimum; value <= p.maximum; ++value) {
+    entries += (entries.empty() ? "" : ", ") + jsonOf(p, value).dump();
+  }
+  return entries;
+}
+
+// The text under a name of its own, and the lines on which its names stand.
+struct Source {
+  const std::string& name;
+  std::map<std::string, int> lines{};  // of "look", "settings" and the slugs; empty for what was parsed elsewhere
+  int firstLine = 0;                   // stands for everything else; 0 for none
 };
 
-std::string shownScalar(const Scalar& scalar) {
-  return scalar.kind == Scalar::Kind::Text ? inQuotes(scalar.text) : shown(scalar.text);
+[[noreturn]] void fail(const Source& source, int line, const std::string& reason) {
+  throw UserError(source.name + (line > 0 ? ", line " + std::to_string(line) : "") + ": " + reason);
 }
 
-std::optional<int> valueOf(const Parameter& p, const Scalar& scalar) {
-  if (p.kind == ParameterKind::IntSlider) {
-    const bool inside = scalar.whole >= p.minimum && scalar.whole <= p.maximum;
-    return scalar.kind == Scalar::Kind::Whole && inside ? std::optional(static_cast<int>(scalar.whole)) : std::nullopt;
-  }
-  if (p.kind == ParameterKind::Toggle && scalar.kind == Scalar::Kind::Boolean) return static_cast<int>(scalar.whole);
-  if (p.kind == ParameterKind::Color && !scalar.text.starts_with('#')) return std::nullopt;
-  return scalar.kind == Scalar::Kind::Text ? parseValue(p, scalar.text) : std::nullopt;
+// For what is wrong with the value of a name.
+[[noreturn]] void failAt(const Source& source, const std::string& name, const std::string& reason) {
+  const auto found = source.lines.find(name);
+  fail(source, found == source.lines.end() ? source.firstLine : found->second, reason);
 }
 
-// The parser's own reason, without its prefix; what it read last may be any bytes, and is left out.
+// The parser's own reason without its place; what it read last may be any bytes, and is left out.
 std::string reasonOf(std::string reason) {
   if (const std::size_t bracket = reason.find("] "); bracket != std::string::npos) reason.erase(0, bracket + 2);
   if (const std::size_t dash = reason.find(" - "); dash != std::string::npos) reason.erase(0, dash + 3);
@@ -51,207 +86,134 @@ std::string reasonOf(std::string reason) {
   return reason.substr(0, kLongestReason);
 }
 
-// Called by the parser. Whatever does not belong where it stands ends the reading with a UserError.
-class PresetHandler {
- public:
-  PresetHandler(const std::string& name, int engineLook) : name_(name), engineLook_(engineLook) {}
-
-  LineCounter begin(std::string_view text) { return {text.data(), &line_, &behindBreak_}; }
-  LineCounter end(std::string_view text) { return {text.data() + text.size(), &line_, &behindBreak_}; }
-  Preset& preset() { return preset_; }
-
-  bool null() { return take({Scalar::Kind::Other, "null"}); }
-  bool boolean(bool value) { return take({Scalar::Kind::Boolean, value ? "true" : "false", value ? 1 : 0}); }
-  bool number_integer(std::int64_t value) { return take({Scalar::Kind::Whole, std::to_string(value), value}); }
-  bool number_unsigned(std::uint64_t value) {
-    constexpr std::uint64_t kMost = std::numeric_limits<std::int64_t>::max();
-    return take({Scalar::Kind::Whole, std::to_string(value), static_cast<std::int64_t>(std::min(value, kMost))});
-  }
-  bool number_float(double, const std::string& text) { return take({Scalar::Kind::Other, text}); }
-  bool string(const std::string& text) { return take({Scalar::Kind::Text, text}); }
-  bool binary(const std::vector<std::uint8_t>&) { return false; }  // JSON has none
-  bool key(const std::string& name);
-  bool start_object(std::size_t);
-  bool end_object();
-  bool start_array(std::size_t);
-  bool end_array();
-  bool parse_error(std::size_t, const std::string&, const nlohmann::json::exception& error) {
-    fail("this is no JSON: " + reasonOf(error.what()));
-  }
-
- private:
-  enum class Place {
-    Start,         // before the first brace
-    Top,           // among "look" and "settings"
-    Look,          // at the value of "look"
-    SettingsName,  // behind "settings"
-    Settings,      // among the parameters
-    Value,         // at a parameter's value
-    Keyframes,     // in the list of pairs
-    Frame,         // in a pair, at its frame
-    FrameValue,    // in a pair, at its value
-    PairEnd,       // in a pair, behind its value
-  };
-
-  [[noreturn]] void fail(const std::string& reason) const {
-    throw UserError(name_ + ", line " + std::to_string(line_) + ": " + reason);
-  }
-  [[noreturn]] void failAt(const std::string& found) const;
-  bool take(const Scalar& scalar);
-  void takeLook(const Scalar& scalar);
-  void takeFrame(const Scalar& scalar);
-  int takeValue(const Scalar& scalar) const;
-  void enter(const Parameter* parameter, const std::string& slug);
-  std::string slug() const { return inQuotes(parameter_->slug); }
-
-  const std::string& name_;
-  const int engineLook_;
-  int line_ = 1;
-  bool behindBreak_ = false;
-  Place place_ = Place::Start;
-  std::set<std::string> topNames_;
-  const Parameter* parameter_ = nullptr;  // the one whose value is read
-  std::int64_t frame_ = 0;
-  Preset preset_;
-};
-
-// Told of what stands where something else was to stand.
-void PresetHandler::failAt(const std::string& found) const {
-  switch (place_) {
-    case Place::Look:
-      fail("\"look\" cannot be " + found + "; give the look's version, a whole number from 1");
-    case Place::SettingsName:
-      fail("\"settings\" cannot be " + found + "; give {\"name\": value, ...}");
-    case Place::Value:
-      fail(slug() + " cannot be " + found + "; give " + expectedInPreset(*parameter_) +
-           ", or a list of [frame, value] pairs");
-    case Place::FrameValue:
-      fail(slug() + " cannot be " + found + "; give " + expectedInPreset(*parameter_));
-    case Place::Frame:
-      fail("a frame cannot be " + found + "; give a whole number 0.." + std::to_string(kLastKeyframe));
-    case Place::Keyframes:
-    case Place::PairEnd:
-      fail("the keyframes of " + slug() + " are a list of [frame, value] pairs; " + found + " is out of place");
-    default:
-      fail("a preset is {\"look\": " + std::to_string(engineLook_) + ", \"settings\": {...}}; " + found +
-           " is out of place");
-  }
+// The setting of that name, which stands on that line.
+const Parameter& settingOf(const Source& source, const std::string& name, int line) {
+  const Parameter* parameter = findParameter(std::string_view(name));
+  if (parameter != nullptr) return *parameter;
+  fail(source, line, inQuotes(name) + " is no setting; the nearest is " + inQuotes(nearestSlug(name)));
 }
 
-bool PresetHandler::take(const Scalar& scalar) {
-  if (place_ == Place::Look) {
-    takeLook(scalar);
-  } else if (place_ == Place::Value) {
-    preset_.curves[parameter_->id] = {{0, takeValue(scalar)}};
-    place_ = Place::Settings;
-  } else if (place_ == Place::Frame) {
-    takeFrame(scalar);
-  } else if (place_ == Place::FrameValue) {
-    preset_.curves[parameter_->id].push_back({frame_, takeValue(scalar)});
-    place_ = Place::PairEnd;
-  } else {
-    failAt(shownScalar(scalar));
-  }
-  return true;
-}
-
-void PresetHandler::takeLook(const Scalar& scalar) {
-  if (scalar.kind != Scalar::Kind::Whole || scalar.whole < 1) failAt(shownScalar(scalar));
-  if (scalar.whole > engineLook_) {
-    fail("the preset is for look " + scalar.text + ", this program has look " + std::to_string(engineLook_) +
-         "; use a newer program");
-  }
-  preset_.look = static_cast<int>(scalar.whole);
-  place_ = Place::Top;
-}
-
-void PresetHandler::takeFrame(const Scalar& scalar) {
-  if (scalar.kind != Scalar::Kind::Whole || scalar.whole < 0 || scalar.whole > kLastKeyframe)
-    failAt(shownScalar(scalar));
-  const Curve& curve = preset_.curves[parameter_->id];
-  if (!curve.empty() && scalar.whole <= curve.back().frame) {
-    fail("the keyframes of " + slug() + " must grow, but " + scalar.text + " follows " +
-         std::to_string(curve.back().frame));
-  }
-  frame_ = scalar.whole;
-  place_ = Place::FrameValue;
-}
-
-int PresetHandler::takeValue(const Scalar& scalar) const {
-  const std::optional<int> value = valueOf(*parameter_, scalar);
-  if (!value) failAt(shownScalar(scalar));
-  return *value;
-}
-
-bool PresetHandler::key(const std::string& name) {
-  if (place_ == Place::Settings) {
-    enter(findParameter(std::string_view(name)), name);
-    return true;
-  }
-  if (name != "look" && name != "settings") {
+// Takes a name as it is read, in the preset (depth 1) or in an object inside it.
+void takeName(Source& source, int depth, const std::string& name, int line) {
+  if (depth > 1) {
+    settingOf(source, name, line);
+  } else if (name != "look" && name != "settings") {
     const bool isSetting = findParameter(std::string_view(name)) != nullptr;
-    fail(inQuotes(name) + (isSetting ? " belongs into \"settings\"" : " is unknown; give \"look\" and \"settings\""));
+    fail(source, line,
+         inQuotes(name) + (isSetting ? " belongs in \"settings\"" : " is unknown; give \"look\" and \"settings\""));
   }
-  if (!topNames_.insert(name).second) fail(inQuotes(name) + " is here twice; remove one");
-  place_ = name == "look" ? Place::Look : Place::SettingsName;
-  return true;
+  if (!source.lines.emplace(name, line).second) fail(source, line, inQuotes(name) + " is here twice; remove one");
 }
 
-void PresetHandler::enter(const Parameter* parameter, const std::string& name) {
-  if (parameter == nullptr) {
-    fail(inQuotes(name) + " is no setting; the nearest is " + inQuotes(nearestSlug(name)));
-  }
-  if (preset_.curves.contains(parameter->id)) fail(inQuotes(name) + " is here twice; remove one");
-  parameter_ = parameter;
-  place_ = Place::Value;
-}
-
-bool PresetHandler::start_object(std::size_t) {
-  if (place_ != Place::Start && place_ != Place::SettingsName) failAt("{");
-  place_ = place_ == Place::Start ? Place::Top : Place::Settings;
-  return true;
-}
-
-bool PresetHandler::end_object() {
-  if (place_ == Place::Settings) {
-    place_ = Place::Top;
-    return true;
-  }
-  for (const char* name : {"look", "settings"}) {
-    if (!topNames_.contains(name)) {
-      fail("the preset has no \"" + std::string(name) + "\"; it is {\"look\": " + std::to_string(engineLook_) +
-           ", \"settings\": {...}}");
+Json parse(std::string_view text, Source& source) {
+  std::istringstream in{std::string(text)};
+  // The line of the last character that the parser took; after a number it has taken one more, perhaps a line's end.
+  const auto line = [&] {
+    const std::streamoff taken = in.rdbuf()->pubseekoff(0, std::ios::cur, std::ios::in);
+    return 1 + static_cast<int>(std::count(text.begin(), text.begin() + std::max<std::streamoff>(taken - 1, 0), '\n'));
+  };
+  const auto check = [&](int depth, Json::parse_event_t event, const Json& parsed) {
+    const bool opens = event == Json::parse_event_t::object_start || event == Json::parse_event_t::array_start;
+    if (opens && depth >= kDeepest) {
+      fail(source, line(), "this is nested too deeply; a setting is a value or a list of [frame, value] pairs");
     }
-  }
-  return true;
-}
-
-bool PresetHandler::start_array(std::size_t) {
-  if (place_ != Place::Value && place_ != Place::Keyframes) failAt("[");
-  if (place_ == Place::Value) preset_.curves[parameter_->id].clear();
-  place_ = place_ == Place::Value ? Place::Keyframes : Place::Frame;
-  return true;
-}
-
-bool PresetHandler::end_array() {
-  if (place_ == Place::PairEnd) {
-    place_ = Place::Keyframes;
+    if (event == Json::parse_event_t::key) takeName(source, depth, parsed.get_ref<const std::string&>(), line());
     return true;
+  };
+  try {
+    return Json::parse(in, check);
+  } catch (const Json::exception& error) {
+    fail(source, line(), "this is no JSON: " + reasonOf(error.what()));
   }
-  if (place_ != Place::Keyframes) failAt("]");
-  if (preset_.curves[parameter_->id].empty()) {
-    fail("the keyframes of " + slug() + " are empty; give at least one [frame, value] pair");
+}
+
+Keyframe keyframeOf(const Source& source, const Parameter& p, const Json& pair) {
+  const std::string slug(p.slug);
+  if (!pair.is_array() || pair.size() != 2) {
+    failAt(source, slug,
+           "the keyframes of " + inQuotes(slug) + " are [frame, value] pairs; " + shown(pair) + " is none");
   }
-  place_ = Place::Settings;
-  return true;
+  const std::optional<std::int64_t> frame = wholeNumberIn(pair[0], 0, kLastKeyframe);
+  if (!frame) {
+    failAt(source, slug,
+           "a frame of " + inQuotes(slug) + " cannot be " + shown(pair[0]) + "; give a whole number 0.." +
+               std::to_string(kLastKeyframe));
+  }
+  const std::optional<int> value = valueOfJson(p, pair[1]);
+  if (!value) {
+    failAt(source, slug,
+           inQuotes(slug) + " at frame " + std::to_string(*frame) + " cannot be " + shown(pair[1]) + "; give " +
+               expected(p));
+  }
+  return {*frame, *value};
+}
+
+Curve curveOf(const Source& source, const Parameter& p, const Json& given) {
+  const std::string slug(p.slug);
+  if (!given.is_array()) {
+    if (const std::optional<int> value = valueOfJson(p, given)) return {{0, *value}};
+    failAt(source, slug,
+           inQuotes(slug) + " cannot be " + shown(given) + "; give " + expected(p) +
+               ", or a list of [frame, value] pairs");
+  }
+  if (given.empty()) {
+    failAt(source, slug, "the keyframes of " + inQuotes(slug) + " are empty; give at least one [frame, value] pair");
+  }
+  Curve curve;
+  for (const Json& pair : given) {
+    const Keyframe next = keyframeOf(source, p, pair);
+    if (!curve.empty() && next.frame <= curve.back().frame) {
+      failAt(source, slug,
+             "the keyframes of " + inQuotes(slug) + " must grow, but " + std::to_string(next.frame) + " follows " +
+                 std::to_string(curve.back().frame));
+    }
+    curve.push_back(next);
+  }
+  return curve;
+}
+
+std::map<int, Curve> curvesOf(const Source& source, const Json& settings) {
+  if (!settings.is_object()) {
+    failAt(source, "settings", "\"settings\" cannot be " + shown(settings) + "; give {\"name\": value, ...}");
+  }
+  std::map<int, Curve> curves;
+  for (const auto& [name, value] : settings.items()) {
+    const Parameter& p = settingOf(source, name, source.firstLine);
+    curves[p.id] = curveOf(source, p, value);
+  }
+  return curves;
+}
+
+int lookOf(const Source& source, const Json& given, int engineLook) {
+  const std::optional<std::int64_t> look = wholeNumberIn(given, 1, INT64_MAX);
+  if (look && *look <= engineLook) return static_cast<int>(*look);
+  // A positive number beyond every range is a newer look, too.
+  if (look || (given.is_number_unsigned() && given != 0)) {
+    failAt(source, "look",
+           "the preset is for look " + shown(given) + ", this program has look " + std::to_string(engineLook) +
+               "; use a newer program");
+  }
+  failAt(source, "look", "\"look\" cannot be " + shown(given) + "; give the look's version, a whole number from 1");
 }
 
 }  // namespace
 
 Preset parsePreset(std::string_view text, const std::string& name, int engineLook) {
-  PresetHandler handler(name, engineLook);
-  nlohmann::json::sax_parse(handler.begin(text), handler.end(text), &handler);
-  return std::move(handler.preset());
+  Source source{name, {}, 1};
+  const Json json = parse(text, source);
+  const std::string shape = "{\"look\": " + std::to_string(engineLook) + ", \"settings\": {...}}";
+  if (!json.is_object()) fail(source, 1, "a preset is " + shape + "; " + shown(json) + " is out of place");
+  const auto member = [&](const char* wanted) -> const Json& {
+    const auto found = json.find(wanted);
+    if (found != json.end()) return *found;
+    fail(source, 1, "the preset has no " + inQuotes(wanted) + "; it is " + shape);
+  };
+  const int look = lookOf(source, member("look"), engineLook);
+  return {look, curvesOf(source, member("settings"))};
+}
+
+Preset presetOf(const nlohmann::ordered_json& settings, const std::string& name) {
+  return {kLookVersion, curvesOf(Source{name}, settings)};
 }
 
 }  // namespace kalvetra

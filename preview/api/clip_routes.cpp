@@ -4,6 +4,7 @@
 #include "media/output/delivery.h"
 #include "media/pixels/upright.h"
 #include "parameters/look_version.h"
+#include "parameters/parameter_json.h"
 #include "parameters/parameter_value.h"
 #include "preview/api/answers.h"
 #include "preview/api/clip_requests.h"
@@ -118,7 +119,7 @@ const char* kindName(ParameterKind kind) {
 Json describeParameter(const Parameter& p) {
   Json json{{"id", p.id}, {"kind", kindName(p.kind)}, {"group", p.group}, {"slug", std::string(p.slug)}};
   json["label"] = std::string(displayName(p.nameKey));
-  if (p.kind != ParameterKind::Group) json["default"] = valueAsJson(p, valueIn(defaultSettings(), p));
+  if (p.kind != ParameterKind::Group) json["default"] = jsonOf(p, valueIn(defaultSettings(), p));
   json["minimum"] = p.minimum;
   json["maximum"] = p.maximum;
   json["toggle"] = nullptr;

@@ -2,7 +2,7 @@
 
 #include <charconv>
 
-#include "parameters/parameter_value.h"
+#include "parameters/parameter_json.h"
 #include "parameters/preset.h"
 #include "support/user_error.h"
 
@@ -50,15 +50,8 @@ Json parseBody(const std::string& body) {
 }
 
 std::int64_t wholeNumber(const Json& body, const char* name, std::int64_t lowest, std::int64_t highest) {
-  const Json& value = require(body, name);
-  // Unsigned ones beyond the signed range would come out negative.
-  const bool whole = value.is_number_integer() && (!value.is_number_unsigned() ||
-                                                   value.get<std::uint64_t>() <= static_cast<std::uint64_t>(INT64_MAX));
-  const std::int64_t number = whole ? value.get<std::int64_t>() : 0;
-  if (!whole || number < lowest || number > highest) {
-    throw UserError(quoted(name) + " is no whole number " + std::to_string(lowest) + ".." + std::to_string(highest));
-  }
-  return number;
+  if (const auto number = wholeNumberIn(require(body, name), lowest, highest)) return *number;
+  throw UserError(quoted(name) + " is no whole number " + std::to_string(lowest) + ".." + std::to_string(highest));
 }
 
 std::int64_t wholeNumber(const Json& body, const char* name, std::int64_t lowest, std::int64_t highest,
@@ -95,16 +88,9 @@ std::string text(const Json& body, const char* name, const std::string& fallback
 AnimatedSettings settingsIn(const Json& body) {
   AnimatedSettings settings;
   if (const Json* given = find(body, "settings")) {
-    const Json preset{{"look", kLookVersion}, {"settings", *given}};
-    applyPreset(parsePreset(preset.dump(), "settings"), settings);
+    applyPreset(presetOf(*given, "settings"), settings);
   }
   return settings;
-}
-
-Json valueAsJson(const Parameter& p, int value) {
-  if (p.kind == ParameterKind::IntSlider) return value;
-  if (p.kind == ParameterKind::Toggle) return value != 0;
-  return valueText(p, value);
 }
 
 Json settingsAsJson(const AnimatedSettings& settings) {
@@ -114,10 +100,10 @@ Json settingsAsJson(const AnimatedSettings& settings) {
     const Curve curve = settings.curve(p);
     Json& value = json[std::string(p.slug)];
     if (curve.size() == 1) {
-      value = valueAsJson(p, curve.front().value);
+      value = jsonOf(p, curve.front().value);
       continue;
     }
-    for (const Keyframe& k : curve) value.push_back({k.frame, valueAsJson(p, k.value)});
+    for (const Keyframe& k : curve) value.push_back({k.frame, jsonOf(p, k.value)});
   }
   return json;
 }

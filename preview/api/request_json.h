@@ -33,9 +33,6 @@ std::string text(const Json& body, const char* name, const std::string& fallback
 // missing.
 AnimatedSettings settingsIn(const Json& body);
 
-// A parameter's value as presets have it.
-Json valueAsJson(const Parameter& parameter, int value);
-
 // Settings as the page reads them: every slug with its value, or its list of [frame, value] pairs.
 Json settingsAsJson(const AnimatedSettings& settings);
 

@@ -93,17 +93,17 @@ TEST(Preset, RefusalsNameTheLineAndTheReason) {
       {inSettings("\"sha\xff\": 1"), "line 3: this is no JSON: "},
       {kValid.substr(0, kValid.size() - 3), "this is no JSON: unexpected end of input"},
       // The whole.
-      {"[]", "line 1: a preset is {\"look\": 1, \"settings\": {...}}; [ is out of place"},
+      {"[]", "line 1: a preset is {\"look\": 1, \"settings\": {...}}; [] is out of place"},
       {"5", "line 1: a preset is {\"look\""},
-      {"{\n}", "line 2: the preset has no \"look\"; it is {\"look\": 1, \"settings\": {...}}"},
-      {"{\"look\": 1\n}", "line 2: the preset has no \"settings\""},
+      {"{\n}", "line 1: the preset has no \"look\"; it is {\"look\": 1, \"settings\": {...}}"},
+      {"{\"look\": 1\n}", "line 1: the preset has no \"settings\""},
       {"{\"settings\": {}}", "line 1: the preset has no \"look\""},
       {"{\"look\": 1,\n\"look\": 1, \"settings\": {}}", "line 2: \"look\" is here twice"},
       {"{\"look\": 1,\n\"setings\": {}}", "line 2: \"setings\" is unknown; give \"look\" and \"settings\""},
-      {"{\"look\": 1,\n\"shadow\": 5}", "line 2: \"shadow\" belongs into \"settings\""},
-      {"{\"look\": 1,\n\"settings\": []}", "line 2: \"settings\" cannot be [; give {\"name\": value, ...}"},
-      {"{\"look\":\n2\n,\"settings\": {}}", "line 2: the preset is for look 2, this program has look 1"},
-      {"{\"look\":\n18446744073709551615}", "line 2: the preset is for look 18446744073709551615"},
+      {"{\"look\": 1,\n\"shadow\": 5}", "line 2: \"shadow\" belongs in \"settings\""},
+      {"{\"look\": 1,\n\"settings\": []}", "line 2: \"settings\" cannot be []; give {\"name\": value, ...}"},
+      {"{\"look\":\n2\n,\"settings\": {}}", "line 1: the preset is for look 2, this program has look 1"},
+      {"{\"look\":\n18446744073709551615}", "line 1: the preset is for look 18446744073709551615"},
       {"{\"look\": 0}", "line 1: \"look\" cannot be 0; give the look's version, a whole number from 1"},
       {"{\"look\": \"1\"}", "line 1: \"look\" cannot be \"1\""},
       // Names.
@@ -117,12 +117,13 @@ TEST(Preset, RefusalsNameTheLineAndTheReason) {
       {inSettings("\"shadow\": 101"), "line 3: \"shadow\" cannot be 101; give a whole number 0..100"},
       {inSettings("\"skin-hue\": -51\n"), "line 3: \"skin-hue\" cannot be -51; give a whole number -50..50"},
       {inSettings("\"shadow\": 18446744073709551615"), "line 3: \"shadow\" cannot be 18446744073709551615"},
-      {inSettings("\"shadow\": 99999999999999999999999"), "line 3: \"shadow\" cannot be 99999999999999999999999;"},
+      {inSettings("\"shadow\": 99999999999999999999999"), "line 3: \"shadow\" cannot be 9.999999999999999e+22;"},
       {inSettings("\"shadow\": 33.5"), "line 3: \"shadow\" cannot be 33.5; give a whole number 0..100"},
       {inSettings("\"shadow\": \"33\""), "line 3: \"shadow\" cannot be \"33\""},
       {inSettings("\"shadow\": true"), "line 3: \"shadow\" cannot be true"},
       {inSettings("\"shadow\": null"), "line 3: \"shadow\" cannot be null"},
-      {inSettings("\"shadow\": {}"), "line 3: \"shadow\" cannot be {"},
+      {inSettings("\"shadow\": {}"), "line 3: \"shadow\" cannot be {}; give"},
+      {inSettings("\"shadow\": {\n\"x\": 1}"), "line 4: \"x\" is no setting"},
       {inSettings("\"edge-blur\": 1"), "line 3: \"edge-blur\" cannot be 1; give true or false"},
       {inSettings("\"edge-blur\": \"yes\""), "line 3: \"edge-blur\" cannot be \"yes\"; give true or false"},
       {inSettings("\"key-color\": \"auto\""), "line 3: \"key-color\" cannot be \"auto\"; give \"#rrggbb\""},
@@ -132,21 +133,22 @@ TEST(Preset, RefusalsNameTheLineAndTheReason) {
       {inSettings("\"view\": \"plate\""), "line 3: \"view\" cannot be \"plate\""},
       // Keyframes.
       {inSettings("\"shadow\": []"), "line 3: the keyframes of \"shadow\" are empty; give at least one"},
-      {inSettings("\"shadow\": [1, 2]"),
-       "line 3: the keyframes of \"shadow\" are a list of [frame, value] pairs; 1 is"},
-      {inSettings("\"shadow\": [[0, 1],\n[0, 2]]"), "line 4: the keyframes of \"shadow\" must grow, but 0 follows 0"},
+      {inSettings("\"shadow\": [1, 2]"), "line 3: the keyframes of \"shadow\" are [frame, value] pairs; 1 is none"},
+      {inSettings("\"shadow\": [[0, 1],\n[0, 2]]"), "line 3: the keyframes of \"shadow\" must grow, but 0 follows 0"},
       {inSettings("\"shadow\": [[9, 1], [3, 2]]"), "must grow, but 3 follows 9"},
-      {inSettings("\"shadow\": [[-1, 1]]"), "line 3: a frame cannot be -1; give a whole number 0..1000000000"},
-      {inSettings("\"shadow\": [[1000000001, 1]]"), "line 3: a frame cannot be 1000000001"},
-      {inSettings("\"shadow\": [[0.5, 1]]"), "line 3: a frame cannot be 0.5"},
-      {inSettings("\"shadow\": [[0, 1],\n\n[4, 101]]"), "line 5: \"shadow\" cannot be 101; give a whole number 0..100"},
-      {inSettings("\"shadow\": [[0]]"), "line 3: \"shadow\" cannot be ]"},
-      {inSettings("\"shadow\": [[]]"), "line 3: a frame cannot be ]"},
-      {inSettings("\"shadow\": [[0, 1, 2]]"), "[frame, value] pairs; 2 is out of place"},
-      {inSettings("\"shadow\": [[0, [1]]]"), "line 3: \"shadow\" cannot be ["},
-      {inSettings("\"shadow\": [[0, 1], {}]"), "[frame, value] pairs; { is out of place"},
-      {std::string(10000000, '['), "line 1: a preset is"},
-      {inSettings("\"shadow\": " + std::string(1000000, '[')), "line 3: a frame cannot be ["},
+      {inSettings("\"shadow\": [[-1, 1]]"),
+       "line 3: a frame of \"shadow\" cannot be -1; give a whole number 0..1000000000"},
+      {inSettings("\"shadow\": [[1000000001, 1]]"), "line 3: a frame of \"shadow\" cannot be 1000000001"},
+      {inSettings("\"shadow\": [[0.5, 1]]"), "line 3: a frame of \"shadow\" cannot be 0.5"},
+      {inSettings("\"shadow\": [[0, 1],\n\n[4, 101]]"),
+       "line 3: \"shadow\" at frame 4 cannot be 101; give a whole number 0..100"},
+      {inSettings("\"shadow\": [[0]]"), "line 3: the keyframes of \"shadow\" are [frame, value] pairs; [0] is none"},
+      {inSettings("\"shadow\": [[]]"), "[frame, value] pairs; [] is none"},
+      {inSettings("\"shadow\": [[0, 1, 2]]"), "[frame, value] pairs; [0,1,2] is none"},
+      {inSettings("\"shadow\": [[0,\n[1]]]"), "line 4: this is nested too deeply"},
+      {inSettings("\"shadow\": [[0, 1], {}]"), "[frame, value] pairs; {} is none"},
+      {std::string(10000000, '['), "line 1: this is nested too deeply; a setting is a value or a list"},
+      {inSettings("\"shadow\": " + std::string(1000000, '[')), "line 3: this is nested too deeply"},
   };
   for (const auto& [text, sentence] : cases) {
     SCOPED_TRACE(text.substr(0, 200));
@@ -162,6 +164,21 @@ TEST(Preset, OlderLooksAreAcceptedNewerOnesAreNot) {
   EXPECT_EQ(1, parsePreset("{\"look\": 1, \"settings\": {}}", "p.json", 3).look);
   EXPECT_EQ("accepted", refusal("{\"settings\": {}, \"look\": 3}", 3));
   EXPECT_NE(std::string::npos, refusal("{\"settings\": {}, \"look\": 4}", 3).find("this program has look 3"));
+}
+
+TEST(Preset, SettingsParsedElsewhereAreTakenOrRefusedWithoutALine) {
+  const auto json = nlohmann::ordered_json::parse(kValid);
+  EXPECT_EQ(parsePreset(kValid, "p.json").curves, kalvetra::presetOf(json.at("settings"), "settings").curves);
+  for (const auto& [text, sentence] : {std::pair{"{\"shadow\": 101}", "settings: \"shadow\" cannot be 101; give a"},
+                                       std::pair{"{\"shadw\": 1}", "settings: \"shadw\" is no setting; the"},
+                                       std::pair{"[]", "settings: \"settings\" cannot be [];"}}) {
+    try {
+      kalvetra::presetOf(nlohmann::ordered_json::parse(text), "settings");
+      ADD_FAILURE() << text;
+    } catch (const UserError& error) {
+      EXPECT_TRUE(std::string(error.what()).starts_with(sentence)) << error.what();
+    }
+  }
 }
 
 TEST(PresetFile, WhatCannotBeReadIsNamed) {

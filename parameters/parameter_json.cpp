@@ -1,0 +1,39 @@
+#include "parameters/parameter_json.h"
+
+#include <nlohmann/json.hpp>
+
+#include "parameters/parameter_value.h"
+
+namespace kalvetra {
+
+using Json = nlohmann::ordered_json;
+
+Json jsonOf(const Parameter& p, int value) {
+  if (p.kind == ParameterKind::Toggle) return value != 0;
+  if (p.kind == ParameterKind::IntSlider) return value;
+  return valueText(p, value);
+}
+
+std::optional<int> valueOfJson(const Parameter& p, const Json& json) {
+  if (p.kind == ParameterKind::IntSlider) {
+    const std::optional<std::int64_t> number = wholeNumberIn(json, p.minimum, p.maximum);
+    return number ? std::optional(static_cast<int>(*number)) : std::nullopt;
+  }
+  if (p.kind == ParameterKind::Toggle && json.is_boolean()) return json.get<bool>() ? 1 : 0;
+  if (!json.is_string()) return std::nullopt;
+  const std::string& text = json.get_ref<const std::string&>();
+  const bool decimalColor = p.kind == ParameterKind::Color && !text.starts_with('#');
+  return decimalColor ? std::nullopt : parseValue(p, text);
+}
+
+std::optional<std::int64_t> wholeNumberIn(const Json& json, std::int64_t lowest, std::int64_t highest) {
+  if (!json.is_number_integer()) return std::nullopt;
+  // As a signed number one beyond the signed range would come out negative.
+  if (json.is_number_unsigned() && json.get<std::uint64_t>() > static_cast<std::uint64_t>(INT64_MAX)) {
+    return std::nullopt;
+  }
+  const auto number = json.get<std::int64_t>();
+  return number >= lowest && number <= highest ? std::optional(number) : std::nullopt;
+}
+
+}  // namespace kalvetra

@@ -1,0 +1,22 @@
+// Parameters and their values in JSON, as presets, the manual and the preview's page have them.
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+
+#include "parameters/parameter_table.h"
+
+namespace kalvetra {
+
+// A value as presets hold it: a number for sliders, true or false for toggles, otherwise its text.
+nlohmann::ordered_json jsonOf(const Parameter& parameter, int value);
+
+// The value that such JSON stands for, nothing when it is none of the parameter's. Toggles may be "on" and "off", too.
+std::optional<int> valueOfJson(const Parameter& parameter, const nlohmann::ordered_json& json);
+
+// The whole number in lowest..highest, nothing when it is none.
+std::optional<std::int64_t> wholeNumberIn(const nlohmann::ordered_json& json, std::int64_t lowest,
+                                          std::int64_t highest);
+
+}  // namespace kalvetra
