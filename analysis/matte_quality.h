@@ -61,7 +61,7 @@ class MatteQuality {
 
   // The next picture's matte, of width x height bytes.
   void add(MattePlane matte);
-  // Of all that was added so far. A picture's flicker is known once the two behind it were added.
+  // Of all that was added so far. A picture's flicker is known once the two after it were added.
   MatteReport report() const;
   const std::vector<PictureQuality>& pictures() const { return pictures_; }
 
@@ -77,7 +77,7 @@ class MatteQuality {
   };
   class Average {
    public:
-    // Answers the picture's own mean.
+    // Returns the picture's own mean.
     std::optional<double> add(const Sum& picture, double scale, std::int64_t frame);
     MatteFigure figure() const;
 

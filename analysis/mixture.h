@@ -13,7 +13,7 @@ float luma(const Rgb& c);
 float greenExcess(const Rgb& c);
 
 // Where a colour lies in the (I, Q) chroma plane, seen from the screen: `green` is 1 at the screen's chroma and 0 at
-// grey, `across` counts units beside the line between the two.
+// grey, `across` counts units away from the line between the two.
 struct Sight {
   float green, across;
 };

@@ -10,7 +10,7 @@ namespace kalvetra {
 
 namespace {
 
-// The limits come from some thirty photographs and clips, whose keys were looked at.
+// The limits come from some thirty photographs and clips, whose keys were inspected.
 constexpr double kLeastScreen = 0.5;     // percent of the pictures; less says nothing about the other settings
 constexpr double kMostFilled = 5.0;      // percent of opacity, mean over what is clear in the plain key
 constexpr float kScreenHue = 30.0f;      // degrees; cloth of another hue is right to become opaque

@@ -14,7 +14,7 @@ namespace {
 constexpr double kLeastChroma = 15.0;  // of a subject's colour, for its hue to count
 constexpr double kNearest = 0.02;      // share of the subject that may be nearer than what is called the nearest
 
-// What the reference mattes tell of the clip. Shares are percentages of the picture.
+// What the reference mattes say about the clip. Shares are percentages of the picture.
 struct Facts {
   double noise = 0.0;
   double unevenness = 0.0;

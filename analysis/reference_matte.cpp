@@ -190,8 +190,8 @@ bool Builder::edgeTarget(int x, int y, Target& result) const {
   return true;
 }
 
-// What the screen's hue shines through, of the opacity that its loss of green tells. False where nothing in front of
-// the screen could be that bright: then it is a solid thing of a pale green.
+// Something that the screen's hue shines through, of the opacity that its loss of green gives. False where nothing in
+// front of the screen could be that bright: then it is a solid thing of a pale green.
 bool Builder::veilTarget(int x, int y, Target& result) const {
   const std::size_t i = foreign_.index(x, y);
   const float alpha = std::clamp(1.0f - green_[i], 0.0f, 1.0f);

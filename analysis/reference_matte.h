@@ -1,5 +1,5 @@
-// A slow, careful estimate of what the key of one picture ought to be, wherever the picture itself tells: settings are
-// judged by how near the engine comes to it.
+// A slow, careful estimate of what the key of one picture should be, wherever the picture itself shows it: settings
+// are judged by how near the engine comes to it.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +18,7 @@ enum class Region {
 };
 inline constexpr int kRegions = 5;
 
-// What one pixel ought to become.
+// What one pixel should become.
 struct Target {
   std::size_t pixel;  // index in the picture
   Region region;

@@ -145,8 +145,8 @@ bool ScreenModel::liesBelowDrop(int x, int y, const std::vector<int>& region, in
   return false;
 }
 
-// A part of the screen that is set off by a sharp drop of light has something dark and thin before it: the screen
-// behind that is continued from around it. A part that is merely elsewhere, and darker, is screen.
+// A part of the screen that is set off by a sharp drop of light has something dark and thin in front of it: the
+// screen behind that is continued from around it. A part that is merely elsewhere, and darker, is screen.
 void ScreenModel::dropDarkLayers() {
   const std::vector<int> region = smoothRegions();
   std::vector<int> sizes(blocks_.size() + 1, 0), drops = sizes;

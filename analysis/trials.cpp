@@ -12,7 +12,7 @@ namespace {
 
 constexpr Rgb kGrey{128.0f, 128.0f, 128.0f}, kMagenta{255.0f, 0.0f, 255.0f};
 
-// Of the regions, in their order. Whether a shadow is wanted no picture tells, so it decides less.
+// Of the regions, in their order. No picture shows whether a shadow is wanted, so it counts less.
 constexpr std::array<double, kRegions> kWeights{1.0, 1.0, 1.0, 0.35, 1.0};
 
 constexpr float kSpillWeight = 0.3f;  // of a level of green left

@@ -1,4 +1,4 @@
-// Trial keys: how far the engine's result lies from what it ought to be under given settings.
+// Trial keys: how far the engine's result lies from what it should be under given settings.
 #pragma once
 
 #include <vector>
@@ -15,8 +15,8 @@ class Trials {
 
   // Mean difference in levels (0..255) between the key and its target, each laid over mid grey and over magenta;
   // pixels without a target count as right. Green that the default settings take out of solid places, and these
-  // settings leave in, counts once more: a little too brown is seen less than a green fringe. The picture is keyed anew
-  // unless only the clip levels have changed since the last call.
+  // settings leave in, counts once more: a little too brown is seen less than a green fringe. The picture is keyed
+  // again unless only the clip levels have changed since the last call.
   double cost(const KeySettings& settings);
 
   // The largest radius of deblocking that is worth a trial in pictures of this size: a pixel for each 640 of width.

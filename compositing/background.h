@@ -17,7 +17,7 @@ class Background {
   Background(const std::string& text, const PictureFormat& clip, OverEnd end, int threads,
              const std::atomic<bool>& stop);
 
-  // The background that many seconds after the first frame, opaque, of the clip's stored size. They may only grow. For
+  // The background that many seconds after the first frame, opaque, of the clip's stored size. Times may only grow. For
   // one thread; frames in flight may keep it.
   std::shared_ptr<const Image> at(double seconds) { return file_ ? file_->at(seconds) : color_; }
 

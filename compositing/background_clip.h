@@ -26,7 +26,7 @@ class BackgroundClip {
   BackgroundClip(const std::string& path, const PictureFormat& clip, OverEnd end, int threads,
                  const std::atomic<bool>& stop);
 
-  // The picture shown that many seconds after the first one; they may only grow. The same object as long as it is the
+  // The picture shown that many seconds after the first one; times may only grow. The same object as long as it is the
   // same picture; frames in flight may keep it.
   std::shared_ptr<const Image> at(double seconds);
 
@@ -48,13 +48,13 @@ class BackgroundClip {
   const std::atomic<bool>& stop_;
   std::unique_ptr<Reader> reader_;
   std::optional<FrameConverter> converter_;
-  SourceFrame shown_, ahead_;             // the picture of now, and the next one
+  SourceFrame shown_, ahead_;             // the current picture, and the next one
   bool ended_ = false;                    // there is no next one
   std::int64_t pictures_ = 0;             // of this pass so far
   std::int64_t first_ = 0;                // time of its first picture
   double pass_ = 0.0;                     // from 0, a whole number
   double period_ = 0.0;                   // of a pass, once one was read
-  std::shared_ptr<const Image> current_;  // made of the picture of now; null until it is asked for
+  std::shared_ptr<const Image> current_;  // made of the current picture; null until it is asked for
   std::int64_t lost_ = 0, damaged_ = 0;   // in earlier passes, at most
 };
 

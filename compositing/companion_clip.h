@@ -1,4 +1,4 @@
-// A picture or clip that goes along with the clip being keyed: a garbage matte, a holdout, a background.
+// A picture or clip that accompanies the clip being keyed: a garbage matte, a holdout, a background.
 #pragma once
 
 #include <functional>
@@ -10,12 +10,12 @@
 
 namespace kalvetra {
 
-// Read frame by frame in step with the clip, whatever the frame rates; behind its end its last picture stays. So a
-// still is decoded once. Pictures are turned to lie as the clip's stored pictures do. For one thread.
+// Read frame by frame in step with the clip, whatever the frame rates; after its end its last picture stays, so a
+// still is decoded once. Pictures are turned the way the clip's are stored. For one thread.
 class CompanionClip {
  public:
   enum class Fit {
-    Exact,  // a matte: must have the clip's size; alpha stays, and what it holds are levels, no light
+    Exact,  // a matte: must have the clip's size; alpha stays, and it holds levels, not light
     Cover,  // scaled to cover the frame and cropped; opaque, laid over black where it has alpha
   };
   // `what` names its part in sentences: "garbage matte". Throws UserError when it cannot be read, or when its size
@@ -26,7 +26,7 @@ class CompanionClip {
   // The picture for the clip's next frame, of the clip's stored size. Shared, so that frames in flight may keep it.
   std::shared_ptr<const Image> next();
 
-  // For what has to be said about it: guessed colours, damage once it is read.
+  // For notes about it: guessed colours, damage once it is read.
   const Reader& source() const { return reader_; }
 
  private:

@@ -1,4 +1,4 @@
-// Mattes drawn elsewhere that correct a key. White is in force, black is not, grey is in part.
+// Mattes drawn elsewhere that correct a key. White applies, black does not, grey does in part.
 //
 // Pictures are of one size, in host order with straight alpha; other sizes throw std::invalid_argument. Where both
 // kinds are in use, the holdout comes first: what the garbage matte clears is gone.

@@ -39,7 +39,7 @@ inline void append(Bytes& image, std::initializer_list<unsigned char> pixel) {
   for (const unsigned char b : pixel) image.push_back(b);
 }
 
-// An unevenly lit, noisy green screen with a disc of skin, a white and a blue bar before it; host order, opaque.
+// An unevenly lit, noisy green screen with a disc of skin, a white and a blue bar in front of it; host order, opaque.
 inline Bytes greenScreen(int width, int height, std::uint64_t seed) {
   Random random(seed);
   Bytes image;
