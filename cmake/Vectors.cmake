@@ -10,7 +10,7 @@ endif()
 target_compile_definitions(kalvetra_vectors INTERFACE
   # Those without a CPU level. No processor of interest stops at SSSE3; Arm's long vectors are left to NEON.
   "HWY_DISABLED_TARGETS=(HWY_SSSE3|HWY_SVE|HWY_SVE2|HWY_SVE_256|HWY_SVE2_128)"
-  # NEON is in every 64-bit Arm. Asking at run time would compile its functions for the crypto instructions besides, and
+  # NEON is in every 64-bit Arm. Asking at run time would also compile its functions for the crypto instructions, and
   # GCC refuses to mix those with the constructors of the standard library and its own.
   TOOLCHAIN_MISS_SYS_AUXV_H
   HWY_BROKEN_EMU128=0)            # its fallback is compiled and never run: below SSE4 the plain forms are

@@ -8,7 +8,7 @@
 
 namespace {
 
-// The two borders differ: before the first row (column) the second is read, behind the last one the last again. On a
+// The two borders differ: before the first row (column) the second is read, after the last one the last again. On a
 // size of 1 both rules apply in turn, so that nothing outside is read.
 int mirrored(int c, int size) {
   if (c < 0) c = -c;

@@ -30,5 +30,5 @@ while read -r file; do
   [[ $lines -le $longest ]] || echo "$file:$longest: $lines lines: split it; a file has at most $longest (a warning)"
 done < <(tracked '*.cpp' '*.h' '*.c' '*.mm' '*.py' '*.js' | grep -v '^tests/')
 
-[[ $failed -eq 0 ]] && echo "check.sh: nothing to mend"
+[[ $failed -eq 0 ]] && echo "check.sh: all is well"
 exit "$failed"

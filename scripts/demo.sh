@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds Kalvetra, draws the demonstration clip, keys it, and says where the results lie.
+# Builds Kalvetra, draws the demonstration clip, keys it, and says where the results are.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

@@ -2,7 +2,7 @@
 # Looks for inputs that the program cannot stand: builds the fuzz targets with clang and the sanitizers, and runs them.
 #   scripts/fuzz.sh MINUTES [TARGET...]    all of them in turn, in equal shares of that time; 1 when one has failed
 #   scripts/fuzz.sh --keep [TARGET...]     takes what reached new code into tests/fuzz/corpus/, which tests replay
-# What is found lies in build/fuzz/corpus/, and inputs that fail in build/fuzz/failures/.
+# What is found goes to build/fuzz/corpus/, inputs that fail to build/fuzz/failures/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 [[ $# -gt 0 && $1 =~ ^(--keep|[0-9]+)$ ]] || { echo "usage: scripts/fuzz.sh MINUTES|--keep [TARGET...]" >&2; exit 2; }
@@ -59,11 +59,11 @@ fuzz() {
   printf '%-20s %12s %10s %8s %9s\n' "$target" "$(value number_of_executed_units "$target")" \
     "$(covered "$target" | tail -1)" "$(value new_units_added "$target")" "$(grep -c . <<<"$failures" || true)"
   if [[ -z $failures ]]; then
-    [[ $ended -eq 0 ]] || { failed=1; echo "  ended with $ended; build/fuzz/logs/$target tells why"; }
+    [[ $ended -eq 0 ]] || { failed=1; echo "  ended with $ended; build/fuzz/logs/$target says why"; }
     return
   fi
   failed=1
-  echo "$failures" | while read -r file; do echo "  build/fuzz/$file; build/fuzz/logs/$target tells more"; done
+  echo "$failures" | while read -r file; do echo "  build/fuzz/$file; build/fuzz/logs/$target says more"; done
 }
 
 if [[ $what == --keep ]]; then

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs what building needs and is not there yet: with apt on Debian, with brew on a Mac. Besides, with
+# Installs what building needs and is not there yet: with apt on Debian, with brew on a Mac. In addition, with
 #   --tests     what the tests and the plug-in need
 #   --bench     what the benchmark needs
 #   --clang     the second compiler, for the sanitizers and the fuzz targets (Debian alone)

@@ -32,6 +32,6 @@ fi
 configure . build/wasm/core -DKALVETRA_CORE_ONLY=ON -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON \
   -DCMAKE_EXE_LINKER_FLAGS='-fexceptions -sNODERAWFS=1 -sALLOW_MEMORY_GROWTH=1 -sEXIT_RUNTIME=1'
 cmake --build build/wasm/core --target imaging_test engine_test parameters_test
-# Left out: threads, which there are none of, and what judges not the bytes but other things.
+# Left out: threads, which there are none of, and tests of anything but the bytes.
 ctest --test-dir build/wasm/core --output-on-failure --parallel 2 \
   --exclude-regex '^(.*_NOT_BUILT|Inspection|Preset|RandomSettings|Look.IsTheSameOnAnyNumberOfThreads)'

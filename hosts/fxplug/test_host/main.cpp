@@ -62,7 +62,7 @@ void list(HostedFilter& filter) {
   }
 }
 
-// "17=4", or "3=0.2,0.6,0.3" for a colour; then tells the filter, as an inspector does.
+// "17=4", or "3=0.2,0.6,0.3" for a colour; then notifies the filter, as an inspector does.
 void apply(HostedFilter& filter, const std::string& setting) {
   int id = 0, used = 0;
   double v[3] = {};
@@ -178,7 +178,7 @@ int main(int argc, char** argv) {
     return 0;
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return program.exit(error);
-    std::fprintf(stderr, "kalvetra-fxhost: %s (--help tells more)\n", error.what());
+    std::fprintf(stderr, "kalvetra-fxhost: %s (see --help)\n", error.what());
     return 2;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "kalvetra-fxhost: %s\n", error.what());
