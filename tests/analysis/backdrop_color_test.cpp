@@ -1,4 +1,4 @@
-// The backdrop's colour, and what is said about it.
+// The backdrop's colour, and what is reported about it.
 #include "analysis/backdrop_color.h"
 
 #include <gtest/gtest.h>

@@ -143,7 +143,7 @@ TEST(MatteQuality, FlickerIsInLevelsOfTheEdgesPixels) {
     return draw([i](int x, int) { return x < 100 ? 0.0 : x > 100 ? 255.0 : i % 2 == 0 ? 100.0 : 130.0; });
   });
   EXPECT_NEAR(30.0, *report.flicker.mean, 1e-9);
-  // It swings from the fifth picture on; that is the first with one before it and two behind that all turn back.
+  // It swings from the fifth picture on; that is the first with one before it and two after it that all turn back.
   const MatteReport late = reportOf(8, [](int i) {
     return draw([i](int x, int) { return x < 100 ? 0.0 : x > 100 ? 255.0 : i > 2 && i % 2 == 0 ? 130.0 : 100.0; });
   });

@@ -1,4 +1,4 @@
-// How long clips say they are, and what is told as lost of them.
+// How long clips say they are, and what of them is reported as lost.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -65,7 +65,7 @@ TEST_F(ClipLength, WhatAnEditListLeavesOutIsNotLost) {
   EXPECT_EQ(87, part.frames + part.lost);
 }
 
-TEST_F(ClipLength, PausesAmongReorderedPicturesLastAsTheyDid) {
+TEST_F(ClipLength, PausesAmongReorderedPicturesKeepTheirLength) {
   const std::string pause = " -vf \"select='lt(n,31)+gt(n,80)'\" -fps_mode vfr -c:v libx264 -g 250 -bf 3 ";
   const std::string hold = " -vf \"setpts='(N+12*eq(N,49))/25/TB'\" -frames:v 50 -fps_mode vfr -c:v libx264 -bf 3 ";
   const std::string fast = " -vf setpts=N/120/TB -r 120 -c:v libx264 -bf 0 ";
@@ -111,7 +111,7 @@ TEST_F(ClipLength, FragmentsAreCountedOrNotAtAll) {
   EXPECT_EQ(0, length.lost);
 }
 
-TEST(SequenceLength, GapsCountOnceThePictureBehindThemIsHandedOut) {
+TEST(SequenceLength, GapsCountOnceThePictureAfterThemIsRead) {
   const ScratchFolder folder;
   const std::string pattern = folder.path("p-%02d.png");
   need(kFfmpeg + "-f lavfi -i testsrc2=s=160x90:r=25:d=0.48 " + pattern);

@@ -1,5 +1,5 @@
 // The command while the world around it fails: disks fill up, folders go, inputs change, processes are ended. Whatever
-// happens, a file under the final name is whole, a failure is told in a sentence, and a run can be taken up again.
+// happens, a file under the final name is whole, a failure is reported in a sentence, and a run can be resumed.
 // KALVETRA_DISTURBANCES in the environment names another number of random runs than that of every day.
 #include <chrono>
 #include <cstdlib>
@@ -82,7 +82,7 @@ TEST_F(FailingWorld, AFullDisk) {
       fs::remove_all(entry);
     }
   }
-  // More room, and the run goes on.
+  // More room, and the run continues.
   expectHas(run("cd " + out_.path("disk") + " && " + key(clip() + " o.mkv --resume" + kOptions)).output, "No space");
   need("mount -o remount,size=60m " + out_.path("disk"));
   need(key(clip() + " " + out_.path("disk/o.mkv") + " --resume" + kOptions));
@@ -162,7 +162,7 @@ TEST_F(FailingWorld, PartsOfAKilledRunGoWithTheNext) {
 }
 
 // Ended at any moment by any signal: nothing stands under the final name unless it is whole, a signal that can be
-// caught leaves nothing at all, and the run can be taken up again.
+// caught leaves nothing at all, and the run can be resumed.
 TEST_F(FailingWorld, EndedAtRandomMoments) {
   const char* number = std::getenv("KALVETRA_DISTURBANCES");
   const int runs = number == nullptr ? 12 : std::atoi(number);

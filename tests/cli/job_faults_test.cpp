@@ -55,7 +55,7 @@ TEST_F(JobFaults, ACompanionThatIsCutOffIsDamage) {
   }
 }
 
-TEST_F(JobFaults, DamageBeforeTheRangeIsNoneOfItsOwn) {
+TEST_F(JobFaults, DamageBeforeTheRangeDoesNotCount) {
   spoilPacket(3);
   expectHas(run(key(clip_ + kOptions + "-f null")).output, "the file is damaged");
   EXPECT_EQ(1, run(key(clip_ + kOptions + "-f null --start 5f")).status);
@@ -64,7 +64,7 @@ TEST_F(JobFaults, DamageBeforeTheRangeIsNoneOfItsOwn) {
   need("grep -q '\"damaged_frames\": 0' " + out_.path("r.json"));
 }
 
-// A gap that lies behind the range, right behind it too, and a matte of floats that is taken as it was written.
+// A gap after the range, also right after it, and a float matte that is read as it was written.
 TEST_F(JobFaults, OnlyTheRangeOfASequenceCounts) {
   for (const int number : {1, 2, 5}) {
     need(kFfmpeg + "-i " + clip_ + " -frames:v 1 " + out_.path("q-" + std::to_string(number) + ".png"));
@@ -75,7 +75,7 @@ TEST_F(JobFaults, OnlyTheRangeOfASequenceCounts) {
   expectHas(run(key(sequence + " -f null --frames 3" + kOptions)).output, "2 frames lost");
 }
 
-TEST_F(JobFaults, MattesInFloatsComeBackAsTheyWent) {
+TEST_F(JobFaults, FloatMattesComeBackUnchanged) {
   need(kFfmpeg + "-f lavfi -i color=gray:s=160x90 -frames:v 1 " + out_.path("grey.png"));
   const std::string still = key(clip_ + " " + out_.path("k.png") + " -y --frames 1" + kOptions);
   need(still + "--garbage " + out_.path("grey.png") + " --also matte=" + out_.path("m.exr") +
@@ -87,7 +87,7 @@ TEST_F(JobFaults, MattesInFloatsComeBackAsTheyWent) {
   EXPECT_EQ(alphas(out_.path("m.png")), alphas(out_.path("m.exr")));
 }
 
-TEST_F(JobFaults, ATimecodeThatTheTimeBeliesIsSaid) {
+TEST_F(JobFaults, ATimecodeThatContradictsTheTimesIsReported) {
   need(kFfmpeg + "-i " + clip_ + " -vf \"setpts='if(lt(N,10),N,N+20)/20/TB'\" -vsync vfr -c:v libx264 -timecode " +
        "10:00:00:00 -an " + out_.path("vfr.mov"));
   const std::string range = " " + out_.path("o.mov") + " -y --frames 2 --start ";
@@ -97,7 +97,7 @@ TEST_F(JobFaults, ATimecodeThatTheTimeBeliesIsSaid) {
 }
 
 // What the libraries would take for the address of a server.
-TEST_F(JobFaults, ColonsInNamesAreNothingSpecial) {
+TEST_F(JobFaults, ColonsInNamesHaveNoMeaning) {
   fs::create_directory(out_.path("c:d"));
   fs::copy_file(clip_, out_.path("a:b.mov"));
   const auto inFolder = [&](const std::string& arguments) {
@@ -147,7 +147,7 @@ TEST_F(JobFaults, ResumableRunsSayWhatTheyLeaveOut) {
   }
 }
 
-TEST_F(JobFaults, AnAnimatedViewIsTheMainOnesAlone) {
+TEST_F(JobFaults, OnlyTheMainOutputFollowsAnAnimatedView) {
   std::ofstream(out_.path("p.json")) << R"({"look": 1, "settings": {"view": [[0, "source"], [2, "matte"]]}})";
   const std::string hashes = clip_ + kOptions + "--preset " + out_.path("p.json") + " --frames 4 -f hash ";
   EXPECT_EQ(need(key(hashes) + " 2>/dev/null"),
@@ -158,7 +158,7 @@ TEST_F(JobFaults, AnAnimatedViewIsTheMainOnesAlone) {
 }
 
 // Either all outputs of a run are put in their places or none is.
-TEST_F(JobFaults, APlaceTakenMeanwhileKeepsTheOthersFree) {
+TEST_F(JobFaults, ANameTakenMeanwhileKeepsAllOutputsBack) {
   kalvetra::KeyJob job;
   job.input = clip_;
   job.range.frames = 2;
@@ -251,7 +251,7 @@ TEST_F(JobFaults, AFolderKeyedIntoItselfIsDoneOnce) {
   expectHas(need(hashes), "exists already: skipped");
 }
 
-// A run that went on behind an interruption, or that could have, is the run without it.
+// A run that was resumed after an interruption, or could have been, equals the run without it.
 TEST_F(JobFaults, ResumableRunsTakeTheSameSoundAndLeaveNothingUndone) {
   need(kFfmpeg + "-i " + clip_ + " -f lavfi -i sine=r=48000 -map 0:v -map 1:a -t 5 -c:v copy -c:a pcm_s16le " +
        out_.path("long.mkv"));

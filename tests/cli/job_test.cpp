@@ -1,4 +1,4 @@
-// Ranges, further outputs, batches and what a run tells about itself.
+// Ranges, further outputs, batches and what a run reports about itself.
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -153,7 +153,7 @@ TEST(Mattes, ForceTransparentAndOpaque) {
 }
 
 // With a part of a clip a matte stays in step with the clip, and a background begins with the part.
-TEST(Mattes, RunWithTheClipAndBackgroundsWithItsPart) {
+TEST(Mattes, FollowTheWholeClipAndBackgroundsItsPart) {
   const ScratchFolder out;
   const std::string turn = "-f lavfi -i color=black:s=160x90:r=30,format=gray,geq=lum=";
   need(kFfmpeg + turn + "'if(lt(N\\,10)\\,0\\,255)' -frames:v 20 -c:v ffv1 " + out.path("late.mkv"));
@@ -202,7 +202,7 @@ TEST(Batch, OneBadClipDoesNotStopTheOthers) {
   EXPECT_EQ(readAll(out.path("a-k.mkv")).back().argb, readAll(out.path("c-k.mkv")).back().argb);
 }
 
-TEST(Receipt, TellsWhatWasMadeAndChecked) {
+TEST(Receipt, SaysWhatWasMadeAndChecked) {
   const ScratchFolder out;
   need(key(clip() + " " + out.path("o.mkv") + kColor + "--receipt " + out.path("r.json")));
   const auto receipt = nlohmann::json::parse(std::ifstream(out.path("r.json")));
@@ -237,7 +237,7 @@ TEST(ProgressOption, JsonIsOneObjectALine) {
   EXPECT_EQ(std::string::npos, need(key(clip() + " -f null --progress none" + kColor)).find("fps, "));
 }
 
-TEST(Interlaced, FieldsAreKeyedApartAndStayInterlaced) {
+TEST(Interlaced, EachFieldIsKeyedByItselfAndStaysInterlaced) {
   const ScratchFolder out;
   const std::string input = out.path("i.mov");
   need(kFfmpeg + "-f lavfi -i testsrc2=s=160x90:r=50:d=0.4 -vf " +
@@ -250,7 +250,7 @@ TEST(Interlaced, FieldsAreKeyedApartAndStayInterlaced) {
   EXPECT_EQ(hashes(input), hashes(input + " --fields on"));
 }
 
-TEST(Sequence, GapsAreSaidAndKeepTheirPlaceInTime) {
+TEST(Sequence, GapsAreReportedAndKeepTheirPlaceInTime) {
   const ScratchFolder out;
   need(kFfmpeg + "-i " + clip() + " -frames:v 6 -start_number 1001 " + out.path("s.%d.png"));
   fs::remove(out.path("s.1003.png"));

@@ -87,7 +87,7 @@ TEST(OddClips, FewBitsAPixelAreReadAsOtherProgramsReadThem) {
   }
 }
 
-// Half of full red, told to be premultiplied, is full red.
+// Half of full red, tagged as premultiplied, is full red.
 TEST(OddClips, PremultipliedColoursAreDividedByTheirAlpha) {
   const ScratchFolder folder;
   const std::string clip = folder.path("p.mov"), plain = folder.path("s.mov");

@@ -1,4 +1,4 @@
-// Memory that runs out at every possible place of the command: one sentence, exit status 1, nothing left behind. The
+// Memory that runs out at every possible place of the command: one sentence, exit status 1, nothing left. The
 // sanitizers watch for leaks. In KALVETRA_EVERY_ALLOCATION's presence no place is passed over, which takes minutes.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -143,24 +143,24 @@ TEST_F(OutOfMemory, OneFailureEndsTheCommandCleanly) {
   walk({"key", clip(), "out.mov", "--key-color", "#20b040", "--progress", "none", "--threads", "2"}, false);
 }
 
-TEST_F(OutOfMemory, SoDoesMemoryThatStaysOut) {
+TEST_F(OutOfMemory, MemoryThatStaysOutEndsTheCommandCleanly) {
   walk({"key", clip(), "out.mov", "--key-color", "#20b040", "--progress", "none", "--threads", "2"}, true);
 }
 
 // Without a receipt: the JSON library loses an object of its own when memory fails it.
-TEST_F(OutOfMemory, SeveralOutputsAreTakenBack) {
+TEST_F(OutOfMemory, NoneOfSeveralOutputsIsLeft) {
   walk({"key", clip(), "out-%03d.png", "--key-color", "#20b040", "--also", "matte=m-%03d.png", "--progress", "none",
         "--threads", "2"},
        false);
 }
 
-TEST_F(OutOfMemory, NeitherDoesMemoryThatStaysOutLeaveASequence) {
+TEST_F(OutOfMemory, MemoryThatStaysOutLeavesNoSequence) {
   walk({"key", clip(), "out-%03d.png", "--key-color", "#20b040", "--also", "matte=m-%03d.png", "--progress", "none",
         "--threads", "2"},
        true);
 }
 
-// oneTBB waits for ever behind some failures of its own. Each in a new process, where it has nothing yet.
+// oneTBB waits for ever after some failures of its own. Each in a new process, where it has nothing yet.
 TEST(ThreadLimit, EndsThoughTheLibraryHasNoMemoryToBegin) {
   for (long before = 0; before < 20; ++before) {
     const pid_t child = fork();

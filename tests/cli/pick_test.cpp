@@ -1,4 +1,4 @@
-// What the command tells about a clip's backdrop and settings.
+// What the command says about a clip's backdrop and settings.
 #include <gtest/gtest.h>
 
 #include <array>

@@ -119,7 +119,7 @@ TEST_F(PresetCommand, SingleOptionsOverrideThePreset) {
   EXPECT_NE(hashes("--shadow 30 --screen-gain 55"), hashes("--screen-gain 55 --preset " + preset));
 }
 
-TEST_F(PresetCommand, NotesTellWhatDoesNothing) {
+TEST_F(PresetCommand, NotesSayWhichSettingsDoNothing) {
   const auto said = [&](const std::string& options) { return need(key(clip + " -f null " + options)); };
   const std::string on = write("on.json", "\"edge-blur\": [[0, false], [5, true]], \"key-color\": \"#000000\"");
   const std::string off = write("off.json", "\"edge-blur\": false, \"blur-radius\": 9, \"contract-mask\": 4");

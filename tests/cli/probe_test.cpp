@@ -67,7 +67,7 @@ TEST(Probe, ATaggedClipOfACamera) {
   EXPECT_EQ(json::array({"the keyer works in 8 bits; the clip's 10 are dithered to them"}), report.at("warnings"));
 }
 
-TEST(Probe, HdrIsWarnedOfHereAndByKey) {
+TEST(Probe, HdrIsWarnedOfByProbeAndKey) {
   const ScratchFolder folder;
   for (const auto& [transfer, name] : {std::pair{"smpte2084", "PQ"}, {"arib-std-b67", "HLG"}, {"bt2020-10", ""}}) {
     const std::string clip = folder.path(std::string(transfer) + ".mkv"), sentence = "the colours are HDR (";

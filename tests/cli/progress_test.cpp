@@ -10,7 +10,7 @@ namespace {
 using kalvetra::Progress;
 using kalvetra::ProgressKind;
 
-TEST(Progress, FramesDoneBeforeAreNeitherLeftNorThisRunsSpeed) {
+TEST(Progress, FramesOfEarlierRunsCountNeitherAsLeftNorForTheSpeed) {
   testing::internal::CaptureStderr();
   Progress progress(10'000'000, ProgressKind::Json, 6'000'000);
   for (int i = 0; i < 20; ++i) progress.advance();

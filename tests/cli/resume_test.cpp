@@ -1,4 +1,4 @@
-// Runs that are interrupted, killed and taken up again.
+// Runs that are interrupted, killed and resumed.
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -28,7 +28,7 @@ class Resume : public testing::Test {
   std::string command(const std::string& output, const std::string& more = "") const {
     return key(clip() + " " + output + " --threads 2 --key-color 60,190,80 " + more);
   }
-  // The clip's hash as a receipt tells it.
+  // The clip's hash as a receipt has it.
   static std::string hashIn(const std::string& receipt) { return need("grep -o 'murmur3:[0-9a-f]*' " + receipt); }
   static double secondsOf(const std::string& command) {
     const auto start = std::chrono::steady_clock::now();
@@ -52,13 +52,13 @@ class Resume : public testing::Test {
   ScratchFolder out_;
 };
 
-TEST_F(Resume, TenInterruptionsDoNotShowAndNoFrameIsKeyedTwice) {
+TEST_F(Resume, TenInterruptionsChangeNoByteAndKeyNoFrameTwice) {
   const double whole = secondsOf(command(out_.path("whole.mkv"), "--receipt " + out_.path("whole.json")));
   int kept = 0;
   Outcome outcome{130, {}};
   for (int round = 1; round <= 10; ++round) {
     const std::string moment = std::to_string(whole * (0.03 + 0.008 * ((round * 7) % 11)));
-    // At that moment, or, on a machine that is quicker than before, behind a segment: ten of them are not the clip.
+    // At that moment, or, on a machine that is quicker than before, after a segment: ten of them are not the clip.
     outcome = endedBehindASegment("timeout --preserve-status -s TERM " + moment + " " +
                                       command(out_.path("parts.mkv"), "--resume --receipt " + out_.path("parts.json")),
                                   "TERM", out_.path(".parts.mkv.unfinished"));
@@ -87,7 +87,7 @@ TEST_F(Resume, TenInterruptionsDoNotShowAndNoFrameIsKeyedTwice) {
   EXPECT_EQ((std::vector<std::string>{"parts.json", "parts.mkv", "whole.json", "whole.mkv"}), out_.names());
 }
 
-TEST_F(Resume, AKilledRunGoesOnInEveryKindOfOutput) {
+TEST_F(Resume, AKilledRunIsResumedInEveryKindOfOutput) {
   for (const std::string name : {"o.mov", "o.webm", "o-%04d.png"}) {
     const bool isNumbered = name.ends_with(".png");
     const std::string also = std::string(isNumbered ? " --start-number 1001" : "") + " --frames 180 --also matte=";
@@ -103,7 +103,7 @@ TEST_F(Resume, AKilledRunGoesOnInEveryKindOfOutput) {
     EXPECT_EQ(isNumbered, fs::exists(out_.path("o-1001.png")) && fs::exists(out_.path("o-1180.png")));
     double worst = 0.0;
     for (std::size_t i = 0; i < parts.size(); ++i) worst = std::max(worst, meanDifference(parts[i], whole[i], 0, 4));
-    EXPECT_LE(worst, name == "o.webm" ? 3.0 : 0.0) << name;  // VP9 codes each part anew
+    EXPECT_LE(worst, name == "o.webm" ? 3.0 : 0.0) << name;  // VP9 codes each part from scratch
     for (const std::string& file : out_.names()) {
       EXPECT_EQ(std::string::npos, file.find("unfinished")) << file;
       fs::remove_all(out_.path(file));
@@ -112,7 +112,7 @@ TEST_F(Resume, AKilledRunGoesOnInEveryKindOfOutput) {
 }
 
 // Interrupted while it waits for a background of four pictures a frame, in the middle of its 63rd frame.
-TEST_F(Resume, NoFrameIsKeptWhoseBackgroundWasBrokenOff) {
+TEST_F(Resume, NoFrameIsKeptWhoseBackgroundWasCutOff) {
   const std::string background = folder_->path("hues.nut"), output = out_.path("o.mkv");
   need(kFfmpeg + "-f lavfi -i color=red:s=8x4:r=120:d=4,format=rgb24,hue=H=n/5 -c:v rawvideo -pix_fmt rgb24 " +
        background);
@@ -175,7 +175,7 @@ TEST_F(Resume, AJoinedMovieIsDescribedAsAnUndisturbedOne) {
   }
 }
 
-TEST_F(Resume, AnotherJobDoesNotGoOnWithIt) {
+TEST_F(Resume, AnotherJobDoesNotResumeIt) {
   const std::string output = out_.path("o.mkv"), part = "--frames 200 ";
   const std::string also = part + "--resume --also matte=" + out_.path("m.mkv") + " ";
   need(command(out_.path("whole.mkv"), part + "--also matte=" + out_.path("wm.mkv")));
@@ -187,7 +187,7 @@ TEST_F(Resume, AnotherJobDoesNotGoOnWithIt) {
       run(command(out_.path("m.mkv"), part + "--resume"));  // nor one that begins in the matte's folder
   EXPECT_EQ(1, second.status);
   expectHas(second.output, "m.mkv.unfinished holds an unfinished run that differs in its output");
-  // The folder of one output is gone: that one begins anew, and so do all.
+  // The folder of one output is gone: that one starts again, and so do all.
   fs::remove_all(out_.path(".m.mkv.unfinished"));
   const std::string anew = need(command(output, also));
   EXPECT_EQ(std::string::npos, anew.find("going on")) << anew;
@@ -195,7 +195,7 @@ TEST_F(Resume, AnotherJobDoesNotGoOnWithIt) {
   EXPECT_EQ(hashOfMovie(out_.path("whole.mkv")), hashOfMovie(output));
 }
 
-TEST_F(Resume, WhatCannotBeResumedIsSaid) {
+TEST_F(Resume, WhatCannotBeResumedIsRefused) {
   const std::pair<std::string, std::string> cases[] = {
       {clip() + " " + out_.path("o.mp4") + " --resume --view matte", "cannot be written in parts"},
       {clip() + " - --resume", "standard output cannot be resumed"},

@@ -164,8 +164,8 @@ TEST_F(Sound, TracksKeepLanguageTitleAndDisposition) {
   EXPECT_EQ("", codecs(path("o.mov")));
 }
 
-TEST_F(Sound, OfAResumableRunIsThatOfAnother) {
-  const std::string aac = path("a.mp4");  // sounds all the time, so that each sample tells
+TEST_F(Sound, OfAResumableRunEqualsThatOfAPlainOne) {
+  const std::string aac = path("a.mp4");  // sounds all the time, so that each sample counts
   need(kFfmpeg + kGreen + "-f lavfi -i anoisesrc=d=2:r=44100 " + kVideo + "-ac 6 -c:a aac " + aac);
   for (const char* options : {"", "--start 5f --end 20f", "--start 1.2"}) {
     std::string packets[2];

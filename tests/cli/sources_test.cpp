@@ -113,7 +113,7 @@ TEST(StandardInput, AnInterruptEndsTheWait) {
 
 SourceOptions raw(const std::string& description) { return {kalvetra::parseRawPictures(description), {25, 1}}; }
 
-TEST(RawSources, HoldTheirSamplesAsTheyAre) {
+TEST(RawSources, AreReadWithoutChange) {
   const ScratchFolder folder;
   for (const char* format : {"bgra", "argb", "rgb24", "gbrp10le", "yuv420p", "yuv422p10le", "nv12"}) {
     const std::string bare = folder.path("bare"), boxed = folder.path("boxed.nut");
@@ -130,7 +130,7 @@ TEST(RawSources, HoldTheirSamplesAsTheyAre) {
   EXPECT_EQ(12, reader.expectedFrames());
 }
 
-TEST(RawSources, APartOfAPictureIsALoss) {
+TEST(RawSources, APartOfAPictureCountsAsLost) {
   const ScratchFolder folder;
   const std::string bare = folder.path("bare.rgb");
   need(kPicture + "-pix_fmt rgb24 -f rawvideo - | head -c $((160 * 90 * 3 * 5 + 1000)) > " + bare);
@@ -142,7 +142,7 @@ TEST(RawSources, APartOfAPictureIsALoss) {
   expectHas(refusal(folder.path("shot-%d.rgb"), raw("2x2@25:rgb24")), "raw pictures come from one file");
 }
 
-TEST(Sequences, StartAnywhereAndGoOnOverGaps) {
+TEST(Sequences, StartAnywhereAndContinueOverGaps) {
   const ScratchFolder folder;
   for (const char* extension : {"png", "tif", "jpg", "dpx", "exr", "bmp"}) {
     const std::string pattern = folder.path("shot-%04d." + std::string(extension));
@@ -282,7 +282,7 @@ TEST_F(Damage, EveryPictureWithErrorsIsCounted) {
   }
 }
 
-// Where the structure of the file is hit, the demuxer goes on behind it without a word.
+// Where the structure of the file is hit, the demuxer continues after it and reports nothing.
 TEST_F(Damage, StretchesThatADemuxerJumpsOverAreCounted) {
   std::ifstream file(whole_, std::ios::binary);
   const std::string content{std::istreambuf_iterator<char>(file), {}};

@@ -180,7 +180,7 @@ TEST_F(MovingBackground, IsTheSameWhereverReadingBegins) {
   }
 }
 
-TEST_F(MovingBackground, MayHaveAnyTimes) {
+TEST_F(MovingBackground, TakesPicturesWithAnyTimes) {
   need("ffmpeg -nostdin -v error -y -f lavfi -i sine=d=0.2 -i " + file_ +
        " -vf \"settb=1/1000,setpts='400+gt(N\\,0)*500+gt(N\\,1)*100'\" " + "-fps_mode passthrough -c:v ffv1 " +
        folder_.path("odd.mkv"));

@@ -98,7 +98,7 @@ TEST(Mattes, BlackOnesChangeNothingWhiteOnesEverything) {
 }
 
 // More matte means more alpha with a holdout, less with garbage; colours stay between those of source and key.
-TEST(Mattes, ActMonotonously) {
+TEST(Mattes, HigherLevelsNeverActLess) {
   const Image source = noisyMatte(3), keyed = noisy(4);
   Image lessHeld = keyed, lessCleared = keyed;
   for (int level = 15; level < 256; level += 15) {

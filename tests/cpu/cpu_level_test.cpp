@@ -24,14 +24,14 @@ TEST(CpuLevels, HaveNamesThatLeadBack) {
   EXPECT_FALSE(kalvetra::cpuLevelNamed(""));
 }
 
-TEST(CpuLevels, BeginPlainAndTheBestIsInUse) {
+TEST(CpuLevels, TheFirstIsScalarAndTheBestIsInUse) {
   const auto levels = kalvetra::cpuLevels();
   ASSERT_FALSE(levels.empty());
   EXPECT_EQ(CpuLevel::Scalar, levels.front());
   EXPECT_EQ(levels.back(), kalvetra::cpuLevel());
 }
 
-TEST(CpuLevels, ThatAreNotThereAreRefusedAndChangeNothing) {
+TEST(CpuLevels, UnavailableOnesAreRefusedAndChangeNothing) {
   const auto levels = kalvetra::cpuLevels();
   int refused = 0;
   kalvetra::test::atEveryLevel([&](CpuLevel inUse) {

@@ -74,7 +74,7 @@ std::size_t mixed(const Pixels& pixels) {
   return count;
 }
 
-TEST(Powers, AreThePlainOnesWhoeverDecides) {
+TEST(Powers, VectorsGiveThePlainBytesWithAndWithoutFallingBack) {
   const Pixels easy = ordinary(), hard = treacherous();
   kalvetra::test::atEveryLevel([&](kalvetra::CpuLevel level) {
     if (level == kalvetra::CpuLevel::Scalar) return;

@@ -75,7 +75,7 @@ INSTANTIATE_TEST_SUITE_P(Passes, EveryColor, testing::ValuesIn(colorCases()), []
 
 using Spoil = std::function<void(const Images&)>;
 
-// The pass with `spoil` applied behind every run that is not at level Scalar.
+// The pass with `spoil` applied after every run that is not at level Scalar.
 Pass spoiled(const std::string& name, const Spoil& spoil) {
   Pass pass = passNamed(passes(), name);
   for (Setting& setting : pass.settings) {
@@ -172,7 +172,7 @@ TEST_F(Comparison, LeavesTheLevelAsItWas) {
 }
 
 // Equality would say nothing if the settings were refused or changed nothing.
-TEST(Settings, MatterToTheRenderEntry) {
+TEST(Settings, ChangeWhatTheRenderEntryWrites) {
   const Pass& pass = passNamed(passes(), "render-entry");
   const kalvetra::bench::Size size{64, 48};
   const auto frame = kalvetra::test::draw(Picture::Screen, pass.source, size, 1);

@@ -28,7 +28,7 @@ constexpr std::size_t kOffsets[]{0, 4, 8, 12, 1, 7, 13};
 constexpr unsigned char kGuardByte = 0xA5;
 constexpr unsigned char kUnwritten = 0x5C;
 
-// An image at an offset in memory, with guards before and behind it.
+// An image at an offset in memory, with guards before and after it.
 class GuardedImage {
  public:
   GuardedImage(const Bytes& content, const Case& c)
@@ -83,7 +83,7 @@ Input makeInput(const Pass& pass, const Case& c) {
   return input;
 }
 
-// Runs the pass at the level in use. What it must not have written is told in `fault`, where that is still empty.
+// Runs the pass at the level in use. What it must not have written is reported in `fault`, where that is still empty.
 Output run(const Pass& pass, const Setting& setting, const Case& c, const Input& input,
            std::optional<std::string>& fault) {
   Bytes blank(pass.resultBytes(c.size), kUnwritten);

@@ -15,7 +15,7 @@ struct Case {
   Picture picture;
   Picture plate = Picture::Uniform;  // for a pass that takes one
   std::size_t offset = 0;            // bytes of every image from a multiple of 16
-  std::size_t guard = 256;           // bytes watched before and behind every image; 0 lets sanitizers see the ends
+  std::size_t guard = 256;           // bytes watched before and after every image; 0 lets sanitizers see the ends
   std::uint64_t seed = 1;
 };
 

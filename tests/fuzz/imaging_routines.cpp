@@ -55,7 +55,7 @@ void chromaBlur(FuzzInput& in) {
   });
 }
 
-// Needs whole rows: what lies behind a row's pixels comes back as zeros.
+// Needs whole rows: what lies after a row's pixels comes back as zeros.
 void averageBlur(FuzzInput& in) {
   const int radius = in.nearly(-1, 20);
   Rows rows = rowsFrom(in);

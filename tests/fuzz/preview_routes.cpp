@@ -28,7 +28,7 @@ struct Route {
   const char* path;
 };
 
-// All but api/quit, behind which nothing more is answered.
+// All but api/quit, after which nothing more is answered.
 constexpr Route kRoutes[]{
     {"GET", "api/clip"},         {"GET", "api/parameters"},   {"POST", "api/picture"},     {"GET", "api/thumbnail"},
     {"POST", "api/pixel"},       {"POST", "api/sample"},      {"POST", "api/pick"},        {"POST", "api/strip"},

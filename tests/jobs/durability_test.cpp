@@ -1,4 +1,4 @@
-// What a resumable run has put on the disk by the time that its journal tells of it. The calls that do so are watched.
+// What a resumable run has put on the disk by the time that its journal records it. The calls that do so are watched.
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -74,7 +74,7 @@ bool has(const std::vector<std::string>& names, std::size_t from, std::size_t to
                    name) != names.begin() + static_cast<std::ptrdiff_t>(to);
 }
 
-TEST(Durability, ASegmentIsOnTheDiskBeforeTheJournalTellsOfIt) {
+TEST(Durability, ASegmentIsOnTheDiskBeforeTheJournalRecordsIt) {
   const std::vector<std::string> names = syncedBy("o.mkv");
   const std::vector<std::size_t> lines = journalLines(names);
   ASSERT_EQ(3u, lines.size()) << "each line of the journal is made durable itself";
@@ -85,7 +85,7 @@ TEST(Durability, ASegmentIsOnTheDiskBeforeTheJournalTellsOfIt) {
   }
 }
 
-TEST(Durability, SoIsEveryPictureOfASequence) {
+TEST(Durability, EveryPictureOfASequenceIsOnTheDiskBeforeTheJournalRecordsIt) {
   const std::vector<std::string> names = syncedBy("o-%03d.png");
   const std::vector<std::size_t> lines = journalLines(names);
   ASSERT_EQ(3u, lines.size());

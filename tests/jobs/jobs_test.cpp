@@ -40,7 +40,7 @@ TEST(ClipRange, PlacesAreSecondsClockTimesOrFrames) {
   }
 }
 
-TEST(ClipRange, CountsWhatItHolds) {
+TEST(ClipRange, SaysWhichFramesItHoldsAndHowMany) {
   const AVRational rate{30, 1};
   ClipRange range;
   EXPECT_TRUE(range.isWhole());
@@ -129,7 +129,7 @@ TEST(SamplePictures, HoldsBeginningMiddleAndEndOfAnyClip) {
   }
 }
 
-TEST(SamplePictures, AFileOfNoUseChangesNothing) {
+TEST(SamplePictures, AMissingOrCutFileChangesNothing) {
   const ScratchFolder folder;
   SamplePictures samples;
   samples.add(0, Image(2, 2));
@@ -197,7 +197,7 @@ TEST_F(JournalTest, RemembersCompletedSegmentsAndNothingElse) {
   EXPECT_EQ(5u, Journal(folder_, job_).frames().size());
 }
 
-// Outputs that were interrupted between two journals go on behind the segments that all of them have.
+// Outputs that were interrupted between two journals continue after the segments that all of them have.
 TEST_F(JournalTest, ForgetsSegmentsForGood) {
   const std::vector<FrameRecord> segment{{0, 1, {}}, {1, 1, {}}};
   for (const int kept : {2, 1, 0}) {

@@ -157,7 +157,7 @@ TEST_F(ProofTest, AnMp4EndsWithItsLastShownPicture) {
   expectHas(found.front(), "instead of 0.280 s");
 }
 
-TEST_F(ProofTest, EachColourTagCounts) {
+TEST_F(ProofTest, AWrongColourTagIsNoticed) {
   const auto expectRefused = [&](const char* name, const Promise& good, auto change) {
     Promise promise = good;
     change(promise.pictures.color);
@@ -176,7 +176,7 @@ TEST_F(ProofTest, EachColourTagCounts) {
   expectRefused("full.mp4", limited, [](ColorTags&) {});
 }
 
-TEST_F(ProofTest, ProResIsToBeTaggedAsWhatItIs) {
+TEST_F(ProofTest, AWrongCodecTagOrRotationIsNamed) {
   const Promise good = write("p.mov");
   need(kFfmpeg + "-i " + folder_.path("p.mov") + " -map 0 -c copy -tag:v apch -movflags use_metadata_tags " +
        folder_.path("hq.mov"));

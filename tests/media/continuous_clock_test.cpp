@@ -81,7 +81,7 @@ TEST_F(ContinuousClockTest, PausesAmongReorderedPicturesAreNoJumps) {
   }
 }
 
-TEST_F(ContinuousClockTest, APartMayBeginWithoutAKey) {
+TEST_F(ContinuousClockTest, AJoinedPartMayBeginWithoutAKeyPicture) {
   for (std::int64_t time = 0; time < 1600; time += 40) add(kPictures, time, time == 0);
   for (const std::int64_t time : {80, 40, 160, 120}) add(kPictures, time, false);
   end();
@@ -89,7 +89,7 @@ TEST_F(ContinuousClockTest, APartMayBeginWithoutAKey) {
   EXPECT_EQ(1, clock_->jumps());
 }
 
-TEST_F(ContinuousClockTest, ALeapMayCutAGroup) {
+TEST_F(ContinuousClockTest, ALeapMayFallAmongReorderedPictures) {
   addPictures({0, 160, 80, 40, 120, 30160, 30080, 200, 30120, 30320, 30240});
   end();
   EXPECT_EQ("0 160 80 40 120 320 240 200 280 480 400 ", pictures_);
@@ -109,13 +109,13 @@ TEST_F(ContinuousClockTest, SoundThatJumpsFirstWaitsForItsPictures) {
   EXPECT_EQ(1120, clock_->firstJump());
 }
 
-TEST_F(ContinuousClockTest, APartBeginsWithItsFirstShownPicture) {
+TEST_F(ContinuousClockTest, AJoinedPartBeginsWithItsFirstShownPicture) {
   addPictures({200, 240, 280});
   addPictures({80, 0, 40, 160});  // the key picture is shown third
   EXPECT_EQ("200 240 280 400 320 360 480 ", pictures_);
 }
 
-TEST_F(ContinuousClockTest, ASinglePictureApartIsNoJump) {
+TEST_F(ContinuousClockTest, ASinglePictureWithAStrayTimeIsNoJump) {
   for (const std::int64_t wrong : {20, 95000000}) {
     use("mpegts");
     addPictures({200, 240, wrong, 320, 360});
@@ -136,7 +136,7 @@ TEST_F(ContinuousClockTest, ALeapIsAnotherClockOnlyInStreamsThatMayHaveThem) {
     end();
     EXPECT_EQ(expected, pictures_) << demuxer;
   }
-  use("mpegts");  // pictures fail while the sound goes on: the times are right
+  use("mpegts");  // pictures fail while the sound continues: the times are right
   addPictures({0, 40, 80});
   addSound(0, 25000);
   addPictures({25000, 25040});
@@ -144,7 +144,7 @@ TEST_F(ContinuousClockTest, ALeapIsAnotherClockOnlyInStreamsThatMayHaveThem) {
   EXPECT_EQ("0 40 80 25000 25040 ", pictures_);
 }
 
-TEST_F(ContinuousClockTest, SoundThatJumpsAloneGoesOnAtItsEnd) {
+TEST_F(ContinuousClockTest, SoundWhoseTimesJumpAloneContinuesAtItsEnd) {
   addPictures({0, 40, 80});
   addSound(5000, 5060);
   addSound(0, 40);

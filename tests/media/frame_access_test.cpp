@@ -19,7 +19,7 @@ const bool kQuiet = (av_log_set_level(AV_LOG_QUIET), true);
 struct Kind {
   const char* name;
   const char* file;
-  const char* options;  // of ffmpeg, behind the moving test picture of 90 frames
+  const char* options;  // of ffmpeg, after the moving test picture of 90 frames
   bool seeks;           // the index of such a clip is to be used
 };
 
@@ -88,7 +88,7 @@ std::vector<Pixels> readAll(const std::string& path, std::int64_t& firstTime) {
 
 class FrameAccessTest : public ::testing::TestWithParam<Kind> {};
 
-TEST_P(FrameAccessTest, GivesWhatReadingGives) {
+TEST_P(FrameAccessTest, GivesTheSamePicturesAsReadingInOrder) {
   const test::ScratchFolder folder;
   const std::string file = make(folder, GetParam());
   std::int64_t firstTime = 0;
@@ -150,7 +150,7 @@ TEST(FrameAccess, JumpsSaveDecoding) {
   }
 }
 
-TEST(FrameAccess, AWrongIndexIsGivenUp) {
+TEST(FrameAccess, AWrongIndexIsDroppedAndTheRightPictureGiven) {
   const test::ScratchFolder folder;
   const std::string file = make(folder, kKinds[0]);
   std::int64_t firstTime = 0;
@@ -164,7 +164,7 @@ TEST(FrameAccess, AWrongIndexIsGivenUp) {
   EXPECT_TRUE(pixelsOf(*frame, access.reader().format().color) == expected[60]);
 }
 
-TEST(FrameAccess, WorkIsAbandoned) {
+TEST(FrameAccess, DecodingStopsOnceItIsNotWanted) {
   const test::ScratchFolder folder;
   const std::string file = make(folder, kKinds[0]);
   FrameAccess access(file, {}, 2, kNever, 1 << 20);

@@ -55,7 +55,7 @@ TEST(HiddenColors, WhatIsSeenStaysAndWhatWasHiddenDoesNotCount) {
   }
 }
 
-TEST(HiddenColors, WithoutEdgesThereIsNothingButBlackOrNothingToDo) {
+TEST(HiddenColors, WithoutEdgesClearPicturesTurnBlackAndOpaqueOnesStay) {
   const Pixel black{0, 0, 0, 0};
   for (const auto& [width, height] : {std::pair{1, 1}, {1, 40}, {40, 1}, {33, 31}}) {
     const Image clear = withHiddenColorsExtended(drawn(width, height, [](int, int) { return kClearGrey; }));
@@ -89,7 +89,7 @@ TEST(HiddenColors, ASpeckDoesNotGrowIntoABlot) {
   EXPECT_LT(at(result, 20, 30)[1], 30);
 }
 
-// An editor makes a straight picture smaller by averaging colours and alpha apart.
+// An editor makes a straight picture smaller by averaging colours and alpha separately.
 TEST(HiddenColors, StraightPicturesMayBeScaled) {
   const auto worstAtHalfSize = [](const Image& image) {
     double worst = 0;

@@ -268,7 +268,7 @@ TEST(YuvConverter, DitherLeavesEightBitsAlone) {
   EXPECT_EQ(converted(*frame, kBt709).argb, converted(*frame, kBt709, {.dither = true, .fields = false}).argb);
 }
 
-TEST(YuvConverter, LeavesTheRestToOthers) {
+TEST(YuvConverter, DoesNotHandleOtherFormats) {
   for (const AVPixelFormat format : {AV_PIX_FMT_UYYVYY411, AV_PIX_FMT_MONOBLACK, AV_PIX_FMT_GRAYF32, AV_PIX_FMT_GBRP,
                                      AV_PIX_FMT_XYZ12, AV_PIX_FMT_PAL8, AV_PIX_FMT_RGB24, AV_PIX_FMT_VAAPI}) {
     EXPECT_FALSE(kalvetra::YuvConverter::handles(*av_pix_fmt_desc_get(format))) << av_get_pix_fmt_name(format);

@@ -171,7 +171,7 @@ function outOfReach(root) {
   return [...unreached, ...outside, ...cut].map((one) => one.id || one.className || one.textContent);
 }
 
-// Runs in the page: texts of less than 4.5 : 1 against what is behind them, disabled ones aside (WCAG 2.2, 1.4.3).
+// Runs in the page: texts of less than 4.5 : 1 against their background, disabled ones aside (WCAG 2.2, 1.4.3).
 function poorContrasts() {
   const parse = (color) => color.match(/[\d.]+/g).map(Number);
   const linear = (level) => (level / 255 <= 0.04045 ? level / 255 / 12.92 : ((level / 255 + 0.055) / 1.055) ** 2.4);

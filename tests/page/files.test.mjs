@@ -165,7 +165,7 @@ test('an export shows its progress and size, is cancelled, made, and downloaded'
   await page.close();
 });
 
-test('the end of an export is told where its dialog is closed, and a lost answer does not end following', async () => {
+test('the end of an export is reported where its dialog is closed, and a lost answer does not end following', async () => {
   const {page} = await openPage(setup);
   let answers = 0, isOver = false;
   await page.route('**/api/export', async (route) => {

@@ -23,7 +23,7 @@ test('the clip opens with the key colour that is found in it, and says why', asy
   await page.close();
 });
 
-test('a colour that is none is said to be none', async () => {
+test('what is no colour is refused in words', async () => {
   const {page, watch} = await openPage(setup);
   const opened = await page.locator('#key-hex').inputValue();
   await page.locator('#key-hex').fill('green');

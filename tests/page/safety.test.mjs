@@ -140,7 +140,7 @@ test('the program can be ended from the page', async () => {
   await page.close();
 });
 
-test('a server that is gone is said in one line', async () => {
+test('a server that is gone is reported in one line', async () => {
   const own = await startPreview(setup.clip);
   const {page} = await openPage({browser: setup.browser, address: own.address});
   await own.stop();

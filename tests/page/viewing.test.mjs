@@ -88,7 +88,7 @@ test('the wheel zooms to single pixels at the pointer, a drag pans, F fits again
   await page.close();
 });
 
-test('the pixel under the pointer is told as the server has it', async () => {
+test('the pixel under the pointer is shown as the server has it', async () => {
   const {page, watch} = await openPage(setup);
   for (const [x, y] of [[12, 20], [640, 300]]) {
     const point = await screenPoint(page, x, y);

@@ -187,7 +187,7 @@ TEST(Strip, AWrongIndexIsNoticedAndTheStripStillRight) {
   EXPECT_EQ(11u, misled.state().frames.size());
 }
 
-TEST(Strip, TellsAFrameOnlyOnceItsFlickerIsKnown) {
+TEST(Strip, ReportsAFrameOnlyOnceItsFlickerIsKnown) {
   const ScratchFolder folder;
   const std::string clip = drawClip(folder.path("clip.mkv"), "40", "320x180");
   Precedence precedence;
@@ -228,7 +228,7 @@ TEST(Strip, TheNewestSettingsWinHoweverQuicklyTheyCome) {
   EXPECT_EQ(14u, state.frames.size());
 }
 
-TEST(Strip, RestsWhileTheUserWaitsForAPicture) {
+TEST(Strip, PausesWhileTheUserWaitsForAPicture) {
   const ScratchFolder folder;
   const std::string clip = drawClip(folder.path("clip.mkv"), "14");
   Precedence precedence;
@@ -243,7 +243,7 @@ TEST(Strip, RestsWhileTheUserWaitsForAPicture) {
   EXPECT_EQ(14u, ended(strip).frames.size());
 }
 
-TEST(Strip, StopsAndEndsAtOnceEvenWhileItRests) {
+TEST(Strip, StopsAndEndsAtOnceEvenWhilePaused) {
   const ScratchFolder folder;
   const std::string clip = drawClip(folder.path("clip.mkv"), "14");
   Precedence precedence;
@@ -262,7 +262,7 @@ TEST(Strip, StopsAndEndsAtOnceEvenWhileItRests) {
   EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(5));
 }
 
-TEST(Strip, AClipThatCannotBeReadIsToldInASentence) {
+TEST(Strip, AClipThatCannotBeReadIsReportedInASentence) {
   const ScratchFolder folder;
   const std::string clip = drawClip(folder.path("clip.mkv"), "3");
   RoutedPreview preview(optionsFor(clip));

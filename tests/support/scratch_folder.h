@@ -1,4 +1,4 @@
-// A folder for one test, removed behind it.
+// A folder for one test, removed after it.
 #pragma once
 
 #include <unistd.h>

@@ -75,7 +75,7 @@ TEST_F(Hosts, FfmpegTakesOddWidthsFilledUp) {
   EXPECT_LT(meanDifference(a, b, 0, 4), 1.0);
 }
 
-TEST_F(Hosts, TwoFiltersInOneGraphAreTwo) {
+TEST_F(Hosts, TwoFiltersInOneGraphKeepTheirOwnSettings) {
   const std::string first = "frei0r=kalvetra_green:1|0x279041", second = "frei0r=kalvetra_green:0.5|0x279041|n";
   need(kWithFilter + kFfmpeg + "-i " + clip() + " -filter_complex \"[0:v]split[a][b];[a]" + first + "[x];[b]" + second +
        "[y]\" -map '[x]' -c:v png -pix_fmt rgba " + out_.path("x.mov") + " -map '[y]' -c:v png -pix_fmt rgba " +
@@ -111,7 +111,7 @@ TEST_F(Hosts, MeltSetsEveryParameterByItsName) {
   }
 }
 
-TEST_F(Hosts, PresetsThatNoStringHoldsAreRefused) {
+TEST_F(Hosts, PresetsThatNoFilterStringCanHoldAreRefused) {
   const std::pair<std::string, std::string> cases[] = {
       {R"({"look": 1, "settings": {"key-color": "#00ff00", "shadow": [[0, 10], [9, 20]]}})", "shadow changes"},
       {R"({"look": 1, "settings": {"shadows": 1}})", "is no setting"},

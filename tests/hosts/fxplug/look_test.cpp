@@ -27,7 +27,7 @@ void set(HostedFilter& filter, const KeySettings& settings) {
 }
 
 // Every frame of the look can be asked for: the host takes all sizes, alpha and all settings.
-TEST(PluginLook, IsTheEngines) {
+TEST(PluginLook, EqualsTheEngines) {
   HostedFilter filter(KALVETRA_BUNDLE, "en");
   ASSERT_TRUE(filter.addParameters());
   int compared = 0;
