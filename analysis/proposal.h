@@ -8,7 +8,7 @@
 
 #include "analysis/backdrop_color.h"
 #include "analysis/trials.h"
-#include "parameters/key_settings.h"
+#include "engine/key_settings.h"
 
 namespace kalvetra {
 

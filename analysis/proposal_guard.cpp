@@ -5,6 +5,7 @@
 
 #include "analysis/formatted_text.h"
 #include "analysis/mixture.h"
+#include "parameters/parameter_table.h"
 
 namespace kalvetra {
 

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "analysis/at_once.h"
+#include "engine/render.h"
 #include "parameters/parameter_table.h"
 
 namespace kalvetra {
@@ -22,12 +23,6 @@ KeySettings withoutClip(KeySettings settings) {
   settings.clipBlack = 0;
   settings.clipWhite = 100;
   return settings;
-}
-
-bool equal(const KeySettings& a, const KeySettings& b) {
-  if (a.keyColor != b.keyColor) return false;
-  return std::all_of(kParameters.begin(), kParameters.end(),
-                     [&](const Parameter& p) { return p.value == nullptr || a.*p.value == b.*p.value; });
 }
 
 // The opacities 0..1 that the clip levels make of a matte's bytes.
@@ -75,7 +70,7 @@ void Trials::add(const unsigned char* argb, int width, int height, ReferenceMatt
 void Trials::key(const KeySettings& settings) {
   atOnce(pictures_.size(), [&](std::size_t i) {
     Picture& p = pictures_[i];
-    renderFrame(settings, p.argb.data(), p.result.data(), p.width, p.height);
+    render(settings, packedFrame(p.argb.data(), p.width, p.height), packedFrame(p.result.data(), p.width, p.height));
     p.keyed.clear();
     for (const Target& t : p.matte.targets) {
       const unsigned char* pixel = p.result.data() + t.pixel * 4;
@@ -105,7 +100,8 @@ std::vector<Trials::Keyed> Trials::sources() const {
 std::vector<Trials::Keyed> Trials::keys(const KeySettings& settings) const {
   std::vector<Keyed> all = sources();
   atOnce(all.size(), [&](std::size_t i) {
-    renderFrame(settings, pictures_[i].argb.data(), all[i].argb.data(), all[i].width, all[i].height);
+    const Picture& p = pictures_[i];
+    render(settings, packedFrame(p.argb.data(), p.width, p.height), packedFrame(all[i].argb.data(), p.width, p.height));
   });
   return all;
 }
@@ -120,7 +116,7 @@ void Trials::keyDefaults(const KeySettings& settings) {
 
 double Trials::cost(const KeySettings& settings) {
   if (!pictures_.empty() && pictures_.front().defaults.empty()) keyDefaults(settings);
-  if (!equal(withoutClip(settings), keyedWith_)) key(withoutClip(settings));
+  if (withoutClip(settings) != keyedWith_) key(withoutClip(settings));
   const std::array<float, 256> opacity = clipTable(settings);
   double total = 0.0;
   for (const Picture& p : pictures_) {

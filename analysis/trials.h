@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "analysis/reference_matte.h"
-#include "parameters/key_settings.h"
+#include "engine/key_settings.h"
 
 namespace kalvetra {
 

@@ -142,9 +142,7 @@ void addFrames() {
     kalvetra::KeySettings s = kalvetra::bench::screenSettings();
     s.smoothBG = variant.smoothBG;
     s.deBlocking = s.edgeContract = s.edgeBlur = variant.options;
-    const auto run = [s](const kalvetra::bench::Images& i) {
-      kalvetra::renderFrame(s, i.source, i.result, i.size.width, i.size.height);
-    };
+    const auto run = [s](const kalvetra::bench::Images& i) { kalvetra::bench::renderImages(s, i); };
     for (const FrameSize& frame : kFrameSizes) {
       addJob({std::string("frame/") + variant.name + "/" + frame.name,
               &pass,

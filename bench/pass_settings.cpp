@@ -1,6 +1,7 @@
 #include "bench/pass_settings.h"
 
 #include "engine/KalvetraFinalCut.h"
+#include "engine/render.h"
 #include "parameters/parameter_table.h"
 #include "sample/test_images.h"
 
@@ -61,7 +62,7 @@ std::string nameOf(const KeySettings& s) {
 
 Setting renderSetting(const KeySettings& s) {
   const bool pointwise = s.smoothBG == 0 && s.deBlocking == 0 && s.edgeContract == 0 && s.edgeBlur == 0;
-  const auto run = [s](const Images& i) { renderFrame(s, i.source, i.result, i.size.width, i.size.height); };
+  const auto run = [s](const Images& i) { renderImages(s, i); };
   return {nameOf(s), run, pointwise};
 }
 
@@ -100,6 +101,11 @@ KeySettings combination(int bits, Random& random) {
 constexpr int kCombinations = 128;
 
 }  // namespace
+
+void renderImages(const KeySettings& settings, const Images& images) {
+  const auto [width, height] = images.size;
+  render(settings, packedFrame(images.source, width, height), packedFrame(images.result, width, height));
+}
 
 KeySettings screenSettings() {
   KeySettings s = defaultSettings();

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "parameters/key_settings.h"
+#include "engine/key_settings.h"
 
 namespace kalvetra::bench {
 
@@ -67,5 +67,8 @@ const Pass& passNamed(const std::vector<Pass>& passes, const std::string& name);
 
 // The frame's default settings with the key colour kScreenGreen.
 KeySettings screenSettings();
+
+// The source, a host frame, through the render call.
+void renderImages(const KeySettings& settings, const Images& images);
 
 }  // namespace kalvetra::bench

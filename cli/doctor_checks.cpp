@@ -12,8 +12,9 @@
 #include <thread>
 
 #include "cpu/cpu_level.h"
+#include "engine/render.h"
 #include "media/output/output_format.h"
-#include "parameters/key_settings.h"
+#include "parameters/parameter_table.h"
 
 namespace kalvetra {
 
@@ -148,7 +149,7 @@ unsigned long long keyedHash() {
     settings.keyColor = {0.16, 0.56, 0.3};
     settings.smoothBG = options & 1;
     settings.deBlocking = settings.edgeContract = settings.edgeBlur = options >> 1;
-    renderFrame(settings, picture.data(), keyed.data(), kWidth, kHeight);
+    render(settings, packedFrame(picture.data(), kWidth, kHeight), packedFrame(keyed.data(), kWidth, kHeight));
     addToHash(hash, keyed);
   }
   return hash;

@@ -1,9 +1,6 @@
 #include "engine/KalvetraFinalCut.h"
 
-#include <algorithm>
-#include <cstddef>
-
-#include "engine/render_entry.h"
+#include "engine/render.h"
 
 double toValue(double hi, double lo, double v) { return lo + (hi - lo) * v / 100.0; }
 
@@ -19,15 +16,28 @@ void KalvetraFinalCut(char* output, int outputWidth, int outputHeight, const cha
                       int deBlockValue, int edgeContract, int contractMask, int contractThreshold, int edgeBlur,
                       int maskBlurRadius, int maskBlurValue, int skinHue, int blueHue, int despillWhite,
                       int despillSkin, int despillBlue, int screenGain) {
-  const kalvetra::HostFrame frame{reinterpret_cast<const unsigned char*>(input),
-                                  std::ptrdiff_t{4} * inputWidth,
-                                  reinterpret_cast<unsigned char*>(output),
-                                  std::ptrdiff_t{4} * outputWidth,
-                                  std::min(outputWidth, inputWidth),
-                                  std::min(outputHeight, inputHeight)};
-  const kalvetra::RenderValues values{
-      view,       keyRed,       keyGreen,     keyBlue,      smoothBG,          shadow,    clipBlack,      clipWhite,
-      deBlocking, deBlockValue, edgeContract, contractMask, contractThreshold, edgeBlur,  maskBlurRadius, maskBlurValue,
-      skinHue,    blueHue,      despillWhite, despillSkin,  despillBlue,       screenGain};
-  renderView(frame, values, kalvetra::Scan::Whole);
+  const kalvetra::KeySettings settings{
+      .view = view,
+      .keyColor = {keyRed, keyGreen, keyBlue},
+      .smoothBG = smoothBG,
+      .shadow = shadow,
+      .clipBlack = clipBlack,
+      .clipWhite = clipWhite,
+      .deBlocking = deBlocking,
+      .deBlockValue = deBlockValue,
+      .edgeContract = edgeContract,
+      .contractMask = contractMask,
+      .contractThreshold = contractThreshold,
+      .edgeBlur = edgeBlur,
+      .maskBlurRadius = maskBlurRadius,
+      .maskBlurValue = maskBlurValue,
+      .skinHue = skinHue,
+      .blueHue = blueHue,
+      .despillWhite = despillWhite,
+      .despillSkin = despillSkin,
+      .despillBlue = despillBlue,
+      .screenGain = screenGain,
+  };
+  render(settings, kalvetra::packedFrame(reinterpret_cast<const unsigned char*>(input), inputWidth, inputHeight),
+         kalvetra::packedFrame(reinterpret_cast<unsigned char*>(output), outputWidth, outputHeight));
 }

@@ -37,4 +37,13 @@ BasicFrame<Byte> packedFrame(Byte* data, int width, int height, PixelFormat form
   return {data, std::ptrdiff_t{kPixelBytes} * width, width, height, format};
 }
 
+// Every second row: the field that begins with row `first`, 0 or 1, which must lie in the frame.
+template <class Byte>
+BasicFrame<Byte> fieldOf(BasicFrame<Byte> frame, int first) {
+  frame.data = frame.row(first);
+  frame.stride *= 2;
+  frame.height = (frame.height - first + 1) / 2;
+  return frame;
+}
+
 }  // namespace kalvetra

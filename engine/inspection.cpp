@@ -4,6 +4,7 @@
 
 #include "engine/background_plate.h"
 #include "engine/key_geometry.h"
+#include "engine/pixel_formats.h"
 #include "engine/record_check.h"
 #include "engine/render_record.h"
 
@@ -13,24 +14,17 @@ namespace {
 
 using Bytes = std::unique_ptr<unsigned char[]>;
 
-// The picture that a pixel is keyed in, in working order.
-struct KeyedPicture {
-  Bytes pixels;
-  int height;
-  int row;  // of the pixel in it
-};
-
-KeyedPicture pictureAround(const HostFrame& frame, Scan scan, int y) {
-  const int first = scan == Scan::Fields ? y % 2 : 0, step = scan == Scan::Fields ? 2 : 1;
-  const int height = (frame.height - first + step - 1) / step;
-  const auto rowPixels = static_cast<std::size_t>(frame.width);
-  KeyedPicture picture{std::make_unique<unsigned char[]>(rowPixels * static_cast<std::size_t>(height) * 4), height,
-                       (y - first) / step};
-  for (int i = 0; i < height; ++i) {
-    reverseBytes(frame.input + (first + i * step) * frame.inputStride,
-                 picture.pixels.get() + static_cast<std::size_t>(i) * rowPixels * 4, rowPixels);
+// A picture in working order.
+Bytes workingCopy(const ConstFrame& picture) {
+  const auto rowBytes = static_cast<std::size_t>(picture.width) * kPixelBytes;
+  Bytes copy = std::make_unique<unsigned char[]>(rowBytes * static_cast<std::size_t>(picture.height));
+  const Bytes argb = std::make_unique<unsigned char[]>(rowBytes);
+  for (int y = 0; y < picture.height; ++y) {
+    readRow(picture, y, argb.get());
+    reverseBytes(argb.get(), copy.get() + static_cast<std::size_t>(y) * rowBytes,
+                 static_cast<std::size_t>(picture.width));
   }
-  return picture;
+  return copy;
 }
 
 // A line's unit vector from its normal, which was turned by `quarter`.
@@ -48,28 +42,31 @@ KeyLines linesOf(const Geometry& g, Chroma key, Chroma skin, Chroma blue) {
 
 }  // namespace
 
-Treatment treatmentAt(const HostFrame& frame, const RenderValues& values, Scan scan, int x, int y) {
-  const KeyedPicture picture = pictureAround(frame, scan, y);
-  const KALVETRA_Param param = makeRecord(values, picture.pixels.get(), nullptr, frame.width, picture.height);
-  if (!keysSomething(values) || !valuesInRange(param)) return Treatment::Foreground;
-  const auto bytes = static_cast<std::size_t>(frame.width) * static_cast<std::size_t>(picture.height) * 4;
-  const auto at =
-      (static_cast<std::size_t>(picture.row) * static_cast<std::size_t>(frame.width) + static_cast<std::size_t>(x)) * 4;
-  const auto plate = std::make_unique<unsigned char[]>(bytes);  // later the deblocking's scratch
+Treatment treatmentAt(const KeySettings& settings, const ConstFrame& frame, Scan scan, int x, int y) {
+  const bool fields = scan == Scan::Fields;
+  const ConstFrame picture = fields ? fieldOf(frame, y % 2) : frame;
+  const int row = fields ? y / 2 : y;
+  const Bytes pixels = workingCopy(picture);
+  const KALVETRA_Param param = makeRecord(settings, pixels.get(), nullptr, picture.width, picture.height);
+  if (!keysSomething(settings) || !valuesInRange(param)) return Treatment::Foreground;
+  const auto rowBytes = static_cast<std::size_t>(picture.width) * kPixelBytes;
+  const std::size_t at = static_cast<std::size_t>(row) * rowBytes + static_cast<std::size_t>(x) * kPixelBytes;
+  // The plate, and later the deblocking's scratch.
+  const auto plate = std::make_unique<unsigned char[]>(rowBytes * static_cast<std::size_t>(picture.height));
   unsigned char backdrop[3]{};
   if (param.bSmoothBG != 0) {
     estimatePlate(param, plate.get());
     for (std::size_t c = 0; c < 3; ++c) backdrop[c] = plate[at + c];
   }
   if (param.nDeBlock != 0) {
-    CImagingZEP().ChromaBlur32bit(frame.width, picture.height, picture.pixels.get(), plate.get(), param.nDeBlock);
+    CImagingZEP().ChromaBlur32bit(picture.width, picture.height, pixels.get(), plate.get(), param.nDeBlock);
   }
-  const unsigned char* pixel = picture.pixels.get() + at;
+  const unsigned char* pixel = pixels.get() + at;
   return param.bSmoothBG != 0 ? plateKeyTreatment(param, pixel, backdrop) : colorKeyTreatment(param, pixel);
 }
 
-KeyLines keyLines(const RenderValues& values) {
-  const KALVETRA_Param param = makeRecord(values, nullptr, nullptr, 0, 0);
+KeyLines keyLines(const KeySettings& settings) {
+  const KALVETRA_Param param = makeRecord(settings, nullptr, nullptr, 0, 0);
   const YIQ key = CImagingZEP().RGBtoYIQ2(param.keyColor[0][0], param.keyColor[1][0], param.keyColor[2][0]);
   if (param.bSmoothBG != 0) {
     const PlateKeyGeometry geometry(param);

@@ -2,15 +2,15 @@
 #pragma once
 
 #include "engine/chroma_plane.h"
-#include "engine/render_entry.h"
+#include "engine/render.h"
 #include "engine/treatment.h"
 
 namespace kalvetra {
 
-// How the pixel at x, y of the frame, whose output is not touched, is keyed: seen in the picture or the field that it
+// How the pixel at x, y of the frame, inside it, is keyed: seen in the picture or the field that it
 // belongs to, after any deblocking, before the matte is contracted, blurred, clipped or limited. Foreground where
 // nothing is keyed. Throws std::bad_alloc.
-Treatment treatmentAt(const HostFrame& frame, const RenderValues& values, Scan scan, int x, int y);
+Treatment treatmentAt(const KeySettings& settings, const ConstFrame& frame, Scan scan, int x, int y);
 
 // The lines in the (I, Q) plane of CImagingZEP::RGBtoYIQ2 that bound the backdrop's sector, as the passes use them: all
 // go through grey; unit vectors point to the side of the hue.
@@ -21,6 +21,6 @@ struct KeyLines {
 };
 
 // Of the pass that smoothBG chooses. Values out of range are taken as the pipeline's record holds them.
-KeyLines keyLines(const RenderValues& values);
+KeyLines keyLines(const KeySettings& settings);
 
 }  // namespace kalvetra

@@ -1,5 +1,6 @@
 #include "engine/render_record.h"
 
+#include <algorithm>
 #include <cstdint>
 
 #include "engine/KalvetraFinalCut.h"
@@ -18,31 +19,32 @@ int whileOn(int toggle, int value) { return toggle != 0 ? value : 0; }
 
 }  // namespace
 
-bool keysSomething(const RenderValues& v) {
-  return v.keyRed * 255.0 > 1.0 || v.keyGreen * 255.0 > 1.0 || v.keyBlue * 255.0 > 1.0;
+bool keysSomething(const KeySettings& s) {
+  return std::any_of(s.keyColor.begin(), s.keyColor.end(), [](double component) { return component * 255.0 > 1.0; });
 }
 
-KALVETRA_Param makeRecord(const RenderValues& v, unsigned char* source, unsigned char* result, int width, int height) {
+KALVETRA_Param makeRecord(const KeySettings& s, unsigned char* source, unsigned char* result, int width, int height) {
   KALVETRA_Param p{};
   p.pSrc = source;
   p.pDst = result;
   p.nWidth = static_cast<std::uint16_t>(width);
   p.nHeight = static_cast<std::uint16_t>(height);
-  const double key[3] = {v.keyRed * 255.0, v.keyGreen * 255.0, v.keyBlue * 255.0};
-  for (int c = 0; c < 3; ++c) p.keyColor[c][0] = p.keyColor[c][1] = static_cast<unsigned char>(roundedToInt(key[c]));
-  setPair(p.nScreenGain, toValue(30, 0, v.screenGain));
-  setPair(p.nShadow, toValue(100, 0, v.shadow));
-  setPair(p.nSkinHue, toValue2(170, 120, v.skinHue));
-  setPair(p.nBlueHue, toValue2(330, 250, v.blueHue));
-  setPair(p.nDespillWhite, toValue(100, 0, v.despillWhite));
-  setPair(p.nDespillSkin, toValue(50, 0, v.despillSkin));
-  setPair(p.nDespillBlue, toValue(50, 0, v.despillBlue));
-  p.nDeBlock = field(whileOn(v.deBlocking, v.deBlockValue));
-  p.nContractMask = field(whileOn(v.edgeContract, v.contractMask));
-  p.nContractThreshold = field(whileOn(v.edgeContract, v.contractThreshold));
-  p.bSmoothBG = static_cast<std::uint32_t>(v.smoothBG);
-  p.nMaskBlurRadius = field(whileOn(v.edgeBlur, v.maskBlurRadius));
-  p.nMaskBlurValue = field(whileOn(v.edgeBlur, v.maskBlurValue));
+  for (std::size_t c = 0; c < 3; ++c) {
+    p.keyColor[c][0] = p.keyColor[c][1] = static_cast<unsigned char>(roundedToInt(s.keyColor[c] * 255.0));
+  }
+  setPair(p.nScreenGain, toValue(30, 0, s.screenGain));
+  setPair(p.nShadow, toValue(100, 0, s.shadow));
+  setPair(p.nSkinHue, toValue2(170, 120, s.skinHue));
+  setPair(p.nBlueHue, toValue2(330, 250, s.blueHue));
+  setPair(p.nDespillWhite, toValue(100, 0, s.despillWhite));
+  setPair(p.nDespillSkin, toValue(50, 0, s.despillSkin));
+  setPair(p.nDespillBlue, toValue(50, 0, s.despillBlue));
+  p.nDeBlock = field(whileOn(s.deBlocking, s.deBlockValue));
+  p.nContractMask = field(whileOn(s.edgeContract, s.contractMask));
+  p.nContractThreshold = field(whileOn(s.edgeContract, s.contractThreshold));
+  p.bSmoothBG = static_cast<std::uint32_t>(s.smoothBG);
+  p.nMaskBlurRadius = field(whileOn(s.edgeBlur, s.maskBlurRadius));
+  p.nMaskBlurValue = field(whileOn(s.edgeBlur, s.maskBlurValue));
   return p;
 }
 

@@ -1,9 +1,10 @@
-// From the render entry's values to the pipeline's record, and from the host's order of bytes to its own.
+// From settings to the pipeline's record, and from the host's order of bytes to its own.
 #pragma once
 
 #include <cstddef>
 
-#include "engine/render_entry.h"
+#include "engine/KALVETRA_Param.h"
+#include "engine/key_settings.h"
 #include "imaging/numeric.h"
 
 namespace kalvetra {
@@ -11,10 +12,10 @@ namespace kalvetra {
 inline int roundedToInt(double x) { return truncToInt(x + 0.5); }
 
 // A key colour of black, the parameter's default, means that none was picked.
-bool keysSomething(const RenderValues& values);
+bool keysSomething(const KeySettings& settings);
 
 // The record holds on to the images, which it does not touch.
-KALVETRA_Param makeRecord(const RenderValues& values, unsigned char* source, unsigned char* result, int width,
+KALVETRA_Param makeRecord(const KeySettings& settings, unsigned char* source, unsigned char* result, int width,
                           int height);
 
 // Host order alpha, red, green, blue <-> working order blue, green, red, alpha.

@@ -25,22 +25,22 @@ Bytes allocate(std::size_t bytes) { return uninitialized<unsigned char>(bytes); 
 // The frame's rows, deblocked where the record asks for it.
 class SourceRows {
  public:
-  SourceRows(const HostFrame& frame, int deblockRadius)
+  SourceRows(const ConstFrame& frame, int deblockRadius)
       : frame_(frame), rowBytes_(static_cast<std::size_t>(frame.width) * 4) {
     if (deblockRadius == 0) return;
-    blurred_.emplace(frame.input, frame.inputStride, simd::ByteOrder::Host, frame.width, frame.height, deblockRadius);
+    blurred_.emplace(frame.data, frame.stride, simd::ByteOrder::Host, frame.width, frame.height, deblockRadius);
     rows_ = std::make_unique<unsigned char[]>(rowBytes_ * simd::KeyRows::kMost);
   }
   // Row y, after row y - 1; valid until kMost more were asked for.
   const unsigned char* row(int y) {
-    if (!blurred_) return frame_.input + y * frame_.inputStride;
+    if (!blurred_) return frame_.row(y);
     unsigned char* row = rows_.get() + static_cast<std::size_t>(y % simd::KeyRows::kMost) * rowBytes_;
     blurred_->next(row);
     return row;
   }
 
  private:
-  const HostFrame& frame_;
+  const ConstFrame frame_;
   std::size_t rowBytes_;
   std::optional<simd::ChromaRows> blurred_;
   Bytes rows_;
@@ -49,8 +49,8 @@ class SourceRows {
 // The background plate's rows in host order, made of the frame as it came.
 class PlateRows {
  public:
-  PlateRows(const HostFrame& frame, const KALVETRA_Param& param) : size_(plateSize(frame.width, frame.height)) {
-    simd::ResampledRows reduced(frame.input, frame.width, frame.height, frame.inputStride, size_.width, size_.height,
+  PlateRows(const ConstFrame& frame, const KALVETRA_Param& param) : size_(plateSize(frame.width, frame.height)) {
+    simd::ResampledRows reduced(frame.data, frame.width, frame.height, frame.stride, size_.width, size_.height,
                                 kLanczos, kReducingLobes);
     if (!reduced.possible()) return;
     const std::size_t rowPixels = static_cast<std::size_t>(size_.width);
@@ -75,13 +75,13 @@ class PlateRows {
 // Keys the frame's rows, some at a time.
 class Keyer {
  public:
-  Keyer(const HostFrame& frame, const KALVETRA_Param& param)
-      : frame_(frame), pixels_(static_cast<std::size_t>(frame.width)), source_(frame, param.nDeBlock) {
+  Keyer(const ConstFrame& input, const Frame& output, const KALVETRA_Param& param)
+      : output_(output), pixels_(static_cast<std::size_t>(input.width)), source_(input, param.nDeBlock) {
     if (param.bSmoothBG == 0) {
       color_.emplace(param);
       return;
     }
-    plate_.emplace(frame, param);
+    plate_.emplace(input, param);
     plateKey_.emplace(param);
     plateColors_.emplace(pixels_);
     plateRows_ = allocate(pixels_ * 4 * simd::KeyRows::kMost);
@@ -95,7 +95,7 @@ class Keyer {
     for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
       const int row = y + static_cast<int>(i);
       rows.source[i] = source_.row(row);
-      rows.result[i] = frame_.output + row * frame_.outputStride;
+      rows.result[i] = output_.row(row);
       if (!plate_) continue;
       plate_->next(plateRows_.get() + i * pixels_ * 4);
       rows.plate[i] = plateRows_.get() + i * pixels_ * 4;
@@ -108,7 +108,7 @@ class Keyer {
   }
 
  private:
-  const HostFrame& frame_;
+  const Frame output_;
   std::size_t pixels_;
   SourceRows source_;
   std::optional<ColorKeyGeometry> color_;
@@ -118,7 +118,7 @@ class Keyer {
   Bytes plateRows_;
 };
 
-bool covers(const HostFrame& frame, const KALVETRA_Param& param) {
+bool covers(const ConstFrame& frame, const KALVETRA_Param& param) {
   constexpr int kLargestSide = std::numeric_limits<std::uint16_t>::max();  // of a record
   return frame.width <= kLargestSide && frame.height <= kLargestSide && valuesInRange(param) &&
          simd::ChromaRows::possible(param.nDeBlock) &&
@@ -129,14 +129,15 @@ bool covers(const HostFrame& frame, const KALVETRA_Param& param) {
 // which holds the colours. Everything is allocated before the first pixel is written.
 class MatteStage {
  public:
-  MatteStage(const HostFrame& frame, const KALVETRA_Param& param)
-      : frame_(frame),
+  MatteStage(const ConstFrame& input, const Frame& output, const KALVETRA_Param& param)
+      : input_(input),
+        output_(output),
         param_(param),
-        pixels_(static_cast<std::size_t>(frame.width)),
+        pixels_(static_cast<std::size_t>(input.width)),
         matte_(allocate(area())),
         scratch_(allocate(area())) {
     if (param.nMaskBlurRadius == 0) return;
-    box_.emplace(frame.width, frame.height, 1, param.nMaskBlurRadius, simd::kMaskBlurScale);
+    box_.emplace(input.width, input.height, 1, param.nMaskBlurRadius, simd::kMaskBlurScale);
     edge_ = allocate(pixels_);
   }
   static bool isNeeded(const KALVETRA_Param& param) { return param.nContractMask != 0 || param.nMaskBlurRadius != 0; }
@@ -144,20 +145,19 @@ class MatteStage {
   unsigned char* row(int y) { return matte_.get() + static_cast<std::size_t>(y) * pixels_; }
 
   void finish(const MatteFinish& finish) {
-    if (param_.nContractMask != 0 && frame_.width >= 3 && frame_.height >= 3) {
-      simd::contract(matte_.get(), scratch_.get(), frame_.width, frame_.height, param_.nContractMask,
+    if (param_.nContractMask != 0 && input_.width >= 3 && input_.height >= 3) {
+      simd::contract(matte_.get(), scratch_.get(), input_.width, input_.height, param_.nContractMask,
                      param_.nContractThreshold);
     }
     if (box_) simd::invert(matte_.get(), scratch_.get(), area());
-    for (int y = 0; y < frame_.height; ++y) {
+    for (int y = 0; y < input_.height; ++y) {
       if (box_) erodeRow(y);
-      simd::finishRow(finish, frame_.input + y * frame_.inputStride, row(y), frame_.output + y * frame_.outputStride,
-                      pixels_);
+      simd::finishRow(finish, input_.row(y), row(y), output_.row(y), pixels_);
     }
   }
 
  private:
-  std::size_t area() const { return pixels_ * static_cast<std::size_t>(frame_.height); }
+  std::size_t area() const { return pixels_ * static_cast<std::size_t>(input_.height); }
   void erodeRow(int y) {
     const float amount = static_cast<float>(param_.nMaskBlurValue) / 100.0f;
     box_->average(
@@ -165,7 +165,8 @@ class MatteStage {
     simd::erode(row(y), edge_.get(), row(y), pixels_, amount, static_cast<float>(param_.nMaskBlurOffset));
   }
 
-  const HostFrame& frame_;
+  const ConstFrame input_;
+  const Frame output_;
   const KALVETRA_Param& param_;
   std::size_t pixels_;
   Bytes matte_, scratch_, edge_;
@@ -174,30 +175,28 @@ class MatteStage {
 
 }  // namespace
 
-bool streamFrame(const HostFrame& frame, const KALVETRA_Param* param, const MatteFinish& finish) {
-  const auto pixels = static_cast<std::size_t>(frame.width);
-  const auto input = [&](int y) { return frame.input + y * frame.inputStride; };
-  const auto output = [&](int y) { return frame.output + y * frame.outputStride; };
+bool streamFrame(const ConstFrame& input, const Frame& output, const KALVETRA_Param* param, const MatteFinish& finish) {
+  const auto pixels = static_cast<std::size_t>(input.width);
   if (param == nullptr) {
-    for (int y = 0; y < frame.height; ++y) {
-      std::memcpy(output(y), input(y), pixels * 4);
-      simd::finishRow(finish, input(y), output(y), pixels);
+    for (int y = 0; y < input.height; ++y) {
+      std::memcpy(output.row(y), input.row(y), pixels * 4);
+      simd::finishRow(finish, input.row(y), output.row(y), pixels);
     }
     return true;
   }
-  if (!covers(frame, *param)) return false;
-  Keyer keyer(frame, *param);
+  if (!covers(input, *param)) return false;
+  Keyer keyer(input, output, *param);
   if (!keyer.possible()) return false;
   std::optional<MatteStage> matte;
-  if (MatteStage::isNeeded(*param)) matte.emplace(frame, *param);
-  for (int block = 0; block < frame.height; block += simd::KeyRows::kMost) {
-    const int end = std::min(block + simd::KeyRows::kMost, frame.height);
+  if (MatteStage::isNeeded(*param)) matte.emplace(input, output, *param);
+  for (int block = 0; block < input.height; block += simd::KeyRows::kMost) {
+    const int end = std::min(block + simd::KeyRows::kMost, input.height);
     keyer.keyRows(block, end - block);
     for (int y = block; y < end; ++y) {
       if (matte) {
-        simd::takeMatte(output(y), simd::ByteOrder::Host, matte->row(y), pixels);
+        simd::takeMatte(output.row(y), simd::ByteOrder::Host, matte->row(y), pixels);
       } else {
-        simd::finishRow(finish, input(y), output(y), pixels);
+        simd::finishRow(finish, input.row(y), output.row(y), pixels);
       }
     }
   }

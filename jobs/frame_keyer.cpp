@@ -6,12 +6,6 @@
 
 namespace kalvetra {
 
-namespace {
-
-ConstFrame frameOf(const Image& image) { return packedFrame(image.argb.data(), image.width, image.height); }
-
-}  // namespace
-
 void FrameKeyer::begin(const AVFrame& frame, const KeySettings& settings, const Companions& companions) {
   given_.reset();
   converter_.convert(frame, converted_);
@@ -32,10 +26,8 @@ void FrameKeyer::prepare(const KeySettings& settings, const Companions& companio
 
 const Image& FrameKeyer::keyed() {
   if (isKeyed_) return keyed_;
-  const int width = source().width, height = source().height;
-  keyed_.resize(width, height);
-  const auto render = fields_ ? renderFields : static_cast<decltype(&renderFields)>(renderFrame);
-  render(settings_, source().argb.data(), keyed_.argb.data(), width, height);
+  keyed_.resize(source().width, source().height);
+  render(settings_, source().frame(), keyed_.frame(), {scan_});
   if (companions_.holdout) applyHoldout(*companions_.holdout, source(), keyed_);
   if (companions_.garbage) applyGarbage(*companions_.garbage, keyed_);
   isKeyed_ = true;
@@ -43,15 +35,13 @@ const Image& FrameKeyer::keyed() {
 }
 
 const Image& FrameKeyer::plate() {
-  view_.resize(source().width, source().height);
-  const auto render = fields_ ? renderFieldPlates : renderPlate;
-  render(settings_, source().argb.data(), view_.argb.data(), source().width, source().height);
+  renderPlate(settings_, source().frame(), emptyView(), scan_);
   return view_;
 }
 
 Frame FrameKeyer::emptyView() {
   view_.resize(source().width, source().height);
-  return packedFrame(view_.argb.data(), view_.width, view_.height);
+  return view_.frame();
 }
 
 const Image& FrameKeyer::view(ShownView shown) {
@@ -61,12 +51,12 @@ const Image& FrameKeyer::view(ShownView shown) {
     case ShownView::Result:
       return keyed();
     case ShownView::Matte:
-      showMatte(frameOf(keyed()), emptyView());
+      showMatte(keyed().frame(), emptyView());
       return view_;
     case ShownView::Plate:
       return plate();
     case ShownView::Status:
-      status_ = showStatus(frameOf(keyed()), emptyView());
+      status_ = showStatus(keyed().frame(), emptyView());
       return view_;
     case ShownView::Composite:
       layOver(keyed(), *companions_.background, view_);

@@ -4,9 +4,9 @@
 #include <memory>
 
 #include "analysis/matte_views.h"
+#include "engine/render.h"
 #include "jobs/clip_keying.h"
 #include "jobs/shown_view.h"
-#include "parameters/key_settings.h"
 
 namespace kalvetra {
 
@@ -21,7 +21,8 @@ struct Companions {
 // that size costs more than a conversion does.
 class FrameKeyer {
  public:
-  explicit FrameKeyer(const ClipKeying& keying) : converter_(keying.converter()), fields_(keying.fields()) {}
+  explicit FrameKeyer(const ClipKeying& keying)
+      : converter_(keying.converter()), scan_(keying.fields() ? Scan::Fields : Scan::Whole) {}
 
   // Takes the frame, which is then converted; views are made when they are asked for.
   void begin(const AVFrame& frame, const KeySettings& settings, const Companions& companions);
@@ -40,7 +41,7 @@ class FrameKeyer {
   Frame emptyView();  // of the source's size
 
   FrameConverter converter_;
-  bool fields_;
+  Scan scan_;
   KeySettings settings_{};
   Companions companions_;
   std::shared_ptr<const Image> given_;  // the source, where it came as a picture

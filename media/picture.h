@@ -7,6 +7,7 @@
 #include <optional>
 #include <vector>
 
+#include "engine/frame.h"
 #include "media/ffmpeg.h"
 
 namespace kalvetra {
@@ -27,6 +28,8 @@ struct Image {
   }
   unsigned char* row(int y) { return argb.data() + std::ptrdiff_t{4} * width * y; }
   const unsigned char* row(int y) const { return argb.data() + std::ptrdiff_t{4} * width * y; }
+  Frame frame() { return packedFrame(argb.data(), width, height); }
+  ConstFrame frame() const { return packedFrame(argb.data(), width, height); }
 };
 
 // The clockwise turn, in quarter turns 0..3, that shows a picture upright.

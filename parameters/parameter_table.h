@@ -5,7 +5,7 @@
 #include <array>
 #include <string_view>
 
-#include "parameters/key_settings.h"
+#include "engine/key_settings.h"
 
 namespace kalvetra {
 
@@ -118,6 +118,15 @@ inline constexpr std::array<Parameter, 27> kParameters{{
     table::slider(27, 22, "KalvetraGreen::Screen Gain", "screen-gain", 33, {0, 100}, 0, &KeySettings::screenGain,
                   "How far from the key colour a pixel still counts as clear backdrop."),
 }};
+
+// Every setting at its default.
+constexpr KeySettings defaultSettings() {
+  KeySettings settings{};
+  for (const Parameter& p : kParameters) {
+    if (p.value != nullptr) settings.*p.value = p.defaultValue;
+  }
+  return settings;
+}
 
 // The English display name that a key of string tables stands for: "KalvetraGreen::Key Color" -> "Key Color".
 constexpr std::string_view displayName(std::string_view nameKey) { return nameKey.substr(nameKey.find("::") + 2); }

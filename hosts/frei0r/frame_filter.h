@@ -2,9 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
-#include "parameters/key_settings.h"
+#include "parameters/parameter_table.h"
 
 namespace kalvetra {
 
@@ -12,19 +11,18 @@ namespace kalvetra {
 class FrameFilter {
  public:
   // The size of every frame, 1..65535 on a side.
-  FrameFilter(int width, int height);
+  FrameFilter(int width, int height) : width_(width), height_(height) {}
 
   KeySettings settings = defaultSettings();
 
   // Frames are packed, bytes red, green, blue, alpha, straight alpha; they may be one and the same. Throws
   // std::bad_alloc, and then has written nothing.
-  void render(const std::uint32_t* input, std::uint32_t* output);
+  void render(const std::uint32_t* input, std::uint32_t* output) const;
   // Hands the frame on as it is.
   void pass(const std::uint32_t* input, std::uint32_t* output) const;
 
  private:
   int width_, height_;
-  std::vector<std::uint32_t> source_, result_;  // in the engine's byte order
 };
 
 }  // namespace kalvetra

@@ -13,6 +13,8 @@
 #include <cstdlib>
 #include <vector>
 
+#include "engine/pixel_formats.h"
+#include "engine/render.h"
 #include "hosts/fxplug/pixel_conversion.h"
 #include "parameters/parameter_table.h"
 
@@ -94,29 +96,30 @@ KeySettings readSettings(id<FxParameterRetrievalAPI> api, double time) {
 
 struct Bitmap {
   void* data;
-  kalvetra::FrameSize size;
+  int width, height;
   UInt32 depth;  // bits a component
 
   explicit Bitmap(FxImage* image)
       : data([(FxBitmap*)image dataPtr]),
-        size{static_cast<int>([image width]), static_cast<int>([image height])},
+        width(static_cast<int>([image width])),
+        height(static_cast<int>([image height])),
         depth(static_cast<UInt32>([image depth])) {}
-  bool usable() const { return size.width >= 0 && size.height >= 0 && (data != NULL || pixels() == 0); }
-  std::size_t pixels() const { return static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height); }
+  bool usable() const { return width >= 0 && height >= 0 && (data != NULL || pixels() == 0); }
+  std::size_t pixels() const { return static_cast<std::size_t>(width) * static_cast<std::size_t>(height); }
+  kalvetra::Frame bytes() const { return packed(static_cast<unsigned char*>(data)); }
+  kalvetra::Frame packed(unsigned char* argb) const { return kalvetra::packedFrame(argb, width, height); }
 };
 
-void renderBytes(const KeySettings& settings, const Bitmap& in, const Bitmap& out, kalvetra::RenderScale scale,
-                 bool premultiplied) {
-  auto* result = static_cast<unsigned char*>(out.data);
-  kalvetra::renderFrame(settings, static_cast<const unsigned char*>(in.data), in.size, result, out.size, scale);
-  if (premultiplied) kalvetra::premultiply(result, out.pixels());
+// Hosts take every pixel of a premultiplied output as such, also those beyond the common area.
+void renderBytes(const KeySettings& settings, const Bitmap& in, const Bitmap& out, bool premultiplied) {
+  kalvetra::render(settings, in.bytes(), out.bytes());
+  if (premultiplied) kalvetra::premultiply(out.bytes().data, out.pixels());
 }
 
-void renderFloats(const KeySettings& settings, const Bitmap& in, const Bitmap& out, kalvetra::RenderScale scale,
-                  bool premultiplied) {
+void renderFloats(const KeySettings& settings, const Bitmap& in, const Bitmap& out, bool premultiplied) {
   std::vector<unsigned char> source(in.pixels() * 4), result(out.pixels() * 4);
   kalvetra::floatsToBytes(static_cast<const float*>(in.data), source.data(), in.pixels());
-  kalvetra::renderFrame(settings, source.data(), in.size, result.data(), out.size, scale);
+  kalvetra::render(settings, in.packed(source.data()), out.packed(result.data()));
   kalvetra::bytesToFloats(result.data(), static_cast<float*>(out.data), out.pixels(), premultiplied);
 }
 
@@ -230,11 +233,10 @@ void renderFloats(const KeySettings& settings, const Bitmap& in, const Bitmap& o
     const Bitmap in(input), out(output);
     if (out.depth != 8 && out.depth != 32) return YES;
     if (in.depth != out.depth || !in.usable() || !out.usable()) return NO;
-    const kalvetra::RenderScale scale{renderInfo.scaleX, renderInfo.scaleY};
     if (out.depth == 8) {
-      renderBytes(settings, in, out, scale, premultiplied);
+      renderBytes(settings, in, out, premultiplied);
     } else {
-      renderFloats(settings, in, out, scale, premultiplied);
+      renderFloats(settings, in, out, premultiplied);
     }
     return YES;
   } catch (...) {

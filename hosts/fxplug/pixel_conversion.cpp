@@ -30,10 +30,4 @@ void bytesToFloats(const unsigned char* argb, float* rgba, std::size_t pixels, b
   }
 }
 
-void premultiply(unsigned char* argb, std::size_t pixels) {
-  for (std::size_t i = 0; i < pixels; ++i, argb += 4) {
-    for (int c = 1; c < 4; ++c) argb[c] = static_cast<unsigned char>(argb[c] * argb[0] / 255);
-  }
-}
-
 }  // namespace kalvetra

@@ -14,7 +14,4 @@ void floatsToBytes(const float* rgba, unsigned char* argb, std::size_t pixels);
 // Each component as byte / 255; red, green and blue times alpha where `premultiplied`.
 void bytesToFloats(const unsigned char* argb, float* rgba, std::size_t pixels, bool premultiplied);
 
-// Red, green and blue become floor(c * alpha / 255), in place.
-void premultiply(unsigned char* argb, std::size_t pixels);
-
 }  // namespace kalvetra

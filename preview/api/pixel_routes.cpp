@@ -1,7 +1,7 @@
 // Single pixels and areas of the source.
 #include "compositing/mattes.h"
+#include "engine/inspection.h"
 #include "media/pixels/upright.h"
-#include "parameters/key_inspection.h"
 #include "preview/api/answers.h"
 #include "preview/api/preview_context.h"
 #include "preview/api/request_json.h"
@@ -36,8 +36,8 @@ const char* treatmentOf(PreviewContext& context, std::int64_t number, const KeyS
   if (isInForce(mattes.garbage, at)) return "garbage";
   if (isInForce(mattes.holdout, at)) return "holdout";
   const auto source = context.clip.picture(number);
-  return treatmentName(treatmentAt(settings, source->argb.data(), source->width, source->height,
-                                   context.clip.keying().fields(), at.left, at.top));
+  const Scan scan = context.clip.keying().fields() ? Scan::Fields : Scan::Whole;
+  return treatmentName(treatmentAt(settings, source->frame(), scan, at.left, at.top));
 }
 
 // Of a pixel in host order, after its alpha.

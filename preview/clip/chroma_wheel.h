@@ -3,8 +3,8 @@
 
 #include <vector>
 
+#include "engine/inspection.h"
 #include "media/picture.h"
-#include "parameters/key_inspection.h"
 
 namespace kalvetra {
 

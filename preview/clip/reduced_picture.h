@@ -1,8 +1,8 @@
 // Smaller pictures for quick looks.
 #pragma once
 
+#include "engine/key_settings.h"
 #include "media/picture.h"
-#include "parameters/key_settings.h"
 
 namespace kalvetra {
 

@@ -5,6 +5,7 @@
 
 #include <functional>
 
+#include "parameters/parameter_table.h"
 #include "sample/test_images.h"
 
 namespace {

@@ -5,6 +5,7 @@
 
 #include "parameters/parameter_table.h"
 #include "tests/analysis/drawn_scene.h"
+#include "tests/support/rendered.h"
 
 namespace {
 
@@ -21,9 +22,7 @@ Proposal propose(const DrawnScene& scene, ChromaSampling sampling = ChromaSampli
 }
 
 double errorUnder(const DrawnScene& scene, const KeySettings& settings) {
-  test::Bytes keyed(scene.frame.size());
-  renderFrame(settings, scene.frame.data(), keyed.data(), scene.width, scene.height);
-  return scene.errorOf(keyed);
+  return scene.errorOf(test::rendered(settings, scene.frame, scene.width, scene.height));
 }
 
 double errorAtDefaults(const DrawnScene& scene, const Proposal& proposal) {
@@ -118,8 +117,7 @@ TEST(Proposal, ReasonsTellTheSidesApart) {
 
 // Mean excess of green in the middle of the head.
 double greenInHead(const DrawnScene& scene, const KeySettings& settings) {
-  test::Bytes keyed(scene.frame.size());
-  renderFrame(settings, scene.frame.data(), keyed.data(), scene.width, scene.height);
+  const test::Bytes keyed = test::rendered(settings, scene.frame, scene.width, scene.height);
   double sum = 0;
   int count = 0;
   for (int y = scene.height * 3 / 10; y < scene.height * 4 / 10; ++y) {

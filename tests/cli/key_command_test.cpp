@@ -4,7 +4,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "parameters/key_settings.h"
+#include "engine/render.h"
+#include "parameters/parameter_table.h"
 #include "tests/support/command.h"
 #include "tests/support/scratch_folder.h"
 
@@ -101,7 +102,7 @@ TEST(KeyCommand, GivesWhatTheEngineGives) {
   settings.maskBlurRadius = 3;
   settings.skinHue = -20;
   Image expected(in.width, in.height);
-  kalvetra::renderFrame(settings, in.argb.data(), expected.argb.data(), in.width, in.height);
+  kalvetra::render(settings, in.frame(), expected.frame());
   EXPECT_EQ(expected.argb, readAll(out.path("o.png")).at(0).argb);
 }
 

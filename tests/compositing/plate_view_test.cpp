@@ -4,9 +4,9 @@
 #include <algorithm>
 
 #include "engine/CKALVETRA.h"
-#include "parameters/key_settings.h"
-#include "sample/test_images.h"
+#include "parameters/parameter_table.h"
 #include "tests/support/cpu_levels.h"
+#include "tests/support/rendered.h"
 
 namespace {
 
@@ -23,7 +23,8 @@ KeySettings greenKey() {
 
 Bytes plateOf(const KeySettings& settings, const Bytes& frame, bool& estimated) {
   Bytes plate(frame.size());
-  estimated = renderPlate(settings, frame.data(), plate.data(), kWidth, kHeight);
+  estimated =
+      renderPlate(settings, packedFrame(frame.data(), kWidth, kHeight), packedFrame(plate.data(), kWidth, kHeight));
   return plate;
 }
 
@@ -40,7 +41,7 @@ TEST(PlateView, IsWhatTheKeyerKeysAgainst) {
     bool estimated = false;
     Bytes plate = reversed(plateOf(greenKey(), frame, estimated));
     EXPECT_TRUE(estimated);
-    Bytes source = reversed(frame), byHand(frame.size()), rendered(frame.size());
+    Bytes source = reversed(frame), byHand(frame.size());
     KALVETRA_Param param{};
     param.pSrc = source.data();
     param.pDst = byHand.data();
@@ -51,8 +52,7 @@ TEST(PlateView, IsWhatTheKeyerKeysAgainst) {
     param.nScreenGain[0] = 10, param.nShadow[0] = 100, param.nSkinHue[0] = 145, param.nBlueHue[0] = 290;
     param.nDespillWhite[0] = 20, param.nDespillSkin[0] = 10, param.nDespillBlue[0] = 0;
     CKALVETRA().MakeChromaKeyMaskX9Core32bit14(&param, plate.data());
-    renderFrame(greenKey(), frame.data(), rendered.data(), kWidth, kHeight);
-    EXPECT_EQ(rendered, reversed(byHand));
+    EXPECT_EQ(test::rendered(greenKey(), frame, kWidth, kHeight), reversed(byHand));
   });
 }
 
@@ -71,7 +71,8 @@ TEST(PlateView, OfFieldsIsThatOfEachField) {
   for (const int height : {kHeight, kHeight - 1, 1}) {
     const Bytes frame = test::greenScreen(kWidth, height, 9);
     Bytes plates(frame.size());
-    EXPECT_TRUE(renderFieldPlates(greenKey(), frame.data(), plates.data(), kWidth, height));
+    EXPECT_TRUE(renderPlate(greenKey(), packedFrame(frame.data(), kWidth, height),
+                            packedFrame(plates.data(), kWidth, height), Scan::Fields));
     for (int first = 0; first < std::min(2, height); ++first) {
       const int rows = (height + 1 - first) / 2;
       const std::ptrdiff_t row = kWidth * 4;
@@ -80,7 +81,7 @@ TEST(PlateView, OfFieldsIsThatOfEachField) {
         field.insert(field.end(), frame.begin() + y * row, frame.begin() + (y + 1) * row);
         found.insert(found.end(), plates.begin() + y * row, plates.begin() + (y + 1) * row);
       }
-      renderPlate(greenKey(), field.data(), wanted.data(), kWidth, rows);
+      renderPlate(greenKey(), packedFrame(field.data(), kWidth, rows), packedFrame(wanted.data(), kWidth, rows));
       EXPECT_EQ(wanted, found) << height << " rows, field " << first;
     }
   }
@@ -102,8 +103,8 @@ TEST(PlateView, NothingEstimatedIsTheKeyColour) {
 // The sanitizers watch: a field's first row lay before a buffer that is not there.
 TEST(PlateView, FramesWithoutPixelsNeedNoBuffers) {
   for (const auto& [width, height] : {std::pair{-1, 2}, {0, 5}, {5, 0}, {5, -3}}) {
-    EXPECT_FALSE(renderPlate(greenKey(), nullptr, nullptr, width, height));
-    EXPECT_FALSE(renderFieldPlates(greenKey(), nullptr, nullptr, width, height));
+    const Frame none = packedFrame<unsigned char>(nullptr, width, height);
+    for (const Scan scan : {Scan::Whole, Scan::Fields}) EXPECT_FALSE(renderPlate(greenKey(), none, none, scan));
   }
 }
 

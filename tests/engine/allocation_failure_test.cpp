@@ -5,7 +5,8 @@
 #include <new>
 
 #include "engine/KALVETRA_MakeMaskGreenBack32bit.h"
-#include "parameters/key_settings.h"
+#include "engine/render.h"
+#include "parameters/parameter_table.h"
 #include "sample/test_images.h"
 #include "tests/support/cpu_levels.h"
 
@@ -74,7 +75,7 @@ TEST(AllocationFailure, TheDriverAnswersThreeWhereverItHappens) {
 bool throwsAt(long failing, const kalvetra::KeySettings& settings, const Bytes& frame, Bytes& out) {
   allocationsLeft = failing;
   try {
-    kalvetra::renderFrame(settings, frame.data(), out.data(), 12, 9);
+    kalvetra::render(settings, kalvetra::packedFrame(frame.data(), 12, 9), kalvetra::packedFrame(out.data(), 12, 9));
   } catch (const std::bad_alloc&) {
     allocationsLeft = -1;
     return true;

@@ -8,8 +8,8 @@
 #include "engine/KALVETRA_MakeMaskGreenBack32bit.h"
 #include "engine/KalvetraFinalCut.h"
 #include "parameters/parameter_table.h"
-#include "sample/test_images.h"
 #include "tests/support/cpu_levels.h"
+#include "tests/support/rendered.h"
 
 namespace {
 
@@ -54,9 +54,7 @@ KeySettings settings(int view = kKalvetraViewResult) {
 }
 
 Bytes render(const KeySettings& s, const Bytes& frame, int width, int height) {
-  Bytes out(frame.size(), 7);
-  kalvetra::renderFrame(s, frame.data(), out.data(), width, height);
-  return out;
+  return kalvetra::test::rendered(s, frame, width, height);
 }
 
 TEST(Driver, RefusesWhatLeavesTheRanges) {

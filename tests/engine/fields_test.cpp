@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "parameters/key_settings.h"
-#include "sample/test_images.h"
+#include "parameters/parameter_table.h"
 #include "tests/support/cpu_levels.h"
+#include "tests/support/rendered.h"
 
 namespace {
 
@@ -20,15 +20,11 @@ KeySettings greenKey() {
 }
 
 Bytes fields(const KeySettings& settings, const Bytes& input, int width, int height) {
-  Bytes output(input.size(), 77);
-  kalvetra::renderFields(settings, input.data(), output.data(), width, height);
-  return output;
+  return kalvetra::test::rendered(settings, input, width, height, kalvetra::Scan::Fields);
 }
 
 Bytes whole(const KeySettings& settings, const Bytes& input, int width, int height) {
-  Bytes output(input.size(), 77);
-  kalvetra::renderFrame(settings, input.data(), output.data(), width, height);
-  return output;
+  return kalvetra::test::rendered(settings, input, width, height);
 }
 
 // Rows parity, parity + 2, ...
@@ -133,8 +129,10 @@ TEST(Fields, EveryCpuLevelGivesTheSameBytes) {
 TEST(Fields, AFrameWithoutPixelsIsLeftAlone) {
   Bytes untouched(16, 5);
   const Bytes input(16, 9);
-  kalvetra::renderFields(greenKey(), input.data(), untouched.data(), 0, 4);
-  kalvetra::renderFields(greenKey(), input.data(), untouched.data(), 4, 0);
+  for (const auto& [width, height] : {std::pair{0, 4}, {4, 0}}) {
+    render(greenKey(), kalvetra::packedFrame(input.data(), width, height),
+           kalvetra::packedFrame(untouched.data(), width, height), {kalvetra::Scan::Fields});
+  }
   EXPECT_EQ(Bytes(16, 5), untouched);
 }
 

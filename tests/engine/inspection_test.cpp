@@ -1,5 +1,5 @@
 // What is said of a pixel's treatment agrees with what becomes of it.
-#include "parameters/key_inspection.h"
+#include "engine/inspection.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 
 #include "engine/KalvetraFinalCut.h"
 #include "parameters/parameter_table.h"
-#include "sample/test_images.h"
+#include "tests/support/rendered.h"
 
 namespace {
 
@@ -46,10 +46,7 @@ KeySettings someSettings(bool smooth, Random& random) {
 }
 
 Bytes rendered(const KeySettings& settings, const Bytes& frame, bool fields) {
-  Bytes result(frame.size());
-  (fields ? renderFields : static_cast<decltype(&renderFields)>(renderFrame))(settings, frame.data(), result.data(),
-                                                                              kWidth, kHeight);
-  return result;
+  return test::rendered(settings, frame, kWidth, kHeight, fields ? Scan::Fields : Scan::Whole);
 }
 
 void expectAgreement(Treatment treatment, const unsigned char* source, const unsigned char* result) {
@@ -70,7 +67,8 @@ TEST(Inspection, TreatmentsAgreeWithTheResult) {
     const Bytes frame = mixedFrame(random), result = rendered(settings, frame, fields);
     for (int y = 0; y < kHeight; ++y) {
       for (int x = 0; x < kWidth; ++x) {
-        const Treatment treatment = treatmentAt(settings, frame.data(), kWidth, kHeight, fields, x, y);
+        const Treatment treatment = treatmentAt(settings, packedFrame(frame.data(), kWidth, kHeight),
+                                                fields ? Scan::Fields : Scan::Whole, x, y);
         const std::ptrdiff_t at = (std::ptrdiff_t{y} * kWidth + x) * 4;
         expectAgreement(treatment, frame.data() + at, result.data() + at);
         seen.emplace(treatment, smooth);
@@ -103,7 +101,8 @@ TEST(Inspection, SidesAreThoseThatTheirSettingsChange) {
           continue;
         }
         ++changed;
-        EXPECT_EQ(c.side, treatmentAt(settings, frame.data(), kWidth, kHeight, false, i % kWidth, i / kWidth));
+        EXPECT_EQ(c.side, treatmentAt(settings, packedFrame(frame.data(), kWidth, kHeight), Scan::Whole, i % kWidth,
+                                      i / kWidth));
       }
       EXPECT_GT(changed, 3);
     }
@@ -119,7 +118,8 @@ TEST(Inspection, DeblockedPixelsAreJudgedAsTheyAreKeyed) {
   int others = 0;
   for (int i = 0; i < kWidth * kHeight; ++i) {
     const std::size_t at = static_cast<std::size_t>(i) * 4;
-    const Treatment treatment = treatmentAt(settings, frame.data(), kWidth, kHeight, false, i % kWidth, i / kWidth);
+    const Treatment treatment =
+        treatmentAt(settings, packedFrame(frame.data(), kWidth, kHeight), Scan::Whole, i % kWidth, i / kWidth);
     if (treatment == Treatment::Foreground) {
       EXPECT_EQ(255, result[at]);
     } else if (treatment == Treatment::NearKey) {
@@ -133,7 +133,8 @@ TEST(Inspection, DeblockedPixelsAreJudgedAsTheyAreKeyed) {
 TEST(Inspection, NothingIsKeyedWithoutAKeyColour) {
   Random random(1);
   const Bytes frame = mixedFrame(random);
-  EXPECT_EQ(Treatment::Foreground, treatmentAt(defaultSettings(), frame.data(), kWidth, kHeight, false, 3, 3));
+  EXPECT_EQ(Treatment::Foreground,
+            treatmentAt(defaultSettings(), packedFrame(frame.data(), kWidth, kHeight), Scan::Whole, 3, 3));
 }
 
 // The hue of a direction, as HLStoYIQ has it, worked out from R - Y and B - Y.

@@ -14,6 +14,7 @@
 #include "parameters/parameter_table.h"
 #include "tests/support/bits.h"
 #include "tests/support/cpu_levels.h"
+#include "tests/support/rendered.h"
 
 namespace {
 
@@ -155,9 +156,7 @@ void checkRender(const Case& c) {
     if (p != nullptr) settings.*p->value = value;
   }
   for (std::size_t i = 0; i < 3; ++i) settings.keyColor[i] = c.args.at("key")[i].get<int>() / 255.0;
-  Bytes in = c.in(), out(in.size());
-  kalvetra::renderFrame(settings, in.data(), out.data(), c.width(), c.height());
-  c.expect("out", out);
+  c.expect("out", kalvetra::test::rendered(settings, c.in(), c.width(), c.height()));
 }
 
 using Check = std::function<void(const Case&)>;

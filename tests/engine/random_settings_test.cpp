@@ -6,8 +6,8 @@
 
 #include "engine/KalvetraFinalCut.h"
 #include "parameters/parameter_table.h"
-#include "sample/test_images.h"
 #include "tests/support/cpu_levels.h"
+#include "tests/support/rendered.h"
 
 namespace {
 
@@ -74,17 +74,17 @@ TEST(RandomSettings, NeverLeaveTheFrameOrTheDefinedLanguage) {
     KeySettings s = randomSettings(random);
     const Bytes frame = randomFrame(width, height, s, random);
     Bytes guarded(frame.size() + 2 * kGuard, 0xA5);
-    kalvetra::renderFrame(s, frame.data(), guarded.data() + kGuard, width, height);
+    kalvetra::render(s, kalvetra::packedFrame(frame.data(), width, height),
+                     kalvetra::packedFrame(guarded.data() + kGuard, width, height));
     for (std::size_t i = 0; i < kGuard; ++i) {
       ASSERT_EQ(0xA5, guarded[i]) << "before the frame, round " << round;
-      ASSERT_EQ(0xA5, guarded[guarded.size() - 1 - i]) << "behind the frame, round " << round;
+      ASSERT_EQ(0xA5, guarded[guarded.size() - 1 - i]) << "after the frame, round " << round;
     }
     const Bytes out(guarded.begin() + kGuard, guarded.end() - kGuard);
     const kalvetra::test::LevelRestorer restorer;
     kalvetra::setCpuLevel(kalvetra::CpuLevel::Scalar);
-    Bytes plain(frame.size());
-    kalvetra::renderFrame(s, frame.data(), plain.data(), width, height);
-    ASSERT_EQ(plain, out) << "the same frame by the plain routines, round " << round;
+    ASSERT_EQ(kalvetra::test::rendered(s, frame, width, height), out)
+        << "the same frame by the plain routines, round " << round;
     keyed += s.view == kKalvetraViewResult && out != frame;
   }
   EXPECT_GT(keyed, kRounds / 10);  // else the settings were refused, and nothing was tried

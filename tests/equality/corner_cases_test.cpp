@@ -5,9 +5,9 @@
 
 #include "cpu/cpu_level.h"
 #include "engine/CKALVETRA.h"
-#include "parameters/key_settings.h"
-#include "sample/test_images.h"
+#include "parameters/parameter_table.h"
 #include "tests/support/cpu_levels.h"
+#include "tests/support/rendered.h"
 
 namespace {
 
@@ -42,8 +42,7 @@ TEST(CornerCases, OppositeHuesInLineWithGrey) {
   settings.skinHue = -50;
   settings.blueHue = 50;
   expectTheSame([&] {
-    Bytes out(frame.size());
-    kalvetra::renderFrame(settings, frame.data(), out.data(), 64, 64);
+    const Bytes out = kalvetra::test::rendered(settings, frame, 64, 64);
     EXPECT_EQ(150, out[kMiddle + 1]);  // keyed, not left as it is
     return out;
   });
@@ -107,9 +106,12 @@ TEST(CornerCases, KernelsWithoutLobes) {
 
 // Only the common area is rendered, each frame with its own row length; the rest of the output is left as it was.
 TEST(CornerCases, FramesOfDifferentSizes) {
-  const kalvetra::FrameSize sizes[] = {{37, 21}, {30, 25}, {350, 4}, {5, 330}, {1, 1}};
-  for (const kalvetra::FrameSize& from : sizes) {
-    for (const kalvetra::FrameSize& to : sizes) {
+  struct Size {
+    int width, height;
+  };
+  const Size sizes[] = {{37, 21}, {30, 25}, {350, 4}, {5, 330}, {1, 1}};
+  for (const Size& from : sizes) {
+    for (const Size& to : sizes) {
       const Bytes frame = kalvetra::test::greenScreen(from.width, from.height, 4);
       for (const int options : {0, 1}) {
         kalvetra::KeySettings settings = kalvetra::defaultSettings();
@@ -118,7 +120,8 @@ TEST(CornerCases, FramesOfDifferentSizes) {
         settings.clipBlack = 20 * options;
         expectTheSame([&] {
           Bytes out(static_cast<std::size_t>(to.width * to.height) * 4, 77);
-          kalvetra::renderFrame(settings, frame.data(), from, out.data(), to, {1.0, 1.0});
+          kalvetra::render(settings, kalvetra::packedFrame(frame.data(), from.width, from.height),
+                           kalvetra::packedFrame(out.data(), to.width, to.height));
           const std::size_t rightmost = static_cast<std::size_t>(to.width) * 4 - 1;
           EXPECT_TRUE(to.width <= from.width || out[rightmost] == 77);
           EXPECT_TRUE(to.height <= from.height || out.back() == 77);

@@ -3,16 +3,15 @@
 #include <iterator>
 
 #include "engine/KalvetraFinalCut.h"
+#include "engine/render.h"
 #include "parameters/parameter_table.h"
-#include "parameters/render_values.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/level_oracle.h"
 
 namespace {
 
-using kalvetra::FrameSize;
-using kalvetra::HostFrame;
 using kalvetra::KeySettings;
+using kalvetra::Scan;
 using kalvetra::test::Bytes;
 using kalvetra::test::FuzzInput;
 using kalvetra::test::require;
@@ -23,15 +22,10 @@ enum Way { kHostFrames, kFields, kPlate, kWays };
 
 struct Arguments {
   Way way;
-  FrameSize from, to;
+  FuzzInput::Size from, to;
   KeySettings settings;
   Bytes input;
 };
-
-FrameSize sizeFrom(FuzzInput& in) {
-  const FuzzInput::Size size = in.size();
-  return {size.width, size.height};
-}
 
 KeySettings settingsFrom(FuzzInput& in) {
   KeySettings s = kalvetra::defaultSettings();
@@ -45,7 +39,7 @@ KeySettings settingsFrom(FuzzInput& in) {
   return s;
 }
 
-std::size_t bytesOf(FrameSize size) {
+std::size_t bytesOf(FuzzInput::Size size) {
   return size.width < 1 || size.height < 1 ? 0 : static_cast<std::size_t>(size.width * size.height) * 4;
 }
 
@@ -67,8 +61,8 @@ Arguments argumentsFrom(FuzzInput& in) {
   Arguments a{};
   const int kind = in.byte();
   a.way = static_cast<Way>(kind % kWays);
-  a.from = a.to = sizeFrom(in);
-  if (a.way == kHostFrames && kind >= 128) a.to = sizeFrom(in);
+  a.from = a.to = in.size();
+  if (a.way == kHostFrames && kind >= 128) a.to = in.size();
   a.settings = settingsFrom(in);
   a.input = in.picture(bytesOf(a.from));
   if (kind % 4 != 0) a.input = pictureNear(a.settings.keyColor, a.input);
@@ -77,18 +71,12 @@ Arguments argumentsFrom(FuzzInput& in) {
 
 Bytes render(const Arguments& a) {
   Bytes output(bytesOf(a.to), kUnwritten);
-  switch (a.way) {
-    case kFields:
-      kalvetra::renderFields(a.settings, a.input.data(), output.data(), a.from.width, a.from.height);
-      break;
-    case kPlate:
-      if (a.settings.view == 0)
-        kalvetra::renderPlate(a.settings, a.input.data(), output.data(), a.from.width, a.from.height);
-      else
-        kalvetra::renderFieldPlates(a.settings, a.input.data(), output.data(), a.from.width, a.from.height);
-      break;
-    default:
-      kalvetra::renderFrame(a.settings, a.input.data(), a.from, output.data(), a.to, {1.0, 1.0});
+  const kalvetra::ConstFrame from = kalvetra::packedFrame(a.input.data(), a.from.width, a.from.height);
+  const kalvetra::Frame to = kalvetra::packedFrame(output.data(), a.to.width, a.to.height);
+  if (a.way == kPlate) {
+    renderPlate(a.settings, from, to, a.settings.view == 0 ? Scan::Whole : Scan::Fields);
+  } else {
+    render(a.settings, from, to, {a.way == kFields ? Scan::Fields : Scan::Whole});
   }
   return output;
 }

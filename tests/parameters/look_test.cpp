@@ -9,6 +9,7 @@
 #include "parameters/parameter_value.h"
 #include "tests/support/cpu_levels.h"
 #include "tests/support/look.h"
+#include "tests/support/rendered.h"
 
 namespace {
 
@@ -20,10 +21,7 @@ using kalvetra::test::LookFrame;
 using kalvetra::test::lookReference;
 
 std::string keyedHash(const LookFrame& frame) {
-  const Bytes picture = drawn(frame);
-  Bytes out(picture.size());
-  kalvetra::renderFrame(frame.settings, picture.data(), out.data(), frame.width, frame.height);
-  return kalvetra::test::lookHash(out);
+  return kalvetra::test::lookHash(kalvetra::test::rendered(frame.settings, drawn(frame), frame.width, frame.height));
 }
 
 // The reference file with this machine's hashes.

@@ -1,6 +1,7 @@
 // The pixels that the page gets are those that the command writes.
 #include <random>
 
+#include "parameters/parameter_table.h"
 #include "preview/clip/chroma_wheel.h"
 #include "preview/clip/reduced_picture.h"
 #include "tests/preview/drawn_matte.h"

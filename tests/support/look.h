@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "parameters/key_settings.h"
+#include "engine/key_settings.h"
 #include "sample/test_images.h"
 
 namespace kalvetra::test {

@@ -10,6 +10,7 @@
 #include "parameters/parameter_value.h"
 #include "parameters/unit_value.h"
 #include "tests/support/look.h"
+#include "tests/support/rendered.h"
 
 extern "C" {
 #include <frei0r.h>
@@ -67,9 +68,7 @@ Bytes unpacked(const std::vector<std::uint32_t>& pixels) {
 Bytes keyedByEngine(const Bytes& argb, int width, int height) {
   KeySettings settings = defaultSettings();
   settings.keyColor = {40 / 255.0, 150 / 255.0, 70 / 255.0};
-  Bytes keyed(argb.size());
-  renderFrame(settings, argb.data(), keyed.data(), width, height);
-  return keyed;
+  return test::rendered(settings, argb, width, height);
 }
 
 TEST(Frei0rFilter, HasTheTablesParametersWithTheirDefaults) {

@@ -13,8 +13,8 @@
 #include "hosts/fxplug/test_host/hosted_filter.h"
 #include "media/input/frame_at.h"
 #include "parameters/parameter_table.h"
-#include "sample/test_images.h"
 #include "support/user_error.h"
+#include "tests/support/rendered.h"
 #include "tests/support/run_program.h"
 #include "tests/support/scratch_folder.h"
 
@@ -351,8 +351,7 @@ TEST_F(Plugin, RendersBytesLikeTheEngine) {
   settings.edgeBlur = 1;
   settings.shadow = 70;
   const Bytes frame = kalvetra::test::greenScreen(40, 30, 1);
-  Bytes expected(frame.size());
-  kalvetra::renderFrame(settings, frame.data(), expected.data(), 40, 30);
+  Bytes expected = kalvetra::test::rendered(settings, frame, 40, 30);
   const HostPicture in = bytePicture(40, 30, frame);
   HostPicture out(40, 30, 8);
   ASSERT_TRUE(filter.render(out, in));
@@ -374,10 +373,10 @@ TEST_F(Plugin, RendersFloatsThroughBytes) {
   const float odd[] = {-1.0f, 2.0f, 0.999f, 1.0f, std::nanf(""), std::numeric_limits<float>::infinity(), -0.0f, 1e-9f};
   for (std::size_t i = 0; i < 800; ++i)
     in.floats()[i] = i < 64 ? odd[i % 8] : static_cast<float>(random.within(0, 1000)) / 1000.0f;
-  Bytes source(800), result(800);
+  Bytes source(800);
   kalvetra::floatsToBytes(in.floats(), source.data(), 200);
   EXPECT_EQ((Bytes{255, 0, 255, 254, 0, 0, 255, 0}), Bytes(source.begin(), source.begin() + 8));
-  kalvetra::renderFrame(picked(), source.data(), result.data(), 20, 10);
+  const Bytes result = kalvetra::test::rendered(picked(), source, 20, 10);
   for (const bool premultiplied : {false, true}) {
     out.premultiplied = premultiplied;
     ASSERT_TRUE(filter.render(out, in));
@@ -436,7 +435,8 @@ TEST_F(Plugin, OutputsOfOtherSizes) {
     HostPicture out(width, height, 8);
     std::fill(out.data.begin(), out.data.end(), static_cast<unsigned char>(77));
     Bytes expected = out.data;
-    kalvetra::renderFrame(picked(), in.data.data(), {8, 6}, expected.data(), {width, height}, {1, 1});
+    kalvetra::render(picked(), kalvetra::packedFrame(in.data.data(), 8, 6),
+                     kalvetra::packedFrame(expected.data(), width, height));
     ASSERT_TRUE(filter.render(out, in));
     EXPECT_EQ(expected, out.data);
     // Every pixel of the output is premultiplied, also those outside the common area.
@@ -561,14 +561,13 @@ TEST(HostCommand, GivesTheBytesOfTheCommandLine) {
 
   // The float path: the same after its own conversion of the input.
   need(host + out.path("in.png") + " " + out.path("fx32.png") + " --depth 32 --set 3=0.2,0.6,0");
-  Bytes source = bytes("in.png"), expected(source.size());
+  Bytes source = bytes("in.png");
   std::vector<float> floats(source.size());
   kalvetra::bytesToFloats(source.data(), floats.data(), source.size() / 4, false);
   kalvetra::floatsToBytes(floats.data(), source.data(), source.size() / 4);
   KeySettings settings = kalvetra::defaultSettings();
   settings.keyColor = {0.2, 0.6, 0};
-  kalvetra::renderFrame(settings, source.data(), expected.data(), 1280, 720);
-  EXPECT_EQ(expected, bytes("fx32.png"));
+  EXPECT_EQ(kalvetra::test::rendered(settings, source, 1280, 720), bytes("fx32.png"));
 }
 
 TEST(HostCommand, ListsInBothLanguagesAndRefusesNonsense) {

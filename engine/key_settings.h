@@ -1,0 +1,33 @@
+// The user's settings of one key, in user units: the one record of them, from hosts' parameters to the engine.
+#pragma once
+
+#include <array>
+
+namespace kalvetra {
+
+// Toggles are 0 or 1. The values of a toggle's line count only while it is on.
+struct KeySettings {
+  int view;                        // as in KalvetraFinalCut.h: 0 source, 1 matte, 2 result
+  std::array<double, 3> keyColor;  // red, green, blue, each 0..1; black (none above 1/255) keys nothing
+  int smoothBG;                    // toggle: key against an estimated backdrop instead of the one colour
+  int shadow;                      // 0..100
+  int clipBlack;                   // 0..100, percent of the matte
+  int clipWhite;
+  int deBlocking;
+  int deBlockValue;  // 1..10 pixels
+  int edgeContract;
+  int contractMask;       // 1..10 steps of a pixel
+  int contractThreshold;  // 0..50 levels
+  int edgeBlur;
+  int maskBlurRadius;  // 1..100 pixels
+  int maskBlurValue;   // 0..100 percent
+  int skinHue;         // -50..50, moves the hue bounds of the backdrop's sector
+  int blueHue;
+  int despillWhite;  // 0..100
+  int despillSkin;
+  int despillBlue;
+  int screenGain;  // 0..100
+  bool operator==(const KeySettings&) const = default;
+};
+
+}  // namespace kalvetra

@@ -1,0 +1,208 @@
+#include "engine/render.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
+
+#include "cpu/vectors.h"
+#include "engine/KALVETRA_MakeMaskGreenBack32bit.h"
+#include "engine/KalvetraFinalCut.h"
+#include "engine/background_plate.h"
+#include "engine/pixel_formats.h"
+#include "engine/record_check.h"
+#include "engine/render_record.h"
+#include "engine/streamed_frame.h"
+#include "imaging/CImagingZEP.h"
+#include "imaging/memory.h"
+#include "imaging/numeric.h"
+
+namespace kalvetra {
+
+namespace {
+
+using Bytes = std::unique_ptr<unsigned char[]>;
+
+constexpr unsigned int kPipelineTag = 30609001;
+
+// The matte never exceeds the host frame's alpha; where that is 0, the frame's colour is restored.
+void limitByAlpha(const unsigned char* host, unsigned char* result, std::size_t pixels) {
+  for (std::size_t i = 0; i < pixels; ++i, host += 4, result += 4) {
+    if (host[0] == 0) {
+      reverseBytes(host, result, 1);
+    } else if (result[3] > host[0]) {
+      result[3] = host[0];
+    }
+  }
+}
+
+// The clip levels, in percent, that become 0 and 255.
+class Clip {
+ public:
+  Clip(int black, int white)
+      : active_(!(black < 0.01 && white > 99.9)),
+        low_(roundedToInt(black * 255.0 / 100.0)),
+        high_(roundedToInt(white * 255.0 / 100.0)) {
+    if (low_ == high_ && low_ < std::numeric_limits<int>::max()) ++low_;
+  }
+  bool active() const { return active_; }
+  unsigned char operator()(unsigned char alpha) const {
+    return active_ ? clampToByte(CImagingZEP().LinerInter(int{alpha}, low_, high_, 0, 255)) : alpha;
+  }
+
+ private:
+  bool active_;
+  int low_, high_;
+};
+
+void clipMatte(unsigned char* result, std::size_t pixels, const Clip& clip) {
+  if (!clip.active()) return;
+  for (std::size_t i = 0; i < pixels; ++i) result[i * 4 + 3] = clip(result[i * 4 + 3]);
+}
+
+void writeMatte(const unsigned char* result, unsigned char* host, std::size_t pixels) {
+  for (std::size_t i = 0; i < pixels; ++i, result += 4, host += 4) {
+    host[0] = 255;
+    host[1] = host[2] = host[3] = result[3];
+  }
+}
+
+// The bytes that a frame's rows lie between.
+struct Extent {
+  explicit Extent(const ConstFrame& frame)
+      : first(std::min(addressOf(frame, 0), addressOf(frame, frame.height - 1))),
+        end(std::max(addressOf(frame, 0), addressOf(frame, frame.height - 1)) +
+            static_cast<std::uintptr_t>(frame.width) * kPixelBytes) {}
+  static std::uintptr_t addressOf(const ConstFrame& frame, int y) {
+    return reinterpret_cast<std::uintptr_t>(frame.row(y));
+  }
+  std::uintptr_t first, end;
+};
+
+bool shareMemory(const ConstFrame& a, const ConstFrame& b) {
+  const Extent first(a), second(b);
+  return first.first < second.end && second.first < first.end;
+}
+
+// Calls draw(input, output) with both as straight Argb8, apart in memory: the input as a copy where it is otherwise,
+// the output in its own memory, converted afterwards.
+template <class Draw>
+void asStraightArgb(ConstFrame input, Frame output, Draw draw) {
+  input.width = output.width = std::min(input.width, output.width);
+  input.height = output.height = std::min(input.height, output.height);
+  if (output.width < 1 || output.height < 1) return;
+  Bytes copy;
+  if (!isStraightArgb(input) || shareMemory(input, output)) {
+    copy = uninitialized<unsigned char>(byteCount(input.width, input.height) * kPixelBytes);
+    const Frame straight = packedFrame(copy.get(), input.width, input.height);
+    for (int y = 0; y < input.height; ++y) readRow(input, y, straight.row(y));
+    input = straight;
+  }
+  Frame straight = output;
+  straight.format = PixelFormat::Argb8;
+  straight.premultiplied = false;
+  draw(input, straight);
+  if (isStraightArgb(output)) return;
+  for (int y = 0; y < output.height; ++y) writeRow(output, y, output.row(y));
+}
+
+void copyRows(const ConstFrame& input, const Frame& output) {
+  const std::size_t bytes = static_cast<std::size_t>(input.width) * kPixelBytes;
+  for (int y = 0; y < input.height; ++y) std::memcpy(output.row(y), input.row(y), bytes);
+}
+
+// A whole picture by vectors; false, with nothing written, where it has to be rendered the plain way.
+bool streamed(const KeySettings& settings, const ConstFrame& input, const Frame& output, const Clip& clip) {
+  MatteFinish finish{settings.view == kKalvetraViewMatte, clip.active(), {}};
+  for (std::size_t i = 0; i < finish.clipped.size(); ++i) finish.clipped[i] = clip(static_cast<unsigned char>(i));
+  if (!keysSomething(settings)) return streamFrame(input, output, nullptr, finish);
+  const KALVETRA_Param param = makeRecord(settings, nullptr, nullptr, input.width, input.height);
+  return streamFrame(input, output, &param, finish);
+}
+
+// A packed picture in working order, all zeros.
+struct WorkingPicture {
+  explicit WorkingPicture(const ConstFrame& like)
+      : rowPixels(static_cast<std::size_t>(like.width)),
+        pixels(byteCount(like.width, like.height)),
+        bytes(std::make_unique<unsigned char[]>(pixels * kPixelBytes)) {}
+  unsigned char* row(int y) const { return bytes.get() + static_cast<std::size_t>(y) * rowPixels * kPixelBytes; }
+  void read(const ConstFrame& frame) const {
+    for (int y = 0; y < frame.height; ++y) reverseBytes(frame.row(y), row(y), rowPixels);
+  }
+
+  std::size_t rowPixels, pixels;
+  Bytes bytes;
+};
+
+// The plain way: through the pipeline in working order.
+void renderPlainly(const KeySettings& settings, const ConstFrame& input, const Frame& output, const Clip& clip,
+                   Scan scan) {
+  const WorkingPicture source(input), result(input);
+  source.read(input);
+  if (keysSomething(settings)) {
+    KALVETRA_Param param = makeRecord(settings, source.bytes.get(), result.bytes.get(), input.width, input.height);
+    KALVEVIE_Param treatment{scan == Scan::Fields ? 1u : 0u};
+    KALVETRA_MakeMaskGreenBack32bit(&param, &treatment, kPipelineTag);
+  } else {
+    std::memcpy(result.bytes.get(), source.bytes.get(), source.pixels * kPixelBytes);
+  }
+  for (int y = 0; y < input.height; ++y) limitByAlpha(input.row(y), result.row(y), result.rowPixels);
+  clipMatte(result.bytes.get(), result.pixels, clip);
+  const auto write = settings.view == kKalvetraViewMatte ? writeMatte : reverseBytes;
+  for (int y = 0; y < output.height; ++y) write(result.row(y), output.row(y), result.rowPixels);
+}
+
+// The key colour, as the pipeline takes it, everywhere.
+void fillWithKeyColor(const KALVETRA_Param& param, std::size_t pixels) {
+  for (unsigned char* pixel = param.pDst; pixels > 0; --pixels, pixel += kPixelBytes) {
+    for (int c = 0; c < 3; ++c) pixel[c] = param.keyColor[2 - c][0];
+  }
+}
+
+bool drawPlate(const KeySettings& settings, const ConstFrame& input, const Frame& output) {
+  const WorkingPicture source(input), plate(input);
+  const KALVETRA_Param param = makeRecord(settings, source.bytes.get(), plate.bytes.get(), input.width, input.height);
+  const bool estimated = settings.smoothBG != 0 && keysSomething(settings) && valuesInRange(param);
+  if (estimated) {
+    source.read(input);
+    estimatePlate(param, plate.bytes.get());
+  } else {
+    fillWithKeyColor(param, plate.pixels);
+  }
+  for (std::size_t i = 0; i < plate.pixels; ++i) plate.bytes[i * kPixelBytes + 3] = 255;
+  for (int y = 0; y < output.height; ++y) reverseBytes(plate.row(y), output.row(y), plate.rowPixels);
+  return estimated;
+}
+
+}  // namespace
+
+void render(const KeySettings& settings, const ConstFrame& input, const Frame& output, const RenderOptions& options) {
+  asStraightArgb(input, output, [&](const ConstFrame& source, const Frame& result) {
+    if (settings.view == kKalvetraViewSource) {
+      copyRows(source, result);
+      return;
+    }
+    const Clip clip(settings.clipBlack, settings.clipWhite);
+    if (options.scan == Scan::Whole && simd::enabled() && streamed(settings, source, result, clip)) return;
+    renderPlainly(settings, source, result, clip, options.scan);
+  });
+}
+
+bool renderPlate(const KeySettings& settings, const ConstFrame& input, const Frame& output, Scan scan) {
+  bool estimated = false;
+  asStraightArgb(input, output, [&](const ConstFrame& source, const Frame& result) {
+    if (scan == Scan::Whole) {
+      estimated = drawPlate(settings, source, result);
+      return;
+    }
+    for (int first = 0; first < std::min(2, source.height); ++first) {
+      estimated = drawPlate(settings, fieldOf(source, first), fieldOf(result, first));
+    }
+  });
+  return estimated;
+}
+
+}  // namespace kalvetra

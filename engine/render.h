@@ -1,0 +1,38 @@
+// The one way from a frame and its settings to a view of its key.
+#pragma once
+
+#include "engine/frame.h"
+#include "engine/key_settings.h"
+#include "engine/workers.h"
+
+namespace kalvetra {
+
+// How the rows of a frame belong together.
+enum class Scan {
+  Whole,   // one picture
+  Fields,  // two pictures taken apart in time, line by line in turn; only contraction and edge blur see both together
+};
+
+struct RenderOptions {
+  Scan scan = Scan::Whole;
+  const Workers* workers = nullptr;  // null: the calling thread alone. The bytes are the same.
+};
+
+// Renders settings.view of `input` into `output`.
+//
+// Only the area that both frames have in common is read and written; there may be none. The frames may be of any format
+// and alpha each, and may lie in the same memory: the result is that of the input as straight Argb8, brought into the
+// output's form. Premultiplied colours are converted as in pixel_formats.h. No side may exceed 65535 pixels.
+//
+// Values out of range make the pipeline refuse the frame; the result view is then empty. Throws std::bad_alloc, with
+// nothing written, when memory of its own runs out; what the passes meet in the plain pipeline is answered by a frame
+// that is empty or partly keyed.
+void render(const KeySettings& settings, const ConstFrame& input, const Frame& output,
+            const RenderOptions& options = {});
+
+// Writes the backdrop that the frame would be keyed against, opaque: the background plate (of each field, for fields),
+// or the one key colour, with an answer of false, where smoothBG is off, nothing is keyed or a value is out of range.
+// Otherwise like render.
+bool renderPlate(const KeySettings& settings, const ConstFrame& input, const Frame& output, Scan scan = Scan::Whole);
+
+}  // namespace kalvetra
