@@ -26,8 +26,14 @@ constexpr Level kLevels[]{
     {CpuLevel::Avx512, "avx512", HWY_AVX3}, {CpuLevel::Neon, "neon", HWY_NEON},
 };
 
+// Asked once: on a virtual machine the question may take longer than a row's key.
+std::int64_t availableTargets() {
+  static const std::int64_t targets = HWY_SUPPORTED_TARGETS & HWY_TARGETS;
+  return targets;
+}
+
 bool isAvailable(const Level& level) {
-  return level.level == CpuLevel::Scalar || (level.target & HWY_SUPPORTED_TARGETS & HWY_TARGETS) != 0;
+  return level.level == CpuLevel::Scalar || (level.target & availableTargets()) != 0;
 }
 
 CpuLevel fastestLevel() {
@@ -50,7 +56,7 @@ struct Targets {
   Targets() {
     for (const Level& level : kLevels) of[index(level.level)].Update(level.target);
     // A frame that is under way on another thread while the process goes to level Scalar ends with vectors.
-    of[index(CpuLevel::Scalar)].Update(HWY_SUPPORTED_TARGETS & HWY_TARGETS);
+    of[index(CpuLevel::Scalar)].Update(availableTargets());
   }
   static std::size_t index(CpuLevel level) { return static_cast<std::size_t>(level); }
   hwy::ChosenTarget of[std::size(kLevels)];

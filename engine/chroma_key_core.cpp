@@ -155,7 +155,7 @@ unsigned int CKALVETRA::MakeChromaKeyMaskX9Core32bit14(KALVETRA_Param* param, un
   if (simd::enabled()) {
     simd::PlateColors known(param->nWidth);
     simd::forEachBlock(*param, plate, [&](const simd::KeyRows& rows) {
-      simd::keyAgainstPlate(key, simd::ByteOrder::Working, rows, known);
+      simd::keyAgainstPlate(key, simd::ByteOrder::Bgra, rows, known);
     });
     return 0;
   }

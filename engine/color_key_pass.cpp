@@ -143,7 +143,7 @@ unsigned int CKALVETRA::MakeMask32bit007_2(KALVETRA_Param* param) {
   const std::size_t bytes = byteCount(param->nWidth, param->nHeight) * 4;
   if (simd::enabled()) {
     simd::forEachBlock(*param, nullptr,
-                       [&](const simd::KeyRows& rows) { simd::keyAgainstColor(key, simd::ByteOrder::Working, rows); });
+                       [&](const simd::KeyRows& rows) { simd::keyAgainstColor(key, simd::ByteOrder::Bgra, rows); });
     return 0;
   }
   for (std::size_t i = 0; i < bytes; i += 4) key.keyPixel(param->pSrc + i, param->pDst + i);

@@ -7,12 +7,6 @@
 
 namespace kalvetra {
 
-// True for a frame whose bytes are straight Argb8 as they are.
-template <class Byte>
-bool isStraightArgb(const BasicFrame<Byte>& frame) {
-  return frame.format == PixelFormat::Argb8 && !frame.premultiplied;
-}
-
 // Row y of the frame as straight Argb8, frame.width pixels. Where alpha is 0, a premultiplied frame's colour is black.
 void readRow(const ConstFrame& frame, int y, unsigned char* argb);
 

@@ -86,26 +86,31 @@ bool shareMemory(const ConstFrame& a, const ConstFrame& b) {
   return first.first < second.end && second.first < first.end;
 }
 
-// Calls draw(input, output) with both as straight Argb8, apart in memory: the input as a copy where it is otherwise,
-// the output in its own memory, converted afterwards.
+// Calls draw(input, output) with both straight and apart in memory: the input as a copy where it is otherwise, the
+// output in its own memory, converted afterwards. Both are Argb8 unless `anyFormat` is set. Returns what `draw`
+// returns; where that is false, it has written nothing.
 template <class Draw>
-void asStraightArgb(ConstFrame input, Frame output, Draw draw) {
+bool asStraight(ConstFrame input, Frame output, bool anyFormat, Draw draw) {
   input.width = output.width = std::min(input.width, output.width);
   input.height = output.height = std::min(input.height, output.height);
-  if (output.width < 1 || output.height < 1) return;
+  if (output.width < 1 || output.height < 1) return true;
+  const auto drawnAsItIs = [anyFormat](const ConstFrame& frame) {
+    return !frame.premultiplied && (anyFormat || frame.format == PixelFormat::Argb8);
+  };
   Bytes copy;
-  if (!isStraightArgb(input) || shareMemory(input, output)) {
+  if (!drawnAsItIs(input) || shareMemory(input, output)) {
     copy = uninitialized<unsigned char>(byteCount(input.width, input.height) * kPixelBytes);
     const Frame straight = packedFrame(copy.get(), input.width, input.height);
     for (int y = 0; y < input.height; ++y) readRow(input, y, straight.row(y));
     input = straight;
   }
+  if (drawnAsItIs(output)) return draw(input, output);
   Frame straight = output;
   straight.format = PixelFormat::Argb8;
   straight.premultiplied = false;
-  draw(input, straight);
-  if (isStraightArgb(output)) return;
+  if (!draw(input, straight)) return false;
   for (int y = 0; y < output.height; ++y) writeRow(output, y, output.row(y));
+  return true;
 }
 
 void copyRows(const ConstFrame& input, const Frame& output) {
@@ -114,12 +119,13 @@ void copyRows(const ConstFrame& input, const Frame& output) {
 }
 
 // A whole picture by vectors; false, with nothing written, where it has to be rendered the plain way.
-bool streamed(const KeySettings& settings, const ConstFrame& input, const Frame& output, const Clip& clip) {
+bool streamed(const KeySettings& settings, const ConstFrame& input, const Frame& output, const Clip& clip,
+              const Workers* workers) {
   MatteFinish finish{settings.view == kKalvetraViewMatte, clip.active(), {}};
   for (std::size_t i = 0; i < finish.clipped.size(); ++i) finish.clipped[i] = clip(static_cast<unsigned char>(i));
-  if (!keysSomething(settings)) return streamFrame(input, output, nullptr, finish);
+  if (!keysSomething(settings)) return streamFrame(input, output, nullptr, finish, workers);
   const KALVETRA_Param param = makeRecord(settings, nullptr, nullptr, input.width, input.height);
-  return streamFrame(input, output, &param, finish);
+  return streamFrame(input, output, &param, finish, workers);
 }
 
 // A packed picture in working order, all zeros.
@@ -180,27 +186,34 @@ bool drawPlate(const KeySettings& settings, const ConstFrame& input, const Frame
 }  // namespace
 
 void render(const KeySettings& settings, const ConstFrame& input, const Frame& output, const RenderOptions& options) {
-  asStraightArgb(input, output, [&](const ConstFrame& source, const Frame& result) {
-    if (settings.view == kKalvetraViewSource) {
+  const Clip clip(settings.clipBlack, settings.clipWhite);
+  const bool keyed = settings.view != kKalvetraViewSource;
+  const auto byVectors = [&](const ConstFrame& source, const Frame& result) {
+    return streamed(settings, source, result, clip, options.workers);
+  };
+  const bool vectors = keyed && options.scan == Scan::Whole && simd::enabled();
+  if (vectors && asStraight(input, output, true, byVectors)) return;
+  asStraight(input, output, false, [&](const ConstFrame& source, const Frame& result) {
+    if (keyed) {
+      renderPlainly(settings, source, result, clip, options.scan);
+    } else {
       copyRows(source, result);
-      return;
     }
-    const Clip clip(settings.clipBlack, settings.clipWhite);
-    if (options.scan == Scan::Whole && simd::enabled() && streamed(settings, source, result, clip)) return;
-    renderPlainly(settings, source, result, clip, options.scan);
+    return true;
   });
 }
 
 bool renderPlate(const KeySettings& settings, const ConstFrame& input, const Frame& output, Scan scan) {
   bool estimated = false;
-  asStraightArgb(input, output, [&](const ConstFrame& source, const Frame& result) {
+  asStraight(input, output, false, [&](const ConstFrame& source, const Frame& result) {
     if (scan == Scan::Whole) {
       estimated = drawPlate(settings, source, result);
-      return;
+      return true;
     }
     for (int first = 0; first < std::min(2, source.height); ++first) {
       estimated = drawPlate(settings, fieldOf(source, first), fieldOf(result, first));
     }
+    return true;
   });
   return estimated;
 }

@@ -15,7 +15,9 @@ enum class Scan {
 
 struct RenderOptions {
   Scan scan = Scan::Whole;
-  const Workers* workers = nullptr;  // null: the calling thread alone. The bytes are the same.
+  // Threads that the frame's rows may be shared out over; null: the calling thread alone. The bytes are the same.
+  // Fields, level Scalar and renderPlate stay on one thread.
+  const Workers* workers = nullptr;
 };
 
 // Renders settings.view of `input` into `output`.

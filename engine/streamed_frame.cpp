@@ -5,8 +5,10 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "engine/background_plate.h"
+#include "engine/bands.h"
 #include "engine/record_check.h"
 #include "imaging/memory.h"
 #include "imaging/simd/box_rows.h"
@@ -22,13 +24,25 @@ using Bytes = std::unique_ptr<unsigned char[]>;
 
 Bytes allocate(std::size_t bytes) { return uninitialized<unsigned char>(bytes); }
 
-// The frame's rows, deblocked where the record asks for it.
+simd::ByteOrder orderOf(PixelFormat format) {
+  switch (format) {
+    case PixelFormat::Bgra8:
+      return simd::ByteOrder::Bgra;
+    case PixelFormat::Rgba8:
+      return simd::ByteOrder::Rgba;
+    default:
+      return simd::ByteOrder::Argb;
+  }
+}
+
+// The frame's rows from one on, deblocked where the record asks for it.
 class SourceRows {
  public:
-  SourceRows(const ConstFrame& frame, int deblockRadius)
-      : frame_(frame), rowBytes_(static_cast<std::size_t>(frame.width) * 4) {
+  SourceRows(const ConstFrame& frame, int deblockRadius, int firstRow)
+      : frame_(frame), rowBytes_(static_cast<std::size_t>(frame.width) * kPixelBytes) {
     if (deblockRadius == 0) return;
-    blurred_.emplace(frame.data, frame.stride, simd::ByteOrder::Host, frame.width, frame.height, deblockRadius);
+    blurred_.emplace(frame.data, frame.stride, orderOf(frame.format), frame.width, frame.height, deblockRadius,
+                     firstRow);
     rows_ = std::make_unique<unsigned char[]>(rowBytes_ * simd::KeyRows::kMost);
   }
   // Row y, after row y - 1; valid until kMost more were asked for.
@@ -40,54 +54,86 @@ class SourceRows {
   }
 
  private:
-  const ConstFrame frame_;
+  ConstFrame frame_;
   std::size_t rowBytes_;
   std::optional<simd::ChromaRows> blurred_;
   Bytes rows_;
 };
 
-// The background plate's rows in host order, made of the frame as it came.
-class PlateRows {
+// The background plate in the byte order of the frame, made of the frame as it came.
+class Plate {
  public:
-  PlateRows(const ConstFrame& frame, const KALVETRA_Param& param) : size_(plateSize(frame.width, frame.height)) {
-    simd::ResampledRows reduced(frame.data, frame.width, frame.height, frame.stride, size_.width, size_.height,
-                                kLanczos, kReducingLobes);
-    if (!reduced.possible()) return;
-    const std::size_t rowPixels = static_cast<std::size_t>(size_.width);
-    small_ = allocate(rowPixels * static_cast<std::size_t>(size_.height) * 4);
-    for (int y = 0; y < size_.height; ++y) reduced.next(small_.get() + static_cast<std::size_t>(y) * rowPixels * 4);
-    const std::size_t area = rowPixels * static_cast<std::size_t>(size_.height);
-    simd::reverseBytes(small_.get(), area);
-    makePlate(param, small_.get(), size_);
-    simd::reverseBytes(small_.get(), area);
-    enlarged_.emplace(small_.get(), size_.width, size_.height, std::ptrdiff_t{4} * size_.width, frame.width,
-                      frame.height, kLanczos, kEnlargingLobes);
+  Plate(const ConstFrame& frame, const KALVETRA_Param& param, const Workers* workers)
+      : size_(plateSize(frame.width, frame.height)),
+        enlarging_(size_.width, size_.height, frame.width, frame.height, kLanczos, kEnlargingLobes) {
+    const simd::ResamplePlan reducing(frame.width, frame.height, size_.width, size_.height, kLanczos, kReducingLobes);
+    possible_ = reducing.possible() && enlarging_.possible();
+    if (!possible_) return;
+    const std::size_t area = static_cast<std::size_t>(size_.width) * static_cast<std::size_t>(size_.height);
+    pixels_ = allocate(area * kPixelBytes);
+    reduce(frame, reducing, Bands(workers, size_.height));
+    const simd::ByteOrder order = orderOf(frame.format);
+    simd::reorder(pixels_.get(), area, order, simd::ByteOrder::Bgra);
+    makePlate(param, pixels_.get(), size_);
+    simd::reorder(pixels_.get(), area, simd::ByteOrder::Bgra, order);
   }
-  bool possible() const { return enlarged_ && enlarged_->possible(); }
-  void next(unsigned char* row) { enlarged_->next(row); }
+  bool possible() const { return possible_; }
+
+  // Its rows in the frame's size from one on.
+  simd::ResampledRows enlarged(int firstRow) const { return {enlarging_, pixels_.get(), rowBytes(), firstRow}; }
 
  private:
+  std::ptrdiff_t rowBytes() const { return std::ptrdiff_t{kPixelBytes} * size_.width; }
+  void reduce(const ConstFrame& frame, const simd::ResamplePlan& reducing, const Bands& bands) {
+    std::vector<simd::ResampledRows> reduced;
+    for (int band = 0; band < bands.count(); ++band) {
+      reduced.emplace_back(reducing, frame.data, frame.stride, bands.first(band));
+    }
+    bands.run([&](int band, int first, int end) {
+      for (int y = first; y < end; ++y) {
+        reduced[static_cast<std::size_t>(band)].next(pixels_.get() + y * rowBytes());
+      }
+    });
+  }
+
   PlateSize size_;
-  Bytes small_;
-  std::optional<simd::ResampledRows> enlarged_;
+  simd::ResamplePlan enlarging_;
+  bool possible_;
+  Bytes pixels_;
 };
 
-// Keys the frame's rows, some at a time.
-class Keyer {
- public:
-  Keyer(const ConstFrame& input, const Frame& output, const KALVETRA_Param& param)
-      : output_(output), pixels_(static_cast<std::size_t>(input.width)), source_(input, param.nDeBlock) {
+// What a frame is keyed by: the one key colour or a plate.
+struct Key {
+  Key(const ConstFrame& frame, const KALVETRA_Param& param, const Workers* workers) {
     if (param.bSmoothBG == 0) {
-      color_.emplace(param);
+      color.emplace(param);
       return;
     }
-    plate_.emplace(input, param);
-    plateKey_.emplace(param);
-    plateColors_.emplace(pixels_);
-    plateRows_ = allocate(pixels_ * 4 * simd::KeyRows::kMost);
+    plate.emplace(frame, param, workers);
+    plateGeometry.emplace(param);
   }
-  bool possible() const { return !plate_ || plate_->possible(); }
-  // Rows y..y + count - 1, after all before them, into the output in host order; count at most kMost.
+  bool possible() const { return !plate || plate->possible(); }
+
+  std::optional<ColorKeyGeometry> color;
+  std::optional<Plate> plate;
+  std::optional<PlateKeyGeometry> plateGeometry;
+};
+
+// Keys the frame's rows from one on, some at a time.
+class BandKeyer {
+ public:
+  BandKeyer(const ConstFrame& input, const Frame& output, const Key& key, int deblockRadius, int firstRow)
+      : output_(output),
+        key_(key),
+        order_(orderOf(input.format)),
+        pixels_(static_cast<std::size_t>(input.width)),
+        source_(input, deblockRadius, firstRow) {
+    if (!key.plate) return;
+    enlarged_.emplace(key.plate->enlarged(firstRow));
+    plateColors_.emplace(pixels_);
+    plateRows_ = allocate(pixels_ * kPixelBytes * simd::KeyRows::kMost);
+  }
+  // Rows y..y + count - 1, after all before them, into the output in the byte order of the input; count at most kMost.
   void keyRows(int y, int count) {
     simd::KeyRows rows{};
     rows.pixels = pixels_;
@@ -96,24 +142,25 @@ class Keyer {
       const int row = y + static_cast<int>(i);
       rows.source[i] = source_.row(row);
       rows.result[i] = output_.row(row);
-      if (!plate_) continue;
-      plate_->next(plateRows_.get() + i * pixels_ * 4);
-      rows.plate[i] = plateRows_.get() + i * pixels_ * 4;
+      if (!enlarged_) continue;
+      unsigned char* const plate = plateRows_.get() + i * pixels_ * kPixelBytes;
+      enlarged_->next(plate);
+      rows.plate[i] = plate;
     }
-    if (plate_) {
-      simd::keyAgainstPlate(*plateKey_, simd::ByteOrder::Host, rows, *plateColors_);
+    if (enlarged_) {
+      simd::keyAgainstPlate(*key_.plateGeometry, order_, rows, *plateColors_);
     } else {
-      simd::keyAgainstColor(*color_, simd::ByteOrder::Host, rows);
+      simd::keyAgainstColor(*key_.color, order_, rows);
     }
   }
 
  private:
-  const Frame output_;
+  Frame output_;
+  const Key& key_;
+  simd::ByteOrder order_;
   std::size_t pixels_;
   SourceRows source_;
-  std::optional<ColorKeyGeometry> color_;
-  std::optional<PlateKeyGeometry> plateKey_;
-  std::optional<PlateRows> plate_;
+  std::optional<simd::ResampledRows> enlarged_;
   std::optional<simd::PlateColors> plateColors_;
   Bytes plateRows_;
 };
@@ -125,82 +172,136 @@ bool covers(const ConstFrame& frame, const KALVETRA_Param& param) {
          simd::BoxRows::possible(frame.width, frame.height, param.nMaskBlurRadius);
 }
 
-// The whole matte, for the stages that need neighbours: contraction, then the edge blur on its way into the output,
-// which holds the colours. Everything is allocated before the first pixel is written.
-class MatteStage {
+// The last steps of the output's rows, which hold the key in the input's byte order until then.
+class Finisher {
  public:
-  MatteStage(const ConstFrame& input, const Frame& output, const KALVETRA_Param& param)
-      : input_(input),
-        output_(output),
-        param_(param),
-        pixels_(static_cast<std::size_t>(input.width)),
-        matte_(allocate(area())),
-        scratch_(allocate(area())) {
-    if (param.nMaskBlurRadius == 0) return;
-    box_.emplace(input.width, input.height, 1, param.nMaskBlurRadius, simd::kMaskBlurScale);
-    edge_ = allocate(pixels_);
+  Finisher(const ConstFrame& input, const Frame& output, const MatteFinish& finish)
+      : input_(input), output_(output), finish_(finish), pixels_(static_cast<std::size_t>(input.width)) {}
+  void finish(int y) const {
+    simd::finishRow(finish_, orderOf(input_.format), input_.row(y), output_.row(y), pixels_);
+    reorder(y);
   }
-  static bool isNeeded(const KALVETRA_Param& param) { return param.nContractMask != 0 || param.nMaskBlurRadius != 0; }
-
-  unsigned char* row(int y) { return matte_.get() + static_cast<std::size_t>(y) * pixels_; }
-
-  void finish(const MatteFinish& finish) {
-    if (param_.nContractMask != 0 && input_.width >= 3 && input_.height >= 3) {
-      simd::contract(matte_.get(), scratch_.get(), input_.width, input_.height, param_.nContractMask,
-                     param_.nContractThreshold);
-    }
-    if (box_) simd::invert(matte_.get(), scratch_.get(), area());
-    for (int y = 0; y < input_.height; ++y) {
-      if (box_) erodeRow(y);
-      simd::finishRow(finish, input_.row(y), row(y), output_.row(y), pixels_);
-    }
+  // With the matte apart.
+  void finish(int y, const unsigned char* matte) const {
+    simd::finishRow(finish_, orderOf(input_.format), input_.row(y), matte, output_.row(y), pixels_);
+    reorder(y);
   }
 
  private:
-  std::size_t area() const { return pixels_ * static_cast<std::size_t>(input_.height); }
-  void erodeRow(int y) {
-    const float amount = static_cast<float>(param_.nMaskBlurValue) / 100.0f;
-    box_->average(
-        y, [&](int i) { return scratch_.get() + static_cast<std::size_t>(i) * pixels_; }, edge_.get());
-    simd::erode(row(y), edge_.get(), row(y), pixels_, amount, static_cast<float>(param_.nMaskBlurOffset));
+  void reorder(int y) const {
+    if (output_.format == input_.format) return;
+    simd::reorder(output_.row(y), pixels_, orderOf(input_.format), orderOf(output_.format));
   }
 
-  const ConstFrame input_;
-  const Frame output_;
-  const KALVETRA_Param& param_;
+  ConstFrame input_;
+  Frame output_;
+  const MatteFinish& finish_;
   std::size_t pixels_;
-  Bytes matte_, scratch_, edge_;
-  std::optional<simd::BoxRows> box_;
+};
+
+// The whole matte, for the stages that need neighbours: contraction, then the edge blur on its way into the output,
+// which holds the colours.
+class MatteStage {
+ public:
+  MatteStage(int width, int height, const KALVETRA_Param& param, const Bands& bands)
+      : width_(width),
+        height_(height),
+        param_(param),
+        bands_(bands),
+        pixels_(static_cast<std::size_t>(width)),
+        matte_(allocate(pixels_ * static_cast<std::size_t>(height))),
+        scratch_(allocate(pixels_ * static_cast<std::size_t>(height))) {
+    if (param.nMaskBlurRadius == 0) return;
+    const simd::BoxRows box(width, height, 1, param.nMaskBlurRadius, simd::kMaskBlurScale);
+    boxes_.assign(static_cast<std::size_t>(bands.count()), box);
+    edges_ = allocate(pixels_ * boxes_.size());
+  }
+  static bool isNeeded(const KALVETRA_Param& param) { return param.nContractMask != 0 || param.nMaskBlurRadius != 0; }
+
+  unsigned char* row(int y) { return rowOf(matte_, y); }
+
+  void finish(const Finisher& finisher) {
+    if (param_.nContractMask != 0 && width_ >= 3 && height_ >= 3) contract();
+    if (!boxes_.empty()) {
+      bands_.run([this](int, int first, int end) {
+        simd::invert(row(first), rowOf(scratch_, first), pixels_ * static_cast<std::size_t>(end - first));
+      });
+    }
+    bands_.run([&](int band, int first, int end) {
+      for (int y = first; y < end; ++y) {
+        if (!boxes_.empty()) erodeRow(static_cast<std::size_t>(band), y);
+        finisher.finish(y, row(y));
+      }
+    });
+  }
+
+ private:
+  unsigned char* rowOf(const Bytes& plane, int y) const { return plane.get() + static_cast<std::size_t>(y) * pixels_; }
+  void contract() {
+    const auto forRows = [this](const auto& work) {
+      bands_.run([&work](int, int first, int end) { work(first, end); });
+    };
+    const unsigned char* contracted = simd::contract(matte_.get(), scratch_.get(), width_, height_,
+                                                     param_.nContractMask, param_.nContractThreshold, false, forRows);
+    if (contracted != matte_.get()) std::swap(matte_, scratch_);
+  }
+  void erodeRow(std::size_t band, int y) {
+    const float amount = static_cast<float>(param_.nMaskBlurValue) / 100.0f;
+    unsigned char* const edge = edges_.get() + band * pixels_;
+    boxes_[band].average(
+        y, [this](int i) { return rowOf(scratch_, i); }, edge);
+    simd::erode(row(y), edge, row(y), pixels_, amount, static_cast<float>(param_.nMaskBlurOffset));
+  }
+
+  int width_, height_;
+  const KALVETRA_Param& param_;
+  const Bands& bands_;
+  std::size_t pixels_;
+  Bytes matte_, scratch_;
+  std::vector<simd::BoxRows> boxes_;  // one a band, where the edge is blurred
+  Bytes edges_;                       // and a row of edge each
 };
 
 }  // namespace
 
-bool streamFrame(const ConstFrame& input, const Frame& output, const KALVETRA_Param* param, const MatteFinish& finish) {
+// Everything is allocated before the first pixel is written.
+bool streamFrame(const ConstFrame& input, const Frame& output, const KALVETRA_Param* param, const MatteFinish& finish,
+                 const Workers* workers) {
   const auto pixels = static_cast<std::size_t>(input.width);
+  const Bands bands(workers, input.height);
+  const Finisher finisher(input, output, finish);
   if (param == nullptr) {
-    for (int y = 0; y < input.height; ++y) {
-      std::memcpy(output.row(y), input.row(y), pixels * 4);
-      simd::finishRow(finish, input.row(y), output.row(y), pixels);
-    }
+    bands.run([&](int, int first, int end) {
+      for (int y = first; y < end; ++y) {
+        std::memcpy(output.row(y), input.row(y), pixels * kPixelBytes);
+        finisher.finish(y);
+      }
+    });
     return true;
   }
   if (!covers(input, *param)) return false;
-  Keyer keyer(input, output, *param);
-  if (!keyer.possible()) return false;
+  const Key key(input, *param, workers);
+  if (!key.possible()) return false;
+  std::vector<BandKeyer> keyers;
+  for (int band = 0; band < bands.count(); ++band) {
+    keyers.emplace_back(input, output, key, param->nDeBlock, bands.first(band));
+  }
   std::optional<MatteStage> matte;
-  if (MatteStage::isNeeded(*param)) matte.emplace(input, output, *param);
-  for (int block = 0; block < input.height; block += simd::KeyRows::kMost) {
-    const int end = std::min(block + simd::KeyRows::kMost, input.height);
-    keyer.keyRows(block, end - block);
-    for (int y = block; y < end; ++y) {
-      if (matte) {
-        simd::takeMatte(output.row(y), simd::ByteOrder::Host, matte->row(y), pixels);
-      } else {
-        simd::finishRow(finish, input.row(y), output.row(y), pixels);
+  if (MatteStage::isNeeded(*param)) matte.emplace(input.width, input.height, *param, bands);
+  bands.run([&](int band, int first, int end) {
+    for (int block = first; block < end; block += simd::KeyRows::kMost) {
+      const int blockEnd = std::min(block + simd::KeyRows::kMost, end);
+      keyers[static_cast<std::size_t>(band)].keyRows(block, blockEnd - block);
+      for (int y = block; y < blockEnd; ++y) {
+        if (matte) {
+          simd::takeMatte(output.row(y), orderOf(input.format), matte->row(y), pixels);
+        } else {
+          finisher.finish(y);
+        }
       }
     }
-  }
-  if (matte) matte->finish(finish);
+  });
+  if (matte) matte->finish(finisher);
   return true;
 }
 

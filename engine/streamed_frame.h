@@ -1,18 +1,21 @@
-// A frame through all stages row by row, without a working image of its size: what the render entry does wherever
-// vectors are in use. The same bytes as the plain way through the pipeline.
+// A frame through all stages row by row, without a working image of its size: what rendering does wherever vectors are
+// in use. The same bytes as the plain way through the pipeline.
 #pragma once
 
 #include "engine/KALVETRA_Param.h"
 #include "engine/frame.h"
 #include "engine/simd/kernels.h"
+#include "engine/workers.h"
 
 namespace kalvetra {
 
 using simd::MatteFinish;
 
-// Keys `input` into `output`: straight Argb8, of one size, apart in memory. Keys by `param`, whose images and size are
-// not read; a null record keys nothing. Answers false, with nothing written, where the plain way has to be gone: a
-// record that the pipeline refuses, or values beyond what vectors cover. Throws std::bad_alloc.
-bool streamFrame(const ConstFrame& input, const Frame& output, const KALVETRA_Param* param, const MatteFinish& finish);
+// Keys `input` into `output`: straight, of one size, apart in memory, each of any format. Keys by `param`, whose images
+// and size are not read; a null record keys nothing. The rows are shared out over `workers`, which may be null; only
+// the background plate is made on one thread. Answers false, with nothing written, where the plain way has to be gone:
+// a record that the pipeline refuses, or values beyond what vectors cover. Throws std::bad_alloc, with nothing written.
+bool streamFrame(const ConstFrame& input, const Frame& output, const KALVETRA_Param* param, const MatteFinish& finish,
+                 const Workers* workers);
 
 }  // namespace kalvetra

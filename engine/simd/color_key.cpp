@@ -137,20 +137,13 @@ class ColorPass {
   Logs logs_;
 };
 
-template <ByteOrder kOrder>
-HWY_INLINE void keyInOrder(const ColorKeyGeometry& geometry, const simd::KeyRows& rows) {
-  ColorPass<kOrder> pass(geometry);
-  keyRows<1>(rows, pass);
-}
-
 }  // namespace
 
 void keyAgainstColor(const ColorKeyGeometry& geometry, ByteOrder order, const simd::KeyRows& rows) {
-  if (order == ByteOrder::Working) {
-    keyInOrder<ByteOrder::Working>(geometry, rows);
-  } else {
-    keyInOrder<ByteOrder::Host>(geometry, rows);
-  }
+  simd::inOrder(order, [&](auto kOrder) HWY_ATTR {
+    ColorPass<kOrder()> pass(geometry);
+    keyRows<1>(rows, pass);
+  });
 }
 
 }  // namespace kalvetra::HWY_NAMESPACE

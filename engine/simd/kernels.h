@@ -69,21 +69,22 @@ std::size_t unmixLuminances(const float* y, const float* backdropY, const float*
 
 // --- Rows of the render entry (pixel_rows.cpp) ----------------------------------------------------------------------
 
-// Working order into host order in place, or back.
-void reverseBytes(unsigned char* pixels, std::size_t count);
+// Brings pixels from one order into another, in place.
+void reorder(unsigned char* pixels, std::size_t count, ByteOrder from, ByteOrder to);
 
-// What is left to do with a keyed row in host order: the matte is limited by the host's alpha and clipped, and the view
-// written. Where the host's alpha is 0, its colour comes back.
+// What is left to do with a keyed row: the matte is limited by the host's alpha and clipped, and the view written.
+// Where the host's alpha is 0, its colour comes back.
 struct MatteFinish {
   bool matteView;  // otherwise the keyed result
   bool clips;
   std::array<unsigned char, 256> clipped;  // the clipped level of each
 };
-// `keyed` becomes the finished row.
-void finishRow(const MatteFinish& finish, const unsigned char* host, unsigned char* keyed, std::size_t pixels);
-// The same with the matte apart: that of `keyed` does not count.
-void finishRow(const MatteFinish& finish, const unsigned char* host, const unsigned char* matte, unsigned char* keyed,
+// `keyed`, in the host's byte order, becomes the finished row.
+void finishRow(const MatteFinish& finish, ByteOrder order, const unsigned char* host, unsigned char* keyed,
                std::size_t pixels);
+// The same with the matte apart: that of `keyed` does not count.
+void finishRow(const MatteFinish& finish, ByteOrder order, const unsigned char* host, const unsigned char* matte,
+               unsigned char* keyed, std::size_t pixels);
 
 // The plate repair of CKALVETRA, on images of at least one pixel.
 void contractPlate(unsigned char* image, int width, int height, std::ptrdiff_t rowBytes, int count);

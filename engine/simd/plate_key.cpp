@@ -206,21 +206,14 @@ class PlatePass {
   Stretch stretch_;
 };
 
-template <ByteOrder kOrder>
-HWY_INLINE void keyInOrder(const PlateKeyGeometry& geometry, const simd::KeyRows& rows, simd::PlateColors& known) {
-  PlatePass<kOrder> pass(geometry, known);
-  keyRows<2>(rows, pass);
-}
-
 }  // namespace
 
 void keyAgainstPlate(const PlateKeyGeometry& geometry, ByteOrder order, const simd::KeyRows& rows,
                      simd::PlateColors& known) {
-  if (order == ByteOrder::Working) {
-    keyInOrder<ByteOrder::Working>(geometry, rows, known);
-  } else {
-    keyInOrder<ByteOrder::Host>(geometry, rows, known);
-  }
+  simd::inOrder(order, [&](auto kOrder) HWY_ATTR {
+    PlatePass<kOrder()> pass(geometry, known);
+    keyRows<2>(rows, pass);
+  });
 }
 
 }  // namespace kalvetra::HWY_NAMESPACE

@@ -68,20 +68,12 @@ HWY_INLINE void join(const unsigned char* luma, const unsigned char* chroma, uns
 
 void splitChroma(const unsigned char* pixels, simd::ByteOrder order, unsigned char* luma, unsigned char* chroma,
                  std::size_t count) {
-  if (order == simd::ByteOrder::Working) {
-    split<simd::ByteOrder::Working>(pixels, luma, chroma, count);
-  } else {
-    split<simd::ByteOrder::Host>(pixels, luma, chroma, count);
-  }
+  simd::inOrder(order, [&](auto kOrder) HWY_ATTR { split<kOrder()>(pixels, luma, chroma, count); });
 }
 
 void joinChroma(const unsigned char* luma, const unsigned char* chroma, simd::ByteOrder order, unsigned char* pixels,
                 std::size_t count) {
-  if (order == simd::ByteOrder::Working) {
-    join<simd::ByteOrder::Working>(luma, chroma, pixels, count);
-  } else {
-    join<simd::ByteOrder::Host>(luma, chroma, pixels, count);
-  }
+  simd::inOrder(order, [&](auto kOrder) HWY_ATTR { join<kOrder()>(luma, chroma, pixels, count); });
 }
 
 }  // namespace kalvetra::HWY_NAMESPACE

@@ -1,7 +1,8 @@
 #include "imaging/simd/chroma_rows.h"
-#include "imaging/memory.h"
 
 #include <algorithm>
+
+#include "imaging/memory.h"
 
 namespace kalvetra::simd {
 
@@ -14,7 +15,7 @@ constexpr BoxScale kWholePart{0.5f, 1.0f, 0.0f};
 }  // namespace
 
 ChromaRows::ChromaRows(const unsigned char* image, std::ptrdiff_t stride, ByteOrder order, int width, int height,
-                       int radius)
+                       int radius, int firstRow)
     : image_(image),
       stride_(stride),
       order_(order),
@@ -22,6 +23,8 @@ ChromaRows::ChromaRows(const unsigned char* image, std::ptrdiff_t stride, ByteOr
       height_(height),
       radius_(std::max(radius, 0)),
       ringRows_(std::min(2 * radius_ + 2, height)),
+      split_(std::max(firstRow - radius_ - 1, 0)),
+      row_(firstRow),
       box_(width, height, 2, radius_, kWholePart),
       luma_(uninitialized<unsigned char>(static_cast<std::size_t>(ringRows_) * static_cast<std::size_t>(width))),
       chroma_(uninitialized<unsigned char>(static_cast<std::size_t>(ringRows_) * static_cast<std::size_t>(width) * 2)),

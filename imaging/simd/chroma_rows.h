@@ -10,8 +10,10 @@ namespace kalvetra::simd {
 
 class ChromaRows {
  public:
-  // Blurs the chroma of an image, rows `stride` bytes apart, as CImagingZEP::ChromaBlur32bit does; see possible().
-  ChromaRows(const unsigned char* image, std::ptrdiff_t stride, ByteOrder order, int width, int height, int radius);
+  // Blurs the chroma of an image, rows `stride` bytes apart, as CImagingZEP::ChromaBlur32bit does, from `firstRow` on;
+  // see possible().
+  ChromaRows(const unsigned char* image, std::ptrdiff_t stride, ByteOrder order, int width, int height, int radius,
+             int firstRow = 0);
 
   // Whether the average of a window this large is exact as it is formed here.
   static bool possible(int radius) { return radius <= 44; }
@@ -31,8 +33,8 @@ class ChromaRows {
   std::ptrdiff_t stride_;
   ByteOrder order_;
   int width_, height_, radius_, ringRows_;
-  int split_ = 0;  // rows taken apart so far
-  int row_ = 0;    // the next row
+  int split_;  // rows taken apart so far, or above the first that is needed
+  int row_;    // the next row
   BoxRows box_;
   std::unique_ptr<unsigned char[]> luma_, chroma_, blurred_;
 };

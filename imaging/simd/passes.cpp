@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
-#include <utility>
 
 #include "imaging/memory.h"
 #include "imaging/simd/box_rows.h"
@@ -20,28 +19,12 @@ Bytes allocate(std::size_t bytes) { return uninitialized<unsigned char>(bytes); 
 
 std::size_t area(int width, int height) { return static_cast<std::size_t>(width) * static_cast<std::size_t>(height); }
 
-// One contraction step from `plane` to `result`.
-bool contractOnce(const unsigned char* plane, unsigned char* result, int width, int height, int slack, bool square) {
-  const auto w = static_cast<std::size_t>(width);
-  std::memcpy(result, plane, w);
-  bool changed = false;
-  for (int y = 1; y < height - 1; ++y) {
-    const unsigned char* row = plane + static_cast<std::size_t>(y) * w;
-    unsigned char* out = result + static_cast<std::size_t>(y) * w;
-    out[0] = row[0];
-    out[w - 1] = row[w - 1];
-    changed = contractRow(row - w, row, row + w, out, w, slack, square) || changed;
-  }
-  std::memcpy(result + area(width, height - 1), plane + area(width, height - 1), w);
-  return changed;
-}
-
 }  // namespace
 
 bool resample(const Pixels& source, const Pixels& result, int filter, int lobes) {
-  ResampledRows rows(source.data, source.width, source.height, source.stride, result.width, result.height, filter,
-                     lobes);
-  if (!rows.possible()) return false;
+  const ResamplePlan plan(source.width, source.height, result.width, result.height, filter, lobes);
+  if (!plan.possible()) return false;
+  ResampledRows rows(plan, source.data, source.stride);
   const std::size_t bytes = static_cast<std::size_t>(result.width) * 4;
   const Bytes row = allocate(bytes);
   for (int y = 0; y < result.height; ++y) {
@@ -54,7 +37,7 @@ bool resample(const Pixels& source, const Pixels& result, int filter, int lobes)
 
 bool chromaBlur(unsigned char* image, int width, int height, int radius) {
   if (!ChromaRows::possible(radius)) return false;
-  ChromaRows rows(image, std::ptrdiff_t{4} * width, ByteOrder::Working, width, height, radius);
+  ChromaRows rows(image, std::ptrdiff_t{4} * width, ByteOrder::Bgra, width, height, radius);
   for (int y = 0; y < height; ++y) rows.next(image + area(width, y) * 4);
   return true;
 }
@@ -85,7 +68,7 @@ bool maskBlur(unsigned char* image, int width, int height, int radius, float amo
   if (offset < 0 || !BoxRows::possible(width, height, radius)) return false;
   const std::size_t pixels = area(width, height), w = static_cast<std::size_t>(width);
   const Bytes inverse = allocate(pixels), edge = allocate(w), matte = allocate(w);
-  takeMatte(image, ByteOrder::Working, inverse.get(), pixels);
+  takeMatte(image, ByteOrder::Bgra, inverse.get(), pixels);
   invert(inverse.get(), inverse.get(), pixels);
   BoxRows box(width, height, 1, radius, kMaskBlurScale);
   const auto rowAt = [&](int y) { return inverse.get() + area(width, y); };
@@ -98,26 +81,31 @@ bool maskBlur(unsigned char* image, int width, int height, int radius, float amo
   return true;
 }
 
-void contract(unsigned char* plane, unsigned char* scratch, int width, int height, int steps, int slack,
-              bool squareFirst) {
-  unsigned char *from = plane, *to = scratch;
-  // Once neither kind of step changes anything, no further one will.
-  int idleSteps = 0;
-  for (int i = 0; i < steps && idleSteps < 2; ++i) {
-    const bool changed = contractOnce(from, to, width, height, slack, (i % 2 != 0) != squareFirst);
-    idleSteps = changed ? 0 : idleSteps + 1;
-    std::swap(from, to);
+bool contractRows(const unsigned char* plane, unsigned char* result, int width, int height, int firstRow, int endRow,
+                  int slack, bool square) {
+  const auto w = static_cast<std::size_t>(width);
+  bool changed = false;
+  for (int y = firstRow; y < endRow; ++y) {
+    const unsigned char* row = plane + area(width, y);
+    unsigned char* out = result + area(width, y);
+    if (y == 0 || y == height - 1) {
+      std::memcpy(out, row, w);
+      continue;
+    }
+    out[0] = row[0];
+    out[w - 1] = row[w - 1];
+    changed = contractRow(row - w, row, row + w, out, w, slack, square) || changed;
   }
-  if (from != plane) std::memcpy(plane, from, area(width, height));
+  return changed;
 }
 
 bool contractMatte(unsigned char* image, int width, int height, int steps, int slack, bool squareFirst) {
   if (slack < 0 || slack > 255 || width < 3 || height < 3) return false;
   const std::size_t pixels = area(width, height);
   const Bytes plane = allocate(pixels), scratch = allocate(pixels);
-  takeMatte(image, ByteOrder::Working, plane.get(), pixels);
-  contract(plane.get(), scratch.get(), width, height, steps, slack, squareFirst);
-  putMatte(plane.get(), image, pixels);
+  takeMatte(image, ByteOrder::Bgra, plane.get(), pixels);
+  const auto allRows = [height](const auto& work) { work(0, height); };
+  putMatte(contract(plane.get(), scratch.get(), width, height, steps, slack, squareFirst, allRows), image, pixels);
   return true;
 }
 

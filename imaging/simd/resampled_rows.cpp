@@ -70,38 +70,40 @@ RowPlan makePlan(Taps table, int outputWidth) {
 
 }  // namespace
 
-ResampledRows::ResampledRows(const unsigned char* source, int width, int height, std::ptrdiff_t stride, int outputWidth,
-                             int outputHeight, int filter, int lobes)
-    : source_(source),
-      width_(width),
-      height_(height),
-      outputWidth_(outputWidth),
-      stride_(stride),
-      vertical_(makeTaps(height, outputHeight, filter, lobes)) {
+ResamplePlan::ResamplePlan(int width, int height, int outputWidth, int outputHeight, int filter, int lobes)
+    : width_(width), height_(height), vertical_(makeTaps(height, outputHeight, filter, lobes)) {
   Taps horizontal = makeTaps(width, outputWidth, filter, lobes);
   possible_ = fitsShort(horizontal);
   if (!possible_) return;
-  plan_ = makePlan(std::move(horizontal), outputWidth);
-  int longest = 1;
-  for (const Window& window : vertical_.windows) longest = std::max(longest, window.last - window.first + 1);
-  windowRows_.reserve(static_cast<std::size_t>(longest));
-  ringRows_ = std::min(longest + kRowsAtOnce, height + kRowsAtOnce);
-  ring_ = uninitialized<std::int16_t>(static_cast<std::size_t>(ringRows_) * static_cast<std::size_t>(outputWidth) * 4);
-  if (!plan_.paired) return;
+  horizontal_ = makePlan(std::move(horizontal), outputWidth);
+  for (const Window& window : vertical_.windows) longest_ = std::max(longest_, window.last - window.first + 1);
+}
+
+ResampledRows::ResampledRows(const ResamplePlan& plan, const unsigned char* source, std::ptrdiff_t stride, int firstRow)
+    : plan_(plan),
+      source_(source),
+      stride_(stride),
+      rowValues_(static_cast<std::size_t>(plan.horizontal_.outputWidth) * 4),
+      ringRows_(std::min(plan.longest_, plan.height_) + kRowsAtOnce),
+      done_(std::max(plan.vertical_.windows[static_cast<std::size_t>(firstRow)].first - 1, 0)),
+      row_(firstRow),
+      ring_(uninitialized<std::int16_t>(static_cast<std::size_t>(ringRows_) * rowValues_)) {
+  windowRows_.reserve(static_cast<std::size_t>(plan.longest_));
+  if (!plan.horizontal_.paired) return;
   // A window may reach past the row by up to two groups, whose taps are 0.
-  pairedBytes_ = (static_cast<std::size_t>(width) / RowPlan::kPixels + 3) * RowPlan::kPixels * 4;
+  pairedBytes_ = (static_cast<std::size_t>(plan.width_) / RowPlan::kPixels + 3) * RowPlan::kPixels * 4;
   paired_ = std::make_unique<unsigned char[]>(pairedBytes_ * kRowsAtOnce);
 }
 
 std::int16_t* ResampledRows::slot(int row) const {
-  return ring_.get() + static_cast<std::size_t>(row % ringRows_) * static_cast<std::size_t>(outputWidth_) * 4;
+  return ring_.get() + static_cast<std::size_t>(row % ringRows_) * rowValues_;
 }
 
-// Resamples source rows up to `lastRow`, in fours where they are paired: behind the last one the last is repeated.
+// Resamples source rows up to `lastRow`, in fours where they are paired: after the last one the last is repeated.
 void ResampledRows::fillTo(int lastRow) {
-  while (done_ <= lastRow && done_ < height_) {
-    if (!plan_.paired) {
-      resampleRow(plan_, source_ + done_ * stride_, slot(done_));
+  while (done_ <= lastRow && done_ < plan_.height_) {
+    if (!plan_.horizontal_.paired) {
+      resampleRow(plan_.horizontal_, source_ + done_ * stride_, slot(done_));
       ++done_;
       continue;
     }
@@ -109,22 +111,22 @@ void ResampledRows::fillTo(int lastRow) {
     std::int16_t* results[kRowsAtOnce];
     for (int i = 0; i < kRowsAtOnce; ++i) {
       unsigned char* ordered = paired_.get() + pairedBytes_ * static_cast<std::size_t>(i);
-      orderPairs(source_ + std::min(done_ + i, height_ - 1) * stride_, ordered, static_cast<std::size_t>(width_));
+      orderPairs(source_ + std::min(done_ + i, plan_.height_ - 1) * stride_, ordered,
+                 static_cast<std::size_t>(plan_.width_));
       rows[i] = ordered;
       results[i] = slot(done_ + i);
     }
-    resamplePairedRows(plan_, rows, results);
+    resamplePairedRows(plan_.horizontal_, rows, results);
     done_ += kRowsAtOnce;
   }
 }
 
 void ResampledRows::next(unsigned char* row) {
-  const Window& window = vertical_.windows[static_cast<std::size_t>(row_++)];
+  const Window& window = plan_.vertical_.windows[static_cast<std::size_t>(row_++)];
   fillTo(window.last - 1);
   windowRows_.clear();
   for (int k = window.first; k <= window.last; ++k) windowRows_.push_back(slot(k - 1));
-  resampleColumns(windowRows_.data(), vertical_.taps.data() + window.taps, windowRows_.size(), row,
-                  static_cast<std::size_t>(outputWidth_) * 4);
+  resampleColumns(windowRows_.data(), plan_.vertical_.taps.data() + window.taps, windowRows_.size(), row, rowValues_);
 }
 
 }  // namespace kalvetra::simd

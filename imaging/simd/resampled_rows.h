@@ -22,32 +22,45 @@ struct RowPlan {
   std::vector<std::int16_t> pairs;  // each group's taps, spread over its 4 * kPixels lanes
 };
 
-class ResampledRows {
+// The taps of both steps for pictures of one size that become pictures of another, as CImagingZEP::DF_WH32bit5_1 has
+// them. Any number of ResampledRows can share one.
+class ResamplePlan {
  public:
-  // Bytes of 4-byte pixels, rows `stride` bytes apart, are resampled to outputWidth x outputHeight with the taps of
-  // CImagingZEP::DF_WH32bit5_1. `source` must stay while rows are taken.
-  ResampledRows(const unsigned char* source, int width, int height, std::ptrdiff_t stride, int outputWidth,
-                int outputHeight, int filter, int lobes);
+  ResamplePlan(int width, int height, int outputWidth, int outputHeight, int filter, int lobes);
 
-  // False where intermediate values could leave 16 bits; then nothing may be taken.
+  // False where intermediate values could leave 16 bits; then nothing may be resampled.
   bool possible() const { return possible_; }
 
-  // Writes the next row, top to bottom, all four bytes of outputWidth pixels.
+ private:
+  friend class ResampledRows;
+
+  int width_, height_;
+  Taps vertical_;
+  bool possible_;
+  RowPlan horizontal_;
+  int longest_ = 1;  // rows of a vertical window
+};
+
+class ResampledRows {
+ public:
+  // Resamples 4-byte pixels, rows `stride` bytes apart, by a possible plan. The output rows are taken from `firstRow`
+  // on. `source` and `plan` must stay while rows are taken.
+  ResampledRows(const ResamplePlan& plan, const unsigned char* source, std::ptrdiff_t stride, int firstRow = 0);
+
+  // Writes the next row, top to bottom, all four bytes of each pixel.
   void next(unsigned char* row);
 
  private:
   void fillTo(int lastRow);
   std::int16_t* slot(int row) const;
 
+  const ResamplePlan& plan_;
   const unsigned char* source_;
-  int width_, height_, outputWidth_;
   std::ptrdiff_t stride_;
-  Taps vertical_;
-  RowPlan plan_;
-  bool possible_;
-  int ringRows_ = 0;
-  int done_ = 0;                                 // source rows resampled so far
-  int row_ = 0;                                  // the next output row
+  std::size_t rowValues_;
+  int ringRows_;
+  int done_;                                     // source rows resampled so far, or above the first that is needed
+  int row_;                                      // the next output row
   std::unique_ptr<std::int16_t[]> ring_;         // horizontally resampled rows, 4 values a pixel
   std::vector<const std::int16_t*> windowRows_;  // those of the row at hand
   std::unique_ptr<unsigned char[]> paired_;      // source rows in the order that pairs are formed in

@@ -71,11 +71,17 @@ TEST(AllocationFailure, TheDriverAnswersThreeWhereverItHappens) {
   });
 }
 
+constexpr int kRows = 40;  // enough for bands
+
 // True when rendering threw because the allocation after `failing` others failed.
 bool throwsAt(long failing, const kalvetra::KeySettings& settings, const Bytes& frame, Bytes& out) {
+  const kalvetra::Workers workers{2, [](int parts, const std::function<void(int)>& work) {
+                                    for (int part = 0; part < parts; ++part) work(part);
+                                  }};
   allocationsLeft = failing;
   try {
-    kalvetra::render(settings, kalvetra::packedFrame(frame.data(), 12, 9), kalvetra::packedFrame(out.data(), 12, 9));
+    kalvetra::render(settings, kalvetra::packedFrame(frame.data(), 12, kRows),
+                     kalvetra::packedFrame(out.data(), 12, kRows), {kalvetra::Scan::Whole, &workers});
   } catch (const std::bad_alloc&) {
     allocationsLeft = -1;
     return true;
@@ -90,7 +96,7 @@ TEST(AllocationFailure, TheRenderEntryPassesItsOwnOn) {
   kalvetra::KeySettings settings = kalvetra::defaultSettings();
   settings.keyColor = {0.1, 0.7, 0.2};
   settings.deBlocking = settings.edgeContract = settings.edgeBlur = 1;
-  const Bytes frame = kalvetra::test::noise(12 * 9 * 4, 1);
+  const Bytes frame = kalvetra::test::noise(12 * kRows * 4, 1);
   kalvetra::test::atEveryLevel([&](kalvetra::CpuLevel level) {
     Bytes out(frame.size(), 9);
     const Bytes untouched = out;

@@ -1,8 +1,12 @@
 // Random settings on tiny and odd-sized frames: nothing undefined (the sanitizers watch), nothing outside the frame.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <limits>
+#include <numeric>
+#include <set>
+#include <thread>
 
 #include "engine/KalvetraFinalCut.h"
 #include "parameters/parameter_table.h"
@@ -88,6 +92,59 @@ TEST(RandomSettings, NeverLeaveTheFrameOrTheDefinedLanguage) {
     keyed += s.view == kKalvetraViewResult && out != frame;
   }
   EXPECT_GT(keyed, kRounds / 10);  // else the settings were refused, and nothing was tried
+}
+
+using Work = std::function<void(int)>;
+
+// One part after the other, in any order.
+void runShuffled(int parts, const Work& work, Random& random) {
+  std::vector<int> order(static_cast<std::size_t>(parts));
+  std::iota(order.begin(), order.end(), 0);
+  for (int i = parts - 1; i > 0; --i) {
+    std::swap(order[static_cast<std::size_t>(i)], order[static_cast<std::size_t>(random.within(0, i))]);
+  }
+  for (const int part : order) work(part);
+}
+
+// All parts at the same time, none on the calling thread.
+void runOnThreads(int parts, const Work& work) {
+  std::vector<std::thread> threads;
+  for (int part = 0; part < parts; ++part) threads.emplace_back(work, part);
+  for (std::thread& thread : threads) thread.join();
+}
+
+// Mostly legal settings, so that most frames reach the last stage.
+TEST(RandomSettings, GiveTheSameBytesOnAnyNumberOfThreads) {
+  Random random(21);
+  std::set<int> parts;
+  const kalvetra::test::LevelRestorer restorer;
+  for (int round = 0; round < 600; ++round) {
+    const int width = random.within(1, 70), height = random.within(1, round % 2 == 0 ? 40 : 300);
+    KeySettings s = randomSettings(random);
+    for (const Parameter& p : kalvetra::kParameters) {
+      if (p.value != nullptr) s.*p.value = std::clamp(s.*p.value, p.minimum, p.maximum);
+    }
+    if (s.view == kKalvetraViewSource) s.view = kKalvetraViewResult;
+    const Bytes frame = randomFrame(width, height, s, random);
+    const auto formatIn = static_cast<kalvetra::PixelFormat>(random.within(0, 2));
+    const auto formatOut = static_cast<kalvetra::PixelFormat>(random.within(0, 2));
+    kalvetra::setCpuLevel(kalvetra::cpuLevels()[static_cast<std::size_t>(round) % kalvetra::cpuLevels().size()]);
+    const auto rendered = [&](const kalvetra::Workers* workers) {
+      Bytes out(frame.size(), 77);
+      kalvetra::render(s, kalvetra::packedFrame(frame.data(), width, height, formatIn),
+                       kalvetra::packedFrame(out.data(), width, height, formatOut), {kalvetra::Scan::Whole, workers});
+      return out;
+    };
+    const Bytes alone = rendered(nullptr);
+    const bool threads = round % 3 == 0;
+    const auto run = [&](int count, const Work& work) {
+      parts.insert(count);
+      threads ? runOnThreads(count, work) : runShuffled(count, work, random);
+    };
+    const kalvetra::Workers workers{random.within(1, 7), run};
+    ASSERT_EQ(alone, rendered(&workers)) << width << " x " << height << " on " << workers.count << ", round " << round;
+  }
+  EXPECT_GT(parts.size(), 7u);  // else no frame was taken apart
 }
 
 }  // namespace
