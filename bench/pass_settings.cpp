@@ -1,6 +1,7 @@
 #include "bench/pass_settings.h"
 
 #include "engine/KalvetraFinalCut.h"
+#include "engine/pixel_formats.h"
 #include "engine/render.h"
 #include "parameters/parameter_table.h"
 #include "sample/test_images.h"
@@ -64,6 +65,19 @@ Setting renderSetting(const KeySettings& s) {
   const bool pointwise = s.smoothBG == 0 && s.deBlocking == 0 && s.edgeContract == 0 && s.edgeBlur == 0;
   const auto run = [s](const Images& i) { renderImages(s, i); };
   return {nameOf(s), run, pointwise};
+}
+
+// On the same picture in another byte order, from that order into that order.
+Setting renderSetting(const KeySettings& s, const char* formatName, PixelFormat format) {
+  const auto run = [s, format](const Images& i) {
+    const auto [width, height] = i.size;
+    const std::size_t rowBytes = static_cast<std::size_t>(width) * kPixelBytes;
+    std::vector<unsigned char> source(rowBytes * static_cast<std::size_t>(height));
+    const Frame input = packedFrame(source.data(), width, height, format);
+    for (int y = 0; y < height; ++y) writeRow(input, y, i.source + static_cast<std::size_t>(y) * rowBytes);
+    render(s, input, packedFrame(i.result, width, height, format));
+  };
+  return {nameOf(s) + " in " + formatName, run};
 }
 
 // All sliders at one end, keyed against the one colour.
@@ -165,7 +179,12 @@ std::vector<Setting> renderSettings() {
     settings.push_back(renderSetting(s));
   }
   Random random(7);
-  for (int bits = 0; bits < kCombinations; ++bits) settings.push_back(renderSetting(combination(bits, random)));
+  for (int bits = 0; bits < kCombinations; ++bits) {
+    const KeySettings s = combination(bits, random);
+    settings.push_back(bits % 3 == 0   ? renderSetting(s, "Rgba8", PixelFormat::Rgba8)
+                       : bits % 3 == 1 ? renderSetting(s, "Bgra8", PixelFormat::Bgra8)
+                                       : renderSetting(s));
+  }
   return settings;
 }
 
