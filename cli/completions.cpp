@@ -2,6 +2,8 @@
 
 #include <functional>
 
+#include "support/shell_quoted.h"
+
 namespace kalvetra {
 
 namespace {
@@ -33,9 +35,6 @@ void walk(const CommandOutline& command, const std::string& path, const See& see
   see(command, path);
   for (const CommandOutline& child : command.commands) walk(child, path + " " + child.name, see);
 }
-
-// For bash and zsh: literally what it says, as one word.
-std::string shellQuoted(const std::string& text) { return "'" + replaced(text, "'", "'\\''") + "'"; }
 
 // --- bash
 

@@ -47,8 +47,4 @@ std::string sentenceOf(const std::exception& error) {
          "); check the name and its permissions";
 }
 
-std::string counted(std::int64_t number, const std::string& noun) {
-  return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
-}
-
 }  // namespace kalvetra

@@ -1,7 +1,6 @@
 // What the command says while it works. All of it goes to stderr.
 #pragma once
 
-#include <cstdint>
 #include <exception>
 #include <string>
 #include <string_view>
@@ -16,8 +15,5 @@ void noteAll(const std::vector<std::string>& sentences);
 
 // What a failure is called: its own words, or those for a file that the system does not let us use.
 std::string sentenceOf(const std::exception& error);
-
-// "1 frame", "2 frames".
-std::string counted(std::int64_t number, const std::string& noun);
 
 }  // namespace kalvetra

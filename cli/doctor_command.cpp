@@ -5,6 +5,7 @@
 #include "cli/commands.h"
 #include "cli/console.h"
 #include "cli/doctor_checks.h"
+#include "support/number_text.h"
 #include "support/shown_text.h"
 #include "support/user_error.h"
 

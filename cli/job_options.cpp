@@ -41,12 +41,6 @@ constexpr std::array<Named<ProgressKind>, 4> kProgressKinds{{{"bar", ProgressKin
                                                              {"plain", ProgressKind::Plain},
                                                              {"json", ProgressKind::Json},
                                                              {"none", ProgressKind::None}}};
-constexpr std::array<Named<ShownView>, 6> kAlsoViews{{{"result", ShownView::Result},
-                                                      {"matte", ShownView::Matte},
-                                                      {"plate", ShownView::Plate},
-                                                      {"status", ShownView::Status},
-                                                      {"source", ShownView::Source},
-                                                      {"comp", ShownView::Composite}}};
 
 void addInputOptions(CLI::App& command, JobOptions& options) {
   const std::string group = "Input";
@@ -89,14 +83,12 @@ void addRangeOptions(CLI::App& command, JobOptions& options) {
 
 void addAlso(JobOptions& options, const std::string& text) {
   const std::size_t equals = text.find('=');
-  for (const auto& view : kAlsoViews) {
-    if (equals == std::string::npos || text.substr(0, equals) != view.name || equals + 1 == text.size()) continue;
-    options.also.emplace_back(view.value, text.substr(equals + 1));
-    return;
+  const std::optional<ShownView> view = findView(text.substr(0, equals));
+  if (!view || equals == std::string::npos || equals + 1 == text.size()) {
+    throw CLI::ValidationError(
+        "--also", "'" + text + "' names no further output; give VIEW=FILE, the view one of " + viewSlugs());
   }
-  throw CLI::ValidationError("--also", "'" + text +
-                                           "' names no further output; give VIEW=FILE, the view one of "
-                                           "result, matte, plate, status, source, comp");
+  options.also.emplace_back(*view, text.substr(equals + 1));
 }
 
 void addOutputOptions(CLI::App& command, JobOptions& options) {
@@ -128,7 +120,7 @@ void addOutputOptions(CLI::App& command, JobOptions& options) {
           [&options](const std::vector<std::string>& texts) {
             for (const std::string& text : texts) addAlso(options, text);
           },
-          "A further output of the same run: VIEW=FILE; views: result, matte, plate, status, source, comp.")
+          "A further output of the same run: VIEW=FILE; views: " + viewSlugs() + ".")
       ->type_name("VIEW=FILE")
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)

@@ -4,6 +4,7 @@
 #include "cli/interrupt.h"
 #include "jobs/auto_settings.h"
 #include "parameters/parameter_value.h"
+#include "support/number_text.h"
 
 namespace kalvetra {
 

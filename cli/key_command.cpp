@@ -12,6 +12,7 @@
 #include "cli/key_options.h"
 #include "jobs/picture_numbers.h"
 #include "media/files/temporary_output.h"
+#include "support/number_text.h"
 #include "support/user_error.h"
 
 namespace kalvetra {

@@ -19,8 +19,8 @@ namespace kalvetra {
 
 namespace {
 
-constexpr const char* kGroup = "Key";                                  // heading in --help and the manual
-constexpr std::string_view kOwnViews[] = {"plate", "status", "comp"};  // from ShownView::Plate on
+constexpr const char* kGroup = "Key";                  // heading in --help and the manual
+constexpr ShownView kFirstOwnView = ShownView::Plate;  // those before it are the setting's
 
 const Parameter& colorParameter() { return *findParameter("key-color"); }
 const Parameter& viewParameter() { return *findParameter("view"); }
@@ -28,10 +28,9 @@ const Parameter& viewParameter() { return *findParameter("view"); }
 std::string optionName(const Parameter& p) { return "--" + std::string(p.slug); }
 
 bool takeOwnView(const std::string& text, KeyChoice& choice) {
-  const auto* const found = std::find(std::begin(kOwnViews), std::end(kOwnViews), text);
-  if (found == std::end(kOwnViews)) return false;
-  const auto index = static_cast<int>(found - std::begin(kOwnViews));
-  choice.ownView = static_cast<ShownView>(static_cast<int>(ShownView::Plate) + index);
+  const std::optional<ShownView> view = findView(text);
+  if (!view || *view < kFirstOwnView) return false;
+  choice.ownView = view;
   return true;
 }
 
@@ -49,9 +48,8 @@ Grammar grammarOf(const Parameter& p, KeyChoice& choice, bool withOwnViews) {
   }
   const std::string complaint = " is not among its values";
   if (p.kind == ParameterKind::Popup && withOwnViews) {
-    std::string values = valueRange(p);
-    for (const std::string_view view : kOwnViews) values += ", " + std::string(view);
-    return {values, complaint, [&choice](const std::string& text) { return takeOwnView(text, choice); }};
+    return {valueRange(p) + ", " + viewSlugs(kFirstOwnView), complaint,
+            [&choice](const std::string& text) { return takeOwnView(text, choice); }};
   }
   return {valueRange(p), complaint, [](const std::string&) { return false; }};
 }

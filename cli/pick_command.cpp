@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -15,6 +14,7 @@
 #include "media/input/reader.h"
 #include "parameters/parameter_manual.h"
 #include "parameters/parameter_value.h"
+#include "support/number_text.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -57,8 +57,6 @@ std::string twoDigits(double value) {
   std::snprintf(text, sizeof text, "%.2f", value);
   return text;
 }
-
-double rounded(double value) { return std::round(value * 1000.0) / 1000.0; }
 
 void printLine(const std::string& name, const std::string& value, const std::string& reason = {}) {
   std::printf("%-18s %s%s%s\n", name.c_str(), value.c_str(), reason.empty() ? "" : "  ", reason.c_str());

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/console.h"
+#include "support/number_text.h"
 #include "support/shown_text.h"
 
 namespace kalvetra {

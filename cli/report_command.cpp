@@ -15,6 +15,7 @@
 #include "cli/interrupt.h"
 #include "cli/matte_reader.h"
 #include "cli/progress.h"
+#include "support/number_text.h"
 #include "support/shown_text.h"
 #include "support/user_error.h"
 

@@ -1,24 +1,15 @@
 #include "compositing/background.h"
 
-#include <charconv>
 #include <filesystem>
 
+#include "support/number_text.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
 
 namespace {
 
-// 0xrrggbb of "#rrggbb".
-std::optional<unsigned int> colorOf(const std::string& text) {
-  if (text.size() != 7 || text[0] != '#') return std::nullopt;
-  unsigned int value = 0;
-  const auto [end, error] = std::from_chars(text.data() + 1, text.data() + 7, value, 16);
-  if (error != std::errc() || end != text.data() + 7) return std::nullopt;
-  return value;
-}
-
-std::shared_ptr<const Image> uniform(unsigned int color, int width, int height) {
+std::shared_ptr<const Image> uniform(int color, int width, int height) {
   auto image = std::make_shared<Image>(width, height);
   const unsigned char pixel[4]{255, static_cast<unsigned char>(color >> 16), static_cast<unsigned char>(color >> 8),
                                static_cast<unsigned char>(color)};
@@ -30,7 +21,7 @@ std::shared_ptr<const Image> uniform(unsigned int color, int width, int height) 
 
 Background::Background(const std::string& text, const PictureFormat& clip, OverEnd end, int threads,
                        const std::atomic<bool>& stop) {
-  const std::optional<unsigned int> color = colorOf(text);
+  const std::optional<int> color = parseHexColor(text);
   if (color) {
     color_ = uniform(*color, clip.width, clip.height);
     return;

@@ -61,10 +61,4 @@ Proposal proposeSettings(const std::string& input, const SourceOptions& source, 
   return std::move(*proposal);
 }
 
-std::string hexColor(int red, int green, int blue) {
-  char text[8];
-  std::snprintf(text, sizeof text, "#%02x%02x%02x", red & 255, green & 255, blue & 255);
-  return text;
-}
-
 }  // namespace kalvetra

@@ -27,7 +27,4 @@ FoundBackdrop findBackdrop(const std::string& input, const SourceOptions& source
 Proposal proposeSettings(const std::string& input, const SourceOptions& source, std::optional<int> keyColor,
                          int threads, const std::atomic<bool>& stop, int frames = kSampledFrames);
 
-// "#2da54b"; each 0..255.
-std::string hexColor(int red, int green, int blue);
-
 }  // namespace kalvetra

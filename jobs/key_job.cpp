@@ -19,6 +19,7 @@
 #include "media/output/clip_movie.h"
 #include "media/output/hash_sink.h"
 #include "support/interrupted.h"
+#include "support/number_text.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -27,10 +28,6 @@ namespace {
 
 // Pictures after which a resumable job is made safe: what a crash can cost.
 constexpr std::size_t kSegmentFrames = 60;
-
-std::string counted(std::int64_t number, const std::string& noun) {
-  return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
-}
 
 class Run {
  public:

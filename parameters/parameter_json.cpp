@@ -2,11 +2,39 @@
 
 #include <nlohmann/json.hpp>
 
+#include "parameters/look_version.h"
 #include "parameters/parameter_value.h"
 
 namespace kalvetra {
 
 using Json = nlohmann::ordered_json;
+
+namespace {
+
+const char* kindName(ParameterKind kind) {
+  constexpr const char* names[]{"group", "popup", "color", "toggle", "slider"};
+  return names[static_cast<int>(kind)];
+}
+
+Json describe(const Parameter& p) {
+  Json row{{"id", p.id}, {"slug", p.slug}, {"kind", kindName(p.kind)}};
+  row["label"] = displayName(p.nameKey);
+  row["group"] = groupsOf(p);
+  if (p.kind == ParameterKind::IntSlider) row["range"] = {p.minimum, p.maximum};
+  if (p.kind == ParameterKind::Color) row["values"] = "#rrggbb";
+  if (p.kind == ParameterKind::Toggle || p.kind == ParameterKind::Popup) {
+    for (int value = p.minimum; value <= p.maximum; ++value) row["values"].push_back(jsonOf(p, value));
+  }
+  if (p.kind == ParameterKind::Popup) {
+    for (const MenuEntry& entry : kViewEntries) row["labels"].push_back(displayName(entry.nameKey));
+  }
+  row["default"] = jsonOf(p, p.defaultValue);
+  row["depends-on"] = p.toggle != 0 ? Json(findParameter(p.toggle)->slug) : Json();
+  row["help"] = p.help;
+  return row;
+}
+
+}  // namespace
 
 Json jsonOf(const Parameter& p, int value) {
   if (p.kind == ParameterKind::Toggle) return value != 0;
@@ -34,6 +62,22 @@ std::optional<std::int64_t> wholeNumberIn(const Json& json, std::int64_t lowest,
   }
   const auto number = json.get<std::int64_t>();
   return number >= lowest && number <= highest ? std::optional(number) : std::nullopt;
+}
+
+std::vector<std::string> groupsOf(const Parameter& p) {
+  std::vector<std::string> names;
+  for (const Parameter* group = findParameter(p.group); group != nullptr; group = findParameter(group->group)) {
+    names.insert(names.begin(), std::string(displayName(group->nameKey)));
+  }
+  return names;
+}
+
+Json describeParameters() {
+  Json rows = Json::array();
+  for (const Parameter& p : kParameters) {
+    if (p.kind != ParameterKind::Group) rows.push_back(describe(p));
+  }
+  return {{"look", kLookVersion}, {"parameters", rows}};
 }
 
 }  // namespace kalvetra

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "parameters/parameter_table.h"
 
@@ -18,5 +20,13 @@ std::optional<int> valueOfJson(const Parameter& parameter, const nlohmann::order
 // The whole number in lowest..highest, nothing when it is none.
 std::optional<std::int64_t> wholeNumberIn(const nlohmann::ordered_json& json, std::int64_t lowest,
                                           std::int64_t highest);
+
+// The names of the groups around a parameter, outermost first.
+std::vector<std::string> groupsOf(const Parameter& parameter);
+
+// The whole table: {"look": the look's version, "parameters": [...]}. A parameter has id, slug, kind (popup, color,
+// toggle or slider), label (its name in hosts), group (as groupsOf), range ([lowest, highest] for sliders) or values,
+// labels (of a popup's values), default, depends-on (the slug of a toggle, or null) and help.
+nlohmann::ordered_json describeParameters();
 
 }  // namespace kalvetra

@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <vector>
 
-#include "parameters/look_version.h"
 #include "parameters/parameter_json.h"
 #include "parameters/parameter_value.h"
 
@@ -12,22 +10,10 @@ namespace kalvetra {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 std::string fullHelp(const Parameter& p) {
   std::string help(p.help);
   if (p.toggle != 0) help += " Counts while " + std::string(findParameter(p.toggle)->slug) + " is on.";
   return help;
-}
-
-// The names of the groups around a parameter, outermost first.
-std::vector<std::string> groupsOf(const Parameter& p) {
-  std::vector<std::string> names;
-  for (const Parameter* group = findParameter(p.group); group != nullptr; group = findParameter(group->group)) {
-    const std::string_view key = group->nameKey;
-    names.insert(names.begin(), std::string(key.substr(key.find("::") + 2)));
-  }
-  return names;
 }
 
 // "Basic: Edge Blur Group"
@@ -42,25 +28,6 @@ std::string padded(std::string text, std::size_t width) {
   return text + "  ";
 }
 
-const char* kindName(ParameterKind kind) {
-  constexpr const char* names[]{"group", "popup", "color", "toggle", "slider"};
-  return names[static_cast<int>(kind)];
-}
-
-Json describe(const Parameter& p) {
-  Json row{{"id", p.id}, {"slug", p.slug}, {"kind", kindName(p.kind)}, {"group", groupsOf(p)}};
-  if (p.kind == ParameterKind::IntSlider) row["range"] = {p.minimum, p.maximum};
-  if (p.kind == ParameterKind::Color) row["values"] = "#rrggbb";
-  if (p.kind == ParameterKind::Toggle || p.kind == ParameterKind::Popup) {
-    row["values"] = Json::array();
-    for (int value = p.minimum; value <= p.maximum; ++value) row["values"].push_back(jsonOf(p, value));
-  }
-  row["default"] = jsonOf(p, p.defaultValue);
-  row["depends-on"] = p.toggle != 0 ? Json(findParameter(p.toggle)->slug) : Json();
-  row["help"] = p.help;
-  return row;
-}
-
 }  // namespace
 
 std::string valueRange(const Parameter& parameter) {
@@ -71,7 +38,9 @@ std::string valueRange(const Parameter& parameter) {
       return "#rrggbb, r,g,b (0..255)";
     case ParameterKind::Popup: {
       std::string entries;
-      for (const MenuEntry& entry : kViewEntries) entries += (entries.empty() ? "" : ", ") + std::string(entry.slug);
+      for (int value = parameter.minimum; value <= parameter.maximum; ++value) {
+        entries += (entries.empty() ? "" : ", ") + valueText(parameter, value);
+      }
       return entries;
     }
     default:
@@ -111,12 +80,6 @@ std::string parametersAsText() {
   return text;
 }
 
-std::string parametersAsJson() {
-  Json rows = Json::array();
-  for (const Parameter& p : kParameters) {
-    if (p.kind != ParameterKind::Group) rows.push_back(describe(p));
-  }
-  return Json{{"look", kLookVersion}, {"parameters", rows}}.dump(2) + "\n";
-}
+std::string parametersAsJson() { return describeParameters().dump(2) + "\n"; }
 
 }  // namespace kalvetra

@@ -19,9 +19,7 @@ std::string parametersAsMarkdown();
 // For a terminal: aligned columns below the names of the groups, newline-terminated.
 std::string parametersAsText();
 
-// For programs: {"look": the look's version, "parameters": [...]}, newline-terminated. A parameter has id, slug, kind
-// (popup, color, toggle or slider), group (the names of those around it, outermost first), range ([lowest, highest]
-// for sliders) or values, default, depends-on (the slug of a toggle, or null) and help.
+// For programs, see describeParameters; newline-terminated.
 std::string parametersAsJson();
 
 }  // namespace kalvetra

@@ -3,30 +3,26 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
+
+#include "support/number_text.h"
 
 namespace kalvetra {
 
 namespace {
 
 // All of `text` as a number.
-std::optional<int> parseNumber(std::string_view text, int base) {
+std::optional<int> parseNumber(std::string_view text) {
   int value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
   return value;
-}
-
-std::optional<int> parseHexColor(std::string_view text) {
-  if (text.size() != 7 || text[1] == '-') return std::nullopt;
-  return parseNumber(text.substr(1), 16);
 }
 
 std::optional<int> parseDecimalColor(std::string_view text) {
   std::array<int, 3> parts{};
   for (std::size_t i = 0; i < 3; ++i) {
     const std::size_t comma = std::min(text.find(','), text.size());
-    const std::optional<int> part = parseNumber(text.substr(0, comma), 10);
+    const std::optional<int> part = parseNumber(text.substr(0, comma));
     const bool last = comma == text.size();
     if (!part || *part < 0 || *part > 255 || last != (i == 2)) return std::nullopt;
     parts[i] = *part;
@@ -43,7 +39,7 @@ std::optional<int> parseEntry(std::string_view text) {
 }
 
 std::optional<int> parseSlider(const Parameter& p, std::string_view text) {
-  const std::optional<int> value = parseNumber(text, 10);
+  const std::optional<int> value = parseNumber(text);
   return value && *value >= p.minimum && *value <= p.maximum ? value : std::nullopt;
 }
 
@@ -71,9 +67,8 @@ std::string valueText(const Parameter& p, int value) {
   if (p.kind == ParameterKind::Toggle) return value != 0 ? "on" : "off";
   if (p.kind == ParameterKind::Popup) return std::string(kViewEntries[static_cast<std::size_t>(value)].slug);
   if (p.kind != ParameterKind::Color) return std::to_string(value);
-  char text[8];
-  std::snprintf(text, sizeof text, "#%06x", static_cast<unsigned>(value & 0xffffff));
-  return text;
+  const std::array<int, 3> parts = colorParts(value);
+  return hexColor(parts[0], parts[1], parts[2]);
 }
 
 std::optional<int> parseValue(const Parameter& p, std::string_view text) {

@@ -1,16 +1,9 @@
 #include "preview/api/answers.h"
 
-#include <cmath>
-
 #include "jobs/auto_settings.h"
+#include "support/number_text.h"
 
 namespace kalvetra {
-
-namespace {
-
-double rounded(double value) { return std::round(value * 1000.0) / 1000.0; }
-
-}  // namespace
 
 Answer jsonAnswer(const Json& json) {
   Answer answer;

@@ -1,19 +1,13 @@
 #include "preview/api/clip_requests.h"
 
-#include <array>
-#include <utility>
-
 #include "media/files/numbered_name.h"
 #include "preview/export/plain_name.h"
+#include "support/number_text.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
 
 namespace {
-
-bool isColor(const std::string& text) {
-  return text.size() == 7 && text[0] == '#' && text.find_first_not_of("0123456789abcdefABCDEF", 1) == std::string::npos;
-}
 
 bool has(const Json& body, const char* name) {
   const auto found = body.find(name);
@@ -39,8 +33,8 @@ KeyJob clipJob(const PreviewOptions& options) {
 ClipRange rangeIn(const Json& body, std::int64_t frames) {
   const std::int64_t start = wholeNumber(body, "start", 0, kLastKeyframe, 0);
   const std::int64_t end = wholeNumber(body, "end", 0, kLastKeyframe, kLastKeyframe);
-  if (end <= start) throw UserError("the range is empty; its end is the first frame behind it");
-  if (frames > 0 && start >= frames) throw UserError("the range begins behind the clip's last frame");
+  if (end <= start) throw UserError("the range is empty; its end is the first frame after it");
+  if (frames > 0 && start >= frames) throw UserError("the range begins after the clip's last frame");
   ClipRange range;
   if (start > 0) range.start = Position{true, 0.0, start};
   if (end < (frames > 0 ? frames : kLastKeyframe)) range.end = Position{true, 0.0, end};
@@ -48,24 +42,15 @@ ClipRange rangeIn(const Json& body, std::int64_t frames) {
 }
 
 ShownView viewIn(const Json& body) {
-  constexpr std::array<std::pair<const char*, ShownView>, 6> kViews{{{"source", ShownView::Source},
-                                                                     {"matte", ShownView::Matte},
-                                                                     {"result", ShownView::Result},
-                                                                     {"plate", ShownView::Plate},
-                                                                     {"status", ShownView::Status},
-                                                                     {"composite", ShownView::Composite}}};
-  const std::string name = text(body, "view");
-  for (const auto& [known, view] : kViews) {
-    if (name == known) return view;
-  }
-  throw UserError("\"view\" is none of source, matte, result, plate, status and composite");
+  if (const std::optional<ShownView> view = findView(text(body, "view"))) return *view;
+  throw UserError("\"view\" is none of " + viewSlugs());
 }
 
 std::string overIn(const Json& body, const PreviewContext& context) {
   const auto found = body.find("over");
   if (found != body.end() && found->is_object()) return context.backgroundFile(text(*found, "file"));
   const std::string color = text(body, "over");
-  if (!isColor(color)) throw UserError(R"("over" is neither a colour #rrggbb nor {"file": name})");
+  if (!parseHexColor(color)) throw UserError(R"("over" is neither a colour #rrggbb nor {"file": name})");
   return color;
 }
 

@@ -1,11 +1,11 @@
 // What the clip is, and what can be set.
 #include <filesystem>
 
+#include "jobs/shown_view.h"
 #include "media/output/delivery.h"
 #include "media/pixels/upright.h"
 #include "parameters/look_version.h"
 #include "parameters/parameter_json.h"
-#include "parameters/parameter_value.h"
 #include "preview/api/answers.h"
 #include "preview/api/clip_requests.h"
 #include "preview/api/preview_context.h"
@@ -79,6 +79,12 @@ Json codecsFor(std::int64_t frames) {
   return all;
 }
 
+Json viewsAsJson() {
+  Json all = Json::array();
+  for (const ViewName& name : kViewNames) all.push_back({{"slug", name.slug}, {"label", name.label}});
+  return all;
+}
+
 Json describeClip(PreviewContext& context) {
   const PictureFormat format = uprightFormat(context.clip.format());
   const std::filesystem::path path(context.options.input), background(context.options.background);
@@ -96,43 +102,8 @@ Json describeClip(PreviewContext& context) {
   if (!background.empty()) json["background"] = background.filename().string();
   if (context.pick().found) json["pick"] = asJson(context.pick().found->color);
   json["settings"] = settingsAsJson(context.initialSettings());
+  json["views"] = viewsAsJson();
   json["deliveries"] = deliveriesFor(frames);
-  return json;
-}
-
-const char* kindName(ParameterKind kind) {
-  switch (kind) {
-    case ParameterKind::Group:
-      return "group";
-    case ParameterKind::Popup:
-      return "popup";
-    case ParameterKind::Color:
-      return "color";
-    case ParameterKind::Toggle:
-      return "toggle";
-    case ParameterKind::IntSlider:
-      break;
-  }
-  return "slider";
-}
-
-Json describeParameter(const Parameter& p) {
-  Json json{{"id", p.id}, {"kind", kindName(p.kind)}, {"group", p.group}, {"slug", std::string(p.slug)}};
-  json["label"] = std::string(displayName(p.nameKey));
-  if (p.kind != ParameterKind::Group) json["default"] = jsonOf(p, valueIn(defaultSettings(), p));
-  json["minimum"] = p.minimum;
-  json["maximum"] = p.maximum;
-  json["toggle"] = nullptr;
-  if (p.toggle != 0) json["toggle"] = std::string(findParameter(p.toggle)->slug);
-  json["help"] = std::string(p.help);
-  json["entries"] = Json::array();
-  json["entryLabels"] = Json::array();
-  if (p.kind == ParameterKind::Popup) {
-    for (const MenuEntry& entry : kViewEntries) {
-      json["entries"].push_back(std::string(entry.slug));
-      json["entryLabels"].push_back(std::string(displayName(entry.nameKey)));
-    }
-  }
   return json;
 }
 
@@ -140,11 +111,7 @@ Json describeParameter(const Parameter& p) {
 
 void addClipRoutes(Routes& routes, PreviewContext& context) {
   routes.get("api/clip", [&context](const Request&) { return jsonAnswer(describeClip(context)); });
-  routes.get("api/parameters", [](const Request&) {
-    Json all = Json::array();
-    for (const Parameter& p : kParameters) all.push_back(describeParameter(p));
-    return jsonAnswer({{"parameters", all}});
-  });
+  routes.get("api/parameters", [](const Request&) { return jsonAnswer(describeParameters()); });
 }
 
 }  // namespace kalvetra

@@ -1,21 +1,15 @@
 // The chroma wheel.
-#include <cmath>
-
-#include "jobs/auto_settings.h"
 #include "preview/api/answers.h"
 #include "preview/api/preview_context.h"
 #include "preview/api/request_json.h"
 #include "preview/clip/chroma_wheel.h"
+#include "support/number_text.h"
 
 namespace kalvetra {
 
 namespace {
 
-// Three digits behind the point are more than a picture shows.
-Json pair(Chroma c) {
-  const auto rounded = [](float v) { return std::round(static_cast<double>(v) * 1000.0) / 1000.0; };
-  return {rounded(c.I), rounded(c.Q)};
-}
+Json pair(Chroma c) { return {rounded(c.I), rounded(c.Q)}; }
 
 Json linesAsJson(const KeyLines& lines) {
   const auto line = [&](const char* name, Chroma direction) {

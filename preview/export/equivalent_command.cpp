@@ -54,10 +54,9 @@ Words settingWords(const KeySettings& settings) {
 
 // A preset may name another view than the one that is wanted.
 Words viewWords(const KeyJob& job, bool hasPreset) {
-  static const char* const names[] = {"source", "matte", "result", "plate", "status", "comp"};
   if (job.animatedView) return {};
   if (job.mainView == ShownView::Result && !hasPreset) return {};
-  return {"--view", names[static_cast<std::size_t>(job.mainView)]};
+  return {"--view", std::string(slugOf(job.mainView))};
 }
 
 Words rangeWords(const ClipRange& range) {

@@ -75,7 +75,7 @@ async function start() {
   const timed = (milliseconds) => { byId('timing').textContent = `${Math.round(milliseconds)} ms`; };
   const viewer = new Viewer(state, {fail: tellError, timed});
   const viewBar = new ViewBar(state, viewer);
-  new Controls(state, parameters);
+  new Controls(state);
   const exporter = new Export(state);
   const parts = {
     state, viewer, timeline: new Timeline(state), player: new Player(state), eyedropper: new Eyedropper(state, viewer),

@@ -1,61 +1,73 @@
-// The controls, made from the parameter table: groups, toggles, sliders.
+// The controls, made from the parameter table: groups, toggles, popups, sliders.
 
 import {byId, make} from './dom.js';
 import {SliderRow} from './slider_row.js';
 import {heading} from './state.js';
 import {shown} from './values.js';
 
-const kElsewhere = new Set(['popup', 'color']);  // the view and the key colour have places of their own
+const kElsewhere = new Set(['view', 'key-color']);  // the view and the key colour have places of their own
 
-class ToggleRow {
-  #box;
+// A toggle's checkbox, or the list of a popup's entries.
+class ChoiceRow {
+  #field;
 
   constructor(state, parameter, name) {
-    const {slug, label, help, default: standard} = parameter;
-    this.#box = make('input', {type: 'checkbox', id: `set-${slug}`, 'aria-label': name});
+    const {slug, kind, label, help, default: standard} = parameter;
+    const chosen = kind === 'toggle' ? 'checked' : 'value';
+    this.#field = this.#makeField(parameter, name);
     const title = `${help}\nDefault: ${shown(standard)}. Double click resets.`;
     this.element = make('div', {className: 'toggle-row', title},
-                        make('label', {htmlFor: `set-${slug}`}, this.#box, label), make('span', {className: 'mark'}));
-    this.#box.onchange = (event) =>
-      state.change({[slug]: this.#box.checked}, {merge: slug, time: event.timeStamp});
+                        make('label', {htmlFor: `set-${slug}`}, this.#field, label), make('span', {className: 'mark'}));
+    this.#field.onchange = (event) =>
+      state.change({[slug]: this.#field[chosen]}, {merge: slug, time: event.timeStamp});
     this.element.ondblclick = () => state.change({[slug]: standard}, {merge: slug});
     this.follow = () => {
-      this.#box.checked = state.value(slug);
+      this.#field[chosen] = state.value(slug);
       this.element.classList.toggle('changed', state.value(slug) !== standard);
       this.element.classList.toggle('animated', state.animated(slug));
     };
+  }
+
+  #makeField({slug, kind, values, labels}, name) {
+    const common = {id: `set-${slug}`, 'aria-label': name};
+    if (kind === 'toggle') return make('input', {type: 'checkbox', ...common});
+    return make('select', common, ...values.map((value, at) => make('option', {value, textContent: labels[at]})));
   }
 }
 
 export class Controls {
   #rows = [];
 
-  // `table` is what api/parameters answers, groups before what they hold.
-  constructor(state, table) {
-    const holders = new Map([[0, byId('controls')]]);
-    for (const parameter of table) {
-      if (parameter.kind === 'group') this.#addGroup(parameter, holders, table);
-      else if (!kElsewhere.has(parameter.kind)) this.#addRow(state, parameter, holders);
+  #sections = new Map();  // by the names of the groups, outermost first
+
+  constructor(state) {
+    for (const parameter of state.parameters) {
+      if (!kElsewhere.has(parameter.slug)) this.#addRow(state, parameter);
     }
     const follow = () => this.#rows.forEach((row) => row.follow());
     state.on('settings frame', follow);
     follow();
   }
 
-  // A group that begins with a toggle needs no heading of its own: the toggle names it.
-  #addGroup({id, group, label}, holders, table) {
-    const element = make('section', {className: 'group', 'aria-label': heading(label)});
-    const first = table.find((parameter) => parameter.group === id);
-    if (first?.kind !== 'toggle') element.append(make('h2', {}, heading(label)));
-    holders.get(group).append(element);
-    holders.set(id, element);
+  // Where the controls of a group stand. A group that begins with a toggle needs no heading: the toggle names it.
+  #sectionOf(group, firstKind) {
+    if (group.length === 0) return byId('controls');
+    const key = group.join('/');
+    if (!this.#sections.has(key)) {
+      const name = heading(group.at(-1));
+      const section = make('section', {className: 'group', 'aria-label': name});
+      if (firstKind !== 'toggle') section.append(make('h2', {}, name));
+      this.#sectionOf(group.slice(0, -1), 'group').append(section);
+      this.#sections.set(key, section);
+    }
+    return this.#sections.get(key);
   }
 
-  #addRow(state, parameter, holders) {
+  #addRow(state, parameter) {
     const name = state.names.get(parameter.slug);
-    const row = parameter.kind === 'toggle' ? new ToggleRow(state, parameter, name)
-                                            : new SliderRow(state, parameter, name);
-    holders.get(parameter.group).append(row.element);
+    const row = parameter.kind === 'slider' ? new SliderRow(state, parameter, name)
+                                            : new ChoiceRow(state, parameter, name);
+    this.#sectionOf(parameter.group, parameter.kind).append(row.element);
     this.#rows.push(row);
   }
 }

@@ -5,12 +5,11 @@ import {open, outcome} from './dialogs.js';
 import {byId, make, percent, sizeText} from './dom.js';
 import {tell, tellError} from './message.js';
 import {SizeNote} from './size_note.js';
-import {kViewNames} from './viewer.js';
+import {kComposite} from './state.js';
 
 const kAskAgain = 300;  // milliseconds
 const kAskLostAgain = 3000;  // where it gave no answer
 const kPlain = '#808080';  // the background where only a checkerboard was chosen
-const kViews = ['result', 'matte', 'status', 'plate', 'source'];
 
 function timeLeft(seconds) {
   const whole = Math.max(0, Math.round(seconds));
@@ -83,9 +82,9 @@ export class Export {
     const options = (key) => this.#kinds.flatMap((kind, at) => (kind.key === key ? [option(kind, at)] : []));
     byId('export-kind').append(make('optgroup', {label: 'For'}, ...options('delivery')),
                                make('optgroup', {label: 'Codec'}, ...options('codec')));
-    byId('export-view').append(
-        ...kViews.map((view) => make('option', {value: view, textContent: kViewNames[view]})),
-        make('option', {value: 'composite', textContent: 'Result over the background'}));
+    const views = [...this.#state.viewNames].map(([value, textContent]) => make('option', {value, textContent}));
+    byId('export-view').append(...views);
+    byId('export-view').value = 'result';
     byId('export-name').value = `${this.#state.clip.stem ?? this.#state.clip.name.replace(/\.[^.]*$/, '')}-keyed`;
     byId('export-kind').onchange = () => this.#fitName();
     this.#fitName();
@@ -104,7 +103,7 @@ export class Export {
     const {settings, range, over} = this.#state;
     const {key, slug} = this.#kind;
     const view = byId('export-view').value;
-    const background = view === 'composite' ? {over: over === 'checkerboard' ? kPlain : over} : {};
+    const background = view === kComposite ? {over: over === 'checkerboard' ? kPlain : over} : {};
     const partial = byId('export-partial').checked ? {keepPartial: true} : {};
     return {settings, ...range, [key]: slug, view, ...background, ...partial};
   }

@@ -2,8 +2,6 @@
 
 import {anyOpen, open} from './dialogs.js';
 import {byId, make} from './dom.js';
-import {kViews} from './state.js';
-import {kViewNames} from './viewer.js';
 
 const kTextFields = 'input[type=text], input[type=number], textarea';
 const kOfBrowsers = ['Ctrl+s', 'Ctrl+e'];  // which would do something else in a dialog
@@ -19,7 +17,8 @@ function tableOf({state, viewer, timeline, player, eyedropper, keyColor, proposa
   const toggleLayout = (layout) => state.show({layout: state.layout === layout ? 'single' : layout});
   return {
     'Views': [
-      ...kViews.map((view, at) => [[`${at + 1}`], `${at + 1}`, kViewNames[view], () => state.show({view})]),
+      ...state.views.map((view, at) =>
+        [[`${at + 1}`], `${at + 1}`, state.viewNames.get(view), () => state.show({view})]),
       [['w'], 'W', 'Wipe between two views', () => toggleLayout('wipe')],
       [['s'], 'S', 'Two views side by side', () => toggleLayout('side')],
       [['f'], 'F', 'Fit the picture', () => viewer.fit()],

@@ -13,12 +13,12 @@ export class SliderRow {
   #presses = [0, 0];  // when the last two were
 
   constructor(state, parameter, name) {
-    const {slug, label, minimum: min, maximum: max, help, default: standard} = parameter;
+    const {slug, label, range: [min, max], help, default: standard} = parameter;
     this.#state = state;
     this.#parameter = parameter;
-    const range = {min, max, step: 1};
-    this.#slider = make('input', {type: 'range', id: `set-${slug}`, ...range, 'aria-label': name});
-    this.#number = make('input', {type: 'number', id: `number-${slug}`, ...range, 'aria-label': `${name}, number`});
+    const limits = {min, max, step: 1};
+    this.#slider = make('input', {type: 'range', id: `set-${slug}`, ...limits, 'aria-label': name});
+    this.#number = make('input', {type: 'number', id: `number-${slug}`, ...limits, 'aria-label': `${name}, number`});
     const title = `${label}: ${help}\n${min} to ${max}, default ${standard}. Double click resets.`;
     this.element = make('div', {className: 'slider-row', title}, make('label', {htmlFor: `set-${slug}`}, label),
                         make('span', {className: 'track-of'}, this.#slider, make('i', {className: 'standard'})),
@@ -28,8 +28,8 @@ export class SliderRow {
   }
 
   #share(value) {
-    const {minimum, maximum} = this.#parameter;
-    return (value - minimum) / (maximum - minimum);
+    const [lowest, highest] = this.#parameter.range;
+    return (value - lowest) / (highest - lowest);
   }
 
   #listen(standard) {
@@ -58,9 +58,8 @@ export class SliderRow {
   }
 
   #enter(event) {
-    const {minimum, maximum} = this.#parameter;
     const value = Math.round(this.#number.valueAsNumber);
-    if (Number.isFinite(value)) this.#set(clamp(value, minimum, maximum), event);
+    if (Number.isFinite(value)) this.#set(clamp(value, ...this.#parameter.range), event);
     this.follow();
   }
 
@@ -71,9 +70,9 @@ export class SliderRow {
     if (!direction || event.ctrlKey || event.metaKey || event.altKey) return;
     if (event.target === this.#number && sideways) return;  // moves the text cursor
     event.preventDefault();
-    const {slug, minimum, maximum} = this.#parameter;
+    const {slug, range} = this.#parameter;
     const value = this.#state.value(slug) + direction * (event.shiftKey ? kCoarse : 1);
-    this.#set(clamp(value, minimum, maximum), event, {moving: true});
+    this.#set(clamp(value, ...range), event, {moving: true});
   }
 
   // The two clicks may have moved the slider: one step of the history with them.
@@ -85,7 +84,7 @@ export class SliderRow {
 
   // Shows the value at the current frame.
   follow() {
-    const {slug, toggle, default: standard} = this.#parameter;
+    const {slug, 'depends-on': toggle, default: standard} = this.#parameter;
     const value = this.#state.value(slug);
     const off = Boolean(toggle) && !this.#state.value(toggle);
     this.#slider.value = value;

@@ -11,17 +11,14 @@ import {clamp} from './dom.js';
 import {History} from './history.js';
 import {isAnimated, same, shown, valueAt} from './values.js';
 
-export const kViews = ['source', 'matte', 'result', 'plate', 'status'];
+// The view that the background belongs to: what is shown for the result over a colour or a file.
+export const kComposite = 'comp';
 
-// Slug -> the control's name with its group: several are only “blue”. A group's own word is left out: “Edge Blur Group”
-// reads “Edge Blur”.
-function namesOf(parameters) {
-  const groups = new Map(parameters.filter(({kind}) => kind === 'group').map(({id, label}) => [id, heading(label)]));
-  const nameOf = ({label, group}) => (groups.has(group) ? `${groups.get(group)}: ${label}` : label);
-  return new Map(parameters.map((parameter) => [parameter.slug, nameOf(parameter)]));
-}
+// A group's own word is left out: “Edge Blur Group” reads “Edge Blur”.
+export const heading = (group) => group.replace(/ Group$/, '');
 
-export const heading = (label) => label.replace(/ Group$/, '');
+// A control's name with its group: several are only “blue”.
+const nameOf = ({label, group}) => (group.length > 0 ? `${heading(group.at(-1))}: ${label}` : label);
 
 export class State {
   #listeners = new Map();
@@ -30,9 +27,11 @@ export class State {
 
   constructor(clip, parameters) {
     this.clip = clip;
-    this.parameters = parameters.filter((parameter) => parameter.kind !== 'group');
-    this.names = namesOf(parameters);
-    this.bySlug = new Map(this.parameters.map((parameter) => [parameter.slug, parameter]));
+    this.parameters = parameters;
+    this.viewNames = new Map(clip.views.map(({slug, label}) => [slug, label]));
+    this.views = [...this.viewNames.keys()].filter((slug) => slug !== kComposite);  // that can be chosen by themselves
+    this.names = new Map(parameters.map((parameter) => [parameter.slug, nameOf(parameter)]));
+    this.bySlug = new Map(parameters.map((parameter) => [parameter.slug, parameter]));
     this.defaults = Object.fromEntries(this.parameters.map(({slug, default: value}) => [slug, value]));
     const first = {...this.defaults, ...clip.settings};
     this.#slots = {A: first, B: first};

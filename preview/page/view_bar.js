@@ -1,8 +1,6 @@
 // The bar over the picture: which views, how arranged, over what, how large.
 
 import {byId, make} from './dom.js';
-import {kViews} from './state.js';
-import {kViewNames} from './viewer.js';
 
 const kLayouts = ['single', 'wipe', 'side'];
 
@@ -26,12 +24,12 @@ export class ViewBar {
   }
 
   #makeViews() {
-    const {second} = this.#state;
-    byId('views').append(...kViews.map((name, at) => make('button', {
-      id: `view-${name}`, type: 'button', textContent: kViewNames[name], title: `${kViewNames[name]} (${at + 1})`,
+    const {second, views, viewNames} = this.#state;
+    byId('views').append(...views.map((name, at) => make('button', {
+      id: `view-${name}`, type: 'button', textContent: viewNames.get(name), title: `${viewNames.get(name)} (${at + 1})`,
       onclick: () => this.#state.show({view: name}),
     })));
-    byId('second').append(...kViews.map((name) => make('option', {value: name, textContent: kViewNames[name]})));
+    byId('second').append(...views.map((name) => make('option', {value: name, textContent: viewNames.get(name)})));
     Object.assign(byId('second'), {value: second, onchange: ({target}) => this.#state.show({second: target.value})});
   }
 
@@ -50,8 +48,8 @@ export class ViewBar {
   }
 
   #follow() {
-    const {view, second, layout, over} = this.#state;
-    for (const name of kViews) byId(`view-${name}`).setAttribute('aria-pressed', name === view);
+    const {view, second, layout, over, views} = this.#state;
+    for (const name of views) byId(`view-${name}`).setAttribute('aria-pressed', name === view);
     for (const name of kLayouts) byId(`layout-${name}`).setAttribute('aria-pressed', name === layout);
     byId('second').value = second;
     this.#over.value = over.file ? `file:${over.file}` : over === 'checkerboard' ? over : 'color';

@@ -5,10 +5,7 @@ import {Camera} from './camera.js';
 import {Pane} from './pane.js';
 import {PictureCache} from './picture_cache.js';
 import {PictureFeed} from './picture_feed.js';
-
-export const kViewNames = {
-  source: 'Source', matte: 'Matte', result: 'Result', plate: 'Plate', status: 'Status', composite: 'Result',
-};
+import {kComposite} from './state.js';
 
 // The width of a pixel in relation to its height.
 export const pixelAspect = ({pixelAspect: aspect}) => (aspect?.num > 0 && aspect.den > 0 ? aspect.num / aspect.den : 1);
@@ -45,7 +42,7 @@ export class Viewer {
   #makePane(name, {cache, fail, timed}) {
     const pane = new Pane(byId(`pane-${name}`));
     const draw = (answer, request) => {
-      pane.draw(answer, kViewNames[request.view]);
+      pane.draw(answer, this.#state.viewNames.get(request.view));
       Object.assign(pane.element.dataset, {view: request.view, frame: request.frame, scale: answer.scale});
       this.#state.emit('drawn', {name, frame: request.frame});
     };
@@ -69,7 +66,7 @@ export class Viewer {
   #request(view) {
     const {frame, settings, over} = this.#state;
     const composed = view === 'result' && over !== 'checkerboard';
-    return composed ? {frame, view: 'composite', settings, over} : {frame, view, settings};
+    return composed ? {frame, view: kComposite, settings, over} : {frame, view, settings};
   }
 
   // Puts the pictures where the camera sees them.

@@ -201,7 +201,7 @@ test('the result over a file of the folder is the command’s composite', async 
   const sky = join(setup.folder, 'sky.png');
   await run('ffmpeg', ['-v', 'error', '-f', 'lavfi', '-i', 'testsrc=s=320x180', '-frames:v', '1', sky]);
   const {page, watch} = await openPage(setup);
-  const bytes = await pictureAfter(page, 'composite', () => page.locator('#over').selectOption('file:sky.png'));
+  const bytes = await pictureAfter(page, 'comp', () => page.locator('#over').selectOption('file:sky.png'));
   const color = await page.locator('#key-hex').inputValue();
   const out = join(setup.folder, 'over.mkv');
   await run(kalvetra, ['key', setup.clip, '-f', 'null', '--key-color', color, '--frames', '1', '--also', `comp=${out}`,
@@ -216,7 +216,7 @@ test('a clip without a green backdrop opens all the same, and says what to do', 
   const red = join(setup.folder, 'red.mp4');
   await run('ffmpeg', ['-v', 'error', '-f', 'lavfi', '-i', 'color=red:s=320x180:d=0.2', red]);
   const own = await startPreview(red, '--background', setup.clip);
-  const {page, watch} = await openPage({browser: setup.browser, address: own.address}, {view: 'composite'});
+  const {page, watch} = await openPage({browser: setup.browser, address: own.address}, {view: 'comp'});
   assert.match(await page.locator('#key-note').textContent(), /No green backdrop was found/);
   assert.equal(await page.locator('#over').inputValue(), 'file:shot.mp4');
   assert.equal(await page.locator('#key-hex').inputValue(), '#000000');

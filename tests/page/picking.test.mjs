@@ -255,11 +255,11 @@ test('the controls are those of the table', async () => {
   const wanted = parameters.filter(({kind}) => kind === 'slider' || kind === 'toggle').map(({slug}) => `set-${slug}`);
   const there = await page.locator('#controls input[id^=set-]').evaluateAll((inputs) => inputs.map(({id}) => id));
   assert.deepEqual(there, wanted);
-  for (const {slug, kind, minimum, maximum, default: standard, help} of parameters) {
+  for (const {slug, kind, range, default: standard, help} of parameters) {
     if (kind !== 'slider') continue;
     const slider = page.locator(`#set-${slug}`);
     assert.deepEqual([await slider.getAttribute('min'), await slider.getAttribute('max'), await slider.inputValue()],
-                     [String(minimum), String(maximum), String(standard)]);
+                     [...range, standard].map(String));
     assert.ok((await page.locator('.slider-row', {has: slider}).getAttribute('title')).includes(help));
   }
   assertClean(watch);

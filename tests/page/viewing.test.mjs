@@ -24,8 +24,8 @@ test('the five views come with their keys; the result lies over a checkerboard o
 
   await page.keyboard.press('3');
   await drawn(page, {view: 'result'});
-  const over = await pictureAfter(page, 'composite', () => page.locator('#over').selectOption('color'));
-  await drawn(page, {view: 'composite'});
+  const over = await pictureAfter(page, 'comp', () => page.locator('#over').selectOption('color'));
+  await drawn(page, {view: 'comp'});
   assert.deepEqual([...over.subarray(0, 4)].slice(3), [255]);
   assertClean(watch);
   await page.close();

@@ -55,20 +55,31 @@ TEST_F(PreviewApi, TellsOfTheClip) {
 
 TEST_F(PreviewApi, NamesParametersAsEditorsDo) {
   const Json parameters = preview().json("api/parameters")["parameters"];
-  ASSERT_EQ(kParameters.size(), parameters.size());
   std::ifstream file(KALVETRA_SOURCE "/hosts/fxplug/Resources/en.lproj/Localizable.strings");
   const std::string strings((std::istreambuf_iterator<char>(file)), {});
-  for (std::size_t i = 0; i < kParameters.size(); ++i) {
-    const std::string row = "\"" + std::string(kParameters[i].nameKey) + "\" = " + parameters[i]["label"].dump() + ";";
+  ASSERT_EQ(20, parameters.size());
+  for (const Json& parameter : parameters) {
+    const std::string key = findParameter(parameter["id"].get<int>())->nameKey;
+    const std::string row = "\"" + key + "\" = " + parameter["label"].dump() + ";";
     EXPECT_NE(std::string::npos, strings.find(row)) << row;
   }
   const auto slider = std::find_if(parameters.begin(), parameters.end(),
                                    [](const Json& p) { return p["slug"] == "contract-threshold"; });
   EXPECT_EQ("slider", (*slider)["kind"]);
   EXPECT_EQ(10, (*slider)["default"]);
-  EXPECT_EQ(50, (*slider)["maximum"]);
-  EXPECT_EQ("edge-contract", (*slider)["toggle"]);
-  EXPECT_EQ(11, (*slider)["group"]);
+  EXPECT_EQ(Json({0, 50}), (*slider)["range"]);
+  EXPECT_EQ("edge-contract", (*slider)["depends-on"]);
+  EXPECT_EQ(Json({"Basic", "Edge Contract Group"}), (*slider)["group"]);
+}
+
+TEST_F(PreviewApi, NamesViewsAsTheSettingDoes) {
+  const Json views = preview().json("api/clip")["views"], parameters = preview().json("api/parameters")["parameters"];
+  EXPECT_EQ("view", parameters[0]["slug"]);
+  ASSERT_EQ(6, views.size());
+  for (std::size_t i = 0; i < 3; ++i) {
+    EXPECT_EQ(parameters[0]["values"][i], views[i]["slug"]);
+    EXPECT_EQ(parameters[0]["labels"][i], views[i]["label"]);
+  }
 }
 
 TEST_F(PreviewApi, ProposesSettings) {
@@ -177,9 +188,9 @@ TEST_F(PreviewApi, RefusesWhatMakesNoSense) {
   expectRefused("api/picture", picture(R"(,"sequence":-5)"), "\"sequence\"");
   expectRefused("api/picture", picture(R"(,"viewer":7)"), "\"viewer\"");
   expectRefused("api/picture", picture(R"(,"viewer":")" + std::string(65, 'v') + "\""), "\"viewer\"");
-  expectRefused("api/picture", R"({"frame":1,"view":"composite"})", "lacks \"over\"");
-  expectRefused("api/picture", R"({"frame":1,"view":"composite","over":"#12345"})", "neither a colour");
-  expectRefused("api/picture", R"({"frame":1,"view":"composite","over":"clip.mp4"})", "neither a colour");
+  expectRefused("api/picture", R"({"frame":1,"view":"comp"})", "lacks \"over\"");
+  expectRefused("api/picture", R"({"frame":1,"view":"comp","over":"#12345"})", "neither a colour");
+  expectRefused("api/picture", R"({"frame":1,"view":"comp","over":"clip.mp4"})", "neither a colour");
   expectRefused("api/picture", R"({"frame":1,"view":"result","settings":{"shadow":101}})", "a whole number 0..100");
   expectRefused("api/picture", R"({"frame":1,"view":"result","settings":{"shadow":1e3}})", "a whole number 0..100");
   expectRefused("api/picture", R"({"frame":1,"view":"result","settings":{"shade":1}})", "the nearest is \"shadow\"");

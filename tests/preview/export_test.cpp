@@ -77,8 +77,8 @@ TEST(Export, WritesTheBytesThatTheCommandWrites) {
       {{{"name", "b.mov"}, {"delivery", "editing"}, {"start", 2}, {"end", 9}}, "--start 2f --end 9f"},
       {{{"name", "c.mp4"}, {"view", "status"}}, "--view status"},
       {{{"name", "d.mov"}, {"codec", "animation"}, {"view", "matte"}}, "--codec animation --view matte"},
-      {{{"name", "e.mp4"}, {"view", "composite"}, {"over", {{"file", "sky.png"}}}}, "--over " + folder.path("sky.png")},
-      {{{"name", "g.mkv"}, {"view", "composite"}, {"over", {{"file", "sky.png"}}}},
+      {{{"name", "e.mp4"}, {"view", "comp"}, {"over", {{"file", "sky.png"}}}}, "--over " + folder.path("sky.png")},
+      {{{"name", "g.mkv"}, {"view", "comp"}, {"over", {{"file", "sky.png"}}}},
        "-f null --over " + folder.path("sky.png") + " --also comp="},
       {{{"name", "f.mkv"}, {"over", "#102030"}}, "--view comp --over '#102030'"},
   };
@@ -250,7 +250,7 @@ TEST(Export, RefusesNamesAndRequestsThatDoNotFit) {
   refused(400, {{"name", "a.mkv"}, {"delivery", "editing"}}, "does not fit the purpose editing");
   refused(400, {{"name", "a.mov"}, {"delivery", "fun"}}, "is no purpose");
   refused(400, {{"name", "a.mp4"}}, "holds no alpha");
-  refused(400, {{"name", "a.mp4"}, {"view", "composite"}}, "the request lacks \"over\"");
+  refused(400, {{"name", "a.mp4"}, {"view", "comp"}}, "the request lacks \"over\"");
   refused(400, {{"name", "a.mp4"}, {"view", "upside"}}, "\"view\" is none of");
   refused(400, {{"name", "a.mp4"}, {"over", "red"}}, "is neither a colour");
   refused(400, {{"name", "a.mp4"}, {"over", {{"file", "../clip.mkv"}}}}, "give a plain file name");

@@ -13,7 +13,7 @@ namespace {
 
 using test::Json;
 
-constexpr const char* kViews[] = {"source", "matte", "result", "plate", "status", "composite"};
+constexpr const char* kViews[] = {"source", "matte", "result", "plate", "status", "comp"};
 const Json kSettings{
     {"key-color", "#2da54b"}, {"clip-black", 3}, {"edge-blur", true}, {"screen-gain", {{0, 33}, {20, 60}}}};
 
@@ -22,7 +22,7 @@ std::string rawPictures(const test::ScratchFolder& folder, const std::string& cl
                         const std::string& more) {
   const std::string preset = folder.path("p.json"), raw = folder.path(view + ".raw");
   std::ofstream(preset) << Json{{"look", 1}, {"settings", kSettings}};
-  if (view == "composite") {
+  if (view == "comp") {
     test::need(test::key(clip + " -f null -y --preset " + preset + more + " --over '#203040' --also comp=" + raw +
                          " 2>/dev/null"));
   } else {
@@ -252,7 +252,7 @@ TEST(PreviewPicture, LiesOverFiles) {
   test::need(test::key(clip + " -f null --key-color '#2da54b' --over " + sky + " --also comp=" + raw + " 2>/dev/null"));
   const std::string all = toRgba(test::need("cat " + raw));
   const test::ServedClip preview({.input = clip, .folders = {folder.path("named")}, .background = sky});
-  Json request{{"view", "composite"}, {"settings", {{"key-color", "#2da54b"}}}};
+  Json request{{"view", "comp"}, {"settings", {{"key-color", "#2da54b"}}}};
   for (const char* name : {"sky.mkv", "other.mkv"}) {
     request["over"] = {{"file", name}};
     for (const int frame : {20, 4, 8, 0}) {
