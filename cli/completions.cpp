@@ -41,8 +41,8 @@ void walk(const CommandOutline& command, const std::string& path, const See& see
 // What can follow an option: a line of a case.
 std::string bashValue(const OptionOutline& option, const std::string& path) {
   std::vector<std::string> patterns;
-  for (const std::string& name : option.names) patterns.push_back(shellQuoted(path + " " + name));
-  const std::string what = option.kind == ValueKind::Choice   ? "words=" + shellQuoted(joined(option.choices, " "))
+  for (const std::string& name : option.names) patterns.push_back(singleQuoted(path + " " + name));
+  const std::string what = option.kind == ValueKind::Choice   ? "words=" + singleQuoted(joined(option.choices, " "))
                            : option.kind == ValueKind::File   ? "files=-f"
                            : option.kind == ValueKind::Folder ? "files=-d"
                                                               : "return";
@@ -61,8 +61,8 @@ std::string bashArguments(const CommandOutline& command, const std::string& path
     if (positional.kind == ValueKind::File) files = " files=-f";
     if (positional.kind == ValueKind::Folder) files = " files=-d";
   }
-  return "        " + shellQuoted(path) + ") options=" + shellQuoted(joined(options, " ")) +
-         " words=" + shellQuoted(joined(words, " ")) + files + " ;;\n";
+  return "        " + singleQuoted(path) + ") options=" + singleQuoted(joined(options, " ")) +
+         " words=" + singleQuoted(joined(words, " ")) + files + " ;;\n";
 }
 
 // --- zsh
@@ -97,21 +97,21 @@ std::string zshOption(const OptionOutline& option) {
     if (option.kind != ValueKind::None) spec += name.starts_with("--") ? "=" : "+";
     spec += "[" + zshText(firstSentence(option.help)) + "]";
     if (option.kind != ValueKind::None) spec += ":" + zshText(option.value) + ":" + zshAction(option);
-    text += " \\\n    " + shellQuoted(spec);
+    text += " \\\n    " + singleQuoted(spec);
   }
   return text;
 }
 
 std::string zshPositional(const OptionOutline& option) {
   return " \\\n    " +
-         shellQuoted((option.required ? ":" : "::") + zshText(option.names.front()) + ":" + zshAction(option));
+         singleQuoted((option.required ? ":" : "::") + zshText(option.names.front()) + ":" + zshAction(option));
 }
 
 // The part of a function that goes on to the command's own commands.
 std::string zshDispatch(const CommandOutline& command, const std::string& path) {
   std::string described, calls;
   for (const CommandOutline& child : command.commands) {
-    described += "\n        " + shellQuoted(child.name + ":" + zshText(firstSentence(child.help)));
+    described += "\n        " + singleQuoted(child.name + ":" + zshText(firstSentence(child.help)));
     calls += "        " + child.name + ") " + zshFunction(path + " " + child.name) + " ;;\n";
   }
   return " \\\n    ':command:->command' '*::argument:->argument'\n  case $state in\n    command)\n      local -a "
@@ -181,7 +181,7 @@ std::string fishCommand(const CommandOutline& command, const std::string& path, 
 std::string bashCompletion(const CommandOutline& program) {
   std::string paths, values, arguments;
   walk(program, program.name, [&](const CommandOutline& command, const std::string& path) {
-    if (path != program.name) paths += (paths.empty() ? "" : " | ") + shellQuoted(path);
+    if (path != program.name) paths += (paths.empty() ? "" : " | ") + singleQuoted(path);
     for (const OptionOutline& option : command.options) {
       if (option.kind != ValueKind::None) values += bashValue(option, path);
     }
