@@ -39,22 +39,19 @@ class PlateKey : public PlateKeyGeometry {
   explicit PlateKey(const KALVETRA_Param& param) : PlateKeyGeometry(param) {}
   void keyPixel(const unsigned char* source, const unsigned char* plate, unsigned char* result) const;
   Treatment treatmentOf(const unsigned char* source, const unsigned char* plate) const {
-    return treatmentOf(look(source, plate));
+    return treatmentOf(look(loadColor(source), loadColor(plate)));
   }
 
  private:
   Treatment treatmentOf(const Sight& s) const;
-  Sight look(const unsigned char* source, const unsigned char* plate) const;
+  Sight look(YIQ pixel, YIQ backdrop) const;
   bool isForeground(const Sight& s) const;
   void keyShadow(const Sight& s, unsigned char* result) const;
   void keyDespilled(const Sight& s, bool skinSide, unsigned char* result) const;
   Cut cut(const Sight& s, bool skinSide) const;
 };
 
-Sight PlateKey::look(const unsigned char* source, const unsigned char* plate) const {
-  CImagingZEP imaging;
-  const YIQ pixel = imaging.RGBtoYIQ2(source[2], source[1], source[0]);
-  const YIQ backdrop = imaging.RGBtoYIQ2(plate[2], plate[1], plate[0]);
+Sight PlateKey::look(YIQ pixel, YIQ backdrop) const {
   Sight s;
   s.y = pixel.Y;
   s.backdropY = backdrop.Y + kPlateOffset;
@@ -84,11 +81,10 @@ Treatment PlateKey::treatmentOf(const Sight& s) const {
 }
 
 void PlateKey::keyPixel(const unsigned char* source, const unsigned char* plate, unsigned char* result) const {
-  const Sight s = look(source, plate);
+  const Sight s = look(loadColor(source), loadColor(plate));
   const Treatment treatment = treatmentOf(s);
   if (treatment == Treatment::Foreground) {
-    for (int c = 0; c < 3; ++c) result[c] = source[c];
-    result[3] = 255;
+    storeForeground(source, result);
   } else if (treatment == Treatment::NearKey) {
     keyShadow(s, result);
   } else {
@@ -98,12 +94,8 @@ void PlateKey::keyPixel(const unsigned char* source, const unsigned char* plate,
 
 // A pixel of the backdrop's own chroma: a black shadow where it is darker, otherwise gone.
 void PlateKey::keyShadow(const Sight& s, unsigned char* result) const {
-  const bool darker = s.y < s.backdropY;
-  const float alpha = stretchOpacity(darker ? (s.y - s.backdropY) / (-50.0f - s.backdropY) : 0.0f, whiteLimit);
-  const unsigned char opacity = curve(truncToByte(alpha * 255.0f));
-  const unsigned char shade = opacity == 0 || !darker ? 160 : 0;
-  for (int c = 0; c < 3; ++c) result[c] = shade;
-  result[3] = opacity;
+  const unsigned char opacity = curve(truncToByte(shadowOpacity(s.y, s.backdropY, whiteLimit) * 255.0f));
+  storeShadow(result, opacity != 0 && s.y < s.backdropY, opacity);
 }
 
 void PlateKey::keyDespilled(const Sight& s, bool skinSide, unsigned char* result) const {
@@ -112,7 +104,8 @@ void PlateKey::keyDespilled(const Sight& s, bool skinSide, unsigned char* result
   float amount = CImagingZEP().LinerInter(position, screenGain, 1.0f, 0.0f, 1.0f);
   if (amount > 1.0f) amount = 1.0f;
   const Unmixed unmixed = unmixLuminance(s.y, s.backdropY, amount);
-  writeKeyed(result, stretchOpacity(unmixed.opacity, whiteLimit), s.y, unmixed.luminance, c.despilled, curve);
+  const float alpha = stretchOpacity(unmixed.opacity, whiteLimit);
+  storeKeyed(result, keyedColor(alpha, s.y, unmixed.luminance, c.despilled), alpha, curve);
 }
 
 // `from` moved along `direction` until it meets the line through grey with normal `normal`; toGrey is grey - from.

@@ -71,20 +71,34 @@ float stretchOpacity(float opacity, float whiteLimit) {
   return imaging.LinerInter(imaging.LinerInter(opacity, 0.0f, whiteLimit, 0.0f, 1.0f), 0.0f, 1.0f, 0.0f, 1.0f);
 }
 
-void writeKeyed(unsigned char* pixel, float alpha, float y, float foregroundY, Chroma despilled,
-                const ShadowCurve& curve) {
-  YIQ color{160.0f, 0.0f, 0.0f};
-  if (alpha != 0.0f) {
-    float luminance = y <= foregroundY ? y : foregroundY;
-    if (luminance < 0.0f) luminance = 0.0f;
-    if (luminance > 255.0f) luminance = 255.0f;
-    color = {luminance, despilled.I, despilled.Q};
-  }
+YIQ keyedColor(float alpha, float y, float foregroundY, Chroma despilled) {
+  if (alpha == 0.0f) return {160.0f, 0.0f, 0.0f};
+  float luminance = y <= foregroundY ? y : foregroundY;
+  if (luminance < 0.0f) luminance = 0.0f;
+  if (luminance > 255.0f) luminance = 255.0f;
+  return {luminance, despilled.I, despilled.Q};
+}
+
+float shadowOpacity(float y, float backdropY, float whiteLimit) {
+  return stretchOpacity(y < backdropY ? (y - backdropY) / (-50.0f - backdropY) : 0.0f, whiteLimit);
+}
+
+void storeForeground(const unsigned char* source, unsigned char* pixel) {
+  for (int c = 0; c < 3; ++c) pixel[c] = source[c];
+  pixel[3] = 255;
+}
+
+void storeKeyed(unsigned char* pixel, YIQ color, float alpha, const ShadowCurve& curve) {
   const RGB rgb = CImagingZEP().YIQtoRGB2(color);
   pixel[0] = clampToByte(rgb.B);
   pixel[1] = clampToByte(rgb.G);
   pixel[2] = clampToByte(rgb.R);
   pixel[3] = curve(truncToByte(alpha * 255.0f));
+}
+
+void storeShadow(unsigned char* pixel, bool shows, unsigned char opacity) {
+  for (int c = 0; c < 3; ++c) pixel[c] = shows ? 0 : 160;
+  pixel[3] = opacity;
 }
 
 }  // namespace kalvetra

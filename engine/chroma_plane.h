@@ -72,8 +72,24 @@ Unmixed unmixLuminance(float y, float backdropY, float amount);
 // Stretches an opacity so that `whiteLimit` becomes 1, and clamps it to 0..1.
 float stretchOpacity(float opacity, float whiteLimit);
 
-// Writes the despilled colour of a keyed pixel of luminance y, or grey 160 where alpha is 0, and its shaped opacity.
-void writeKeyed(unsigned char* pixel, float alpha, float y, float foregroundY, Chroma despilled,
-                const ShadowCurve& curve);
+// A keying pass loads a pixel of working order as floats, settles in floats what becomes of it, and stores that as
+// bytes.
+
+inline YIQ loadColor(const unsigned char* pixel) { return CImagingZEP().RGBtoYIQ2(pixel[2], pixel[1], pixel[0]); }
+
+// The colour of a keyed pixel of luminance y: despilled, or grey 160 where alpha is 0.
+YIQ keyedColor(float alpha, float y, float foregroundY, Chroma despilled);
+
+// Opacity of the shadow that a pixel of the backdrop's own chroma is: 0 where it is not darker than the backdrop.
+float shadowOpacity(float y, float backdropY, float whiteLimit);
+
+// As it is, and opaque.
+void storeForeground(const unsigned char* source, unsigned char* pixel);
+
+// Rounds the colour, and shapes the opacity by the shadow curve.
+void storeKeyed(unsigned char* pixel, YIQ color, float alpha, const ShadowCurve& curve);
+
+// Black where the shadow shows, otherwise grey 160.
+void storeShadow(unsigned char* pixel, bool shows, unsigned char opacity);
 
 }  // namespace kalvetra

@@ -34,11 +34,11 @@ class ColorKey : public ColorKeyGeometry {
  public:
   explicit ColorKey(const KALVETRA_Param& param) : ColorKeyGeometry(param) {}
   void keyPixel(const unsigned char* source, unsigned char* result) const;
-  Treatment treatmentOf(const unsigned char* source) const { return treatmentOf(look(source)); }
+  Treatment treatmentOf(const unsigned char* source) const { return treatmentOf(look(loadColor(source))); }
 
  private:
   Treatment treatmentOf(const Sight& s) const;
-  Sight look(const unsigned char* source) const;
+  Sight look(YIQ color) const;
   bool inRegion(const Sight& s) const;
   void keyNear(const Sight& s, unsigned char* result) const;
   void keyFar(const Sight& s, const Cut& cut, unsigned char* result) const;
@@ -52,8 +52,7 @@ class ColorKey : public ColorKeyGeometry {
   float depth(const Sight& s, Chroma point) const { return 1.0f - dot(axis, point - s.at) / axisLength; }
 };
 
-Sight ColorKey::look(const unsigned char* source) const {
-  const YIQ color = CImagingZEP().RGBtoYIQ2(source[2], source[1], source[0]);
+Sight ColorKey::look(YIQ color) const {
   const Chroma at = chromaOf(color);
   const Chroma toKey = at - key;
   return {color.Y, at, toKey, grey - at, dot(axis, toKey) / axisLength, dot(axisNormal, toKey)};
@@ -74,11 +73,10 @@ Treatment ColorKey::treatmentOf(const Sight& s) const {
 }
 
 void ColorKey::keyPixel(const unsigned char* source, unsigned char* result) const {
-  const Sight s = look(source);
+  const Sight s = look(loadColor(source));
   const Treatment treatment = treatmentOf(s);
   if (treatment == Treatment::Foreground) {
-    for (int c = 0; c < 3; ++c) result[c] = source[c];
-    result[3] = 255;
+    storeForeground(source, result);
   } else if (treatment == Treatment::NearKey) {
     keyNear(s, result);
   } else {
@@ -88,22 +86,18 @@ void ColorKey::keyPixel(const unsigned char* source, unsigned char* result) cons
 
 // A pixel of the key's own chroma: a black shadow where it is darker than the key, otherwise gone.
 void ColorKey::keyNear(const Sight& s, unsigned char* result) const {
-  const bool darker = s.y < keyY;
-  const float alpha = stretchOpacity(darker ? (s.y - keyY) / (-50.0f - keyY) : 0.0f, whiteLimit);
-  const float level = alpha * 255.0f;
-  const unsigned char linear = truncToByte(level);
-  const unsigned char opacity = curve(linear);
+  const float level = shadowOpacity(s.y, keyY, whiteLimit) * 255.0f;
+  const unsigned char opacity = curve(truncToByte(level));
   // Without the curve, the level counts before it is truncated: the faintest shadow is black, though its byte is 0.
   const bool gone = curve.active() ? opacity == 0 : !(level > 0.0f);
-  const unsigned char shade = gone || !darker ? 160 : 0;
-  for (int c = 0; c < 3; ++c) result[c] = shade;
-  result[3] = opacity;
+  storeShadow(result, !gone && s.y < keyY, opacity);
 }
 
 void ColorKey::keyFar(const Sight& s, const Cut& cut, unsigned char* result) const {
   const float amount = CImagingZEP().LinerInter(depth(s, cut.boundary), screenGain, 1.0f, 0.0f, 1.0f);
   const Unmixed unmixed = unmixLuminance(s.y, keyY, amount);
-  writeKeyed(result, stretchOpacity(unmixed.opacity, whiteLimit), s.y, unmixed.luminance, cut.despilled, curve);
+  const float alpha = stretchOpacity(unmixed.opacity, whiteLimit);
+  storeKeyed(result, keyedColor(alpha, s.y, unmixed.luminance, cut.despilled), alpha, curve);
 }
 
 // The two sides differ on purpose: where the despill weight is measured, and whether the middle band fades it.

@@ -20,9 +20,7 @@ struct ColorSight {
   VF along, side;
 };
 
-template <ByteOrder kOrder>
-HWY_INLINE ColorSight look(const ColorKeyGeometry& g, VU source) {
-  const Colors pixel = colorsOf<kOrder>(source);
+HWY_INLINE ColorSight look(const ColorKeyGeometry& g, const Colors& pixel) {
   ColorSight s;
   s.y = pixel.Y;
   s.at = pixel.at;
@@ -41,16 +39,18 @@ HWY_INLINE MF inRegion(const ColorKeyGeometry& g, const ColorSight& s) {
   return hn::Or(hn::Or(skin, blue), near);
 }
 
+HWY_INLINE VF shadowOpacity(const ColorKeyGeometry& g, const Stretch& stretch, VF y) {
+  const VF keyY = all(g.keyY);
+  return stretch(hn::IfThenElseZero(y < keyY, (y - keyY) / all(-50.0f - g.keyY)));
+}
+
 template <ByteOrder kOrder>
-HWY_INLINE VU keyNear(const ColorKeyGeometry& g, const Stretch& stretch, const ColorSight& s) {
+HWY_INLINE VU shadowPixels(VF alpha, MF darker, const ShadowCurve& curve) {
   const DI di;
-  const VF keyY = all(g.keyY), zero = hn::Zero(DF());
-  const MF darker = s.y < keyY;
-  const VF depth = (s.y - keyY) / all(-50.0f - g.keyY);
-  const VF level = stretch(hn::IfThenElseZero(darker, depth)) * all(255.0f);
-  const VI opacity = shaped(truncToBytes(level), g.curve);
+  const VF level = alpha * all(255.0f);
+  const VI opacity = shaped(truncToBytes(level), curve);
   // Without the curve, the level counts before it is truncated.
-  const auto stays = g.curve.active() ? opacity > hn::Zero(di) : hn::RebindMask(di, level > zero);
+  const auto stays = curve.active() ? opacity > hn::Zero(di) : hn::RebindMask(di, level > hn::Zero(DF()));
   const VI shade = hn::IfThenZeroElse(hn::And(stays, hn::RebindMask(di, darker)), hn::Set(di, 160));
   return pixelsOf<kOrder>(shade, shade, shade, opacity);
 }
@@ -108,19 +108,22 @@ class ColorPass {
   // All but the far pixels of the region.
   HWY_INLINE QuickKey quick(const std::array<VU, 1>& pixels, std::size_t) const {
     const DU du;
-    const ColorSight s = look<kOrder>(g_, pixels[0]);
+    const ColorSight s = look(g_, colorsOf<kOrder>(pixels[0]));
     const MF region = inRegion(g_, s);
     const MF level = hn::And(s.side > all(-5.0f), s.side < all(5.0f));
     const MF near = hn::And(region, hn::And(level, s.along < all(g_.screenGain)));
     VU result = opaque<kOrder>(pixels[0]);
-    if (any(near)) result = hn::IfThenElse(hn::RebindMask(du, near), keyNear<kOrder>(g_, stretch_, s), result);
+    if (any(near)) {
+      const VU shadow = shadowPixels<kOrder>(shadowOpacity(g_, stretch_, s.y), s.y < all(g_.keyY), g_.curve);
+      result = hn::IfThenElse(hn::RebindMask(du, near), shadow, result);
+    }
     const MF far = hn::AndNot(near, region);
     const MF inner = hn::Abs(s.side) <= all(5.0f);
     return {result, hn::RebindMask(du, hn::And(far, inner)), hn::RebindMask(du, hn::AndNot(inner, far))};
   }
 
   HWY_INLINE Geometry geometry(const std::array<VU, 1>& pixels) const {
-    const ColorSight s = look<kOrder>(g_, pixels[0]);
+    const ColorSight s = look(g_, colorsOf<kOrder>(pixels[0]));
     const Cuts c = cut(g_, s, hn::FirstN(DF(), hn::Lanes(DF())));
     return {hn::Zero(DU()), ramp(depth(g_, s, c.boundary), g_.screenGain, 1.0f), s.y, all(g_.keyY), c.despilled};
   }
@@ -128,7 +131,8 @@ class ColorPass {
   HWY_INLINE Logs logs(VF) const { return logs_; }
 
   HWY_INLINE VU keyed(VF opacity, VF y, VF luminance, Chromas despilled) const {
-    return keyedPixels<kOrder>(stretch_(opacity), y, luminance, despilled, g_.curve);
+    const VF alpha = stretch_(opacity);
+    return keyedPixels<kOrder>(keyedColors(alpha, y, luminance, despilled), alpha, g_.curve);
   }
 
  private:

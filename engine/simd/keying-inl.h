@@ -20,14 +20,19 @@
 HWY_BEFORE_NAMESPACE();
 namespace kalvetra::HWY_NAMESPACE {
 
-// writeKeyed.
-template <ByteOrder kOrder>
-HWY_INLINE VU keyedPixels(VF alpha, VF y, VF foregroundY, Chromas despilled, const ShadowCurve& curve) {
-  const VF zero = hn::Zero(DF()), half = all(0.5f);
+// keyedColor.
+HWY_INLINE Colors keyedColors(VF alpha, VF y, VF foregroundY, Chromas despilled) {
+  const VF zero = hn::Zero(DF());
   const MF seen = hn::Not(alpha == zero);
   const VF luminance = hn::Min(hn::Max(select(y <= foregroundY, y, foregroundY), zero), all(255.0f));
-  const VF Y = select(seen, luminance, all(160.0f));
-  const VF I = hn::IfThenElseZero(seen, despilled.I), Q = hn::IfThenElseZero(seen, despilled.Q);
+  return {select(seen, luminance, all(160.0f)),
+          {hn::IfThenElseZero(seen, despilled.I), hn::IfThenElseZero(seen, despilled.Q)}};
+}
+
+// storeKeyed.
+template <ByteOrder kOrder>
+HWY_INLINE VU keyedPixels(const Colors& color, VF alpha, const ShadowCurve& curve) {
+  const VF Y = color.Y, I = color.at.I, Q = color.at.Q, half = all(0.5f);
   const VI r = truncToBytes(((I * all(0.956f) + Y) + Q * all(0.62f)) + half);
   const VI g = truncToBytes(((I * all(-0.272f) + Y) + Q * all(-0.647f)) + half);
   const VI b = truncToBytes(((Y + I * all(-1.108f)) + Q * all(1.705f)) + half);

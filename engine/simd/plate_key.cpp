@@ -24,9 +24,7 @@ struct PlateSight {
   VF along, across;
 };
 
-template <ByteOrder kOrder>
-HWY_INLINE PlateSight look(const PlateKeyGeometry& g, VU source, VU plate) {
-  const Colors pixel = colorsOf<kOrder>(source), backdrop = colorsOf<kOrder>(plate);
+HWY_INLINE PlateSight look(const PlateKeyGeometry& g, const Colors& pixel, const Colors& backdrop) {
   PlateSight s;
   s.y = pixel.Y;
   s.backdropY = backdrop.Y + all(PlateKeyGeometry::kPlateOffset);
@@ -50,13 +48,16 @@ HWY_INLINE MF isKeyed(const PlateKeyGeometry& g, const PlateSight& s) {
   return hn::Or(hn::Or(skin, blue), near);
 }
 
-template <ByteOrder kOrder>
-HWY_INLINE VU keyShadow(const Stretch& stretch, const ShadowCurve& curve, VF y, VF backdropY) {
-  const DI di;
+HWY_INLINE VF shadowOpacity(const Stretch& stretch, VF y, VF backdropY) {
   // Both signs turned round, which no rounding notices.
-  const VF depth = hn::Max(backdropY - y, hn::Zero(DF())) / (backdropY + all(50.0f));
-  const VI opacity = shaped(truncInRange(DF(), stretch(depth) * all(255.0f)), curve);
-  const auto black = hn::AndNot(opacity == hn::Zero(di), hn::RebindMask(di, y < backdropY));
+  return stretch(hn::Max(backdropY - y, hn::Zero(DF())) / (backdropY + all(50.0f)));
+}
+
+template <ByteOrder kOrder>
+HWY_INLINE VU shadowPixels(VF alpha, MF darker, const ShadowCurve& curve) {
+  const DI di;
+  const VI opacity = shaped(truncInRange(DF(), alpha * all(255.0f)), curve);
+  const auto black = hn::AndNot(opacity == hn::Zero(di), hn::RebindMask(di, darker));
   const VI shade = hn::IfThenZeroElse(black, hn::Set(di, 160));
   return pixelsOf<kOrder>(shade, shade, shade, opacity);
 }
@@ -149,7 +150,7 @@ class PlatePass {
 
     VU result = opaque<kOrder>(pixels[0]);
     if (any(shadow)) {
-      const VU keyed = keyShadow<kOrder>(stretch_, g_.curve, pixel.Y, hn::LoadU(df, known_.y.data() + at));
+      const VU keyed = keyShadow(pixel.Y, hn::LoadU(df, known_.y.data() + at));
       if (hn::AllTrue(df, shadow)) return {keyed, hn::FirstN(du, 0), hn::FirstN(du, 0)};
       result = hn::IfThenElse(hn::RebindMask(du, shadow), keyed, result);
     }
@@ -165,15 +166,14 @@ class PlatePass {
 
   HWY_INLINE Geometry geometry(const std::array<VU, 2>& pixels) const {
     const DU du;
-    const PlateSight s = look<kOrder>(g_, pixels[0], pixels[1]);
+    const PlateSight s = look(g_, colorsOf<kOrder>(pixels[0]), colorsOf<kOrder>(pixels[1]));
     const MF keyed = isKeyed(g_, s);
     const MF level = hn::And(s.across > all(-10.0f), s.across < all(10.0f));
     const MF shadow = hn::And(keyed, hn::And(level, s.along < all(g_.screenGain)));
     const MF despill = hn::AndNot(shadow, keyed);
     VU settled = opaque<kOrder>(pixels[0]);
     if (any(shadow)) {
-      const VU keyedShadow = keyShadow<kOrder>(stretch_, g_.curve, s.y, s.backdropY);
-      settled = hn::IfThenElse(hn::RebindMask(du, shadow), keyedShadow, settled);
+      settled = hn::IfThenElse(hn::RebindMask(du, shadow), keyShadow(s.y, s.backdropY), settled);
     }
     const Cuts c = cut(g_, s, despill);
     return {settled, select(despill, amountOf(g_, s, c.keyPoint), all(-1.0f)), s.y, s.backdropY, c.despilled};
@@ -182,11 +182,16 @@ class PlatePass {
   HWY_INLINE Logs logs(VF backdropY) const { return logsOf(backdropY); }
 
   HWY_INLINE VU keyed(VF opacity, VF y, VF luminance, Chromas despilled) const {
-    return keyedPixels<kOrder>(stretch_(opacity), y, luminance, despilled, g_.curve);
+    const VF alpha = stretch_(opacity);
+    return keyedPixels<kOrder>(keyedColors(alpha, y, luminance, despilled), alpha, g_.curve);
   }
 
  private:
   static constexpr float kMore = 1.0f + 0x1p-16f, kLess = 1.0f - 0x1p-16f;
+
+  HWY_INLINE VU keyShadow(VF y, VF backdropY) const {
+    return shadowPixels<kOrder>(shadowOpacity(stretch_, y, backdropY), y < backdropY, g_.curve);
+  }
 
   HWY_INLINE void follow(VU plate, std::size_t x) {
     const DU du;
