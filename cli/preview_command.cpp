@@ -12,6 +12,7 @@
 #include "preview/export/private_folder.h"
 #include "preview/http/preview_server.h"
 #include "support/shell_quoted.h"
+#include "support/user_error.h"
 
 namespace kalvetra {
 

@@ -10,6 +10,7 @@
 #include "preview/api/clip_requests.h"
 #include "preview/api/preview_context.h"
 #include "preview/api/request_json.h"
+#include "support/user_error.h"
 
 namespace kalvetra {
 

@@ -7,6 +7,7 @@
 #include "preview/api/clip_requests.h"
 #include "preview/api/preview_context.h"
 #include "preview/clip/reduced_picture.h"
+#include "support/user_error.h"
 
 namespace kalvetra {
 

@@ -5,6 +5,7 @@
 #include "preview/api/answers.h"
 #include "preview/api/preview_context.h"
 #include "preview/api/request_json.h"
+#include "support/user_error.h"
 
 namespace kalvetra {
 

@@ -53,7 +53,7 @@ void addProposalRoutes(Routes& routes, PreviewContext& context) {
   routes.post("api/propose", [&context, proposing = std::make_shared<std::mutex>()](const Request& request) {
     const Json body = parseBody(request.body);
     const std::unique_lock lock(*proposing, std::try_to_lock);
-    if (!lock) throw Refusal(409, "a proposal is being worked on; wait for it");
+    if (!lock) throw Conflict("a proposal is being worked on; wait for it");
     return propose(body, context);
   });
 }

@@ -3,14 +3,15 @@
 
 #include <memory>
 #include <mutex>
-
-#include "preview/http/routes.h"
+#include <vector>
 
 namespace kalvetra {
 
+using Bytes = std::vector<unsigned char>;
+
 class BytePool {
  public:
-  // A buffer of that size with any content. It comes back by itself, also behind the pool's end.
+  // A buffer of that size with any content. It comes back by itself, even after the pool's end.
   std::shared_ptr<Bytes> take(std::size_t size);
 
  private:

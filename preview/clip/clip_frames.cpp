@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "preview/http/routes.h"
 #include "support/interrupted.h"
+#include "support/user_error.h"
 
 namespace kalvetra {
 
@@ -102,7 +102,7 @@ std::unique_ptr<FrameConverter> ClipFrames::takeConverter() {
 
 void ClipFrames::refuse(std::int64_t number, const Abandon& abandoned) const {
   if (stop_) throw Interrupted();
-  if (abandoned && abandoned()) throw Refusal(409, "the request was overtaken by a newer one");
+  if (abandoned && abandoned()) throw Conflict("the request was overtaken by a newer one");
   throw UserError("the clip has no frame " + std::to_string(number) + "; they are numbered from 0");
 }
 

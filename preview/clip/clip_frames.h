@@ -44,8 +44,8 @@ class ClipFrames {
   // Of the clip, once it is made; null before.
   std::shared_ptr<const PictureIndex> index() const;
 
-  // That picture, converted like FrameKeyer does it. Throws UserError when the clip has none of that number, a Refusal
-  // of 409 once `abandoned`, asked now and then, answers true, and Interrupted when the program ends.
+  // That picture, converted like FrameKeyer does it. Throws UserError when the clip has none of that number, Conflict
+  // once `abandoned`, asked now and then, answers true, and Interrupted when the program ends.
   std::shared_ptr<const Image> picture(std::int64_t number, const Abandon& abandoned = {});
 
  private:

@@ -1,6 +1,6 @@
 #include "preview/clip/turns.h"
 
-#include "preview/http/routes.h"
+#include "support/user_error.h"
 
 namespace kalvetra {
 
@@ -10,7 +10,7 @@ Turns::Turn::Turn(Turns& turns, std::string viewer, std::int64_t sequence)
   turns_.announce(viewer_, sequence_);
   const auto overtaken = [&] { return turns_.overtakes(viewer_, sequence_); };
   turns_.changed_.wait(lock, [&] { return turns_.free_ > 0 || overtaken(); });
-  if (overtaken()) throw Refusal(409, "the request was overtaken by a newer one");
+  if (overtaken()) throw Conflict("the request was overtaken by a newer one");
   --turns_.free_;
 }
 

@@ -17,7 +17,7 @@ class Turns {
   class Turn {
    public:
     // A viewer is one picture on a page; its requests are numbered in order. Without a name nothing is overtaken.
-    // Throws a Refusal of 409 when one with a higher number has come, or comes while this one waits.
+    // Throws Conflict when one with a higher number has come, or comes while this one waits.
     Turn(Turns& turns, std::string viewer, std::int64_t sequence);
     ~Turn();
     Turn(const Turn&) = delete;

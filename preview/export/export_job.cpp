@@ -7,8 +7,8 @@
 #include "media/files/temporary_output.h"
 #include "preview/export/folders.h"
 #include "preview/export/plain_name.h"
-#include "preview/http/routes.h"
 #include "support/interrupted.h"
+#include "support/user_error.h"
 
 namespace fs = std::filesystem;
 
@@ -82,15 +82,15 @@ std::string ExportJob::plain(const std::string& sentence) const {
 std::int64_t ExportJob::start(const KeyRequest& request, const std::string& name, bool replace) {
   const std::lock_guard starting(startMutex_);
   if (state().status == ExportStatus::Running) {
-    throw Refusal(409, "an export is under way; wait for it, or cancel it first");
+    throw Conflict("an export is under way; wait for it, or cancel it first");
   }
   const bool anyName = replace || folder_.empty();  // the private folder holds nothing but earlier exports
   const KeyJob job = jobFor(request, withEnding(name, request), anyName);
   for (const OutputRequest& output : job.outputs) {
     Folders::refuseLink(output.path);
     if (!anyName && isOutputThere(job, output.path)) {
-      throw Refusal(409, fs::path(output.path).filename().string() +
-                             " exists already in the folder; replace it or give another name");
+      throw Conflict(fs::path(output.path).filename().string() +
+                     " exists already in the folder; replace it or give another name");
     }
   }
   if (thread_.joinable()) thread_.join();
@@ -120,11 +120,11 @@ ExportState ExportJob::state() const {
 
 fs::path ExportJob::file(std::size_t index) const {
   const std::lock_guard lock(mutex_);
-  if (state_.status != ExportStatus::Done) throw Refusal(404, "there is no finished export");
+  if (state_.status != ExportStatus::Done) throw NotFound("there is no finished export");
   if (state_.isSequence) {
-    throw Refusal(404, "the export is a sequence of pictures; they lie in " + folder_.string());
+    throw NotFound("the export is a sequence of pictures; they lie in " + folder_.string());
   }
-  if (index >= state_.files.size()) throw Refusal(404, "the export has no such file");
+  if (index >= state_.files.size()) throw NotFound("the export has no such file");
   return state_.files[index];
 }
 

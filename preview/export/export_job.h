@@ -45,13 +45,13 @@ class ExportJob {
   ExportJob& operator=(const ExportJob&) = delete;
 
   // `name` is a plain name in the folder; without an ending it gets that of the chosen kind of file. Answers the job's
-  // number. Throws UserError for what does not fit together, a Refusal with 409 while another export runs, and for a
+  // number. Throws UserError for what does not fit together, Conflict while another export runs, and for a
   // name that exists and is not to be replaced.
   std::int64_t start(const KeyRequest& request, const std::string& name, bool replace);
   // Takes effect soon; the state tells when.
   void cancel();
   ExportState state() const;
-  // The finished export's file of that number. Throws a Refusal with 404 when there is none.
+  // The finished export's file of that number. Throws NotFound when there is none.
   std::filesystem::path file(std::size_t index = 0) const;
 
  private:

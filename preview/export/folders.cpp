@@ -12,7 +12,6 @@
 #include "media/files/write_failure.h"
 #include "media/output/output_format.h"
 #include "preview/export/plain_name.h"
-#include "preview/http/routes.h"
 #include "support/user_error.h"
 
 namespace fs = std::filesystem;
@@ -151,7 +150,7 @@ std::string Folders::savePreset(const std::string& name, const AnimatedSettings&
   const std::lock_guard lock(saving_);
   const fs::path target = folders_.front() / full;
   if (!replace && fs::exists(fs::symlink_status(target))) {
-    throw Refusal(409, full + " exists already; replace it or give another name");
+    throw Conflict(full + " exists already; replace it or give another name");
   }
   refuseLink(target);
   refuseInputs(target);

@@ -7,8 +7,8 @@
 
 #include "media/output/video_encoder.h"
 #include "media/output/writer.h"
-#include "preview/api/clip_requests.h"
 #include "preview/clip/thread_priority.h"
+#include "support/user_error.h"
 
 namespace kalvetra {
 
@@ -119,22 +119,24 @@ Frames framesIn(const ClipRange& range, std::int64_t all) {
 
 class Estimate {
  public:
-  Estimate(PreviewContext& context, const KeyRequest& request, const std::atomic<bool>& stop)
-      : context_(context),
+  Estimate(const KeyJob& clip, const EstimateSources& sources, const KeyRequest& request, const Abandon& abandoned,
+           const std::atomic<bool>& stop)
+      : sources_(sources),
         request_(request),
+        abandoned_(abandoned),
         stop_(stop),
-        job_(keyJobFor(clipJob(context.options), request, withEnding("size", request), true)),
-        range_(framesIn(request.range, context.frames())),
-        keyer_(context.clip.keying()) {
+        job_(keyJobFor(clip, request, withEnding("size", request), true)),
+        range_(framesIn(request.range, sources.clip.count())),
+        keyer_(sources.clip.keying()) {
     for (const OutputRequest& output : job_.outputs) {
-      scales_.emplace_back(output, context.clip.format(), context.options.threads);
+      scales_.emplace_back(output, sources.clip.format(), clip.threads);
     }
   }
 
   double bytes() {
     const std::vector<Frames> runs = runsOf(range_);
     for (std::size_t i = 0; i < runs.size(); ++i) weigh(runs[i], i == 0);
-    const Reader& clip = context_.clip.reader();
+    const Reader& clip = sources_.clip.reader();
     double sum = soundBytes(clip, *job_.outputs.front().delivery.format, range_.count);
     for (const Scale& scale : scales_) sum += scale.bytesOf(range_.count, runs.size() == 1);
     return sum;
@@ -150,21 +152,21 @@ class Estimate {
   }
 
   void weigh(std::int64_t number) {
-    context_.precedence.giveWay(stop_);
-    const Abandon abandoned = [this] { return stop_ || context_.stop; };
-    if (abandoned()) throw Refusal(409, "the estimate was overtaken by a newer one");
+    sources_.precedence.giveWay(stop_);
+    if (abandoned_()) throw Conflict("the estimate was overtaken by a newer one");
     const KeySettings settings = request_.settings.at(number);
-    Companions companions = context_.mattes.at(number, abandoned);
-    if (!request_.over.empty()) companions.background = context_.backgrounds.at(number, request_.over, abandoned);
-    keyer_.begin(context_.clip.picture(number, abandoned), settings, companions);
+    Companions companions = sources_.mattes.at(number, abandoned_);
+    if (!request_.over.empty()) companions.background = sources_.backgrounds.at(number, request_.over, abandoned_);
+    keyer_.begin(sources_.clip.picture(number, abandoned_), settings, companions);
     for (std::size_t i = 0; i < scales_.size(); ++i) {
       const bool follows = i == 0 && job_.animatedView;
       scales_[i].weigh(keyer_.view(follows ? static_cast<ShownView>(settings.view) : scales_[i].view()));
     }
   }
 
-  PreviewContext& context_;
+  const EstimateSources& sources_;
   const KeyRequest& request_;
+  const Abandon& abandoned_;
   const std::atomic<bool>& stop_;
   const KeyJob job_;
   const Frames range_;
@@ -189,7 +191,8 @@ double SizeEstimator::estimate(const KeyRequest& request) {
   const Stop stop = takeTurn();
   const auto work = [&] {  // in a thread of its own, which keeps its low priority
     lowerPriority();
-    return Estimate(context_, request, *stop).bytes();
+    const Abandon abandoned = [&] { return *stop || stopAll_; };
+    return Estimate(clip_, sources_, request, abandoned, *stop).bytes();
   };
   return std::async(std::launch::async, work).get();
 }

@@ -4,19 +4,31 @@
 #include <memory>
 #include <mutex>
 
-#include "preview/api/preview_context.h"
+#include "preview/clip/backgrounds.h"
+#include "preview/clip/clip_frames.h"
+#include "preview/clip/clip_mattes.h"
+#include "preview/clip/precedence.h"
 #include "preview/export/key_request.h"
 
 namespace kalvetra {
 
+// What an estimate is made from, as the page looks at it.
+struct EstimateSources {
+  ClipFrames& clip;
+  ClipMattes& mattes;
+  Backgrounds& backgrounds;
+  Precedence& precedence;
+};
+
 class SizeEstimator {
  public:
-  // All of it must outlive this.
-  explicit SizeEstimator(PreviewContext& context) : context_(context) {}
+  // `clip` tells how it is keyed. The sources must outlive this, and `stop`, which, once true, ends all estimates.
+  SizeEstimator(const KeyJob& clip, const EstimateSources& sources, const std::atomic<bool>& stop)
+      : clip_(clip), sources_(sources), stopAll_(stop) {}
 
   // Bytes of all files together. Keys and encodes some frames from over the range, with low priority and never while
-  // the user waits for a picture, and writes nothing. Waits for it. Throws UserError for what cannot be exported, and a
-  // Refusal of 409 once a newer estimate is asked for, or cancel() is called.
+  // the user waits for a picture, and writes nothing. Waits for it. Throws UserError for what cannot be exported, and
+  // Conflict once a newer estimate is asked for, or cancel() is called.
   double estimate(const KeyRequest& request);
   void cancel();
 
@@ -25,7 +37,9 @@ class SizeEstimator {
 
   Stop takeTurn();
 
-  PreviewContext& context_;
+  const KeyJob clip_;
+  const EstimateSources sources_;
+  const std::atomic<bool>& stopAll_;
   std::mutex mutex_;  // of what follows
   Stop stop_;         // of the newest
 };

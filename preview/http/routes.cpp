@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "support/interrupted.h"
+#include "support/user_error.h"
 
 namespace kalvetra {
 
@@ -20,8 +21,10 @@ Answer Routes::answer(const std::string& method, const std::string& path, const 
   if (found == handlers_.end()) return errorAnswer(404, "there is nothing at this address");
   try {
     return found->second(request);
-  } catch (const Refusal& refusal) {
-    return errorAnswer(refusal.status(), refusal.what());
+  } catch (const NotFound& error) {
+    return errorAnswer(404, error.what());
+  } catch (const Conflict& error) {
+    return errorAnswer(409, error.what());
   } catch (const UserError& error) {
     return errorAnswer(400, error.what());
   } catch (const Interrupted&) {

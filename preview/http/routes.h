@@ -10,8 +10,6 @@
 #include <utility>
 #include <vector>
 
-#include "support/user_error.h"
-
 namespace kalvetra {
 
 // A request that passed the server's checks.
@@ -20,30 +18,18 @@ struct Request {
   std::map<std::string, std::string> query;  // ?name=value
 };
 
-using Bytes = std::vector<unsigned char>;
-
 // One of `body`, `bytes` and `file` is sent.
 struct Answer {
   int status = 200;
   std::string type = "application/json";
   std::string body;
-  std::shared_ptr<const Bytes> bytes;         // for pictures: sent without a copy
-  std::optional<std::filesystem::path> file;  // sent piece by piece, as a download
+  std::shared_ptr<const std::vector<unsigned char>> bytes;  // for pictures: sent without a copy
+  std::optional<std::filesystem::path> file;                // sent piece by piece, as a download
   std::vector<std::pair<std::string, std::string>> headers;
 };
 
-// A sentence with a status other than 400, which any UserError gives: 404, 409 ...
-class Refusal : public UserError {
- public:
-  Refusal(int status, const std::string& sentence) : UserError(sentence), status_(status) {}
-  int status() const { return status_; }
-
- private:
-  int status_;
-};
-
-// Handlers run on many threads at once, and may throw: UserError is answered with 400 and its sentence, a Refusal with
-// its own status, anything else with 500.
+// Handlers run on many threads at once, and may throw: UserError is answered with 400 and its sentence, NotFound with
+// 404, Conflict with 409, anything else with 500.
 using Handler = std::function<Answer(const Request&)>;
 
 class Routes {

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "preview/http/preview_server.h"
+#include "support/user_error.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/require.h"
 

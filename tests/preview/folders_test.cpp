@@ -5,6 +5,7 @@
 
 #include <fstream>
 
+#include "support/user_error.h"
 #include "tests/preview/work_fixture.h"
 
 namespace {
