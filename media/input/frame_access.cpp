@@ -31,7 +31,7 @@ std::shared_ptr<const AVFrame> shared(FramePtr frame) {
 
 FrameAccess::FrameAccess(const std::string& path, const SourceOptions& options, int threads,
                          const std::atomic<bool>& stop, std::size_t keptBytes)
-    : path_(path), options_(options), threads_(threads), stop_(stop), keptLimit_(keptBytes) {
+    : path_(path), options_(options), threads_(threads), stop_(stop), kept_(keptBytes) {
   reopen();
 }
 
@@ -54,7 +54,7 @@ std::int64_t FrameAccess::firstTime() {
 std::shared_ptr<const AVFrame> FrameAccess::frame(std::int64_t number, const std::function<bool()>& abandoned) {
   if (number < 0 || (count_ && number >= *count_)) return nullptr;
   if (trusts_ && number >= static_cast<std::int64_t>(index_->times.size())) return nullptr;
-  if (auto picture = kept(number)) return picture;
+  if (const auto* picture = kept_.find(number)) return *picture;
   if (!decodesFromHere(number) && !goTo(number)) reopen();
   while (!stop_ && !(abandoned && abandoned())) {
     const bool trusted = trusts_;
@@ -68,7 +68,7 @@ std::shared_ptr<const AVFrame> FrameAccess::frame(std::int64_t number, const std
       if (!stop_) count_ = here;
       return nullptr;
     }
-    keep(here, picture);
+    if (!kept_.contains(here)) kept_.add(here, picture, bytesOf(*picture));
     if (here == number) return picture;
   }
   return nullptr;
@@ -148,27 +148,6 @@ void FrameAccess::distrust() {
   ++generation_;
   count_.reset();
   kept_.clear();
-  uses_.clear();
-  keptBytes_ = 0;
-}
-
-std::shared_ptr<const AVFrame> FrameAccess::kept(std::int64_t number) {
-  const auto found = kept_.find(number);
-  if (found == kept_.end()) return nullptr;
-  uses_.splice(uses_.begin(), uses_, found->second.use);
-  return found->second.picture;
-}
-
-void FrameAccess::keep(std::int64_t number, const std::shared_ptr<const AVFrame>& picture) {
-  if (kept_.contains(number)) return;
-  uses_.push_front(number);
-  const std::size_t bytes = bytesOf(*picture);
-  kept_.emplace(number, Kept{picture, bytes, uses_.begin()});
-  for (keptBytes_ += bytes; keptBytes_ > keptLimit_ && uses_.size() > 1; uses_.pop_back()) {
-    const auto oldest = kept_.find(uses_.back());
-    keptBytes_ -= oldest->second.bytes;
-    kept_.erase(oldest);
-  }
 }
 
 }  // namespace kalvetra

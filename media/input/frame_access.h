@@ -2,14 +2,13 @@
 #pragma once
 
 #include <functional>
-#include <list>
 #include <memory>
 #include <optional>
 #include <string>
-#include <unordered_map>
 
 #include "media/input/picture_index.h"
 #include "media/input/reader.h"
+#include "support/recently_used.h"
 
 namespace kalvetra {
 
@@ -42,27 +41,18 @@ class FrameAccess {
   int generation() const { return generation_; }
 
  private:
-  struct Kept {
-    std::shared_ptr<const AVFrame> picture;
-    std::size_t bytes;
-    std::list<std::int64_t>::iterator use;
-  };
-
   std::int64_t keyBefore(std::int64_t number) const;
   bool decodesFromHere(std::int64_t number) const;
   bool goTo(std::int64_t number);
   bool jumpToKey(std::int64_t key);
   void reopen();
   std::shared_ptr<const AVFrame> next();
-  std::shared_ptr<const AVFrame> kept(std::int64_t number);
-  void keep(std::int64_t number, const std::shared_ptr<const AVFrame>& picture);
   void distrust();
 
   std::string path_;
   SourceOptions options_;
   int threads_;
   const std::atomic<bool>& stop_;
-  std::size_t keptLimit_, keptBytes_ = 0;
   std::unique_ptr<Reader> reader_;
   std::shared_ptr<const PictureIndex> index_;
   bool trusts_ = false;  // the index
@@ -70,8 +60,7 @@ class FrameAccess {
   std::int64_t position_ = 0;             // number of the picture that the reader delivers next
   std::shared_ptr<const AVFrame> ahead_;  // that picture, where it was already read
   std::optional<std::int64_t> firstTime_, count_;
-  std::unordered_map<std::int64_t, Kept> kept_;
-  std::list<std::int64_t> uses_;  // numbers, the latest used first
+  RecentlyUsed<std::int64_t, std::shared_ptr<const AVFrame>> kept_;  // by number
 };
 
 }  // namespace kalvetra

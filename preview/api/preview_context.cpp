@@ -30,7 +30,7 @@ PreviewContext::PreviewContext(PreviewOptions given, std::atomic<bool>& stopWord
       folders(options.folders, options.background, options.input),
       turns(kRendersAtOnce),
       clip(options.input, options.source, options.threads, stop),
-      thumbnails(options.input, options.source, options.threads, stop, {}, kKeptForThumbnails),
+      thumbnails(clip, kKeptForThumbnails),
       mattes(options.mattes, clip.format(), options.threads, stop),
       renderer(clip, mattes),
       backgrounds(clip, options.threads, stop) {

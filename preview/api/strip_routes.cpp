@@ -31,8 +31,7 @@ Json asJson(const StripState& state) {
 
 void addStripRoutes(Routes& routes, PreviewContext& context) {
   // Its own, so that what is looked at is not disturbed.
-  const auto mattes = std::make_shared<ClipMattes>(context.options.mattes, context.clip.format(),
-                                                   context.options.threads, context.stop);
+  const auto mattes = std::make_shared<ClipMattes>(context.mattes);
   const auto strip = std::make_shared<MatteStrip>(
       clipJob(context.options), context.precedence, [&context] { return context.clip.index(); },
       [mattes](std::int64_t number, const std::atomic<bool>& stop) {

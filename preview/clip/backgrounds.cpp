@@ -21,8 +21,8 @@ double secondsOf(std::int64_t number, const ClipFrames& clip) {
 }
 
 // The picture shown so many seconds after the first one; after the last one's end that one.
-std::int64_t shownAt(double seconds, ClipFrames& file) {
-  const std::int64_t count = file.count();
+std::int64_t shownAt(double seconds, ClipFrames& file, const Abandon& abandoned) {
+  const std::int64_t count = file.count(abandoned);
   const std::shared_ptr<const PictureIndex> index = file.index();
   const double reached = seconds + kBackgroundSlack;
   if (!index || !index->reliable) {
@@ -38,12 +38,8 @@ std::int64_t shownAt(double seconds, ClipFrames& file) {
 
 // Call it with the mutex held.
 Backgrounds::Entry& Backgrounds::entry(const std::string& over) {
-  const auto found = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& e) { return e.over == over; });
-  if (found != entries_.end()) {
-    entries_.splice(entries_.begin(), entries_, found);
-    return entries_.front();
-  }
-  Entry fresh{over, nullptr, -1, nullptr};
+  if (Entry* known = entries_.find(over)) return *known;
+  Entry fresh;
   SourceOptions options;
   options.sequenceRate = clip_.format().frameRate;
   if (over.starts_with('#')) {
@@ -51,28 +47,28 @@ Backgrounds::Entry& Backgrounds::entry(const std::string& over) {
   } else {
     fresh.file = std::make_shared<ClipFrames>(over, options, threads_, stop_, kAsShown, kKept);
   }
-  entries_.push_front(std::move(fresh));
-  if (entries_.size() > kMost) entries_.pop_back();
-  return entries_.front();
+  return entries_.add(over, std::move(fresh));
 }
 
 std::shared_ptr<const Image> Backgrounds::at(std::int64_t number, const std::string& over, const Abandon& abandoned) {
   std::shared_ptr<ClipFrames> file;
-  std::int64_t wanted = 0;
   {
     const std::lock_guard lock(mutex_);
     const Entry& known = entry(over);
-    if (known.file) wanted = shownAt(secondsOf(number, clip_), *known.file);
-    if (!known.file || known.number == wanted) return known.picture;
+    if (!known.file) return known.picture;
     file = known.file;
+  }
+  const std::int64_t wanted = shownAt(secondsOf(number, clip_), *file, abandoned);
+  {
+    const std::lock_guard lock(mutex_);
+    if (const Entry& known = entry(over); known.number == wanted) return known.picture;
   }
   auto picture = std::make_shared<const Image>(
       fittedTo(clip_.format(), file->format(), CompanionClip::Fit::Cover, *file->picture(wanted, abandoned)));
   const std::lock_guard lock(mutex_);
   Entry& made = entry(over);
   made.number = wanted;
-  made.picture = picture;
-  return picture;
+  return made.picture = picture;
 }
 
 }  // namespace kalvetra

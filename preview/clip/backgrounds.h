@@ -2,7 +2,6 @@
 #pragma once
 
 #include <filesystem>
-#include <list>
 #include <mutex>
 
 #include "compositing/background.h"
@@ -24,10 +23,9 @@ class Backgrounds {
   static constexpr std::size_t kMost = 4;  // colours and files at once
 
   struct Entry {
-    std::string over;
-    std::shared_ptr<ClipFrames> file;  // null for a colour
-    std::int64_t number = -1;          // of the picture made last
-    std::shared_ptr<const Image> picture;
+    std::shared_ptr<ClipFrames> file;      // null for a colour
+    std::shared_ptr<const Image> picture;  // the one made last
+    std::int64_t number = -1;              // of it
   };
   Entry& entry(const std::string& over);
 
@@ -35,7 +33,7 @@ class Backgrounds {
   int threads_;
   const std::atomic<bool>& stop_;
   std::mutex mutex_;
-  std::list<Entry> entries_;  // the latest used first
+  RecentlyUsed<std::string, Entry> entries_{kMost};  // by `over`
 };
 
 }  // namespace kalvetra

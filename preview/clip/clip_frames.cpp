@@ -1,6 +1,7 @@
 #include "preview/clip/clip_frames.h"
 
 #include <algorithm>
+#include <future>
 
 #include "support/interrupted.h"
 #include "support/user_error.h"
@@ -19,54 +20,91 @@ const std::string& searchable(const std::string& path) {
 
 }  // namespace
 
+class ClipFrames::Clip {
+ public:
+  Clip(const std::string& path, const SourceOptions& options, int threads, const std::atomic<bool>& stop,
+       const KeyingChoice& choice)
+      : path_(searchable(path)),
+        options_(options),
+        threads_(threads),
+        stop_(stop),
+        description_(path, options, 1, stop),
+        keying_(description_, choice) {}
+  ~Clip() {
+    closing_ = true;
+    if (index_.valid()) index_.wait();
+  }
+  Clip(const Clip&) = delete;
+  Clip& operator=(const Clip&) = delete;
+
+  const Reader& description() const { return description_; }
+  const ClipKeying& keying() const { return keying_; }
+  bool isStopping() const { return stop_; }
+  FrameAccess access(std::size_t keptBytes) const { return {path_, options_, threads_, stop_, keptBytes}; }
+
+  void beginIndex(std::int64_t firstTime) {
+    index_ = std::async(std::launch::async, [this, firstTime] {
+      auto index = std::make_shared<PictureIndex>();
+      try {
+        *index = indexPictures(path_, options_, firstTime, closing_);
+      } catch (const UserError&) {  // it was there a moment ago: decoding it will say what is wrong
+      }
+      return std::shared_ptr<const PictureIndex>(std::move(index));
+    });
+  }
+  // Waits that long at most; null while it is not made.
+  std::shared_ptr<const PictureIndex> index(std::chrono::milliseconds patience) const {
+    return index_.wait_for(patience) == std::future_status::ready ? index_.get() : nullptr;
+  }
+
+ private:
+  const std::string path_;
+  const SourceOptions options_;
+  const int threads_;
+  const std::atomic<bool>& stop_;
+  std::atomic<bool> closing_{false};
+  const Reader description_;
+  const ClipKeying keying_;
+  std::shared_future<std::shared_ptr<const PictureIndex>> index_;
+};
+
 ClipFrames::ClipFrames(const std::string& path, const SourceOptions& options, int threads,
                        const std::atomic<bool>& stop, const KeyingChoice& choice, std::size_t keptBytes)
-    : stop_(stop),
-      keptConverted_(keptBytes / 2),
-      description_(searchable(path), options, 1, stop),
-      keying_(description_, choice),
-      access_(path, options, threads, stop, keptBytes) {
-  const std::int64_t firstTime = access_.firstTime();
-  index_ = std::async(std::launch::async, [this, path, options, firstTime] {
-    auto index = std::make_shared<PictureIndex>();
-    try {
-      *index = indexPictures(path, options, firstTime, closing_);
-    } catch (const UserError&) {  // it was there a moment ago: what is decoded tells of it
-    }
-    return std::shared_ptr<const PictureIndex>(std::move(index));
-  });
+    : clip_(std::make_shared<Clip>(path, options, threads, stop, choice)),
+      access_(clip_->access(keptBytes)),
+      converted_(keptBytes / 2) {
+  clip_->beginIndex(access_.firstTime());
 }
 
-ClipFrames::~ClipFrames() {
-  closing_ = true;
-  index_.wait();
-}
+ClipFrames::ClipFrames(const ClipFrames& other, std::size_t keptBytes)
+    : clip_(other.clip_), access_(clip_->access(keptBytes)), converted_(keptBytes / 2) {}
+
+const Reader& ClipFrames::reader() const { return clip_->description(); }
+
+const ClipKeying& ClipFrames::keying() const { return clip_->keying(); }
+
+std::shared_ptr<const PictureIndex> ClipFrames::index() const { return clip_->index({}); }
 
 // Waits that long at most. Call it with decoding_ held.
 bool ClipFrames::takeIndex(std::chrono::milliseconds patience) {
   if (access_.hasIndex()) return true;
-  if (index_.wait_for(patience) != std::future_status::ready) return false;
-  access_.setIndex(index_.get());
-  return true;
+  if (const auto index = clip_->index(patience)) access_.setIndex(index);
+  return access_.hasIndex();
 }
 
-std::shared_ptr<const PictureIndex> ClipFrames::index() const {
-  const bool ready = index_.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
-  return ready ? index_.get() : nullptr;
-}
-
-std::int64_t ClipFrames::count() {
-  index_.wait_for(kPatience);
+std::int64_t ClipFrames::count(const Abandon& abandoned) {
+  const auto end = std::chrono::steady_clock::now() + kPatience;
+  while (!clip_->index(kGlance) && !(abandoned && abandoned()) && std::chrono::steady_clock::now() < end) continue;
   const std::lock_guard lock(decoding_);
   takeIndex({});
-  return knownCount().value_or(std::max<std::int64_t>(description_.expectedFrames(), 1));
+  return knownCount().value_or(std::max<std::int64_t>(reader().expectedFrames(), 1));
 }
 
 // Call it with decoding_ held.
 std::optional<std::int64_t> ClipFrames::knownCount() const {
   if (access_.count() || !access_.hasIndex()) return access_.count();
-  const PictureIndex& index = *index_.get();
-  return std::max<std::int64_t>(index.reliable ? static_cast<std::int64_t>(index.times.size()) : index.pictures, 1);
+  const auto index = this->index();
+  return std::max<std::int64_t>(index->reliable ? static_cast<std::int64_t>(index->times.size()) : index->pictures, 1);
 }
 
 std::int64_t ClipFrames::numberWithin(std::int64_t number, const Abandon& abandoned) {
@@ -78,30 +116,25 @@ std::int64_t ClipFrames::numberWithin(std::int64_t number, const Abandon& abando
 
 std::shared_ptr<const Image> ClipFrames::known(std::int64_t number) {
   const std::lock_guard lock(mutex_);
-  const auto found =
-      std::find_if(converted_.begin(), converted_.end(), [number](const Converted& c) { return c.number == number; });
-  if (found == converted_.end()) return nullptr;
-  converted_.splice(converted_.begin(), converted_, found);
-  return found->image;
+  const auto* image = converted_.find(number);
+  return image != nullptr ? *image : nullptr;
 }
 
 void ClipFrames::remember(std::int64_t number, const std::shared_ptr<const Image>& image) {
   const std::lock_guard lock(mutex_);
-  converted_.push_front({number, image});
-  const std::size_t most = std::max<std::size_t>(keptConverted_ / std::max<std::size_t>(image->argb.size(), 1), 2);
-  while (converted_.size() > most) converted_.pop_back();
+  converted_.add(number, image, image->argb.size());
 }
 
 std::unique_ptr<FrameConverter> ClipFrames::takeConverter() {
   const std::lock_guard lock(mutex_);
-  if (converters_.empty()) return std::make_unique<FrameConverter>(keying_.converter());
+  if (converters_.empty()) return std::make_unique<FrameConverter>(keying().converter());
   auto converter = std::move(converters_.back());
   converters_.pop_back();
   return converter;
 }
 
 void ClipFrames::refuse(std::int64_t number, const Abandon& abandoned) const {
-  if (stop_) throw Interrupted();
+  if (clip_->isStopping()) throw Interrupted();
   if (abandoned && abandoned()) throw Conflict("the request was overtaken by a newer one");
   throw UserError("the clip has no frame " + std::to_string(number) + "; they are numbered from 0");
 }
@@ -109,7 +142,7 @@ void ClipFrames::refuse(std::int64_t number, const Abandon& abandoned) const {
 void ClipFrames::awaitIndexFor(std::int64_t number, const Abandon& abandoned) {
   while (!takeIndex(kGlance)) {
     if (access_.distance(number) <= kNearStart) return;
-    if (stop_ || (abandoned && abandoned())) refuse(number, abandoned);
+    if (clip_->isStopping() || (abandoned && abandoned())) refuse(number, abandoned);
   }
 }
 

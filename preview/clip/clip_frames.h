@@ -3,8 +3,6 @@
 
 #include <atomic>
 #include <functional>
-#include <future>
-#include <list>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -13,6 +11,7 @@
 
 #include "jobs/clip_keying.h"
 #include "media/input/frame_access.h"
+#include "support/recently_used.h"
 
 namespace kalvetra {
 
@@ -27,16 +26,17 @@ class ClipFrames {
   // converted ones.
   ClipFrames(const std::string& path, const SourceOptions& options, int threads, const std::atomic<bool>& stop,
              const KeyingChoice& choice = {}, std::size_t keptBytes = kUsuallyKept);
-  ~ClipFrames();
+  // The same clip, decoded apart from `other`, so that the one does not disturb the other. They share the index.
+  ClipFrames(const ClipFrames& other, std::size_t keptBytes);
 
   // Of the clip; its reader may not be moved.
-  const Reader& reader() const { return description_; }
-  const PictureFormat& format() const { return description_.format(); }
-  const ClipKeying& keying() const { return keying_; }
+  const Reader& reader() const;
+  const PictureFormat& format() const { return reader().format(); }
+  const ClipKeying& keying() const;
 
-  // How many pictures there are. Waits a few seconds for the index of a large clip, then answers what the file
-  // declares.
-  std::int64_t count();
+  // How many pictures there are. Waits a few seconds for the index of a large clip, unless `abandoned`, asked now and
+  // then, answers true, and then answers what the file declares.
+  std::int64_t count(const Abandon& abandoned = {});
 
   // That number, or the last picture's where the clip ends before it. Waits and throws like picture.
   std::int64_t numberWithin(std::int64_t number, const Abandon& abandoned);
@@ -49,13 +49,11 @@ class ClipFrames {
   std::shared_ptr<const Image> picture(std::int64_t number, const Abandon& abandoned = {});
 
  private:
-  struct Converted {
-    std::int64_t number;
-    std::shared_ptr<const Image> image;
-  };
+  // What those that share a clip have in common.
+  class Clip;
 
-  std::shared_ptr<const Image> known(std::int64_t number);
   void remember(std::int64_t number, const std::shared_ptr<const Image>& image);
+  std::shared_ptr<const Image> known(std::int64_t number);
   std::shared_ptr<const AVFrame> decoded(std::int64_t number, const Abandon& abandoned);
   void awaitIndexFor(std::int64_t number, const Abandon& abandoned);
   bool takeIndex(std::chrono::milliseconds patience);
@@ -63,18 +61,13 @@ class ClipFrames {
   std::unique_ptr<FrameConverter> takeConverter();
   [[noreturn]] void refuse(std::int64_t number, const Abandon& abandoned) const;
 
-  const std::atomic<bool>& stop_;
-  std::atomic<bool> closing_{false};
-  const std::size_t keptConverted_;  // bytes
-  const Reader description_;
-  const ClipKeying keying_;
+  std::shared_ptr<Clip> clip_;
   std::mutex decoding_;  // of access_
   FrameAccess access_;
-  int generation_ = 0;  // of the numbers in use
-  std::shared_future<std::shared_ptr<const PictureIndex>> index_;
-  std::mutex mutex_;                                         // of what follows
-  std::list<Converted> converted_;                           // the latest used first
-  std::vector<std::unique_ptr<FrameConverter>> converters_;  // those at rest
+  int generation_ = 0;                                                  // of the numbers in use
+  std::mutex mutex_;                                                    // of what follows
+  RecentlyUsed<std::int64_t, std::shared_ptr<const Image>> converted_;  // by number
+  std::vector<std::unique_ptr<FrameConverter>> converters_;             // those at rest
 };
 
 }  // namespace kalvetra

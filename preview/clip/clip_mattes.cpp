@@ -1,7 +1,5 @@
 #include "preview/clip/clip_mattes.h"
 
-#include <algorithm>
-
 namespace kalvetra {
 
 namespace {
@@ -24,6 +22,11 @@ ClipMattes::ClipMattes(const CompanionPaths& paths, const PictureFormat& clip, i
   if (!paths.holdout.empty()) holdout_ = std::make_unique<File>(paths.holdout, clip, threads, stop);
 }
 
+ClipMattes::ClipMattes(const ClipMattes& other) : guesses_(other.guesses_) {
+  if (other.garbage_) garbage_ = std::make_unique<File>(*other.garbage_);
+  if (other.holdout_) holdout_ = std::make_unique<File>(*other.holdout_);
+}
+
 Companions ClipMattes::at(std::int64_t number, const Abandon& abandoned) {
   Companions mattes;
   if (garbage_) mattes.garbage = garbage_->at(number, abandoned);
@@ -32,27 +35,21 @@ Companions ClipMattes::at(std::int64_t number, const Abandon& abandoned) {
 }
 
 ClipMattes::File::File(const std::string& path, const PictureFormat& clip, int threads, const std::atomic<bool>& stop)
-    : clip_(clip), frames_(path, SourceOptions(), threads, stop, kLevels, kKept) {}
+    : clip_(clip), frames_(path, SourceOptions(), threads, stop, kLevels, kKept), fitted_(kMostFitted) {}
 
-std::shared_ptr<const Image> ClipMattes::File::known(std::int64_t number) {
-  const std::lock_guard lock(mutex_);
-  const auto found =
-      std::find_if(fitted_.begin(), fitted_.end(), [number](const Fitted& f) { return f.number == number; });
-  if (found == fitted_.end()) return nullptr;
-  fitted_.splice(fitted_.begin(), fitted_, found);
-  return found->picture;
-}
+ClipMattes::File::File(const File& other) : clip_(other.clip_), frames_(other.frames_, kKept), fitted_(kMostFitted) {}
 
 // After its end its last picture stays.
 std::shared_ptr<const Image> ClipMattes::File::at(std::int64_t number, const Abandon& abandoned) {
   const std::int64_t wanted = frames_.numberWithin(number, abandoned);
-  if (auto picture = known(wanted)) return picture;
+  {
+    const std::lock_guard lock(mutex_);
+    if (const auto* picture = fitted_.find(wanted)) return *picture;
+  }
   auto picture = std::make_shared<const Image>(
       fittedTo(clip_, frames_.format(), CompanionClip::Fit::Exact, *frames_.picture(wanted, abandoned)));
   const std::lock_guard lock(mutex_);
-  fitted_.push_front({wanted, picture});
-  if (fitted_.size() > kMostFitted) fitted_.pop_back();
-  return picture;
+  return fitted_.add(wanted, std::move(picture));
 }
 
 }  // namespace kalvetra

@@ -1,7 +1,6 @@
 // The garbage and holdout mattes that go along with the clip, frame by frame.
 #pragma once
 
-#include <list>
 #include <memory>
 #include <mutex>
 
@@ -17,6 +16,9 @@ class ClipMattes {
   // read or does not fit the clip. `stop` must outlive this.
   ClipMattes(const CompanionPaths& paths, const PictureFormat& clip, int threads, const std::atomic<bool>& stop);
 
+  // The same mattes, decoded apart from `other`, so that the one does not disturb the other. They share their indices.
+  explicit ClipMattes(const ClipMattes& other);
+
   // Those of that frame. Throws like ClipFrames::picture.
   Companions at(std::int64_t number, const Abandon& abandoned = {});
 
@@ -28,19 +30,14 @@ class ClipMattes {
   class File {
    public:
     File(const std::string& path, const PictureFormat& clip, int threads, const std::atomic<bool>& stop);
+    explicit File(const File& other);
     std::shared_ptr<const Image> at(std::int64_t number, const Abandon& abandoned);
 
    private:
-    struct Fitted {
-      std::int64_t number;
-      std::shared_ptr<const Image> picture;
-    };
-    std::shared_ptr<const Image> known(std::int64_t number);
-
     const PictureFormat clip_;
     ClipFrames frames_;
-    std::mutex mutex_;          // of what follows
-    std::list<Fitted> fitted_;  // the latest used first
+    std::mutex mutex_;                                                 // of what follows
+    RecentlyUsed<std::int64_t, std::shared_ptr<const Image>> fitted_;  // by number
   };
 
   std::vector<std::string> guesses_;

@@ -12,8 +12,7 @@ namespace kalvetra {
 
 namespace {
 
-constexpr std::size_t kMostDesks = 3;    // at rest
-constexpr std::size_t kMostReduced = 8;  // pictures
+constexpr std::size_t kMostDesks = 3;  // at rest
 
 // Alpha, red, green, blue to red, green, blue, alpha.
 void toRgba(const Image& image, unsigned char* out) {
@@ -84,18 +83,14 @@ void Renderer::giveBack(DeskPtr desk) {
 
 std::shared_ptr<const Image> Renderer::reduced(const std::shared_ptr<const Image>& full, int scale) {
   if (scale == 1) return full;
-  const auto isSame = [&](const Reduced& r) { return r.full == full && r.scale == scale; };
   {
     const std::lock_guard lock(mutex_);
-    const auto found = std::find_if(reduced_.begin(), reduced_.end(), isSame);
-    if (found != reduced_.end()) return found->reduced;
+    if (const auto* known = reduced_.find({full, scale})) return *known;
   }
   auto small =
       std::make_shared<const Image>(averaged(*full, reducedSide(full->width, scale), reducedSide(full->height, scale)));
   const std::lock_guard lock(mutex_);
-  reduced_.push_back({full, small, scale});
-  if (reduced_.size() > kMostReduced) reduced_.erase(reduced_.begin());
-  return small;
+  return reduced_.add({full, scale}, std::move(small));
 }
 
 Companions Renderer::reduced(const Companions& mattes, int scale) {

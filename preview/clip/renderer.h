@@ -58,6 +58,8 @@ class Renderer {
     KeySettings settings{};
     Image view{};
   };
+  static constexpr std::size_t kMostReduced = 8;  // pictures
+
   using DeskPtr = std::unique_ptr<Desk>;
   // A desk in use; goes back by itself.
   class Seat;
@@ -67,17 +69,13 @@ class Renderer {
   DeskPtr takeDesk(const KeyedFrame& keyed, const Abandon& abandoned);
   void giveBack(DeskPtr desk);
 
-  struct Reduced {
-    std::shared_ptr<const Image> full, reduced;
-    int scale;
-  };
-
   ClipFrames& clip_;
   ClipMattes& mattes_;
   BytePool pool_;
-  std::mutex mutex_;              // of what follows
-  std::vector<DeskPtr> desks_;    // at rest, the latest used last
-  std::vector<Reduced> reduced_;  // the latest used last
+  std::mutex mutex_;            // of what follows
+  std::vector<DeskPtr> desks_;  // at rest, the latest used last
+  using FullAndScale = std::pair<std::shared_ptr<const Image>, int>;
+  RecentlyUsed<FullAndScale, std::shared_ptr<const Image>> reduced_{kMostReduced};
 };
 
 }  // namespace kalvetra
