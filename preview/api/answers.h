@@ -1,4 +1,4 @@
-// Answers that several topics give.
+// Answers that several routes give.
 #pragma once
 
 #include "analysis/backdrop_color.h"

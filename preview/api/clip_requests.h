@@ -13,7 +13,7 @@ std::string plainStem(const std::string& input);
 // The clip's job as `kalvetra key` with the same options would have it, without range and outputs.
 KeyJob clipJob(const PreviewOptions& options);
 
-// Members "start", the first frame, and "end", the first behind the range. What reaches to an end of the clip is left
+// Members "start", the first frame, and "end", the first after the range. What reaches to an end of the clip is left
 // open, as a command without these options would be. `frames` is the clip's number, 0 when it is not known.
 ClipRange rangeIn(const Json& body, std::int64_t frames);
 

@@ -35,7 +35,7 @@ class ClipFrames {
   const ClipKeying& keying() const;
 
   // How many pictures there are. Waits a few seconds for the index of a large clip, unless `abandoned`, asked now and
-  // then, answers true, and then answers what the file declares.
+  // then, returns true, and otherwise takes what the file declares.
   std::int64_t count(const Abandon& abandoned = {});
 
   // That number, or the last picture's where the clip ends before it. Waits and throws like picture.
@@ -45,7 +45,7 @@ class ClipFrames {
   std::shared_ptr<const PictureIndex> index() const;
 
   // That picture, converted like FrameKeyer does it. Throws UserError when the clip has none of that number, Conflict
-  // once `abandoned`, asked now and then, answers true, and Interrupted when the program ends.
+  // once `abandoned`, asked now and then, returns true, and Interrupted when the program ends.
   std::shared_ptr<const Image> picture(std::int64_t number, const Abandon& abandoned = {});
 
  private:

@@ -1,4 +1,4 @@
-// How good the matte of every frame is, found out in the background.
+// How good the matte of every frame is, measured in the background.
 #pragma once
 
 #include <condition_variable>
@@ -34,10 +34,10 @@ struct StripState {
 // with the keyed clip. Works with the lowest priority, and not at all while the user waits for a picture.
 //
 // start() and stop() take effect at once, though frames under way may still be worked on for some milliseconds; what
-// they give is thrown away. All functions may be called from any thread.
+// they give is discarded. All functions may be called from any thread.
 class MatteStrip {
  public:
-  // `clip` tells the input and how it is read; its range, companions and outputs do not count. `index` answers what is
+  // `clip` names the input and how it is read; its range, companions and outputs do not count. `index` returns what is
   // known of the clip's pictures by then, or null; `mattes` what goes along with the frame of a number, asked mostly in
   // the order of the clip. They and `precedence` must outlive this.
   using Index = std::function<std::shared_ptr<const PictureIndex>()>;
@@ -50,11 +50,11 @@ class MatteStrip {
   MatteStrip(const MatteStrip&) = delete;
   MatteStrip& operator=(const MatteStrip&) = delete;
 
-  // Replaces what is under way. Answers the new job's number.
+  // Replaces what is under way. Returns the new job's number.
   std::int64_t start(const AnimatedSettings& settings, const ClipRange& range);
-  // What was found out so far remains.
+  // What was measured so far remains.
   void stop();
-  // A frame is told only when its flicker is known too, that is, once the two behind it are done or there are none.
+  // A frame is listed only when its flicker is known too, that is, once the two after it are done or there are none.
   StripState state(std::int64_t from = 0) const;
 
  private:

@@ -1,4 +1,4 @@
-// What the user waits for goes before work in the background.
+// Work in the background rests while the user waits for something.
 #pragma once
 
 #include <atomic>

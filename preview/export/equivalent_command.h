@@ -17,7 +17,7 @@ struct EquivalentCommand {
 // What the command is about besides the request.
 struct CommandFiles {
   std::string input;
-  std::vector<std::string> sourceArguments{};  // options that tell how the input is read
+  std::vector<std::string> sourceArguments{};  // options that say how the input is read
   std::string output;
   std::string preset;       // the name of a preset that may be needed
   CompanionPaths mattes{};  // without a background

@@ -23,8 +23,8 @@ struct ExportState {
   ExportStatus status = ExportStatus::None;
   std::int64_t frames = 0, of = 0;  // keyed, and expected; 0: not known
   double fps = 0.0;
-  std::optional<double> secondsLeft{};         // once it can be told
-  bool checking = false;                       // all is keyed; the written files are being looked at again
+  std::optional<double> secondsLeft{};         // once it can be estimated
+  bool checking = false;                       // all is keyed; the written files are being read back
   std::string error{};                         // a sentence, where it failed
   std::vector<std::string> notes{};            // sentences
   std::vector<std::filesystem::path> files{};  // done: the file, and the matte of a pair; or one numbered name
@@ -36,7 +36,7 @@ struct ExportState {
 // name that is not complete. All functions may be called from any thread.
 class ExportJob {
  public:
-  // `clip` tells the input and how it is read. Written to `folder`, or where that is empty, into a private folder that
+  // `clip` names the input and how it is read. Written to `folder`, or where that is empty, into a private folder that
   // goes with this object.
   ExportJob(const KeyJob& clip, std::filesystem::path folder) : clip_(clip), folder_(std::move(folder)) {}
   // Cancels, and waits until everything is tidied up.
@@ -44,11 +44,11 @@ class ExportJob {
   ExportJob(const ExportJob&) = delete;
   ExportJob& operator=(const ExportJob&) = delete;
 
-  // `name` is a plain name in the folder; without an ending it gets that of the chosen kind of file. Answers the job's
+  // `name` is a plain name in the folder; without an ending it gets that of the chosen kind of file. Returns the job's
   // number. Throws UserError for what does not fit together, Conflict while another export runs, and for a
   // name that exists and is not to be replaced.
   std::int64_t start(const KeyRequest& request, const std::string& name, bool replace);
-  // Takes effect soon; the state tells when.
+  // Takes effect soon; the state shows when.
   void cancel();
   ExportState state() const;
   // The finished export's file of that number. Throws NotFound when there is none.

@@ -36,7 +36,7 @@ bool isPlainFile(const fs::path& path) {
   return fs::symlink_status(path, ignored).type() == fs::file_type::regular;
 }
 
-// A file that is closed behind its reader. Never a link, though one may have taken the file's place meanwhile.
+// A file that is closed again. Never a link, though one may have taken the file's place meanwhile.
 class OpenFile {
  public:
   explicit OpenFile(const fs::path& path) : file_(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK)) {}

@@ -31,7 +31,7 @@ class Folders {
   // All of these throw UserError: for a name that is none, or that no file has, and when there is no folder.
   std::filesystem::path picture(const std::string& name) const;
   Preset loadPreset(const std::string& name) const;
-  // Into the first folder, under that name with .json behind it unless it is there. Answers the full name. Throws
+  // Into the first folder, under that name, with .json added unless it is there. Returns the full name. Throws
   // Conflict when it exists and is not to be replaced.
   std::string savePreset(const std::string& name, const AnimatedSettings& settings, bool replace) const;
   // Throws UserError when a link stands at a place that is to be written to: it may lead elsewhere.

@@ -14,7 +14,7 @@ namespace kalvetra {
 
 namespace {
 
-// Encoders spend more on a picture that stands alone than on those that follow it, so that runs are looked at.
+// Encoders spend more on a picture that stands alone than on those that follow it, so that runs are encoded.
 constexpr std::int64_t kRuns = 4, kRunFrames = 8;
 constexpr std::int64_t kUsualSoundRate = 192000;  // bits a second, where a track does not say
 

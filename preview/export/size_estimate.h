@@ -22,7 +22,7 @@ struct EstimateSources {
 
 class SizeEstimator {
  public:
-  // `clip` tells how it is keyed. The sources must outlive this, and `stop`, which, once true, ends all estimates.
+  // `clip` says how it is keyed. The sources must outlive this, and `stop`, which, once true, ends all estimates.
   SizeEstimator(const KeyJob& clip, const EstimateSources& sources, const std::atomic<bool>& stop)
       : clip_(clip), sources_(sources), stopAll_(stop) {}
 

@@ -155,6 +155,7 @@ TEST(Strip, BeginsAtTheInPointOfALongClip) {
   need(key(clip + " " + keyed + " --start 70f --end 82f --key-color '#2da54b'"));
   const RoutedPreview preview(optionsFor(clip));
   EXPECT_EQ(90, preview.get("api/clip")["frames"]);  // the index is there
+  EXPECT_EQ(preview.context().clip.index(), preview.context().thumbnails.index()) << "the clip is indexed once";
   preview.post("api/strip", {{"settings", {{"key-color", kKeyColor}}}, {"start", 70}, {"end", 82}});
   const Json strip =
       waitFor([&] { return preview.get("api/strip"); }, [](const Json& state) { return state["state"] != "running"; });
