@@ -16,19 +16,18 @@ std::string fullHelp(const Parameter& p) {
   return help;
 }
 
-// "Basic: Edge Blur Group"
-std::string heading(const Parameter& p) {
-  std::string text;
-  for (const std::string& name : groupsOf(p)) text += (text.empty() ? "" : ": ") + name;
-  return text;
-}
-
 std::string padded(std::string text, std::size_t width) {
   text.resize(std::max(width, text.size()), ' ');
   return text + "  ";
 }
 
 }  // namespace
+
+std::string groupPath(const Parameter& p) {
+  std::string text;
+  for (const std::string& name : groupsOf(p)) text += (text.empty() ? "" : ": ") + name;
+  return text;
+}
 
 std::string valueRange(const Parameter& parameter) {
   switch (parameter.kind) {
@@ -72,7 +71,7 @@ std::string parametersAsText() {
   int group = 0;
   for (const Parameter& p : kParameters) {
     if (p.kind == ParameterKind::Group) continue;
-    if (p.group != group) text += (text.empty() ? "" : "\n") + heading(p) + "\n";
+    if (p.group != group) text += (text.empty() ? "" : "\n") + groupPath(p) + "\n";
     group = p.group;
     text += "  " + padded(std::string(p.slug), slugs) + padded(valueRange(p), ranges) +
             padded(defaultText(p), defaults) + fullHelp(p) + "\n";

@@ -7,6 +7,9 @@
 
 namespace kalvetra {
 
+// The names of the groups around a parameter, outermost first: "Basic: Edge Blur Group".
+std::string groupPath(const Parameter& parameter);
+
 // The values that a parameter takes, as the command line writes them: "0..100", "on, off", "source, matte, result".
 std::string valueRange(const Parameter& parameter);
 

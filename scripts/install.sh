@@ -15,7 +15,7 @@ for part in "$@"; do
   case $part in
     --tests)
       debian+=(libgtest-dev ffmpeg gobjc++ libgnustep-base-dev libgl-dev chromium fonts-dejavu-core frei0r-plugins-dev melt
-        libxml2-utils)
+        libxml2-utils abigail-tools python3-numpy)
       mac+=(googletest)
       # Another Node than the distribution's, with its own npm, stays as it is: the packages would not go beside it.
       command -v node >/dev/null || { debian+=(nodejs); mac+=(node); }

@@ -1,0 +1,171 @@
+/* Kalvetra keys green-screen pictures: it computes a matte, takes the screen's colour out of the subject and gives the
+ * picture an alpha. The same picture and settings give the same bytes on every machine, at every CPU level, with any
+ * number of threads.
+ *
+ * Answers: functions that answer int give 0 or more when all is well, otherwise one of the negative codes below, and
+ * kalvetra_last_error() then has the sentence. What they were to write is then undefined, settings are unchanged.
+ *
+ * Text: all text is UTF-8 and ends in a NUL. Functions with (char *text, size_t size) write as snprintf does: they
+ * answer the length of the whole text without its NUL, and write as much of it as fits; with a size of 0, text may be
+ * NULL.
+ *
+ * Threads: any functions may run at once on any threads. A settings object may be used by several of them while none
+ * changes or frees it. */
+#ifndef KALVETRA_KALVETRA_H
+#define KALVETRA_KALVETRA_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(_WIN32) && defined(KALVETRA_BUILDING_LIBRARY)
+#define KALVETRA_API __declspec(dllexport)
+#elif defined(_WIN32)
+#define KALVETRA_API __declspec(dllimport)
+#else
+#define KALVETRA_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+enum kalvetra_code {
+  KALVETRA_OK = 0,
+  KALVETRA_BAD_ARGUMENT = -1, /* a null pointer, an option out of range, a CPU level that the machine lacks */
+  KALVETRA_BAD_FRAME = -2,    /* a size, stride or format that cannot be, or frames of two sizes */
+  KALVETRA_BAD_SETTING = -3,  /* no such parameter, or no such value of it */
+  KALVETRA_BAD_PRESET = -4,   /* text that is no preset, or one of a newer look */
+  KALVETRA_NO_BACKDROP = -5,  /* the frames show no green screen */
+  KALVETRA_NO_MEMORY = -6,    /* memory ran out */
+  KALVETRA_FAILED = -7        /* something else; the sentence says what */
+};
+
+/* What was wrong with the calling thread's last call that failed, and what to do about it; "" before the first. Valid
+ * until that thread's next call. */
+KALVETRA_API const char* kalvetra_last_error(void);
+
+KALVETRA_API const char* kalvetra_version(void); /* of the library that runs: "0.1.0" */
+/* The number of the keyer's look: it rises whenever any picture with any settings would get other bytes than before. */
+KALVETRA_API int kalvetra_look(void);
+
+/* The CPU levels of this machine, the fastest last, the plain "scalar" first; NULL from their number on. */
+KALVETRA_API const char* kalvetra_cpu_level(int index);
+
+/* ---- Parameters ---- */
+
+enum kalvetra_kind { KALVETRA_POPUP = 1, KALVETRA_COLOR, KALVETRA_TOGGLE, KALVETRA_SLIDER };
+
+/* One setting. Later versions may add members at the end. */
+typedef struct kalvetra_parameter {
+  int id;                    /* fixed for ever */
+  int kind;                  /* enum kalvetra_kind */
+  const char* slug;          /* its name for programs: "clip-black" */
+  const char* name;          /* and for people, in English: "Clip Black" */
+  const char* group;         /* the names of the groups around it, outermost first: "Basic: Edge Blur Group" */
+  const char* help;          /* one sentence */
+  const char* values;        /* "0..100", "on, off", "source, matte, result", "#rrggbb, r,g,b (0..255)" */
+  const char* default_value; /* "33", "on", "result", "#000000" */
+  int minimum, maximum;      /* of a slider */
+  const char* depends_on;    /* slug of the toggle that must be on for it to count; NULL: it always counts */
+} kalvetra_parameter;
+
+/* The parameters in the order in which a panel shows them; NULL from their number on. Never freed. */
+KALVETRA_API const kalvetra_parameter* kalvetra_parameter_at(int index);
+
+/* ---- Settings ---- */
+
+typedef struct kalvetra_settings kalvetra_settings;
+
+/* Every parameter at its default. The default key colour, black, keys nothing. NULL when memory ran out. */
+KALVETRA_API kalvetra_settings* kalvetra_settings_new(void);
+KALVETRA_API kalvetra_settings* kalvetra_settings_copy(const kalvetra_settings* settings); /* likewise, or of NULL */
+KALVETRA_API void kalvetra_settings_free(kalvetra_settings* settings);                     /* NULL is fine */
+
+/* Sets one parameter for all frames, as the command line writes it: "screen-gain", "33"; "smooth-bg", "on";
+ * "key-color", "#2da54b"; "view", "matte". */
+KALVETRA_API int kalvetra_settings_set(kalvetra_settings* settings, const char* slug, const char* value);
+/* Its value at a frame; frames are counted from 0 and make a difference only to presets with keyframes. */
+KALVETRA_API int kalvetra_settings_get(const kalvetra_settings* settings, const char* slug, int64_t frame, char* text,
+                                       size_t size);
+
+/* Sets what a preset sets, its keyframes included; parameters that it leaves out keep their values. */
+KALVETRA_API int kalvetra_settings_read_preset(kalvetra_settings* settings, const char* json);
+/* A preset with every parameter. */
+KALVETRA_API int kalvetra_settings_write_preset(const kalvetra_settings* settings, char* text, size_t size);
+
+/* ---- Frames ---- */
+
+enum kalvetra_format { KALVETRA_ARGB8 = 1, KALVETRA_BGRA8, KALVETRA_RGBA8 }; /* the bytes in the order of addresses */
+
+/* One picture of 4 bytes a pixel, which stays the caller's. */
+typedef struct kalvetra_frame {
+  void* data;        /* the first row's first pixel */
+  ptrdiff_t stride;  /* bytes from a row to the next, at least 4 * width; negative where rows lie upwards in memory */
+  int width, height; /* 1..65535 pixels */
+  int format;        /* enum kalvetra_format */
+  int premultiplied; /* not 0: colours are multiplied by alpha */
+} kalvetra_frame;
+
+enum kalvetra_chroma { KALVETRA_CHROMA_FULL = 0, KALVETRA_CHROMA_HALF, KALVETRA_CHROMA_QUARTER };
+
+/* How a call is to work. Set size to sizeof(kalvetra_options) and the rest to 0, then what is to differ; a null pointer
+ * stands for all zeros. Later versions may add members at the end. */
+typedef struct kalvetra_options {
+  size_t size;
+  int threads;     /* how many may work on this call; 0: as many as the machine has */
+  int fields;      /* not 0: two interlaced fields, each keyed as a picture of its own (rendering only) */
+  int64_t frame;   /* where in the clip the frame is, for presets with keyframes */
+  int chroma;      /* enum kalvetra_chroma: how the clip's chroma was sampled, 4:4:4, 4:2:2 or 4:2:0 (propose only) */
+  const char* cpu; /* the CPU level to use; NULL: the fastest */
+} kalvetra_options;
+
+/* ---- Keying ---- */
+
+/* Renders the view of the settings: the source, the matte as an opaque grey picture, or the keyed result. Input and
+ * output have the same size; their formats may differ, and they may share memory. A premultiplied input's colours are
+ * divided by its alpha before keying, a premultiplied output's are multiplied by its own at the end. */
+KALVETRA_API int kalvetra_render(const kalvetra_settings* settings, const kalvetra_frame* input,
+                                 const kalvetra_frame* output, const kalvetra_options* options);
+
+/* The backdrop that the frame is keyed against, opaque. Answers 1 for an estimate from the frame, 0 for the one key
+ * colour, where smooth-bg is off or the key colour is black. */
+KALVETRA_API int kalvetra_render_plate(const kalvetra_settings* settings, const kalvetra_frame* input,
+                                       const kalvetra_frame* output, const kalvetra_options* options);
+
+/* How many pixels of a matte are clear (alpha 0), almost clear (1..25), partial, almost opaque (230..254), opaque
+ * (255). */
+typedef struct kalvetra_status {
+  int64_t clear, almost_clear, partial, almost_opaque, opaque;
+} kalvetra_status;
+
+/* The matte as an opaque grey picture, almost clear pixels in red, almost opaque ones in blue. `status` may be NULL. */
+KALVETRA_API int kalvetra_render_status(const kalvetra_settings* settings, const kalvetra_frame* input,
+                                        const kalvetra_frame* output, const kalvetra_options* options,
+                                        kalvetra_status* status);
+
+/* ---- Finding settings ---- */
+
+typedef struct kalvetra_backdrop {
+  unsigned char red, green, blue; /* the mean of the screen's pixels */
+  double confidence;              /* 0..1; below about 0.7 another green competes with it, or it is small */
+  double unevenness;              /* of the light, in percent from the brightest to the darkest region */
+  char reason[256];               /* one sentence */
+} kalvetra_backdrop;
+
+/* Finds the green screen's colour in frames from all over a clip; about eight are enough. */
+KALVETRA_API int kalvetra_pick(const kalvetra_frame* frames, size_t count, kalvetra_backdrop* backdrop);
+
+/* Sets all of the settings to what suits the clip that the frames are from, by keying two of them in many ways: takes
+ * seconds. For the key colour `key_color`, "#2da54b", or with NULL for the screen's. */
+KALVETRA_API int kalvetra_propose(const kalvetra_frame* frames, size_t count, const char* key_color,
+                                  const kalvetra_options* options, kalvetra_settings* settings);
+
+/* Why kalvetra_propose chose the value of a parameter, a sentence; "" where it did not choose it. For the slug
+ * "left-out": what it found and left out because it would do harm, a sentence a line. */
+KALVETRA_API int kalvetra_settings_reason(const kalvetra_settings* settings, const char* slug, char* text, size_t size);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,185 @@
+"""Keys green-screen pictures held in numpy arrays.
+
+A picture is an array of height x width x 3 (red, green, blue) or x 4 (with a straight alpha), uint8, with any strides.
+The bytes are those of the command `kalvetra key`. Calls release the interpreter's lock: threads run side by side.
+"""
+
+from __future__ import annotations
+
+import ctypes
+from typing import Callable, Iterable, List, Mapping, NamedTuple, Optional, Tuple, Union
+
+import numpy as np
+import numpy.typing as npt
+
+from . import _library
+from ._library import NoBackdropError
+from ._settings import Parameter, Settings, Value, parameters
+
+__all__ = ["Backdrop", "NoBackdropError", "Parameter", "Settings", "Status", "Value", "cpu_levels", "key", "look",
+           "parameters", "pick", "plate", "propose", "status"]
+
+__version__ = _library.version().decode()
+
+Picture = npt.NDArray[np.uint8]
+AnySettings = Union[Settings, Mapping[str, Value]]
+
+_CHROMA = {"4:4:4": 0, "4:2:2": 1, "4:2:0": 2}
+
+
+class Backdrop(NamedTuple):
+    """The colour of a green screen, and how it was found."""
+
+    color: str  #: "#2da54b", as the setting key-color takes it
+    confidence: float  #: 0..1; below about 0.7 another green competes with it, or it is small
+    unevenness: float  #: of the light, in percent from the brightest to the darkest region
+    reason: str  #: one sentence
+
+
+class Status(NamedTuple):
+    """How many pixels of a matte have which alpha."""
+
+    clear: int  #: 0
+    almost_clear: int  #: 1..25
+    partial: int
+    almost_opaque: int  #: 230..254
+    opaque: int  #: 255
+
+
+def key(picture: Picture, settings: AnySettings, *, frame: int = 0, fields: bool = False, premultiplied: bool = False,
+        threads: int = 0, cpu: Optional[str] = None) -> Picture:
+    """Keys one picture.
+
+    picture: height x width x 3 or 4, uint8.
+    settings: Settings, or a mapping such as {"key-color": "#2da54b", "screen-gain": 40}; what it leaves out has its
+        default. Their view decides what is shown: the keyed result, the matte as grey or the source.
+    frame: where in the clip the picture is, for presets with keyframes.
+    fields: True for two interlaced fields, each of which is keyed as a picture of its own.
+    premultiplied: True where the colours of the picture are, and those of the result are to be, multiplied by alpha.
+    threads: how many may work on it; 0 stands for as many as the machine has.
+    cpu: one of cpu_levels(); None is the fastest. The bytes are the same.
+
+    Returns a new array of height x width x 4, uint8: red, green, blue, alpha.
+    Raises TypeError for what is no such array, ValueError for sizes and settings that cannot be, MemoryError.
+    """
+    options = _options(threads, cpu, fields=fields, frame=frame)
+    return _rendered(_library.render, picture, settings, premultiplied, options)[0]
+
+
+def plate(picture: Picture, settings: AnySettings, *, frame: int = 0, fields: bool = False,
+          premultiplied: bool = False, threads: int = 0, cpu: Optional[str] = None) -> Tuple[Picture, bool]:
+    """The backdrop that the picture is keyed against, opaque, and whether it was estimated from the picture.
+
+    False stands for the one key colour, where smooth-bg is off or the key colour is black. Otherwise like key.
+    """
+    options = _options(threads, cpu, fields=fields, frame=frame)
+    result, estimated = _rendered(_library.render_plate, picture, settings, premultiplied, options)
+    return result, estimated == 1
+
+
+def status(picture: Picture, settings: AnySettings, *, frame: int = 0, fields: bool = False,
+           premultiplied: bool = False, threads: int = 0, cpu: Optional[str] = None) -> Tuple[Picture, Status]:
+    """The matte as an opaque grey picture, almost clear pixels in red, almost opaque ones in blue, and their numbers.
+
+    Otherwise like key.
+    """
+    options = _options(threads, cpu, fields=fields, frame=frame)
+    counted = _library.Status()
+    result, _ = _rendered(_library.render_status, picture, settings, premultiplied, options, counted)
+    return result, Status(*(getattr(counted, name) for name in Status._fields))
+
+
+def pick(pictures: Union[Picture, Iterable[Picture]]) -> Backdrop:
+    """Finds the green screen's colour in pictures from all over a clip, or in one; about eight are enough.
+
+    Raises NoBackdropError, a ValueError, where they show none. The pictures are like those of key.
+    """
+    arrays = _arrays_of(pictures)
+    frames = _frames(arrays)
+    found = _library.Backdrop()
+    _library.pick(frames, len(arrays), found)
+    color = f"#{found.red:02x}{found.green:02x}{found.blue:02x}"
+    return Backdrop(color, found.confidence, found.unevenness, found.reason.decode())
+
+
+def propose(pictures: Union[Picture, Iterable[Picture]], key_color: Optional[str] = None, *, chroma: str = "4:4:4",
+            threads: int = 0, cpu: Optional[str] = None) -> Settings:
+    """Settings that suit the clip which the pictures are from, found by keying two of them in many ways: takes seconds.
+
+    key_color: "#2da54b"; None stands for the screen's.
+    chroma: how the clip's chroma was sampled: "4:4:4" for RGB, "4:2:2" or "4:2:0".
+
+    The settings carry their reasons, see Settings.reasons. Raises NoBackdropError, a ValueError, where no key colour is
+    named and the pictures show no green screen. Otherwise like pick and key.
+    """
+    if chroma not in _CHROMA:
+        raise ValueError(f"chroma cannot be {chroma!r}; give {', '.join(_CHROMA)}")
+    arrays = _arrays_of(pictures)
+    frames = _frames(arrays)
+    settings = Settings()
+    options = _options(threads, cpu, chroma=_CHROMA[chroma])
+    _library.propose(frames, len(arrays), None if key_color is None else key_color.encode(), options, settings.handle)
+    return settings
+
+
+def cpu_levels() -> List[str]:
+    """The CPU levels of this machine, "scalar" first, the fastest last."""
+    levels: List[str] = []
+    while (name := _library.cpu_level(len(levels))) is not None:
+        levels.append(name.decode())
+    return levels
+
+
+def look() -> int:
+    """The number of the keyer's look: it rises whenever any picture with any settings would get other bytes."""
+    return int(_library.look())
+
+
+def _options(threads: int, cpu: Optional[str], **others: int) -> _library.Options:
+    options = _library.Options(threads=threads, cpu=None if cpu is None else cpu.encode(), **others)
+    options.size = ctypes.sizeof(options)
+    return options
+
+
+def _frame(array: Picture, premultiplied: bool) -> _library.Frame:
+    height, width = array.shape[:2]
+    stride = array.strides[0] if height > 1 else 4 * width  # numpy leaves it open for a single row
+    return _library.Frame(array.ctypes.data, stride, width, height, _library.RGBA8, premultiplied)
+
+
+def _as_rgba(picture: Picture) -> Picture:
+    """The picture itself where the C interface can read it, otherwise a copy."""
+    if not isinstance(picture, np.ndarray) or picture.dtype != np.uint8:
+        kind = f"an array of {picture.dtype}" if isinstance(picture, np.ndarray) else type(picture).__name__
+        raise TypeError(f"a picture is an array of uint8, not {kind}")
+    if picture.ndim != 3 or picture.shape[2] not in (3, 4):
+        raise ValueError(f"a picture has the shape (height, width, 3 or 4), not {picture.shape}")
+    height, width, channels = picture.shape
+    packed_pixels = channels == 4 and picture.strides[2] == 1 and (width < 2 or picture.strides[1] == 4)
+    if packed_pixels and (height < 2 or abs(picture.strides[0]) >= 4 * width):
+        return picture
+    copy = np.full((height, width, 4), 255, np.uint8)
+    copy[..., :channels] = picture
+    return copy
+
+
+def _rendered(render: Callable[..., int], picture: Picture, settings: AnySettings, premultiplied: bool,
+              *more: object) -> Tuple[Picture, int]:
+    """What a function of the library makes of the picture, and what it answers."""
+    source = _as_rgba(picture)
+    result = np.empty(source.shape, np.uint8)
+    given = settings if isinstance(settings, Settings) else Settings(settings)
+    answer = render(given.handle, _frame(source, premultiplied), _frame(result, premultiplied), *more)
+    return result, answer
+
+
+def _arrays_of(pictures: Union[Picture, Iterable[Picture]]) -> List[Picture]:
+    """Each picture as the C interface can read it."""
+    if isinstance(pictures, np.ndarray) and pictures.ndim == 3:
+        return [_as_rgba(pictures)]
+    return [_as_rgba(picture) for picture in pictures]
+
+
+def _frames(arrays: List[Picture]) -> object:
+    """An array of frames; the pictures have to outlive it."""
+    return (_library.Frame * len(arrays))(*(_frame(array, False) for array in arrays))

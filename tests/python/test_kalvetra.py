@@ -1,0 +1,176 @@
+"""The Python module on drawn pictures."""
+
+import copy
+import os
+import pickle
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+
+import kalvetra
+import numpy as np
+
+GREEN = {"key-color": (40, 150, 70)}
+
+
+def screen(height=54, width=96):
+    """An unevenly lit green screen with a patch of skin and a white one."""
+    rng = np.random.default_rng(1)
+    picture = np.empty((height, width, 3), np.uint8)
+    picture[...] = (40, 150, 70)
+    picture[..., 1] -= np.linspace(0, 40, width).astype(np.uint8)
+    picture[10:30, 20:50] = (205, 150, 125)
+    picture[30:40, 40:60] = 235
+    return picture + rng.integers(0, 4, picture.shape, np.uint8)
+
+
+class Keying(unittest.TestCase):
+    def test_clears_the_screen_and_keeps_the_subject(self):
+        keyed = kalvetra.key(screen(), GREEN)
+        self.assertEqual((keyed.shape, keyed.dtype), ((54, 96, 4), np.uint8))
+        self.assertEqual(keyed[0, 0, 3], 0)
+        np.testing.assert_allclose(keyed[35, 45, :3].astype(int), screen()[35, 45], atol=2)
+        self.assertEqual(keyed[20, 30, 3], 255)
+        matte = kalvetra.key(screen(), {**GREEN, "view": "matte"})
+        np.testing.assert_array_equal(matte[..., 0], keyed[..., 3])
+        source = kalvetra.key(screen(), {"view": "source"})
+        np.testing.assert_array_equal(source, np.dstack([screen(), np.full((54, 96), 255, np.uint8)]))
+
+    def test_takes_arrays_of_any_strides(self):
+        rgba = np.dstack([screen(), np.linspace(255, 0, 54 * 96).astype(np.uint8).reshape(54, 96)])
+        expected = kalvetra.key(rgba, GREEN)
+        wide = np.zeros((54, 200, 4), np.uint8)
+        wide[:, 7:103] = rgba
+        planes = np.ascontiguousarray(rgba.transpose(2, 0, 1)).transpose(1, 2, 0)
+        frozen = rgba.copy()
+        frozen.flags.writeable = False
+        for same in wide[:, 7:103], planes, np.asfortranarray(rgba), rgba[::-1].copy()[::-1], frozen, \
+                rgba[:, ::-1].copy()[:, ::-1], rgba[..., ::-1].copy()[..., ::-1], np.repeat(rgba, 2, 0)[::2]:
+            np.testing.assert_array_equal(kalvetra.key(same, GREEN), expected)
+        opaque = np.dstack([screen(), np.full((54, 96), 255, np.uint8)])
+        np.testing.assert_array_equal(kalvetra.key(screen()[..., ::-1][..., ::-1], GREEN), kalvetra.key(opaque, GREEN))
+        row = np.broadcast_to(rgba[:1, :1], (4, 96, 4))  # strides of 0
+        np.testing.assert_array_equal(kalvetra.key(row, GREEN), kalvetra.key(row.copy(), GREEN))
+        np.testing.assert_array_equal(kalvetra.key(rgba[5:6, :1], GREEN), kalvetra.key(rgba[5:6, :1].copy(), GREEN))
+
+    def test_options_reach_the_library(self):
+        expected = kalvetra.key(screen(), GREEN)
+        for level in kalvetra.cpu_levels():
+            np.testing.assert_array_equal(kalvetra.key(screen(), GREEN, cpu=level, threads=2), expected)
+        multiplied = kalvetra.key(screen(), GREEN, premultiplied=True)
+        factor = expected[..., 3:].astype(np.uint16)
+        np.testing.assert_array_equal(multiplied[..., :3], expected[..., :3] * factor // 255)
+        by_fields = kalvetra.key(screen(), GREEN, fields=True)
+        np.testing.assert_array_equal(by_fields[::2], kalvetra.key(screen()[::2], GREEN))
+        moving = kalvetra.Settings.from_json(
+            '{"look": 1, "settings": {"key-color": "#289646", "clip-black": [[0, 0], [10, 50]]}}')
+        self.assertEqual((moving["clip-black"], moving.at(5)["clip-black"]), (0, 25))
+        np.testing.assert_array_equal(kalvetra.key(screen(), moving, frame=5),
+                                      kalvetra.key(screen(), {**GREEN, "clip-black": 25}))
+
+    def test_threads_key_side_by_side(self):
+        settings = kalvetra.Settings(GREEN)
+        with ThreadPoolExecutor(8) as pool:
+            results = list(pool.map(lambda _: kalvetra.key(screen(), settings, threads=1), range(40)))
+        for result in results:
+            np.testing.assert_array_equal(result, results[0])
+
+    def test_plate_and_status(self):
+        plate, estimated = kalvetra.plate(screen(), GREEN)
+        self.assertTrue(estimated)
+        self.assertLess(plate[20, 30, 0], 80)  # green where the skin was
+        self.assertFalse(kalvetra.plate(screen(), {**GREEN, "smooth-bg": False})[1])
+        picture, counts = kalvetra.status(screen(), GREEN)
+        self.assertEqual(counts.clear, np.count_nonzero(kalvetra.key(screen(), GREEN)[..., 3] == 0))
+        self.assertEqual(sum(counts), 54 * 96)
+        self.assertEqual(tuple(picture[0, 0]), (0, 0, 0, 255))
+
+    def test_refuses_what_is_no_picture(self):
+        for wrong, error in ((screen().astype(float), TypeError), ([[1]], TypeError), (screen()[..., 0], ValueError),
+                             (screen()[..., :2], ValueError), (screen()[:0], ValueError)):
+            with self.assertRaises(error):
+                kalvetra.key(wrong, GREEN)
+        with self.assertRaisesRegex(ValueError, "give one of scalar"):
+            kalvetra.key(screen(), GREEN, cpu="fast")
+
+
+class Finding(unittest.TestCase):
+    def test_picks_the_screens_colour(self):
+        found = kalvetra.pick([screen(), screen()])
+        red, green, blue = (int(found.color[i:i + 2], 16) for i in (1, 3, 5))
+        self.assertLess(max(abs(red - 41), abs(green - 131), abs(blue - 71)), 10)
+        self.assertIn("green", found.reason)
+        self.assertEqual(found, kalvetra.pick(screen()))
+        with self.assertRaises(kalvetra.NoBackdropError):
+            kalvetra.pick(np.zeros((9, 9, 3), np.uint8))
+
+    def test_proposes_settings_with_reasons(self):
+        found = kalvetra.propose([screen()], chroma="4:2:0", threads=1)
+        self.assertEqual(found["key-color"], kalvetra.pick(screen()).color)
+        self.assertTrue(found.reasons["clip-black"])
+        self.assertNotIn("view", found.reasons)
+        self.assertIsInstance(found.left_out, list)
+        self.assertEqual(kalvetra.propose(screen(), "#289646")["key-color"], "#289646")
+        with self.assertRaisesRegex(ValueError, "4:2:2"):
+            kalvetra.propose(screen(), chroma="4:1:0")
+
+
+class TheSettings(unittest.TestCase):
+    def test_are_a_mapping_with_every_parameter(self):
+        settings = kalvetra.Settings(GREEN)
+        self.assertEqual(list(settings), [row.slug for row in kalvetra.parameters()])
+        self.assertEqual(settings["key-color"], "#289646")
+        self.assertEqual(settings["smooth-bg"], True)
+        settings["screen-gain"] = np.int64(40)
+        self.assertEqual(settings["screen-gain"], 40)
+        self.assertEqual(repr(settings), "Settings({'key-color': '#289646', 'screen-gain': 40})")
+        self.assertNotIn("no-such", settings)
+        for slug, value, error in (("screen-gain", 101, ValueError), ("screen-gain", True, ValueError),
+                                   ("no-such", 1, ValueError), ("shadow", 1.5, TypeError)):
+            with self.assertRaises(error):
+                settings[slug] = value
+
+    def test_go_through_presets_copies_and_pickles(self):
+        settings = kalvetra.Settings({**GREEN, "edge-blur": True})
+        with tempfile.TemporaryDirectory() as folder:
+            file = Path(folder) / "a.json"
+            settings.save(file)
+            self.assertEqual(kalvetra.Settings.load(file), settings)
+            file.write_text('{"look": 1, "settings": {"shadow": 101}}')
+            with self.assertRaisesRegex(ValueError, r"a\.json.*line 1.*0\.\.100"):
+                kalvetra.Settings.load(file)
+        self.assertEqual(pickle.loads(pickle.dumps(settings)), settings)
+        other = copy.copy(settings)
+        other["edge-blur"] = False
+        self.assertEqual(settings["edge-blur"], True)
+
+    def test_parameters_describe_themselves(self):
+        rows = {row.slug: row for row in kalvetra.parameters()}
+        gain = rows["screen-gain"]
+        self.assertEqual((gain.kind, gain.default, gain.minimum, gain.maximum), ("slider", 33, 0, 100))
+        self.assertEqual(rows["blur-value"].depends_on, "edge-blur")
+        self.assertIsNone(rows["shadow"].depends_on)
+
+
+class TheModule(unittest.TestCase):
+    def test_manuals_example_runs(self):
+        page = Path(os.environ["KALVETRA_SOURCE"], "docs", "python.md").read_text(encoding="utf-8")
+        with tempfile.TemporaryDirectory() as folder:
+            program = "\n".join(re.findall(r"```python\n(.*?)```", page, re.DOTALL))
+            ran = subprocess.run([sys.executable, "-c", program], cwd=folder, capture_output=True, text=True)
+            self.assertEqual((ran.stderr, ran.returncode), ("", 0))
+            expected = re.search(r"```text\n(.*?)```", page, re.DOTALL).group(1)
+            self.assertEqual(ran.stdout, expected)
+
+    def test_without_its_library_says_what_to_do(self):
+        ran = subprocess.run([sys.executable, "-c", "import kalvetra"], capture_output=True, text=True,
+                             env={**os.environ, "KALVETRA_LIBRARY": "/no/such.so"})
+        self.assertIn("ImportError: /no/such.so cannot be loaded", ran.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
