@@ -97,7 +97,7 @@ std::string reasonOf(const Proposal& proposal, std::string_view slug) {
 }
 
 // By hand: seen from grey, yellow lies 96 degrees from the screen towards red, teal 33 degrees towards blue.
-TEST(Proposal, ReasonsTellTheSidesApart) {
+TEST(Proposal, ReasonsNameTheSideOfTheHue) {
   const auto wholly = [](const test::Color& color) {
     DrawnScene scene;
     scene.skin = scene.shirt = color;

@@ -74,7 +74,7 @@ TEST(KeyCommand, AllFourOutputsFitTogether) {
   EXPECT_EQ(hashes(out.path("a-%05d.png")), hashes(out.path("a.mkv")));
 }
 
-TEST(KeyCommand, TheNumberOfThreadsDoesNotShow) {
+TEST(KeyCommand, TheNumberOfThreadsChangesNoByte) {
   const ScratchFolder out;
   for (const char* name : {".mov", ".mkv", ".webm", "-%03d.png"}) {
     const std::string one = out.path("1" + std::string(name)), many = out.path("m" + std::string(name));
@@ -176,7 +176,7 @@ TEST(KeyCommand, OddSizesAndStrangeFormatsGoThrough) {
   }
 }
 
-TEST(KeyCommand, UntaggedColoursAreGuessedAndSaid) {
+TEST(KeyCommand, UntaggedColoursAreGuessedAndReported) {
   const ScratchFolder out;
   // One colour, coded by BT.601, without a tag. 90 lines are taken for BT.601, 720 for BT.709.
   for (const char* size : {"160x90", "1280x720"}) {
@@ -335,7 +335,7 @@ TEST(KeyCommand, AnInterruptLeavesNothing) {
   }
 }
 
-TEST(KeyCommand, AFullDiskIsToldAndLeavesNothing) {
+TEST(KeyCommand, AFullDiskIsReportedAndLeavesNothing) {
   const ScratchFolder out;
   for (const char* name : {"o.mov", "o.mkv", "o-%05d.png"}) {
     const Outcome outcome = run("ulimit -f 16; " + key(inputs().clip + " " + out.path(name)));

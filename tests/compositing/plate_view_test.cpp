@@ -87,7 +87,7 @@ TEST(PlateView, OfFieldsIsThatOfEachField) {
   }
 }
 
-TEST(PlateView, NothingEstimatedIsTheKeyColour) {
+TEST(PlateView, WithoutAnEstimateItIsTheKeyColour) {
   const Bytes frame = test::greenScreen(kWidth, kHeight, 9);
   KeySettings plain = greenKey(), black = greenKey();
   plain.smoothBG = 0;

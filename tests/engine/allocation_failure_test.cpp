@@ -63,7 +63,7 @@ void expectThreeWhereverItHappens(unsigned int smooth, unsigned int fields) {
   EXPECT_GT(failures, 10);
 }
 
-TEST(AllocationFailure, TheDriverAnswersThreeWhereverItHappens) {
+TEST(AllocationFailure, TheDriverReturnsThreeWhicheverAllocationFails) {
   kalvetra::test::atEveryLevel([](kalvetra::CpuLevel) {
     for (const unsigned int smooth : {0u, 1u}) {
       for (const unsigned int fields : {0u, 1u}) expectThreeWhereverItHappens(smooth, fields);
@@ -92,7 +92,7 @@ bool throwsAt(long failing, const kalvetra::KeySettings& settings, const Bytes& 
 
 // The driver keeps what it meets to itself; of a plain frame only the two working images are the entry's own. By
 // vectors every failure passes, and before anything is written.
-TEST(AllocationFailure, TheRenderEntryPassesItsOwnOn) {
+TEST(AllocationFailure, TheRenderEntryThrowsWhereItsOwnAllocationFails) {
   kalvetra::KeySettings settings = kalvetra::defaultSettings();
   settings.keyColor = {0.1, 0.7, 0.2};
   settings.deBlocking = settings.edgeContract = settings.edgeBlur = 1;

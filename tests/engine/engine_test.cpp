@@ -57,7 +57,7 @@ Bytes render(const KeySettings& s, const Bytes& frame, int width, int height) {
   return kalvetra::test::rendered(s, frame, width, height);
 }
 
-TEST(Driver, RefusesWhatLeavesTheRanges) {
+TEST(Driver, RefusesRecordsOutOfRange) {
   const auto refused = [](auto spoil) {
     Record r(4, 3);
     spoil(r.param);
@@ -81,7 +81,7 @@ TEST(Driver, RefusesWhatLeavesTheRanges) {
   EXPECT_EQ(2u, KALVETRA_MakeMaskGreenBack32bit(nullptr, nullptr, 0));
 }
 
-TEST(Driver, FieldsAreKeyedApart) {
+TEST(Driver, KeysEachFieldByItself) {
   for (const unsigned int smooth : {0u, 1u}) {
     for (const int height : {1, 2, 5, 6}) {
       Record whole(6, height);
@@ -108,7 +108,7 @@ TEST(Driver, FieldsAreKeyedApart) {
   }
 }
 
-TEST(Driver, StagesRunOnlyWhenTheirAmountAsks) {
+TEST(Driver, SkipsStagesWhoseAmountIsZero) {
   Record plain(9, 9), idle(9, 9);
   plain.run();
   idle.param.nContractThreshold = 200;
@@ -161,7 +161,7 @@ TEST(Extraction, EveryKeyColourKeepsItself) {
   }
 }
 
-TEST(PlateRepair, HolesOfEveryKind) {
+TEST(PlateRepair, FillsHolesOfEveryKind) {
   // One hole between two survivors: a third of the way, then settled by the column (there is none here).
   Bytes row{10, 20, 30, 0, 0, 0, 0, 0, 40, 50, 90, 0};
   keying.ExpandBack32bit8(row.data(), 3, 1, 12, 1, 2, 3);
@@ -195,7 +195,7 @@ TEST(PlateRepair, ContractionTestsTheRedByteAlone) {
   EXPECT_EQ(25, black);  // the hole itself has been a neighbour of its neighbours
 }
 
-TEST(RenderEntry, ViewsBelongTogether) {
+TEST(RenderEntry, TheMatteViewShowsTheResultsAlpha) {
   const int width = 48, height = 27;
   const Bytes frame = greenScreen(width, height, 1);
   EXPECT_EQ(frame, render(settings(kKalvetraViewSource), frame, width, height));
@@ -311,7 +311,7 @@ TEST(RenderEntry, OnlyTheCommonAreaIsWritten) {
   }
 }
 
-TEST(RenderEntry, ClipLevels) {
+TEST(RenderEntry, ClipLevelsStretchTheMatte) {
   // Unkeyed frames show the clip alone: the matte is the source's alpha.
   Bytes ramp;
   for (int i = 0; i < 256; ++i) append(ramp, {static_cast<unsigned char>(i), 1, 2, 3});
@@ -330,7 +330,7 @@ TEST(RenderEntry, ClipLevels) {
   EXPECT_EQ(0, clipped(INT_MAX, INT_MAX, 255));
 }
 
-TEST(RenderEntry, ValueMappersAndTheirInverses) {
+TEST(RenderEntry, ValueMappersInvertEachOther) {
   EXPECT_DOUBLE_EQ(9.9, toValue(30, 0, 33));
   EXPECT_DOUBLE_EQ(145, toValue2(170, 120, 0));
   for (int v = 0; v <= 100; ++v) EXPECT_NEAR(v, toParcentage(330, 250, toValue(330, 250, v)), 1e-9);

@@ -68,7 +68,7 @@ Bytes randomFrame(int width, int height, const KeySettings& s, Random& random) {
   return frame;
 }
 
-TEST(RandomSettings, NeverLeaveTheFrameOrTheDefinedLanguage) {
+TEST(RandomSettings, NeverWriteOutsideTheFrameNorCauseUndefinedBehaviour) {
   const std::pair<int, int> sizes[] = {{1, 1},  {1, 2}, {2, 1}, {2, 2}, {3, 3},   {1, 9},  {9, 1}, {1, 37},
                                        {37, 1}, {5, 3}, {3, 5}, {7, 7}, {13, 11}, {16, 9}, {23, 6}};
   Random random(20);

@@ -36,7 +36,7 @@ class PreviewApi : public ::testing::Test {
 test::ScratchFolder* PreviewApi::folder_ = nullptr;
 test::ServedClip* PreviewApi::preview_ = nullptr;
 
-TEST_F(PreviewApi, TellsOfTheClip) {
+TEST_F(PreviewApi, DescribesTheClip) {
   const Json clip = preview().json("api/clip");
   EXPECT_EQ("clip.mp4", clip["name"]);
   EXPECT_EQ(160, clip["width"]);
@@ -113,7 +113,7 @@ TEST_F(PreviewApi, SamplesTheSource) {
   EXPECT_GT(all["chromaSpread"].get<double>(), 5.0);
 }
 
-TEST_F(PreviewApi, TellsOfPixels) {
+TEST_F(PreviewApi, DescribesPixels) {
   const Json request{{"frame", 3}, {"x", 60}, {"y", 50}, {"settings", {{"key-color", "#2da54b"}}}};
   Json pixel = preview().json("api/pixel", request);
   EXPECT_EQ("foreground", pixel["treatment"]);
@@ -223,7 +223,7 @@ TEST_F(PreviewApi, TheNewestRequestWins) {
   EXPECT_EQ(200, preview().post("api/picture", other).status);
 }
 
-TEST_F(PreviewApi, StandsAStorm) {
+TEST_F(PreviewApi, SurvivesAStormOfRequests) {
   const Json quiet{{"frame", 9}, {"view", "result"}, {"settings", {{"key-color", "#2da54b"}}}};
   const std::string expected = preview().post("api/picture", quiet).body;
   std::vector<std::thread> clients;
@@ -256,7 +256,7 @@ TEST_F(PreviewApi, StandsAStorm) {
   EXPECT_TRUE(preview().post("api/picture", quiet).body == expected);
 }
 
-TEST_F(PreviewApi, StandsGarbageOnEveryPath) {
+TEST_F(PreviewApi, SurvivesGarbageOnEveryPath) {
   std::mt19937 random(1);
   const char* paths[] = {"api/picture", "api/pixel", "api/sample", "api/pick", "api/wheel", "api/clip", "index.html"};
   const std::string valid =

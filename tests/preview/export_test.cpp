@@ -174,7 +174,7 @@ TEST(Export, AnEstimateIsGivenUpForANewerOneAndOnDemand) {
   EXPECT_EQ(200, ask());
 }
 
-TEST(Export, PairsAndSequencesAreToldAsWhatTheyAre) {
+TEST(Export, PairsAndSequencesAreReportedAsWhatTheyAre) {
   const ScratchFolder folder, other;
   const std::string clip = drawClip(other.path("clip.mkv"), "3");
   const RoutedPreview preview(optionsFor(clip, {folder.path("")}));
@@ -372,7 +372,7 @@ TEST(Export, EndsWithItsServerAndLeavesNothing) {
   EXPECT_TRUE(folder.isEmpty());
 }
 
-TEST(Export, AFullDiskIsToldInASentence) {
+TEST(Export, AFullDiskIsReportedInASentence) {
   const ScratchFolder folder, other;
   const std::string clip = drawClip(other.path("clip.mkv"), "14");
   const RoutedPreview preview(optionsFor(clip, {folder.path("")}));
@@ -389,7 +389,7 @@ TEST(Export, AFullDiskIsToldInASentence) {
   EXPECT_EQ("done", ended(preview)["state"]);
 }
 
-TEST(Export, AFolderThatVanishesIsToldInASentence) {
+TEST(Export, AFolderThatVanishesIsReportedInASentence) {
   const ScratchFolder folder, other;
   const std::string clip = drawClip(other.path("clip.mkv"), "40", "640x360");
   const std::string place = folder.path("place");

@@ -108,7 +108,7 @@ TEST(PreviewFolders, SaveNoPresetOverTheClipOrTheBackground) {
   refused("sky.json", "sky.json: would overwrite the background");
 }
 
-TEST(PreviewFolders, TellWhatIsWrongWithAPreset) {
+TEST(PreviewFolders, SayWhatIsWrongWithAPreset) {
   const ScratchFolder folder;
   write(folder.path("bad.json"), "{\n\"look\": 1,\n\"settings\": {\"shadow\": 101}}");
   write(folder.path("huge.json"), std::string((1 << 20) + 1, ' '));

@@ -241,7 +241,7 @@ TEST(PreviewPicture, StatusCountsItsPixels) {
 }
 
 // Backgrounds are those of the command, whatever frame comes first.
-TEST(PreviewPicture, LiesOverFiles) {
+TEST(PreviewPicture, ShowsTheResultOverFiles) {
   const test::ScratchFolder folder;
   const std::string clip = test::makeGreenClip(folder, "clip.mp4");
   const std::string sky = folder.path("sky.mkv"), raw = folder.path("c.raw");

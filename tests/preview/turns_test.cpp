@@ -61,7 +61,7 @@ TEST(Turns, NoMoreThanAllowedAtOnce) {
   EXPECT_EQ(2, most);
 }
 
-TEST(Turns, ViewersWithoutEndAreForgotten) {
+TEST(Turns, TheOldestViewersAreForgotten) {
   Turns turns(1);
   for (int i = 0; i < 1000; ++i) EXPECT_TRUE(isTaken(turns, std::to_string(i).c_str(), 5));
   EXPECT_FALSE(isTaken(turns, "999", 4));
