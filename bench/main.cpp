@@ -3,6 +3,8 @@
 // Takes Google Benchmark's options. `--dump-frames WxH COUNT FILE` instead writes the frames that are keyed here, as
 // raw pixels of alpha, red, green, blue, so that other programs can be timed on them.
 #include <benchmark/benchmark.h>
+#include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -13,6 +15,7 @@
 
 #include "bench/stage_inputs.h"
 #include "cpu/cpu_level.h"
+#include "engine/render.h"
 #include "sample/test_images.h"
 
 namespace {
@@ -88,13 +91,15 @@ void timeJob(benchmark::State& state, Job& job, CpuLevel level) {
   }
 }
 
-void addJob(Job job) {
+enum class Clock { Cpu, Wall };
+
+void addJob(Job job, Clock clock = Clock::Cpu) {
   const auto shared = std::make_shared<Job>(std::move(job));
   for (const CpuLevel level : kalvetra::cpuLevels()) {
     const std::string name = shared->name + "/" + std::string(cpuLevelName(level));
-    benchmark::RegisterBenchmark(name.c_str(), [shared, level](benchmark::State& s) { timeJob(s, *shared, level); })
-        ->Unit(benchmark::kMillisecond)
-        ->MeasureProcessCPUTime();
+    const auto timed = [shared, level](benchmark::State& s) { timeJob(s, *shared, level); };
+    auto* const added = benchmark::RegisterBenchmark(name.c_str(), timed)->Unit(benchmark::kMillisecond);
+    clock == Clock::Cpu ? added->MeasureProcessCPUTime() : added->UseRealTime();
   }
 }
 
@@ -155,6 +160,33 @@ void addFrames() {
   }
 }
 
+// "threads/all/4K/avx2": a default frame on that many threads, timed on the clock.
+void addThreads() {
+  static const kalvetra::Workers all{tbb::this_task_arena::max_concurrency(),
+                                     [](int parts, const std::function<void(int)>& work) {
+                                       tbb::parallel_for(0, parts, work, tbb::simple_partitioner());
+                                     }};
+  struct Lent {
+    const char* name;
+    const kalvetra::Workers* workers;
+  };
+  for (const Lent& lent : {Lent{"one", nullptr}, Lent{"all", &all}}) {
+    const auto run = [workers = lent.workers](const kalvetra::bench::Images& i) {
+      kalvetra::render(kalvetra::bench::screenSettings(), kalvetra::packedFrame(i.source, i.size.width, i.size.height),
+                       kalvetra::packedFrame(i.result, i.size.width, i.size.height), {kalvetra::Scan::Whole, workers});
+    };
+    const FrameSize& frame = kFrameSizes[2];
+    addJob({std::string("threads/") + lent.name + "/" + frame.name,
+            &passNamed(passes(), "render-entry"),
+            {lent.name, run},
+            frame.size,
+            [size = frame.size] { return kalvetra::bench::cameraFrame(size, 0); },
+            [] { return Bytes(); },
+            {}},
+           Clock::Wall);
+  }
+}
+
 int dumpFrames(char** arguments) {
   Size size{};
   const int count = std::atoi(arguments[1]);
@@ -175,6 +207,7 @@ int main(int argc, char** argv) try {
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
   addPasses();
   addFrames();
+  addThreads();
   benchmark::RunSpecifiedBenchmarks();
   return wrongResult ? 1 : 0;
 } catch (const std::exception& error) {

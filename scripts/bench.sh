@@ -58,9 +58,16 @@ time_ours() {
     awk -F, '/process_time/ { gsub(/"|\/process_time/, "", $1); print $1, $4 }'
 }
 
+# Lines of name and milliseconds on the clock: a frame on one thread, and on all.
+time_threads() {
+  "$bench" --benchmark_format=csv --benchmark_min_time=0.5 --benchmark_filter="^threads/.*/$best/" 2>/dev/null |
+    awk -F, '/real_time/ && !/name/ { gsub(/"|\/real_time/, "", $1); print $1, $3 }'
+}
+
 for ((round = 1; round <= rounds; ++round)); do
   echo "round $round of $rounds" >&2
   time_ours >>"$work/times"
+  time_threads >>"$work/times"
   time_keyers >>"$work/times"
 done
 
@@ -71,7 +78,7 @@ sort -k1,1 -k2,2g "$work/times" | awk '
   { t[++n] = $2 }
   END { flush() }' >"$work/medians"
 
-awk -v best="$best" '
+awk -v best="$best" -v cores="$(nproc)" '
   { ms[$1] = $2; low[$1] = $3; high[$1] = $4 }
   function row(text, name) {
     printf "| %s | %.1f | %.1f..%.1f | %.2f |\n", text, ms[name], low[name], high[name], ms[name] / ms["chromakey"]
@@ -89,6 +96,7 @@ awk -v best="$best" '
     for (i = 1; i <= count; ++i)
       ratio("scalar to " best ", " variant[i], frame(variant[i], "1080p/scalar"), frame(variant[i], "1080p/" best))
     ratio("4K to 1080p, default, " best, frame("default", "4K/" best), frame("default", "1080p/" best))
+    ratio("4K, default, one thread to " cores " on the clock, " best, "threads/one/4K/" best, "threads/all/4K/" best)
     ratio("all options to default, " best, frame("all-options", "1080p/" best), frame("default", "1080p/" best))
     ratio("edge blur of radius 100 to radius 2, " best, "mask-blur/radius-100/" best, "mask-blur/" best)
   }' "$work/medians"
