@@ -93,7 +93,7 @@ const char* samplingName(ChromaSampling sampling) {
   }
 }
 
-// What was seen that bears on a setting.
+// What was seen that bears on a setting; empty where nothing is looked at.
 std::string factFor(std::string_view slug, const Facts& facts, ChromaSampling sampling) {
   if (slug == "smooth-bg") return formattedText("the screen's light varies by %.0f %%", facts.unevenness);
   if (slug == "clip-black") return formattedText("the screen's noise is %.1f levels", facts.noise);
@@ -110,7 +110,10 @@ std::string factFor(std::string_view slug, const Facts& facts, ChromaSampling sa
   if (slug == "blue-hue" || slug == "despill-blue") return angleFact(facts.blueAngle, "blue");
   if (slug == "screen-gain")
     return formattedText("the screen fills %.0f %% of the picture", shareOf(facts, Region::Screen));
-  return formattedText("outlines fill %.1f %% of the picture", shareOf(facts, Region::Edge));
+  if (slug == "edge-contract" || slug == "edge-blur") {
+    return formattedText("outlines fill %.1f %% of the picture", shareOf(facts, Region::Edge));
+  }
+  return {};
 }
 
 std::string shadowReason(const Facts& facts) {
@@ -129,7 +132,8 @@ class Reasoner {
     if (p.kind == ParameterKind::Color) return grounds_.colorReason;
     if (p.slug == "shadow") return shadowReason(facts_);
     if (p.toggle != 0) return sliderSentence(p);
-    return factFor(p.slug, facts_, grounds_.sampling) + "; " + comparison(p);
+    const std::string fact = factFor(p.slug, facts_, grounds_.sampling);
+    return fact.empty() ? comparison(p) : fact + "; " + comparison(p);
   }
 
  private:
@@ -162,7 +166,7 @@ std::vector<Reason> reasonsFor(const Proposal& proposal, const Grounds& grounds,
   const Reasoner reasoner(proposal, grounds, trials);
   std::vector<Reason> reasons;
   for (const Parameter& p : kParameters) {
-    if (p.kind == ParameterKind::Group || p.kind == ParameterKind::Popup) continue;
+    if (p.kind == ParameterKind::Group || isView(p)) continue;
     reasons.push_back({p.slug, reasoner.sentence(p)});
   }
   return reasons;

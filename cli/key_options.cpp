@@ -47,7 +47,7 @@ Grammar grammarOf(const Parameter& p, KeyChoice& choice, bool withOwnViews) {
     return {"auto, " + valueRange(p), " is no colour", takeAuto};
   }
   const std::string complaint = " is not among its values";
-  if (p.kind == ParameterKind::Popup && withOwnViews) {
+  if (isView(p) && withOwnViews) {
     return {valueRange(p) + ", " + viewSlugs(kFirstOwnView), complaint,
             [&choice](const std::string& text) { return takeOwnView(text, choice); }};
   }

@@ -35,9 +35,8 @@ std::string frei0rValue(const Parameter& parameter, int value) {
 // Parameters go by their place there, so all of them have to be named.
 std::string frei0rFilter(const AnimatedSettings& settings) {
   std::string values;
-  for (const Parameter& parameter : kParameters) {
-    if (parameter.kind == ParameterKind::Group) continue;
-    values += (values.empty() ? "" : "|") + frei0rValue(parameter, valueIn(settings.at(0), parameter));
+  for (const Parameter* parameter : parametersByPlace()) {
+    values += (values.empty() ? "" : "|") + frei0rValue(*parameter, valueIn(settings.at(0), *parameter));
   }
   return "frei0r=filter_name=kalvetra_green:filter_params=" + values;
 }

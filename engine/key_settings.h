@@ -5,7 +5,9 @@
 
 namespace kalvetra {
 
-// Toggles are 0 or 1. The values of a toggle's line count only while it is on.
+// Toggles are 0 or 1; deBlocking, edgeContract and edgeBlur turn on what stands after them up to the next blank line. A
+// field that is added begins with the value that does nothing, `int gain = 100;`: KalvetraFinalCut, whose arguments are
+// fixed, leaves it so.
 struct KeySettings {
   int view;                        // as in KalvetraFinalCut.h: 0 source, 1 matte, 2 result
   std::array<double, 3> keyColor;  // red, green, blue, each 0..1; black (none above 1/255) keys nothing
@@ -13,15 +15,19 @@ struct KeySettings {
   int shadow;                      // 0..100
   int clipBlack;                   // 0..100, percent of the matte
   int clipWhite;
+
   int deBlocking;
   int deBlockValue;  // 1..10 pixels
+
   int edgeContract;
   int contractMask;       // 1..10 steps of a pixel
   int contractThreshold;  // 0..50 levels
+
   int edgeBlur;
   int maskBlurRadius;  // 1..100 pixels
   int maskBlurValue;   // 0..100 percent
-  int skinHue;         // -50..50, moves the hue bounds of the backdrop's sector
+
+  int skinHue;  // -50..50, moves the hue bounds of the backdrop's sector
   int blueHue;
   int despillWhite;  // 0..100
   int despillSkin;

@@ -25,9 +25,7 @@ Json describe(const Parameter& p) {
   if (p.kind == ParameterKind::Toggle || p.kind == ParameterKind::Popup) {
     for (int value = p.minimum; value <= p.maximum; ++value) row["values"].push_back(jsonOf(p, value));
   }
-  if (p.kind == ParameterKind::Popup) {
-    for (const MenuEntry& entry : kViewEntries) row["labels"].push_back(displayName(entry.nameKey));
-  }
+  for (const MenuEntry& entry : p.entries) row["labels"].push_back(displayName(entry.nameKey));
   row["default"] = jsonOf(p, p.defaultValue);
   row["depends-on"] = p.toggle != 0 ? Json(findParameter(p.toggle)->slug) : Json();
   row["help"] = p.help;

@@ -31,9 +31,9 @@ std::optional<int> parseDecimalColor(std::string_view text) {
   return colorOf(parts);
 }
 
-std::optional<int> parseEntry(std::string_view text) {
-  for (std::size_t i = 0; i < kViewEntries.size(); ++i) {
-    if (text == kViewEntries[i].slug) return static_cast<int>(i);
+std::optional<int> parseEntry(const Parameter& p, std::string_view text) {
+  for (std::size_t i = 0; i < p.entries.size(); ++i) {
+    if (text == p.entries[i].slug) return static_cast<int>(i);
   }
   return std::nullopt;
 }
@@ -65,7 +65,7 @@ void setValue(KeySettings& settings, const Parameter& p, int value) {
 
 std::string valueText(const Parameter& p, int value) {
   if (p.kind == ParameterKind::Toggle) return value != 0 ? "on" : "off";
-  if (p.kind == ParameterKind::Popup) return std::string(kViewEntries[static_cast<std::size_t>(value)].slug);
+  if (p.kind == ParameterKind::Popup) return std::string(p.entries[static_cast<std::size_t>(value)].slug);
   if (p.kind != ParameterKind::Color) return std::to_string(value);
   const std::array<int, 3> parts = colorParts(value);
   return hexColor(parts[0], parts[1], parts[2]);
@@ -76,7 +76,7 @@ std::optional<int> parseValue(const Parameter& p, std::string_view text) {
     case ParameterKind::Toggle:
       return text == "on" ? std::optional(1) : text == "off" ? std::optional(0) : std::nullopt;
     case ParameterKind::Popup:
-      return parseEntry(text);
+      return parseEntry(p, text);
     case ParameterKind::Color:
       return text.starts_with('#') ? parseHexColor(text) : parseDecimalColor(text);
     default:

@@ -5,6 +5,18 @@
 
 namespace kalvetra {
 
+const std::vector<const Parameter*>& parametersByPlace() {
+  static const std::vector<const Parameter*> parameters = [] {
+    std::vector<const Parameter*> all;
+    for (const Parameter& parameter : kParameters) {
+      if (parameter.kind != ParameterKind::Group) all.push_back(&parameter);
+    }
+    std::sort(all.begin(), all.end(), [](const Parameter* a, const Parameter* b) { return a->id < b->id; });
+    return all;
+  }();
+  return parameters;
+}
+
 double unitOf(const Parameter& parameter, int value) {
   return static_cast<double>(value - parameter.minimum) / (parameter.maximum - parameter.minimum);
 }

@@ -1,12 +1,12 @@
 // The filter as hosts load it: functions with C names, through which no exception may pass.
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <exception>
 #include <string>
 #include <vector>
 
 #include "hosts/frei0r/frame_filter.h"
-#include "hosts/frei0r/host_parameters.h"
 #include "parameters/parameter_value.h"
 #include "parameters/unit_value.h"
 
@@ -41,10 +41,10 @@ std::string scaleOf(const Parameter& parameter) {
   }
   if (parameter.kind != ParameterKind::Popup) return {};
   std::string text;
-  for (std::size_t i = 0; i < kViewEntries.size(); ++i) {
+  for (std::size_t i = 0; i < parameter.entries.size(); ++i) {
     std::string unit = std::to_string(unitOf(parameter, static_cast<int>(i)));
     unit.resize(3);
-    text += (i == 0 ? " " : ", ") + unit + " " + std::string(kViewEntries[i].slug);
+    text += (i == 0 ? " " : ", ") + unit + " " + std::string(parameter.entries[i].slug);
   }
   return text + ".";
 }
@@ -57,7 +57,7 @@ struct ParameterText {
 const std::vector<ParameterText>& parameterTexts() {
   static const std::vector<ParameterText> texts = [] {
     std::vector<ParameterText> all;
-    for (const Parameter* parameter : hostParameters()) {
+    for (const Parameter* parameter : parametersByPlace()) {
       all.push_back({std::string(parameter->slug), std::string(parameter->help) + scaleOf(*parameter)});
     }
     return all;
@@ -66,8 +66,15 @@ const std::vector<ParameterText>& parameterTexts() {
 }
 
 const Parameter* parameterAt(int index) {
-  const auto& all = hostParameters();
+  const auto& all = parametersByPlace();
   return index >= 0 && static_cast<std::size_t>(index) < all.size() ? all[static_cast<std::size_t>(index)] : nullptr;
+}
+
+// 8 bits each: what is keyed is then exactly the colour that was picked. What lies outside 0..1 counts as the nearer
+// end, what is no number as 0.
+double byteStep(float component) {
+  if (!(component > 0.0f)) return 0.0;
+  return component < 1.0f ? std::round(static_cast<double>(component) * 255.0) / 255.0 : 1.0;
 }
 
 FrameFilter& filterOf(f0r_instance_t instance) { return *static_cast<FrameFilter*>(instance); }
@@ -92,7 +99,7 @@ void f0r_get_plugin_info(f0r_plugin_info_t* info) {
            FREI0R_MAJOR_VERSION,
            KALVETRA_VERSION_MAJOR,
            KALVETRA_VERSION_MINOR,
-           static_cast<int>(hostParameters().size()),
+           static_cast<int>(parametersByPlace().size()),
            "Keys a green screen: computes a matte, removes the backdrop's spill and returns the subject with alpha."};
 }
 
@@ -120,7 +127,7 @@ void f0r_set_param_value(f0r_instance_t instance, f0r_param_t value, int index) 
   KeySettings& settings = filterOf(instance).settings;
   if (parameter->kind == ParameterKind::Color) {
     const auto& color = *static_cast<const f0r_param_color_t*>(value);
-    setHostColor(settings, color.r, color.g, color.b);
+    settings.keyColor = {byteStep(color.r), byteStep(color.g), byteStep(color.b)};
   } else {
     setValue(settings, *parameter, valueOfUnit(*parameter, *static_cast<const double*>(value)));
   }

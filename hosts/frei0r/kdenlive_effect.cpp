@@ -1,7 +1,6 @@
 #include <cstdio>
 
 #include "hosts/frei0r/effect_descriptions.h"
-#include "hosts/frei0r/host_parameters.h"
 #include "parameters/unit_value.h"
 
 namespace kalvetra {
@@ -30,18 +29,18 @@ std::string number(double value) {
   return text;
 }
 
-// The view's entries and the values that stand for them.
-std::string viewAttributes(const Parameter& parameter) {
+// A popup's entries and the values that stand for them.
+std::string listAttributes(const Parameter& parameter) {
   std::string list;
-  for (std::size_t i = 0; i < kViewEntries.size(); ++i) {
+  for (std::size_t i = 0; i < parameter.entries.size(); ++i) {
     list += (i == 0 ? "" : ";") + number(unitOf(parameter, static_cast<int>(i)));
   }
   return " default=\"" + number(unitOf(parameter, parameter.defaultValue)) + "\" paramlist=\"" + list + "\"";
 }
 
-std::string viewNames() {
+std::string entryNames(const Parameter& parameter) {
   std::string names;
-  for (const MenuEntry& entry : kViewEntries)
+  for (const MenuEntry& entry : parameter.entries)
     names += (names.empty() ? "" : ",") + std::string(displayName(entry.nameKey));
   return "    <paramlistdisplay>" + names + "</paramlistdisplay>\n";
 }
@@ -63,7 +62,7 @@ std::string typeAndAttributes(const Parameter& parameter) {
     case ParameterKind::Toggle:
       return "type=\"bool\" default=\"" + std::to_string(parameter.defaultValue) + "\"";
     case ParameterKind::Popup:
-      return "type=\"list\"" + viewAttributes(parameter);
+      return "type=\"list\"" + listAttributes(parameter);
     default:
       return (parameter.minimum == 0 ? "type=\"animated\"" : "type=\"constant\"") + sliderAttributes(parameter);
   }
@@ -87,11 +86,12 @@ std::string kdenliveEffect() {
       "  <name>Kalvetra Green</name>\n"
       "  <description>Keys a green screen: pick the backdrop with Key Color, then tune the matte.</description>\n"
       "  <author>Kalvetra</author>\n";
-  for (const Parameter* parameter : hostParameters()) {
-    xml += "  <parameter " + typeAndAttributes(*parameter) + " name=\"" + std::string(parameter->slug) + "\">\n";
-    if (parameter->kind == ParameterKind::Popup) xml += viewNames();
-    xml += "    <name>" + escaped(nameOf(*parameter)) + "</name>\n";
-    xml += "    <comment>" + escaped(parameter->help) + "</comment>\n";
+  for (const Parameter& parameter : kParameters) {
+    if (parameter.kind == ParameterKind::Group) continue;
+    xml += "  <parameter " + typeAndAttributes(parameter) + " name=\"" + std::string(parameter.slug) + "\">\n";
+    if (parameter.kind == ParameterKind::Popup) xml += entryNames(parameter);
+    xml += "    <name>" + escaped(nameOf(parameter)) + "</name>\n";
+    xml += "    <comment>" + escaped(parameter.help) + "</comment>\n";
     xml += "  </parameter>\n";
   }
   return xml + "</effect>\n";

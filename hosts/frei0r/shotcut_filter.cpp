@@ -1,8 +1,8 @@
 #include <cctype>
 
 #include "hosts/frei0r/effect_descriptions.h"
-#include "hosts/frei0r/host_parameters.h"
 #include "parameters/parameter_value.h"
+#include "parameters/unit_value.h"
 
 namespace kalvetra {
 
@@ -88,9 +88,9 @@ std::string toggleControl(const Parameter& parameter) {
          "\n            onCheckedChanged: if (panel.ready) " + setStatement(parameter, "checked") + "\n        }\n";
 }
 
-std::string viewControl(const Parameter& parameter) {
+std::string popupControl(const Parameter& parameter) {
   std::string entries;
-  for (const MenuEntry& entry : kViewEntries)
+  for (const MenuEntry& entry : parameter.entries)
     entries += (entries.empty() ? "" : ", ") + ("qsTr(" + quoted(displayName(entry.nameKey)) + ")");
   return "        Shotcut.ComboBox {\n            id: " + controlOf(parameter) + "\n            model: [" + entries +
          "]\n            onCurrentIndexChanged: if (panel.ready) " + setStatement(parameter, "currentIndex") +
@@ -114,7 +114,7 @@ std::string controlText(const Parameter& parameter) {
     case ParameterKind::Toggle:
       return toggleControl(parameter);
     case ParameterKind::Popup:
-      return viewControl(parameter);
+      return popupControl(parameter);
     default:
       return sliderControl(parameter);
   }
@@ -136,7 +136,7 @@ std::string heading(const Parameter& group) {
 
 std::string setters() {
   std::string text = "    function setControls() {\n        ready = false;\n";
-  for (const Parameter* parameter : hostParameters()) {
+  for (const Parameter* parameter : parametersByPlace()) {
     text += "        " + valueOfControl(*parameter) + " = " + shown(*parameter) + ";\n";
   }
   return text + "        ready = true;\n    }\n";
@@ -144,7 +144,7 @@ std::string setters() {
 
 std::string start() {
   std::string text = "    Component.onCompleted: {\n        if (filter.isNew) {\n", names;
-  for (const Parameter* parameter : hostParameters()) {
+  for (const Parameter* parameter : parametersByPlace()) {
     text += "            " + setStatement(*parameter, defaultOf(*parameter)) + ";\n";
   }
   return text + "            filter.savePreset(names);\n        }\n        setControls();\n    }\n";
@@ -152,7 +152,7 @@ std::string start() {
 
 std::string nameList() {
   std::string names;
-  for (const Parameter* parameter : hostParameters()) {
+  for (const Parameter* parameter : parametersByPlace()) {
     names += (names.empty() ? "" : ", ") + quoted(parameter->slug);
   }
   return "    property var names: [" + names + "]\n";

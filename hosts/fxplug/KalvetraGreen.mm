@@ -34,9 +34,9 @@ NSString* localized(const char* nameKey) {
                                                                           table:nil];
 }
 
-NSArray* viewEntries() {
+NSArray* entriesOf(const Parameter& p) {
   NSMutableArray* entries = [NSMutableArray array];
-  for (const kalvetra::MenuEntry& entry : kalvetra::kViewEntries) [entries addObject:localized(entry.nameKey)];
+  for (const kalvetra::MenuEntry& entry : p.entries) [entries addObject:localized(entry.nameKey)];
   return entries;
 }
 
@@ -52,7 +52,7 @@ void createParameter(id<FxParameterCreationAPI> api, const Parameter& p) {
       [api addPopupMenuWithName:name
                          parmId:parmId
                    defaultValue:static_cast<UInt32>(p.defaultValue)
-                    menuEntries:viewEntries()
+                    menuEntries:entriesOf(p)
                       parmFlags:flags];
       break;
     case ParameterKind::Color:

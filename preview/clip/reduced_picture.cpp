@@ -52,9 +52,8 @@ Image averaged(const Image& picture, int width, int height) {
 }
 
 KeySettings reducedSettings(KeySettings settings, int scale) {
-  for (int KeySettings::*length :
-       {&KeySettings::deBlockValue, &KeySettings::contractMask, &KeySettings::maskBlurRadius}) {
-    settings.*length = std::max((settings.*length + scale / 2) / scale, 1);
+  for (const Parameter& p : kParameters) {
+    if (p.unit == Unit::Pixels) settings.*p.value = std::max((settings.*p.value + scale / 2) / scale, p.minimum);
   }
   return settings;
 }

@@ -44,7 +44,7 @@ bool isIdle(const Parameter& p, const KeySettings& settings) {
 Words settingWords(const KeySettings& settings) {
   Words words;
   for (const Parameter& p : kParameters) {
-    if (p.kind == ParameterKind::Group || p.kind == ParameterKind::Popup || isIdle(p, settings)) continue;
+    if (p.kind == ParameterKind::Group || isView(p) || isIdle(p, settings)) continue;
     const int value = valueIn(settings, p);
     if (p.kind != ParameterKind::Color && value == p.defaultValue) continue;
     append(words, {"--" + std::string(p.slug), valueText(p, value)});

@@ -9,7 +9,7 @@ const roundHalfUp = (value) => Math.floor(value + 0.5);
 function between(parameter, from, to, share) {
   const mix = (a, b) => roundHalfUp(a + (b - a) * share);
   if (parameter.kind === 'slider') return mix(from, to);
-  if (parameter.kind !== 'color') return from;  // toggles and the view switch at their keyframe
+  if (parameter.kind !== 'color') return from;  // toggles and menus switch at their keyframe
   const end = rgb(to);
   return hex(rgb(from).map((level, channel) => mix(level, end[channel])));
 }

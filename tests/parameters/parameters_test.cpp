@@ -9,6 +9,8 @@
 #include "engine/KalvetraFinalCut.h"
 #include "parameters/parameter_manual.h"
 #include "parameters/parameter_table.h"
+#include "parameters/parameter_value.h"
+#include "parameters/unit_value.h"
 
 namespace {
 
@@ -17,12 +19,12 @@ using kalvetra::Parameter;
 using kalvetra::ParameterKind;
 
 TEST(ParameterTable, IdsGroupsAndRangesHoldTogether) {
+  std::set<int> ids;
   std::set<std::string_view> slugs, nameKeys;
   std::vector<int> open{0};  // the groups that are open at this row
-  for (std::size_t i = 0; i < kParameters.size(); ++i) {
-    const Parameter& p = kParameters[i];
+  for (const Parameter& p : kParameters) {
     SCOPED_TRACE(p.nameKey);
-    EXPECT_EQ(static_cast<int>(i) + 1, p.id);
+    EXPECT_TRUE(p.id > 0 && ids.insert(p.id).second);
     while (!open.empty() && open.back() != p.group) open.pop_back();
     ASSERT_FALSE(open.empty()) << "its group is not open any more";
     EXPECT_TRUE(nameKeys.insert(p.nameKey).second);
@@ -36,8 +38,23 @@ TEST(ParameterTable, IdsGroupsAndRangesHoldTogether) {
     EXPECT_LE(p.minimum, p.defaultValue);
     EXPECT_GE(p.maximum, p.defaultValue);
     EXPECT_EQ(p.value == nullptr, p.kind == ParameterKind::Color);
+    EXPECT_EQ(p.unit != kalvetra::Unit::None, p.kind == ParameterKind::IntSlider);
+    EXPECT_EQ(p.kind == ParameterKind::Popup ? p.maximum + 1 : 0, static_cast<int>(p.entries.size()));
   }
-  EXPECT_EQ(20u, slugs.size());
+}
+
+// Hosts save projects by ids, or by the place in the order of ids; presets and scripts name slugs.
+TEST(ParameterTable, IdsSlugsAndPlacesAreThoseOfTheFirstRelease) {
+  const std::pair<int, std::string_view> expected[] = {
+      {2, "view"},           {3, "key-color"},      {4, "smooth-bg"},           {5, "shadow"},
+      {6, "clip-black"},     {7, "clip-white"},     {9, "deblocking"},          {10, "deblock-value"},
+      {12, "edge-contract"}, {13, "contract-mask"}, {14, "contract-threshold"}, {16, "edge-blur"},
+      {17, "blur-radius"},   {18, "blur-value"},    {20, "skin-hue"},           {21, "blue-hue"},
+      {24, "despill-white"}, {25, "despill-skin"},  {26, "despill-blue"},       {27, "screen-gain"}};
+  const auto& places = kalvetra::parametersByPlace();
+  for (std::size_t i = 0; i < std::size(expected); ++i) {
+    EXPECT_EQ(expected[i], std::pair(places.at(i)->id, places.at(i)->slug));
+  }
 }
 
 TEST(ParameterTable, MenuEntriesLandOnTheEnginesViews) {
@@ -46,16 +63,23 @@ TEST(ParameterTable, MenuEntriesLandOnTheEnginesViews) {
   EXPECT_EQ("result", kalvetra::kViewEntries[kKalvetraViewResult].slug);
 }
 
+TEST(ParameterTable, APopupHasEntriesOfItsOwn) {
+  constexpr kalvetra::MenuEntry entries[] = {{"KalvetraGreen::Soft", "soft"}, {"KalvetraGreen::Hard", "hard"}};
+  const Parameter popup =
+      kalvetra::table::popup(99, 1, "KalvetraGreen::Edge", "edge", 0, entries, &kalvetra::KeySettings::view, "Edge.");
+  EXPECT_EQ("soft, hard", kalvetra::valueRange(popup));
+  EXPECT_EQ("hard", kalvetra::valueText(popup, 1));
+  EXPECT_EQ(std::optional(1), kalvetra::parseValue(popup, "hard"));
+  EXPECT_EQ(std::nullopt, kalvetra::parseValue(popup, "matte"));
+  EXPECT_EQ(1.0, kalvetra::unitOf(popup, 1));
+}
+
 TEST(ParameterTable, SlidersDependOnTheToggleOfTheirGroup) {
-  const std::set<std::pair<int, int>> expected{{9, 10}, {12, 13}, {12, 14}, {16, 17}, {16, 18}};
-  std::set<std::pair<int, int>> found;
   for (const Parameter& p : kParameters) {
     if (p.toggle == 0) continue;
-    found.insert({p.toggle, p.id});
     EXPECT_EQ(ParameterKind::Toggle, kalvetra::findParameter(p.toggle)->kind);
     EXPECT_EQ(p.group, kalvetra::findParameter(p.toggle)->group);
   }
-  EXPECT_EQ(expected, found);
 }
 
 TEST(ParameterTable, EveryFieldHasItsOwnRow) {

@@ -78,8 +78,8 @@ TEST(Frei0rFilter, HasTheTablesParametersWithTheirDefaults) {
   EXPECT_EQ(F0R_COLOR_MODEL_RGBA8888, plugin.color_model);
   const Instance instance(8, 8);
   int index = 0;
-  for (const Parameter& parameter : kParameters) {
-    if (parameter.kind == ParameterKind::Group) continue;
+  for (const Parameter* place : parametersByPlace()) {
+    const Parameter& parameter = *place;
     f0r_param_info_t info{};
     CALL(f0r_get_param_info)(&info, index);
     EXPECT_EQ(parameter.slug, info.name);
@@ -101,8 +101,9 @@ TEST(Frei0rFilter, HasTheTablesParametersWithTheirDefaults) {
 TEST(Frei0rFilter, ValuesComeBackAsTheStepsOfTheirRange) {
   const Instance instance(8, 8);
   int index = -1;
-  for (const Parameter& parameter : kParameters) {
-    if (parameter.kind == ParameterKind::Group || ++index == kKeyColor) continue;
+  for (const Parameter* place : parametersByPlace()) {
+    const Parameter& parameter = *place;
+    if (++index == kKeyColor) continue;
     const int steps = parameter.maximum - parameter.minimum;
     for (int step = 0; step <= steps; ++step) {
       const double unit = std::round(1e6 * step / steps) / 1e6;
@@ -157,8 +158,8 @@ TEST(Frei0rFilter, HasTheEnginesLook) {
   for (const test::LookFrame& frame : test::lookReference().frames) {
     const Instance instance(static_cast<unsigned int>(frame.width), static_cast<unsigned int>(frame.height));
     int index = 0;
-    for (const Parameter& parameter : kParameters) {
-      if (parameter.kind == ParameterKind::Group) continue;
+    for (const Parameter* place : parametersByPlace()) {
+      const Parameter& parameter = *place;
       if (parameter.kind == ParameterKind::Color) {
         const auto& color = frame.settings.keyColor;
         instance.set(index, f0r_param_color{static_cast<float>(color[0]), static_cast<float>(color[1]),
