@@ -31,7 +31,7 @@ function(kalvetra_package group package section summary)
   # Debian wants the licence and the changes in each package.
   list(GET ARGN 0 first)
   set(folder ${CMAKE_INSTALL_DATADIR}/doc/${package})
-  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${folder} RENAME copyright COMPONENT ${first})
+  install(FILES ${PROJECT_SOURCE_DIR}/cmake/debian-copyright DESTINATION ${folder} RENAME copyright COMPONENT ${first})
   install(FILES ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${folder} COMPONENT ${first})
 endfunction()
 

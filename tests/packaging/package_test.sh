@@ -50,6 +50,7 @@ TEXT
 for library in libavcodec libavformat libswscale libtbb libc6; do depends kalvetra "$library"; done
 said=$("$work/root/usr/bin/kalvetra" --version)
 [ "$said" = "kalvetra $version" ] || fail "the command says it is '$said'"
+grep -q 'kalvetra_green.so .*frei0r.h' "$work/root/usr/share/doc/kalvetra/copyright" || fail "the filter's terms are not named"
 grep -q '\.SH SYNOPSIS' "$work/root/usr/share/man/man1/kalvetra.1" || fail "the manual page is no manual page"
 
 if has library; then
