@@ -132,23 +132,32 @@ void FrameConverter::convertStored(const AVFrame& frame, Image& image) {
     float_.convert(frame, options_, image);
     return;
   }
-  const bool exact = isReadExactly(*d);
-  if (!exact) convertColors(frame, *d, image);
-  const int last = d->nb_components - 1;
-  const bool hasAlpha = (d->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
-  if (hasAlpha && !exact && (d->flags & AV_PIX_FMT_FLAG_FLOAT) != 0) return;  // the scaler's alpha has to do
+  if (isReadExactly(*d)) {
+    readRgb(frame, *d, image);
+    return;
+  }
+  convertColors(frame, *d, image);
+  const bool hasAlpha = (d->flags & AV_PIX_FMT_FLAG_ALPHA) != 0, inFloat = (d->flags & AV_PIX_FMT_FLAG_FLOAT) != 0;
+  if (!hasAlpha || inFloat) return;  // in floating point the scaler's alpha has to do
+  for (int y = 0; y < image.height; ++y) {
+    readComponent(frame, *d, y, d->nb_components - 1, false, image.row(y), line_);
+  }
+}
+
+void FrameConverter::readRgb(const AVFrame& frame, const AVPixFmtDescriptor& format, Image& image) {
+  const bool hasAlpha = (format.flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
   for (int y = 0; y < image.height; ++y) {
     unsigned char* row = image.row(y);
-    for (int c = 0; exact && c < 3; ++c) readComponent(frame, *d, y, c, options_.dither, row + c + 1, line_);
+    for (int c = 0; c < 3; ++c) readComponent(frame, format, y, c, options_.dither, row + c + 1, line_);
     if (hasAlpha) {
-      readComponent(frame, *d, y, last, false, row, line_);
+      readComponent(frame, format, y, 3, false, row, line_);
     } else {
       for (int x = 0; x < image.width; ++x) row[std::ptrdiff_t{4} * x] = 255;
     }
   }
 }
 
-// Everything but alpha.
+// Opaque pictures; alpha that the frame may have is read apart.
 void FrameConverter::convertColors(const AVFrame& frame, const AVPixFmtDescriptor& format, Image& image) {
   const bool hasChroma = format.nb_components >= 3 && !isRgb(format);
   if (hasChroma && !lumaWeights(color_.matrix)) {

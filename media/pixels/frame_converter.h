@@ -35,6 +35,7 @@ class FrameConverter {
 
  private:
   void convertStored(const AVFrame& frame, Image& image);
+  void readRgb(const AVFrame& frame, const AVPixFmtDescriptor& format, Image& image);
   void convertColors(const AVFrame& frame, const AVPixFmtDescriptor& format, Image& image);
   void scale(const AVFrame& frame, Image& image);
   void prepareScaler(const AVFrame& frame);

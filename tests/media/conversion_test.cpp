@@ -45,6 +45,23 @@ TEST(RgbConversion, EveryDepthIsRoundedToTheNearest) {
   }
 }
 
+TEST(FrameConversion, EveryFormatWithoutAlphaGivesOpaquePictures) {
+  int formats = 0;
+  for (const AVPixFmtDescriptor* d = nullptr; (d = av_pix_fmt_desc_next(d)) != nullptr;) {
+    const AVPixelFormat format = av_pix_fmt_desc_get_id(d);
+    if ((d->flags & (AV_PIX_FMT_FLAG_ALPHA | AV_PIX_FMT_FLAG_PAL)) != 0 || !FrameConverter::canRead(format)) continue;
+    const kalvetra::FramePtr frame = kalvetra::makePicture(format, 67, 9);
+    for (const AVBufferRef* plane : frame->buf) {
+      if (plane != nullptr) std::fill_n(plane->data, plane->size, std::uint8_t{3});
+    }
+    const kalvetra::ColorTags color{AVCOL_SPC_BT709, AVCOL_RANGE_MPEG, AVCOL_PRI_BT709, AVCOL_TRC_BT709};
+    const Image image = FrameConverter(color).convert(*frame);
+    for (std::size_t i = 0; i < image.argb.size(); i += 4) ASSERT_EQ(255, image.argb[i]) << d->name;
+    ++formats;
+  }
+  EXPECT_GT(formats, 100);
+}
+
 TEST(RgbConversion, DitherKeepsTheMeanOfDeepColoursAndLeavesTheRest) {
   const auto flat = [](AVPixelFormat format, int value) {
     FrameConverter converter(kRgb, {.dither = true, .fields = false});
