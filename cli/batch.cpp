@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <set>
 
+#include "media/files/endings.h"
 #include "media/files/numbered_name.h"
 #include "support/user_error.h"
 
@@ -13,19 +14,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-bool isVideoName(const fs::path& path) {
-  static const std::set<std::string> extensions{".mov",  ".mp4", ".m4v", ".mkv",  ".webm", ".avi", ".mxf", ".mts",
-                                                ".m2ts", ".ts",  ".mpg", ".mpeg", ".wmv",  ".nut", ".3gp", ".flv"};
-  std::string extension = path.extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return extensions.contains(extension) && !path.filename().string().starts_with('.');
-}
-
 std::vector<std::string> videosIn(const std::string& folder) {
   std::vector<std::string> videos;
   for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-    if (entry.is_regular_file() && isVideoName(entry.path())) videos.push_back(entry.path().string());
+    const std::string path = entry.path().string();
+    const bool hidden = entry.path().filename().string().starts_with('.');
+    if (entry.is_regular_file() && !hidden && isVideoName(path)) videos.push_back(path);
   }
   if (videos.empty()) throw UserError(folder + ": is a folder without a video in it; name a file or a sequence");
   std::sort(videos.begin(), videos.end());

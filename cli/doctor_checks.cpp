@@ -25,38 +25,19 @@ constexpr double kMemoryOfAClip = 900e6, kMemoryOfAThread = 550e6;
 constexpr int kWidth = 192, kHeight = 108;  // of the drawn picture
 const std::string kCodecAdvice = "install FFmpeg libraries that have it (Debian: libavcodec59, or libavcodec-extra59)";
 
-struct Codec {
+struct ForeignCodec {
   const char* name;
   const char* use;
 };
 
-// The codecs that names alone choose; without the others the program is still of use.
-bool isUsual(const OutputFormat& format) {
-  static const std::set<std::string> usual{"prores4444", "ffv1", "vp9", "png"};
-  return usual.contains(format.slug);
-}
-
-// Besides those of the outputs.
-constexpr Codec kOtherEncoders[]{
-    {"libsvtav1", "AV1, fast"},    {"libaom-av1", "AV1, slow"}, {"aac", "sound in .mp4"},
-    {"libopus", "sound in .webm"}, {"flac", "sound in .mkv"},
-};
-
-constexpr Codec kNeededDecoders[]{
+// Decoders of clips that come from elsewhere, besides those of the outputs.
+constexpr ForeignCodec kNeededDecoders[]{
     {"h264", "camera and phone clips"},
     {"hevc", "phone clips"},
-    {"prores", "editors' clips, keyed .mov"},
-    {"libvpx-vp9", "keyed .webm with alpha"},
     {"vp9", "clips of the web"},
-    {"ffv1", "keyed .mkv"},
-    {"png", "pictures"},
     {"mjpeg", "pictures"},
 };
-
-constexpr Codec kOtherDecoders[]{
-    {"libdav1d", "AV1 clips"},        {"dnxhd", "editors' clips"},  {"exr", "OpenEXR pictures"},
-    {"qtrle", "QuickTime Animation"}, {"rawvideo", "raw pictures"},
-};
+constexpr ForeignCodec kOtherDecoders[]{{"dnxhd", "editors' clips"}};
 
 Check checkCodec(const char* kind, bool found, const std::string& name, const std::string& use, bool needed) {
   if (found) return {std::string(kind) + " " + name, CheckState::Ok, use, needed};
@@ -65,15 +46,22 @@ Check checkCodec(const char* kind, bool found, const std::string& name, const st
 
 void addCodecs(std::vector<Check>& checks) {
   std::set<std::string> seen;
-  const auto encoder = [&](const std::string& name, const std::string& use, bool needed) {
-    if (seen.insert(name).second) checks.push_back(checkEncoder(name, use, needed));
+  const auto add = [&](const Check& check) {
+    if (seen.insert(check.name).second) checks.push_back(check);
   };
   for (const OutputFormat& format : outputFormats()) {
-    encoder(format.encoder, format.what + " (" + format.extension() + ")", isUsual(format));
+    for (const Encoder& encoder : format.encoders) {
+      add(checkEncoder(encoder.name, format.what + " (" + format.extension() + ")", format.usual));
+    }
   }
-  for (const Codec& codec : kOtherEncoders) encoder(codec.name, codec.use, false);
-  for (const Codec& codec : kNeededDecoders) checks.push_back(checkDecoder(codec.name, codec.use, true));
-  for (const Codec& codec : kOtherDecoders) checks.push_back(checkDecoder(codec.name, codec.use, false));
+  for (const OutputFormat& format : outputFormats()) {
+    if (format.keepsSound()) add(checkEncoder(format.soundEncoder, "sound in " + format.extension(), false));
+  }
+  for (const ForeignCodec& codec : kNeededDecoders) add(checkDecoder(codec.name, codec.use, true));
+  for (const OutputFormat& format : outputFormats()) {
+    add(checkDecoder(format.decoder, format.what + " (" + format.extension() + ")", format.usual));
+  }
+  for (const ForeignCodec& codec : kOtherDecoders) add(checkDecoder(codec.name, codec.use, false));
 }
 
 std::string versionText(unsigned int version) {

@@ -11,7 +11,7 @@
 #include "cli/job_paths.h"
 #include "cli/key_options.h"
 #include "jobs/picture_numbers.h"
-#include "media/files/temporary_output.h"
+#include "media/files/name_clash.h"
 #include "support/number_text.h"
 #include "support/user_error.h"
 

@@ -9,6 +9,7 @@
 #include "cli/interrupt.h"
 #include "cli/key_color_search.h"
 #include "jobs/auto_settings.h"
+#include "media/files/name_clash.h"
 #include "media/files/temporary_output.h"
 #include "parameters/clip_levels.h"
 #include "parameters/parameter_manual.h"

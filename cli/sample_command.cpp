@@ -11,7 +11,7 @@
 #include "cli/console.h"
 #include "cli/interrupt.h"
 #include "cli/progress.h"
-#include "media/output/packet_sink.h"
+#include "media/output/movie_file.h"
 #include "media/output/picture_writer.h"
 #include "media/output/sound_encoder.h"
 #include "media/output/video_encoder.h"
@@ -92,7 +92,7 @@ class SampleMovie {
       : movie_(outputFormatNamed("h264").muxer, output.path(), shownName),
         video_(outputFormatNamed("h264"), outputFormatNamed("h264").pixelFormat, pictureFormat(), kVideoColor, threads,
                movie_.wantsGlobalHeader()),
-        sound_("aac", kSampleRate, ChannelLayout(1), movie_.wantsGlobalHeader()) {
+        sound_(outputFormatNamed("h264").soundEncoder, kSampleRate, ChannelLayout(1), movie_.wantsGlobalHeader()) {
     movie_.addStream(video_.context());
     movie_.addStream(sound_.context());
     movie_.begin();

@@ -8,6 +8,8 @@
 #include "cli/interrupt.h"
 #include "cli/key_options.h"
 #include "jobs/frame_keyer.h"
+#include "media/files/name_clash.h"
+#include "media/files/temporary_output.h"
 #include "media/input/frame_at.h"
 #include "media/output/picture_writer.h"
 #include "media/pixels/frame_packer.h"

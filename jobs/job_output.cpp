@@ -1,6 +1,7 @@
 #include "jobs/job_output.h"
 
 #include "jobs/segment_join.h"
+#include "media/files/numbered_name.h"
 #include "support/folders.h"
 #include "support/user_error.h"
 
@@ -11,11 +12,10 @@ namespace {
 // Segments are cut and joined without encoding again, so each must stand alone.
 void refuseUnresumable(const OutputRequest& request) {
   if (request.path == "-") throw UserError("a run into the standard output cannot be resumed; name a file");
-  const std::string& codec = request.delivery.format->slug;
-  const bool singlePicture =
-      request.delivery.format->isPictures() && !isNumberedName(std::filesystem::path(request.path).filename().string());
-  if (codec != "h264" && codec != "av1" && codec != "raw" && codec != "nut" && !singlePicture) return;
-  throw UserError(request.path + ": " + request.delivery.format->what +
+  const OutputFormat& format = *request.delivery.format;
+  const bool numbered = isNumberedName(std::filesystem::path(request.path).filename().string());
+  if (format.isPictures() ? numbered : format.joins) return;
+  throw UserError(request.path + ": " + format.what +
                   " cannot be written in parts; leave --resume out or choose another codec");
 }
 
@@ -35,7 +35,7 @@ JobOutput::~JobOutput() {
 
 Carried JobOutput::carried(const KeyJob& job, const Reader& source) const {
   Carried carried;
-  carried.sound = job.sound && request_.delivery.format->keepsSound;
+  carried.sound = job.sound && request_.delivery.format->keepsSound();
   carried.firstFrame = job.range.firstFrame(source.format().frameRate);
   carried.fromInside = job.range.start.has_value();
   carried.endsInside = job.range.end.has_value() || job.range.frames > 0;
@@ -120,7 +120,7 @@ Proof JobOutput::check(const KeyJob& job, const Reader& source, const std::vecto
   promise.pictures = source.format();
   promise.soundStreams = soundStreams_;
   promise.timecode = timecodeOf(source, job.range.firstFrame(source.format().frameRate));
-  return prove(place_->isSequence() ? place_->sequencePath() : place_->path(), promise, job.threads, stop);
+  return prove(place_->path(), promise, job.threads, stop);
 }
 
 void JobOutput::prepare() {

@@ -14,6 +14,8 @@
 #include "jobs/job_output.h"
 #include "jobs/picture_numbers.h"
 #include "jobs/receipt.h"
+#include "media/files/name_clash.h"
+#include "media/files/numbered_name.h"
 #include "media/files/temporary_output.h"
 #include "media/input/source_depth.h"
 #include "media/output/clip_movie.h"

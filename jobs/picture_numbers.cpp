@@ -4,7 +4,8 @@
 #include <limits>
 #include <numeric>
 
-#include "media/files/temporary_output.h"
+#include "media/files/name_clash.h"
+#include "media/files/numbered_name.h"
 #include "support/user_error.h"
 
 namespace kalvetra {

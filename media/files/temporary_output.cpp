@@ -7,9 +7,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <limits>
-#include <vector>
 
+#include "media/files/name_clash.h"
 #include "media/files/numbered_name.h"
 #include "support/folders.h"
 #include "support/user_error.h"
@@ -23,8 +22,6 @@ namespace {
 constexpr int kMostLinks = 40;  // in a row, as the system has it
 constexpr const char *kExists = " exists already", *kHasAppeared = " has appeared meanwhile";
 
-fs::path folderOf(const fs::path& target) { return target.has_parent_path() ? target.parent_path() : fs::path("."); }
-
 void checkFolder(const fs::path& target) {
   const fs::path folder = folderOf(target);
   if (!fs::exists(folder))
@@ -35,27 +32,6 @@ void checkFolder(const fs::path& target) {
     throw UserError("the folder " + folder.string() + " cannot be written to (" + std::strerror(errno) +
                     "); choose another or change its permissions");
   }
-}
-
-// True when `target`, a file or a numbered name, stands for the file or numbered name `path` too.
-bool standsFor(const fs::path& target, const fs::path& path) {
-  std::error_code ignored;
-  if (fs::equivalent(target, path, ignored) || fs::weakly_canonical(target) == fs::weakly_canonical(path)) return true;
-  const std::string name = target.filename().string(), other = path.filename().string();
-  if (!isNumberedName(name) || !fs::equivalent(folderOf(target), folderOf(path), ignored)) return false;
-  if (isNumberedName(other)) return NumberedName(name).mayMeet(NumberedName(other));
-  return NumberedName(name).covers(other);
-}
-
-// True when a file is there that two numbered names cover.
-bool sharesFile(const fs::path& a, const fs::path& b) {
-  std::error_code ignored;
-  if (!fs::equivalent(folderOf(a), folderOf(b), ignored)) return false;
-  const std::vector<fs::path> files = filesCoveredBy(a);
-  const NumberedName other(b.filename().string());
-  return a.filename() == b.filename() || std::any_of(files.begin(), files.end(), [&](const fs::path& file) {
-           return other.covers(file.filename().string());
-         });
 }
 
 [[noreturn]] void failPlacing(const fs::path& target, const std::error_code& error) {
@@ -71,7 +47,7 @@ int moveToFreeName(const char* from, const char* to) {
   if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
   if (errno == EEXIST) return errno;
 #endif
-  // Not every file system has that; most others have links, and all can make a file anew.
+  // Not every file system has that; most others have links, and all can make an empty file.
   if (link(from, to) == 0) {
     unlink(from);
     return 0;
@@ -87,41 +63,10 @@ int moveToFreeName(const char* from, const char* to) {
 
 }  // namespace
 
-bool isSameFile(const std::string& a, const std::string& b) { return standsFor(a, b) || standsFor(b, a); }
-
-void refuseOverwritingInput(const std::string& input, const std::string& output) {
-  const bool sequences =
-      isNumberedName(fs::path(input).filename().string()) && isNumberedName(fs::path(output).filename().string());
-  if (sequences ? sharesFile(input, output) : isSameFile(input, output)) {
-    throw UserError(output + " would overwrite the input; name another output");
-  }
-}
-
-bool outputExists(const std::string& target) {
-  const fs::path path(target);
-  if (!isNumberedName(path.filename().string())) return fs::exists(path);
-  return fs::is_directory(folderOf(path)) && !filesCoveredBy(path).empty();
-}
-
-std::optional<fs::path> firstTaken(const std::string& target, const std::vector<int>& numbers) {
-  const fs::path path(target);
-  const NumberedName name(path.filename().string());
-  int first = std::numeric_limits<int>::max();
-  for (const fs::path& file : filesCoveredBy(path)) {
-    const std::optional<int> number = name.numberIn(file.filename().string());
-    if (number && std::binary_search(numbers.begin(), numbers.end(), *number)) first = std::min(first, *number);
-  }
-  if (first == std::numeric_limits<int>::max()) return std::nullopt;
-  return path.parent_path() / name.with(std::to_string(first));
-}
-
 TemporaryOutput::TemporaryOutput(const std::string& target, bool replace, Unfinished unfinished)
-    : target_(target),
-      replace_(replace),
-      unfinished_(unfinished),
-      isSequence_(isNumberedName(target_.filename().string())) {
+    : target_(target), isSequence_(isNumberedName(target_.filename().string())), replace_(replace) {
   if (isStandardOutput()) {
-    temporary_ = kStandardOutputAddress;
+    path_ = kStandardOutputAddress;
     return;
   }
   checkTarget();
@@ -129,11 +74,13 @@ TemporaryOutput::TemporaryOutput(const std::string& target, bool replace, Unfini
   if (!replace && !isSequence_ && outputExists(target)) refuse(target, kExists);
   leftParts_ = removeLeftParts(target_);
   if (unfinished == Unfinished::Kept) {
-    temporary_ = folderOf(target_) / ("." + target_.filename().string() + ".unfinished");
-    fs::create_directory(temporary_);
+    workFolder_ = folderOf(target_) / ("." + target_.filename().string() + ".unfinished");
+    fs::create_directory(workFolder_);
+    path_ = workFolder_ / target_.filename();
+  } else if (isSequence_) {
+    path_ = part_.emplace(target_, HiddenPart::Kind::Folder).path() / target_.filename();
   } else {
-    part_.emplace(target_, isSequence_ ? HiddenPart::Kind::Folder : HiddenPart::Kind::File);
-    temporary_ = part_->path();
+    path_ = part_.emplace(target_, HiddenPart::Kind::File).path();
   }
 }
 
@@ -150,29 +97,22 @@ void TemporaryOutput::checkTarget() {
 }
 
 TemporaryOutput::~TemporaryOutput() {
-  if (part_ || isStandardOutput()) return;
   std::error_code ignored;
-  fs::remove(temporary_, ignored);  // goes only while it is empty
-}
-
-std::string TemporaryOutput::path() const {
-  const bool inFolder = unfinished_ == Unfinished::Kept && !isStandardOutput();
-  return (inFolder ? temporary_ / target_.filename() : temporary_).string();
+  if (!workFolder_.empty()) fs::remove(workFolder_, ignored);  // goes only while it is empty
 }
 
 std::string TemporaryOutput::path(int number) const {
-  return (temporary_ / numberedName(target_.filename().string(), number)).string();
+  return isSequence_ ? (path_.parent_path() / numberedName(path_.filename().string(), number)).string() : path();
 }
-
-std::string TemporaryOutput::sequencePath() const { return (temporary_ / target_.filename()).string(); }
 
 void TemporaryOutput::refuse(const fs::path& place, const std::string& why) const {
   throw UserError(place.string() + why + "; give -y to replace it, or another name");
 }
 
 void TemporaryOutput::refuseTaken(int number) const {
+  if (replace_ || !isSequence_) return;
   const fs::path place = target_.parent_path() / numberedName(target_.filename().string(), number);
-  if (!replace_ && fs::exists(place)) refuse(place, kExists);
+  if (fs::exists(place)) refuse(place, kExists);
 }
 
 void TemporaryOutput::refuseTaken(const std::vector<int>& numbers) const {
@@ -196,10 +136,10 @@ void TemporaryOutput::prepare() {
 void TemporaryOutput::listMoves() {
   moves_.clear();
   if (!isSequence_) {
-    moves_.push_back({path(), target_});
+    moves_.push_back({path_, target_});
     return;
   }
-  for (const fs::path& picture : filesCoveredBy(temporary_ / target_.filename())) {
+  for (const fs::path& picture : filesCoveredBy(path_)) {
     moves_.push_back({picture, folderOf(target_) / picture.filename()});
   }
   std::sort(moves_.begin(), moves_.end());
@@ -222,10 +162,9 @@ void TemporaryOutput::moveBack(std::size_t count) const {
 }
 
 void TemporaryOutput::commit() {
-  if (isStandardOutput()) return;
   if (moves_.empty()) prepare();
   moveAll();
-  if (!part_) removeTree(temporary_);
+  if (!workFolder_.empty()) removeTree(workFolder_);
 }
 
 }  // namespace kalvetra

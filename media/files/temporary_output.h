@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "media/files/hidden_part.h"
-#include "media/files/numbered_name.h"
 
 namespace kalvetra {
 
@@ -21,9 +20,10 @@ enum class Unfinished {
 // The path of what goes to the standard output, as the libraries name it.
 inline constexpr const char* kStandardOutputAddress = "pipe:1";
 
-// Stands for one output file, or for the files of a numbered sequence (a name with %05d or the like). Until commit()
-// all of it lies under a hidden name beside its target; the destructor removes what was not committed, unless it is to
-// be kept. Of a sequence only the pictures that are written count: others that its name covers stay as they are.
+// Stands for one output file, for the files of a numbered sequence (a name with %05d or the like), or for "-", the
+// standard output, where what is written goes at once. Files lie under a hidden name beside their target until
+// commit(); the destructor removes what was not committed, unless it is to be kept. Of a sequence only the pictures
+// that are written count: others that its name covers stay as they are.
 class TemporaryOutput {
  public:
   // Throws UserError when the target's folder is missing, the name is no good, or the target, where it is one file,
@@ -34,22 +34,22 @@ class TemporaryOutput {
   TemporaryOutput& operator=(const TemporaryOutput&) = delete;
 
   bool isSequence() const { return isSequence_; }
-  // "-": what is written goes there at once.
   bool isStandardOutput() const { return target_ == "-"; }
-  // Where to write: a file, or the picture of that number (from 1) of a sequence.
-  std::string path() const;
+  // Where to write: a file, or all pictures of a sequence as one numbered name.
+  std::string path() const { return path_.string(); }
+  // The file of one picture, of that number (from 1) in a sequence.
   std::string path(int number) const;
-  // Throws UserError when the picture of that number is there, or one of those (ascending), and not to be replaced.
+  // Throws UserError when a sequence's picture of that number is there, or one of those (ascending), and not to be
+  // replaced.
   void refuseTaken(int number) const;
   void refuseTaken(const std::vector<int>& numbers) const;
   // What was found of killed runs, a sentence each.
   const std::vector<std::string>& leftParts() const { return leftParts_; }
-  // The pictures of a sequence as one numbered name.
-  std::string sequencePath() const;
-  // The folder in which a kept output grows; other files of an unfinished run may lie there too. It goes with commit().
-  const std::filesystem::path& workFolder() const { return temporary_; }
-  // All that commit() can be spared once several outputs are to appear together. Throws UserError when something has
-  // taken the place meanwhile, or the folder has gone.
+  // The folder in which a kept output grows, empty for others; other files of an unfinished run may lie there too. It
+  // goes with commit().
+  const std::filesystem::path& workFolder() const { return workFolder_; }
+  // Does what can be done ahead of commit() where several outputs are to appear together. Throws UserError when
+  // something has taken the place meanwhile, or the folder has gone.
   void prepare();
   // Puts the output in its place. Throws like prepare(), which it calls where that was not done; what has taken a place
   // since is kept, and no picture of the output stays in its place then.
@@ -63,26 +63,12 @@ class TemporaryOutput {
   void moveBack(std::size_t count) const;
 
   std::filesystem::path target_;
-  std::optional<HiddenPart> part_;   // but of what is kept
-  std::filesystem::path temporary_;  // a folder, for a sequence and for what is kept
-  bool replace_;
-  Unfinished unfinished_;
-  bool isSequence_;
+  bool isSequence_, replace_;
+  std::optional<HiddenPart> part_;    // of an output that is not kept
+  std::filesystem::path workFolder_;  // of one that is
+  std::filesystem::path path_;        // in one of the two
   std::vector<std::string> leftParts_;
   std::vector<std::pair<std::filesystem::path, std::filesystem::path>> moves_;  // from, to
 };
-
-// True when one name, of a file or of a numbered sequence, stands for the other or for a part of it, or may do so.
-bool isSameFile(const std::string& a, const std::string& b);
-
-// True when a file stands there already, or any picture that a numbered name covers.
-bool outputExists(const std::string& target);
-
-// The first picture of a numbered name that is there, of those numbers (ascending).
-std::optional<std::filesystem::path> firstTaken(const std::string& target, const std::vector<int>& numbers);
-
-// Throws UserError when writing `output` would replace the file `input`, or a picture of it that is there, where either
-// may be a numbered name.
-void refuseOverwritingInput(const std::string& input, const std::string& output);
 
 }  // namespace kalvetra

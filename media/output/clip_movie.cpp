@@ -103,7 +103,7 @@ void ClipMovie::begin(const AVCodecContext& encoder, const PictureFormat& pictur
     av_dict_set(&video.metadata, "timecode", timecode.c_str(), 0);
   av_dict_set(movie_.metadata(), kAlphaTag, alphaTag(delivery_).c_str(), 0);
   carried_ = carried;
-  if (carried.sound && delivery_.format->keepsSound) declareSound(source);
+  if (carried.sound && delivery_.format->keepsSound()) declareSound(source);
   movie_.begin(delivery_.format->muxerOptions);
 }
 
@@ -119,7 +119,7 @@ void ClipMovie::declareSound(Reader& source) {
     to.codecpar->codec_tag = 0;  // each container has its own
     to.disposition = from.disposition;
     copyMetadata(&to.metadata, from.metadata);
-    if (delivery_.format->extension() == ".mov") useQuickTimeLanguage(&to.metadata);
+    if (delivery_.format->quickTimeLanguages) useQuickTimeLanguage(&to.metadata);
     tracks_.emplace(from.index,
                     Track{to.index, from.codecpar->codec_id, from.time_base, describe(from), std::move(transcoder)});
     source.copyStream(from.index);

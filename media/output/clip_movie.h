@@ -7,7 +7,7 @@
 
 #include "media/input/reader.h"
 #include "media/output/delivery.h"
-#include "media/output/packet_sink.h"
+#include "media/output/movie_file.h"
 #include "media/output/sound_transcoder.h"
 
 namespace kalvetra {

@@ -3,32 +3,20 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "media/files/endings.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
 
 namespace {
 
-// The codecs that serve a purpose, its default first.
-struct Purpose {
-  std::string name;
-  std::vector<std::string> codecs;
-};
-
-const std::vector<Purpose>& allPurposes() {
-  static const std::vector<Purpose> all{{"editing", {"prores4444", "animation"}},
-                                        {"web", {"vp9", "av1", "h264"}},
-                                        {"compositing", {"exr"}},
-                                        {"archive", {"ffv1", "png", "png16"}},
-                                        {"still", {"png", "png16", "exr"}}};
-  return all;
-}
+const std::vector<std::string> kPurposes{"editing", "web", "compositing", "archive", "still"};
 
 // "a", "a or b", "a, b or c"
-std::string listed(const std::vector<std::string>& words, const std::string& last = " or ") {
+std::string listed(const std::vector<std::string>& words) {
   std::string text;
   for (std::size_t i = 0; i < words.size(); ++i) {
-    text += (i == 0 ? "" : i + 1 == words.size() ? last : ", ") + words[i];
+    text += (i == 0 ? "" : i + 1 == words.size() ? " or " : ", ") + words[i];
   }
   return text;
 }
@@ -47,6 +35,22 @@ std::vector<std::string> placesOf(const std::string& codec) {
     for (const std::string& place : format.extensions) places.push_back(place);
   }
   return places;
+}
+
+// Of those formats, each once.
+template <class Fits>
+std::vector<std::string> slugsOf(Fits fits) {
+  std::vector<std::string> slugs;
+  for (const OutputFormat& format : outputFormats()) {
+    if (fits(format) && !contains(slugs, format.slug)) slugs.push_back(format.slug);
+  }
+  return slugs;
+}
+
+// The codecs that serve a purpose, its default first. Throws UserError for an unknown one.
+std::vector<std::string> codecsServing(const std::string& purpose) {
+  if (!contains(kPurposes, purpose)) throw UserError("'" + purpose + "' is no purpose; choose " + listed(kPurposes));
+  return slugsOf([&](const OutputFormat& format) { return contains(format.purposes, purpose); });
 }
 
 const OutputFormat& byExtension(const std::string& path) {
@@ -76,30 +80,22 @@ const OutputFormat& byCodec(const std::string& codec, const std::string& path, c
                   listed(places) + " file");
 }
 
-const Purpose* findPurpose(const std::string& name) {
-  if (name.empty()) return nullptr;
-  for (const Purpose& purpose : allPurposes()) {
-    if (purpose.name == name) return &purpose;
-  }
-  throw UserError("'" + name + "' is no purpose; choose " + listed(purposes()));
-}
-
 void checkCodec(const std::string& codec) {
   if (!contains(codecs(), codec)) throw UserError("'" + codec + "' is no codec; choose " + listed(codecs()));
 }
 
 const OutputFormat& chooseFormat(const DeliveryRequest& request) {
-  const Purpose* purpose = findPurpose(request.purpose);
+  const std::string& purpose = request.purpose;
+  const std::vector<std::string> serving = purpose.empty() ? codecs() : codecsServing(purpose);
   if (!request.codec.empty()) {
     checkCodec(request.codec);
-    if (purpose != nullptr && !contains(purpose->codecs, request.codec)) {
-      throw UserError("the codec " + request.codec + " does not fit the purpose " + purpose->name + "; choose " +
-                      listed(purpose->codecs) + ", or leave the purpose out");
+    if (!contains(serving, request.codec)) {
+      throw UserError("the codec " + request.codec + " does not fit the purpose " + purpose + "; choose " +
+                      listed(serving) + ", or leave the purpose out");
     }
     return byCodec(request.codec, request.path, "the codec " + request.codec);
   }
-  if (purpose != nullptr) return byCodec(purpose->codecs.front(), request.path, "the purpose " + purpose->name);
-  return byExtension(request.path);
+  return purpose.empty() ? byExtension(request.path) : byCodec(serving.front(), request.path, "the purpose " + purpose);
 }
 
 bool mayBe(const OutputFormat& format, AlphaMode alpha) {
@@ -112,11 +108,16 @@ std::string wordFor(AlphaMode alpha) {
 
 // The codecs that take such an alpha.
 std::string codecsFor(AlphaMode alpha) {
-  std::vector<std::string> names;
+  return listed(slugsOf([alpha](const OutputFormat& format) { return mayBe(format, alpha); }));
+}
+
+// Where the usual codecs with alpha go: ".mov, .mkv, .webm or .png".
+std::string usualPlacesOfAlpha() {
+  std::vector<std::string> places;
   for (const OutputFormat& format : outputFormats()) {
-    if (mayBe(format, alpha) && !contains(names, format.slug)) names.push_back(format.slug);
+    if (format.usual && !format.alpha.empty()) places.push_back(format.extension());
   }
-  return listed(names);
+  return listed(places);
 }
 
 // For pictures that have alpha.
@@ -135,7 +136,7 @@ AlphaMode chooseAlpha(const DeliveryRequest& request, const OutputFormat& format
   if (format.alpha.empty()) {
     throw UserError(path + ": " + format.what +
                     " holds no alpha; lay the result over a background (--over), write the " +
-                    "matte (--view matte), or choose another kind of output: .mov, .mkv, .webm or .png");
+                    "matte (--view matte), or choose another kind of output: " + usualPlacesOfAlpha());
   }
   const AlphaMode alpha = request.alpha.value_or(format.alpha.front());
   if (!mayBe(format, alpha)) {
@@ -160,25 +161,16 @@ Delivery chooseDelivery(const DeliveryRequest& request) {
   return {&format, alpha, false, format.pair, extendsHidden(request, format, alpha)};
 }
 
-std::vector<std::string> purposes() {
-  std::vector<std::string> names;
-  for (const Purpose& purpose : allPurposes()) names.push_back(purpose.name);
-  return names;
-}
+std::vector<std::string> purposes() { return kPurposes; }
 
 std::vector<std::string> codecs() {
-  std::vector<std::string> names;
-  for (const OutputFormat& format : outputFormats()) {
-    if (!contains(names, format.slug)) names.push_back(format.slug);
-  }
-  return names;
+  return slugsOf([](const OutputFormat&) { return true; });
 }
 
 std::string usualExtension(const std::string& purpose, const std::string& codec) {
-  const Purpose* known = findPurpose(purpose);
+  const std::vector<std::string> serving = purpose.empty() ? codecs() : codecsServing(purpose);
   if (!codec.empty()) checkCodec(codec);
-  if (!codec.empty()) return outputFormatNamed(codec).extension();
-  return known == nullptr ? ".mov" : outputFormatNamed(known->codecs.front()).extension();
+  return outputFormatNamed(codec.empty() ? serving.front() : codec).extension();
 }
 
 std::string describe(const Delivery& delivery) {

@@ -21,12 +21,11 @@ PictureWriter::PictureWriter(const TemporaryOutput& output, const std::string& s
 
 void PictureWriter::write(FramePtr picture) {
   files_.expect(static_cast<int>(count_) + 1);
-  encoder_.encode(std::move(picture), count_++, 1,
-                  [this](AVPacket& packet) { files_.write(packet, encoder_.timeBase()); });
+  encoder_.encode(std::move(picture), count_++, 1, [this](AVPacket& packet) { files_.write(packet); });
 }
 
 void PictureWriter::finish() {
-  encoder_.flush([this](AVPacket& packet) { files_.write(packet, encoder_.timeBase()); });
+  encoder_.flush([this](AVPacket& packet) { files_.write(packet); });
 }
 
 }  // namespace kalvetra

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "media/output/packet_sink.h"
+#include "media/output/picture_files.h"
 #include "media/output/video_encoder.h"
 
 namespace kalvetra {

@@ -12,11 +12,14 @@ namespace {
 // No encoder takes more; several refuse to open then. What they write does not depend on the number.
 constexpr int kMostThreads = 64;
 
-// FFV1 with slices that are a single pixel wide or high cannot be read back. Its first level has none.
-void leaveOutSlices(AVDictionary** options) {
-  av_dict_set(options, "level", "1", 0);
-  av_dict_set(options, "slices", nullptr, 0);
-  av_dict_set(options, "slicecrc", nullptr, 0);
+constexpr int kTiny = 4;  // pixels on a side
+
+// The first of the format's encoders that is installed; of those missing, the last.
+const Encoder& installedEncoder(const OutputFormat& format) {
+  for (const Encoder& encoder : format.encoders) {
+    if (avcodec_find_encoder_by_name(encoder.name) != nullptr) return encoder;
+  }
+  return format.encoders.back();
 }
 
 }  // namespace
@@ -33,9 +36,10 @@ void EncoderCloser::operator()(AVCodecContext* context) const {
 
 VideoEncoder::VideoEncoder(const OutputFormat& format, AVPixelFormat pixels, const PictureFormat& pictures,
                            const ColorTags& color, int threads, bool globalHeader) {
-  const AVCodec* codec = avcodec_find_encoder_by_name(format.encoder);
+  const Encoder& encoder = installedEncoder(format);
+  const AVCodec* codec = avcodec_find_encoder_by_name(encoder.name);
   if (codec == nullptr) {
-    throw UserError(std::string("the encoder ") + format.encoder + " for " + format.what +
+    throw UserError(std::string("the encoder ") + encoder.name + " for " + format.what +
                     " is not installed; install a fuller FFmpeg or choose another kind of output");
   }
   context_.reset(avcodec_alloc_context3(codec));
@@ -53,13 +57,15 @@ VideoEncoder::VideoEncoder(const OutputFormat& format, AVPixelFormat pixels, con
   if ((av_pix_fmt_desc_get(pixels)->flags & AV_PIX_FMT_FLAG_RGB) == 0) {
     context_->chroma_sample_location = AVCHROMA_LOC_LEFT;
   }
-  if (format.keepsFields) setFields(pictures.fieldOrder);
+  if (format.keepsFields) setFields(pictures.fieldOrder, format.codesFieldsApart);
   context_->thread_count = std::min(threads, kMostThreads);
   if (globalHeader) context_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
 
   AVDictionary* options = nullptr;
-  for (const auto& [name, value] : format.options) av_dict_set(&options, name.c_str(), value.c_str(), 0);
-  if (codec->id == AV_CODEC_ID_FFV1 && std::min(pictures.width, pictures.height) < 4) leaveOutSlices(&options);
+  const bool tiny = format.tinyOptions && std::min(pictures.width, pictures.height) < kTiny;
+  for (const auto& [name, value] : tiny ? *format.tinyOptions : encoder.options) {
+    av_dict_set(&options, name.c_str(), value.c_str(), 0);
+  }
   const int error = avcodec_open2(context_.get(), codec, &options);
   av_dict_free(&options);
   if (error < 0) {
@@ -72,14 +78,12 @@ VideoEncoder::VideoEncoder(const OutputFormat& format, AVPixelFormat pixels, con
   }
 }
 
-// Two of the encoders code the fields of such pictures apart; the others only say that there are any.
-void VideoEncoder::setFields(FieldOrder order) {
+void VideoEncoder::setFields(FieldOrder order, bool codedApart) {
   if (!isInterlaced(order)) return;
   hasFields_ = true;
   topFirst_ = order == FieldOrder::TopFirst;
   context_->field_order = topFirst_ ? AV_FIELD_TT : AV_FIELD_BB;
-  const AVCodecID codec = context_->codec_id;
-  if (codec == AV_CODEC_ID_PRORES || codec == AV_CODEC_ID_H264) context_->flags |= AV_CODEC_FLAG_INTERLACED_DCT;
+  if (codedApart) context_->flags |= AV_CODEC_FLAG_INTERLACED_DCT;
 }
 
 void VideoEncoder::encode(FramePtr frame, std::int64_t time, std::int64_t duration, const Deliver& deliver) {

@@ -30,7 +30,7 @@ class VideoEncoder {
   const AVCodecContext& context() const { return *context_; }
 
  private:
-  void setFields(FieldOrder order);
+  void setFields(FieldOrder order, bool codedApart);
   void drain(const Deliver& deliver);
 
   std::unique_ptr<AVCodecContext, EncoderCloser> context_;

@@ -84,7 +84,7 @@ void Writer::deliver(AVPacket& packet) {
   if (movie_) {
     movie_->writePicture(packet, encoder_->timeBase());
   } else {
-    pictureFiles_->write(packet, encoder_->timeBase());
+    pictureFiles_->write(packet);
   }
 }
 

@@ -8,6 +8,7 @@
 
 #include "media/output/clip_movie.h"
 #include "media/output/delivery.h"
+#include "media/output/picture_files.h"
 #include "media/output/picture_sink.h"
 #include "media/output/video_encoder.h"
 #include "media/pixels/frame_packer.h"

@@ -8,9 +8,11 @@
 #include <fstream>
 #include <set>
 
+#include "media/files/endings.h"
+#include "media/files/name_clash.h"
+#include "media/files/numbered_name.h"
 #include "media/files/temporary_output.h"
 #include "media/files/write_failure.h"
-#include "media/output/output_format.h"
 #include "preview/export/plain_name.h"
 #include "support/user_error.h"
 
@@ -24,12 +26,7 @@ const std::string kPresetExtension = ".json";
 
 bool isPreset(const fs::path& name) { return extensionOf(name) == kPresetExtension; }
 
-bool isPicture(const fs::path& name) {
-  static const std::set<std::string> extensions{".jpg", ".jpeg", ".png", ".tif", ".tiff", ".bmp",  ".webp", ".exr",
-                                                ".tga", ".dpx",  ".gif", ".mov", ".mp4",  ".m4v",  ".mkv",  ".webm",
-                                                ".avi", ".mxf",  ".mts", ".mpg", ".mpeg", ".m2ts", ".ts"};
-  return extensions.contains(extensionOf(name));
-}
+bool mayBeBackground(const fs::path& name) { return isPictureName(name) || isVideoName(name); }
 
 bool isPlainFile(const fs::path& path) {
   std::error_code ignored;
@@ -97,7 +94,7 @@ std::vector<std::string> Folders::names(bool (*fits)(const fs::path& name)) cons
 std::vector<std::string> Folders::presets() const { return names(isPreset); }
 
 std::vector<std::string> Folders::pictures() const {
-  std::vector<std::string> all = names(isPicture);
+  std::vector<std::string> all = names(mayBeBackground);
   const std::string own = background_.filename().string();
   if (!own.empty() && isUtf8(own) && std::find(all.begin(), all.end(), own) == all.end()) all.insert(all.begin(), own);
   return all;
@@ -115,7 +112,7 @@ fs::path Folders::find(const std::string& name) const {
 fs::path Folders::picture(const std::string& name) const {
   if (!background_.empty() && name == background_.filename().string()) return background_;
   const fs::path path = find(name);
-  if (!isPicture(name)) throw UserError(name + ": is no picture and no video by its name; choose another file");
+  if (!mayBeBackground(name)) throw UserError(name + ": is no picture and no video by its name; choose another file");
   return path;
 }
 

@@ -1,6 +1,7 @@
 #include "preview/export/key_request.h"
 
 #include "jobs/output_choice.h"
+#include "media/files/endings.h"
 #include "parameters/clip_levels.h"
 #include "support/user_error.h"
 

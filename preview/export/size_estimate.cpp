@@ -32,17 +32,11 @@ std::vector<Frames> runsOf(const Frames& range) {
   return runs;
 }
 
-// Frames from one picture that stands alone to the next, as the encoders choose it for long scenes.
-std::int64_t keyDistance(const AVCodecContext& encoder) {
+// Frames from one picture that stands alone to the next in long scenes.
+std::int64_t keyDistance(const OutputFormat& format, const AVCodecContext& encoder) {
   if (encoder.gop_size > 0) return encoder.gop_size;
-  switch (encoder.codec_id) {
-    case AV_CODEC_ID_H264:
-      return 250;
-    case AV_CODEC_ID_AV1:
-      return std::max<std::int64_t>(std::llround(5.0 * av_q2d(encoder.framerate)), 1);
-    default:
-      return 128;
-  }
+  if (format.keySeconds == 0) return format.keyFrames;
+  return std::max<std::int64_t>(std::llround(format.keySeconds * av_q2d(encoder.framerate)), 1);
 }
 
 // One output's encoder, which counts bytes.
@@ -76,8 +70,8 @@ class Scale {
   // Of so many frames; where `all` were weighed, in one run, just what they weigh.
   double bytesOf(std::int64_t frames, bool all) const {
     if (all || others_ == 0) return (firstBytes_ + otherBytes_) * static_cast<double>(frames) / (firsts_ + others_);
-    const double firsts =
-        std::ceil(static_cast<double>(frames) / static_cast<double>(keyDistance(encoder_->context())));
+    const std::int64_t distance = keyDistance(*output_.delivery.format, encoder_->context());
+    const double firsts = std::ceil(static_cast<double>(frames) / static_cast<double>(distance));
     return firsts * firstBytes_ / firsts_ + (static_cast<double>(frames) - firsts) * otherBytes_ / others_;
   }
 
@@ -101,7 +95,7 @@ class Scale {
 };
 
 double soundBytes(const Reader& clip, const OutputFormat& format, std::int64_t frames) {
-  if (!format.keepsSound) return 0.0;
+  if (!format.keepsSound()) return 0.0;
   double bits = 0.0;
   const AVFormatContext& container = clip.container();
   for (unsigned int i = 0; i < container.nb_streams; ++i) {

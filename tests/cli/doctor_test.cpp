@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
-
 #include <nlohmann/json.hpp>
 
 #include "cpu/cpu_level.h"
@@ -40,14 +38,19 @@ TEST(Doctor, FindsThisMachineWell) {
   }
 }
 
-TEST(Doctor, LooksAtEveryOutputsEncoderAndEveryCpuLevel) {
+TEST(Doctor, ChecksEveryOutputsCodecsAndEveryCpuLevel) {
   const std::vector<Check> checks = kalvetra::allChecks();
   for (const kalvetra::OutputFormat& format : kalvetra::outputFormats()) {
-    const Check* check = named(checks, std::string("encoder ") + format.encoder);
-    ASSERT_NE(nullptr, check) << format.encoder;
-    const std::set<std::string> usual{"prores_ks", "ffv1", "libvpx-vp9", "png"};
-    EXPECT_EQ(usual.contains(format.encoder), check->needed) << format.slug;
+    std::vector<std::string> codecs{std::string("decoder ") + format.decoder};
+    for (const kalvetra::Encoder& encoder : format.encoders) codecs.push_back(std::string("encoder ") + encoder.name);
+    for (const std::string& codec : codecs) {
+      const Check* check = named(checks, codec);
+      ASSERT_NE(nullptr, check) << codec;
+      EXPECT_TRUE(check->needed || !format.usual) << codec;
+    }
   }
+  EXPECT_TRUE(named(checks, "encoder prores_ks")->needed);
+  EXPECT_FALSE(named(checks, "encoder libaom-av1")->needed);
   const kalvetra::CpuLevel before = kalvetra::cpuLevel();
   for (const kalvetra::CpuLevel level : kalvetra::cpuLevels()) {
     const Check* check = named(checks, "engine at " + std::string(kalvetra::cpuLevelName(level)));

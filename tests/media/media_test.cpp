@@ -11,6 +11,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "media/files/name_clash.h"
+#include "media/files/numbered_name.h"
 #include "media/files/temporary_output.h"
 #include "media/input/declared_length.h"
 #include "media/pixels/frame_converter.h"

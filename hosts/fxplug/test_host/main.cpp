@@ -11,6 +11,7 @@
 
 #include "hosts/fxplug/pixel_conversion.h"
 #include "hosts/fxplug/test_host/hosted_filter.h"
+#include "media/files/name_clash.h"
 #include "media/files/temporary_output.h"
 #include "media/input/frame_at.h"
 #include "media/output/picture_writer.h"

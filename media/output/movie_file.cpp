@@ -1,7 +1,6 @@
-#include "media/output/packet_sink.h"
+#include "media/output/movie_file.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 #include "media/files/temporary_output.h"
@@ -124,28 +123,6 @@ void MovieFile::finish() {
   avio_flush(context_->pb);
   check(context_->pb->error, "index");
   check(avio_closep(&context_->pb), "close");
-}
-
-void PictureFiles::expect(int number) {
-  if (output_.isSequence()) {
-    output_.refuseTaken(number);
-  } else if (any_) {
-    throw UserError(shownName_ + ": the clip has more than one picture; name a sequence, with %05d in its name");
-  }
-  any_ = true;
-  numbers_.push_back(number);
-}
-
-void PictureFiles::write(AVPacket& packet, AVRational /*timeBase*/) {
-  const std::string path = output_.isSequence() ? output_.path(numbers_.front()) : output_.path();
-  numbers_.pop_front();
-  std::FILE* file = std::fopen(path.c_str(), "wb");
-  if (file == nullptr) failWriting(shownName_, errno);
-  const auto size = static_cast<std::size_t>(packet.size);
-  errno = 0;
-  const bool written = std::fwrite(packet.data, 1, size, file) == size;
-  const bool closed = std::fclose(file) == 0;
-  if (!written || !closed) failWriting(shownName_, errno);
 }
 
 }  // namespace kalvetra
