@@ -1,7 +1,10 @@
 #include "media/input/raw_pictures.h"
 
-#include <cstdio>
-#include <cstdlib>
+extern "C" {
+#include <libavutil/parseutils.h>
+}
+
+#include <algorithm>
 
 #include "media/input/frame_rate.h"
 #include "media/pixels/frame_converter.h"
@@ -12,6 +15,7 @@ namespace kalvetra {
 namespace {
 
 constexpr int kLargestSide = 65535;
+constexpr std::size_t kLongestSize = 11;  // characters; longer numbers overflow in the library
 
 [[noreturn]] void refuse(const std::string& text, const std::string& reason) {
   throw UserError("'" + text + "' " + reason + "; give WIDTHxHEIGHT@RATE:FORMAT, like 1920x1080@30000/1001:bgra");
@@ -26,21 +30,19 @@ bool isPlain(AVPixelFormat format) {
 }  // namespace
 
 RawPictures parseRawPictures(const std::string& text) {
-  char width[6], height[6], fps[33], name[33];
-  int end = 0;
-  std::sscanf(text.c_str(), "%5[0-9]x%5[0-9]@%32[0-9./]:%32[a-z0-9_]%n", width, height, fps, name, &end);
-  if (end == 0 || static_cast<std::size_t>(end) != text.size()) refuse(text, "does not describe raw pictures");
-  RawPictures raw;
-  raw.width = std::atoi(width);
-  raw.height = std::atoi(height);
-  if (raw.width < 1 || raw.height < 1 || raw.width > kLargestSide || raw.height > kLargestSide) {
-    refuse(text, "names a size outside 1..65535");
+  const std::size_t at = text.find('@'), colon = text.find(':', at);
+  const std::string size = text.substr(0, at);
+  if (colon == std::string::npos || size.find_first_not_of("0123456789x") != std::string::npos) {
+    refuse(text, "does not describe raw pictures");
   }
-  const std::optional<AVRational> rate = parseFrameRate(fps);
+  RawPictures raw;
+  const bool isSize = size.size() <= kLongestSize && av_parse_video_size(&raw.width, &raw.height, size.c_str()) >= 0;
+  if (!isSize || std::max(raw.width, raw.height) > kLargestSide) refuse(text, "names no size within 1..65535");
+  const std::optional<AVRational> rate = parseFrameRate(text.substr(at + 1, colon - at - 1));
   if (!rate) refuse(text, std::string("names no frame rate ") + kFrameRateRange);
   raw.rate = *rate;
-  const std::string format = name;
-  raw.format = av_get_pix_fmt(name);
+  const std::string format = text.substr(colon + 1);
+  raw.format = av_get_pix_fmt(format.c_str());
   if (!isPlain(raw.format)) {
     refuse(text, "names no pixel format of bare samples ('" + format + "'; ffmpeg -pix_fmts lists them)");
   }
