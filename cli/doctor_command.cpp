@@ -38,7 +38,7 @@ void run(bool json) {
   std::fflush(stdout);
   std::int64_t bad = 0;
   for (const Check& check : checks) bad += check.needed && check.state != CheckState::Ok ? 1 : 0;
-  if (bad > 0) throw UserError("doctor: " + counted(bad, "needed thing") + " missing or wrong; the list tells which");
+  if (bad > 0) throw UserError("doctor: " + counted(bad, "needed thing") + " missing or wrong; the list says which");
 }
 
 }  // namespace

@@ -266,7 +266,7 @@ class Run {
   }
 
   PictureHash clipHash() const {
-    ClipHash all;
+    Hasher all;
     for (const FrameRecord& frame : frames_) all.add(frame.hash);
     return all.finish();
   }

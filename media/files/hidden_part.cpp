@@ -25,7 +25,7 @@ const std::string kDigits = "0123456789abcdef";
 std::string beginning(const fs::path& target) { return "." + target.filename().string() + ".part-"; }
 
 // The same in all containers of a running system, and another one after each start; with a dash after it. Empty where
-// the system does not tell.
+// the system has none.
 std::string systemTag() {
   std::string id;
   std::ifstream("/proc/sys/kernel/random/boot_id") >> id;
@@ -85,7 +85,7 @@ std::vector<std::string> partsOf(const fs::path& target) {
       const bool isPart = name.starts_with(start) && name.find_first_not_of(kDigits + "-", start.size()) == name.npos;
       if (isPart) parts.push_back(name);
     }
-  } catch (const fs::filesystem_error&) {  // a folder may take files and not tell which it holds
+  } catch (const fs::filesystem_error&) {  // some folders take files but cannot be listed
   }
   return parts;
 }
@@ -103,10 +103,10 @@ HiddenPart::HiddenPart(const fs::path& target, Kind kind) {
       system.clear();
       continue;
     }
-    if (system.empty()) return;  // a name that nothing is concluded from
+    if (system.empty()) return;  // such a name proves nothing
     lock_ = lockPart(path_);
     if (lock_ >= 0) return;
-    if (errno == EWOULDBLOCK || errno == ENOENT) continue;  // another run has taken it for one that was left
+    if (errno == EWOULDBLOCK || errno == ENOENT) continue;  // another run has removed it as a leftover
     removeTree(path_);
     system.clear();
   }

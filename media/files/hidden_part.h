@@ -8,8 +8,8 @@
 namespace kalvetra {
 
 // Locked by the system for as long as its run lives, however that ends, and named after the running system: what
-// carries our own system's name and can be locked was left by a run that is gone. Another machine's locks may not be
-// seen through a shared folder; there the name alone tells.
+// carries our own system's name and can be locked was left by a run that is gone. Another machine's locks may be
+// invisible through a shared folder; its parts are known by their names alone.
 class HiddenPart {
  public:
   enum class Kind { File, Folder };
@@ -29,7 +29,7 @@ class HiddenPart {
   int lock_ = -1;  // an open file; none where files cannot be locked
 };
 
-// Removes the parts of that output whose run is gone. Answers a sentence for each of them, and for each whose run
+// Removes the parts of that output whose run is gone. Returns a sentence for each of them, and for each whose run
 // cannot be seen: on another machine, or before the system started.
 std::vector<std::string> removeLeftParts(const std::filesystem::path& target);
 

@@ -38,7 +38,7 @@ void checkFolder(const fs::path& target) {
   throw UserError(target.string() + " cannot be put in its place (" + error.message() + ")");
 }
 
-// Both answer an error number, 0 for none.
+// Both return an error number, 0 for success.
 int replaceFile(const char* from, const char* to) { return std::rename(from, to) == 0 ? 0 : errno; }
 
 // EEXIST where anything has the name, even if it has appeared only now.

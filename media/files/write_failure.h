@@ -1,4 +1,4 @@
-// What is said when an output cannot be written.
+// The sentences for an output that cannot be written.
 #pragma once
 
 #include <cerrno>

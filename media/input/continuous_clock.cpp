@@ -153,7 +153,7 @@ void ContinuousClock::beginPart(Track& track) {
     }
   }
   if (jumps() == 0) firstJump_ = end;
-  // A clock that grows beyond all bounds is nonsense: it begins anew.
+  // A clock that grows beyond all bounds is nonsense: it starts again.
   shifts_.push_back(isTime(end - start) ? end - start : 0);
   for (AVPacket* packet : before) {
     packet->pts += oldShift - shifts_.back();

@@ -12,7 +12,7 @@
 namespace kalvetra {
 
 // Takes the packets of a file in its order and gives them back with times that go on where the file's jump: the part
-// behind a jump follows the pictures before it without a gap, and its sound keeps its distance to its pictures. Sound
+// after a jump follows the pictures before it without a gap, and its sound keeps its distance to its pictures. Sound
 // that would lie over that of the part before is left out. Packets are held back until it is clear what jumps.
 //
 // A jump back is a key picture that is shown before one that came earlier, or any picture shown before more of them

@@ -14,9 +14,9 @@ constexpr std::int64_t kStructure = 4096;   // bytes between packets that need n
 void SpoiltPictures::add(const AVFrame& picture) {
   const bool bad = picture.decode_error_flags != 0 || (picture.flags & AV_FRAME_FLAG_CORRUPT) != 0;
   if (bad) {
-    const auto behind = [&](std::int64_t place) { return picture.pkt_pos >= 0 && place > picture.pkt_pos; };
-    count_ += std::count_if(places_.begin(), places_.end(), behind);
-    std::erase_if(places_, behind);
+    const auto storedLater = [&](std::int64_t place) { return picture.pkt_pos >= 0 && place > picture.pkt_pos; };
+    count_ += std::count_if(places_.begin(), places_.end(), storedLater);
+    std::erase_if(places_, storedLater);
     spoilt_ = true;
   } else if (picture.key_frame != 0) {
     spoilt_ = false;

@@ -1,4 +1,4 @@
-// What damage does to pictures that come out of a decoder without a complaint.
+// What damage does to pictures that a decoder delivers without reporting an error.
 #pragma once
 
 #include <cstdint>
@@ -8,8 +8,8 @@
 
 namespace kalvetra {
 
-// Counts pictures that hold errors. A decoder tells of the one whose data is damaged; all that refer to it hold the
-// same errors: those up to the next key picture, and those shown before it but stored behind it.
+// Counts pictures that hold errors. A decoder reports the one whose data is damaged; all that refer to it hold the
+// same errors: those up to the next key picture, and those shown before it but stored after it.
 class SpoiltPictures {
  public:
   void add(const AVFrame& picture);
@@ -23,7 +23,7 @@ class SpoiltPictures {
   std::deque<std::int64_t> places_;  // in the file, of the latest pictures that seemed whole
 };
 
-// Counts pictures in stretches of a Matroska file that its demuxer has jumped over, as it does in silence when the
+// Counts pictures in stretches of a Matroska file that its demuxer has skipped, as it does without an error when the
 // structure is damaged. Times alone prove nothing, as clips may have any; bytes alone neither.
 class SkippedStretches {
  public:

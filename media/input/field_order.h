@@ -9,7 +9,7 @@ namespace kalvetra {
 FieldOrder shownOrder(AVFieldOrder order);
 FieldOrder shownOrder(const AVFrame& picture);
 
-// Stills and raw pictures never tell of fields; their decoders call everything progressive.
+// False for stills and raw pictures: their decoders call everything progressive.
 bool canTellFields(AVCodecID codec, const AVFormatContext& container);
 
 }  // namespace kalvetra

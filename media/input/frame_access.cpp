@@ -82,8 +82,8 @@ std::int64_t FrameAccess::distance(std::int64_t number) const {
 
 // Number of the last key picture up to that picture; 0 where there is none.
 std::int64_t FrameAccess::keyBefore(std::int64_t number) const {
-  const auto behind = std::upper_bound(index_->keys.begin(), index_->keys.end(), number);
-  return behind == index_->keys.begin() ? 0 : *std::prev(behind);
+  const auto next = std::upper_bound(index_->keys.begin(), index_->keys.end(), number);
+  return next == index_->keys.begin() ? 0 : *std::prev(next);
 }
 
 bool FrameAccess::decodesFromHere(std::int64_t number) const {

@@ -29,8 +29,8 @@ class FrameAccess {
   // The time of the first picture; throws UserError when there is none.
   std::int64_t firstTime();
 
-  // The picture; null when the clip ends before it, or when `abandoned`, asked before each picture that has to be
-  // decoded on the way, answers true.
+  // The picture; null when the clip ends before it, or when `abandoned`, called before each picture that has to be
+  // decoded on the way, returns true.
   std::shared_ptr<const AVFrame> frame(std::int64_t number, const std::function<bool()>& abandoned = {});
 
   // How many pictures have to be decoded to get at that one; 0 when it is kept.

@@ -87,8 +87,8 @@ void ImageSequence::seek(double fraction) {
 }
 
 void ImageSequence::seekNumber(std::int64_t offset) {
-  const auto behind = [&](int number, std::int64_t wanted) { return number - numbers_.front() < wanted; };
-  const auto found = std::lower_bound(numbers_.begin(), numbers_.end(), offset, behind);
+  const auto isBefore = [&](int number, std::int64_t wanted) { return number - numbers_.front() < wanted; };
+  const auto found = std::lower_bound(numbers_.begin(), numbers_.end(), offset, isBefore);
   next_ = static_cast<std::size_t>(found - numbers_.begin());
 }
 

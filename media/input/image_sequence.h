@@ -33,7 +33,7 @@ class ImageSequence {
   // Those of them before the file of that time, counted as read() does.
   int missingBefore(std::int64_t time) const;
 
-  // The next file as one packet, whose time is its number less the first one. AVERROR_EOF behind the last; any other
+  // The next file as one packet, whose time is its number less the first one. AVERROR_EOF after the last; any other
   // error is about this file alone.
   int read(AVPacket& packet);
   void seek(double fraction);            // 0..1 of the files

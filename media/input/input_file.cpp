@@ -17,7 +17,7 @@ namespace kalvetra {
 namespace {
 
 constexpr int kStdinBuffer = 1 << 16;  // bytes
-constexpr int kPollInterval = 100;     // milliseconds between two looks at the word to stop
+constexpr int kPollInterval = 100;     // milliseconds between two looks at `stop`
 
 int stopRequested(void* stop) { return static_cast<const std::atomic<bool>*>(stop)->load() ? 1 : 0; }
 
@@ -70,7 +70,7 @@ void checkFile(const std::string& path) {
   }
 }
 
-// The demuxer options of a source. Those that a demuxer does not know are not its business.
+// The demuxer options of a source. A demuxer ignores those that it does not know.
 AVDictionary* demuxerOptions(const SourceOptions& options) {
   AVDictionary* all = nullptr;
   av_dict_set(&all, "pattern_type", "none", 0);  // a % or * in a file's name means itself
@@ -86,7 +86,7 @@ AVDictionary* demuxerOptions(const SourceOptions& options) {
 
 // MP4 and QuickTime keep an index of their pictures, without which none can be found. From a pipe, what lies before the
 // index is gone once that is read.
-bool isIndexBehindPictures(const AVFormatContext& container) {
+bool isIndexAfterPictures(const AVFormatContext& container) {
   if ((container.pb->seekable & AVIO_SEEKABLE_NORMAL) != 0) return false;
   std::int64_t first = std::numeric_limits<std::int64_t>::max();
   for (unsigned int i = 0; i < container.nb_streams; ++i) {
@@ -129,7 +129,7 @@ InputFile openInput(const std::string& path, const std::string& name, const Sour
     throw UserError(name + ": cannot be opened (" + errorText(error) + "); check the name and its permissions");
   }
   file.container.reset(context);
-  if (piped && isIndexBehindPictures(*context)) {
+  if (piped && isIndexAfterPictures(*context)) {
     throw UserError(name +
                     ": the index of this file lies at its end, which a pipe cannot go back from; name the file " +
                     "itself, or write it with -movflags +faststart");

@@ -11,8 +11,8 @@ namespace kalvetra {
 // Takes note of all that is read of one file, in the file's order.
 class LossTally {
  public:
-  // `pictureDuration` is the nominal one, in the pictures' time base. With `mayJump` the demuxer may leave out
-  // stretches in silence.
+  // `pictureDuration` is the nominal one, in the pictures' time base. With `mayJump` the demuxer may skip
+  // stretches without an error.
   LossTally(const DeclaredLength& declared, std::int64_t pictureDuration, bool mayJump)
       : declared_(declared), pictureDuration_(pictureDuration), mayJump_(mayJump) {}
 

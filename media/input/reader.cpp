@@ -86,7 +86,7 @@ int Reader::readFile(AVPacket& packet) {
   return state;
 }
 
-// Reads on until the decoder has something new to work on: a packet, or at the end of the file the word to hand out
+// Reads on until the decoder has something new to work on: a packet, or at the end of the file the request to deliver
 // what it still holds.
 void Reader::feedDecoder(SourceFrame& frame) {
   for (;;) {
@@ -135,7 +135,7 @@ std::int64_t Reader::nominalDuration() const {
 }
 
 // Matroska with one video: of a second one the packets are left out, which looks just like a jump.
-bool Reader::mayJumpInSilence() const {
+bool Reader::maySkipSilently() const {
   return !leavesOutVideo(container()) &&
          std::string_view(container().iformat->name).find("matroska") != std::string::npos;
 }

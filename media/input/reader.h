@@ -21,16 +21,15 @@ namespace kalvetra {
 // One picture, and the copied streams' packets that came before it. Times are in the time base of their stream, counted
 // from the clip's start.
 struct SourceFrame {
-  FramePtr picture;  // null behind the last picture
+  FramePtr picture;  // null after the last picture
   std::int64_t time = 0;
   std::int64_t duration = 0;
   std::vector<PacketPtr> copied;
 };
 
-// How much is made of damage.
 enum class Decoding {
-  Watchful,  // all of it is told
-  Fast,      // pictures are decoded on all threads, though some decoders then forget to tell of damage
+  Strict,  // all damage is reported
+  Fast,    // on all threads, though some decoders then fail to report damage
 };
 
 class Reader {
@@ -39,7 +38,7 @@ class Reader {
   // ends any waiting for data. Throws UserError when there is nothing to read pictures from.
   Reader(const std::string& path, int threads, const std::atomic<bool>& stop) : Reader(path, {}, threads, stop) {}
   Reader(const std::string& path, const SourceOptions& options, int threads, const std::atomic<bool>& stop,
-         Decoding decoding = Decoding::Watchful);
+         Decoding decoding = Decoding::Strict);
 
   const std::string& path() const { return path_; }
   const PictureFormat& format() const { return format_; }
@@ -63,12 +62,12 @@ class Reader {
 
   const AVFormatContext& container() const { return *input_.container; }
   const AVStream& video() const { return *input_.container->streams[videoIndex_]; }
-  // Names a stream to be delivered with the pictures.
+  // Asks for a stream to be delivered with the pictures.
   void copyStream(int index) { copied_.insert(index); }
   bool copiesStreams() const { return !copied_.empty(); }
   AVRational timeBaseOf(int stream) const { return container().streams[stream]->time_base; }
 
-  // The next picture; false behind the last one, when `frame` holds the remaining packets alone.
+  // The next picture; false after the last one, when `frame` holds the remaining packets alone.
   bool next(SourceFrame& frame);
   // The next packet of the pictures or of a stream that is to be copied, instead of a picture: nothing is decoded.
   // Times count from the clip's start. False at the end.
@@ -111,7 +110,7 @@ class Reader {
   void stamp(SourceFrame& frame);
   std::int64_t endOf(const AVPacket& packet) const;
   std::int64_t nominalDuration() const;
-  bool mayJumpInSilence() const;
+  bool maySkipSilently() const;
   std::int64_t startOf(const AVStream& stream) const;
 
   std::string path_;
@@ -119,7 +118,7 @@ class Reader {
   SourceOptions options_;
   const std::atomic<bool>& stop_;
   std::optional<ImageSequence> sequence_;
-  InputFile input_;  // of a sequence its first file, which only tells the format
+  InputFile input_;  // of a sequence its first file, opened for the format alone
   CodecContextPtr decoder_;
   int videoIndex_ = -1;
   PictureFormat format_;

@@ -39,7 +39,7 @@ Reader::Reader(const std::string& path, const SourceOptions& options, int thread
   lookAtFirstPicture();
   refuseMirrored();
   if (!sequence_) declared_ = declaredLength(input_, video(), format_.frameRate);
-  tally_.emplace(declared_, nominalDuration(), mayJumpInSilence());
+  tally_.emplace(declared_, nominalDuration(), maySkipSilently());
 }
 
 void Reader::openSource() {
@@ -69,8 +69,8 @@ void Reader::openDecoder(int threads, Decoding decoding) {
   if (!decoder_) throw std::bad_alloc();
   avcodec_parameters_to_context(decoder_.get(), stream.codecpar);
   decoder_->pkt_timebase = stream.time_base;
-  // With a picture a thread this decoder now and then forgets to tell of damage, with a slice a thread always.
-  decoder_->thread_count = codec->id == AV_CODEC_ID_H264 && decoding == Decoding::Watchful ? 1 : threads;
+  // With a picture a thread this decoder sometimes fails to report damage, with a slice a thread always.
+  decoder_->thread_count = codec->id == AV_CODEC_ID_H264 && decoding == Decoding::Strict ? 1 : threads;
   const int error = avcodec_open2(decoder_.get(), codec, nullptr);
   if (error < 0) throw UserError(name_ + ": its video cannot be decoded (" + errorText(error) + "); convert it first");
 }

@@ -1,4 +1,4 @@
-// What the user says of a source that its files do not.
+// What the user states about a source, because its files do not.
 #pragma once
 
 #include <optional>
@@ -8,7 +8,7 @@
 namespace kalvetra {
 
 struct SourceOptions {
-  std::optional<RawPictures> raw;  // the source is bare pictures, one behind the other
+  std::optional<RawPictures> raw;  // the source is bare pictures, one after the other
   AVRational sequenceRate{25, 1};  // pictures a second of an image sequence
 };
 

@@ -38,7 +38,7 @@ class ClipMovie {
   ClipMovie(const Delivery& delivery, const std::string& path, const std::string& shownName);
 
   bool wantsGlobalHeader() const { return movie_.wantsGlobalHeader(); }
-  // Writes the header, and tells `source` which streams to deliver. `encoder` is that of the pictures.
+  // Writes the header, and asks `source` for the streams to carry over. `encoder` is that of the pictures.
   void begin(const AVCodecContext& encoder, const PictureFormat& pictures, Reader& source, const Carried& carried);
 
   void writePicture(AVPacket& packet, AVRational timeBase);

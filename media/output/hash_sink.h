@@ -33,7 +33,7 @@ class HashSink : public PictureSink {
   double secondsPerTick_;
   std::unique_ptr<std::FILE, FileCloser> file_;  // none for the standard output
   std::FILE* out_;
-  ClipHash clip_;
+  Hasher clip_;
   std::int64_t count_ = 0;
 };
 

@@ -9,29 +9,25 @@ extern "C" {
 
 namespace kalvetra {
 
-void ClipHash::Deleter::operator()(AVMurMur3* hasher) const { av_free(hasher); }
+void Hasher::Deleter::operator()(AVMurMur3* hasher) const { av_free(hasher); }
 
-ClipHash::ClipHash() : hasher_(av_murmur3_alloc()) {
+Hasher::Hasher() : hasher_(av_murmur3_alloc()) {
   if (!hasher_) throw std::bad_alloc();
   av_murmur3_init(hasher_.get());
 }
 
-void ClipHash::add(const PictureHash& hash) { av_murmur3_update(hasher_.get(), hash.data(), hash.size()); }
+void Hasher::add(std::span<const std::uint8_t> bytes) { av_murmur3_update(hasher_.get(), bytes.data(), bytes.size()); }
 
-PictureHash ClipHash::finish() {
+PictureHash Hasher::finish() {
   PictureHash hash;
   av_murmur3_final(hasher_.get(), hash.data());
   return hash;
 }
 
 PictureHash hashPicture(const Image& image) {
-  const std::unique_ptr<AVMurMur3, void (*)(void*)> hasher(av_murmur3_alloc(), av_free);
-  if (!hasher) throw std::bad_alloc();
-  av_murmur3_init(hasher.get());
-  av_murmur3_update(hasher.get(), image.argb.data(), image.argb.size());
-  PictureHash hash;
-  av_murmur3_final(hasher.get(), hash.data());
-  return hash;
+  Hasher hasher;
+  hasher.add(image.argb);
+  return hasher.finish();
 }
 
 std::string hexadecimal(const PictureHash& hash) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "media/picture.h"
@@ -22,11 +23,11 @@ std::string hexadecimal(const PictureHash& hash);
 // Nothing for a text that is no hash.
 std::optional<PictureHash> parseHash(const std::string& text);
 
-// The hash over the hashes of a clip's pictures, in order.
-class ClipHash {
+// Of bytes that come piece by piece. A clip's hash is that over the hashes of its pictures, in order.
+class Hasher {
  public:
-  ClipHash();
-  void add(const PictureHash& hash);
+  Hasher();
+  void add(std::span<const std::uint8_t> bytes);
   // Of all that was added; the last call.
   PictureHash finish();
 

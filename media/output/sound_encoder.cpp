@@ -10,7 +10,7 @@ namespace kalvetra {
 namespace {
 
 constexpr int kOpusRate = 48000;  // what its decoders put out, whatever went in
-// Bits a second that cannot be told from the source: 160000 and 192000 for two channels.
+// Bits a second, which the source does not determine: 160000 and 192000 for two channels.
 constexpr std::int64_t kOpusChannel = 80000, kAacChannel = 96000, kLeast = 96000;
 
 void check(int result) {

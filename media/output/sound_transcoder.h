@@ -61,7 +61,7 @@ class SoundTranscoder {
 
   bool begun_ = false;         // the first sample at time 0 or later has come
   std::int64_t position_ = 0;  // of the next sample from time 0; before that is known, from the first one decoded
-  double earliest_ = 0, latest_ = 0;  // where the first one decoded lies, as far as the times tell
+  double earliest_ = 0, latest_ = 0;  // where the first one decoded lies, as far as the times show
   std::deque<FramePtr> decoded_;      // still to be placed
   std::int64_t silence_ = 0;          // samples still to come before those; counted in the position
   std::int64_t undecodable_ = 0;

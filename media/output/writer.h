@@ -15,7 +15,7 @@
 
 namespace kalvetra {
 
-// Which part of an output a writer makes: all of it, unless said otherwise.
+// Which part of an output a writer makes: all of it by default.
 struct WriterPart {
   std::string movie;  // where a movie's part goes; empty: the output's place
   Carried carried;
@@ -45,8 +45,8 @@ class PicturePacking {
 
 class Writer : public PictureSink {
  public:
-  // Prepares the output for the clip that `source` reads, and tells `source` which streams to deliver. `output` must
-  // outlive the writer. Throws UserError when such pictures or such a file cannot be written.
+  // Prepares the output for the clip that `source` reads, and asks `source` for the streams to carry over. `output`
+  // must outlive the writer. Throws UserError when such pictures or such a file cannot be written.
   Writer(const Delivery& delivery, const TemporaryOutput& output, const std::string& shownName, Reader& source,
          int threads, const WriterPart& part = {});
 

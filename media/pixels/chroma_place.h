@@ -12,7 +12,7 @@ struct ChromaRow {
 };
 
 // Luma columns or rows from the first luma sample to the first chroma sample, where each of chroma stands for 2^log2 of
-// luma. Without a word from the frame that is 0 across, and half-way between rows.
+// luma. Where the frame does not say, that is 0 across and half-way between rows.
 float firstChromaColumn(AVChromaLocation location, int log2);
 float firstChromaRow(AVChromaLocation location, int log2);
 

@@ -140,7 +140,7 @@ bool isUneven(const std::vector<std::int64_t>& times) {
   return spread > 2 && spread > kUneven * static_cast<double>(steps[steps.size() / 2]);
 }
 
-// What the pictures themselves tell.
+// What the pictures themselves show.
 class Look {
  public:
   Look(Reader& reader, ClipDescription& clip) : reader_(reader), clip_(clip) {}

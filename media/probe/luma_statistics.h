@@ -1,4 +1,4 @@
-// How a clip's luma is spread, to tell limited from full range.
+// How a clip's luma is spread, to distinguish limited from full range.
 #pragma once
 
 #include <array>

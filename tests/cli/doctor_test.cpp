@@ -60,7 +60,7 @@ TEST(Doctor, ChecksEveryOutputsCodecsAndEveryCpuLevel) {
   EXPECT_EQ(before, kalvetra::cpuLevel());
 }
 
-TEST(Doctor, TellsAnEngineWithOtherBytes) {
+TEST(Doctor, ReportsAnEngineWithOtherBytes) {
   for (const Check& check : kalvetra::checkEngine(kalvetra::kDrawnPictureHash ^ 1)) {
     EXPECT_EQ(CheckState::Wrong, check.state);
     EXPECT_TRUE(check.needed);
@@ -68,7 +68,7 @@ TEST(Doctor, TellsAnEngineWithOtherBytes) {
   }
 }
 
-TEST(Doctor, TellsAMissingCodecAndWhatToInstall) {
+TEST(Doctor, ReportsAMissingCodecAndWhatToInstall) {
   for (const Check& check : {kalvetra::checkEncoder("none-such", ".xyz output", true),
                              kalvetra::checkDecoder("none-such", ".xyz output", true),
                              kalvetra::checkEncoder("h264", "only decodes", true)}) {
@@ -77,7 +77,7 @@ TEST(Doctor, TellsAMissingCodecAndWhatToInstall) {
   }
 }
 
-TEST(Doctor, TellsALibraryOfAnotherKind) {
+TEST(Doctor, ReportsALibraryOfAnotherKind) {
   EXPECT_EQ(CheckState::Ok,
             kalvetra::checkLibrary("avutil", AV_VERSION_INT(57, 28, 100), AV_VERSION_INT(57, 99, 1)).state);
   const Check wrong = kalvetra::checkLibrary("avutil", AV_VERSION_INT(57, 28, 100), AV_VERSION_INT(58, 2, 100));
@@ -85,7 +85,7 @@ TEST(Doctor, TellsALibraryOfAnotherKind) {
   expectHas(wrong.detail, "built with 57.28.100, running 58.2.100");
 }
 
-TEST(Doctor, TellsWhenTheCoresAreTooManyForTheMemory) {
+TEST(Doctor, ReportsWhenTheCoresAreTooManyForTheMemory) {
   EXPECT_EQ(CheckState::Ok, kalvetra::checkMemory(8e9, 4).state);
   const Check little = kalvetra::checkMemory(2e9, 16);
   EXPECT_EQ(CheckState::Wrong, little.state);
@@ -93,7 +93,7 @@ TEST(Doctor, TellsWhenTheCoresAreTooManyForTheMemory) {
   expectHas(little.detail, "16 cores, 1.9 GiB: little for pictures of 3840 x 2160; give fewer --threads");
 }
 
-TEST(Doctor, TellsAFolderThatTakesNoFiles) {
+TEST(Doctor, ReportsAFolderThatTakesNoFiles) {
   const Outcome outcome = run("TMPDIR=/nowhere/at/all " + kKalvetra + " doctor");
   EXPECT_EQ(0, outcome.status);  // outputs are not written there
   expectHas(outcome.output, "wrong    temporary folder     /nowhere/at/all: no file can be made there");

@@ -75,7 +75,7 @@ void readAll(Reader& reader) {
   reader.describeDamage(reader.lostFrames(), reader.damagedFrames());
 }
 
-void readWatchfully(const File& file) {
+void readStrictly(const File& file) {
   Reader reader(file.path, file.options, 1, kNever);
   require(reader.format().width > 0 && reader.format().height > 0, "pictures without a size");
   require(reader.expectedFrames() >= 0, "fewer than no pictures");
@@ -108,7 +108,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   FuzzInput in(data, size);
   const int kind = in.byte();
   const File file = fileFrom(in, kind / 4);
-  expectSentence([&] { readWatchfully(file); });
+  expectSentence([&] { readStrictly(file); });
   if (kind % 2 != 0) expectSentence([&] { findByNumber(file); });
   if (kind / 2 % 2 != 0) expectSentence([&] { kalvetra::describeClip(file.path, file.options, 1, kNever); });
   return 0;
