@@ -69,13 +69,22 @@ VideoEncoder::VideoEncoder(const OutputFormat& format, AVPixelFormat pixels, con
   const int error = avcodec_open2(context_.get(), codec, &options);
   av_dict_free(&options);
   if (error < 0) {
-    const bool even = pictures.width % 2 == 0 && pictures.height % 2 == 0;
-    const bool wholeChroma = av_pix_fmt_desc_get(pixels)->log2_chroma_w == 0;
     throw UserError("pictures of " + std::to_string(pictures.width) + " x " + std::to_string(pictures.height) +
-                    " cannot be encoded as " + format.what + " (" +
-                    (even || wholeChroma ? errorText(error) : "it needs an even width and height") +
+                    " cannot be encoded as " + format.what + " (" + refusalOf(pixels, error) +
                     "); choose another kind of output");
   }
+}
+
+// Why the encoder did not open: its own error says little of sizes.
+std::string VideoEncoder::refusalOf(AVPixelFormat pixels, int error) const {
+  const bool halvedChroma = av_pix_fmt_desc_get(pixels)->log2_chroma_w > 0;
+  if (halvedChroma && (context_->width % 2 != 0 || context_->height % 2 != 0)) {
+    return "it needs an even width and height";
+  }
+  if (halvedChroma && hasFields_ && context_->height % 4 != 0) {
+    return "for interlaced pictures it needs a height that is a multiple of 4";
+  }
+  return errorText(error);
 }
 
 void VideoEncoder::setFields(FieldOrder order, bool codedApart) {

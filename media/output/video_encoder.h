@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <string>
 
 #include "media/output/output_format.h"
 
@@ -31,6 +32,7 @@ class VideoEncoder {
 
  private:
   void setFields(FieldOrder order, bool codedApart);
+  std::string refusalOf(AVPixelFormat pixels, int error) const;
   void drain(const Deliver& deliver);
 
   std::unique_ptr<AVCodecContext, EncoderCloser> context_;

@@ -11,6 +11,7 @@
 #include "media/output/writer.h"
 #include "media/pixels/frame_converter.h"
 #include "media/pixels/hidden_colors.h"
+#include "support/user_error.h"
 #include "tests/support/run_program.h"
 #include "tests/support/scratch_folder.h"
 
@@ -270,6 +271,25 @@ float floatAt(const std::vector<unsigned char>& bytes, std::size_t index) {
 }
 
 // Half floats have 11 significant bits.
+TEST(Files, SizesThatH264DoesNotTakeAreNamed) {
+  const OutputFormat& h264 = outputFormatNamed("h264");
+  const auto refusal = [&](int width, int height, FieldOrder fields) {
+    PictureFormat pictures;
+    pictures.width = width;
+    pictures.height = height;
+    pictures.fieldOrder = fields;
+    try {
+      VideoEncoder(h264, h264.pixelFormat, pictures, {}, 1, false);
+    } catch (const UserError& error) {
+      return std::string(error.what());
+    }
+    return std::string();
+  };
+  EXPECT_NE(std::string::npos, refusal(71, 58, FieldOrder::Progressive).find("(it needs an even width and height)"));
+  EXPECT_NE(std::string::npos, refusal(72, 58, FieldOrder::TopFirst).find("needs a height that is a multiple of 4"));
+  EXPECT_EQ("", refusal(72, 58, FieldOrder::Progressive));
+}
+
 TEST(Files, ExrHoldsPremultipliedLight) {
   const ScratchFolder out;
   const std::string path = out.path("a-%04d.exr");
