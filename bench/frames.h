@@ -17,7 +17,7 @@ Bytes cameraFrame(Size size, int index);
 // The same image with the bytes of every pixel in reverse order: host order to working order and back.
 Bytes reversedPixels(Bytes image);
 
-// Writes `count` such frames one behind the other, raw. Throws std::runtime_error when the file cannot be written.
+// Writes `count` such frames one after the other, raw. Throws std::runtime_error when the file cannot be written.
 void dumpFrames(Size size, int count, const std::string& path);
 
 }  // namespace kalvetra::bench

@@ -25,7 +25,7 @@ StageInputs::StageInputs(const std::vector<Pass>& passes) : passes_(passes) {
   const Bytes image = reversedPixels(cameraFrame(kFrame, 0));
   const Bytes small = run("resample-down", image);
   Bytes backdrop = run("extract-backdrop", small);
-  backdrop.resize(small.size());  // the map lies behind the image
+  backdrop.resize(small.size());  // the map follows the image
   blackOutEdges(backdrop, run("laplacian", small));
   const Bytes contracted = run("contract-plate", backdrop);
   const Bytes expanded = run("expand-plate", contracted);

@@ -25,14 +25,9 @@ using Bytes = std::unique_ptr<unsigned char[]>;
 Bytes allocate(std::size_t bytes) { return uninitialized<unsigned char>(bytes); }
 
 simd::ByteOrder orderOf(PixelFormat format) {
-  switch (format) {
-    case PixelFormat::Bgra8:
-      return simd::ByteOrder::Bgra;
-    case PixelFormat::Rgba8:
-      return simd::ByteOrder::Rgba;
-    default:
-      return simd::ByteOrder::Argb;
-  }
+  return format == PixelFormat::Bgra8   ? simd::ByteOrder::Bgra
+         : format == PixelFormat::Rgba8 ? simd::ByteOrder::Rgba
+                                        : simd::ByteOrder::Argb;
 }
 
 // The frame's rows from one on, deblocked where the record asks for it.
@@ -90,9 +85,8 @@ class Plate {
       reduced.emplace_back(reducing, frame.data, frame.stride, bands.first(band));
     }
     bands.run([&](int band, int first, int end) {
-      for (int y = first; y < end; ++y) {
-        reduced[static_cast<std::size_t>(band)].next(pixels_.get() + y * rowBytes());
-      }
+      simd::ResampledRows& rows = reduced[static_cast<std::size_t>(band)];
+      for (int y = first; y < end; ++y) rows.next(pixels_.get() + y * rowBytes());
     });
   }
 
@@ -177,22 +171,19 @@ class Finisher {
  public:
   Finisher(const ConstFrame& input, const Frame& output, const MatteFinish& finish)
       : input_(input), output_(output), finish_(finish), pixels_(static_cast<std::size_t>(input.width)) {}
-  void finish(int y) const {
-    simd::finishRow(finish_, orderOf(input_.format), input_.row(y), output_.row(y), pixels_);
-    reorder(y);
-  }
-  // With the matte apart.
-  void finish(int y, const unsigned char* matte) const {
-    simd::finishRow(finish_, orderOf(input_.format), input_.row(y), matte, output_.row(y), pixels_);
-    reorder(y);
+  // With the output's own matte, or with one apart.
+  void finish(int y, const unsigned char* matte = nullptr) const {
+    const simd::ByteOrder order = orderOf(input_.format);
+    unsigned char* const row = output_.row(y);
+    if (matte == nullptr) {
+      simd::finishRow(finish_, order, input_.row(y), row, pixels_);
+    } else {
+      simd::finishRow(finish_, order, input_.row(y), matte, row, pixels_);
+    }
+    if (output_.format != input_.format) simd::reorder(row, pixels_, order, orderOf(output_.format));
   }
 
  private:
-  void reorder(int y) const {
-    if (output_.format == input_.format) return;
-    simd::reorder(output_.row(y), pixels_, orderOf(input_.format), orderOf(output_.format));
-  }
-
   ConstFrame input_;
   Frame output_;
   const MatteFinish& finish_;

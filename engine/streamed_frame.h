@@ -13,8 +13,9 @@ using simd::MatteFinish;
 
 // Keys `input` into `output`: straight, of one size, apart in memory, each of any format. Keys by `param`, whose images
 // and size are not read; a null record keys nothing. The rows are shared out over `workers`, which may be null; only
-// the background plate is made on one thread. Answers false, with nothing written, where the plain way has to be gone:
-// a record that the pipeline refuses, or values beyond what vectors cover. Throws std::bad_alloc, with nothing written.
+// the background plate is made on one thread. Returns false, with nothing written, where the frame has to be rendered
+// the plain way: a record that the pipeline refuses, or values beyond what vectors cover. Throws std::bad_alloc, with
+// nothing written.
 bool streamFrame(const ConstFrame& input, const Frame& output, const KALVETRA_Param* param, const MatteFinish& finish,
                  const Workers* workers);
 

@@ -123,7 +123,7 @@ class Queue {
   static constexpr std::size_t kRoom = 256;
   static constexpr std::size_t kSize = kRoom + hn::MaxLanes(DU());
 
-  // Zeros at first: the lanes behind the last pixel are keyed too, and must be defined.
+  // Zeros at first: the lanes after the last pixel are keyed too, and must be defined.
   HWY_ALIGN std::uint32_t pixels_[Images][kSize] = {};
   HWY_ALIGN std::uint32_t at_[kSize], keyed_[kSize];
   HWY_ALIGN float amount_[kSize], y_[kSize], despilledI_[kSize], despilledQ_[kSize], luminance_[kSize];

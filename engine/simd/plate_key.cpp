@@ -115,7 +115,7 @@ class PlatePass {
         gain_(all(std::min(g.screenGain, 1.0f) * kLess)),
         stretch_(g.whiteLimit) {}
 
-  // The plate's colours, which follow from the plate alone: made anew only for the vectors in which a row differs from
+  // The plate's colours, which follow from the plate alone: made again only for the vectors in which a row differs from
   // the one before.
   HWY_INLINE void begin(const simd::KeyRows& rows, std::size_t row) {
     const DU du;

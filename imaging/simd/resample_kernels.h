@@ -14,7 +14,7 @@ inline constexpr int kRowsAtOnce = 4;
 void kernelWeights(const double* distances, float* weights, std::size_t count, int filter, int lobes);
 
 // Reorders pixels for the paired kernel, and lays taps out likewise: taps[i] is pixel i's. `ordered` has room for a
-// whole group; what is behind the last pixel there is anything.
+// whole group; what follows the last pixel there is undefined.
 void orderPairs(const unsigned char* row, unsigned char* ordered, std::size_t pixels);
 void orderTaps(const std::int16_t (&taps)[RowPlan::kPixels], std::int16_t (&ordered)[4 * RowPlan::kPixels]);
 

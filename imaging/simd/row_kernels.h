@@ -1,5 +1,5 @@
 // Vector forms on single rows, which the passes are put together from. Only where simd::enabled(). Rows may not overlap
-// unless it is said.
+// unless a comment allows it.
 #pragma once
 
 #include <cstddef>

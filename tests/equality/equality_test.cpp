@@ -147,9 +147,9 @@ TEST_F(Comparison, SeesWhatIsWrittenOutside) {
   for (const std::size_t offset : {0u, 7u}) {
     Case c{{5, 3}, Picture::Noise};
     c.offset = offset;
-    const Pass before = writing(-2), behind = writing(1);
+    const Pass before = writing(-2), after = writing(1);
     expectCaught(difference(before, before.settings[0], c), "result: byte 2 before it was overwritten");
-    expectCaught(difference(behind, behind.settings[0], c), "result: byte 1 behind it was overwritten");
+    expectCaught(difference(after, after.settings[0], c), "result: byte 1 after it was overwritten");
   }
 }
 

@@ -48,7 +48,7 @@ class GuardedImage {
     for (std::size_t i = 0; i < bytes_.size(); ++i) {
       if ((i >= first_ && i < first_ + size_) || bytes_[i] == kGuardByte) continue;
       return i < first_ ? "byte " + std::to_string(first_ - i) + " before it was overwritten"
-                        : "byte " + std::to_string(i - first_ - size_ + 1) + " behind it was overwritten";
+                        : "byte " + std::to_string(i - first_ - size_ + 1) + " after it was overwritten";
     }
     return std::nullopt;
   }
