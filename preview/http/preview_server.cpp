@@ -243,8 +243,7 @@ class PreviewServer::Http {
     if (!request.has_header("Range")) send(errorAnswer(status, sentenceFor(status)), response);
   }
 
-  // Before a body is read. False for requests whose body counts; for the body of others, which need not tell its
-  // length, the library would wait.
+  // Before a body is read. False for requests whose body counts: POST alone has one that does, and says how long it is.
   bool takeHead(const httplib::Request& request, httplib::Response& response) const {
     if (const std::optional<int> status = refusal(request)) {
       refuse(*status, request, response);

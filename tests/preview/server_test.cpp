@@ -191,13 +191,13 @@ TEST_F(PatientServerTest, AnswersADeletionWithoutALength) {
 TEST_F(ServerTest, SendsNoPartsOfAnswers) {
   for (const std::string range : {"bytes=0-99999", "bytes=5000-9000", "bytes=-5", "bytes=0-1,2-3"}) {
     for (const std::string& path : {std::string("/"), base_}) {
-      const auto refused = client().Get(path, {{"Range", range}});
+      const auto refused = client().Get(path, httplib::Headers{{"Range", range}});
       ASSERT_TRUE(refused) << range;
       EXPECT_GE(refused->status, 400) << range;
       EXPECT_EQ("", refused->body) << range;
     }
   }
-  const auto longest = client().Get("/", {{"Range", "bytes=0-" + std::string(15000, '1')}});
+  const auto longest = client().Get("/", httplib::Headers{{"Range", "bytes=0-" + std::string(15000, '1')}});
   EXPECT_TRUE(longest && longest->status >= 400);
   EXPECT_EQ(200, client().Get(base_)->status);
 }
