@@ -10,9 +10,9 @@ namespace kalvetra {
 namespace {
 
 constexpr const char* kDescription =
-    "From each frame of a clip, kalvetra computes a matte, takes the screen's colour out of the subject, and writes "
-    "the "
-    "result with alpha. It follows uneven lighting of the screen by estimating, for every frame, what the backdrop "
+    "From each frame of a clip, kalvetra computes a matte, takes the screen's colour out of the subject, and "
+    "writes the result with alpha. It follows uneven lighting of the screen by estimating, for every frame, what the "
+    "backdrop "
     "looks like behind the subject.";
 
 struct Row {

@@ -26,8 +26,8 @@ inline constexpr std::array<Example, 5> kExamples{{
 // Three examples and the list of commands, newline-terminated.
 std::string overview(const CLI::App& program);
 
-// One sentence for arguments that the program could not parse: what is wrong, what may have been meant, and where more
-// is told. `program` has tried to parse them.
+// One sentence for arguments that the program could not parse: what is wrong, what may have been meant, and where to
+// read more. `program` has tried to parse them.
 std::string usageSentence(const CLI::App& program, const CLI::ParseError& error);
 
 }  // namespace kalvetra

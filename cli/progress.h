@@ -30,7 +30,7 @@ class Progress {
   Progress& operator=(const Progress&) = delete;
 
   void advance();
-  // Nothing is shown behind it.
+  // Nothing is shown after it.
   void end();
   std::int64_t frames() const { return frames_; }  // by this run
   double seconds() const;                          // until the end

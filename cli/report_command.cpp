@@ -94,7 +94,7 @@ std::string broken(const std::optional<double>& limit, const MatteFigure& figure
   return name + text + "; worst is frame " + std::to_string(figure.worstFrame);
 }
 
-// Throws UserError when a limit is broken; of several, all but the last are told before.
+// Throws UserError when a limit is broken; of several, all but the last are reported before it.
 void holdToLimits(const ReportCommand& options, const MatteReport& report) {
   std::vector<std::string> sentences;
   for (const std::string& sentence :

@@ -132,7 +132,7 @@ export class Eyedropper {
     const before = adding ? this.#samples : [];
     if (before.length === kMostSamples) {
       this.#viewer.place();
-      tellError(new Error(`The key colour is the mean of at most ${kMostSamples} samples; pick once to begin anew.`));
+      tellError(new Error(`The key colour is the mean of at most ${kMostSamples} samples; pick once to start again.`));
       return;
     }
     const samples = this.#samples = [...before, sample];

@@ -41,7 +41,7 @@ export class PictureFeed {
     });
   }
 
-  // Shows `request` {frame, view, settings, over}. `time` is that of the input event behind it.
+  // Shows `request` {frame, view, settings, over}. `time` is that of the input event that caused it.
   show(request, {moving = false, time = performance.now()} = {}) {
     const key = JSON.stringify(request.view === 'source' ? [request.frame] : request);
     const question = {request, key, time, turn: this.#turn += 1};

@@ -10,7 +10,7 @@ export class SizeNote {
   #request;
   #stop = new AbortController();  // of the newest question
 
-  // Shown in the element `place`, for what `request()` tells.
+  // Shown in the element `place`, for what `request()` answers.
   constructor(place, request) {
     this.#place = place;
     this.#request = request;
@@ -30,8 +30,8 @@ export class SizeNote {
     }
   }
 
-  // What is meant to end one question can end a later one, or another page's: asks again, but only once, so that two
-  // pages do not do it by turns.
+  // What should end one question may end a later one, or another page's: asks again, but only once, so that two pages
+  // do not end each other's for ever.
   async #ask(signal) {
     const once = () => api.post('export/size', this.#request(), signal);
     try {

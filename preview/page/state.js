@@ -119,7 +119,7 @@ export class State {
     this.emit('frame', {moving, time});
   }
 
-  // In and out points; `end` is the first frame behind the range.
+  // In and out points; `end` is the first frame after the range.
   setRange(start, end) {
     const first = clamp(Math.round(start), 0, this.clip.frames - 1);
     this.range = {start: first, end: clamp(Math.round(end), first + 1, this.clip.frames)};

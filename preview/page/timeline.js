@@ -39,7 +39,7 @@ export class Timeline {
     this.#state.setRange(frame, range.end > frame ? range.end : clip.frames);
   }
 
-  // The out point moves behind this frame; an in point that lies behind it goes to the clip's beginning.
+  // The out point moves to after this frame; an in point later than that goes to the clip's beginning.
   setOut() {
     const {frame, range} = this.#state;
     this.#state.setRange(range.start <= frame ? range.start : 0, frame + 1);

@@ -14,7 +14,7 @@ function between(parameter, from, to, share) {
   return hex(rgb(from).map((level, channel) => mix(level, end[channel])));
 }
 
-// The value at a frame: held before the first keyframe and behind the last one, a straight line between two.
+// The value at a frame: held before the first keyframe and after the last one, a straight line between two.
 export function valueAt(parameter, value, frame) {
   if (!isAnimated(value)) return value;
   const next = value.findIndex(([at]) => at > frame);
