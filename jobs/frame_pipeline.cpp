@@ -1,15 +1,10 @@
 #include "jobs/frame_pipeline.h"
 
-#include <tbb/enumerable_thread_specific.h>
-#include <tbb/parallel_pipeline.h>
-
 #include <algorithm>
-#include <exception>
 #include <map>
 #include <memory>
 
-#include "support/thread_handover.h"
-#include "support/thread_limit.h"
+#include "jobs/ordered_pipeline.h"
 
 namespace kalvetra {
 
@@ -22,9 +17,6 @@ struct Job {
   std::map<std::size_t, Image> samples;  // by route
   WrittenFrame written;
 };
-
-// What stands for the order that the serial stages keep; see thread_handover.h.
-constexpr char kReading{}, kWriting{};
 
 bool shows(const std::vector<Route>& routes, ShownView view) {
   return std::any_of(routes.begin(), routes.end(), [view](const Route& route) { return route.view == view; });
@@ -57,92 +49,41 @@ void write(Job& job, const std::vector<Route>& routes) {
   job.written.record.number = place.number;
 }
 
-// The first exception of any stage. It does not pass through the pipeline, which would lose the jobs under way; these
-// go on to the end without being worked on.
-class Failure {
- public:
-  // Does the work, unless something has failed already. Answers what the work does, false after a failure.
-  template <class Work>
-  bool guard(Work work) {
-    if (failed_) return false;
-    try {
-      return work();
-    } catch (...) {
-      if (!failed_.exchange(true)) first_ = std::current_exception();
-      return false;
-    }
+// False after the last frame, and once the run is to stop. The word to stop breaks off any reading: a companion may
+// then look as if it had ended, or fail. What was read when it came is therefore not keyed.
+bool read(Job& job, ClipReader& clip, CompanionFiles& companions, const std::atomic<bool>& stop) {
+  if (stop) return false;
+  try {
+    if (!clip.next(job.frame)) return false;
+    job.companions = companions.at(job.frame.number, job.frame.seconds);
+  } catch (const std::exception&) {
+    if (!stop) throw;
   }
-  void rethrow() const {
-    if (first_) std::rethrow_exception(first_);
-  }
-
- private:
-  std::atomic<bool> failed_{false};
-  std::exception_ptr first_;
-};
+  return !stop;
+}
 
 }  // namespace
 
 void keyFrames(ClipReader& clip, const ClipKeying& clipKeying, const Keying& keying, CompanionFiles& companions,
                const std::vector<Route>& routes, int threads, const std::atomic<bool>& stop,
                const std::function<void(const WrittenFrame&)>& written) {
-  const auto workers = static_cast<std::size_t>(threads);
-  const ThreadLimit limit(threads);
-  tbb::enumerable_thread_specific<FrameKeyer> keyers([&] { return FrameKeyer(clipKeying); });
-  std::vector<PacketPtr> behindLastFrame;
-  Failure failure;
-
-  // The word to stop breaks off any reading: a companion may then look as if it had ended, or fail. What was read when
-  // it came is therefore not keyed. Jobs go from stage to stage as plain pointers; the last one deletes them. None is
-  // lost on the way, as no stage throws.
-  const auto read = [&](tbb::flow_control& flow) -> Job* {
-    const Handover turn(&kReading);
-    std::unique_ptr<Job> job;
-    const bool more = !stop && failure.guard([&] {
-      job = std::make_unique<Job>();
-      try {
-        if (!clip.next(job->frame)) return false;
-        job->companions = companions.at(job->frame.number, job->frame.seconds);
-      } catch (const std::exception&) {
-        if (!stop) throw;
-      }
-      return !stop;
-    });
-    if (more) {
-      handOver(job.get());
-      return job.release();
-    }
-    if (job) behindLastFrame = std::move(job->frame.source.copied);
-    flow.stop();
-    return nullptr;
+  std::vector<PacketPtr> afterLastFrame;
+  OrderedPipeline<Job>::Stages stages;
+  stages.read = [&](Job& job) {
+    const bool more = read(job, clip, companions, stop);
+    if (!more) afterLastFrame = std::move(job.frame.source.copied);
+    return more;
   };
-  const auto keyOne = [&](Job* job) {
-    const Handover turn(job);
-    failure.guard([&] {
-      key(*job, keyers.local(), keying, routes);
-      return true;
-    });
-    return job;
+  stages.startWorker = [&] {
+    return [&, keyer = std::make_shared<FrameKeyer>(clipKeying)](Job& job) { key(job, *keyer, keying, routes); };
   };
-  const auto writeOne = [&](Job* done) {
-    takeOver(done);
-    const Handover turn(&kWriting);
-    const std::unique_ptr<Job> job(done);
-    failure.guard([&] {
-      write(*job, routes);
-      written(job->written);
-      return true;
-    });
+  stages.write = [&](Job& job) {
+    write(job, routes);
+    written(job.written);
   };
-  handOver(&kReading);
-  tbb::parallel_pipeline(workers + 2, tbb::make_filter<void, Job*>(tbb::filter_mode::serial_in_order, read) &
-                                          tbb::make_filter<Job*, Job*>(tbb::filter_mode::parallel, keyOne) &
-                                          tbb::make_filter<Job*, void>(tbb::filter_mode::serial_in_order, writeOne));
-  takeOver(&kReading);
-  takeOver(&kWriting);
-  failure.rethrow();
+  OrderedPipeline<Job>::run(stages, threads);
   if (stop) return;
-  for (const Route& route : routes) route.sink->writeCopied(behindLastFrame);
+  for (const Route& route : routes) route.sink->writeCopied(afterLastFrame);
 }
 
 }  // namespace kalvetra

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Looks for data races: builds the command with the thread sanitizer and keys small clips in many ways. Ends with 1 and
-# what the sanitizer says at the first race. Of oneTBB, which is not built for it, the pipeline's order is told it
-# (support/thread_handover.h); the loops of --auto are not, so that it would see races there where there are none.
+# what the sanitizer says at the first race. The loops of --auto are left out: they run in oneTBB, which is not built for
+# the sanitizer, so that it would see races there where there are none.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
