@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "media/alpha_mode.h"
+#include "media/input/exact_start.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -36,6 +37,7 @@ std::string Reader::alphaTag() const {
 bool Reader::isPremultiplied() const { return alphaTag() == kalvetra::alphaTag(AlphaMode::Premultiplied); }
 
 bool Reader::next(SourceFrame& frame) {
+  moved_ = true;
   if (!frame.picture) frame.picture = makeFrame();
   for (;;) {
     const int state = avcodec_receive_frame(decoder_.get(), frame.picture.get());
@@ -116,6 +118,7 @@ void Reader::feedDecoder(SourceFrame& frame) {
 }
 
 bool Reader::nextPacket(PacketPtr& packet) {
+  moved_ = true;
   for (packet = makePacket(); readPacket(*packet) >= 0; av_packet_unref(packet.get())) {
     if (!isWanted(packet->stream_index)) continue;
     countFromStart(*packet);
@@ -174,6 +177,7 @@ void Reader::stamp(SourceFrame& frame) {
 }
 
 bool Reader::seek(double fraction) {
+  moved_ = true;
   if (sequence_) {
     sequence_->seek(fraction);
     restart();
@@ -188,6 +192,7 @@ bool Reader::seekTime(double seconds) {
 }
 
 bool Reader::seekPicture(std::int64_t time) {
+  moved_ = true;
   if (sequence_) {
     sequence_->seekNumber(time);
   } else if (av_seek_frame(input_.container.get(), videoIndex_, time + startOf(video()), AVSEEK_FLAG_BACKWARD) < 0) {
@@ -199,11 +204,28 @@ bool Reader::seekPicture(std::int64_t time) {
 
 // A time from the clip's start, in AV_TIME_BASE units.
 bool Reader::seekTo(std::int64_t time) {
+  moved_ = true;
   const std::int64_t start = input_.container->start_time == AV_NOPTS_VALUE ? 0 : input_.container->start_time;
   const std::int64_t target = start + time;
   if (av_seek_frame(input_.container.get(), -1, target, AVSEEK_FLAG_BACKWARD) < 0) return false;
   restart();
   return true;
+}
+
+void Reader::rewind() {
+  if (!moved_) return;
+  const bool atStart = goToStart();
+  restart();
+  nextTime_ = 0;
+  moved_ = false;
+  if (!atStart) return open();
+  openDecoder();  // a new one: that which there was may have learnt from the pictures that it has seen
+  startTally();
+}
+
+bool Reader::goToStart() {
+  if (sequence_) sequence_->seek(0.0);
+  return sequence_ || goToExactStart(*input_.container);
 }
 
 // After a jump: nothing from before it counts.

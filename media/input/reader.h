@@ -79,6 +79,9 @@ class Reader {
   // Goes to the key picture of that time, in the time base of the pictures, or to one before it. In an image sequence
   // every picture is a key.
   bool seekPicture(std::int64_t time);
+  // Back to the state just after opening: all that is read is the same again, and counted again. Opens the file once
+  // more where seeking might give something else. What container() and video() gave before is no longer valid.
+  void rewind();
 
   // Pictures that could not be decoded, and, as far as was read, those in the gaps of a sequence; once read to the end
   // also those that the file declares and does not hold. And pictures decoded with errors.
@@ -92,9 +95,11 @@ class Reader {
   std::string describeDamage(std::int64_t lost, std::int64_t damaged) const;
 
  private:
+  void open();
   void openSource();
   void startClock();
-  void openDecoder(int threads, Decoding decoding);
+  void startTally();
+  void openDecoder();
   void describePictures();
   void lookAtFirstPicture();
   FramePtr firstPicture();
@@ -103,6 +108,7 @@ class Reader {
   bool isWanted(int stream) const { return stream == videoIndex_ || copied_.contains(stream); }
   void countFromStart(AVPacket& packet) const;
   bool seekTo(std::int64_t target);
+  bool goToStart();
   int readSource(AVPacket& packet);
   int readFile(AVPacket& packet);
   void restart();
@@ -116,7 +122,9 @@ class Reader {
   std::string path_;
   std::string name_;  // what messages call it
   SourceOptions options_;
+  int threads_;
   const std::atomic<bool>& stop_;
+  Decoding decoding_;
   std::optional<ImageSequence> sequence_;
   InputFile input_;  // of a sequence its first file, opened for the format alone
   CodecContextPtr decoder_;
@@ -133,6 +141,7 @@ class Reader {
   std::optional<LossTally> tally_;
   bool draining_ = false;  // the file is at its end; the decoder hands out what it still holds
   bool ended_ = false;     // it holds no more
+  bool moved_ = false;     // something was read or sought since opening
 };
 
 }  // namespace kalvetra

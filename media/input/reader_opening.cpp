@@ -31,15 +31,24 @@ AVRational validOr(AVRational value, AVRational fallback) { return value.num > 0
 
 Reader::Reader(const std::string& path, const SourceOptions& options, int threads, const std::atomic<bool>& stop,
                Decoding decoding)
-    : path_(path), name_(path == kStandardInput ? "the standard input" : path), options_(options), stop_(stop) {
+    : path_(path),
+      name_(path == kStandardInput ? "the standard input" : path),
+      options_(options),
+      threads_(threads),
+      stop_(stop),
+      decoding_(decoding) {
+  open();
+}
+
+void Reader::open() {
   openSource();
-  openDecoder(threads, decoding);
+  openDecoder();
   describePictures();
   startClock();
   lookAtFirstPicture();
   refuseMirrored();
   if (!sequence_) declared_ = declaredLength(input_, video(), format_.frameRate);
-  tally_.emplace(declared_, nominalDuration(), maySkipSilently());
+  startTally();
 }
 
 void Reader::openSource() {
@@ -50,7 +59,7 @@ void Reader::openSource() {
   input_ = openInput(sequence_ ? sequence_->firstFile() : path_, name_, options_, stop_);
 }
 
-void Reader::openDecoder(int threads, Decoding decoding) {
+void Reader::openDecoder() {
   const AVCodec* codec = nullptr;
   videoIndex_ = av_find_best_stream(input_.container.get(), AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0);
   if (videoIndex_ == AVERROR_DECODER_NOT_FOUND) {
@@ -70,7 +79,7 @@ void Reader::openDecoder(int threads, Decoding decoding) {
   avcodec_parameters_to_context(decoder_.get(), stream.codecpar);
   decoder_->pkt_timebase = stream.time_base;
   // With a picture a thread this decoder sometimes fails to report damage, with a slice a thread always.
-  decoder_->thread_count = codec->id == AV_CODEC_ID_H264 && decoding == Decoding::Strict ? 1 : threads;
+  decoder_->thread_count = codec->id == AV_CODEC_ID_H264 && decoding_ == Decoding::Strict ? 1 : threads_;
   const int error = avcodec_open2(decoder_.get(), codec, nullptr);
   if (error < 0) throw UserError(name_ + ": its video cannot be decoded (" + errorText(error) + "); convert it first");
 }
@@ -99,6 +108,8 @@ void Reader::startClock() {
   const bool indexed = std::string_view(container().iformat->name).find("mp4") != std::string_view::npos;
   if (!sequence_ && !indexed) clock_.emplace(container(), videoIndex_, nominalDuration());
 }
+
+void Reader::startTally() { tally_.emplace(declared_, nominalDuration(), maySkipSilently()); }
 
 // Where the file does not say how its pictures lie, the first one may.
 void Reader::lookAtFirstPicture() {
