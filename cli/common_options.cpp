@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "cli/named_choice.h"
 #include "cpu/cpu_level.h"
 #include "media/input/frame_rate.h"
 #include "support/user_error.h"
@@ -17,6 +18,8 @@ std::string cpuChoices() {
   return choices;
 }
 
+constexpr std::array<Named<FieldChoice>, 3> kFieldChoices{
+    {{"auto", FieldChoice::Auto}, {"off", FieldChoice::Off}, {"on", FieldChoice::On}}};
 void chooseCpu(const std::string& name) {
   if (name == "auto") return;
   const std::vector<CpuLevel> levels = cpuLevels();
@@ -57,6 +60,18 @@ void addRateOption(CLI::App& command, SourceOptions& source) {
   command.add_option_function<std::string>("--rate", takeRate, "Pictures a second of an image sequence.")
       ->type_name("FPS")
       ->default_str("25")
+      ->group("Input");
+}
+
+void addKeyingOptions(CLI::App& command, KeyingChoice& keying) {
+  addChoice<FieldChoice>(command, "--fields", kFieldChoices,
+                         "Key the two fields of interlaced pictures apart; auto: where the clip is interlaced.",
+                         [&keying](FieldChoice choice) { keying.fields = choice; })
+      ->default_str("auto")
+      ->group("Input");
+  command
+      .add_flag("--dither,!--no-dither", keying.dither,
+                "Dither colours of more than 8 bits, against banding, as is usual; or round them.")
       ->group("Input");
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <thread>
 
+#include "jobs/clip_keying.h"
 #include "jobs/companions.h"
 #include "media/input/source_options.h"
 
@@ -21,7 +22,8 @@ struct CommonOptions {
 // The options that say what files do not. The source is written while the command line is parsed.
 void addRawOption(CLI::App& command, SourceOptions& source);
 void addRateOption(CLI::App& command, SourceOptions& source);
-// In the group Input.
+// How the clip's pictures are keyed. In the group Input, as the next.
+void addKeyingOptions(CLI::App& command, KeyingChoice& keying);
 void addMatteOptions(CLI::App& command, CompanionPaths& mattes);
 void addReplaceOption(CLI::App& command, CommonOptions& options);
 void addThreadsOption(CLI::App& command, CommonOptions& options);

@@ -1,8 +1,7 @@
 #include "cli/job_options.h"
 
-#include <array>
-
 #include "cli/batch.h"
+#include "cli/named_choice.h"
 #include "jobs/output_choice.h"
 #include "support/user_error.h"
 
@@ -10,28 +9,6 @@ namespace kalvetra {
 
 namespace {
 
-template <class Value>
-struct Named {
-  const char* name;
-  Value value;
-};
-
-// An option that takes one of a few names.
-template <class Value, std::size_t n>
-CLI::Option* addChoice(CLI::App& command, const std::string& name, const std::array<Named<Value>, n>& choices,
-                       const std::string& help, std::function<void(Value)> take) {
-  std::vector<std::string> names;
-  for (const auto& choice : choices) names.emplace_back(choice.name);
-  const auto find = [choices, take](const std::string& text) {
-    for (const auto& choice : choices) {
-      if (text == choice.name) take(choice.value);
-    }
-  };
-  return command.add_option_function<std::string>(name, find, help)->check(CLI::IsMember(names));
-}
-
-constexpr std::array<Named<FieldChoice>, 3> kFieldChoices{
-    {{"auto", FieldChoice::Auto}, {"off", FieldChoice::Off}, {"on", FieldChoice::On}}};
 constexpr std::array<Named<AlphaMode>, 2> kAlphaModes{
     {{"straight", AlphaMode::Straight}, {"premultiplied", AlphaMode::Premultiplied}}};
 constexpr std::array<Named<HiddenColors>, 3> kHiddenColors{
@@ -43,18 +20,9 @@ constexpr std::array<Named<ProgressKind>, 4> kProgressKinds{{{"bar", ProgressKin
                                                              {"none", ProgressKind::None}}};
 
 void addInputOptions(CLI::App& command, JobOptions& options) {
-  const std::string group = "Input";
   addRawOption(command, options.job.source);
   addRateOption(command, options.job.source);
-  addChoice<FieldChoice>(command, "--fields", kFieldChoices,
-                         "Key the two fields of interlaced pictures apart; auto: where the clip is interlaced.",
-                         [&options](FieldChoice choice) { options.job.keying.fields = choice; })
-      ->default_str("auto")
-      ->group(group);
-  command
-      .add_flag("--dither,!--no-dither", options.job.keying.dither,
-                "Dither colours of more than 8 bits, against banding, as is usual; or round them.")
-      ->group(group);
+  addKeyingOptions(command, options.job.keying);
   addMatteOptions(command, options.job.companions);
 }
 

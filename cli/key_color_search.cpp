@@ -8,8 +8,9 @@
 
 namespace kalvetra {
 
-int findKeyColor(const std::string& input, const SourceOptions& source, int threads) {
-  const auto [found, frames] = findBackdrop(input, source, kSampledFrames, threads, stopRequested());
+int findKeyColor(Reader& clip) {
+  const auto [found, frames] = findBackdrop(clip, kSampledFrames, stopRequested());
+  clip.rewind();
   const int color = colorOf({found.red, found.green, found.blue});
   note("key colour " + valueText(*findParameter("key-color"), color) + ", found in " + std::to_string(found.pixels) +
        " of " + std::to_string(found.examined) + " pixels examined in " + counted(frames, "frame"));

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
-#include <new>
 
 #include "cli/batch.h"
 #include "cli/commands.h"
@@ -11,6 +10,7 @@
 #include "cli/job_paths.h"
 #include "cli/key_options.h"
 #include "jobs/picture_numbers.h"
+#include "jobs/prepared_job.h"
 #include "media/files/name_clash.h"
 #include "support/number_text.h"
 #include "support/user_error.h"
@@ -25,9 +25,7 @@ struct KeyCommand {
 };
 
 MainView mainView(const KeyChoice& choice) {
-  AnimatedSettings settings;
-  if (choice.preset) applyPreset(*choice.preset, settings);
-  for (const auto& [id, value] : choice.options) settings.set(*findParameter(id), value);
+  const AnimatedSettings settings = withNamed(choice);
   const bool animated = !choice.ownView && settings.curve(*findParameter("view")).size() > 1;
   return {shownView(choice, settings.at(0)), animated};
 }
@@ -48,7 +46,7 @@ std::string written(const KeyJob& job) {
   return names;
 }
 
-void tellStatus(const MatteStatus& status) {
+void reportStatus(const MatteStatus& status) {
   const std::int64_t all = status.pixels();
   if (all == 0) return;
   const auto percent = [all](std::int64_t count) {
@@ -62,7 +60,7 @@ void tellStatus(const MatteStatus& status) {
   note(text);
 }
 
-void tellOutputs(const JobResult& result) {
+void reportOutputs(const JobResult& result) {
   for (const WrittenOutput& output : result.outputs) {
     std::string line = output.request.path + ": " + describe(output.request.delivery);
     for (const std::string& check : output.proof.checks) line += ", " + check;
@@ -70,18 +68,13 @@ void tellOutputs(const JobResult& result) {
   }
 }
 
-// Throws where frames were lost. Everything stands in its place by now: to have no memory for sentences is no failure.
-void tell(const JobResult& result, const KeyJob& job, const Progress& progress) {
-  try {
-    tellOutputs(result);
-    tellStatus(result.status);
-    const std::string target = written(job).empty() ? "" : " to " + written(job);
-    if (result.damage.empty()) note("keyed " + counted(result.keyedNow, "frame") + " in " + speed(progress) + target);
-  } catch (const std::bad_alloc&) {
-    if (result.damage.empty()) note("done; there was no memory to tell more of it");
-  }
-  if (result.damage.empty()) return;
-  throw UserError(result.damage + (written(job).empty() ? "" : " and went to " + written(job)));
+// Throws where frames were lost.
+void report(const JobResult& result, const KeyJob& job, const Progress& progress) {
+  reportOutputs(result);
+  reportStatus(result.status);
+  const std::string files = written(job);
+  if (!result.damage.empty()) throw UserError(result.damage + (files.empty() ? "" : " and went to " + files));
+  note("keyed " + counted(result.keyedNow, "frame") + " in " + speed(progress) + (files.empty() ? "" : " to " + files));
 }
 
 void keyOne(const KeyCommand& options, const std::string& input) {
@@ -96,16 +89,14 @@ void keyOne(const KeyCommand& options, const std::string& input) {
   };
   listener.frameDone = [&] { progress->advance(); };
   listener.end = [&] { progress->end(); };
-  listener.settings = [&](const Reader&) {
-    const AnimatedSettings settings = settleSettings(options.choice, input, job.source, job.threads);
-    CommonOptions files = options.options;
-    files.input = input;
-    if (!job.outputs.empty()) files.output = job.outputs.front().path;
-    savePreset(nameFor(options.choice.savedPreset, input), settings, files);
-    return settings;
-  };
-  const JobResult result = runKeyJob(job, listener, stopRequested());
-  tell(result, job, *progress);
+  PreparedJob prepared(job, listener, stopRequested());
+  const AnimatedSettings settings = settleSettings(options.choice, prepared.source(), job.threads);
+  CommonOptions files = options.options;
+  files.input = input;
+  if (!job.outputs.empty()) files.output = job.outputs.front().path;
+  savePreset(job.settingsWritten, settings, files);
+  const JobResult result = prepared.run(settings);
+  report(result, job, *progress);
 }
 
 // The output that --skip-existing asks for; empty without one.

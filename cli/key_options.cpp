@@ -14,6 +14,7 @@
 #include "parameters/clip_levels.h"
 #include "parameters/parameter_manual.h"
 #include "parameters/parameter_value.h"
+#include "parameters/preset.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -63,7 +64,8 @@ void addParameterOption(CLI::App& command, const Parameter& p, KeyChoice& choice
     if (!value) {
       throw CLI::ValidationError(optionName(p), "'" + text + "'" + grammar.complaint + "; give " + grammar.values);
     }
-    choice.options[p.id] = *value;
+    choice.options.insert(p.id);
+    choice.named[p.id] = {{0, *value}};
   };
   command.add_option_function<std::string>(optionName(p), take, std::string(p.help))
       ->group(kGroup)
@@ -76,20 +78,10 @@ std::string settingText(const Parameter& p, const KeySettings& settings) {
   return std::string(p.slug) + " " + valueText(p, valueIn(settings, p));
 }
 
-bool isNamed(const KeyChoice& choice, const Parameter& p) {
-  return choice.options.contains(p.id) || (choice.preset && choice.preset->curves.contains(p.id));
-}
-
-// With what the user named over them.
-AnimatedSettings withNamed(const KeyChoice& choice, const KeySettings& base) {
-  AnimatedSettings settings(base);
-  if (choice.preset) applyPreset(*choice.preset, settings);
-  for (const auto& [id, value] : choice.options) settings.set(*findParameter(id), value);
-  return settings;
-}
+bool isNamed(const KeyChoice& choice, const Parameter& p) { return choice.named.contains(p.id); }
 
 // What the proposal makes different, in one line.
-void noteChanges(const KeyChoice& choice, const std::string& input, const Proposal& proposal) {
+void noteChanges(const KeyChoice& choice, const std::string& clip, const Proposal& proposal) {
   std::string changes;
   for (const Reason& reason : proposal.reasons) {
     const Parameter& p = *findParameter(reason.slug);
@@ -98,7 +90,7 @@ void noteChanges(const KeyChoice& choice, const std::string& input, const Propos
   }
   std::string line = changes.empty() ? "--auto changes nothing" : changes;
   for (const std::string& sentence : proposal.leftOut) line += "; " + sentence.substr(0, sentence.find(": "));
-  note(input + ": " + line);
+  note(clip + ": " + line);
 }
 
 void noteReasons(const Proposal& proposal) {
@@ -137,19 +129,20 @@ void keepClipLevelsApart(const KeyChoice& choice, Proposal& proposal) {
   }
 }
 
-KeySettings proposed(const KeyChoice& choice, const std::string& input, const SourceOptions& source,
-                     std::optional<int> keyColor, int threads) {
-  Proposal proposal = proposeSettings(input, source, keyColor, threads, stopRequested());
+KeySettings proposed(const KeyChoice& choice, Reader& clip, std::optional<int> keyColor, int threads) {
+  Proposal proposal = proposeSettings(clip, keyColor, threads, stopRequested());
+  clip.rewind();
   keepClipLevelsApart(choice, proposal);
-  choice.briefly ? noteChanges(choice, input, proposal) : noteReasons(proposal);
+  choice.briefly ? noteChanges(choice, clip.path(), proposal) : noteReasons(proposal);
   return proposal.settings;
 }
 
 void addPresetOptions(CLI::App& command, KeyChoice& choice) {
   const auto read = [&choice](const std::string& file) {
-    choice.preset = readPreset(file);
+    const Preset preset = readPreset(file);
     choice.presetFile = file;
-    const int look = choice.preset->look;
+    choice.named.insert(preset.curves.begin(), preset.curves.end());  // single options stay
+    const int look = preset.look;
     if (look < kLookVersion) {
       note(file + " was made with look " + std::to_string(look) + ", this is look " + std::to_string(kLookVersion) +
            "; the pictures may differ");
@@ -173,13 +166,11 @@ void noteIdleOptions(const KeyChoice& choice, const AnimatedSettings& settings) 
   }
 }
 
-// The key colour of the single options, or else of the preset; of an animated one the first.
+// The key colour; of an animated one the first.
 std::optional<int> namedColor(const KeyChoice& choice) {
-  const int color = colorParameter().id;
-  const auto option = choice.options.find(color);
-  if (option != choice.options.end()) return option->second;
-  if (choice.searchColor || !choice.preset || !choice.preset->curves.contains(color)) return std::nullopt;
-  return choice.preset->curves.at(color).front().value;
+  const auto color = choice.named.find(colorParameter().id);
+  if (choice.searchColor || color == choice.named.end()) return std::nullopt;
+  return color->second.front().value;
 }
 
 // The source alone can do without. A saved preset holds the colour in any case.
@@ -225,16 +216,21 @@ void addKeyOptions(CLI::App& command, KeyChoice& choice, bool withOwnViews) {
   addPresetOptions(command, choice);
 }
 
-AnimatedSettings settleSettings(const KeyChoice& choice, const std::string& input, const SourceOptions& source,
-                                int threads) {
+AnimatedSettings withNamed(const KeyChoice& choice, const KeySettings& base) {
+  AnimatedSettings settings(base);
+  for (const auto& [id, curve] : choice.named) settings.set(*findParameter(id), curve);
+  return settings;
+}
+
+AnimatedSettings settleSettings(const KeyChoice& choice, Reader& clip, int threads) {
   const std::optional<int> named = namedColor(choice);
-  AnimatedSettings settings = withNamed(choice, defaultSettings());
+  AnimatedSettings settings = withNamed(choice);
   refuseCrossedClipLevels(settings);
-  if (choice.automatic) settings = withNamed(choice, proposed(choice, input, source, named, threads));
+  if (choice.automatic) settings = withNamed(choice, proposed(choice, clip, named, threads));
   noteIdleOptions(choice, settings);
   if (choice.searchColor || (!named && !choice.automatic)) {
     if (!needsColor(choice, settings)) return settings;
-    settings.set(colorParameter(), findKeyColor(input, source, threads));
+    settings.set(colorParameter(), findKeyColor(clip));
   }
   const auto keysSomething = [](int color) { return !isBlack(color); };
   if (!anyValue(settings, colorParameter(), keysSomething)) note("a black key colour keys nothing");

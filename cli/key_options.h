@@ -4,23 +4,23 @@
 #include <CLI/CLI.hpp>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "cli/common_options.h"
 #include "jobs/shown_view.h"
-#include "media/input/source_options.h"
+#include "media/input/reader.h"
 #include "parameters/animated_settings.h"
-#include "parameters/preset.h"
 
 namespace kalvetra {
 
 // What the user chose.
 struct KeyChoice {
-  std::map<int, int> options;        // by the parameter's id: what single options named, as in parameter_value.h
+  std::map<int, Curve> named;        // by the parameter's id: what the preset names, and over it single options
+  std::set<int> options;             // which of them single options name
   bool searchColor = false;          // --key-color auto: whatever a preset names
   std::optional<ShownView> ownView;  // --view plate, status or comp
-  std::optional<Preset> preset;      // --preset, read
-  std::string presetFile;            // its name
+  std::string presetFile;            // --preset, or empty
   std::string savedPreset;           // --save-preset: a file's name, or empty
 
   bool alwaysKeys = false;  // what is shown besides the view needs the key colour
@@ -32,12 +32,14 @@ struct KeyChoice {
 // outlive the parsing. With `withOwnViews` the view may be plate, status and comp, too.
 void addKeyOptions(CLI::App& command, KeyChoice& choice, bool withOwnViews = false);
 
-// The settings of every frame of `input`: the table's defaults or the proposal, over them the preset, over it the
-// single options. Where none of them names the key colour, and it is needed, it is found in the clip and named on
-// stderr. Notes say which options do nothing. Throws UserError when the clip shows no green backdrop, and
-// for clip levels that cross.
-AnimatedSettings settleSettings(const KeyChoice& choice, const std::string& input, const SourceOptions& source,
-                                int threads);
+// What the user named, over settings that are found otherwise.
+AnimatedSettings withNamed(const KeyChoice& choice, const KeySettings& base = defaultSettings());
+
+// The settings of every frame of the clip: the table's defaults or the proposal, over them what the user named. Where
+// the key colour is not named, and it is needed, it is found in the clip and named on stderr. Notes say which options
+// do nothing. Leaves the clip at its start. Throws UserError when it shows no green backdrop, and for clip levels that
+// cross.
+AnimatedSettings settleSettings(const KeyChoice& choice, Reader& clip, int threads);
 
 // What to show of a frame with these settings.
 ShownView shownView(const KeyChoice& choice, const KeySettings& settings);

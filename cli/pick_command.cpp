@@ -80,7 +80,8 @@ void print(const MeasuredColor& color) {
 }
 
 void pickBackdrop(const PickCommand& options) {
-  const FoundBackdrop found = findBackdrop(options.input, {}, options.frames, options.threads, stopRequested());
+  Reader clip = openForSamples(options.input, {}, options.threads, stopRequested());
+  const FoundBackdrop found = findBackdrop(clip, options.frames, stopRequested());
   if (options.json) {
     Json json = asJson(found.color, found.frames);
     json["confidence"] = rounded(found.color.confidence);
@@ -105,9 +106,10 @@ void checkArea(const std::string& input, const Area& area, const Image& frame) {
 }
 
 void pickArea(const PickCommand& options) {
-  const int turns = Reader(options.input, options.threads, stopRequested()).format().quarterTurns();
+  Reader clip = openForSamples(options.input, {}, options.threads, stopRequested());
+  const int turns = clip.format().quarterTurns();
   AreaMean mean;
-  const int frames = sampleFrames(options.input, options.frames, options.threads, stopRequested(), [&](const Image& f) {
+  const int frames = sampleFrames(clip, options.frames, stopRequested(), [&](const Image& f) {
     const Image upright = turns == 0 ? Image() : turned(f, turns);
     const Image& frame = turns == 0 ? f : upright;
     checkArea(options.input, *options.area, frame);
@@ -129,8 +131,8 @@ void pickArea(const PickCommand& options) {
 }
 
 void pickSettings(const PickCommand& options) {
-  const Proposal proposal =
-      proposeSettings(options.input, {}, options.keyColor, options.threads, stopRequested(), options.frames);
+  Reader clip = openForSamples(options.input, {}, options.threads, stopRequested());
+  const Proposal proposal = proposeSettings(clip, options.keyColor, options.threads, stopRequested(), options.frames);
   Json json{{"error", rounded(proposal.error)}, {"errorAtDefaults", rounded(proposal.errorAtDefaults)}};
   for (const Reason& reason : proposal.reasons) {
     const Parameter& p = *findParameter(reason.slug);

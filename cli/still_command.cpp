@@ -20,6 +20,8 @@ namespace kalvetra {
 namespace {
 
 struct StillCommand : CommonOptions {
+  SourceOptions source;
+  KeyingChoice keying;
   KeyChoice choice;
   double seconds = 0.0;
 };
@@ -61,12 +63,12 @@ void run(const StillCommand& options) {
   refuseOverwritingInput(options.input, options.output);
   TemporaryOutput output(options.output, options.replace);
   noteAll(output.leftParts());
-  const AnimatedSettings settings = settleSettings(options.choice, options.input, {}, options.threads);
+  Reader reader(options.input, options.source, options.threads, stopRequested());
+  const AnimatedSettings settings = settleSettings(options.choice, reader, options.threads);
   savePreset(options.choice.savedPreset, settings, options);
   std::int64_t number = 0;
-  Reader reader(options.input, options.threads, stopRequested());
   const SourceFrame frame = frameShownAt(reader, options.seconds, stopRequested(), &number);
-  FrameKeyer keyer(ClipKeying(reader, {}));
+  FrameKeyer keyer(ClipKeying(reader, options.keying));
   keyer.begin(*frame.picture, settings.at(number), {});
   const Image sheet = contactSheet(keyer, reader.format().quarterTurns());
   PictureWriter writer(output, options.output, AV_PIX_FMT_RGBA, sheet.width, sheet.height);
@@ -87,6 +89,8 @@ void addStillCommand(CLI::App& program) {
   command->add_option("--at", options->seconds, "The frame's time in seconds.")
       ->check(CLI::Range(0.0, 3600.0 * 1000.0))
       ->type_name("S");
+  addRawOption(*command, options->source);
+  addKeyingOptions(*command, options->keying);
   addReplaceOption(*command, *options);
   addThreadsOption(*command, *options);
   addCpuOption(*command);

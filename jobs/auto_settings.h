@@ -6,7 +6,7 @@
 
 #include "analysis/backdrop_color.h"
 #include "analysis/proposal.h"
-#include "media/input/source_options.h"
+#include "media/input/reader.h"
 
 namespace kalvetra {
 
@@ -17,14 +17,13 @@ struct FoundBackdrop {
   int frames;  // that were looked at
 };
 
-// Looks for the backdrop in up to `frames` pictures from all over the clip. Throws UserError when none can be read or
-// they show no green backdrop, Interrupted once `stop` is true.
-FoundBackdrop findBackdrop(const std::string& input, const SourceOptions& source, int frames, int threads,
-                           const std::atomic<bool>& stop);
+// Looks for the backdrop in up to `frames` pictures from all over the clip, which it leaves anywhere. Throws UserError
+// when none can be read or they show no green backdrop, Interrupted once `stop` is true.
+FoundBackdrop findBackdrop(Reader& clip, int frames, const std::atomic<bool>& stop);
 
 // Proposes all settings from up to `frames` pictures, for that key colour, 0xrrggbb, or for the backdrop's where none
-// is named. Throws like findBackdrop.
-Proposal proposeSettings(const std::string& input, const SourceOptions& source, std::optional<int> keyColor,
-                         int threads, const std::atomic<bool>& stop, int frames = kSampledFrames);
+// is named. Works on that many threads; leaves the clip anywhere and throws like findBackdrop.
+Proposal proposeSettings(Reader& clip, std::optional<int> keyColor, int threads, const std::atomic<bool>& stop,
+                         int frames = kSampledFrames);
 
 }  // namespace kalvetra

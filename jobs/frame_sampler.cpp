@@ -10,28 +10,24 @@ namespace {
 // Shows pictures of one clip, each in the memory of the one before.
 class Sampler {
  public:
-  Sampler(const std::string& path, const SourceOptions& source, int threads, const std::atomic<bool>& stop,
-          const std::function<void(const Image&)>& see)
-      : reader_(path, source, threads, stop), converter_(ClipKeying(reader_, {}).converter()), see_(see) {}
+  Sampler(Reader& clip, const std::function<void(const Image&)>& see)
+      : clip_(clip), converter_(ClipKeying(clip, {}).converter()), see_(see) {}
 
-  Reader& reader() { return reader_; }
   // The next picture. False when there is none.
   bool showNext() {
     SourceFrame frame;
-    if (!reader_.next(frame)) return false;
+    if (!clip_.next(frame)) return false;
     converter_.convert(*frame.picture, image_);
     see_(image_);
     return true;
   }
 
  private:
-  Reader reader_;
+  Reader& clip_;
   FrameConverter converter_;
   Image image_;
   const std::function<void(const Image&)>& see_;
 };
-
-}  // namespace
 
 void refuseStandardInput(const std::string& path) {
   if (path == kStandardInput) {
@@ -41,19 +37,24 @@ void refuseStandardInput(const std::string& path) {
   }
 }
 
-int sampleFrames(const std::string& path, const SourceOptions& source, int count, int threads,
-                 const std::atomic<bool>& stop, const std::function<void(const Image&)>& see) {
+}  // namespace
+
+Reader openForSamples(const std::string& path, const SourceOptions& source, int threads,
+                      const std::atomic<bool>& stop) {
   refuseStandardInput(path);
+  return Reader(path, source, threads, stop);
+}
+
+int sampleFrames(Reader& clip, int count, const std::atomic<bool>& stop, const std::function<void(const Image&)>& see) {
+  refuseStandardInput(clip.path());
+  Sampler sampler(clip, see);
   int shown = 0;
-  {
-    Sampler spread(path, source, threads, stop, see);
-    for (int i = 0; i < count && !stop && spread.reader().expectedFrames() != 1; ++i) {
-      if (spread.reader().seek((i + 0.5) / count) && spread.showNext()) ++shown;
-    }
+  for (int i = 0; i < count && !stop && clip.expectedFrames() != 1; ++i) {
+    if (clip.seek((i + 0.5) / count) && sampler.showNext()) ++shown;
   }
-  if (shown > 0) return shown;
-  Sampler first(path, source, threads, stop, see);  // a still, or a file that cannot be searched
-  while (shown < count && !stop && first.showNext()) ++shown;
+  if (shown > 0 || stop) return shown;
+  clip.rewind();  // it is a still, or cannot be searched
+  while (shown < count && !stop && sampler.showNext()) ++shown;
   return shown;
 }
 

@@ -2,25 +2,22 @@
 #pragma once
 
 #include <atomic>
-#include <cstdint>
 #include <functional>
 #include <string>
 
-#include "media/input/source_options.h"
+#include "media/input/reader.h"
 #include "media/picture.h"
 
 namespace kalvetra {
 
-// Throws UserError for the standard input, which could not be read a second time.
-void refuseStandardInput(const std::string& path);
+// Opens a clip that is to be looked at. Throws UserError like Reader, and for the standard input, which could not be
+// read a second time.
+Reader openForSamples(const std::string& path, const SourceOptions& source, int threads, const std::atomic<bool>& stop);
 
-// Shows `see` up to `count` pictures, evenly spread where the file can be searched, otherwise its first ones. Returns
-// how many; 0 when none can be read. Throws UserError like Reader, and for the standard input.
-int sampleFrames(const std::string& path, const SourceOptions& source, int count, int threads,
-                 const std::atomic<bool>& stop, const std::function<void(const Image&)>& see);
-inline int sampleFrames(const std::string& path, int count, int threads, const std::atomic<bool>& stop,
-                        const std::function<void(const Image&)>& see) {
-  return sampleFrames(path, {}, count, threads, stop, see);
-}
+// Shows `see` up to `count` pictures, evenly spread where the file can be searched, otherwise its first ones. They are
+// converted as the clip says, whatever the user chooses of its keying, so that the same is found in it for every key.
+// Returns how many; 0 when none can be read. Leaves the clip anywhere; rewind() takes it back to its start. Throws
+// UserError like Reader, and for the standard input.
+int sampleFrames(Reader& clip, int count, const std::atomic<bool>& stop, const std::function<void(const Image&)>& see);
 
 }  // namespace kalvetra

@@ -1,4 +1,4 @@
-// One clip from its file to all outputs that are wanted of it.
+// What is to become of one clip, and what became of it; see prepared_job.h.
 #pragma once
 
 #include <atomic>
@@ -14,7 +14,6 @@
 #include "media/input/reader.h"
 #include "media/output/delivery.h"
 #include "media/output/picture_hash.h"
-#include "parameters/animated_settings.h"
 
 namespace kalvetra {
 
@@ -59,8 +58,6 @@ struct JobListener {
   std::function<void(std::int64_t expectedFrames, std::int64_t doneBefore)> begin;
   std::function<void()> frameDone;
   std::function<void()> end;  // of keying; checks may follow
-  // Settles what the key is, once the clip is known to be readable.
-  std::function<AnimatedSettings(const Reader& source)> settings;
 };
 
 struct WrittenOutput {
@@ -78,8 +75,5 @@ struct JobResult {
   MatteStatus status;      // summed over all frames keyed now, where an output shows it
   std::vector<WrittenOutput> outputs;
 };
-
-// Throws UserError, and Interrupted once `stop` is true; then nothing stands under a final name that is not complete.
-JobResult runKeyJob(const KeyJob& job, const JobListener& listener, const std::atomic<bool>& stop);
 
 }  // namespace kalvetra

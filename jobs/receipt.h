@@ -4,6 +4,7 @@
 #include <string>
 
 #include "jobs/key_job.h"
+#include "parameters/animated_settings.h"
 
 namespace kalvetra {
 

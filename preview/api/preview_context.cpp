@@ -1,5 +1,6 @@
 #include "preview/api/preview_context.h"
 
+#include "jobs/frame_sampler.h"
 #include "parameters/parameter_value.h"
 
 namespace kalvetra {
@@ -11,7 +12,8 @@ constexpr std::size_t kKeptForThumbnails = std::size_t{32} << 20;  // bytes
 
 Pick lookForBackdrop(const PreviewOptions& options, const std::atomic<bool>& stop) {
   try {
-    return {findBackdrop(options.input, options.source, kSampledFrames, options.threads, stop), {}};
+    Reader clip = openForSamples(options.input, options.source, options.threads, stop);
+    return {findBackdrop(clip, kSampledFrames, stop), {}};
   } catch (const std::exception& error) {
     return {std::nullopt, error.what()};
   }

@@ -1,6 +1,7 @@
 // What the program finds out by itself: the key colour, and all settings.
 #include <mutex>
 
+#include "jobs/frame_sampler.h"
 #include "parameters/parameter_value.h"
 #include "preview/api/answers.h"
 #include "preview/api/preview_context.h"
@@ -19,7 +20,8 @@ Answer pick(const Request& request, PreviewContext& context) {
   if (frames == kSampledFrames && context.pick().found) return jsonAnswer(asJson(context.pick().found->color));
   const Precedence::Urgent urgent(context.precedence);
   const PreviewOptions& options = context.options;
-  return jsonAnswer(asJson(findBackdrop(options.input, options.source, frames, options.threads, context.stop).color));
+  Reader clip = openForSamples(options.input, options.source, options.threads, context.stop);
+  return jsonAnswer(asJson(findBackdrop(clip, frames, context.stop).color));
 }
 
 // Member "key-color", where the user has named one.
@@ -35,7 +37,8 @@ Answer propose(const Json& body, PreviewContext& context) {
   const std::optional<int> keyColor = namedColor(body);
   const Precedence::Urgent urgent(context.precedence);
   const PreviewOptions& options = context.options;
-  const Proposal proposal = proposeSettings(options.input, options.source, keyColor, options.threads, context.stop);
+  Reader clip = openForSamples(options.input, options.source, options.threads, context.stop);
+  const Proposal proposal = proposeSettings(clip, keyColor, options.threads, context.stop);
   Json reasons = Json::array();
   for (const Reason& reason : proposal.reasons) {
     reasons.push_back({{"slug", std::string(reason.slug)}, {"sentence", reason.sentence}});

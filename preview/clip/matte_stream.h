@@ -9,6 +9,7 @@
 #include "jobs/frame_keyer.h"
 #include "jobs/key_job.h"
 #include "media/input/picture_index.h"
+#include "parameters/animated_settings.h"
 #include "preview/clip/precedence.h"
 
 namespace kalvetra {

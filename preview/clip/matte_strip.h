@@ -14,6 +14,7 @@
 #include "analysis/matte_quality.h"
 #include "jobs/key_job.h"
 #include "media/input/picture_index.h"
+#include "parameters/animated_settings.h"
 #include "preview/clip/precedence.h"
 
 namespace kalvetra {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "jobs/picture_numbers.h"
+#include "jobs/prepared_job.h"
 #include "media/files/numbered_name.h"
 #include "media/files/temporary_output.h"
 #include "preview/export/folders.h"
@@ -128,7 +129,7 @@ fs::path ExportJob::file(std::size_t index) const {
   return state_.files[index];
 }
 
-JobListener ExportJob::listener(const AnimatedSettings& settings) {
+JobListener ExportJob::listener() {
   JobListener listener;
   listener.note = [this](const std::string& sentence) {
     const std::lock_guard lock(mutex_);
@@ -152,13 +153,13 @@ JobListener ExportJob::listener(const AnimatedSettings& settings) {
     const std::lock_guard lock(mutex_);
     state_.checking = true;
   };
-  listener.settings = [settings](const Reader&) { return settings; };
   return listener;
 }
 
 void ExportJob::run(const KeyJob& job, const AnimatedSettings& settings) {
   try {
-    const JobResult result = runKeyJob(job, listener(settings), stop_);
+    const JobListener toState = listener();
+    const JobResult result = PreparedJob(job, toState, stop_).run(settings);
     const std::lock_guard lock(mutex_);
     if (!result.damage.empty()) state_.notes.push_back(plain(result.damage));
     state_.of = state_.frames;

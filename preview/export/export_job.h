@@ -61,7 +61,7 @@ class ExportJob {
   // A sentence without the folders of the files in it. The mutex is held.
   std::string plain(const std::string& sentence) const;
   void run(const KeyJob& job, const AnimatedSettings& settings);
-  JobListener listener(const AnimatedSettings& settings);
+  JobListener listener();
   void finish(ExportStatus status, const std::string& error);
 
   const KeyJob clip_;

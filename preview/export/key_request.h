@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "jobs/key_job.h"
+#include "parameters/animated_settings.h"
 
 namespace kalvetra {
 

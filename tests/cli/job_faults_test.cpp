@@ -2,7 +2,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "jobs/key_job.h"
+#include "jobs/prepared_job.h"
 #include "support/user_error.h"
 #include "tests/support/command.h"
 #include "tests/support/scratch_folder.h"
@@ -172,8 +172,8 @@ TEST_F(JobFaults, ANameTakenMeanwhileKeepsAllOutputsBack) {
   listener.begin = [](std::int64_t, std::int64_t) {};
   listener.frameDone = [] {};
   listener.end = [&] { std::ofstream(out_.path("two.mkv")) << "another's"; };
-  listener.settings = [](const kalvetra::Reader&) { return kalvetra::AnimatedSettings(); };
-  EXPECT_THROW(runKeyJob(job, listener, false), kalvetra::UserError);
+  const std::atomic<bool> never{false};
+  EXPECT_THROW(kalvetra::PreparedJob(job, listener, never).run(kalvetra::AnimatedSettings()), kalvetra::UserError);
   EXPECT_EQ((std::vector<std::string>{"clip.mov", "two.mkv"}), out_.names());
 }
 

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "jobs/key_job.h"
+#include "jobs/prepared_job.h"
 #include "tests/support/run_program.h"
 #include "tests/support/scratch_folder.h"
 
@@ -53,10 +53,9 @@ std::vector<std::string> syncedBy(const std::string& output) {
   listener.note = [](const std::string&) {};
   listener.begin = [](std::int64_t, std::int64_t) {};
   listener.frameDone = listener.end = [] {};
-  listener.settings = [](const Reader&) { return AnimatedSettings(); };
   const std::atomic<bool> never{false};
   synced.clear();
-  EXPECT_EQ(61, runKeyJob(job, listener, never).frames);
+  EXPECT_EQ(61, PreparedJob(job, listener, never).run(AnimatedSettings()).frames);
   return synced;
 }
 
