@@ -25,8 +25,6 @@ constexpr std::string_view kOutOfMemory = "out of memory; try fewer --threads or
   } catch (const std::bad_alloc&) {
     note(kOutOfMemory);
     std::_Exit(1);
-  } catch (const std::exception& error) {
-    note(error.what());
   } catch (...) {
   }
   std::abort();

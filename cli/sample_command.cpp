@@ -1,5 +1,3 @@
-#include <tbb/parallel_pipeline.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <memory>
@@ -11,13 +9,13 @@
 #include "cli/console.h"
 #include "cli/interrupt.h"
 #include "cli/progress.h"
+#include "jobs/ordered_pipeline.h"
 #include "media/output/movie_file.h"
 #include "media/output/picture_writer.h"
 #include "media/output/sound_encoder.h"
 #include "media/output/video_encoder.h"
 #include "media/pixels/frame_packer.h"
 #include "sample/demo_clip.h"
-#include "support/thread_limit.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -123,41 +121,37 @@ class SampleMovie {
 };
 
 struct DrawnFrame {
-  int index;
+  int index = 0;
   FramePtr picture;
   FramePtr truth;
 };
 
-DrawnFrame draw(int index, bool withTruth, const FramePacker& packer) {
-  sample::DemoFrame drawn = sample::drawFrame(index);
+void draw(DrawnFrame& frame, bool withTruth, const FramePacker& packer) {
+  sample::DemoFrame drawn = sample::drawFrame(frame.index);
   Image image;
   image.width = sample::kWidth;
   image.height = sample::kHeight;
   image.argb = std::move(drawn.argb);
-  return {index, packer.pack(image), withTruth ? greyPicture(drawn.alpha) : nullptr};
+  frame.picture = packer.pack(image);
+  if (withTruth) frame.truth = greyPicture(drawn.alpha);
 }
 
 void drawClip(const SampleCommand& options, SampleMovie& movie, TruthFiles* truth) {
   const FramePacker packer(outputFormatNamed("h264").pixelFormat, kVideoColor.matrix);
-  const auto workers = static_cast<std::size_t>(options.threads);
-  const ThreadLimit limit(options.threads);
   Progress progress(options.frames);
   int next = 0;
-  const auto number = [&](tbb::flow_control& flow) {
-    if (next == options.frames || stopRequested()) flow.stop();
-    return next++;
+  OrderedPipeline<DrawnFrame>::Stages stages;
+  stages.read = [&](DrawnFrame& frame) {
+    frame.index = next++;
+    return frame.index < options.frames && !stopRequested();
   };
-  const auto drawOne = [&](int index) { return std::make_shared<DrawnFrame>(draw(index, truth != nullptr, packer)); };
-  const auto write = [&](const std::shared_ptr<DrawnFrame>& frame) {
-    movie.writeFrame(std::move(frame->picture), frame->index);
-    if (truth != nullptr) truth->write(std::move(frame->truth));
+  stages.startWorker = [&] { return [&](DrawnFrame& frame) { draw(frame, truth != nullptr, packer); }; };
+  stages.write = [&](DrawnFrame& frame) {
+    movie.writeFrame(std::move(frame.picture), frame.index);
+    if (truth != nullptr) truth->write(std::move(frame.truth));
     progress.advance();
   };
-  using FramePointer = std::shared_ptr<DrawnFrame>;
-  tbb::parallel_pipeline(workers + 2,
-                         tbb::make_filter<void, int>(tbb::filter_mode::serial_in_order, number) &
-                             tbb::make_filter<int, FramePointer>(tbb::filter_mode::parallel, drawOne) &
-                             tbb::make_filter<FramePointer, void>(tbb::filter_mode::serial_in_order, write));
+  OrderedPipeline<DrawnFrame>::run(stages, options.threads);
   throwIfInterrupted();
 }
 

@@ -1,8 +1,8 @@
-// Memory that runs out at every possible place of the command: one sentence, exit status 1, nothing left. The
-// sanitizers watch for leaks. In KALVETRA_EVERY_ALLOCATION's presence no place is passed over, which takes minutes.
+// Memory that runs out at every possible place of the command: exit status 1 with one sentence, and no output under its
+// name; a hidden part may stay, which the next run removes. In KALVETRA_EVERY_ALLOCATION's presence no place is passed
+// over, which takes minutes.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <tbb/parallel_for.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -15,7 +15,6 @@
 #include <vector>
 
 #include "cli/program.h"
-#include "support/thread_limit.h"
 #include "tests/support/run_program.h"
 #include "tests/support/scratch_folder.h"
 
@@ -84,7 +83,9 @@ class OutOfMemory : public testing::Test {
     EXPECT_EQ(1, WEXITSTATUS(status)) << before << ": " << said;
     EXPECT_EQ(0u, said.find("kalvetra: ")) << before << ": " << said;
     EXPECT_EQ(said.size() - 1, said.find('\n')) << "not one sentence, after " << before << ": " << said;
-    EXPECT_TRUE(out.isEmpty()) << out.names()[0] << " is left after " << before << ": " << said;
+    for (const std::string& name : out.names()) {
+      EXPECT_TRUE(name.starts_with('.')) << name << " is left after " << before << ": " << said;
+    }
     return true;
   }
 
@@ -158,28 +159,6 @@ TEST_F(OutOfMemory, MemoryThatStaysOutLeavesNoSequence) {
   walk({"key", clip(), "out-%03d.png", "--key-color", "#20b040", "--also", "matte=m-%03d.png", "--progress", "none",
         "--threads", "2"},
        true);
-}
-
-// oneTBB waits for ever after some failures of its own. Each in a new process, where it has nothing yet.
-TEST(ThreadLimit, EndsThoughTheLibraryHasNoMemoryToBegin) {
-  for (long before = 0; before < 20; ++before) {
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-      alarm(kSecondsToHang);
-      failsOn = false;
-      allocationsLeft = before;
-      try {
-        const kalvetra::ThreadLimit limit(2);
-        tbb::parallel_for(0, 100, [](int) {});
-      } catch (const std::bad_alloc&) {
-      }
-      _exit(0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(0, status) << "after " << before;
-  }
 }
 
 }  // namespace
