@@ -1,4 +1,4 @@
-// What `kalvetra key` is told besides the key itself: inputs, outputs, ranges and how to work.
+// What the user chooses of `kalvetra key` besides the key itself: inputs, outputs, ranges and how to work.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -13,7 +13,7 @@
 namespace kalvetra {
 
 struct JobOptions : CommonOptions {
-  std::vector<std::string> paths;  // inputs, and the output behind them
+  std::vector<std::string> paths;  // inputs, and the output after them
   KeyJob job;                      // but for its input and outputs
   std::string format;              // -f: null, hash, nut or raw
   std::string purpose, codec;

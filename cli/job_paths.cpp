@@ -16,7 +16,7 @@ const std::string kStandardStream = "-";
 
 bool measures(const JobOptions& options) { return options.format == "null" || options.format == "hash"; }
 
-// With -f null and -f hash: one input, perhaps an output behind it.
+// With -f null and -f hash: one input, perhaps an output after it.
 void splitMeasurePaths(JobOptions& options) {
   if (options.paths.size() > 2) {
     throw CLI::ValidationError("OUTPUT", "-f " + options.format + " works on one clip; leave the others out");

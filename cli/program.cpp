@@ -73,7 +73,7 @@ std::unique_ptr<CLI::App> makeProgram() {
 
 int runProgram(int argc, char** argv) {
   std::set_terminate(endWithASentence);
-  av_log_set_level(AV_LOG_QUIET);  // failures are told in our own words
+  av_log_set_level(AV_LOG_QUIET);  // failures are reported in our own words
   setenv("SVT_LOG", "0", 0);       // so does this encoder, which has a log of its own
   catchInterrupts();
   try {

@@ -78,7 +78,7 @@ bool ClipRange::isBefore(std::int64_t number, double seconds) const {
   return start->isFrame ? number < start->frame : seconds < start->seconds - kSlack;
 }
 
-bool ClipRange::isBehind(std::int64_t number, double seconds, std::int64_t taken) const {
+bool ClipRange::isAfter(std::int64_t number, double seconds, std::int64_t taken) const {
   if (frames > 0 && taken >= frames) return true;
   if (!end) return false;
   return end->isFrame ? number >= end->frame : seconds >= end->seconds - kSlack;

@@ -31,9 +31,9 @@ struct ClipRange {
   // True when it holds nothing, whatever the clip.
   bool isEmpty() const;
   bool isWhole() const { return !start && !end && frames == 0; }
-  // True when a picture of that number and time, in seconds, lies before the range, or behind it.
+  // True when a picture of that number and time, in seconds, lies before the range, or after it.
   bool isBefore(std::int64_t number, double seconds) const;
-  bool isBehind(std::int64_t number, double seconds, std::int64_t taken) const;
+  bool isAfter(std::int64_t number, double seconds, std::int64_t taken) const;
   // How many of a clip's pictures the range holds, by its nominal rate; 0 when `all`, the clip's number, is 0.
   std::int64_t expectedFrames(std::int64_t all, AVRational rate) const;
   // Number of the first picture by the clip's nominal rate.

@@ -8,7 +8,7 @@ namespace kalvetra {
 
 namespace {
 
-constexpr double kInterleaving = 2.0;  // seconds by which a file's sound may lie behind its pictures
+constexpr double kInterleaving = 2.0;  // seconds by which a file's sound may come after its pictures
 
 void append(std::vector<PacketPtr>& to, std::vector<PacketPtr>& from) {
   to.insert(to.end(), std::make_move_iterator(from.begin()), std::make_move_iterator(from.end()));
@@ -58,7 +58,7 @@ bool ClipReader::readInRange(ClipFrame& frame) {
       before_ = countNow();
       continue;
     }
-    if (range_.isBehind(number, seconds, index_)) {
+    if (range_.isAfter(number, seconds, index_)) {
       end_ = index_ > 0 ? lastEnd_ : seconds;
       readTrailingSound();
       break;
@@ -89,14 +89,14 @@ std::string ClipReader::whyEmpty() const {
          secondsText(lastEnd_) + "), before --start at " + textOf(*range_.start) + "; name an earlier one";
 }
 
-// Sound that belongs into the range may come behind pictures that do not.
+// Sound that belongs in the range may come after pictures that do not.
 void ClipReader::readTrailingSound() {
-  SourceFrame behind;
-  while (reader_.copiesStreams() && reader_.next(behind)) {
-    append(sound_, behind.copied);
-    if (secondsOf(behind.time) > *end_ + kInterleaving) return;
+  SourceFrame after;
+  while (reader_.copiesStreams() && reader_.next(after)) {
+    append(sound_, after.copied);
+    if (secondsOf(after.time) > *end_ + kInterleaving) return;
   }
-  append(sound_, behind.copied);
+  append(sound_, after.copied);
 }
 
 // Takes out the sound up to that time of the clip; what lies outside the range is dropped, and the times of the rest

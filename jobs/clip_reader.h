@@ -27,17 +27,17 @@ class ClipReader {
   // are the source's own, or begin with `firstFile` and grow as those do. `reader` must outlive this.
   ClipReader(Reader& reader, const ClipRange& range, std::int64_t skipped = 0, std::optional<int> firstFile = {});
 
-  // False behind the range, when `frame` holds the sound that remains.
+  // False after the range, when `frame` holds the sound that remains.
   bool next(ClipFrame& frame);
   // Where the range begins, in the clip's times, once a picture of it was read.
   std::int64_t origin() const { return origin_; }
-  // Where the range ends, in seconds of the clip, once a picture behind it was read.
+  // Where the range ends, in seconds of the clip, once a picture after it was read.
   std::optional<double> end() const { return end_; }
 
   // Why the range holds no picture: a sentence without the clip's name. For when it has been read and does not.
   std::string whyEmpty() const;
 
-  // As Reader counts them, but without those before the range and behind it.
+  // As Reader counts them, but without those before the range and after it.
   std::int64_t lostFrames() const { return (end_ ? inRange_ : countNow()).lost - before_.lost; }
   std::int64_t damagedFrames() const { return (end_ ? inRange_ : countNow()).damaged - before_.damaged; }
 

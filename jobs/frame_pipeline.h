@@ -28,7 +28,7 @@ struct Keying {
   bool hashes = false;        // of the first route's pictures
 };
 
-// What became of a frame; told in the clip's order, after it was written to every route.
+// What became of a frame; reported in the clip's order, after it was written to every route.
 struct WrittenFrame {
   FrameRecord record;  // in the times of the routes; without `hashes` no hash
   MatteStatus status;  // where a route shows it

@@ -1,4 +1,4 @@
-// What tells one job from another.
+// What distinguishes one job from another.
 #pragma once
 
 #include <string>

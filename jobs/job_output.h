@@ -24,7 +24,7 @@ class JobOutput {
   // Of a resumable job: finds what an earlier run has done. `identity` as Journal has it.
   void openJournal(const std::string& identity) { journal_.emplace(workFolder(), identity); }
   const Journal& journal() const { return *journal_; }
-  // Goes on behind so many segments; with none all else in the work folder is removed.
+  // Goes on after so many segments; with none all else in the work folder is removed.
   void keepSegments(int count);
 
   // Opens the output for the clip. Notes what has to be left out.

@@ -60,7 +60,7 @@ void Journal::read(const std::string& job) {
     const bool another = before != now;
     if (another && next()) {
       throw UserError(path_.parent_path().string() + " holds an unfinished run that differs in its " +
-                      difference(before, now) + "; repeat that run, or remove the folder to begin anew");
+                      difference(before, now) + "; repeat that run, or remove the folder to start again");
     }
     if (another) good = 0;
     while (!another && next()) {
@@ -85,7 +85,7 @@ void Journal::readSegment(const std::string& line) {
           {wholeNumber(picture.at(0)), wholeNumber(picture.at(1)), hash.value(), static_cast<int>(number)});
     }
   } catch (const std::exception&) {
-    throw UserError(path_.string() + " is damaged; remove " + path_.parent_path().string() + " to begin anew");
+    throw UserError(path_.string() + " is damaged; remove " + path_.parent_path().string() + " to start again");
   }
 }
 

@@ -24,9 +24,9 @@ inline constexpr const char* kJournalName = "journal";
 // that a crash cut off does not count.
 class Journal {
  public:
-  // Opens the journal in `folder`, or begins one. `job` is a JSON object that tells this job from others. Throws
-  // UserError when the folder holds completed segments of another job, naming what differs, or is in use by another
-  // run.
+  // Opens the journal in `folder`, or begins one. `job` is a JSON object that distinguishes this job from others.
+  // Throws UserError when the folder holds completed segments of another job, naming what differs, or is in use by
+  // another run.
   Journal(const std::filesystem::path& folder, const std::string& job);
   ~Journal();
   Journal(const Journal&) = delete;

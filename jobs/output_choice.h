@@ -7,10 +7,10 @@
 
 namespace kalvetra {
 
-// The request for a file that shows that view, as its name tells; purpose, codec and alpha may still be named.
+// The request for a file that shows that view, as its name says; purpose, codec and alpha may still be named.
 DeliveryRequest deliveryRequest(ShownView view, const std::string& path);
 
-// Adds the output to the job, and behind it the second file of a pair. Throws UserError like chooseDelivery.
+// Adds the output to the job, and after it the second file of a pair. Throws UserError like chooseDelivery.
 void addOutput(KeyJob& job, ShownView view, const DeliveryRequest& request);
 
 }  // namespace kalvetra

@@ -12,9 +12,9 @@ namespace kalvetra {
 
 namespace {
 
-// Numbers foretold of a movie at most: its header may declare billions. What comes after them is refused when it is
+// Numbers expected of a movie at most: its header may declare billions. What comes after them is refused when it is
 // written.
-constexpr std::int64_t kMostForetold = 1'000'000;
+constexpr std::int64_t kMostExpected = 1'000'000;
 
 std::vector<int> numbersInSequence(const ClipRange& range, const Reader& source) {
   const std::vector<int> all = source.sequenceNumbers();
@@ -22,7 +22,7 @@ std::vector<int> numbersInSequence(const ClipRange& range, const Reader& source)
   for (std::size_t i = 0; i < all.size(); ++i) {
     const double seconds = (all[i] - all.front()) * av_q2d(source.format().timeBase);
     const auto index = static_cast<std::int64_t>(i);
-    if (range.isBehind(index, seconds, static_cast<std::int64_t>(numbers.size()))) break;
+    if (range.isAfter(index, seconds, static_cast<std::int64_t>(numbers.size()))) break;
     if (!range.isBefore(index, seconds)) numbers.push_back(all[i]);
   }
   return numbers;
@@ -33,9 +33,9 @@ std::vector<int> numbersInMovie(const ClipRange& range, const Reader& source) {
   const bool isCounted = source.countsFrames() && (!range.end || range.end->isFrame);
   const AVRational rate = source.format().frameRate;
   const std::int64_t before = range.firstFrame(rate);
-  if (before > std::numeric_limits<int>::max() - kMostForetold) return {};  // no movie is as long
+  if (before > std::numeric_limits<int>::max() - kMostExpected) return {};  // no movie is as long
   const std::int64_t count = isCounted ? range.expectedFrames(source.expectedFrames(), rate) : 1;
-  std::vector<int> numbers(static_cast<std::size_t>(std::min(count, kMostForetold)));
+  std::vector<int> numbers(static_cast<std::size_t>(std::min(count, kMostExpected)));
   std::iota(numbers.begin(), numbers.end(), static_cast<int>(before) + 1);
   return numbers;
 }

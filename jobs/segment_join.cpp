@@ -12,7 +12,7 @@ namespace {
 
 [[noreturn]] void failSegment(const std::filesystem::path& path) {
   throw UserError(path.string() + ": is damaged or incomplete; remove " + path.parent_path().string() +
-                  " to begin anew");
+                  " to start again");
 }
 
 InputPtr openSegment(const std::filesystem::path& path) {
@@ -72,7 +72,7 @@ SoundOutcome joinSegments(const JoinedMovie& movie, const Delivery& delivery, co
   ClipMovie output(delivery, path, shownName);
   const PicturePacking packing(delivery, source.format());
   const AVRational unit = source.format().timeBase;
-  // What reading a segment tells of its pictures is not all that their encoder does: shape, profile and tag may be
+  // What reading a segment says of its pictures is not all that their encoder knows: shape, profile and tag may be
   // lost.
   output.begin(packing.encoder(1, output.wantsGlobalHeader()).context(), packing.pictures(), source, movie.carried);
   SoundFeed sound(source, movie, output);

@@ -34,7 +34,7 @@ bool streamMattes(const KeyJob& job, const AnimatedSettings& settings, std::shar
   stages.read = [&](StripFrame& frame) {
     precedence.giveWay(stop);
     frame.number = first + taken;
-    if (stop || job.range.isBehind(frame.number, 0.0, taken++)) return false;
+    if (stop || job.range.isAfter(frame.number, 0.0, taken++)) return false;
     frame.picture = clip.frame(frame.number);
     if (!frame.picture) return false;
     frame.mattes = stream.companions(frame.number);

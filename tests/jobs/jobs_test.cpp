@@ -51,11 +51,11 @@ TEST(ClipRange, SaysWhichFramesItHoldsAndHowMany) {
   EXPECT_EQ(45, range.expectedFrames(90, rate));
   EXPECT_TRUE(range.isBefore(29, 29 / 30.0));
   EXPECT_FALSE(range.isBefore(30, 0.9996));  // a container that rounds times
-  EXPECT_FALSE(range.isBehind(74, 74 / 30.0, 44));
-  EXPECT_TRUE(range.isBehind(75, 75 / 30.0, 45));
+  EXPECT_FALSE(range.isAfter(74, 74 / 30.0, 44));
+  EXPECT_TRUE(range.isAfter(75, 75 / 30.0, 45));
   range.frames = 10;
   EXPECT_EQ(10, range.expectedFrames(90, rate));
-  EXPECT_TRUE(range.isBehind(40, 40 / 30.0, 10));
+  EXPECT_TRUE(range.isAfter(40, 40 / 30.0, 10));
 }
 
 // What goes along by time, like a background, must not depend on where a run was interrupted.
