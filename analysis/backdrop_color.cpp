@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "analysis/formatted_text.h"
 #include "engine/chroma_plane.h"
 
 namespace kalvetra {
@@ -143,6 +144,12 @@ double BackdropFinder::unevennessOf(const Cluster& cluster) const {
     brightest = std::max(brightest, sums[r] / counts[r]);
   }
   return brightest > darkest ? 100.0 * (brightest - darkest) / brightest : 0.0;
+}
+
+std::string noBackdropText(double share) {
+  return formattedText(
+      "no green backdrop found (only %.1f %% of the picture is of one green, %.0f %% must be); name its colour",
+      share * 100.0, kLeastShare * 100.0);
 }
 
 std::optional<BackdropColor> BackdropFinder::find(double* share) const {

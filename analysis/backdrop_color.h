@@ -30,6 +30,9 @@ struct BackdropColor : MeasuredColor {
   std::string reason;  // one sentence for the user
 };
 
+// For users: the share that BackdropFinder::find gave was too small.
+std::string noBackdropText(double share);
+
 // Collects frames, then looks for the one green that most of their green pixels share.
 class BackdropFinder {
  public:

@@ -2,8 +2,6 @@
 
 #include <tbb/global_control.h>
 
-#include <cstdio>
-
 #include "jobs/frame_sampler.h"
 #include "support/interrupted.h"
 #include "support/user_error.h"
@@ -22,11 +20,7 @@ ChromaSampling chromaSamplingOf(const Reader& clip) {
 // Throws unless something was read and found.
 void checkFind(const std::string& input, int frames, bool found, double share) {
   if (frames == 0) throw UserError(input + ": no picture in it can be read; check the file");
-  if (found) return;
-  char percent[16];
-  std::snprintf(percent, sizeof percent, "%.1f %%", share * 100.0);
-  throw UserError(input + ": no green backdrop found (only " + percent +
-                  " of the picture is of one green, 5 % must be); name its colour with --key-color");
+  if (!found) throw UserError(input + ": " + noBackdropText(share) + " with --key-color");
 }
 
 }  // namespace

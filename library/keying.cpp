@@ -3,7 +3,6 @@
 #include <tbb/partitioner.h>
 #include <tbb/task_arena.h>
 
-#include <cstdio>
 #include <functional>
 #include <optional>
 #include <string>
@@ -66,13 +65,7 @@ void lookAt(const kalvetra_frame* frames, size_t count, Look look) {
   }
 }
 
-[[noreturn]] void refuseNoBackdrop(double share) {
-  char text[160];
-  std::snprintf(text, sizeof text,
-                "no green backdrop found: only %.1f %% of the picture is of one green, 5 %% must be; name its colour",
-                share * 100.0);
-  throw Refusal{KALVETRA_NO_BACKDROP, text};
-}
+[[noreturn]] void refuseNoBackdrop(double share) { throw Refusal{KALVETRA_NO_BACKDROP, noBackdropText(share)}; }
 
 std::optional<int> colorNamed(const char* text) {
   if (text == nullptr) return std::nullopt;
