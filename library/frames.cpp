@@ -42,7 +42,8 @@ PixelFormat formatOf(const kalvetra_frame& frame, const char* name) {
 
 void checkStride(const kalvetra_frame& frame, const char* name) {
   const std::ptrdiff_t row = std::ptrdiff_t{kPixelBytes} * frame.width;
-  const std::ptrdiff_t most = std::numeric_limits<std::ptrdiff_t>::max() / frame.height;
+  // Fields double the stride, that of a single row as well.
+  const std::ptrdiff_t most = std::numeric_limits<std::ptrdiff_t>::max() / std::max(frame.height, 2);
   if (frame.stride > -row && frame.stride < row) {
     refuseFrame(name, "a stride of " + std::to_string(frame.stride) + " bytes is less than a row's " +
                           std::to_string(row) + "; rows may not overlap");
@@ -113,7 +114,8 @@ CallOptions::CallOptions(const kalvetra_options* options) : threads(tbb::info::d
   if (given.threads < 0 || given.threads > kMostThreads) {
     refuseOption(std::to_string(given.threads) + " threads cannot be; give 1 to 1024, or 0 for all");
   }
-  if (given.threads > 0) threads = given.threads;
+  // More than the machine has make oneTBB write a warning to standard error.
+  if (given.threads > 0) threads = std::min(threads, given.threads);
   if (given.frame < 0) refuseOption("frames are counted from 0, and " + std::to_string(given.frame) + " is none");
   if (given.chroma < KALVETRA_CHROMA_FULL || given.chroma > KALVETRA_CHROMA_QUARTER) {
     refuseOption("there is no chroma sampling " + std::to_string(given.chroma) + "; see enum kalvetra_chroma");

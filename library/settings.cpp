@@ -6,25 +6,12 @@
 #include "parameters/parameter_manual.h"
 #include "parameters/parameter_value.h"
 #include "parameters/preset.h"
-#include "support/nearest_word.h"
-#include "support/shown_text.h"
+#include "parameters/quoted_text.h"
 #include "support/user_error.h"
 
 namespace {
 
 using namespace kalvetra;
-
-constexpr std::size_t kLongestQuote = 40;  // bytes of the caller's in a sentence
-
-std::string inQuotes(std::string_view text) { return '"' + shownText(text.substr(0, kLongestQuote)) + '"'; }
-
-std::string_view nearestSlug(std::string_view word) {
-  std::vector<std::string_view> slugs;
-  for (const Parameter& p : kParameters) {
-    if (!p.slug.empty()) slugs.push_back(p.slug);
-  }
-  return nearestWord(word.substr(0, kLongestQuote), slugs);
-}
 
 const Parameter& parameterNamed(const char* slug) {
   const std::string_view name = &required(slug, "slug");

@@ -5,7 +5,7 @@
 
 #include "parameters/parameter_json.h"
 #include "parameters/preset.h"
-#include "support/nearest_word.h"
+#include "parameters/quoted_text.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -14,32 +14,14 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::size_t kLongestQuote = 40;    // characters of the file in a message
 constexpr std::size_t kLongestReason = 120;  // characters of the parser's in a message
 
 // Objects and lists within one another: the preset, its settings, the keyframes, a pair. What is nested deeper is
 // refused while it is read, however deep it goes.
 constexpr int kDeepest = 4;
 
-// The beginning of any bytes, fit for a line of a message.
-std::string shown(std::string_view text) {
-  std::string result(text.substr(0, kLongestQuote));
-  for (char& c : result) c = c < ' ' || c > '~' ? '?' : c;
-  return text.size() > kLongestQuote ? result + "..." : result;
-}
-
-std::string inQuotes(std::string_view text) { return '"' + shown(text) + '"'; }
-
 std::string shown(const Json& value) {
-  return value.is_string() ? inQuotes(value.get_ref<const std::string&>()) : shown(std::string_view(value.dump()));
-}
-
-std::string_view nearestSlug(std::string_view word) {
-  std::vector<std::string_view> slugs;
-  for (const Parameter& p : kParameters) {
-    if (!p.slug.empty()) slugs.push_back(p.slug);
-  }
-  return nearestWord(word.substr(0, kLongestQuote), slugs);
+  return value.is_string() ? inQuotes(value.get_ref<const std::string&>()) : shownStart(value.dump());
 }
 
 // "a whole number 0..100"

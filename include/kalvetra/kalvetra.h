@@ -88,7 +88,8 @@ KALVETRA_API int kalvetra_settings_set(kalvetra_settings* settings, const char* 
 KALVETRA_API int kalvetra_settings_get(const kalvetra_settings* settings, const char* slug, int64_t frame, char* text,
                                        size_t size);
 
-/* Sets what a preset sets, its keyframes included; parameters that it leaves out keep their values. */
+/* Sets what a preset sets, its keyframes included; parameters that it leaves out keep their values. Where memory runs
+ * out meanwhile, this one function may end the process. */
 KALVETRA_API int kalvetra_settings_read_preset(kalvetra_settings* settings, const char* json);
 /* A preset with every parameter. */
 KALVETRA_API int kalvetra_settings_write_preset(const kalvetra_settings* settings, char* text, size_t size);
@@ -112,7 +113,7 @@ enum kalvetra_chroma { KALVETRA_CHROMA_FULL = 0, KALVETRA_CHROMA_HALF, KALVETRA_
  * stands for all zeros. Later versions may add members at the end. */
 typedef struct kalvetra_options {
   size_t size;
-  int threads;     /* how many may work on this call; 0: as many as the machine has */
+  int threads;     /* how many may work on this call, 1..1024, of which the machine's are used; 0: all of them */
   int fields;      /* not 0: two interlaced fields, each keyed as a picture of its own (rendering only) */
   int64_t frame;   /* where in the clip the frame is, for presets with keyframes */
   int chroma;      /* enum kalvetra_chroma: how the clip's chroma was sampled, 4:4:4, 4:2:2 or 4:2:0 (propose only) */

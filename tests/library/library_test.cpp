@@ -2,86 +2,22 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdlib>
-#include <functional>
-#include <limits>
-#include <memory>
-#include <new>
 #include <thread>
 
-#include "kalvetra/kalvetra.h"
-#include "library/answer.h"
-#include "tests/support/look.h"
+#include "tests/library/library_calls.h"
 
 namespace {
 
-thread_local long allocationsLeft = -1;  // counts down to the one that fails; negative: none does
+using namespace kalvetra::test;
 
-void* allocate(std::size_t size) {
-  if (allocationsLeft == 0) throw std::bad_alloc();
-  if (allocationsLeft > 0) --allocationsLeft;
-  if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
-  throw std::bad_alloc();
-}
-
-}  // namespace
-
-// The library's as well.
-void* operator new(std::size_t size) { return allocate(size); }
-void* operator new[](std::size_t size) { return allocate(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
-
-namespace {
-
-using kalvetra::test::Bytes;
-
-struct Free {
-  void operator()(kalvetra_settings* settings) const { kalvetra_settings_free(settings); }
-};
-using Settings = std::unique_ptr<kalvetra_settings, Free>;
-
-Settings keyingGreen() {
-  Settings settings(kalvetra_settings_new());
-  EXPECT_EQ(KALVETRA_OK, kalvetra_settings_set(settings.get(), "key-color", "#289646"));
-  return settings;
-}
-
-std::string valueOf(const Settings& settings, const char* slug, std::int64_t frame = 0) {
-  char text[64];
-  EXPECT_LT(0, kalvetra_settings_get(settings.get(), slug, frame, text, sizeof text)) << kalvetra_last_error();
-  return text;
-}
-
-kalvetra_frame packed(Bytes& bytes, int width, int height, int format = KALVETRA_ARGB8) {
-  return {bytes.data(), 4 * std::ptrdiff_t{width}, width, height, format, 0};
-}
-
-kalvetra_options withThreads(int threads, const char* cpu = nullptr) {
-  kalvetra_options options{};
-  options.size = sizeof options;
-  options.threads = threads;
-  options.cpu = cpu;
-  return options;
-}
-
-// A green screen with a foreground, its alpha falling from left to right.
-Bytes picture(int width, int height) {
-  Bytes bytes = kalvetra::test::greenScreen(width, height, 3);
-  for (std::size_t i = 0; i < bytes.size(); i += 4) {
-    bytes[i] = static_cast<unsigned char>(255 - 200 * (static_cast<int>(i / 4) % width) / width);
-  }
-  return bytes;
-}
-
-Bytes rendered(const Settings& settings, Bytes argb, int width, int height, const kalvetra_options& options) {
-  Bytes keyed(argb.size());
-  const kalvetra_frame input = packed(argb, width, height), output = packed(keyed, width, height);
-  EXPECT_EQ(KALVETRA_OK, kalvetra_render(settings.get(), &input, &output, &options)) << kalvetra_last_error();
-  return keyed;
-}
+// The numbers that programs were built with; the comparison of interfaces does not see them.
+static_assert(KALVETRA_OK == 0 && KALVETRA_BAD_ARGUMENT == -1 && KALVETRA_BAD_FRAME == -2 &&
+              KALVETRA_BAD_SETTING == -3);
+static_assert(KALVETRA_BAD_PRESET == -4 && KALVETRA_NO_BACKDROP == -5 && KALVETRA_NO_MEMORY == -6);
+static_assert(KALVETRA_FAILED == -7);
+static_assert(KALVETRA_POPUP == 1 && KALVETRA_COLOR == 2 && KALVETRA_TOGGLE == 3 && KALVETRA_SLIDER == 4);
+static_assert(KALVETRA_ARGB8 == 1 && KALVETRA_BGRA8 == 2 && KALVETRA_RGBA8 == 3);
+static_assert(KALVETRA_CHROMA_FULL == 0 && KALVETRA_CHROMA_HALF == 1 && KALVETRA_CHROMA_QUARTER == 2);
 
 TEST(Library, HasThePinnedLook) {
   const kalvetra::test::LookReference& reference = kalvetra::test::lookReference();
@@ -245,6 +181,13 @@ TEST(Library, ShowsThePlateAndTheStatusOfAFrame) {
   EXPECT_EQ(levels[0], status.clear);
   EXPECT_EQ(levels[255], status.opaque);
   EXPECT_EQ(96 * 64, status.clear + status.almost_clear + status.partial + status.almost_opaque + status.opaque);
+  Bytes multiplied(source.size());
+  kalvetra_frame premultiplied = packed(multiplied, 96, 64);
+  premultiplied.premultiplied = 1;
+  kalvetra_status same{};
+  ASSERT_EQ(KALVETRA_OK, kalvetra_render_status(settings.get(), &input, &premultiplied, nullptr, &same));
+  EXPECT_EQ(out, multiplied);  // opaque
+  EXPECT_EQ(status.partial, same.partial);
   ASSERT_EQ(KALVETRA_OK, kalvetra_settings_set(settings.get(), "smooth-bg", "off"));
   EXPECT_EQ(0, kalvetra_render_plate(settings.get(), &input, &output, nullptr));
   EXPECT_EQ((Bytes{255, 0x28, 0x96, 0x46}), Bytes(out.begin(), out.begin() + 4));
@@ -274,126 +217,6 @@ TEST(Library, FindsTheScreensColourAndSettingsForIt) {
   EXPECT_EQ(KALVETRA_NO_BACKDROP, kalvetra_pick(&noScreen, 1, &backdrop));
   EXPECT_EQ(KALVETRA_NO_BACKDROP, kalvetra_propose(&noScreen, 1, nullptr, nullptr, found.get()));
   EXPECT_EQ("50", valueOf(found, "screen-gain"));
-}
-
-void expectRefusal(int code, const std::string& sentence, int answer) {
-  EXPECT_EQ(code, answer) << sentence;
-  EXPECT_EQ(sentence, kalvetra_last_error());
-}
-
-TEST(Library, RefusesWrongArgumentsWithACodeAndASentence) {
-  const Settings s = keyingGreen();
-  expectRefusal(KALVETRA_BAD_ARGUMENT, "settings is a null pointer, and may not be",
-                kalvetra_settings_set(nullptr, "view", "matte"));
-  expectRefusal(KALVETRA_BAD_ARGUMENT, "value is a null pointer, and may not be",
-                kalvetra_settings_set(s.get(), "view", nullptr));
-  expectRefusal(KALVETRA_BAD_ARGUMENT, "text is a null pointer, and may not be",
-                kalvetra_settings_write_preset(s.get(), nullptr, 9));
-  expectRefusal(KALVETRA_BAD_SETTING, "\"screen-gian\" is no parameter; the nearest is \"screen-gain\"",
-                kalvetra_settings_get(s.get(), "screen-gian", 0, nullptr, 0));
-  expectRefusal(KALVETRA_BAD_SETTING, "\"screen-gain\" cannot be \"101\\n\"; give 0..100",
-                kalvetra_settings_set(s.get(), "screen-gain", "101\n"));
-  expectRefusal(KALVETRA_BAD_SETTING, "key_color is no colour; give #rrggbb, r,g,b (0..255)",
-                kalvetra_propose(nullptr, 0, "green", nullptr, s.get()));
-  EXPECT_EQ(KALVETRA_BAD_PRESET, kalvetra_settings_read_preset(s.get(), "{\"look\": 999, \"settings\": {}}"));
-  EXPECT_STREQ("#289646", valueOf(s, "key-color").c_str());
-  kalvetra_backdrop backdrop{};
-  EXPECT_EQ(KALVETRA_BAD_ARGUMENT, kalvetra_pick(nullptr, 1, &backdrop));
-  Bytes bytes(4);
-  const kalvetra_frame one = packed(bytes, 1, 1);
-  expectRefusal(KALVETRA_BAD_ARGUMENT, "there are no frames to look at; give at least one",
-                kalvetra_pick(&one, 0, &backdrop));
-  EXPECT_EQ(nullptr, kalvetra_settings_copy(nullptr));
-}
-
-TEST(Library, RefusesFramesThatCannotBe) {
-  const Settings s = keyingGreen();
-  Bytes bytes(16);
-  const kalvetra_frame good = packed(bytes, 2, 2);
-  const auto refused = [&](const std::function<void(kalvetra_frame&)>& spoil, const std::string& sentence) {
-    kalvetra_frame bad = good;
-    spoil(bad);
-    expectRefusal(KALVETRA_BAD_FRAME, sentence, kalvetra_render(s.get(), &bad, &good, nullptr));
-  };
-  constexpr std::ptrdiff_t kMost = std::numeric_limits<std::ptrdiff_t>::max();
-  refused([](kalvetra_frame& f) { f.width = 0; }, "input: 0 x 2 pixels are no size; give 1 to 65535 on each side");
-  refused([](kalvetra_frame& f) { f.height = 65536; },
-          "input: 2 x 65536 pixels are no size; give 1 to 65535 on each side");
-  refused([](kalvetra_frame& f) { f.stride = -7; },
-          "input: a stride of -7 bytes is less than a row's 8; rows may not overlap");
-  for (const std::ptrdiff_t stride : {kMost, -kMost - 1}) {
-    refused([=](kalvetra_frame& f) { f.stride = stride; },
-            "input: a stride of " + std::to_string(stride) + " bytes for 2 rows is more than memory has addresses");
-  }
-  refused([](kalvetra_frame& f) { f.format = 0; },
-          "input: there is no format 0; give KALVETRA_ARGB8, _BGRA8 or _RGBA8");
-  kalvetra_frame narrow = good, nowhere = good;
-  narrow.width = 1;
-  nowhere.data = nullptr;
-  expectRefusal(KALVETRA_BAD_FRAME, "output: 1 x 2 pixels are not the input's 2 x 2; give frames of one size",
-                kalvetra_render_plate(s.get(), &good, &narrow, nullptr));
-  expectRefusal(KALVETRA_BAD_ARGUMENT, "output's data is a null pointer, and may not be",
-                kalvetra_render_status(s.get(), &good, &nowhere, nullptr, nullptr));
-}
-
-TEST(Library, RefusesOptionsThatCannotBe) {
-  const Settings s = keyingGreen();
-  Bytes bytes(16);
-  const kalvetra_frame frame = packed(bytes, 2, 2);
-  const auto refused = [&](const std::function<void(kalvetra_options&)>& spoil, const std::string& part) {
-    struct Later {  // a later version's
-      kalvetra_options known = withThreads(1);
-      long more = 0;
-    } options;
-    spoil(options.known);
-    if (options.known.size > sizeof options.known) options.more = 1;
-    EXPECT_EQ(KALVETRA_BAD_ARGUMENT, kalvetra_render(s.get(), &frame, &frame, &options.known));
-    EXPECT_NE(std::string::npos, std::string(kalvetra_last_error()).find(part)) << kalvetra_last_error();
-  };
-  refused([](kalvetra_options& o) { o.size = 0; }, "sizeof(kalvetra_options)");
-  refused([](kalvetra_options& o) { o.size += sizeof(long); }, "does not know");
-  refused([](kalvetra_options& o) { o.threads = -1; }, "-1 threads");
-  refused([](kalvetra_options& o) { o.frame = -1; }, "frames are counted from 0");
-  refused([](kalvetra_options& o) { o.chroma = 3; }, "no chroma sampling 3");
-  refused([](kalvetra_options& o) { o.cpu = "fast"; }, "scalar");
-  kalvetra_options early = withThreads(1);
-  early.size = sizeof early.size;  // of a caller who knows no more
-  early.threads = -1;
-  EXPECT_EQ(KALVETRA_OK, kalvetra_render(s.get(), &frame, &frame, &early));
-}
-
-TEST(Library, AnswersACodeWhereverMemoryRunsOut) {
-  const Settings settings = keyingGreen();
-  Bytes source = picture(16, 9), out(source.size());
-  const kalvetra_frame input = packed(source, 16, 9), output = packed(out, 16, 9, KALVETRA_RGBA8);
-  const kalvetra_options options = withThreads(1);
-  const std::vector<std::function<int()>> calls{
-      [&] { return kalvetra_render(settings.get(), &input, &output, &options); },
-      [&] { return kalvetra_settings_set(settings.get(), "screen-gain", "30"); },
-      [&] { return kalvetra_settings_write_preset(settings.get(), nullptr, 0) > 0 ? KALVETRA_OK : KALVETRA_NO_MEMORY; },
-      [&] {
-        const Settings copy(kalvetra_settings_copy(settings.get()));
-        return copy == nullptr ? KALVETRA_NO_MEMORY : KALVETRA_OK;
-      }};
-  for (const auto& call : calls) {
-    int answer = KALVETRA_NO_MEMORY, failures = 0;
-    for (; answer == KALVETRA_NO_MEMORY; ++failures) {
-      allocationsLeft = failures;
-      answer = call();
-      allocationsLeft = -1;
-    }
-    EXPECT_EQ(KALVETRA_OK, answer) << kalvetra_last_error();
-    EXPECT_LT(1, failures);
-    EXPECT_STREQ("memory ran out; give smaller frames or fewer of them", kalvetra_last_error());
-  }
-}
-
-TEST(LibraryAnswers, CarryTheSentenceOfWhateverIsThrown) {
-  using kalvetra::answered;
-  EXPECT_EQ(KALVETRA_FAILED, answered([]() -> int { throw std::runtime_error(std::string(600, 'x')); }));
-  EXPECT_EQ(std::string(511, 'x'), kalvetra::lastError());
-  EXPECT_EQ(KALVETRA_FAILED, answered([]() -> int { throw 1; }));
-  EXPECT_STREQ("something failed that has no name", kalvetra::lastError());
 }
 
 }  // namespace
