@@ -56,7 +56,7 @@ def key(picture: Picture, settings: AnySettings, *, frame: int = 0, fields: bool
     frame: where in the clip the picture is, for presets with keyframes.
     fields: True for two interlaced fields, each of which is keyed as a picture of its own.
     premultiplied: True where the colours of the picture are, and those of the result are to be, multiplied by alpha.
-    threads: how many may work on it; 0 stands for as many as the machine has.
+    threads: how many may work on it, up to 1024; 0 stands for as many as the machine has.
     cpu: one of cpu_levels(); None is the fastest. The bytes are the same.
 
     Returns a new array of height x width x 4, uint8: red, green, blue, alpha.
@@ -118,7 +118,9 @@ def propose(pictures: Union[Picture, Iterable[Picture]], key_color: Optional[str
     frames = _frames(arrays)
     settings = Settings()
     options = _options(threads, cpu, chroma=_CHROMA[chroma])
-    _library.propose(frames, len(arrays), None if key_color is None else key_color.encode(), options, settings.handle)
+    color = None if key_color is None else _library.text(key_color)
+    _library.propose(frames, len(arrays), color, options, settings.handle)
+    settings._take_reasons()
     return settings
 
 
@@ -135,16 +137,18 @@ def look() -> int:
     return int(_library.look())
 
 
-def _options(threads: int, cpu: Optional[str], **others: int) -> _library.Options:
-    options = _library.Options(threads=threads, cpu=None if cpu is None else cpu.encode(), **others)
-    options.size = ctypes.sizeof(options)
-    return options
+def _options(threads: int, cpu: Optional[str], fields: bool = False, frame: int = 0,
+             chroma: int = 0) -> _library.Options:
+    return _library.Options(size=ctypes.sizeof(_library.Options),
+                            threads=_library.number("threads", threads, _library.MOST_THREADS), fields=bool(fields),
+                            frame=_library.number("frame", frame, _library.LAST_FRAME), chroma=chroma,
+                            cpu=None if cpu is None else _library.text(cpu))
 
 
 def _frame(array: Picture, premultiplied: bool) -> _library.Frame:
     height, width = array.shape[:2]
     stride = array.strides[0] if height > 1 else 4 * width  # numpy leaves it open for a single row
-    return _library.Frame(array.ctypes.data, stride, width, height, _library.RGBA8, premultiplied)
+    return _library.Frame(array.ctypes.data, stride, width, height, _library.RGBA8, bool(premultiplied))
 
 
 def _as_rgba(picture: Picture) -> Picture:
@@ -155,6 +159,8 @@ def _as_rgba(picture: Picture) -> Picture:
     if picture.ndim != 3 or picture.shape[2] not in (3, 4):
         raise ValueError(f"a picture has the shape (height, width, 3 or 4), not {picture.shape}")
     height, width, channels = picture.shape
+    if not (1 <= width <= _library.LONGEST_SIDE and 1 <= height <= _library.LONGEST_SIDE):
+        raise ValueError(f"{width} x {height} pixels are no size; give 1 to {_library.LONGEST_SIDE} on each side")
     packed_pixels = channels == 4 and picture.strides[2] == 1 and (width < 2 or picture.strides[1] == 4)
     if packed_pixels and (height < 2 or abs(picture.strides[0]) >= 4 * width):
         return picture
@@ -168,7 +174,7 @@ def _rendered(render: Callable[..., int], picture: Picture, settings: AnySetting
     """What a function of the library makes of the picture, and what it answers."""
     source = _as_rgba(picture)
     result = np.empty(source.shape, np.uint8)
-    given = settings if isinstance(settings, Settings) else Settings(settings)
+    given = Settings(settings)  # a copy, which no other thread changes
     answer = render(given.handle, _frame(source, premultiplied), _frame(result, premultiplied), *more)
     return result, answer
 

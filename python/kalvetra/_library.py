@@ -3,12 +3,16 @@
 from __future__ import annotations
 
 import ctypes
+import operator
 import os
 import sys
 from ctypes import POINTER, c_char_p, c_double, c_int, c_int64, c_size_t, c_ssize_t, c_ubyte, c_void_p
-from typing import Any, Callable
+from typing import Any, Callable, Type
 
 RGBA8 = 3
+LONGEST_SIDE = 65535
+MOST_THREADS = 1024
+LAST_FRAME = 2**63 - 1
 
 
 class Frame(ctypes.Structure):
@@ -41,17 +45,18 @@ class NoBackdropError(ValueError):
     """The frames show no green screen."""
 
 
-def _load() -> ctypes.CDLL:
+def _load(kind: Type[ctypes.CDLL]) -> ctypes.CDLL:
     name = "libkalvetra.0.dylib" if sys.platform == "darwin" else "libkalvetra.so.0"
     file = os.environ.get("KALVETRA_LIBRARY", name)
     try:
-        return ctypes.CDLL(file)
+        return kind(file)
     except OSError as error:
         raise ImportError(f"{file} cannot be loaded ({error}); install libkalvetra0, or name the library in the "
                           "environment variable KALVETRA_LIBRARY") from None
 
 
-_library = _load()
+_library = _load(ctypes.CDLL)  # releases the interpreter's lock while it works
+_holding = _load(ctypes.PyDLL)  # keeps it: a settings object may not be read while another thread changes it
 _EXCEPTIONS = {-5: NoBackdropError, -6: MemoryError, -7: RuntimeError}  # the rest: ValueError
 
 
@@ -62,7 +67,7 @@ def _checked(answer: int, _function: object, _arguments: object) -> int:
 
 
 def _function(name: str, result: object, *arguments: object, checked: bool = False) -> Any:
-    function = getattr(_library, "kalvetra_" + name)
+    function = getattr(_holding if name.startswith("settings_") else _library, "kalvetra_" + name)
     function.restype, function.argtypes = result, arguments
     if checked:
         function.errcheck = _checked
@@ -98,14 +103,28 @@ def last_error() -> str:
     return str(_last_error().decode())
 
 
+def text(given: str) -> bytes:
+    """As the library takes it, for which it would end at a NUL."""
+    if "\0" in given:
+        raise ValueError("there is a NUL character in a text; leave it out")
+    return given.encode()
+
+
+def number(name: str, given: int, most: int) -> int:
+    """As the library takes it; ctypes would cut off what does not fit."""
+    if not 0 <= (whole := operator.index(given)) <= most:
+        raise ValueError(f"{name} cannot be {whole}; give 0..{most}")
+    return whole
+
+
 def _text(name: str, *arguments: object) -> Callable[..., str]:
     """A function that writes into a buffer as snprintf does, as one that answers the text."""
     write = _call(name, *arguments, c_char_p, c_size_t)
 
     def read(*given: object) -> str:
-        length = write(*given, None, 0)
-        buffer = ctypes.create_string_buffer(length + 1)
-        write(*given, buffer, length + 1)
+        buffer = ctypes.create_string_buffer(64)
+        while (length := write(*given, buffer, len(buffer))) >= len(buffer):  # another thread may make it longer
+            buffer = ctypes.create_string_buffer(length + 1)
         return buffer.value.decode()
 
     return read

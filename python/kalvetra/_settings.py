@@ -6,6 +6,8 @@ import os
 from numbers import Integral
 from typing import Callable, Dict, Iterator, List, Mapping, MutableMapping, NamedTuple, Optional, Tuple, Union
 
+import numpy as np
+
 from . import _library
 
 Value = Union[bool, int, str, Tuple[int, int, int]]
@@ -35,12 +37,12 @@ def _value(kind: str, text: str) -> Value:
 
 
 def _text(value: Value) -> bytes:
-    if isinstance(value, bool):
+    if isinstance(value, (bool, np.bool_)):
         return b"on" if value else b"off"
     if isinstance(value, tuple):
-        return ",".join(map(str, value)).encode()
+        return _library.text(",".join(map(str, value)))
     if isinstance(value, (Integral, str)):
-        return str(value).encode()
+        return _library.text(str(value))
     raise TypeError(f"a setting is a bool, an int, a str or a tuple of three ints, not {type(value).__name__}")
 
 
@@ -74,16 +76,25 @@ class Settings(MutableMapping[str, Value]):
         settings = kalvetra.Settings({"key-color": "#2da54b"})
         settings["screen-gain"] = 40
 
+    Settings(other) is a copy of other settings, keyframes included. Threads may share settings and change them: each
+    call keys with a copy of them as they are when it begins.
+
     A preset may hold keyframes: settings[slug] is then the value at frame 0, and at(frame) gives those of any frame.
     Raises KeyError where an unknown slug is read, and ValueError, with a sentence that says what to give, where one is set,
     for values that are none of the parameter's, and for text that is no preset.
     """
 
     def __init__(self, values: Mapping[str, Value] = {}) -> None:
-        self.handle = _library.settings_new()
+        other = values if isinstance(values, Settings) else None
+        self.handle: int = _library.settings_new() if other is None else _library.settings_copy(other.handle)
         if not self.handle:
             raise MemoryError(_library.last_error())
-        self.update(values)
+        self._reasons: Dict[str, str] = {}
+        self._left_out: List[str] = []
+        if other is None:
+            self.update(values)
+        else:
+            self._reasons, self._left_out = other.reasons, other.left_out
 
     def __del__(self) -> None:
         if getattr(self, "handle", None):
@@ -93,7 +104,8 @@ class Settings(MutableMapping[str, Value]):
         return self._at(slug, 0)
 
     def __setitem__(self, slug: str, value: Value) -> None:
-        _library.settings_set(self.handle, slug.encode(), _text(value))
+        _library.settings_set(self.handle, _library.text(slug), _text(value))
+        self._reasons.pop(slug, None)
 
     def __delitem__(self, slug: str) -> None:
         raise TypeError("settings always have all parameters; set it to its default")
@@ -108,28 +120,28 @@ class Settings(MutableMapping[str, Value]):
         changed = {slug: value for slug, value in self.items() if value != _PARAMETERS[slug].default}
         return f"Settings({changed})"
 
-    def __reduce__(self) -> Tuple[Callable[[str], Settings], Tuple[str]]:
-        return Settings.from_json, (self.to_json(),)
+    def __eq__(self, other: object) -> bool:
+        if isinstance(other, Settings):
+            return self.to_json() == other.to_json()  # with its keyframes
+        return super().__eq__(other)
 
-    def __copy__(self) -> Settings:
-        copy = Settings.__new__(Settings)
-        copy.handle = _library.settings_copy(self.handle)
-        if not copy.handle:
-            raise MemoryError(_library.last_error())
-        return copy
+    def __reduce__(self) -> Tuple[Callable[[str], Settings], Tuple[str], Dict[str, object]]:
+        state: Dict[str, object] = {"_reasons": self.reasons, "_left_out": self.left_out}
+        return Settings.from_json, (self.to_json(),), state
 
     def _at(self, slug: str, frame: int) -> Value:
-        return _value(_PARAMETERS[slug].kind, _library.settings_get(self.handle, slug.encode(), frame))
+        return _value(_PARAMETERS[slug].kind, _library.settings_get(self.handle, _library.text(slug), frame))
 
     def at(self, frame: int) -> Dict[str, Value]:
         """All values at a frame, counted from 0."""
-        return {slug: self._at(slug, frame) for slug in self}
+        counted = _library.number("frame", frame, _library.LAST_FRAME)
+        return {slug: self._at(slug, counted) for slug in self}
 
     @classmethod
     def from_json(cls, text: str) -> Settings:
         """The settings of a preset; what it leaves out has its default."""
         settings = cls()
-        _library.settings_read_preset(settings.handle, text.encode())
+        _library.settings_read_preset(settings.handle, _library.text(text))
         return settings
 
     def to_json(self) -> str:
@@ -153,10 +165,15 @@ class Settings(MutableMapping[str, Value]):
     @property
     def reasons(self) -> Dict[str, str]:
         """Why propose chose which value, a sentence for each parameter that still has it; empty for other settings."""
-        reasons = {slug: _library.settings_reason(self.handle, slug.encode()) for slug in self}
-        return {slug: reason for slug, reason in reasons.items() if reason}
+        return dict(self._reasons)
 
     @property
     def left_out(self) -> List[str]:
         """What propose found and left out because it would do harm, a sentence each."""
-        return _library.settings_reason(self.handle, b"left-out").splitlines()
+        return list(self._left_out)
+
+    def _take_reasons(self) -> None:
+        """Keeps what the library says of proposed settings: pickles take it along, its presets do not hold it."""
+        reasons = {slug: _library.settings_reason(self.handle, slug.encode()) for slug in self}
+        self._reasons = {slug: reason for slug, reason in reasons.items() if reason}
+        self._left_out = _library.settings_reason(self.handle, b"left-out").splitlines()

@@ -7,9 +7,12 @@ import re
 import subprocess
 import sys
 import tempfile
+import threading
+import time
 import unittest
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
+from unittest import mock
 
 import kalvetra
 import numpy as np
@@ -79,6 +82,48 @@ class Keying(unittest.TestCase):
         for result in results:
             np.testing.assert_array_equal(result, results[0])
 
+    def test_settings_that_change_meanwhile_are_keyed_with_as_they_were(self):
+        settings = kalvetra.Settings(GREEN)
+        expected = kalvetra.key(screen(), settings)
+        render = kalvetra._library.render
+
+        def changed_meanwhile(*arguments):  # as by another thread, when the call has begun
+            settings["view"] = "source"
+            return render(*arguments)
+
+        with mock.patch.object(kalvetra._library, "render", changed_meanwhile):
+            np.testing.assert_array_equal(kalvetra.key(screen(), settings), expected)
+
+    def test_no_other_thread_runs_while_settings_are_read(self):
+        keys = [[i, i % 9] for i in range(50000)]
+        settings = kalvetra.Settings.from_json(f'{{"look": 1, "settings": {{"shadow": {keys}}}}}')
+        turns, done = [0], threading.Event()
+
+        def take_turns():
+            while not done.is_set():
+                turns[0] += 1
+                time.sleep(0)
+
+        usual = sys.getswitchinterval()
+        with ThreadPoolExecutor(1) as pool:
+            sys.setswitchinterval(60)  # only what releases the interpreter's lock lets the other thread run
+            try:
+                pool.submit(take_turns)
+                while not turns[0]:
+                    time.sleep(0.001)
+                before = turns[0]
+                settings.to_json()
+                after = turns[0]
+            finally:
+                sys.setswitchinterval(usual)
+                done.set()
+        self.assertEqual(before, after)
+
+    def test_more_threads_than_the_machine_has_print_nothing(self):
+        program = "import kalvetra, numpy; kalvetra.key(numpy.zeros((64, 64, 3), 'u1'), {}, threads=1024)"
+        ran = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True)
+        self.assertEqual((ran.stdout, ran.stderr, ran.returncode), ("", "", 0))
+
     def test_plate_and_status(self):
         plate, estimated = kalvetra.plate(screen(), GREEN)
         self.assertTrue(estimated)
@@ -97,6 +142,23 @@ class Keying(unittest.TestCase):
         with self.assertRaisesRegex(ValueError, "give one of scalar"):
             kalvetra.key(screen(), GREEN, cpu="fast")
 
+    def test_refuses_what_c_would_cut_short(self):
+        for options in {"threads": 2**32 + 1}, {"threads": -1}, {"frame": 2**64 + 5}, {"frame": -1}, \
+                {"cpu": "scalar\0"}:
+            with self.assertRaises(ValueError):
+                kalvetra.key(screen(), GREEN, **options)
+        with self.assertRaisesRegex(ValueError, "65536 x 1 pixels"):
+            kalvetra.key(np.zeros((1, 65536, 3), np.uint8), GREEN)
+        settings = kalvetra.Settings(GREEN)
+        for call in (lambda: settings.at(2**64), lambda: settings.update({"view": "matte\0"}),
+                     lambda: settings.update({"view\0": "matte"}), lambda: kalvetra.propose(screen(), "#289646\0"),
+                     lambda: kalvetra.Settings.from_json(settings.to_json() + "\0")):
+            with self.assertRaises(ValueError):
+                call()
+        by_fields = kalvetra.key(screen(), GREEN, fields=True)
+        for truth in np.bool_(True), 2**32:
+            np.testing.assert_array_equal(kalvetra.key(screen(), GREEN, fields=truth), by_fields)
+
 
 class Finding(unittest.TestCase):
     def test_picks_the_screens_colour(self):
@@ -114,6 +176,10 @@ class Finding(unittest.TestCase):
         self.assertTrue(found.reasons["clip-black"])
         self.assertNotIn("view", found.reasons)
         self.assertIsInstance(found.left_out, list)
+        for same in copy.copy(found), copy.deepcopy(found), pickle.loads(pickle.dumps(found)), kalvetra.Settings(found):
+            self.assertEqual((same.reasons, same.left_out), (found.reasons, found.left_out))
+            same["clip-black"] = 3
+            self.assertEqual(same.reasons.keys(), found.reasons.keys() - {"clip-black"})
         self.assertEqual(kalvetra.propose(screen(), "#289646")["key-color"], "#289646")
         with self.assertRaisesRegex(ValueError, "4:2:2"):
             kalvetra.propose(screen(), chroma="4:1:0")
@@ -125,6 +191,9 @@ class TheSettings(unittest.TestCase):
         self.assertEqual(list(settings), [row.slug for row in kalvetra.parameters()])
         self.assertEqual(settings["key-color"], "#289646")
         self.assertEqual(settings["smooth-bg"], True)
+        settings["smooth-bg"] = np.bool_(False)
+        self.assertEqual(settings["smooth-bg"], False)
+        settings["smooth-bg"] = np.bool_(True)
         settings["screen-gain"] = np.int64(40)
         self.assertEqual(settings["screen-gain"], 40)
         self.assertEqual(repr(settings), "Settings({'key-color': '#289646', 'screen-gain': 40})")
@@ -135,7 +204,10 @@ class TheSettings(unittest.TestCase):
                 settings[slug] = value
 
     def test_go_through_presets_copies_and_pickles(self):
-        settings = kalvetra.Settings({**GREEN, "edge-blur": True})
+        settings = kalvetra.Settings.from_json('{"look": 1, "settings": {"clip-black": [[0, 0], [10, 50]]}}')
+        settings.update({**GREEN, "edge-blur": True})
+        self.assertEqual(settings, dict(settings))
+        self.assertNotEqual(settings, kalvetra.Settings(dict(settings)))  # which has no keyframes
         with tempfile.TemporaryDirectory() as folder:
             file = Path(folder) / "a.json"
             settings.save(file)
@@ -143,10 +215,11 @@ class TheSettings(unittest.TestCase):
             file.write_text('{"look": 1, "settings": {"shadow": 101}}')
             with self.assertRaisesRegex(ValueError, r"a\.json.*line 1.*0\.\.100"):
                 kalvetra.Settings.load(file)
-        self.assertEqual(pickle.loads(pickle.dumps(settings)), settings)
-        other = copy.copy(settings)
-        other["edge-blur"] = False
-        self.assertEqual(settings["edge-blur"], True)
+        for other in pickle.loads(pickle.dumps(settings)), copy.copy(settings), copy.deepcopy(settings), \
+                kalvetra.Settings(settings):
+            self.assertEqual(other, settings)
+            other["edge-blur"] = False
+            self.assertEqual(settings["edge-blur"], True)
 
     def test_parameters_describe_themselves(self):
         rows = {row.slug: row for row in kalvetra.parameters()}
