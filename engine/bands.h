@@ -14,9 +14,7 @@ class Bands {
  public:
   // `workers` may be null, and must stay while bands are run.
   Bands(const Workers* workers, int rows)
-      : workers_(workers),
-        rows_(rows),
-        count_(workers == nullptr ? 1 : std::clamp(rows / kLeastRows, 1, workers->count * kBandsAThread)) {}
+      : workers_(workers), rows_(rows), count_(workers == nullptr ? 1 : bandsFor(workers->count, rows)) {}
 
   int count() const { return count_; }
   // The first row of a band; that of `count()` is the number of rows.
@@ -41,6 +39,11 @@ class Bands {
  private:
   static constexpr int kLeastRows = 16;    // of a band: neighbours share rows that both have to read
   static constexpr int kBandsAThread = 2;  // rows full of edges take several times as long as plain ones
+
+  static int bandsFor(int threads, int rows) {
+    const int most = std::max(rows / kLeastRows, 1);
+    return std::min(std::clamp(threads, 1, most) * kBandsAThread, most);
+  }
 
   const Workers* workers_;
   int rows_, count_;

@@ -1,12 +1,14 @@
 // The keying engine: record checks, driver, passes and render entry.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 
 #include "engine/CKALVETRA.h"
 #include "engine/KALVETRA_MakeMaskGreenBack32bit.h"
 #include "engine/KalvetraFinalCut.h"
+#include "engine/bands.h"
 #include "parameters/parameter_table.h"
 #include "tests/support/cpu_levels.h"
 #include "tests/support/rendered.h"
@@ -353,6 +355,31 @@ TEST(RenderEntry, LargeFramesKeepTheirBytes) {
     EXPECT_EQ(1444998034409168601u,
               hash(701, 395, [](KeySettings& s) { s.smoothBG = 0, s.edgeContract = 1, s.edgeBlur = 1; }));
   });
+}
+
+// The level of a lent thread is another: where there are vectors, `process` differs from the caller's.
+TEST(Bands, CoverTheRowsAtTheCallersLevelForAnyNumberOfThreads) {
+  const kalvetra::CpuLevel process = kalvetra::cpuLevels().back();
+  for (const int threads : {INT_MIN, -1, 0, 1, 2, 7, 1 << 30, INT_MAX}) {
+    for (const int rows : {1, 15, 16, 40, 1000, 65535}) {
+      SCOPED_TRACE(testing::Message() << threads << " threads, " << rows << " rows");
+      const kalvetra::Workers workers{threads, [process](int parts, const std::function<void(int)>& work) {
+                                        const kalvetra::CpuLevelScope lent(process);
+                                        for (int part = 0; part < parts; ++part) work(part);
+                                      }};
+      const kalvetra::CpuLevelScope callers(kalvetra::CpuLevel::Scalar);
+      const kalvetra::Bands bands(&workers, rows);
+      int next = 0;
+      bands.run([&](int, int first, int end) {
+        EXPECT_EQ(kalvetra::CpuLevel::Scalar, kalvetra::cpuLevel());
+        EXPECT_EQ(next, first);
+        EXPECT_LT(first, end);
+        next = end;
+      });
+      EXPECT_EQ(rows, next);
+      EXPECT_LE(bands.count(), std::clamp(threads, 1, rows) * 2LL);
+    }
+  }
 }
 
 }  // namespace
