@@ -118,6 +118,15 @@ void copyRows(const ConstFrame& input, const Frame& output) {
   for (int y = 0; y < input.height; ++y) std::memcpy(output.row(y), input.row(y), bytes);
 }
 
+// Colours neither divided by alpha nor multiplied by it.
+void copyPremultiplied(ConstFrame input, Frame output) {
+  input.premultiplied = output.premultiplied = false;
+  asStraight(input, output, false, [](const ConstFrame& source, const Frame& result) {
+    copyRows(source, result);
+    return true;
+  });
+}
+
 // A whole picture by vectors; false, with nothing written, where it has to be rendered the plain way.
 bool streamed(const KeySettings& settings, const ConstFrame& input, const Frame& output, const Clip& clip,
               const Workers* workers) {
@@ -188,6 +197,7 @@ bool drawPlate(const KeySettings& settings, const ConstFrame& input, const Frame
 void render(const KeySettings& settings, const ConstFrame& input, const Frame& output, const RenderOptions& options) {
   const Clip clip(settings.clipBlack, settings.clipWhite);
   const bool keyed = settings.view != kKalvetraViewSource;
+  if (!keyed && input.premultiplied && output.premultiplied) return copyPremultiplied(input, output);
   const auto byVectors = [&](const ConstFrame& source, const Frame& result) {
     return streamed(settings, source, result, clip, options.workers);
   };

@@ -24,17 +24,18 @@ struct RenderOptions {
 //
 // Only the area that both frames have in common is read and written; there may be none. The frames may be of any format
 // and alpha each, and may lie in the same memory: the result is that of the input as straight Argb8, brought into the
-// output's form. Premultiplied colours are converted as in pixel_formats.h. No side may exceed 65535 pixels.
+// output's form. Premultiplied colours are converted as in pixel_formats.h; view Source from premultiplied to
+// premultiplied leaves them as they are. No side may exceed 65535 pixels.
 //
 // Values out of range make the pipeline refuse the frame; the result view is then empty. Throws std::bad_alloc, with
 // nothing written, when memory of its own runs out; what the passes meet in the plain pipeline is answered by a frame
-// that is empty or partly keyed.
+// that is empty or partly keyed. What Workers::run throws passes; the output may then be written in part.
 void render(const KeySettings& settings, const ConstFrame& input, const Frame& output,
             const RenderOptions& options = {});
 
 // Writes the backdrop that the frame would be keyed against, opaque: the background plate (of each field, for fields),
 // or the one key colour, with an answer of false, where smoothBG is off, nothing is keyed or a value is out of range.
-// Otherwise like render.
+// Otherwise like render, but where memory runs out for the second field, the first may have been written.
 bool renderPlate(const KeySettings& settings, const ConstFrame& input, const Frame& output, Scan scan = Scan::Whole);
 
 }  // namespace kalvetra

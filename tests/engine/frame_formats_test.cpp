@@ -52,16 +52,16 @@ struct Stored {
             form.format,
             form.premultiplied};
   }
-  // Straight Argb8 in or out, by the rules written out once more.
-  void put(const Bytes& argb) {
-    forEachByte([&](unsigned char& stored, std::size_t pixel, std::size_t c) {
-      const int value = argb[pixel * 4 + c], alpha = argb[pixel * 4];
-      stored = static_cast<unsigned char>(form.premultiplied && c != 0 ? value * alpha / 255 : value);
-    });
-  }
-  Bytes straight() {
+  // Straight Argb8 in or out, by the rules written out once more; "as it is": colours stay as they are.
+  void put(const Bytes& argb) { put(argb, form.premultiplied); }
+  void putAsItIs(const Bytes& argb) { put(argb, false); }
+  Bytes asItIs() {
     Bytes argb(static_cast<std::size_t>(4 * kWidth * kHeight));
     forEachByte([&](const unsigned char& stored, std::size_t pixel, std::size_t c) { argb[pixel * 4 + c] = stored; });
+    return argb;
+  }
+  Bytes straight() {
+    Bytes argb = asItIs();
     for (std::size_t i = 0; form.premultiplied && i < argb.size(); ++i) {
       const double alpha = argb[i / 4 * 4];
       if (i % 4 == 0) continue;
@@ -85,6 +85,14 @@ struct Stored {
   Form form;
   std::ptrdiff_t step;
   Bytes bytes;
+
+ private:
+  void put(const Bytes& argb, bool multiplies) {
+    forEachByte([&](unsigned char& stored, std::size_t pixel, std::size_t c) {
+      const int value = argb[pixel * 4 + c], alpha = argb[pixel * 4];
+      stored = static_cast<unsigned char>(multiplies && c != 0 ? value * alpha / 255 : value);
+    });
+  }
 };
 
 std::string nameOf(const Form& f) {
@@ -98,7 +106,7 @@ Stored stored(const Form& form, const Bytes& argb) {
   return picture;
 }
 
-// Premultiplied, too: its colours may exceed their alpha.
+// Every fifth pixel has an alpha of its own, the others are opaque.
 Bytes picture() {
   Bytes frame = test::greenScreen(kWidth, kHeight, 3);
   for (std::size_t i = 0; i < frame.size(); i += 4) frame[i] = static_cast<unsigned char>(i % 20 == 0 ? i / 7 : 255);
@@ -117,18 +125,28 @@ std::vector<KeySettings> someSettings() {
   return all;
 }
 
+// The bytes that a picture's view is to have in that form.
+Bytes wantedBytes(const KeySettings& settings, Stored& input, const Form& to, Scan scan = Scan::Whole) {
+  Stored output(to);
+  if (settings.view == 0 && input.form.premultiplied && to.premultiplied) {
+    output.putAsItIs(input.asItIs());
+  } else {
+    output.put(test::rendered(settings, input.straight(), kWidth, kHeight, scan));
+  }
+  return output.bytes;
+}
+
 TEST(FrameFormats, GiveWhatThePackedStraightPictureGives) {
   test::atEveryLevel([&](CpuLevel level) {
     for (const KeySettings& settings : someSettings()) {
       for (const Scan scan : {Scan::Whole, Scan::Fields}) {
         for (const Form& from : allForms()) {
           Stored input = stored(from, picture());
-          const Bytes wanted = test::rendered(settings, input.straight(), kWidth, kHeight, scan);
           // Every form on one side meets the plain one and itself on the other.
           for (const Form& to : {from, Form{PixelFormat::Argb8, false, Rows::Packed}}) {
             Stored output(to);
             render(settings, input.frame(), output.frame(), {scan});
-            ASSERT_EQ(stored(to, wanted).bytes, output.bytes)
+            ASSERT_EQ(wantedBytes(settings, input, to, scan), output.bytes)
                 << cpuLevelName(level) << ": " << nameOf(from) << " to " << nameOf(to) << ", view " << settings.view;
           }
         }
@@ -144,15 +162,35 @@ TEST(FrameFormats, AFrameMayBeRenderedInItsOwnMemory) {
         for (Form to : allForms()) {
           if (to.rows != from.rows) continue;
           Stored memory = stored(from, picture());
-          const Bytes wanted = test::rendered(settings, memory.straight(), kWidth, kHeight);
+          const Bytes wanted = wantedBytes(settings, memory, to);
           const Frame input = memory.frame();
           memory.form = to;
           render(settings, input, memory.frame());
-          ASSERT_EQ(stored(to, wanted).bytes, memory.bytes) << cpuLevelName(level) << ": " << nameOf(from);
+          ASSERT_EQ(wanted, memory.bytes) << cpuLevelName(level) << ": " << nameOf(from);
         }
       }
     }
   });
+}
+
+// Whatever the bytes: colours may exceed their alpha. Opaque pixels stay where nothing is keyed, too.
+TEST(FrameFormats, PremultipliedPicturesThatAreOnlyShownKeepTheirBytes) {
+  KeySettings shown = defaultSettings(), notKeyed = defaultSettings();
+  shown.view = 0;
+  for (const Form& from : allForms()) {
+    for (const Form& to : allForms()) {
+      if (!from.premultiplied || !to.premultiplied) continue;
+      Stored input(from), output(to);
+      Bytes wanted = test::noise(4 * kWidth * kHeight, 5);
+      input.putAsItIs(wanted);
+      render(shown, input.frame(), output.frame());
+      ASSERT_EQ(wanted, output.asItIs()) << nameOf(from) << " to " << nameOf(to);
+      for (std::size_t i = 0; i < wanted.size(); i += 4) wanted[i] = 255;
+      input.putAsItIs(wanted);
+      render(notKeyed, input.frame(), output.frame());
+      ASSERT_EQ(wanted, output.asItIs()) << nameOf(from) << " to " << nameOf(to);
+    }
+  }
 }
 
 TEST(FrameFormats, PlatesComeInEveryForm) {
