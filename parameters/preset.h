@@ -29,8 +29,8 @@ struct Preset {
 };
 
 // Reads a preset from its text, any bytes. `name` is the file's, for messages. Throws UserError with that name, the
-// line and the reason for what is no JSON, unknown or repeated names, values of a wrong type or out of range, and a
-// look newer than `engineLook`.
+// line of the name or value at fault and the reason for what is no JSON, unknown or repeated names, values of a wrong
+// type or out of range, and a look newer than `engineLook`.
 Preset parsePreset(std::string_view text, const std::string& name, int engineLook = kLookVersion);
 
 // The preset of this look whose member "settings" was parsed elsewhere. Throws UserError like parsePreset, without

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <vector>
 
 #include "parameters/parameter_json.h"
 #include "parameters/preset.h"
@@ -38,21 +39,23 @@ std::string expected(const Parameter& p) {
   return entries;
 }
 
-// The text under a name of its own, and the lines on which its names stand.
+// The text under a name of its own, and the lines on which its values stand.
 struct Source {
   const std::string& name;
-  std::map<std::string, int> lines{};  // of "look", "settings" and the slugs; empty for what was parsed elsewhere
-  int firstLine = 0;                   // stands for everything else; 0 for none
+  // By "look", "settings" and the slugs: the lines of the value (index 0) and of all that it holds, as they were read:
+  // the keyframe of index i is at 1 + 3 * i, followed by its frame and its value. Empty for what was parsed elsewhere.
+  std::map<std::string, std::vector<int>> lines{};
+  int firstLine = 0;  // stands for everything else; 0 for none
 };
 
 [[noreturn]] void fail(const Source& source, int line, const std::string& reason) {
   throw UserError(source.name + (line > 0 ? ", line " + std::to_string(line) : "") + ": " + reason);
 }
 
-// For what is wrong with the value of a name.
-[[noreturn]] void failAt(const Source& source, const std::string& name, const std::string& reason) {
+// For what is wrong with the value of a name, or with what it holds at that index of Source::lines.
+[[noreturn]] void failAt(const Source& source, const std::string& name, std::size_t index, const std::string& reason) {
   const auto found = source.lines.find(name);
-  fail(source, found == source.lines.end() ? source.firstLine : found->second, reason);
+  fail(source, found == source.lines.end() ? source.firstLine : found->second.at(index), reason);
 }
 
 // The parser's own reason without its place; what it read last may be any bytes, and is left out.
@@ -75,8 +78,8 @@ const Parameter& settingOf(const Source& source, const std::string& name, int li
   fail(source, line, inQuotes(name) + " is no setting; the nearest is " + inQuotes(nearestSlug(name)));
 }
 
-// Takes a name as it is read, in the preset (depth 1) or in an object inside it.
-void takeName(Source& source, int depth, const std::string& name, int line) {
+// Takes a name as it is read, in the preset (depth 1) or in its settings. Returns the list of its value's lines.
+std::vector<int>* takeName(Source& source, int depth, const std::string& name, int line) {
   if (depth > 1) {
     settingOf(source, name, line);
   } else if (name != "look" && name != "settings") {
@@ -84,22 +87,37 @@ void takeName(Source& source, int depth, const std::string& name, int line) {
     fail(source, line,
          inQuotes(name) + (isSetting ? " belongs in \"settings\"" : " is unknown; give \"look\" and \"settings\""));
   }
-  if (!source.lines.emplace(name, line).second) fail(source, line, inQuotes(name) + " is here twice; remove one");
+  const auto [taken, isNew] = source.lines.try_emplace(name);
+  if (!isNew) fail(source, line, inQuotes(name) + " is here twice; remove one");
+  return &taken->second;
 }
 
 Json parse(std::string_view text, Source& source) {
   std::istringstream in{std::string(text)};
+  int lineSoFar = 1;
+  std::streamoff counted = 0;  // characters, for lineSoFar
   // The line of the last character that the parser took; after a number it has taken one more, perhaps a line's end.
   const auto line = [&] {
     const std::streamoff taken = in.rdbuf()->pubseekoff(0, std::ios::cur, std::ios::in);
-    return 1 + static_cast<int>(std::count(text.begin(), text.begin() + std::max<std::streamoff>(taken - 1, 0), '\n'));
+    const std::streamoff end = std::max(taken - 1, counted);
+    lineSoFar += static_cast<int>(std::count(text.begin() + counted, text.begin() + end, '\n'));
+    counted = end;
+    return lineSoFar;
   };
+  std::vector<int>* lines = nullptr;  // of the value that is being read
+  bool inSettings = false;
   const auto check = [&](int depth, Json::parse_event_t event, const Json& parsed) {
     const bool opens = event == Json::parse_event_t::object_start || event == Json::parse_event_t::array_start;
     if (opens && depth >= kDeepest) {
       fail(source, line(), "this is nested too deeply; a setting is a value or a list of [frame, value] pairs");
     }
-    if (event == Json::parse_event_t::key) takeName(source, depth, parsed.get_ref<const std::string&>(), line());
+    if (lines != nullptr && (opens || event == Json::parse_event_t::value)) lines->push_back(line());
+    // A name further in belongs to a value that is refused later.
+    if (event == Json::parse_event_t::key && (depth == 1 || (depth == 2 && inSettings))) {
+      const auto& name = parsed.get_ref<const std::string&>();
+      lines = takeName(source, depth, name, line());
+      if (depth == 1) inSettings = name == "settings";
+    }
     return true;
   };
   try {
@@ -109,21 +127,22 @@ Json parse(std::string_view text, Source& source) {
   }
 }
 
-Keyframe keyframeOf(const Source& source, const Parameter& p, const Json& pair) {
+// `index` is the pair's in Source::lines.
+Keyframe keyframeOf(const Source& source, const Parameter& p, const Json& pair, std::size_t index) {
   const std::string slug(p.slug);
   if (!pair.is_array() || pair.size() != 2) {
-    failAt(source, slug,
+    failAt(source, slug, index,
            "the keyframes of " + inQuotes(slug) + " are [frame, value] pairs; " + shown(pair) + " is none");
   }
   const std::optional<std::int64_t> frame = wholeNumberIn(pair[0], 0, kLastKeyframe);
   if (!frame) {
-    failAt(source, slug,
+    failAt(source, slug, index + 1,
            "a frame of " + inQuotes(slug) + " cannot be " + shown(pair[0]) + "; give a whole number 0.." +
                std::to_string(kLastKeyframe));
   }
   const std::optional<int> value = valueOfJson(p, pair[1]);
   if (!value) {
-    failAt(source, slug,
+    failAt(source, slug, index + 2,
            inQuotes(slug) + " at frame " + std::to_string(*frame) + " cannot be " + shown(pair[1]) + "; give " +
                expected(p));
   }
@@ -134,18 +153,19 @@ Curve curveOf(const Source& source, const Parameter& p, const Json& given) {
   const std::string slug(p.slug);
   if (!given.is_array()) {
     if (const std::optional<int> value = valueOfJson(p, given)) return {{0, *value}};
-    failAt(source, slug,
+    failAt(source, slug, 0,
            inQuotes(slug) + " cannot be " + shown(given) + "; give " + expected(p) +
                ", or a list of [frame, value] pairs");
   }
   if (given.empty()) {
-    failAt(source, slug, "the keyframes of " + inQuotes(slug) + " are empty; give at least one [frame, value] pair");
+    failAt(source, slug, 0, "the keyframes of " + inQuotes(slug) + " are empty; give at least one [frame, value] pair");
   }
   Curve curve;
   for (const Json& pair : given) {
-    const Keyframe next = keyframeOf(source, p, pair);
+    const std::size_t index = 1 + 3 * curve.size();
+    const Keyframe next = keyframeOf(source, p, pair, index);
     if (!curve.empty() && next.frame <= curve.back().frame) {
-      failAt(source, slug,
+      failAt(source, slug, index + 1,
              "the keyframes of " + inQuotes(slug) + " must grow, but " + std::to_string(next.frame) + " follows " +
                  std::to_string(curve.back().frame));
     }
@@ -156,7 +176,7 @@ Curve curveOf(const Source& source, const Parameter& p, const Json& given) {
 
 std::map<int, Curve> curvesOf(const Source& source, const Json& settings) {
   if (!settings.is_object()) {
-    failAt(source, "settings", "\"settings\" cannot be " + shown(settings) + "; give {\"name\": value, ...}");
+    failAt(source, "settings", 0, "\"settings\" cannot be " + shown(settings) + "; give {\"name\": value, ...}");
   }
   std::map<int, Curve> curves;
   for (const auto& [name, value] : settings.items()) {
@@ -171,11 +191,11 @@ int lookOf(const Source& source, const Json& given, int engineLook) {
   if (look && *look <= engineLook) return static_cast<int>(*look);
   // A positive number beyond every range is a newer look, too.
   if (look || (given.is_number_unsigned() && given != 0)) {
-    failAt(source, "look",
+    failAt(source, "look", 0,
            "the preset is for look " + shown(given) + ", this program has look " + std::to_string(engineLook) +
                "; use a newer program");
   }
-  failAt(source, "look", "\"look\" cannot be " + shown(given) + "; give the look's version, a whole number from 1");
+  failAt(source, "look", 0, "\"look\" cannot be " + shown(given) + "; give the look's version, a whole number from 1");
 }
 
 }  // namespace
