@@ -17,7 +17,7 @@ std::vector<Setting> recordSettings(const std::function<void(KALVETRA_Param&, co
 KALVETRA_Param defaultRecord(const Images& images);
 
 // Of the render entry: the defaults, the ends of all sliders, no key, and every combination of its options, for which
-// the sliders are drawn among their ends and defaults, in each byte order.
+// the sliders are drawn among their ends and defaults; each combination in one of the three byte orders, in turn.
 std::vector<Setting> renderSettings();
 
 }  // namespace kalvetra::bench

@@ -75,11 +75,20 @@ TEST(ParameterTable, APopupHasEntriesOfItsOwn) {
 }
 
 TEST(ParameterTable, SlidersDependOnTheToggleOfTheirGroup) {
+  std::set<std::pair<std::string_view, std::string_view>> found;
   for (const Parameter& p : kParameters) {
     if (p.toggle == 0) continue;
-    EXPECT_EQ(ParameterKind::Toggle, kalvetra::findParameter(p.toggle)->kind);
-    EXPECT_EQ(p.group, kalvetra::findParameter(p.toggle)->group);
+    const Parameter& toggle = *kalvetra::findParameter(p.toggle);
+    EXPECT_EQ(ParameterKind::Toggle, toggle.kind);
+    EXPECT_EQ(p.group, toggle.group);
+    found.emplace(p.slug, toggle.slug);
   }
+  const std::set<std::pair<std::string_view, std::string_view>> expected{{"deblock-value", "deblocking"},
+                                                                         {"contract-mask", "edge-contract"},
+                                                                         {"contract-threshold", "edge-contract"},
+                                                                         {"blur-radius", "edge-blur"},
+                                                                         {"blur-value", "edge-blur"}};
+  EXPECT_EQ(expected, found);
 }
 
 TEST(ParameterTable, EveryFieldHasItsOwnRow) {
