@@ -20,14 +20,19 @@ constexpr std::string_view kOutOfMemory = "out of memory; try fewer --threads or
 
 // Libraries promise here and there not to throw and then ask for memory: such a failure cannot be caught.
 [[noreturn]] void endWithASentence() {
+  // Where GCC 12 inlined such a promise, the exception counts as uncaught, and its type is unknown (GCC's bug 97720).
+  bool isMemory = std::uncaught_exceptions() > 0;
   try {
     if (const std::exception_ptr failure = std::current_exception()) std::rethrow_exception(failure);
   } catch (const std::bad_alloc&) {
-    note(kOutOfMemory);
-    std::_Exit(1);
+    isMemory = true;
   } catch (...) {
+    isMemory = false;
   }
-  std::abort();
+  if (!isMemory) std::abort();
+  note(kOutOfMemory);
+  std::fflush(stderr);
+  std::_Exit(1);
 }
 
 int parseAndRun(int argc, char** argv) {

@@ -1,6 +1,6 @@
 // Memory that runs out at every possible place of the command: exit status 1 with one sentence, and no output under its
-// name; a hidden part may stay, which the next run removes. In KALVETRA_EVERY_ALLOCATION's presence no place is passed
-// over, which takes minutes.
+// name, or all of them where they were in place already; a hidden part may stay, which the next run removes. In
+// KALVETRA_EVERY_ALLOCATION's presence no place is passed over, which takes minutes.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -83,9 +83,9 @@ class OutOfMemory : public testing::Test {
     EXPECT_EQ(1, WEXITSTATUS(status)) << before << ": " << said;
     EXPECT_EQ(0u, said.find("kalvetra: ")) << before << ": " << said;
     EXPECT_EQ(said.size() - 1, said.find('\n')) << "not one sentence, after " << before << ": " << said;
-    for (const std::string& name : out.names()) {
-      EXPECT_TRUE(name.starts_with('.')) << name << " is left after " << before << ": " << said;
-    }
+    std::vector<std::string> outputs = out.names();
+    std::erase_if(outputs, [](const std::string& name) { return name.starts_with('.'); });
+    EXPECT_TRUE(outputs.empty() || outputs == whole_) << outputs.front() << " alone after " << before << ": " << said;
     return true;
   }
 
