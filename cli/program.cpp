@@ -26,8 +26,11 @@ constexpr std::string_view kOutOfMemory = "out of memory; try fewer --threads or
     if (const std::exception_ptr failure = std::current_exception()) std::rethrow_exception(failure);
   } catch (const std::bad_alloc&) {
     isMemory = true;
+  } catch (const std::exception& error) {
+    note(error.what());
+    std::abort();
   } catch (...) {
-    isMemory = false;
+    std::abort();
   }
   if (!isMemory) std::abort();
   note(kOutOfMemory);

@@ -1,6 +1,7 @@
 #include "jobs/auto_settings.h"
 
 #include <tbb/global_control.h>
+#include <tbb/task_arena.h>
 
 #include "jobs/frame_sampler.h"
 #include "support/interrupted.h"
@@ -38,6 +39,9 @@ FoundBackdrop findBackdrop(Reader& clip, int frames, const std::atomic<bool>& st
 
 Proposal proposeSettings(Reader& clip, std::optional<int> keyColor, int threads, const std::atomic<bool>& stop,
                          int frames) {
+  // oneTBB takes memory for a thread that it meets for the first time. Where that fails below a global_control, the
+  // latter's destructor waits for ever; so they meet before there is one.
+  tbb::task_arena(1).execute([] {});
   const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(threads));
   SettingsProposer proposer(chromaSamplingOf(clip));
   const int shown = sampleFrames(

@@ -7,12 +7,12 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <vector>
 
 namespace kalvetra {
 
-// Its threads are its own, so that a caller may lower their priority for good.
 template <class Item>
 class OrderedPipeline {
  public:
@@ -25,9 +25,10 @@ class OrderedPipeline {
     std::function<void(Item& item)> write;
   };
 
-  // Returns when the last item was written. On `threads` threads, from 1, the calling one among them; any of them does
-  // what is next to be done. So many items and two more are under way at most. Of the exceptions of all stages the
-  // first is thrown; nothing is read, worked on or written after it but what was begun by then.
+  // Returns when the last item was written. On `threads` threads, from 1, the calling one among them, or on as many of
+  // them as the system grants; any of them does what is next to be done. So many items and two more are under way at
+  // most. Of the exceptions of all stages the first is thrown; nothing is read, worked on or written after it but what
+  // was begun by then.
   static void run(const Stages& stages, int threads) { OrderedPipeline(stages, threads).runAll(threads); }
 
  private:
@@ -37,7 +38,8 @@ class OrderedPipeline {
     std::vector<std::thread> others;
     try {
       for (int i = 1; i < threads; ++i) others.emplace_back([this] { work(); });
-    } catch (...) {  // the system has no more threads
+    } catch (const std::system_error&) {  // no more threads are to be had: those that are there do the work
+    } catch (...) {
       fail(std::current_exception());
     }
     work();

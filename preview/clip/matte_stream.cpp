@@ -46,6 +46,7 @@ bool streamMattes(const KeyJob& job, const AnimatedSettings& settings, std::shar
       keyer->begin(*frame.picture, settings.at(frame.number), frame.mattes);
       takeAlpha(keyer->view(ShownView::Result), frame.matte);
       frame.picture.reset();
+      frame.mattes = {};
     };
   };
   stages.write = [&](StripFrame& frame) {

@@ -22,11 +22,11 @@ struct MatteStream {
   std::function<void(MattePlane matte)> matte;
 };
 
-// Returns after the range's last frame, or soon after `stop` is true. Keys on job.threads threads of low priority,
-// which rest between frames while something else is urgent. Only the job's input, range, whose ends are frames, and
-// ways of reading and keying count. With an index, which may be null, nothing long before the range is decoded; false
-// when it turned out to be wrong, and with it the numbers of the frames so far. Throws what reading and keying throw;
-// of several threads' exceptions the first.
+// Returns after the range's last frame, or soon after `stop` is true. Keys on job.threads threads of low priority, the
+// calling one among them, which keeps it; they rest between frames while something else is urgent. Only the job's
+// input, range, whose ends are frames, and ways of reading and keying count. With an index, which may be null, nothing
+// long before the range is decoded; false when it turned out to be wrong, and with it the numbers of the frames so far.
+// Throws what reading and keying throw; of several threads' exceptions the first.
 bool streamMattes(const KeyJob& job, const AnimatedSettings& settings, std::shared_ptr<const PictureIndex> index,
                   Precedence& precedence, const std::atomic<bool>& stop, const MatteStream& stream);
 

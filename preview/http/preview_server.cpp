@@ -4,9 +4,11 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include <system_error>
 #include <thread>
 
 #include "preview/http/page_files.h"
@@ -175,8 +177,13 @@ class PreviewServer::Http {
 
   void run(const std::atomic<bool>& stop) {
     std::atomic<bool> over{false};
+    std::exception_ptr failure;
     std::thread listener([&] {
-      server_.listen_after_bind();
+      try {
+        server_.listen_after_bind();
+      } catch (...) {
+        failure = std::current_exception();
+      }
       over = true;
     });
     // Before it is running it cannot be stopped.
@@ -188,6 +195,11 @@ class PreviewServer::Http {
       if (std::chrono::steady_clock::now() >= patience) hangUp(port_);
     }
     listener.join();
+    try {
+      if (failure) std::rethrow_exception(failure);
+    } catch (const std::system_error&) {
+      throw UserError("the preview's threads cannot be started; raise the limit of processes");
+    }
   }
 
  private:

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "cli/program.h"
+#include "jobs/auto_settings.h"
 #include "tests/support/run_program.h"
 #include "tests/support/scratch_folder.h"
 
@@ -159,6 +160,29 @@ TEST_F(OutOfMemory, MemoryThatStaysOutLeavesNoSequence) {
   walk({"key", clip(), "out-%03d.png", "--key-color", "#20b040", "--also", "matte=m-%03d.png", "--progress", "none",
         "--threads", "2"},
        true);
+}
+
+// oneTBB's own start among the first allocations.
+TEST_F(OutOfMemory, AProposalEndsThoughTheThreadsLibraryHasNoMemoryToBegin) {
+  for (long before = 0; before < 40; ++before) {
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      const std::atomic<bool> stop{false};
+      kalvetra::Reader reader(clip(), 1, stop);
+      alarm(kSecondsToHang);
+      failsOn = false;
+      allocationsLeft = before;
+      try {
+        kalvetra::proposeSettings(reader, 0x20b040, 2, stop, 1);
+      } catch (const std::exception&) {
+      }
+      _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(0, status) << "after " << before;
+  }
 }
 
 }  // namespace

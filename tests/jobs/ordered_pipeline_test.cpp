@@ -1,6 +1,9 @@
 #include "jobs/ordered_pipeline.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -78,5 +81,23 @@ TEST(OrderedPipeline, ThrowsTheFailureOfAnyStageAndWritesNothingAfterIt) {
     }
   }
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__clang__)  // sanitizers need more than any such limit
+TEST(OrderedPipeline, WorksOnTheThreadsThatTheSystemGrants) {
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    rlimit little{std::size_t{1} << 30, std::size_t{1} << 30};  // room for the stacks of a hundred threads or so
+    setrlimit(RLIMIT_AS, &little);
+    Numbers numbers;
+    numbers.count = 1000;
+    numbers.run(600);
+    _exit(numbers.workers < 600 && numbers.written.size() == 1000 ? 0 : 1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(0, status);
+}
+#endif
 
 }  // namespace
