@@ -11,10 +11,10 @@
 namespace kalvetra {
 
 struct ServerLimits {
-  std::chrono::seconds idle{1};    // until a request begins
-  std::chrono::seconds read{3};    // until the next byte of one comes
-  std::chrono::seconds write{30};  // until the other side takes the next bytes of an answer
-  std::size_t workers = 64;        // threads, of which every open connection has one; the others wait
+  std::chrono::seconds idle{1};          // until a request begins
+  std::chrono::milliseconds read{3000};  // until the next byte of one comes
+  std::chrono::seconds write{30};        // until the other side takes the next bytes of an answer
+  std::size_t workers = 64;              // threads, of which every open connection has one; the others wait
 };
 
 // Listens on 127.0.0.1 alone. Every path begins with a random token; requests with another host, or from a page of

@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <thread>
 
 #include "preview/http/preview_server.h"
@@ -40,7 +41,7 @@ Routes routes() {
 // Serves until the end of the process.
 class Served {
  public:
-  Served() : server_(routes()), running_([this] { server_.run(stop_); }) {}
+  Served() : server_(routes(), 0, {.read = std::chrono::milliseconds{20}}), running_([this] { server_.run(stop_); }) {}
   ~Served() {
     stop_ = true;
     running_.join();
@@ -58,7 +59,8 @@ class Served {
   std::thread running_;
 };
 
-// Sends all of it, and returns what comes until the server hangs up.
+// Sends all of it, and returns what comes until the server hangs up. The sending side stays open: to one that was shut
+// the server's library answers nothing.
 std::string exchange(int port, const std::string& bytes) {
   const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
   sockaddr_in address{};
@@ -71,7 +73,6 @@ std::string exchange(int port, const std::string& bytes) {
     if (count <= 0) break;
     sent += static_cast<std::size_t>(count);
   }
-  ::shutdown(socket, SHUT_WR);
   std::string answer(std::size_t{1} << 16, '\0');
   std::size_t got = 0;
   for (ssize_t count = 1; count > 0; got += static_cast<std::size_t>(std::max<ssize_t>(count, 0))) {

@@ -7,6 +7,7 @@ build=$1 version=$2 libraries=$3
 shift 3
 has() { [[ " $parts " == *" $1 "* ]]; }
 parts=$*
+configuration=$(sed -n 's/^CMAKE_BUILD_TYPE:[A-Z]*=//p' "$build/CMakeCache.txt" | tr '[:upper:]' '[:lower:]')
 
 for tool in dpkg-deb dpkg-shlibdeps cpack readelf; do
   command -v "$tool" >/dev/null || { echo "$tool is not installed"; exit 77; }  # skipped
@@ -61,7 +62,7 @@ usr/$libraries/libkalvetra.so.$version
 TEXT
   package libkalvetra-dev <<TEXT
 usr/include/kalvetra/kalvetra.h
-usr/$libraries/cmake/kalvetra/kalvetraConfig-release.cmake
+usr/$libraries/cmake/kalvetra/kalvetraConfig-$configuration.cmake
 usr/$libraries/cmake/kalvetra/kalvetraConfig.cmake
 usr/$libraries/cmake/kalvetra/kalvetraConfigVersion.cmake
 usr/$libraries/libkalvetra.so
