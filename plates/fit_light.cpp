@@ -1,0 +1,55 @@
+#include "plates/fit_light.h"
+
+#include <algorithm>
+
+namespace kalvetra::plates {
+
+namespace {
+
+constexpr int kHalvings = 2;          // from the picture to the coarse one in which distances are measured
+constexpr float kCoarse = 4.0f;       // pixels a coarse pixel is wide
+constexpr float kNearReach = 170.0f;  // 1080ths of the picture's height
+
+Plane coarse(Plane plane, const Workers* workers) {
+  for (int i = 0; i < kHalvings; ++i) plane = halved(plane, workers);
+  return plane;
+}
+
+}  // namespace
+
+Subject subjectOf(const Plane& alike, float unit, const Workers* workers) {
+  Plane other(alike.width, alike.height);
+  for (std::size_t i = 0; i < other.values.size(); ++i) other[i] = 1.0f - alike[i];
+  other = boxMean(other, std::max(1, static_cast<int>(6.0f * unit + 0.5f)), workers);
+  for (float& v : other.values) v = smoothStep(0.6f, 0.95f, v);
+  const Plane small = coarse(other, workers);
+  const Plane near = envelope(small, Plane(small.width, small.height, kCoarse / (kNearReach * unit)));
+  return {std::move(other), enlarged(near, alike.width, alike.height, workers)};
+}
+
+Plane litShare(const Plane& light, const Plane& alike, const Subject& subject, float unit, const Workers* workers) {
+  // Octaves a 1080th of the picture's height.
+  constexpr float kFar = 0.03f, kNear = 0.004f, kCore = 0.02f;
+  constexpr float kUnknown = 4.0f;  // octaves below its own light that a place without screen begins
+  constexpr float kForgivenNear = 0.10f, kForgivenFar = 1.0f;  // octaves below the surroundings
+  Plane weighted = light;
+  for (std::size_t i = 0; i < weighted.values.size(); ++i) weighted[i] *= alike[i];
+  Plane heights = coarse(std::move(weighted), workers);
+  const Plane weight = coarse(alike, workers), near = coarse(subject.near, workers),
+              core = coarse(subject.core, workers);
+  Plane slope(heights.width, heights.height);
+  for (std::size_t i = 0; i < heights.values.size(); ++i) {
+    heights[i] = heights[i] / std::max(weight[i], 1e-3f) - kUnknown * (1.0f - smoothStep(0.1f, 0.6f, weight[i]));
+    const float beside = kFar + (kNear - kFar) * smoothStep(0.0f, 0.5f, near[i]);
+    slope[i] = (beside + (kCore - beside) * core[i]) * kCoarse / unit;
+  }
+  const Plane full = enlarged(envelope(heights, slope), light.width, light.height, workers);
+  Plane lit(light.width, light.height);
+  for (std::size_t i = 0; i < lit.values.size(); ++i) {
+    const float forgiven = kForgivenFar + (kForgivenNear - kForgivenFar) * smoothStep(0.0f, 0.4f, subject.near[i]);
+    lit[i] = 1.0f - smoothStep(forgiven, 2.0f * forgiven, full[i] - light[i]);
+  }
+  return lit;
+}
+
+}  // namespace kalvetra::plates

@@ -1,0 +1,64 @@
+// The screen's paint: which shares of red and blue it has at a place and in a light, and how like it a pixel is.
+#pragma once
+
+#include <array>
+
+#include "plates/fit_picture.h"
+
+namespace kalvetra::plates {
+
+// A colour's shares of red and blue in its sum.
+struct Shares {
+  float red, blue;
+};
+
+// A difference of shares, seen from the key: along the way to grey (above 0: paler), and across it.
+struct Shift {
+  float pale, across;
+};
+
+class PaleAxis {
+ public:
+  explicit PaleAxis(const std::array<double, 3>& keyColor);
+  Shift of(Shares from, Shares to) const;
+  // 1 where shares may be the screen's, for a key that was picked from it, 0 where they surely are not.
+  float admits(Shares shares) const;
+  Shares key() const { return key_; }
+  float length() const { return length_; }  // from the key to grey: 0 grey, up to .75
+
+ private:
+  Shares key_, toGrey_;
+  float length_;
+};
+
+// Shares as a smooth function of place and light: quadratic in both, for lamps and shade differ in hue.
+class PaintModel {
+ public:
+  PaintModel(const Picture& picture, const PaintAndLight& parted, const PaleAxis& axis);
+
+  // `x` and `y` in pixels of the picture; light outside of what was seen counts as its darkest or brightest.
+  Shares at(float x, float y, float light) const;
+  float scatter() const { return scatter_; }  // of the screen's pixels about the model, along the pale axis
+  double weight() const { return weight_; }   // share of the picture's pixels that follow the model, 0..1
+
+ private:
+  static constexpr std::size_t kTerms = 10;
+  using Terms = std::array<double, kTerms>;
+  struct Sample;
+  static Terms termsOf(double x, double y, double light);
+  void solve(const std::vector<Sample>& samples);
+  float scatterOf(const std::vector<Sample>& samples, const PaleAxis& axis) const;
+
+  Terms red_{}, blue_{};
+  float scaleX_, scaleY_;
+  float darkest_ = 0.0f, brightest_ = 0.0f;
+  float scatter_ = 0.0f;
+  double weight_ = 0.0;
+};
+
+// How surely each pixel shows the screen's paint alone, 0..1. `near` (0..1) is where the subject is near: there little
+// is forgiven, for fine hair and veils differ by little.
+Plane likeness(const PaintModel& model, const PaleAxis& axis, const PaintAndLight& parted, const Plane& near,
+               float unit, const Workers* workers);
+
+}  // namespace kalvetra::plates
