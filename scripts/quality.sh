@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# Measures how good the pictures are: draws scenes with truth, keys them with the kalvetra that is built and with the
+# keyers of other makers that are installed, and writes a table and a page into build/quality. See docs/quality.md;
+# scripts/quality.sh --help lists the options. --kalvetra PATH=NAME, repeated, compares other builds instead.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+python=${PYTHON:-/usr/bin/python3}
+command -v "$python" >/dev/null || python=python3
+"$python" -c 'import cv2, numpy' 2>/dev/null || {
+  echo "quality.sh: $python lacks numpy or OpenCV: install python3-numpy and python3-opencv" >&2
+  exit 1
+}
+command -v ffmpeg >/dev/null || { echo "quality.sh: ffmpeg is missing: it codes the scenes" >&2; exit 1; }
+
+ours=()
+case " $* " in
+  *" --kalvetra"* | *" --draw-only "* | *" --help "* | *" -h "*) ;;
+  *)
+    built=build/release/kalvetra
+    [[ -x $built ]] || built=$(command -v kalvetra || true)
+    [[ -n $built ]] || { echo "quality.sh: build kalvetra first (cmake --build --preset release), or give --kalvetra PATH" >&2; exit 1; }
+    ours=(--kalvetra "$built")
+    ;;
+esac
+PYTHONPATH=bench PYTHONDONTWRITEBYTECODE=1 exec "$python" -m quality --out build/quality "${ours[@]}" "$@"
