@@ -1,0 +1,50 @@
+// Pictures as coarse grids of colours, to compare their light by: cheap, and enough for what a lamp does.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <vector>
+
+#include "engine/frame.h"
+#include "plates/plate.h"
+
+namespace kalvetra::plates {
+
+// Red, green and blue: of a colour in levels, 0..255, of a gain as factors.
+using Rgb = std::array<float, 3>;
+
+inline constexpr int kCellColumns = 64, kCellRows = 36;  // over any picture, whatever its proportions
+inline constexpr std::size_t kCells = std::size_t{kCellColumns} * kCellRows;
+
+struct Cell {
+  Rgb color{};          // mean of its samples that count, or of all where none does
+  float weight = 0.0f;  // share of its samples that count, 0..1
+};
+
+using Cells = std::vector<Cell>;  // row by row, kCells of them; none of an empty picture
+
+// Of 4 x 4 samples a cell, each one pixel. `counts`, where given, has a byte for each pixel of the picture: samples of
+// less than 128 do not count.
+Cells cellsOf(const ConstFrame& picture, const unsigned char* counts = nullptr);
+
+// The light of one picture in terms of another.
+struct Light {
+  Rgb gain{1.0f, 1.0f, 1.0f};
+  Rgb level{};           // of the screen in the other picture, mean
+  float screen = 0.0f;   // share of the cells that show anything of the screen's kind
+  float matched = 1.0f;  // of these, the share that is the other picture under that gain
+};
+
+// A robust ratio over the places where `picture` shows the screen of `plate`: subjects, shadows and other colours count
+// for little or nothing. Cells without weight in either are left out. Continuous in the colours but for single cells,
+// and 1 where too little of the screen is seen.
+Light lightOf(const Cells& picture, const Cells& plate);
+
+// What of the gain is more than rounding and an estimate's own error: exactly 1 up to a quarter of a level, the whole
+// gain from three quarters on, continuous between.
+Rgb significantGain(const Light& light);
+
+// Colours times gain, rounded; `plate` itself stays.
+Plate litPlate(const Plate& plate, const Rgb& gain);
+
+}  // namespace kalvetra::plates

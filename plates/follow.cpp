@@ -1,0 +1,217 @@
+#include "plates/follow.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "plates/plane.h"
+
+namespace kalvetra {
+
+using plates::Cell;
+using plates::Cells;
+using plates::cellsOf;
+using plates::Light;
+using plates::litPlate;
+using plates::Rgb;
+
+namespace {
+
+constexpr float kAgreement = 3.0f;     // levels: estimates of one screen err by up to about 1.6
+constexpr float kJump = 12.0f;         // levels from one estimate to the next: another shot
+constexpr float kWorst = 0.9f;         // of the places lie within a spread
+constexpr float kLeastBare = 0.25f;    // of a cell, to be compared by
+constexpr std::size_t kFewCells = 46;  // a fiftieth of them: nothing to compare
+constexpr float kLeastScreen = 0.04f;  // of a frame: with less of it nothing can be said of the backdrop
+constexpr float kLeastMatched = 0.5f;  // of what looks like screen
+
+Cells bareCells(const FittedPlate& fitted) {
+  const auto pixels = static_cast<std::size_t>(fitted.plate.width) * static_cast<std::size_t>(fitted.plate.height);
+  return cellsOf(fitted.plate.picture(), fitted.bare.size() == pixels ? fitted.bare.data() : nullptr);
+}
+
+// How far two pictures of one screen lie apart, light aside, where both are bare: levels; 0 where too little is.
+float distanceOf(const Cells& a, const Cells& b) {
+  const Light light = lightOf(a, b);
+  std::vector<float> off;
+  for (std::size_t i = 0; i < a.size() && i < b.size(); ++i) {
+    if (a[i].weight < kLeastBare || b[i].weight < kLeastBare) continue;
+    float most = 0.0f;
+    for (std::size_t c = 0; c < 3; ++c) most = std::max(most, std::abs(a[i].color[c] - light.gain[c] * b[i].color[c]));
+    off.push_back(most);
+  }
+  if (off.size() < kFewCells) return 0.0f;
+  const auto worst = off.begin() + static_cast<std::ptrdiff_t>(kWorst * static_cast<float>(off.size() - 1));
+  std::nth_element(off.begin(), worst, off.end());
+  return *worst;
+}
+
+// Colours a + share * (b - a); plates of one size.
+Plate between(const Plate& a, const Plate& b, float share) {
+  Plate mixed = a;
+  const auto part = static_cast<std::uint32_t>(share * 256.0f + 0.5f);
+  for (std::size_t i = 0; i < mixed.argb.size(); ++i)
+    mixed.argb[i] = static_cast<unsigned char>((a.argb[i] * (256 - part) + b.argb[i] * part + 128) >> 8);
+  mixed.noise = a.noise + share * (b.noise - a.noise);
+  mixed.keepsShadows = a.keepsShadows && b.keepsShadows;
+  return mixed;
+}
+
+bool isOneSize(const Plate& a, const Plate& b) { return a.width == b.width && a.height == b.height; }
+
+// How bare each pixel is, softened so that the mean of several estimates has no seams: from `kHidden` to 1.
+std::vector<float> bareness(const FittedPlate& fitted) {
+  constexpr float kHidden = 0.02f;
+  const int width = fitted.plate.width, height = fitted.plate.height;
+  plates::Plane bare(width, height, 1.0f);
+  if (fitted.bare.size() == bare.values.size()) {
+    for (std::size_t i = 0; i < bare.values.size(); ++i) bare[i] = fitted.bare[i] / 255.0f;
+  }
+  const int reach = std::max(1, std::max(width, height) / 60);
+  plates::Plane soft = boxMean(boxMean(bare, reach), reach);
+  // Full weight only well inside of what is bare: at its border the mean is half of what lies on either side.
+  for (float& v : soft.values) v = kHidden + (1.0f - kHidden) * plates::smoothStep(0.5f, 1.0f, v);
+  return std::move(soft.values);
+}
+
+// The estimates' mean in the light of `lights`, each where it saw the screen. Robust: an estimate that errs at a place
+// by a few levels counts for little there.
+Plate meanPlate(const std::vector<const FittedPlate*>& plates, const std::vector<Light>& lights) {
+  constexpr float kError = 1.5f;  // levels
+  constexpr int kRounds = 3;
+  Plate mean = plates[plates.size() / 2]->plate;
+  std::vector<std::vector<float>> bare;
+  float noise = 0.0f;
+  for (const FittedPlate* one : plates) {
+    bare.push_back(bareness(*one));
+    noise += one->plate.noise;
+    mean.keepsShadows = mean.keepsShadows && one->plate.keepsShadows;
+  }
+  mean.noise = noise / static_cast<float>(plates.size());
+  std::vector<Rgb> colors(plates.size());
+  for (std::size_t i = 0; i < mean.argb.size() / kPixelBytes; ++i) {
+    Rgb middle{};
+    for (int round = 0; round < kRounds; ++round) {
+      Rgb sum{};
+      float weights = 0.0f;
+      for (std::size_t k = 0; k < plates.size(); ++k) {
+        float square = 0.0f;
+        for (std::size_t c = 0; c < 3; ++c) {
+          if (round == 0) colors[k][c] = plates[k]->plate.argb[i * kPixelBytes + 1 + c] / lights[k].gain[c];
+          const float d = colors[k][c] - middle[c];
+          square += d * d;
+        }
+        const float weight = round == 0 ? bare[k][i] : bare[k][i] / (1.0f + square / (kError * kError));
+        weights += weight;
+        for (std::size_t c = 0; c < 3; ++c) sum[c] += weight * colors[k][c];
+      }
+      for (std::size_t c = 0; c < 3; ++c) middle[c] = sum[c] / weights;
+    }
+    for (std::size_t c = 0; c < 3; ++c)
+      mean.argb[i * kPixelBytes + 1 + c] = static_cast<unsigned char>(std::clamp(middle[c] + 0.5f, 0.0f, 255.0f));
+  }
+  return mean;
+}
+
+}  // namespace
+
+// One plate that could be that of a frame.
+struct PlateRow::Candidate {
+  const Known* before;
+  const Known* after;  // null, or what to mix in
+  float share;         // of `after`
+  Light light;
+  float fit() const { return light.screen < kLeastScreen ? 1.0f : light.matched; }
+};
+
+PlateRow::PlateRow(std::shared_ptr<const Plate> plate) {
+  if (plate == nullptr || plate->argb.empty()) return;
+  Cells cells = cellsOf(plate->picture());
+  stretches_.push_back({0, 0, {{0, std::move(plate), std::move(cells)}}});
+}
+
+PlateRow::PlateRow(std::vector<Estimate> estimates) {
+  std::sort(estimates.begin(), estimates.end(), [](const auto& a, const auto& b) { return a.frame < b.frame; });
+  const bool anySure = std::any_of(estimates.begin(), estimates.end(), [](const auto& e) { return e.fitted.sure; });
+  std::vector<const Estimate*> stretch;
+  Cells last;
+  for (const Estimate& estimate : estimates) {
+    if ((anySure && !estimate.fitted.sure) || estimate.fitted.plate.argb.empty()) continue;
+    Cells cells = bareCells(estimate.fitted);
+    if (!stretch.empty() &&
+        (distanceOf(cells, last) > kJump || !isOneSize(estimate.fitted.plate, stretch.back()->fitted.plate))) {
+      addStretch(stretch);
+      stretch.clear();
+    }
+    stretch.push_back(&estimate);
+    last = std::move(cells);
+  }
+  if (!stretch.empty()) addStretch(stretch);
+}
+
+void PlateRow::addStretch(const std::vector<const Estimate*>& estimates) {
+  const Cells middle = bareCells(estimates[estimates.size() / 2]->fitted);
+  std::vector<const FittedPlate*> fitted;
+  std::vector<Light> lights;
+  for (const Estimate* estimate : estimates) {
+    fitted.push_back(&estimate->fitted);
+    lights.push_back(lightOf(bareCells(estimate->fitted), middle));
+  }
+  auto mean = std::make_shared<const Plate>(meanPlate(fitted, lights));
+  const Cells meanCells = cellsOf(mean->picture());
+  float spread = 0.0f;
+  for (const FittedPlate* one : fitted) spread = std::max(spread, distanceOf(bareCells(*one), meanCells));
+  spread_ = std::max(spread_, spread);
+  Stretch stretch{estimates.front()->frame, estimates.back()->frame, {}};
+  if (spread <= kAgreement) {
+    stretch.plates.push_back({stretch.first, std::move(mean), meanCells});
+  } else {
+    for (const Estimate* estimate : estimates) {
+      auto plate = std::make_shared<const Plate>(estimate->fitted.plate);
+      Cells cells = cellsOf(plate->picture());
+      stretch.plates.push_back({estimate->frame, std::move(plate), std::move(cells)});
+    }
+  }
+  stretches_.push_back(std::move(stretch));
+}
+
+PlateRow::Candidate PlateRow::tried(const Stretch& stretch, std::int64_t frame, const Cells& cells) const {
+  const auto next = std::upper_bound(stretch.plates.begin(), stretch.plates.end(), frame,
+                                     [](std::int64_t f, const Known& known) { return f < known.frame; });
+  const Known& before = next == stretch.plates.begin() ? *next : *(next - 1);
+  if (next == stretch.plates.begin() || next == stretch.plates.end() || before.frame == frame)
+    return {&before, nullptr, 0.0f, lightOf(cells, before.cells)};
+  const float share = static_cast<float>(frame - before.frame) / static_cast<float>(next->frame - before.frame);
+  Cells mixed = before.cells;
+  for (std::size_t i = 0; i < mixed.size(); ++i) {
+    for (std::size_t c = 0; c < 3; ++c) mixed[i].color[c] += share * (next->cells[i].color[c] - mixed[i].color[c]);
+  }
+  return {&before, &*next, share, lightOf(cells, mixed)};
+}
+
+FollowedPlate PlateRow::at(std::int64_t frame, const ConstFrame& picture) const {
+  if (stretches_.empty()) return {};
+  const Cells cells = cellsOf(picture);
+  // The frame's own stretch, or those on either side of the gap that it lies in; any other where none of these fits.
+  auto later = std::find_if(stretches_.begin(), stretches_.end(), [&](const Stretch& s) { return frame <= s.last; });
+  if (later == stretches_.end()) --later;
+  Candidate best = tried(*later, frame, cells);
+  const auto consider = [&](const Stretch& stretch) {
+    const Candidate other = tried(stretch, frame, cells);
+    if (other.fit() > best.fit()) best = other;
+  };
+  if (frame < later->first && later != stretches_.begin()) consider(*(later - 1));
+  if (best.fit() < kLeastMatched) {
+    for (const Stretch& stretch : stretches_) consider(stretch);
+  }
+  if (best.fit() < kLeastMatched) return {};
+
+  FollowedPlate followed{best.before->plate, true, significantGain(best.light)};
+  if (best.after != nullptr)
+    followed.plate = std::make_shared<const Plate>(between(*best.before->plate, *best.after->plate, best.share));
+  if (followed.gain != Rgb{1.0f, 1.0f, 1.0f})
+    followed.plate = std::make_shared<const Plate>(litPlate(*followed.plate, followed.gain));
+  return followed;
+}
+
+}  // namespace kalvetra

@@ -1,0 +1,32 @@
+// Whether the bare screen's own structure (folds, marks, uneven paint) lies in the same place in two pictures.
+#pragma once
+
+#include "engine/frame.h"
+#include "plates/plane.h"
+
+namespace kalvetra::plates {
+
+// The structure of what counts of a picture: luma between two blurs, at a small size; 0 elsewhere.
+struct Texture {
+  Plane value;         // levels
+  Plane weight;        // 1 where it counts, otherwise 0
+  float scale = 1.0f;  // pixels of the picture to one of the texture
+};
+
+// `counts` has a byte for each pixel of the picture: 128 and above counts.
+Texture textureOf(const ConstFrame& picture, const unsigned char* counts);
+
+struct ScreenShift {
+  float x = 0.0f, y = 0.0f;      // pixels of the picture, from the first to the second; small ones to a fraction
+  float pixels() const;          // its length
+  float likeness = 0.0f;         // correlation under it, -1..1
+  float likenessInPlace = 0.0f;  // without it
+  float contrast = 0.0f;         // standard deviation of the fainter texture, levels
+  bool isSure = false;           // more than what noise explains
+};
+
+// The best shift of up to about a twentieth of the picture; none where too little counts in both, or where nothing
+// correlates: a screen without structure looks the same wherever the camera stands.
+ScreenShift shiftBetween(const Texture& first, const Texture& second);
+
+}  // namespace kalvetra::plates

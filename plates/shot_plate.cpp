@@ -1,0 +1,229 @@
+#include "plates/shot_plate.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <stdexcept>
+
+#include "engine/pixel_formats.h"
+#include "plates/shot_plate_middle.h"
+#include "plates/shot_plate_steady.h"
+
+namespace kalvetra {
+
+using plates::Cells;
+using plates::cellsOf;
+using plates::Light;
+using plates::lightOf;
+using plates::Plane;
+using plates::Planes;
+using plates::Rgb;
+using plates::textureOf;
+
+namespace {
+
+constexpr int kLongest = 2048;                              // pixels of what is kept; more is reduced by a whole number
+constexpr std::size_t kMostPixels = std::size_t{50} << 20;  // of all that is kept
+constexpr std::size_t kLeastFrames = 8;
+
+// What is near the fitted plate and of its paint: through a small blur, as fractions of the plate's brightness, and of
+// the sum of the channels.
+constexpr float kDarkest = 0.75f, kBrightest = 1.33f;
+constexpr float kPaint = 0.012f, kPaintNoise = 1.2f;
+constexpr int kLinesAPixel = 1080;  // a border of a pixel at that height is left out
+
+constexpr int kBlock = 4;            // pixels a side, by which the fitted plate is matched to what was seen
+constexpr double kEnoughSeen = 0.5;  // of the picture, for its darker places to be shadows
+
+// 1 where the picture may show the plate's paint, in about the plate's light.
+Plane nearPlate(const ConstFrame& picture, const Plate& plate, const Rgb& gain) {
+  Planes soft{Plane(picture.width, picture.height), Plane(picture.width, picture.height),
+              Plane(picture.width, picture.height)};
+  for (int y = 0; y < picture.height; ++y) {
+    for (int x = 0; x < picture.width; ++x) {
+      const unsigned char* const p = picture.row(y) + static_cast<std::ptrdiff_t>(x) * kPixelBytes;
+      for (std::size_t c = 0; c < 3; ++c) soft[c][soft[c].index(x, y)] = p[c + 1];
+    }
+  }
+  for (Plane& channel : soft) channel = boxMean(channel, 1);
+  const ConstFrame known = plate.picture();
+  Plane close(picture.width, picture.height);
+  for (int y = 0; y < picture.height; ++y) {
+    const unsigned char* const row = known.row(static_cast<int>(std::int64_t{y} * known.height / picture.height));
+    for (int x = 0; x < picture.width; ++x) {
+      const unsigned char* const p = row + std::int64_t{x} * known.width / picture.width * kPixelBytes;
+      const std::size_t i = close.index(x, y);
+      Rgb there{}, here{};
+      for (std::size_t c = 0; c < 3; ++c) {
+        there[c] = gain[c] * p[c + 1];
+        here[c] = soft[c][i];
+      }
+      const float sum = std::max(here[0] + here[1] + here[2], 1.0f);
+      const float expected = std::max(there[0] + there[1] + there[2], 1.0f);
+      const float red = here[0] / sum - there[0] / expected, blue = here[2] / sum - there[2] / expected;
+      const float most = kPaint + kPaintNoise * plate.noise / sum;
+      if (sum > kDarkest * expected && sum < kBrightest * expected && red * red + blue * blue < most * most)
+        close[i] = 1.0f;
+    }
+  }
+  return close;
+}
+
+}  // namespace
+
+bool ShotPlate::isTaken() {
+  const std::size_t number = offered_++;
+  if (number % stride_ != 0) return false;
+  const std::size_t pixels = static_cast<std::size_t>(columns_) * static_cast<std::size_t>(rows_);
+  const std::size_t most =
+      std::clamp(kMostPixels / std::max<std::size_t>(pixels, 1), kLeastFrames, plates::kMostObservations);
+  if (kept_.size() < most) return true;
+  for (std::size_t i = 0; 2 * i < kept_.size(); ++i) std::swap(kept_[i], kept_[2 * i]);
+  kept_.resize((kept_.size() + 1) / 2);
+  stride_ *= 2;
+  return number % stride_ == 0;
+}
+
+std::vector<unsigned char> ShotPlate::reduced(const ConstFrame& frame) const {
+  std::vector<unsigned char> kept(static_cast<std::size_t>(columns_) * static_cast<std::size_t>(rows_) * kPixelBytes);
+  std::vector<unsigned char> row(static_cast<std::size_t>(width_) * kPixelBytes);
+  std::vector<int> sums(static_cast<std::size_t>(columns_) * kPixelBytes);
+  const int area = reduction_ * reduction_;
+  for (int y = 0; y < rows_; ++y) {
+    std::fill(sums.begin(), sums.end(), area / 2);
+    for (int line = 0; line < reduction_; ++line) {
+      readRow(frame, y * reduction_ + line, row.data());
+      for (std::size_t x = 0; x < static_cast<std::size_t>(columns_ * reduction_); ++x) {
+        for (std::size_t c = 0; c < 4; ++c) sums[x / static_cast<std::size_t>(reduction_) * 4 + c] += row[x * 4 + c];
+      }
+    }
+    unsigned char* const out = kept.data() + static_cast<std::size_t>(y) * sums.size();
+    for (std::size_t i = 0; i < sums.size(); ++i) out[i] = static_cast<unsigned char>(sums[i] / area);
+  }
+  return kept;
+}
+
+void ShotPlate::addToFitted(const Plate& plate) {
+  const Cells cells = cellsOf(plate.picture());
+  if (fittedCount_ == 0.0f) {
+    fittedCells_ = cells;
+    for (Plane& sum : fitted_) sum = Plane(plate.width, plate.height);
+  }
+  if (plate.width != fitted_[0].width || plate.height != fitted_[0].height) return;
+  const Light light = lightOf(cells, fittedCells_);
+  for (std::size_t c = 0; c < 3; ++c) {
+    for (std::size_t i = 0; i < fitted_[c].values.size(); ++i)
+      fitted_[c][i] += plate.argb[i * kPixelBytes + 1 + c] / light.gain[c];
+  }
+  fittedCount_ += 1.0f;
+  fittedNoise_ += plate.noise;
+}
+
+void ShotPlate::add(const ConstFrame& frame, const FittedPlate& fitted, bool isOfThisFrame) {
+  if (width_ == 0) {
+    width_ = frame.width;
+    height_ = frame.height;
+    reduction_ = std::max(1, (std::max(width_, height_) + kLongest - 1) / kLongest);
+    columns_ = std::max(width_ / reduction_, 0);
+    rows_ = std::max(height_ / reduction_, 0);
+  }
+  if (frame.width != width_ || frame.height != height_)
+    throw std::invalid_argument("ShotPlate: a frame of another size");
+  if (columns_ < 1 || rows_ < 1 || !fitted.sure || fitted.plate.argb.empty() || !isTaken()) return;
+
+  Kept kept{reduced(frame), {}, {}};
+  const ConstFrame picture = packedFrame<const unsigned char>(kept.argb.data(), columns_, rows_);
+  Rgb gain{1.0f, 1.0f, 1.0f};
+  if (!isOfThisFrame) gain = lightOf(cellsOf(picture), cellsOf(fitted.plate.picture())).gain;
+  const Plane close = nearPlate(picture, fitted.plate, gain);
+  const int border = std::max(1, 2 * rows_ / kLinesAPixel);
+  const Plane inner = boxMean(close, border);
+  const bool hasMap = isOfThisFrame && fitted.bare.size() == fitted.plate.argb.size() / kPixelBytes;
+  std::vector<unsigned char> bare(close.values.size());
+  for (int y = 0; y < rows_; ++y) {
+    const auto mapRow = static_cast<std::size_t>(std::int64_t{y} * fitted.plate.height / rows_) *
+                        static_cast<std::size_t>(fitted.plate.width);
+    for (int x = 0; x < columns_; ++x) {
+      const std::size_t i = close.index(x, y);
+      const std::size_t at = mapRow + static_cast<std::size_t>(std::int64_t{x} * fitted.plate.width / columns_);
+      const bool isBare = inner[i] > 0.999f && (!hasMap || fitted.bare[at] >= 128) && kept.argb[i * kPixelBytes] == 255;
+      bare[i] = isBare ? 255 : 0;
+    }
+  }
+  kept.cells = cellsOf(picture, bare.data());
+  kept.texture = textureOf(picture, bare.data());
+  for (std::size_t i = 0; i < bare.size(); ++i) kept.argb[i * kPixelBytes] = bare[i];
+  addToFitted(fitted.plate);
+  kept_.push_back(std::move(kept));
+}
+
+// The whole picture: what was seen, and elsewhere the fitted plate, shifted by what it lacks at the border.
+Planes ShotPlate::joined(const std::vector<float>& colors, const std::vector<unsigned char>& seen,
+                         const Workers* workers) const {
+  const int across = (columns_ + kBlock - 1) / kBlock, down = (rows_ + kBlock - 1) / kBlock;
+  Planes whole, lacks{Plane(across, down), Plane(across, down), Plane(across, down)};
+  Plane weight(across, down);
+  for (std::size_t c = 0; c < 3; ++c) {
+    whole[c] = enlarged(fitted_[c], columns_, rows_, workers);
+    for (float& v : whole[c].values) v /= fittedCount_;
+  }
+  for (std::size_t i = 0; i < seen.size(); ++i) {
+    if (seen[i] == 0) continue;
+    const auto x = static_cast<int>(i % static_cast<std::size_t>(columns_));
+    const auto y = static_cast<int>(i / static_cast<std::size_t>(columns_));
+    const std::size_t block = weight.index(x / kBlock, y / kBlock);
+    weight[block] += 1.0f;
+    for (std::size_t c = 0; c < 3; ++c) lacks[c][block] += colors[i * 3 + c] - whole[c][i];
+  }
+  for (std::size_t b = 0; b < weight.values.size(); ++b) {
+    for (Plane& lack : lacks) lack[b] /= std::max(weight[b], 1.0f);
+    weight[b] = std::min(1.0f, weight[b] / (kBlock * kBlock / 2));
+  }
+  lacks = filled(lacks, weight, workers);
+  for (std::size_t c = 0; c < 3; ++c) {
+    // Blocks at the right and the bottom may reach beyond the picture, so the enlarged plane may, too.
+    const Plane lack = enlarged(lacks[c], across * kBlock, down * kBlock, workers);
+    for (int y = 0; y < rows_; ++y) {
+      for (int x = 0; x < columns_; ++x) {
+        const std::size_t i = whole[c].index(x, y);
+        whole[c][i] = seen[i] != 0 ? colors[i * 3 + c] : whole[c][i] + lack[lack.index(x, y)];
+      }
+    }
+  }
+  return whole;
+}
+
+GatheredPlate ShotPlate::gather(const Workers* workers) const {
+  GatheredPlate gathered;
+  if (kept_.empty()) {
+    gathered.why = "the screen is not seen clearly enough in any of the frames looked at";
+    return gathered;
+  }
+  std::vector<plates::ShotView> views;
+  for (const Kept& kept : kept_) views.push_back({kept.argb.data(), &kept.cells, &kept.texture});
+  const plates::Steadiness steadiness = plates::steadinessOf(views);
+  gathered.why = steadiness.why;
+  gathered.locked = gathered.why.empty();
+
+  const plates::Middle middle =
+      plates::middleOf(views, steadiness.gains, columns_, rows_, fittedNoise_ / fittedCount_, workers);
+  std::size_t seen = 0;
+  for (const unsigned char s : middle.seen) seen += s != 0 ? 1 : 0;
+  gathered.seen = static_cast<double>(seen) / static_cast<double>(middle.seen.size());
+
+  const Planes whole = joined(middle.colors, middle.seen, workers);
+  Plate& plate = gathered.plate;
+  plate.width = columns_;
+  plate.height = rows_;
+  plate.noise = middle.noise;
+  plate.keepsShadows = gathered.locked && gathered.seen >= kEnoughSeen;
+  plate.argb.resize(middle.seen.size() * kPixelBytes);
+  for (std::size_t i = 0; i < middle.seen.size(); ++i) {
+    plate.argb[i * kPixelBytes] = 255;
+    for (std::size_t c = 0; c < 3; ++c)
+      plate.argb[i * kPixelBytes + 1 + c] = static_cast<unsigned char>(std::clamp(whole[c][i] + 0.5f, 0.0f, 255.0f));
+  }
+  return gathered;
+}
+
+}  // namespace kalvetra

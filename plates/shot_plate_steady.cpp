@@ -1,0 +1,141 @@
+#include "plates/shot_plate_steady.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+namespace kalvetra::plates {
+
+namespace {
+
+constexpr int kRounds = 3;          // of gains and the middle of what they make
+constexpr float kLeastBare = 0.5f;  // of a cell, to count
+constexpr float kLeastMatched = 0.5f, kLeastScreen = 0.04f;
+constexpr float kSpread = 2.0f, kSpreadShare = 0.02f;  // levels, and of the colour, that a steady cell may vary by
+constexpr float kMostUnsteady = 0.3f;                  // of the cells
+constexpr std::size_t kLeastViews = 3;                 // to judge a cell by
+constexpr float kMostMoved = 0.15f;                    // of the views: fewer are errors of measuring, or a jolt
+constexpr float kBareContrast = 0.7f, kUnlike = 0.2f;  // a texture that plainly is there, and found again nowhere
+
+float medianOf(std::vector<float>& values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+// The median over all views of what they show at each cell, in the middle's light; without weight where none does.
+Cells medianCells(const std::vector<ShotView>& views, const std::vector<Rgb>& gains) {
+  Cells middle(kCells);
+  std::vector<float> values;
+  for (std::size_t i = 0; i < kCells; ++i) {
+    for (std::size_t c = 0; c < 3; ++c) {
+      values.clear();
+      for (std::size_t k = 0; k < views.size(); ++k) {
+        const Cell& cell = (*views[k].cells)[i];
+        if (cell.weight >= kLeastBare) values.push_back(cell.color[c] / gains[k][c]);
+      }
+      if (values.empty()) continue;
+      middle[i].color[c] = medianOf(values);
+      middle[i].weight = 1.0f;
+    }
+  }
+  return middle;
+}
+
+// So that the plate has the light of the shot's middle, not that of whichever view came first.
+void centre(std::vector<Rgb>& gains) {
+  std::vector<float> values;
+  for (std::size_t c = 0; c < 3; ++c) {
+    values.clear();
+    for (const Rgb& gain : gains) values.push_back(gain[c]);
+    const float middle = medianOf(values);
+    for (Rgb& gain : gains) gain[c] /= middle;
+  }
+}
+
+std::string sentence(const char* format, double value) {
+  char text[200];
+  std::snprintf(text, sizeof text, format, value);
+  return text;
+}
+
+// Share of the cells whose light comes and goes by itself, by both more and less; and by how much in the middle.
+std::string changingLight(const std::vector<ShotView>& views, const std::vector<Rgb>& gains, const Cells& middle) {
+  std::vector<float> values, spreads;
+  std::size_t judged = 0;
+  for (std::size_t i = 0; i < kCells; ++i) {
+    values.clear();
+    for (std::size_t k = 0; k < views.size(); ++k) {
+      const Cell& cell = (*views[k].cells)[i];
+      if (cell.weight >= kLeastBare) values.push_back(std::abs(cell.color[1] / gains[k][1] - middle[i].color[1]));
+    }
+    if (values.size() < kLeastViews) continue;
+    ++judged;
+    const float spread = 1.4826f * medianOf(values);
+    if (spread > kSpread + kSpreadShare * middle[i].color[1]) spreads.push_back(spread);
+  }
+  if (judged == 0 || static_cast<float>(spreads.size()) <= kMostUnsteady * static_cast<float>(judged)) return {};
+  return sentence(
+      "the light on the screen does not keep its shape (it varies by about %.0f levels of 255 place by "
+      "place), so the camera or a lamp moves",
+      static_cast<double>(medianOf(spreads)));
+}
+
+std::string movingCamera(const std::vector<ShotView>& views) {
+  const auto counted = [](const ShotView& view) {
+    double sum = 0.0;
+    for (const float w : view.texture->weight.values) sum += static_cast<double>(w);
+    return sum;
+  };
+  std::size_t reference = 0;
+  for (std::size_t k = 1; k < views.size(); ++k) {
+    if (counted(views[k]) > counted(views[reference])) reference = k;
+  }
+  std::vector<float> moves;
+  std::size_t unlike = 0;
+  for (std::size_t k = 0; k < views.size(); ++k) {
+    const ScreenShift shift = shiftBetween(*views[reference].texture, *views[k].texture);
+    if (shift.isSure) moves.push_back(shift.pixels());
+    if (!shift.isSure && shift.contrast > kBareContrast && shift.likeness < kUnlike) ++unlike;
+  }
+  const float most = kMostMoved * static_cast<float>(views.size());
+  if (static_cast<float>(moves.size()) > most) {
+    return sentence("the camera moves: the screen's own structure shifts by up to %.1f pixels",
+                    static_cast<double>(*std::max_element(moves.begin(), moves.end())));
+  }
+  if (static_cast<float>(unlike) > most)
+    return "the camera moves: the screen's own structure is not found again in place";
+  return {};
+}
+
+std::string otherShots(const std::vector<ShotView>& views, const Cells& middle) {
+  std::size_t others = 0, judged = 0;
+  for (const ShotView& view : views) {
+    const Light light = lightOf(*view.cells, middle);
+    if (light.screen < kLeastScreen) continue;
+    ++judged;
+    if (light.matched < kLeastMatched) ++others;
+  }
+  if (static_cast<float>(others) <= kMostMoved * static_cast<float>(judged)) return {};
+  return sentence(
+      "the screen looks different in %.0f %% of the frames: the clip has several shots, or the camera moves",
+      100.0 * static_cast<double>(others) / static_cast<double>(judged));
+}
+
+}  // namespace
+
+Steadiness steadinessOf(const std::vector<ShotView>& views) {
+  Steadiness steadiness{std::vector<Rgb>(views.size(), Rgb{1.0f, 1.0f, 1.0f}), {}};
+  Cells middle = medianCells(views, steadiness.gains);
+  for (int round = 0; round < kRounds; ++round) {
+    for (std::size_t k = 0; k < views.size(); ++k) steadiness.gains[k] = lightOf(*views[k].cells, middle).gain;
+    centre(steadiness.gains);
+    middle = medianCells(views, steadiness.gains);
+  }
+  steadiness.why = otherShots(views, middle);
+  if (steadiness.why.empty()) steadiness.why = movingCamera(views);
+  if (steadiness.why.empty()) steadiness.why = changingLight(views, steadiness.gains, middle);
+  return steadiness;
+}
+
+}  // namespace kalvetra::plates
