@@ -2,190 +2,91 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 
-#include "analysis/formatted_text.h"
-#include "engine/chroma_plane.h"
+#include "analysis/backdrop_text.h"
 
 namespace kalvetra {
 
 namespace {
 
-constexpr double kGridPixels = 100000.0;
-// Hues (pure green is 225 degrees) from yellowish to bluish greens; grass and foliage lie below, cyan above.
-constexpr float kLowestHue = 198.0f, kHighestHue = 285.0f;
-constexpr float kLeastSaturation = 25.0f;
-constexpr double kLeastShare = 0.05;
-constexpr double kSureShare = 0.25;   // from which on a larger share makes the find no surer
-constexpr float kReach = 20.0f;       // chroma distance within which a pixel is taken for backdrop, as in extraction
-constexpr int kCells = 128;           // of 4 x 4 units, centred on grey
-constexpr int kRegions = 8;           // a side
-constexpr double kLeastRegion = 0.1;  // of the pixels of an average region, for its light to count
+using paint::Kind;
+using paint::Look;
+using paint::Paint;
 
-bool isGreen(const HLS& c) { return c.S >= kLeastSaturation && c.H >= kLowestHue && c.H <= kHighestHue; }
+constexpr double kSureShare = 0.25;      // from which on a larger share makes the find no surer
+constexpr double kLeastLikeness = 0.25;  // of yellow and blue, so that a shirt in a room is none; see Look
+constexpr double kGreenFirst = 4.0;      // a green outweighs this much more of another colour
+constexpr float kOtherPaint = 20.0f;     // degrees of hue between two backdrops
+constexpr float kCloseHue = 55.0f;       // within which it may be a floor; beyond, clothes reach the sides below too
+constexpr float kOtherChroma = 30.0f;    // and their chromas, so that noise is no paint
+constexpr double kOtherLikeness = 0.4;   // that a second backdrop needs, so that shirts and plants are none
+constexpr double kWornBlue = 0.015;      // of the picture
 
-int cellOf(float v) { return std::clamp(static_cast<int>(std::floor(v / 4.0f)) + kCells / 2, 0, kCells - 1); }
-
-float cellCenter(int cell) { return static_cast<float>((cell - kCells / 2) * 4 + 2); }
-
-double deviation(double sum, double squares, double count) {
-  return std::sqrt(std::max(squares / count - (sum / count) * (sum / count), 0.0));
-}
-
-// The mean of `count` pixels from their sums of colours, and of luminance and chroma with their squares.
-MeasuredColor measured(const std::array<double, 3>& rgb, const std::array<double, 3>& yiq,
-                       const std::array<double, 3>& squares, std::size_t pixels) {
-  const auto count = static_cast<double>(pixels);
-  const auto mean = [&](std::size_t c) { return static_cast<unsigned char>(rgb[c] / count + 0.5); };
-  const double chroma = std::hypot(deviation(yiq[1], squares[1], count), deviation(yiq[2], squares[2], count));
-  return {mean(0), mean(1), mean(2), pixels, deviation(yiq[0], squares[0], count), chroma};
-}
-
-std::array<double, 3> asArray(const YIQ& c) {
-  return {static_cast<double>(c.Y), static_cast<double>(c.I), static_cast<double>(c.Q)};
-}
-
-std::string describe(const BackdropColor& color) {
-  const double share = 100.0 * static_cast<double>(color.pixels) / static_cast<double>(color.examined);
-  const char* light = color.unevenness < 10   ? "evenly lit"
-                      : color.unevenness < 30 ? "a little unevenly lit"
-                                              : "unevenly lit";
-  const char* others =
-      color.confidence < 0.7 ? "other greens compete with it or it is small" : "no other green competes with it";
-  char text[200];
-  std::snprintf(text, sizeof text, "%.0f %% of the picture is of about this green, %s, and %s.", share, light, others);
-  return text;
-}
-
-}  // namespace
-
-// The green pixels within reach of one chroma.
-struct BackdropFinder::Cluster {
-  Chroma center{};
-  std::array<double, 3> rgb{}, yiq{}, squares{};
-  std::size_t count = 0;
-  bool holds(const Pixel& p) const { return length(chromaOf(p.color) - center) <= kReach; }
+struct Candidate {
+  Paint paint;
+  Look look;
+  double score() const { return look.share * look.likeness() * (paint.kind == Kind::Green ? kGreenFirst : 1.0); }
 };
 
-void BackdropFinder::add(const unsigned char* argb, int width, int height) {
-  CImagingZEP imaging;
-  const double pixels = static_cast<double>(width) * height;
-  const int step = std::max(1, static_cast<int>(std::sqrt(pixels / kGridPixels)));
-  for (int y = step / 2; y < height; y += step) {
-    for (int x = step / 2; x < width; x += step) {
-      const unsigned char* p = argb + (std::ptrdiff_t{y} * width + x) * 4;
-      if (p[0] < 128) continue;
-      ++examined_;
-      if (!isGreen(imaging.RGBtoHLS(p[1], p[2], p[3]))) continue;
-      const auto region = static_cast<unsigned char>(std::int64_t{y} * kRegions / height * kRegions +
-                                                     std::int64_t{x} * kRegions / width);
-      green_.push_back({{p[1], p[2], p[3]}, region, imaging.RGBtoYIQ2(p[1], p[2], p[3])});
-    }
-  }
+Candidate candidate(const Paint& paint, const paint::Points& points, bool besideOther = false) {
+  return {paint, lookOf(paint, points, besideOther)};
 }
 
-// Centre of the fullest block of 3 x 3 cells of the chroma plane.
-YIQ BackdropFinder::densestChroma() const {
-  std::vector<int> cells(std::size_t{kCells} * kCells);
-  const auto at = [&](int i, int q) -> int& { return cells[static_cast<std::size_t>(i * kCells + q)]; };
-  for (const Pixel& p : green_) ++at(cellOf(p.color.I), cellOf(p.color.Q));
-  int most = -1;
-  YIQ best{};
-  for (int i = 1; i < kCells - 1; ++i) {
-    for (int q = 1; q < kCells - 1; ++q) {
-      int count = 0;
-      for (int di = -1; di <= 1; ++di) {
-        for (int dq = -1; dq <= 1; ++dq) count += at(i + di, q + dq);
-      }
-      if (count <= most) continue;
-      most = count;
-      best = {0.0f, cellCenter(i), cellCenter(q)};
-    }
+Candidate likeliest(const paint::Points& points) {
+  Candidate best = candidate(fullest(points, Kind::Green), points);
+  for (const Kind kind : {Kind::Yellow, Kind::Blue}) {
+    const Candidate other = candidate(fullest(points, kind), points);
+    if (other.score() > best.score()) best = other;
   }
   return best;
 }
 
-// A few steps from the densest place towards the mean around it.
-BackdropFinder::Cluster BackdropFinder::settle() const {
-  Cluster cluster;
-  cluster.center = chromaOf(densestChroma());
-  for (int round = 0; round < 3; ++round) {
-    Cluster next;
-    for (const Pixel& p : green_) {
-      if (!cluster.holds(p)) continue;
-      const std::array<double, 3> yiq = asArray(p.color);
-      for (std::size_t c = 0; c < 3; ++c) {
-        next.rgb[c] += p.rgb[c];
-        next.yiq[c] += yiq[c];
-        next.squares[c] += yiq[c] * yiq[c];
-      }
-      ++next.count;
-    }
-    if (next.count == 0) return next;
-    const auto count = static_cast<double>(next.count);
-    next.center = {static_cast<float>(next.yiq[1] / count), static_cast<float>(next.yiq[2] / count)};
-    cluster = next;
+// Another backdrop beside the first; nothing where there is none.
+std::optional<Candidate> secondBackdrop(const paint::Points& points, const Paint& first) {
+  std::optional<Candidate> best;
+  for (const Kind kind : {Kind::Green, Kind::Yellow, Kind::Blue}) {
+    const Paint found = fullest(points, kind, &first, kOtherPaint);
+    if (length(found.center - first.center) < kOtherChroma) continue;
+    const Candidate other = candidate(found, points, paint::hueDistance(found.hue, first.hue) < kCloseHue);
+    if (other.look.share < kLeastShare || other.look.likeness() < kOtherLikeness) continue;
+    if (!best || other.score() > best->score()) best = other;
   }
-  return cluster;
+  return best;
 }
 
-double BackdropFinder::unevennessOf(const Cluster& cluster) const {
-  std::array<double, kRegions * kRegions> sums{}, counts{};
-  for (const Pixel& p : green_) {
-    if (!cluster.holds(p)) continue;
-    sums[p.region] += static_cast<double>(p.color.Y);
-    counts[p.region] += 1.0;
-  }
-  const double least = kLeastRegion * static_cast<double>(examined_) / (kRegions * kRegions);
-  double darkest = 255.0, brightest = 0.0;
-  for (std::size_t r = 0; r < sums.size(); ++r) {
-    if (counts[r] < std::max(least, 1.0)) continue;
-    darkest = std::min(darkest, sums[r] / counts[r]);
-    brightest = std::max(brightest, sums[r] / counts[r]);
-  }
-  return brightest > darkest ? 100.0 * (brightest - darkest) / brightest : 0.0;
-}
+}  // namespace
 
-std::string noBackdropText(double share) {
-  return formattedText(
-      "no green backdrop found (only %.1f %% of the picture is of one green, %.0f %% must be); name its colour",
-      share * 100.0, kLeastShare * 100.0);
-}
+void BackdropFinder::add(const unsigned char* argb, int width, int height) { addPoints(argb, width, height, points_); }
 
-std::optional<BackdropColor> BackdropFinder::find(double* share) const {
-  const Cluster cluster = settle();
-  const double found = examined_ == 0 ? 0.0 : static_cast<double>(cluster.count) / static_cast<double>(examined_);
-  if (share != nullptr) *share = found;
-  if (cluster.count == 0 || found < kLeastShare) return std::nullopt;
-  const double agreement = static_cast<double>(cluster.count) / static_cast<double>(green_.size());
-  BackdropColor color{measured(cluster.rgb, cluster.yiq, cluster.squares, cluster.count),
-                      examined_,
-                      agreement * std::min(found / kSureShare, 1.0),
-                      unevennessOf(cluster),
+std::optional<BackdropColor> BackdropFinder::find(std::string* missed) const {
+  const auto [paint, look] = likeliest(points_);
+  if (look.share < kLeastShare || (paint.kind != Kind::Green && look.likeness() < kLeastLikeness)) {
+    if (missed != nullptr) *missed = noBackdropText(paint, look);
+    return std::nullopt;
+  }
+  BackdropColor color{paint.sums.measured(),
+                      points_.all.size(),
+                      0,
+                      look.alone * std::min(look.share / kSureShare, 1.0) * look.likeness(),
+                      unevennessOf(paint, points_),
                       {}};
-  color.reason = describe(color);
+  color.screen = color.blue > color.green ? 1 : 0;
+  color.reason = backdropText(paint, look, color.unevenness, color.confidence);
+  if (const auto other = secondBackdrop(points_, paint)) {
+    color.reason += secondBackdropText(other->paint, other->look);
+  } else if (const double worn = color.screen == 1 ? otherBlues(paint, points_) : 0.0; worn >= kWornBlue) {
+    color.reason += wornBlueText(worn);
+  }
   return color;
 }
 
-void AreaMean::add(const unsigned char* argb, int frameWidth, const Area& area) {
-  CImagingZEP imaging;
-  for (int y = area.top; y < area.top + area.height; ++y) {
-    for (int x = area.left; x < area.left + area.width; ++x) {
-      const unsigned char* p = argb + (std::ptrdiff_t{y} * frameWidth + x) * 4;
-      const std::array<double, 3> yiq = asArray(imaging.RGBtoYIQ2(p[1], p[2], p[3]));
-      for (std::size_t c = 0; c < 3; ++c) {
-        sums_[c] += p[c + 1];
-        yiqSums_[c] += yiq[c];
-        yiqSquares_[c] += yiq[c] * yiq[c];
-      }
-      ++pixels_;
-    }
-  }
-}
-
-std::optional<MeasuredColor> AreaMean::mean() const {
-  if (pixels_ == 0) return std::nullopt;
-  return measured(sums_, yiqSums_, yiqSquares_, pixels_);
+std::string BackdropFinder::noteOnNamed(int red, int green, int blue) const {
+  const auto byte = [](int v) { return static_cast<unsigned char>(v); };
+  const Chroma named = chromaOf(CImagingZEP().RGBtoYIQ2(byte(red), byte(green), byte(blue)));
+  const auto near = std::count_if(points_.all.begin(), points_.all.end(),
+                                  [&](const paint::Point& p) { return paint::withinReach(chromaOf(p.color), named); });
+  const double share = points_.all.empty() ? 0.0 : static_cast<double>(near) / static_cast<double>(points_.all.size());
+  return share < kLeastShare ? smallScreenText(share) : std::string();
 }
 
 }  // namespace kalvetra

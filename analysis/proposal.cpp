@@ -78,10 +78,10 @@ Proposal SettingsProposer::proposeFor(int color, const std::string& colorReason)
   return proposal;
 }
 
-std::optional<Proposal> SettingsProposer::propose(std::optional<int> named, double* share) const {
+std::optional<Proposal> SettingsProposer::propose(std::optional<int> named, std::string* missed) const {
   if (pictures_.empty()) return std::nullopt;
   if (named) return proposeFor(*named, "it was named");
-  const std::optional<BackdropColor> backdrop = finder_.find(share);
+  const std::optional<BackdropColor> backdrop = finder_.find(missed);
   if (!backdrop) return std::nullopt;
   const std::string reason = backdrop->reason.substr(0, backdrop->reason.size() - 1);
   return proposeFor(colorOf({backdrop->red, backdrop->green, backdrop->blue}), reason);

@@ -44,9 +44,9 @@ class SettingsProposer {
 
   // The settings under which the engine's keys of two of the pictures come nearest to their reference mattes, without
   // what would do harm; the same pictures in the same order give the same proposal. For the key colour `named`,
-  // 0xrrggbb, whatever the pictures show; without it for the backdrop's, and nothing when they show no green one.
-  // `share` as in BackdropFinder::find. Runs on all threads that oneTBB has.
-  std::optional<Proposal> propose(std::optional<int> named = {}, double* share = nullptr) const;
+  // 0xrrggbb, whatever the pictures show; without it for the backdrop's, and nothing when they show none.
+  // `missed` as in BackdropFinder::find. Runs on all threads that oneTBB has.
+  std::optional<Proposal> propose(std::optional<int> named = {}, std::string* missed = nullptr) const;
 
  private:
   struct Picture {

@@ -37,7 +37,7 @@ AnimatedSettings withNamed(const KeyChoice& choice, const KeySettings& base = de
 
 // The settings of every frame of the clip: the table's defaults or the proposal, over them what the user named. Where
 // the key colour is not named, and it is needed, it is found in the clip and named on stderr. Notes say which options
-// do nothing. Leaves the clip at its start. Throws UserError when it shows no green backdrop, and for clip levels that
+// do nothing. Leaves the clip at its start. Throws UserError when it shows no backdrop, and for clip levels that
 // cross.
 AnimatedSettings settleSettings(const KeyChoice& choice, Reader& clip, int threads);
 

@@ -73,6 +73,8 @@ Json asJson(const MeasuredColor& color, int frames) {
           {"frames", frames}};
 }
 
+const char* screenText(const BackdropColor& color) { return color.screen == 1 ? "blue" : "green"; }
+
 void print(const MeasuredColor& color) {
   printLine("key-color", colorText(color));
   printLine("luma-spread", twoDigits(color.lumaSpread) + " levels");
@@ -84,6 +86,7 @@ void pickBackdrop(const PickCommand& options) {
   const FoundBackdrop found = findBackdrop(clip, options.frames, stopRequested());
   if (options.json) {
     Json json = asJson(found.color, found.frames);
+    json["screen"] = screenText(found.color);
     json["confidence"] = rounded(found.color.confidence);
     json["unevenness"] = rounded(found.color.unevenness);
     json["reason"] = found.color.reason;
@@ -91,6 +94,7 @@ void pickBackdrop(const PickCommand& options) {
     return;
   }
   print(found.color);
+  printLine("screen", screenText(found.color));
   printLine("confidence", twoDigits(found.color.confidence));
   printLine("unevenness", twoDigits(found.color.unevenness) + " %");
   printLine("reason", found.color.reason);

@@ -19,9 +19,9 @@ ChromaSampling chromaSamplingOf(const Reader& clip) {
 }
 
 // Throws unless something was read and found.
-void checkFind(const std::string& input, int frames, bool found, double share) {
+void checkFind(const std::string& input, int frames, bool found, const std::string& missed) {
   if (frames == 0) throw UserError(input + ": no picture in it can be read; check the file");
-  if (!found) throw UserError(input + ": " + noBackdropText(share) + " with --key-color");
+  if (!found) throw UserError(input + ": " + missed + " with --key-color");
 }
 
 }  // namespace
@@ -31,9 +31,9 @@ FoundBackdrop findBackdrop(Reader& clip, int frames, const std::atomic<bool>& st
   const int shown = sampleFrames(clip, frames, stop,
                                  [&](const Image& frame) { finder.add(frame.argb.data(), frame.width, frame.height); });
   if (stop) throw Interrupted();
-  double share = 0.0;
-  const std::optional<BackdropColor> found = finder.find(&share);
-  checkFind(clip.path(), shown, found.has_value(), share);
+  std::string missed;
+  const std::optional<BackdropColor> found = finder.find(&missed);
+  checkFind(clip.path(), shown, found.has_value(), missed);
   return {*found, shown};
 }
 
@@ -47,10 +47,10 @@ Proposal proposeSettings(Reader& clip, std::optional<int> keyColor, int threads,
   const int shown = sampleFrames(
       clip, frames, stop, [&](const Image& frame) { proposer.add(frame.argb.data(), frame.width, frame.height); });
   if (stop) throw Interrupted();
-  double share = 0.0;
-  std::optional<Proposal> proposal = proposer.propose(keyColor, &share);
+  std::string missed;
+  std::optional<Proposal> proposal = proposer.propose(keyColor, &missed);
   if (stop) throw Interrupted();
-  checkFind(clip.path(), shown, proposal.has_value(), share);
+  checkFind(clip.path(), shown, proposal.has_value(), missed);
   return std::move(*proposal);
 }
 

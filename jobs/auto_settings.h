@@ -18,7 +18,7 @@ struct FoundBackdrop {
 };
 
 // Looks for the backdrop in up to `frames` pictures from all over the clip, which it leaves anywhere. Throws UserError
-// when none can be read or they show no green backdrop, Interrupted once `stop` is true.
+// when none can be read or they show no backdrop, Interrupted once `stop` is true.
 FoundBackdrop findBackdrop(Reader& clip, int frames, const std::atomic<bool>& stop);
 
 // Proposes all settings from up to `frames` pictures, for that key colour, 0xrrggbb, or for the backdrop's where none

@@ -65,7 +65,7 @@ void lookAt(const kalvetra_frame* frames, size_t count, Look look) {
   }
 }
 
-[[noreturn]] void refuseNoBackdrop(double share) { throw Refusal{KALVETRA_NO_BACKDROP, noBackdropText(share)}; }
+[[noreturn]] void refuseNoBackdrop(const std::string& missed) { throw Refusal{KALVETRA_NO_BACKDROP, missed}; }
 
 std::optional<int> colorNamed(const char* text) {
   if (text == nullptr) return std::nullopt;
@@ -128,9 +128,9 @@ int kalvetra_pick(const kalvetra_frame* frames, size_t count, kalvetra_backdrop*
     kalvetra_backdrop& answer = required(backdrop, "backdrop");
     BackdropFinder finder;
     lookAt(frames, count, [&](const unsigned char* argb, int width, int height) { finder.add(argb, width, height); });
-    double share = 0.0;
-    const std::optional<BackdropColor> found = finder.find(&share);
-    if (!found) refuseNoBackdrop(share);
+    std::string missed;
+    const std::optional<BackdropColor> found = finder.find(&missed);
+    if (!found) refuseNoBackdrop(missed);
     answer = {found->red, found->green, found->blue, found->confidence, found->unevenness, {}};
     writeText(found->reason, answer.reason, sizeof answer.reason);
     return KALVETRA_OK;
@@ -145,14 +145,14 @@ int kalvetra_propose(const kalvetra_frame* frames, size_t count, const char* key
     const std::optional<int> color = colorNamed(key_color);
     SettingsProposer proposer(static_cast<ChromaSampling>(checked.chroma));
     lookAt(frames, count, [&](const unsigned char* argb, int width, int height) { proposer.add(argb, width, height); });
-    double share = 0.0;
+    std::string missed;
     std::optional<Proposal> proposal;
     tbb::task_arena(checked.threads).execute([&] {
       std::optional<CpuLevelScope> level;
       if (checked.cpu) level.emplace(*checked.cpu);
-      proposal = proposer.propose(color, &share);
+      proposal = proposer.propose(color, &missed);
     });
-    if (!proposal) refuseNoBackdrop(share);
+    if (!proposal) refuseNoBackdrop(missed);
     target = settingsOf(*proposal);
     return KALVETRA_OK;
   });

@@ -32,7 +32,7 @@ export class KeyColor {
     state.on('settings frame', () => this.#follow());
     state.on('sampled', (samples) => this.#note(samplesText(samples)));
     this.#note(state.clip.pick ? pickText(state.clip.pick)
-                               : 'No green backdrop was found. Pick the colour on the picture.');
+                               : 'No backdrop was found. Pick the colour on the picture.');
     this.#follow();
   }
 

@@ -273,14 +273,14 @@ TEST(Proposal, ANamedColourInANarrowStripTunesTheRest) {
 }
 
 TEST(Proposal, NothingWithoutABackdrop) {
-  DrawnScene blue;
-  blue.screen = {30, 60, 180};
-  blue.draw();
+  DrawnScene red;
+  red.screen = {180, 60, 30};
+  red.draw();
   SettingsProposer proposer(ChromaSampling::Full);
-  proposer.add(blue.frame.data(), blue.width, blue.height);
-  double share = 1.0;
-  EXPECT_FALSE(proposer.propose({}, &share).has_value());
-  EXPECT_LT(share, 0.05);
+  proposer.add(red.frame.data(), red.width, red.height);
+  std::string missed;
+  EXPECT_FALSE(proposer.propose({}, &missed).has_value());
+  EXPECT_NE(std::string::npos, missed.find("no backdrop found"));
 }
 
 }  // namespace

@@ -212,12 +212,12 @@ test('the result over a file of the folder is the command’s composite', async 
   await page.close();
 });
 
-test('a clip without a green backdrop opens all the same, and says what to do', async () => {
+test('a clip without a backdrop opens all the same, and says what to do', async () => {
   const red = join(setup.folder, 'red.mp4');
   await run('ffmpeg', ['-v', 'error', '-f', 'lavfi', '-i', 'color=red:s=320x180:d=0.2', red]);
   const own = await startPreview(red, '--background', setup.clip);
   const {page, watch} = await openPage({browser: setup.browser, address: own.address}, {view: 'comp'});
-  assert.match(await page.locator('#key-note').textContent(), /No green backdrop was found/);
+  assert.match(await page.locator('#key-note').textContent(), /No backdrop was found/);
   assert.equal(await page.locator('#over').inputValue(), 'file:shot.mp4');
   assert.equal(await page.locator('#key-hex').inputValue(), '#000000');
   assertClean(watch);

@@ -291,7 +291,7 @@ TEST(PreviewStart, ClipsWithoutABackdropAreShown) {
   const Json clip = preview.json("api/clip");
   EXPECT_EQ(1, clip["frames"]);
   EXPECT_TRUE(clip["pick"].is_null());
-  EXPECT_NE(std::string::npos, clip["notes"].dump().find("no green backdrop"));
+  EXPECT_NE(std::string::npos, clip["notes"].dump().find("no backdrop"));
   EXPECT_EQ(400, preview.post("api/pick", Json::object()).status);
   EXPECT_EQ(33U * 17U * 4U, preview.post("api/picture", Json{{"frame", 0}, {"view", "result"}}).body.size());
   EXPECT_EQ(9U * 5U * 4U, preview.post("api/picture", Json{{"frame", 0}, {"view", "matte"}, {"scale", 4}}).body.size());
