@@ -6,8 +6,10 @@
 #include "imaging/maths.h"
 #include "imaging/numeric.h"
 #include "plates/fit_light.h"
+#include "plates/fit_likeness.h"
 #include "plates/fit_paint.h"
 #include "plates/fit_picture.h"
+#include "plates/fit_reference.h"
 
 namespace kalvetra {
 
@@ -19,8 +21,6 @@ Planes softened(const Planes& planes, int radius, const Workers* workers) {
   return {boxMean(planes[0], radius, workers), boxMean(planes[1], radius, workers),
           boxMean(planes[2], radius, workers)};
 }
-
-int pixelsOf(float length, float unit) { return std::max(1, static_cast<int>(length * unit + 0.5f)); }
 
 // Light over the whole picture as a plane tilted and bent a little: what the filled plate differs from.
 class LightModel {
@@ -137,9 +137,12 @@ FittedPlate fitPlate(const ConstFrame& frame, const KeySettings& settings, const
   const Planes soft = softened(picture.color, pixelsOf(1.5f, unit), workers);
   const PaintAndLight parted = partedPicture(soft, std::max(keySum, 1.0f), workers);
   const PaintModel paint(picture, parted, axis);
-  const Plane loose = likeness(paint, axis, parted, Plane(width, height), unit, workers);
-  const Subject subject = subjectOf(loose, unit, workers);
-  Plane weight = likeness(paint, axis, parted, subject.near, unit, workers);
+  const Likeness likeness(paint, axis, parted, unit, workers);
+  const Plane nothing(width, height);
+  const Plane sure = likeness.at(Plane(width, height, 1.0f), nothing);
+  const Plane glare = likeness.glare(sure, clearInOwnKey(picture, settings, workers));
+  const Subject subject = subjectOf(likeness.at(nothing, glare), unit, workers);
+  Plane weight = likeness.at(subject.near, glare);
   const Plane lit = litShare(parted.light, weight, subject, unit, workers);
   for (std::size_t i = 0; i < weight.values.size(); ++i) weight[i] *= lit[i] * picture.seen[i];
   // Not beside what is not bare: edges mix.

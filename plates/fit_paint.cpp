@@ -3,13 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "engine/bands.h"
-
 namespace kalvetra::plates {
 
 namespace {
-
-constexpr float kDarkest = -3.5f, kBrightest = 1.6f;  // octaves from the key that can be screen
 
 double squared(double x) { return x * x; }
 
@@ -40,7 +36,7 @@ Shift PaleAxis::of(Shares from, Shares to) const {
 float PaleAxis::admits(Shares shares) const {
   const Shift shift = of(key_, shares);
   const float across = 0.06f + 0.12f * std::clamp(-shift.pale, 0.0f, 1.0f);
-  return smoothStep(0.45f, 0.35f, shift.pale / length_) * smoothStep(-0.8f, -0.6f, shift.pale / length_) *
+  return smoothStep(0.6f, 0.45f, shift.pale / length_) * smoothStep(-0.8f, -0.6f, shift.pale / length_) *
          smoothStep(1.3f, 1.0f, std::abs(shift.across) / across);
 }
 
@@ -221,7 +217,7 @@ PaintModel::PaintModel(const Picture& picture, const PaintAndLight& parted, cons
       const Shares shares{parted.red[i], parted.blue[i]};
       const double light = static_cast<double>(parted.light[i]);
       const double seen = static_cast<double>(picture.seen[i] * axis.admits(shares));
-      if (parted.light[i] < kDarkest || parted.light[i] > kBrightest || seen <= 0.0) continue;
+      if (parted.light[i] < kDarkestScreen || parted.light[i] > kBrightestScreen || seen <= 0.0) continue;
       const Terms terms = termsOf(static_cast<double>(static_cast<float>(x) * scaleX_) - 0.5,
                                   static_cast<double>(static_cast<float>(y) * scaleY_) - 0.5, light);
       samples.push_back({terms, shares, light, calm.at(x, y) * seen, 0.0});
@@ -270,38 +266,6 @@ PaintModel::PaintModel(const Picture& picture, const PaintAndLight& parted, cons
   }
   for (const Sample& s : samples) weight_ += s.prior > 0.0 ? s.weight / s.prior : 0.0;
   weight_ *= static_cast<double>(step) * step / (static_cast<double>(width) * height);
-}
-
-Plane likeness(const PaintModel& model, const PaleAxis& axis, const PaintAndLight& parted, const Plane& near,
-               float unit, const Workers* workers) {
-  const int width = parted.light.width, height = parted.light.height;
-  Plane pale(width, height), alike(width, height);
-  const float tolerance = std::clamp(2.5f * model.scatter(), 0.010f, 0.020f);
-  const float tight = std::clamp(2.0f * model.scatter(), 0.005f, 0.020f);
-  // In the dark, shares are noisy.
-  const auto inTheDark = [&](std::size_t i) { return std::clamp(0.6f - parted.light[i], 1.0f, 3.0f); };
-  Bands(workers, height).run([&](int, int first, int end) {
-    for (int y = first; y < end; ++y) {
-      for (int x = 0; x < width; ++x) {
-        const std::size_t i = parted.light.index(x, y);
-        const Shares expected = model.at(static_cast<float>(x), static_cast<float>(y), parted.light[i]);
-        const Shift shift = axis.of(expected, {parted.red[i], parted.blue[i]});
-        pale[i] = shift.pale;
-        const float reach = 2.5f * inTheDark(i) * (tolerance + near[i] * (std::min(tight, tolerance) - tolerance));
-        alike[i] = smoothStep(1.3f, 0.7f, std::abs(shift.pale) / reach) *
-                   smoothStep(1.3f, 0.7f, std::abs(shift.across) / reach);
-      }
-    }
-  });
-  // The mean over a neighbourhood is calmer than a pixel, and can be held to less.
-  const Plane calm = boxMean(pale, std::max(1, static_cast<int>(3.0f * unit + 0.5f)), workers);
-  for (std::size_t i = 0; i < alike.values.size(); ++i) {
-    const float reach = inTheDark(i) * (tolerance + near[i] * (std::min(tight, tolerance) - tolerance));
-    alike[i] *= smoothStep(1.3f, 0.7f, std::abs(calm[i]) / reach);
-    alike[i] *= axis.admits({parted.red[i], parted.blue[i]});
-    if (parted.light[i] < kDarkest || parted.light[i] > kBrightest) alike[i] = 0.0f;
-  }
-  return alike;
 }
 
 }  // namespace kalvetra::plates

@@ -1,4 +1,4 @@
-// The screen's paint: which shares of red and blue it has at a place and in a light, and how like it a pixel is.
+// The screen's paint: which shares of red and blue it has at a place and in a light.
 #pragma once
 
 #include <array>
@@ -16,6 +16,8 @@ struct Shares {
 struct Shift {
   float pale, across;
 };
+
+inline constexpr float kDarkestScreen = -3.5f, kBrightestScreen = 1.6f;  // octaves from the key's light
 
 class PaleAxis {
  public:
@@ -55,10 +57,5 @@ class PaintModel {
   float scatter_ = 0.0f;
   double weight_ = 0.0;
 };
-
-// How surely each pixel shows the screen's paint alone, 0..1. `near` (0..1) is where the subject is near: there little
-// is forgiven, for fine hair and veils differ by little.
-Plane likeness(const PaintModel& model, const PaleAxis& axis, const PaintAndLight& parted, const Plane& near,
-               float unit, const Workers* workers);
 
 }  // namespace kalvetra::plates

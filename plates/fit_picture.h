@@ -1,6 +1,8 @@
 // The frame as the fit looks at it: smaller, as planes, and parted into paint and light.
 #pragma once
 
+#include <algorithm>
+
 #include "engine/frame.h"
 #include "engine/workers.h"
 #include "plates/plane.h"
@@ -12,6 +14,9 @@ struct Picture {
   Plane seen;    // 1 where the frame is opaque, 0 where it is transparent
   float unit;    // pixels of this picture to one of a frame of 1920 x 1080 pixels: the measure of all lengths
 };
+
+// A length in 1080ths of a full frame's height as pixels of the picture, at least 1.
+inline int pixelsOf(float length, float unit) { return std::max(1, static_cast<int>(length * unit + 0.5f)); }
 
 // At most `longest` pixels a side; the frame has at least one pixel.
 Picture reducedPicture(const ConstFrame& frame, int longest, const Workers* workers);
