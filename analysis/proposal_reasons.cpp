@@ -166,7 +166,7 @@ std::vector<Reason> reasonsFor(const Proposal& proposal, const Grounds& grounds,
   const Reasoner reasoner(proposal, grounds, trials);
   std::vector<Reason> reasons;
   for (const Parameter& p : kParameters) {
-    if (p.kind == ParameterKind::Group || isView(p)) continue;
+    if (p.kind == ParameterKind::Group || isView(p) || p.ofClip) continue;
     reasons.push_back({p.slug, reasoner.sentence(p)});
   }
   return reasons;

@@ -4,8 +4,10 @@
 #include <memory>
 
 #include "engine/CKALVETRA.h"
-#include "engine/record_check.h"
+#include "engine/pipeline.h"
 #include "imaging/numeric.h"
+
+using kalvetra::GivenPlate;
 
 namespace {
 
@@ -24,11 +26,10 @@ void deblock(const KALVETRA_Param& param) {
 }
 
 // The background-plate pass deblocks on its own, after it has taken its plate.
-unsigned int keyPicture(KALVETRA_Param& param) {
-  CKALVETRA keying;
-  if (param.bSmoothBG != 0) return keying.MakeMask32bit008_1(&param);
+unsigned int keyPicture(KALVETRA_Param& param, const GivenPlate* given) {
+  if (param.bSmoothBG != 0) return kalvetra::keyAgainstBackdrop(param, given);
   deblock(param);
-  return keying.MakeMask32bit007_2(&param);
+  return CKALVETRA().MakeMask32bit007_2(&param);
 }
 
 // One field of a frame with images of its own.
@@ -46,14 +47,14 @@ struct Field {
   }
 };
 
-unsigned int keyFields(const KALVETRA_Param& param) {
+unsigned int keyFields(const KALVETRA_Param& param, const GivenPlate* given) {
   CImagingZEP imaging;
   const int width = param.nWidth, height = param.nHeight;
   Field odd(param, height / 2);  // rows 1, 3, 5 ...
   Field even(param, height - height / 2);
   imaging.SepareteField32bit(width, height, param.pSrc, odd.source.get(), even.source.get());
-  keyPicture(odd.param);
-  const unsigned int result = keyPicture(even.param);
+  keyPicture(odd.param, given);
+  const unsigned int result = keyPicture(even.param, given);
   imaging.CompositeField32bit(width, height, param.pDst, odd.result.get(), even.result.get());
   return result;
 }
@@ -75,14 +76,17 @@ bool kalvetra::valuesInRange(const KALVETRA_Param& p) {
          p.nDespillBlue[0] <= 50 && p.nContractThreshold <= 255 && p.nMaskBlurValue <= 100;
 }
 
-unsigned int KALVETRA_MakeMaskGreenBack32bit(KALVETRA_Param* param, KALVEVIE_Param* view, unsigned int /*tag*/) {
-  if (param == nullptr || view == nullptr) return 2;
-  if (param->pSrc == nullptr || param->pDst == nullptr || !kalvetra::valuesInRange(*param)) return 2;
+unsigned int kalvetra::runPipeline(KALVETRA_Param& param, const KALVEVIE_Param& view, const GivenPlate* given) {
+  if (param.pSrc == nullptr || param.pDst == nullptr || !valuesInRange(param)) return 2;
   try {
-    const unsigned int result = view->bFieldSeparate != 0 ? keyFields(*param) : keyPicture(*param);
-    finishMatte(*param);
+    const unsigned int result = view.bFieldSeparate != 0 ? keyFields(param, given) : keyPicture(param, given);
+    finishMatte(param);
     return result;
   } catch (...) {
     return 3;
   }
+}
+
+unsigned int KALVETRA_MakeMaskGreenBack32bit(KALVETRA_Param* param, KALVEVIE_Param* view, unsigned int /*tag*/) {
+  return param == nullptr || view == nullptr ? 2 : kalvetra::runPipeline(*param, *view, nullptr);
 }

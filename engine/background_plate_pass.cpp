@@ -61,7 +61,18 @@ void makePlate(const KALVETRA_Param& param, unsigned char* plate, PlateSize size
   imaging.AverageBlurCore32bit6(plate, size.width, size.height, rowBytes, kPlateBlur);
 }
 
-void estimatePlate(const KALVETRA_Param& param, unsigned char* plate) {
+namespace {
+
+// To the size of the record's frame.
+void enlarge(const GivenPlate& small, const KALVETRA_Param& param, unsigned char* plate) {
+  CImagingZEP().DF_WH32bit5_1(small.pixels, small.width, small.height, small.width * 4, plate, param.nWidth,
+                              param.nHeight, param.nWidth * 4, kLanczos, kEnlargingLobes);
+}
+
+}  // namespace
+
+void drawBackdrop(const KALVETRA_Param& param, const GivenPlate* given, unsigned char* plate) {
+  if (given != nullptr) return enlarge(*given, param, plate);
   CImagingZEP imaging;
   const int width = param.nWidth, height = param.nHeight;
   const PlateSize size = plateSize(width, height);
@@ -69,22 +80,25 @@ void estimatePlate(const KALVETRA_Param& param, unsigned char* plate) {
   imaging.DF_WH32bit5_1(param.pSrc, width, height, width * 4, small.get(), size.width, size.height, size.width * 4,
                         kLanczos, kReducingLobes);
   makePlate(param, small.get(), size);
-  imaging.DF_WH32bit5_1(small.get(), size.width, size.height, size.width * 4, plate, width, height, width * 4, kLanczos,
-                        kEnlargingLobes);
+  enlarge({small.get(), size.width, size.height}, param, plate);
+}
+
+unsigned int keyAgainstBackdrop(KALVETRA_Param& param, const GivenPlate* given) {
+  if (param.nWidth == 0 || param.nHeight == 0) return 2;
+  const int width = param.nWidth, height = param.nHeight;
+  const std::size_t frameBytes = byteCount(width * 4, height);
+  const Bytes plate = std::make_unique<unsigned char[]>(frameBytes);
+  drawBackdrop(param, given, plate.get());
+  if (param.nDeBlock != 0) {  // only now: the plate is taken from the frame as it came
+    const Bytes scratch = std::make_unique<unsigned char[]>(frameBytes);
+    CImagingZEP().ChromaBlur32bit(width, height, param.pSrc, scratch.get(), param.nDeBlock);
+  }
+  CKALVETRA().MakeChromaKeyMaskX9Core32bit14(&param, plate.get());
+  return 0;
 }
 
 }  // namespace kalvetra
 
 unsigned int CKALVETRA::MakeMask32bit008_1(KALVETRA_Param* param) {
-  if (param == nullptr || param->nWidth == 0 || param->nHeight == 0) return 2;
-  const int width = param->nWidth, height = param->nHeight;
-  const std::size_t frameBytes = kalvetra::byteCount(width * 4, height);
-  const Bytes plate = std::make_unique<unsigned char[]>(frameBytes);
-  kalvetra::estimatePlate(*param, plate.get());
-  if (param->nDeBlock != 0) {  // only now: the plate is taken from the frame as it came
-    const Bytes scratch = std::make_unique<unsigned char[]>(frameBytes);
-    CImagingZEP().ChromaBlur32bit(width, height, param->pSrc, scratch.get(), param->nDeBlock);
-  }
-  MakeChromaKeyMaskX9Core32bit14(param, plate.get());
-  return 0;
+  return param == nullptr ? 2 : kalvetra::keyAgainstBackdrop(*param, nullptr);
 }

@@ -1,31 +1,17 @@
 #include "engine/inspection.h"
 
-#include <memory>
+#include <algorithm>
+#include <cstddef>
 
 #include "engine/background_plate.h"
 #include "engine/key_geometry.h"
-#include "engine/pixel_formats.h"
-#include "engine/record_check.h"
+#include "engine/pipeline.h"
 #include "engine/render_record.h"
+#include "engine/working_picture.h"
 
 namespace kalvetra {
 
 namespace {
-
-using Bytes = std::unique_ptr<unsigned char[]>;
-
-// A picture in working order.
-Bytes workingCopy(const ConstFrame& picture) {
-  const auto rowBytes = static_cast<std::size_t>(picture.width) * kPixelBytes;
-  Bytes copy = std::make_unique<unsigned char[]>(rowBytes * static_cast<std::size_t>(picture.height));
-  const Bytes argb = std::make_unique<unsigned char[]>(rowBytes);
-  for (int y = 0; y < picture.height; ++y) {
-    readRow(picture, y, argb.get());
-    reverseBytes(argb.get(), copy.get() + static_cast<std::size_t>(y) * rowBytes,
-                 static_cast<std::size_t>(picture.width));
-  }
-  return copy;
-}
 
 // A line's unit vector from its normal, which was turned by `quarter`.
 Chroma alongLine(Chroma normal, double quarter) { return Rotation(-quarter)(normal); }
@@ -42,26 +28,26 @@ KeyLines linesOf(const Geometry& g, Chroma key, Chroma skin, Chroma blue) {
 
 }  // namespace
 
-Treatment treatmentAt(const KeySettings& settings, const ConstFrame& frame, Scan scan, int x, int y) {
-  const bool fields = scan == Scan::Fields;
+Treatment treatmentAt(const KeySettings& settings, const ConstFrame& frame, const RenderOptions& options, int x,
+                      int y) {
+  const bool fields = options.scan == Scan::Fields;
   const ConstFrame picture = fields ? fieldOf(frame, y % 2) : frame;
-  const int row = fields ? y / 2 : y;
-  const Bytes pixels = workingCopy(picture);
-  const KALVETRA_Param param = makeRecord(settings, pixels.get(), nullptr, picture.width, picture.height);
+  const WorkingPicture source(picture);
+  source.read(picture);
+  const KALVETRA_Param param = makeRecord(settings, source.data(), nullptr, picture.width, picture.height);
   if (!keysSomething(settings) || !valuesInRange(param)) return Treatment::Foreground;
-  const auto rowBytes = static_cast<std::size_t>(picture.width) * kPixelBytes;
-  const std::size_t at = static_cast<std::size_t>(row) * rowBytes + static_cast<std::size_t>(x) * kPixelBytes;
-  // The plate, and later the deblocking's scratch.
-  const auto plate = std::make_unique<unsigned char[]>(rowBytes * static_cast<std::size_t>(picture.height));
+  const std::ptrdiff_t at = std::ptrdiff_t{kPixelBytes} * x;
+  const int row = fields ? y / 2 : y;
+  const WorkingPicture plate(picture);  // and later the deblocking's scratch
   unsigned char backdrop[3]{};
   if (param.bSmoothBG != 0) {
-    estimatePlate(param, plate.get());
-    for (std::size_t c = 0; c < 3; ++c) backdrop[c] = plate[at + c];
+    drawBackdrop(param, WorkingPlate(options).given(), plate.data());
+    std::copy_n(plate.row(row) + at, 3, backdrop);
   }
   if (param.nDeBlock != 0) {
-    CImagingZEP().ChromaBlur32bit(picture.width, picture.height, pixels.get(), plate.get(), param.nDeBlock);
+    CImagingZEP().ChromaBlur32bit(picture.width, picture.height, source.data(), plate.data(), param.nDeBlock);
   }
-  const unsigned char* pixel = pixels.get() + at;
+  const unsigned char* pixel = source.row(row) + at;
   return param.bSmoothBG != 0 ? plateKeyTreatment(param, pixel, backdrop) : colorKeyTreatment(param, pixel);
 }
 

@@ -7,10 +7,10 @@
 
 namespace kalvetra {
 
-// How the pixel at x, y of the frame, inside it, is keyed: seen in the picture or the field that it
+// How the pixel at x, y of the frame, inside it, is keyed with these options: seen in the picture or the field that it
 // belongs to, after any deblocking, before the matte is contracted, blurred, clipped or limited. Foreground where
 // nothing is keyed. Throws std::bad_alloc.
-Treatment treatmentAt(const KeySettings& settings, const ConstFrame& frame, Scan scan, int x, int y);
+Treatment treatmentAt(const KeySettings& settings, const ConstFrame& frame, const RenderOptions& options, int x, int y);
 
 // The lines in the (I, Q) plane of CImagingZEP::RGBtoYIQ2 that bound the backdrop's sector, as the passes use them: all
 // go through grey; unit vectors point to the side of the hue.

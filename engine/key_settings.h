@@ -33,6 +33,10 @@ struct KeySettings {
   int despillSkin;
   int despillBlue;
   int screenGain;  // 0..100
+
+  int screen = 0;  // 0 green, 1 blue: green and blue change places before keying and after
+  int plate = 0;   // where background plates come from, see kPlateEntries; for those who look after a clip: render()
+                   // does not read it
   bool operator==(const KeySettings&) const = default;
 };
 

@@ -8,13 +8,13 @@
 #include <memory>
 
 #include "cpu/vectors.h"
-#include "engine/KALVETRA_MakeMaskGreenBack32bit.h"
 #include "engine/KalvetraFinalCut.h"
 #include "engine/background_plate.h"
+#include "engine/pipeline.h"
 #include "engine/pixel_formats.h"
-#include "engine/record_check.h"
 #include "engine/render_record.h"
 #include "engine/streamed_frame.h"
+#include "engine/working_picture.h"
 #include "imaging/CImagingZEP.h"
 #include "imaging/memory.h"
 #include "imaging/numeric.h"
@@ -24,8 +24,6 @@ namespace kalvetra {
 namespace {
 
 using Bytes = std::unique_ptr<unsigned char[]>;
-
-constexpr unsigned int kPipelineTag = 30609001;
 
 // The matte never exceeds the host frame's alpha; where that is 0, the frame's colour is restored.
 void limitByAlpha(const unsigned char* host, unsigned char* result, std::size_t pixels) {
@@ -129,45 +127,30 @@ void copyPremultiplied(ConstFrame input, Frame output) {
 
 // A whole picture by vectors; false, with nothing written, where it has to be rendered the plain way.
 bool streamed(const KeySettings& settings, const ConstFrame& input, const Frame& output, const Clip& clip,
-              const Workers* workers) {
+              const RenderOptions& options) {
   MatteFinish finish{settings.view == kKalvetraViewMatte, clip.active(), {}};
   for (std::size_t i = 0; i < finish.clipped.size(); ++i) finish.clipped[i] = clip(static_cast<unsigned char>(i));
-  if (!keysSomething(settings)) return streamFrame(input, output, nullptr, finish, workers);
+  if (!keysSomething(settings)) return streamFrame(input, output, nullptr, nullptr, finish, options.workers);
   const KALVETRA_Param param = makeRecord(settings, nullptr, nullptr, input.width, input.height);
-  return streamFrame(input, output, &param, finish, workers);
+  return streamFrame(input, output, &param, givenPlate(options), finish, options.workers);
 }
-
-// A packed picture in working order, all zeros.
-struct WorkingPicture {
-  explicit WorkingPicture(const ConstFrame& like)
-      : rowPixels(static_cast<std::size_t>(like.width)),
-        pixels(byteCount(like.width, like.height)),
-        bytes(std::make_unique<unsigned char[]>(pixels * kPixelBytes)) {}
-  unsigned char* row(int y) const { return bytes.get() + static_cast<std::size_t>(y) * rowPixels * kPixelBytes; }
-  void read(const ConstFrame& frame) const {
-    for (int y = 0; y < frame.height; ++y) reverseBytes(frame.row(y), row(y), rowPixels);
-  }
-
-  std::size_t rowPixels, pixels;
-  Bytes bytes;
-};
 
 // The plain way: through the pipeline in working order.
 void renderPlainly(const KeySettings& settings, const ConstFrame& input, const Frame& output, const Clip& clip,
-                   Scan scan) {
+                   const RenderOptions& options) {
   const WorkingPicture source(input), result(input);
+  const WorkingPlate plate(options);
   source.read(input);
   if (keysSomething(settings)) {
-    KALVETRA_Param param = makeRecord(settings, source.bytes.get(), result.bytes.get(), input.width, input.height);
-    KALVEVIE_Param treatment{scan == Scan::Fields ? 1u : 0u};
-    KALVETRA_MakeMaskGreenBack32bit(&param, &treatment, kPipelineTag);
+    KALVETRA_Param param = makeRecord(settings, source.data(), result.data(), input.width, input.height);
+    runPipeline(param, {options.scan == Scan::Fields ? 1u : 0u}, plate.given());
   } else {
-    std::memcpy(result.bytes.get(), source.bytes.get(), source.pixels * kPixelBytes);
+    std::memcpy(result.data(), source.data(), source.pixels() * kPixelBytes);
   }
-  for (int y = 0; y < input.height; ++y) limitByAlpha(input.row(y), result.row(y), result.rowPixels);
-  clipMatte(result.bytes.get(), result.pixels, clip);
+  for (int y = 0; y < input.height; ++y) limitByAlpha(input.row(y), result.row(y), result.rowPixels());
+  clipMatte(result.data(), result.pixels(), clip);
   const auto write = settings.view == kKalvetraViewMatte ? writeMatte : reverseBytes;
-  for (int y = 0; y < output.height; ++y) write(result.row(y), output.row(y), result.rowPixels);
+  for (int y = 0; y < output.height; ++y) write(result.row(y), output.row(y), result.rowPixels());
 }
 
 // The key colour, as the pipeline takes it, everywhere.
@@ -177,19 +160,19 @@ void fillWithKeyColor(const KALVETRA_Param& param, std::size_t pixels) {
   }
 }
 
-bool drawPlate(const KeySettings& settings, const ConstFrame& input, const Frame& output) {
+bool drawPlate(const KeySettings& settings, const GivenPlate* given, const ConstFrame& input, const Frame& output) {
   const WorkingPicture source(input), plate(input);
-  const KALVETRA_Param param = makeRecord(settings, source.bytes.get(), plate.bytes.get(), input.width, input.height);
-  const bool estimated = settings.smoothBG != 0 && keysSomething(settings) && valuesInRange(param);
-  if (estimated) {
+  const KALVETRA_Param param = makeRecord(settings, source.data(), plate.data(), input.width, input.height);
+  const bool uneven = settings.smoothBG != 0 && keysSomething(settings) && valuesInRange(param);
+  if (uneven) {
     source.read(input);
-    estimatePlate(param, plate.bytes.get());
+    drawBackdrop(param, given, plate.data());
   } else {
-    fillWithKeyColor(param, plate.pixels);
+    fillWithKeyColor(param, plate.pixels());
   }
-  for (std::size_t i = 0; i < plate.pixels; ++i) plate.bytes[i * kPixelBytes + 3] = 255;
-  for (int y = 0; y < output.height; ++y) reverseBytes(plate.row(y), output.row(y), plate.rowPixels);
-  return estimated;
+  for (std::size_t i = 0; i < plate.pixels(); ++i) plate.data()[i * kPixelBytes + 3] = 255;
+  for (int y = 0; y < output.height; ++y) reverseBytes(plate.row(y), output.row(y), plate.rowPixels());
+  return uneven;
 }
 
 }  // namespace
@@ -199,13 +182,13 @@ void render(const KeySettings& settings, const ConstFrame& input, const Frame& o
   const bool keyed = settings.view != kKalvetraViewSource;
   if (!keyed && input.premultiplied && output.premultiplied) return copyPremultiplied(input, output);
   const auto byVectors = [&](const ConstFrame& source, const Frame& result) {
-    return streamed(settings, source, result, clip, options.workers);
+    return streamed(settings, source, result, clip, options);
   };
   const bool vectors = keyed && options.scan == Scan::Whole && simd::enabled();
   if (vectors && asStraight(input, output, true, byVectors)) return;
   asStraight(input, output, false, [&](const ConstFrame& source, const Frame& result) {
     if (keyed) {
-      renderPlainly(settings, source, result, clip, options.scan);
+      renderPlainly(settings, source, result, clip, options);
     } else {
       copyRows(source, result);
     }
@@ -213,19 +196,21 @@ void render(const KeySettings& settings, const ConstFrame& input, const Frame& o
   });
 }
 
-bool renderPlate(const KeySettings& settings, const ConstFrame& input, const Frame& output, Scan scan) {
-  bool estimated = false;
+bool renderPlate(const KeySettings& settings, const ConstFrame& input, const Frame& output,
+                 const RenderOptions& options) {
+  const WorkingPlate plate(options);
+  bool uneven = false;
   asStraight(input, output, false, [&](const ConstFrame& source, const Frame& result) {
-    if (scan == Scan::Whole) {
-      estimated = drawPlate(settings, source, result);
+    if (options.scan == Scan::Whole) {
+      uneven = drawPlate(settings, plate.given(), source, result);
       return true;
     }
     for (int first = 0; first < std::min(2, source.height); ++first) {
-      estimated = drawPlate(settings, fieldOf(source, first), fieldOf(result, first));
+      uneven = drawPlate(settings, plate.given(), fieldOf(source, first), fieldOf(result, first));
     }
     return true;
   });
-  return estimated;
+  return uneven;
 }
 
 }  // namespace kalvetra

@@ -13,11 +13,24 @@ enum class Scan {
   Fields,  // two pictures taken apart in time, line by line in turn; only contraction and edge blur see both together
 };
 
+// A picture of the bare backdrop that is known from elsewhere: another frame, a clean plate, a better estimate.
+struct KnownPlate {
+  ConstFrame picture;  // of the whole frame in any size and format, straight; its alpha is not read
+  // Where a pixel has the plate's paint but is darker, a black shadow stays: at least as opaque as its luminance lies
+  // below the plate's, shaped by the setting `shadow`. For pictures of the backdrop as it is, in its own light.
+  bool keepsShadows = false;
+  float noise = 0;  // of a channel, standard deviation in levels: darkening that noise explains is no shadow
+};
+
 struct RenderOptions {
   Scan scan = Scan::Whole;
   // Threads that the frame's rows may be shared out over; null: the calling thread alone. The bytes are the same.
   // Fields, level Scalar and renderPlate stay on one thread.
   const Workers* workers = nullptr;
+  // Keyed against in place of the engine's own estimate, wherever smoothBG is on; where it is not of the frame's size
+  // (or the field's), enlarged like the estimate. Null, or of no pixels: the engine's own. May not lie in the memory of
+  // the output.
+  const KnownPlate* plate = nullptr;
 };
 
 // Renders settings.view of `input` into `output`.
@@ -33,9 +46,11 @@ struct RenderOptions {
 void render(const KeySettings& settings, const ConstFrame& input, const Frame& output,
             const RenderOptions& options = {});
 
-// Writes the backdrop that the frame would be keyed against, opaque: the background plate (of each field, for fields),
-// or the one key colour, with an answer of false, where smoothBG is off, nothing is keyed or a value is out of range.
-// Otherwise like render, but where memory runs out for the second field, the first may have been written.
-bool renderPlate(const KeySettings& settings, const ConstFrame& input, const Frame& output, Scan scan = Scan::Whole);
+// Writes the backdrop that the frame would be keyed against, opaque: the background plate (of each field, for fields;
+// the given one as it is keyed against), or the one key colour, with an answer of false, where smoothBG is off, nothing
+// is keyed or a value is out of range. Otherwise like render, but where memory runs out for the second field, the first
+// may have been written.
+bool renderPlate(const KeySettings& settings, const ConstFrame& input, const Frame& output,
+                 const RenderOptions& options = {});
 
 }  // namespace kalvetra

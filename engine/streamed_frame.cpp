@@ -9,7 +9,7 @@
 
 #include "engine/background_plate.h"
 #include "engine/bands.h"
-#include "engine/record_check.h"
+#include "engine/pipeline.h"
 #include "imaging/memory.h"
 #include "imaging/simd/box_rows.h"
 #include "imaging/simd/chroma_rows.h"
@@ -55,55 +55,100 @@ class SourceRows {
   Bytes rows_;
 };
 
-// The background plate in the byte order of the frame, made of the frame as it came.
+// The background plate: one that was given, or made of the frame as it came.
 class Plate {
  public:
-  Plate(const ConstFrame& frame, const KALVETRA_Param& param, const Workers* workers)
-      : size_(plateSize(frame.width, frame.height)),
-        enlarging_(size_.width, size_.height, frame.width, frame.height, kLanczos, kEnlargingLobes) {
-    const simd::ResamplePlan reducing(frame.width, frame.height, size_.width, size_.height, kLanczos, kReducingLobes);
-    possible_ = reducing.possible() && enlarging_.possible();
-    if (!possible_) return;
-    const std::size_t area = static_cast<std::size_t>(size_.width) * static_cast<std::size_t>(size_.height);
-    pixels_ = allocate(area * kPixelBytes);
-    reduce(frame, reducing, Bands(workers, size_.height));
-    const simd::ByteOrder order = orderOf(frame.format);
-    simd::reorder(pixels_.get(), area, order, simd::ByteOrder::Bgra);
-    makePlate(param, pixels_.get(), size_);
-    simd::reorder(pixels_.get(), area, simd::ByteOrder::Bgra, order);
+  Plate(const ConstFrame& frame, const KALVETRA_Param& param, const KnownPlate* given, const Workers* workers)
+      : frame_(frame) {
+    if (given != nullptr) {
+      picture_ = given->picture;
+    } else if (!estimate(param, workers)) {
+      return;
+    }
+    if (picture_.width != frame.width || picture_.height != frame.height) {
+      enlarging_.emplace(picture_.width, picture_.height, frame.width, frame.height, kLanczos, kEnlargingLobes);
+    }
+    possible_ = !enlarging_ || enlarging_->possible();
   }
   bool possible() const { return possible_; }
 
-  // Its rows in the frame's size from one on.
-  simd::ResampledRows enlarged(int firstRow) const { return {enlarging_, pixels_.get(), rowBytes(), firstRow}; }
+  // Its rows in the frame's size and byte order, from one on.
+  class Rows {
+   public:
+    Rows(const Plate& plate, int firstRow)
+        : plate_(plate),
+          order_(orderOf(plate.picture_.format)),
+          wanted_(orderOf(plate.frame_.format)),
+          pixels_(static_cast<std::size_t>(plate.frame_.width)) {
+      if (plate.enlarging_) {
+        enlarged_.emplace(*plate.enlarging_, plate.picture_.data, plate.picture_.stride, firstRow);
+      }
+      if (enlarged_ || order_ != wanted_) room_ = allocate(pixels_ * kPixelBytes * simd::KeyRows::kMost);
+    }
+    // Row y, after row y - 1; valid until kMost more were asked for.
+    const unsigned char* row(int y) {
+      if (!room_) return plate_.picture_.row(y);
+      const std::size_t rowBytes = pixels_ * kPixelBytes;
+      unsigned char* const row = room_.get() + static_cast<std::size_t>(y % simd::KeyRows::kMost) * rowBytes;
+      if (enlarged_) {
+        enlarged_->next(row);
+      } else {
+        std::memcpy(row, plate_.picture_.row(y), rowBytes);
+      }
+      if (order_ != wanted_) simd::reorder(row, pixels_, order_, wanted_);
+      return row;
+    }
+
+   private:
+    const Plate& plate_;
+    simd::ByteOrder order_, wanted_;
+    std::size_t pixels_;
+    std::optional<simd::ResampledRows> enlarged_;  // none where the plate has the frame's size
+    Bytes room_;                                   // none where its rows are taken as they are
+  };
 
  private:
-  std::ptrdiff_t rowBytes() const { return std::ptrdiff_t{kPixelBytes} * size_.width; }
-  void reduce(const ConstFrame& frame, const simd::ResamplePlan& reducing, const Bands& bands) {
+  bool estimate(const KALVETRA_Param& param, const Workers* workers) {
+    const PlateSize size = plateSize(frame_.width, frame_.height);
+    const simd::ResamplePlan reducing(frame_.width, frame_.height, size.width, size.height, kLanczos, kReducingLobes);
+    if (!reducing.possible()) return false;
+    const std::size_t area = static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height);
+    own_ = allocate(area * kPixelBytes);
+    const Frame small = packedFrame(own_.get(), size.width, size.height, frame_.format);
+    reduce(reducing, small, Bands(workers, size.height));
+    const simd::ByteOrder order = orderOf(frame_.format);
+    simd::reorder(own_.get(), area, order, simd::ByteOrder::Bgra);
+    makePlate(param, own_.get(), size);
+    simd::reorder(own_.get(), area, simd::ByteOrder::Bgra, order);
+    picture_ = small;
+    return true;
+  }
+  void reduce(const simd::ResamplePlan& reducing, const Frame& small, const Bands& bands) {
     std::vector<simd::ResampledRows> reduced;
     for (int band = 0; band < bands.count(); ++band) {
-      reduced.emplace_back(reducing, frame.data, frame.stride, bands.first(band));
+      reduced.emplace_back(reducing, frame_.data, frame_.stride, bands.first(band));
     }
     bands.run([&](int band, int first, int end) {
       simd::ResampledRows& rows = reduced[static_cast<std::size_t>(band)];
-      for (int y = first; y < end; ++y) rows.next(pixels_.get() + y * rowBytes());
+      for (int y = first; y < end; ++y) rows.next(small.row(y));
     });
   }
 
-  PlateSize size_;
-  simd::ResamplePlan enlarging_;
-  bool possible_;
-  Bytes pixels_;
+  ConstFrame frame_;
+  ConstFrame picture_{};
+  Bytes own_;  // of picture_, unless it was given
+  std::optional<simd::ResamplePlan> enlarging_;
+  bool possible_ = false;
 };
 
 // What a frame is keyed by: the one key colour or a plate.
 struct Key {
-  Key(const ConstFrame& frame, const KALVETRA_Param& param, const Workers* workers) {
+  Key(const ConstFrame& frame, const KALVETRA_Param& param, const KnownPlate* given, const Workers* workers) {
     if (param.bSmoothBG == 0) {
       color.emplace(param);
       return;
     }
-    plate.emplace(frame, param, workers);
+    plate.emplace(frame, param, given, workers);
     plateGeometry.emplace(param);
   }
   bool possible() const { return !plate || plate->possible(); }
@@ -123,9 +168,8 @@ class BandKeyer {
         pixels_(static_cast<std::size_t>(input.width)),
         source_(input, deblockRadius, firstRow) {
     if (!key.plate) return;
-    enlarged_.emplace(key.plate->enlarged(firstRow));
+    plate_.emplace(*key.plate, firstRow);
     plateColors_.emplace(pixels_);
-    plateRows_ = allocate(pixels_ * kPixelBytes * simd::KeyRows::kMost);
   }
   // Rows y..y + count - 1, after all before them, into the output in the byte order of the input; count at most kMost.
   void keyRows(int y, int count) {
@@ -136,12 +180,9 @@ class BandKeyer {
       const int row = y + static_cast<int>(i);
       rows.source[i] = source_.row(row);
       rows.result[i] = output_.row(row);
-      if (!enlarged_) continue;
-      unsigned char* const plate = plateRows_.get() + i * pixels_ * kPixelBytes;
-      enlarged_->next(plate);
-      rows.plate[i] = plate;
+      if (plate_) rows.plate[i] = plate_->row(row);
     }
-    if (enlarged_) {
+    if (plate_) {
       simd::keyAgainstPlate(*key_.plateGeometry, order_, rows, *plateColors_);
     } else {
       simd::keyAgainstColor(*key_.color, order_, rows);
@@ -154,9 +195,8 @@ class BandKeyer {
   simd::ByteOrder order_;
   std::size_t pixels_;
   SourceRows source_;
-  std::optional<simd::ResampledRows> enlarged_;
+  std::optional<Plate::Rows> plate_;
   std::optional<simd::PlateColors> plateColors_;
-  Bytes plateRows_;
 };
 
 bool covers(const ConstFrame& frame, const KALVETRA_Param& param) {
@@ -256,8 +296,8 @@ class MatteStage {
 }  // namespace
 
 // Everything is allocated before the first pixel is written.
-bool streamFrame(const ConstFrame& input, const Frame& output, const KALVETRA_Param* param, const MatteFinish& finish,
-                 const Workers* workers) {
+bool streamFrame(const ConstFrame& input, const Frame& output, const KALVETRA_Param* param, const KnownPlate* given,
+                 const MatteFinish& finish, const Workers* workers) {
   const auto pixels = static_cast<std::size_t>(input.width);
   const Bands bands(workers, input.height);
   const Finisher finisher(input, output, finish);
@@ -271,7 +311,7 @@ bool streamFrame(const ConstFrame& input, const Frame& output, const KALVETRA_Pa
     return true;
   }
   if (!covers(input, *param)) return false;
-  const Key key(input, *param, workers);
+  const Key key(input, *param, given, workers);
   if (!key.possible()) return false;
   std::vector<BandKeyer> keyers;
   for (int band = 0; band < bands.count(); ++band) {

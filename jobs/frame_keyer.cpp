@@ -35,7 +35,7 @@ const Image& FrameKeyer::keyed() {
 }
 
 const Image& FrameKeyer::plate() {
-  renderPlate(settings_, source().frame(), emptyView(), scan_);
+  renderPlate(settings_, source().frame(), emptyView(), {scan_});
   return view_;
 }
 

@@ -103,7 +103,7 @@ int kalvetra_render_plate(const kalvetra_settings* settings, const kalvetra_fram
                           const kalvetra_options* options) {
   return answered([&] {
     const Rendering call(settings, input, output, options);
-    return renderPlate(call.settings, call.input, call.output, call.scan) ? 1 : 0;
+    return renderPlate(call.settings, call.input, call.output, {call.scan}) ? 1 : 0;
   });
 }
 

@@ -3,6 +3,7 @@
 // next that no row ever had.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <span>
 #include <string_view>
@@ -46,6 +47,8 @@ struct Parameter {
   int KeySettings::*value;             // null for groups and the colour
   std::span<const MenuEntry> entries;  // of a popup, in menu order: index = value
   std::string_view help;               // one line
+  bool ofClip = false;                 // chosen once for a clip: never in keyframes, nor in plug-in hosts, which show
+                                       // single frames
 };
 
 // Entries of the View popup.
@@ -53,6 +56,20 @@ inline constexpr std::array<MenuEntry, 3> kViewEntries{{
     {"KalvetraGreen::Source", "source"},
     {"KalvetraGreen::Matte", "matte"},
     {"KalvetraGreen::Result", "result"},
+}};
+
+// What the backdrop is painted in.
+inline constexpr std::array<MenuEntry, 2> kScreenEntries{{
+    {"KalvetraGreen::Green", "green"},
+    {"KalvetraGreen::Blue", "blue"},
+}};
+
+// Where the background plates of a clip come from.
+inline constexpr std::array<MenuEntry, 4> kPlateEntries{{
+    {"KalvetraGreen::Frame", "frame"},  // the engine's own, of each frame
+    {"KalvetraGreen::Fit", "fit"},
+    {"KalvetraGreen::Shot", "shot"},
+    {"KalvetraGreen::Clean", "clean"},  // a picture that is given besides
 }};
 
 namespace table {
@@ -70,6 +87,11 @@ constexpr Parameter popup(int id, int parent, const char* nameKey, std::string_v
           Unit::None, 0,
           value,      entries,
           help};
+}
+
+constexpr Parameter ofClip(Parameter parameter) {
+  parameter.ofClip = true;
+  return parameter;
 }
 
 constexpr Parameter color(int id, int parent, const char* nameKey, std::string_view slug, std::string_view help) {
@@ -112,8 +134,14 @@ inline constexpr auto kParameters = std::to_array<Parameter>({
     table::popup(2, 1, "KalvetraGreen::View", "view", 2, kViewEntries, &KeySettings::view,
                  "What to show: the untouched source, the matte as a grey picture, or the keyed result."),
     table::color(3, 1, "KalvetraGreen::Key Color", "key-color", "Colour of the backdrop; black keys nothing."),
+    table::ofClip(
+        table::popup(28, 1, "KalvetraGreen::Screen", "screen", 0, kScreenEntries, &KeySettings::screen,
+                     "What the backdrop is painted in; for blue, green and blue change places while keying.")),
     table::toggle(4, 1, "KalvetraGreen::Smooth BG", "smooth-bg", 1, &KeySettings::smoothBG,
                   "Key against an estimate of the unevenly lit backdrop instead of the one key colour."),
+    table::ofClip(table::popup(29, 1, "KalvetraGreen::Plate", "plate", 0, kPlateEntries, &KeySettings::plate,
+                               "Where that estimate comes from: each frame by itself, a closer fit, all frames of a "
+                               "locked-off shot, or a clean plate that is given.")),
     table::slider(5, 1, "KalvetraGreen::Shadow", "shadow", 100, {0, 100, Unit::Percent}, 0, &KeySettings::shadow,
                   "Density of shadows on the backdrop; lower values lighten them."),
     table::slider(6, 1, "KalvetraGreen::Clip Black", "clip-black", 0, {0, 100, Unit::Percent}, 0,
@@ -156,6 +184,14 @@ inline constexpr auto kParameters = std::to_array<Parameter>({
     table::slider(27, 22, "KalvetraGreen::Screen Gain", "screen-gain", 33, {0, 100, Unit::Percent}, 0,
                   &KeySettings::screenGain, "How far from the key colour a pixel still counts as clear backdrop."),
 });
+
+// The rows that plug-in hosts show.
+inline constexpr auto kHostParameters = [] {
+  constexpr auto isShown = [](const Parameter& p) { return !p.ofClip; };
+  std::array<Parameter, static_cast<std::size_t>(std::ranges::count_if(kParameters, isShown))> shown{};
+  std::ranges::copy_if(kParameters, shown.begin(), isShown);
+  return shown;
+}();
 
 // Every setting at its default.
 constexpr KeySettings defaultSettings() {

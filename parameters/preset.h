@@ -10,7 +10,8 @@
 //   }
 //
 // The names are the table's slugs. A value is a number for sliders, true or false (or "on", "off") for toggles,
-// "#rrggbb" for the colour and the entry's slug for the view; or a list of [frame, value] pairs, see Curve.
+// "#rrggbb" for the colour and the entry's slug for the view, the screen and the plate; or, but for the last two, a
+// list of [frame, value] pairs, see Curve.
 #pragma once
 
 #include <map>

@@ -155,8 +155,9 @@ Curve curveOf(const Source& source, const Parameter& p, const Json& given) {
     if (const std::optional<int> value = valueOfJson(p, given)) return {{0, *value}};
     failAt(source, slug, 0,
            inQuotes(slug) + " cannot be " + shown(given) + "; give " + expected(p) +
-               ", or a list of [frame, value] pairs");
+               (p.ofClip ? "" : ", or a list of [frame, value] pairs"));
   }
+  if (p.ofClip) failAt(source, slug, 0, inQuotes(slug) + " is the same for a whole clip; give " + expected(p));
   if (given.empty()) {
     failAt(source, slug, 0, "the keyframes of " + inQuotes(slug) + " are empty; give at least one [frame, value] pair");
   }

@@ -8,7 +8,7 @@ namespace kalvetra {
 const std::vector<const Parameter*>& parametersByPlace() {
   static const std::vector<const Parameter*> parameters = [] {
     std::vector<const Parameter*> all;
-    for (const Parameter& parameter : kParameters) {
+    for (const Parameter& parameter : kHostParameters) {
       if (parameter.kind != ParameterKind::Group) all.push_back(&parameter);
     }
     std::sort(all.begin(), all.end(), [](const Parameter* a, const Parameter* b) { return a->id < b->id; });

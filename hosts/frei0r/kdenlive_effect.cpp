@@ -86,7 +86,7 @@ std::string kdenliveEffect() {
       "  <name>Kalvetra Green</name>\n"
       "  <description>Keys a green screen: pick the backdrop with Key Color, then tune the matte.</description>\n"
       "  <author>Kalvetra</author>\n";
-  for (const Parameter& parameter : kParameters) {
+  for (const Parameter& parameter : kHostParameters) {
     if (parameter.kind == ParameterKind::Group) continue;
     xml += "  <parameter " + typeAndAttributes(parameter) + " name=\"" + std::string(parameter.slug) + "\">\n";
     if (parameter.kind == ParameterKind::Popup) xml += entryNames(parameter);

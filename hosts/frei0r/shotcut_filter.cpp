@@ -190,7 +190,7 @@ std::string shotcutPanel() {
       "        Label {\n            text: qsTr('Preset')\n            Layout.alignment: Qt.AlignRight\n        }\n"
       "        Shotcut.Preset {\n            parameters: names\n            Layout.columnSpan: 2\n"
       "            onPresetSelected: setControls()\n        }\n";
-  for (const Parameter& parameter : kParameters) {
+  for (const Parameter& parameter : kHostParameters) {
     panel += parameter.kind == ParameterKind::Group ? heading(parameter) : row(parameter);
   }
   return panel + "        Item { Layout.fillHeight: true }\n    }\n}\n";

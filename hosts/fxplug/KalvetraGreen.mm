@@ -21,7 +21,7 @@
 // Methods are called by the host's C and Objective-C code: no exception may leave one.
 
 using kalvetra::KeySettings;
-using kalvetra::kParameters;
+using kalvetra::kHostParameters;
 using kalvetra::Parameter;
 using kalvetra::ParameterKind;
 
@@ -78,7 +78,7 @@ void createParameter(id<FxParameterCreationAPI> api, const Parameter& p) {
 // A value that cannot be read stays 0: a host that fails every read gets the source view.
 KeySettings readSettings(id<FxParameterRetrievalAPI> api, double time) {
   KeySettings settings{};
-  for (const Parameter& p : kParameters) {
+  for (const Parameter& p : kHostParameters) {
     const UInt32 parmId = static_cast<UInt32>(p.id);
     if (p.kind == ParameterKind::Color) {
       double* rgb = settings.keyColor.data();
@@ -160,7 +160,7 @@ void renderFloats(const KeySettings& settings, const Bitmap& in, const Bitmap& o
   if (api == nil) return NO;
   try {
     std::vector<int> open;  // ids of the groups that are open
-    for (const Parameter& p : kParameters) {
+    for (const Parameter& p : kHostParameters) {
       for (; !open.empty() && open.back() != p.group; open.pop_back()) [api endParameterSubGroup];
       createParameter(api, p);
       if (p.kind == ParameterKind::Group) open.push_back(p.id);
@@ -169,7 +169,7 @@ void renderFloats(const KeySettings& settings, const Bitmap& in, const Bitmap& o
   } catch (...) {
     return NO;
   }
-  for (const Parameter& p : kParameters) {
+  for (const Parameter& p : kHostParameters) {
     if (p.toggle == 0 || kalvetra::findParameter(p.toggle)->defaultValue != 0) continue;
     [self EnableDisableParameter:static_cast<UInt32>(p.id) enableParam:0];
   }
@@ -181,7 +181,7 @@ void renderFloats(const KeySettings& settings, const Bitmap& in, const Bitmap& o
   id<FxCustomParameterActionAPI> action = [_apiManager apiForProtocol:@protocol(FxCustomParameterActionAPI)];
   if (retrieval == nil || action == nil) return YES;
   BOOL known = NO, on = NO;
-  for (const Parameter& p : kParameters) {
+  for (const Parameter& p : kHostParameters) {
     if (p.toggle == 0 || static_cast<UInt32>(p.toggle) != parmId) continue;
     if (known == NO && [retrieval getBoolValue:&on fromParm:parmId atTime:[action currentTime]] == NO) return YES;
     known = YES;

@@ -38,7 +38,7 @@ const char* treatmentOf(PreviewContext& context, std::int64_t number, const KeyS
   if (isInForce(mattes.holdout, at)) return "holdout";
   const auto source = context.clip.picture(number);
   const Scan scan = context.clip.keying().fields() ? Scan::Fields : Scan::Whole;
-  return treatmentName(treatmentAt(settings, source->frame(), scan, at.left, at.top));
+  return treatmentName(treatmentAt(settings, source->frame(), {scan}, at.left, at.top));
 }
 
 // Of a pixel in host order, after its alpha.

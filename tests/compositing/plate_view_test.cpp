@@ -72,7 +72,7 @@ TEST(PlateView, OfFieldsIsThatOfEachField) {
     const Bytes frame = test::greenScreen(kWidth, height, 9);
     Bytes plates(frame.size());
     EXPECT_TRUE(renderPlate(greenKey(), packedFrame(frame.data(), kWidth, height),
-                            packedFrame(plates.data(), kWidth, height), Scan::Fields));
+                            packedFrame(plates.data(), kWidth, height), {Scan::Fields}));
     for (int first = 0; first < std::min(2, height); ++first) {
       const int rows = (height + 1 - first) / 2;
       const std::ptrdiff_t row = kWidth * 4;
@@ -104,7 +104,7 @@ TEST(PlateView, WithoutAnEstimateItIsTheKeyColour) {
 TEST(PlateView, FramesWithoutPixelsNeedNoBuffers) {
   for (const auto& [width, height] : {std::pair{-1, 2}, {0, 5}, {5, 0}, {5, -3}}) {
     const Frame none = packedFrame<unsigned char>(nullptr, width, height);
-    for (const Scan scan : {Scan::Whole, Scan::Fields}) EXPECT_FALSE(renderPlate(greenKey(), none, none, scan));
+    for (const Scan scan : {Scan::Whole, Scan::Fields}) EXPECT_FALSE(renderPlate(greenKey(), none, none, {scan}));
   }
 }
 

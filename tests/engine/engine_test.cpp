@@ -234,7 +234,7 @@ TEST(RenderEntry, UniformFramesStayUniform) {
   kalvetra::test::Random random(8);
   for (int round = 0; round < 60; ++round) {
     KeySettings s = settings(kKalvetraViewMatte);
-    for (const kalvetra::Parameter& p : kalvetra::kParameters) {
+    for (const kalvetra::Parameter& p : kalvetra::kHostParameters) {
       if (p.value != nullptr && p.slug != "view") s.*p.value = random.within(p.minimum, p.maximum);
     }
     s.clipBlack = 0;

@@ -201,8 +201,8 @@ TEST(FrameFormats, PlatesComeInEveryForm) {
       const Bytes source = input.straight();
       Bytes wanted(source.size());
       EXPECT_TRUE(renderPlate(settings, packedFrame(source.data(), kWidth, kHeight),
-                              packedFrame(wanted.data(), kWidth, kHeight), scan));
-      EXPECT_TRUE(renderPlate(settings, input.frame(), output.frame(), scan));
+                              packedFrame(wanted.data(), kWidth, kHeight), {scan}));
+      EXPECT_TRUE(renderPlate(settings, input.frame(), output.frame(), {scan}));
       EXPECT_EQ(stored(form, wanted).bytes, output.bytes) << nameOf(form);
     }
   }

@@ -68,7 +68,7 @@ TEST(Inspection, TreatmentsAgreeWithTheResult) {
     for (int y = 0; y < kHeight; ++y) {
       for (int x = 0; x < kWidth; ++x) {
         const Treatment treatment = treatmentAt(settings, packedFrame(frame.data(), kWidth, kHeight),
-                                                fields ? Scan::Fields : Scan::Whole, x, y);
+                                                {fields ? Scan::Fields : Scan::Whole}, x, y);
         const std::ptrdiff_t at = (std::ptrdiff_t{y} * kWidth + x) * 4;
         expectAgreement(treatment, frame.data() + at, result.data() + at);
         seen.emplace(treatment, smooth);
@@ -101,7 +101,7 @@ TEST(Inspection, SidesAreThoseThatTheirSettingsChange) {
           continue;
         }
         ++changed;
-        EXPECT_EQ(c.side, treatmentAt(settings, packedFrame(frame.data(), kWidth, kHeight), Scan::Whole, i % kWidth,
+        EXPECT_EQ(c.side, treatmentAt(settings, packedFrame(frame.data(), kWidth, kHeight), {Scan::Whole}, i % kWidth,
                                       i / kWidth));
       }
       EXPECT_GT(changed, 3);
@@ -119,7 +119,7 @@ TEST(Inspection, DeblockedPixelsAreJudgedAsTheyAreKeyed) {
   for (int i = 0; i < kWidth * kHeight; ++i) {
     const std::size_t at = static_cast<std::size_t>(i) * 4;
     const Treatment treatment =
-        treatmentAt(settings, packedFrame(frame.data(), kWidth, kHeight), Scan::Whole, i % kWidth, i / kWidth);
+        treatmentAt(settings, packedFrame(frame.data(), kWidth, kHeight), {Scan::Whole}, i % kWidth, i / kWidth);
     if (treatment == Treatment::Foreground) {
       EXPECT_EQ(255, result[at]);
     } else if (treatment == Treatment::NearKey) {
@@ -134,7 +134,7 @@ TEST(Inspection, NothingIsKeyedWithoutAKeyColour) {
   Random random(1);
   const Bytes frame = mixedFrame(random);
   EXPECT_EQ(Treatment::Foreground,
-            treatmentAt(defaultSettings(), packedFrame(frame.data(), kWidth, kHeight), Scan::Whole, 3, 3));
+            treatmentAt(defaultSettings(), packedFrame(frame.data(), kWidth, kHeight), {Scan::Whole}, 3, 3));
 }
 
 // The hue of a direction, as HLStoYIQ has it, worked out from R - Y and B - Y.

@@ -74,7 +74,7 @@ Bytes render(const Arguments& a) {
   const kalvetra::ConstFrame from = kalvetra::packedFrame(a.input.data(), a.from.width, a.from.height);
   const kalvetra::Frame to = kalvetra::packedFrame(output.data(), a.to.width, a.to.height);
   if (a.way == kPlate) {
-    renderPlate(a.settings, from, to, a.settings.view == 0 ? Scan::Whole : Scan::Fields);
+    renderPlate(a.settings, from, to, {a.settings.view == 0 ? Scan::Whole : Scan::Fields});
   } else {
     render(a.settings, from, to, {a.way == kFields ? Scan::Fields : Scan::Whole});
   }

@@ -126,6 +126,7 @@ TEST(Preset, RefusalsNameTheLineAndTheReason) {
       {inSettings("\"shadow\": {\n\"x\": 1}"), "line 3: \"shadow\" cannot be {\"x\":1}; give"},
       {inSettings("\"view\": {\"view\": 1}"), "line 3: \"view\" cannot be {\"view\":1}; give"},
       {"{\"look\": {\"shadow\": 1}, \"settings\": {\"shadow\": 1}}", "line 1: \"look\" cannot be {\"shadow\":1}"},
+      {inSettings("\"plate\": [[0, \"fit\"]]"), "\"plate\" is the same for a whole clip; give \"frame\", \"fit\""},
       {inSettings("\"shadow\":\n\n101"), "line 5: \"shadow\" cannot be 101"},
       {inSettings("\"edge-blur\": 1"), "line 3: \"edge-blur\" cannot be 1; give true or false"},
       {inSettings("\"edge-blur\": \"yes\""), "line 3: \"edge-blur\" cannot be \"yes\"; give true or false"},

@@ -98,7 +98,7 @@ TEST_F(Hosts, MeltSetsEveryParameterByItsName) {
   // Their toggles on, so that every slider shows.
   const std::string on = " --deblocking on --edge-contract on --edge-blur on";
   const std::string meltOn = " deblocking=1 edge-contract=1 edge-blur=1";
-  for (const Parameter& parameter : kParameters) {
+  for (const Parameter& parameter : kHostParameters) {
     if (parameter.kind == ParameterKind::Group || parameter.kind == ParameterKind::Color) continue;
     const bool toggle = parameter.kind == ParameterKind::Toggle;
     const int value = toggle ? 1 - parameter.defaultValue
@@ -133,7 +133,7 @@ TEST_F(Hosts, DescriptionsHoldEveryParameter) {
   const std::string kdenlive = need("cat " + folder + "/kdenlive/frei0r_kalvetra_green.xml");
   const std::string panel = need("cat " + folder + "/shotcut/ui.qml");
   need("xmllint --noout " + folder + "/kdenlive/frei0r_kalvetra_green.xml");
-  for (const Parameter& parameter : kParameters) {
+  for (const Parameter& parameter : kHostParameters) {
     if (parameter.kind == ParameterKind::Group) continue;
     expectHas(kdenlive, "name=\"" + std::string(parameter.slug) + "\"");
     expectHas(panel, "filter.set('" + std::string(parameter.slug) + "', ");

@@ -15,7 +15,7 @@ using kalvetra::test::LookFrame;
 using kalvetra::test::lookReference;
 
 void set(HostedFilter& filter, const KeySettings& settings) {
-  for (const Parameter& p : kalvetra::kParameters) {
+  for (const Parameter& p : kalvetra::kHostParameters) {
     if (p.kind == ParameterKind::Group) continue;
     HostParameter& parameter = filter.parameter(p.id);
     if (p.kind == ParameterKind::Color) {

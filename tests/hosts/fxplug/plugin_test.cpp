@@ -62,7 +62,7 @@ namespace {
 
 using namespace kalvetra::fxhost;
 using kalvetra::KeySettings;
-using kalvetra::kParameters;
+using kalvetra::kHostParameters;
 using kalvetra::Parameter;
 using kalvetra::test::Bytes;
 using kalvetra::test::need;
@@ -133,7 +133,7 @@ std::map<std::string, std::string> stringTable(const std::string& language) {
 
 TEST_F(Plugin, EveryTextIsThereInEveryLanguageAndNoneIsLeftOver) {
   std::set<std::string> expected{filter.registration().displayName, filter.registration().groupName};
-  for (const Parameter& p : kParameters) {
+  for (const Parameter& p : kHostParameters) {
     expected.insert(p.nameKey);
     for (const kalvetra::MenuEntry& entry : p.entries) expected.insert(entry.nameKey);
   }
@@ -193,8 +193,8 @@ TEST_F(Plugin, CreatesItsParametersInOrder) {
     expected.push_back(std::string("set flags ") + id + " 4");
   }
   EXPECT_EQ(expected, filter.takeCalls());
-  ASSERT_EQ(kParameters.size(), filter.parameters().size());
-  for (const Parameter& p : kParameters) {
+  ASSERT_EQ(kHostParameters.size(), filter.parameters().size());
+  for (const Parameter& p : kHostParameters) {
     const HostParameter& created = filter.parameter(p.id);
     SCOPED_TRACE(p.nameKey);
     EXPECT_EQ(std::string(p.nameKey).substr(15), created.name);  // without "KalvetraGreen::"
@@ -220,7 +220,7 @@ TEST_F(Plugin, CreationWithoutServices) {
     HostedFilter other(kBundle, "en");
     other.faults().withheld = {service};
     EXPECT_TRUE(other.addParameters());
-    EXPECT_EQ(kParameters.size(), other.parameters().size());
+    EXPECT_EQ(kHostParameters.size(), other.parameters().size());
     EXPECT_FALSE(other.parameter(10).disabled()) << "there was nothing to disable it with";
   }
 }
@@ -321,7 +321,7 @@ TEST_F(Plugin, ReadsEveryParameterAtTheRendersTime) {
   HostPicture in(4, 4, 8), out(4, 4, 8);
   ASSERT_TRUE(filter.render(out, in, 3.25));
   Calls expected{"api FxParameterRetrievalAPI"};
-  for (const Parameter& p : kParameters) {
+  for (const Parameter& p : kHostParameters) {
     constexpr const char* kinds[]{"", "int ", "rgb ", "bool ", "int "};
     if (p.kind == kalvetra::ParameterKind::Group) continue;
     expected.push_back(kinds[static_cast<std::size_t>(p.kind)] + std::to_string(p.id) + " at 3.25");
@@ -407,7 +407,7 @@ TEST_F(Plugin, LeavesWhatItDoesNotRender) {
 TEST_F(Plugin, AHostThatFailsEveryReadGetsTheSource) {
   create();
   pickColor();
-  for (const Parameter& p : kParameters) filter.faults().unreadable.insert(p.id);
+  for (const Parameter& p : kHostParameters) filter.faults().unreadable.insert(p.id);
   const HostPicture in = bytePicture(8, 6, kalvetra::test::greenScreen(8, 6, 1));
   HostPicture out(8, 6, 8);
   EXPECT_TRUE(filter.render(out, in));
