@@ -133,7 +133,7 @@ TEST(Library, ParametersHaveWhatAPanelNeeds) {
   }
   EXPECT_EQ(22, count);
   EXPECT_EQ(nullptr, kalvetra_parameter_at(-1));
-  const kalvetra_parameter& blur = *kalvetra_parameter_at(13);
+  const kalvetra_parameter& blur = *kalvetra_parameter_at(15);
   EXPECT_STREQ("blur-value", blur.slug);
   EXPECT_STREQ("Mask Blur Value", blur.name);
   EXPECT_STREQ("Basic: Edge Blur Group", blur.group);
