@@ -173,16 +173,27 @@ Rgb significantGain(const Light& light) {
 }
 
 Plate litPlate(const Plate& plate, const Rgb& gain) {
+  // Gains as fractions of 16 bits, and colours with 8 bits more, so that whole registers of them are multiplied.
+  const float most = std::max({gain[0], gain[1], gain[2]});
+  int bits = 15;
+  while (bits > 8 && most * static_cast<float>(1 << bits) > 65535.0f) --bits;
+  std::array<std::uint16_t, 16> factors;
+  for (std::size_t i = 0; i < factors.size(); ++i) {
+    const float factor = i % 4 == 0 ? 1.0f : gain[i % 4 - 1];
+    factors[i] = static_cast<std::uint16_t>(std::clamp(factor * static_cast<float>(1 << bits) + 0.5f, 0.0f, 65535.0f));
+  }
+  const int drop = bits - 8;
+  const auto half = static_cast<std::uint16_t>((1 << drop) / 2);
   Plate lit = plate;
-  std::array<std::array<unsigned char, 256>, 4> tables;
-  for (std::size_t v = 0; v < 256; ++v) {
-    tables[0][v] = static_cast<unsigned char>(v);
-    for (std::size_t c = 0; c < 3; ++c)
-      tables[c + 1][v] = static_cast<unsigned char>(std::clamp(gain[c] * static_cast<float>(v) + 0.5f, 0.0f, 255.0f));
+  const auto scaled = [&](unsigned char v, std::size_t i) {
+    const auto wide = static_cast<std::uint16_t>((static_cast<std::uint32_t>(v << 8) * factors[i]) >> 16);
+    return static_cast<unsigned char>(std::min((wide + half) >> drop, 255));
+  };
+  std::size_t i = 0;
+  for (; i + factors.size() <= lit.argb.size(); i += factors.size()) {
+    for (std::size_t k = 0; k < factors.size(); ++k) lit.argb[i + k] = scaled(lit.argb[i + k], k);
   }
-  for (std::size_t i = 0; i + 4 <= lit.argb.size(); i += 4) {
-    for (std::size_t c = 1; c < 4; ++c) lit.argb[i + c] = tables[c][lit.argb[i + c]];
-  }
+  for (std::size_t k = 0; i < lit.argb.size(); ++i, ++k) lit.argb[i] = scaled(lit.argb[i], k);
   return lit;
 }
 

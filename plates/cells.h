@@ -13,7 +13,7 @@ namespace kalvetra::plates {
 // Red, green and blue: of a colour in levels, 0..255, of a gain as factors.
 using Rgb = std::array<float, 3>;
 
-inline constexpr int kCellColumns = 64, kCellRows = 36;  // over any picture, whatever its proportions
+inline constexpr int kCellColumns = 48, kCellRows = 27;  // over any picture, whatever its proportions
 inline constexpr std::size_t kCells = std::size_t{kCellColumns} * kCellRows;
 
 struct Cell {

@@ -17,11 +17,12 @@ using plates::Rgb;
 
 namespace {
 
-constexpr float kAgreement = 3.0f;     // levels: estimates of one screen err by up to about 1.6
-constexpr float kJump = 12.0f;         // levels from one estimate to the next: another shot
-constexpr float kWorst = 0.9f;         // of the places lie within a spread
-constexpr float kLeastBare = 0.25f;    // of a cell, to be compared by
-constexpr std::size_t kFewCells = 46;  // a fiftieth of them: nothing to compare
+// Levels that estimates lie apart by: of one screen, at three quarters of the places, as the others may be shadows that
+// come and go; of two shots, already at half of them.
+constexpr float kAgreement = 2.5f, kAgreeing = 0.75f;
+constexpr float kJump = 8.0f, kJumping = 0.5f;
+constexpr float kLeastBare = 0.25f;                     // of a cell, to be compared by
+constexpr std::size_t kFewCells = plates::kCells / 50;  // nothing to compare
 constexpr float kLeastScreen = 0.04f;  // of a frame: with less of it nothing can be said of the backdrop
 constexpr float kLeastMatched = 0.5f;  // of what looks like screen
 
@@ -30,8 +31,9 @@ Cells bareCells(const FittedPlate& fitted) {
   return cellsOf(fitted.plate.picture(), fitted.bare.size() == pixels ? fitted.bare.data() : nullptr);
 }
 
-// How far two pictures of one screen lie apart, light aside, where both are bare: levels; 0 where too little is.
-float distanceOf(const Cells& a, const Cells& b) {
+// How far two pictures of one screen lie apart, light aside, where both are bare: levels that `share` of the places lie
+// within; 0 where too little is bare.
+float distanceOf(const Cells& a, const Cells& b, float share) {
   const Light light = lightOf(a, b);
   std::vector<float> off;
   for (std::size_t i = 0; i < a.size() && i < b.size(); ++i) {
@@ -41,7 +43,7 @@ float distanceOf(const Cells& a, const Cells& b) {
     off.push_back(most);
   }
   if (off.size() < kFewCells) return 0.0f;
-  const auto worst = off.begin() + static_cast<std::ptrdiff_t>(kWorst * static_cast<float>(off.size() - 1));
+  const auto worst = off.begin() + static_cast<std::ptrdiff_t>(share * static_cast<float>(off.size() - 1));
   std::nth_element(off.begin(), worst, off.end());
   return *worst;
 }
@@ -49,9 +51,12 @@ float distanceOf(const Cells& a, const Cells& b) {
 // Colours a + share * (b - a); plates of one size.
 Plate between(const Plate& a, const Plate& b, float share) {
   Plate mixed = a;
-  const auto part = static_cast<std::uint32_t>(share * 256.0f + 0.5f);
-  for (std::size_t i = 0; i < mixed.argb.size(); ++i)
-    mixed.argb[i] = static_cast<unsigned char>((a.argb[i] * (256 - part) + b.argb[i] * part + 128) >> 8);
+  const auto part = static_cast<std::uint16_t>(share * 256.0f + 0.5f);
+  const auto rest = static_cast<std::uint16_t>(256 - part);
+  for (std::size_t i = 0; i < mixed.argb.size(); ++i) {
+    const auto sum = static_cast<std::uint16_t>(a.argb[i] * rest + b.argb[i] * part + 128);  // at most 65408
+    mixed.argb[i] = static_cast<unsigned char>(sum >> 8);
+  }
   mixed.noise = a.noise + share * (b.noise - a.noise);
   mixed.keepsShadows = a.keepsShadows && b.keepsShadows;
   return mixed;
@@ -138,8 +143,8 @@ PlateRow::PlateRow(std::vector<Estimate> estimates) {
   for (const Estimate& estimate : estimates) {
     if ((anySure && !estimate.fitted.sure) || estimate.fitted.plate.argb.empty()) continue;
     Cells cells = bareCells(estimate.fitted);
-    if (!stretch.empty() &&
-        (distanceOf(cells, last) > kJump || !isOneSize(estimate.fitted.plate, stretch.back()->fitted.plate))) {
+    if (!stretch.empty() && (distanceOf(cells, last, kJumping) > kJump ||
+                             !isOneSize(estimate.fitted.plate, stretch.back()->fitted.plate))) {
       addStretch(stretch);
       stretch.clear();
     }
@@ -160,7 +165,7 @@ void PlateRow::addStretch(const std::vector<const Estimate*>& estimates) {
   auto mean = std::make_shared<const Plate>(meanPlate(fitted, lights));
   const Cells meanCells = cellsOf(mean->picture());
   float spread = 0.0f;
-  for (const FittedPlate* one : fitted) spread = std::max(spread, distanceOf(bareCells(*one), meanCells));
+  for (const FittedPlate* one : fitted) spread = std::max(spread, distanceOf(bareCells(*one), meanCells, kAgreeing));
   spread_ = std::max(spread_, spread);
   Stretch stretch{estimates.front()->frame, estimates.back()->frame, {}};
   if (spread <= kAgreement) {
@@ -170,6 +175,11 @@ void PlateRow::addStretch(const std::vector<const Estimate*>& estimates) {
       auto plate = std::make_shared<const Plate>(estimate->fitted.plate);
       Cells cells = cellsOf(plate->picture());
       stretch.plates.push_back({estimate->frame, std::move(plate), std::move(cells)});
+    }
+    for (std::size_t k = 1; k < estimates.size(); ++k) {
+      const std::int64_t before = estimates[k - 1]->frame, after = estimates[k]->frame;
+      const float drift = distanceOf(bareCells(*fitted[k - 1]), bareCells(*fitted[k]), kAgreeing);
+      if (drift > kAgreement && after - before > 1) wanted_.push_back(before + (after - before) / 2);
     }
   }
   stretches_.push_back(std::move(stretch));

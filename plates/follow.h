@@ -47,9 +47,12 @@ class PlateRow {
   bool isOne() const { return stretches_.size() == 1 && stretches_[0].plates.size() == 1; }
   // Shots between jumps.
   std::size_t shots() const { return stretches_.size(); }
-  // How far the estimates lay apart from one plate where both saw the screen, levels: nine tenths of the places of the
-  // worst lie within. Of all stretches.
+  // How far the estimates lay apart from one plate where both saw the screen, levels that three quarters of the places
+  // of the worst lie within.
   float spread() const { return spread_; }
+  // Frames half-way between estimates that lie too far apart to be interpolated well: what to estimate next, and then
+  // to make a new row of all. None where the shots are steady.
+  const std::vector<std::int64_t>& wanted() const { return wanted_; }
 
  private:
   struct Known {
@@ -67,6 +70,7 @@ class PlateRow {
   void addStretch(const std::vector<const Estimate*>& estimates);
 
   std::vector<Stretch> stretches_;
+  std::vector<std::int64_t> wanted_;
   float spread_ = 0.0f;
 };
 

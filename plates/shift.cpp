@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "engine/pixel_formats.h"
+#include "plates/plane.h"
 
 namespace kalvetra::plates {
 
@@ -13,6 +14,7 @@ namespace {
 
 constexpr int kLongest = 320;        // pixels of a texture
 constexpr int kFine = 1, kWide = 8;  // radii of the two blurs
+constexpr float kSteps = 16.0f;      // a level
 constexpr float kLeastCovered = 0.6f;
 constexpr float kLimit = 10.0f;  // standard deviations: a shadow's edge shall not outvote the screen
 constexpr float kLeastDeviation = 0.1f;
@@ -22,6 +24,10 @@ constexpr float kLeastShare = 0.33f;  // of the smaller texture
 constexpr float kAlike = 0.3f;        // least correlation of one structure
 constexpr float kLeastShift = 0.3f;   // pixels of a texture
 constexpr float kLeastGain = 0.003f, kGainOfRest = 0.1f;
+
+std::size_t index(const Texture& texture, int x, int y) {
+  return static_cast<std::size_t>(y) * static_cast<std::size_t>(texture.width) + static_cast<std::size_t>(x);
+}
 
 // Sums of products over what two textures have in common under a shift.
 struct Overlap {
@@ -34,47 +40,50 @@ struct Overlap {
 
 Overlap overlapAt(const Texture& first, const Texture& second, int dx, int dy) {
   Overlap all;
-  const int width = first.value.width, height = first.value.height;
-  const int left = std::max(0, -dx), right = std::min(width, width - dx);
-  for (int y = std::max(0, -dy); y < std::min(height, height - dy); ++y) {
-    const float *const a = first.value.row(y), *const aw = first.weight.row(y);
-    const float *const b = second.value.row(y + dy), *const bw = second.weight.row(y + dy);
-    float firsts = 0.0f, seconds = 0.0f, products = 0.0f, count = 0.0f;
-    for (int x = left; x < right; ++x) {
-      const float both = aw[x] * bw[x + dx];
-      firsts += both * a[x] * a[x];
-      seconds += both * b[x + dx] * b[x + dx];
-      products += both * a[x] * b[x + dx];
-      count += both;
+  const int left = std::max(0, -dx), right = std::min(first.width, first.width - dx);
+  for (int y = std::max(0, -dy); y < std::min(first.height, first.height - dy); ++y) {
+    const std::size_t a = index(first, left, y), b = index(second, left + dx, y + dy);
+    const std::int16_t *const av = first.values.data() + a, *const aCounts = first.counted.data() + a;
+    const std::int16_t *const bv = second.values.data() + b, *const bCounts = second.counted.data() + b;
+    int firsts = 0, seconds = 0, products = 0, count = 0;
+    for (int x = 0; x < right - left; ++x) {
+      const auto in = static_cast<std::int16_t>(av[x] & bCounts[x]),
+                 out = static_cast<std::int16_t>(bv[x] & aCounts[x]);
+      firsts += in * in;
+      seconds += out * out;
+      products += in * out;
+      count -= aCounts[x] & bCounts[x];
     }
-    all.firsts += static_cast<double>(firsts);
-    all.seconds += static_cast<double>(seconds);
-    all.products += static_cast<double>(products);
-    all.count += static_cast<int>(count);
+    all.firsts += firsts;
+    all.seconds += seconds;
+    all.products += products;
+    all.count += count;
   }
   return all;
 }
 
-float countOf(const Texture& texture) {
-  double sum = 0.0;
-  for (const float w : texture.weight.values) sum += static_cast<double>(w);
-  return static_cast<float>(sum);
+int countOf(const Texture& texture) {
+  return static_cast<int>(std::count(texture.counted.begin(), texture.counted.end(), std::int16_t{-1}));
+}
+
+Texture emptyTexture(int width, int height, float scale) {
+  const std::size_t pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+  return {width, height, std::vector<std::int16_t>(pixels), std::vector<std::int16_t>(pixels), scale};
 }
 
 Texture halfOf(const Texture& texture) {
-  Texture half{Plane(texture.value.width / 2, texture.value.height / 2),
-               Plane(texture.value.width / 2, texture.value.height / 2), texture.scale * 2.0f};
-  for (int y = 0; y < half.value.height; ++y) {
-    for (int x = 0; x < half.value.width; ++x) {
-      float sum = 0.0f, weight = 0.0f;
+  Texture half = emptyTexture(texture.width / 2, texture.height / 2, texture.scale * 2.0f);
+  for (int y = 0; y < half.height; ++y) {
+    for (int x = 0; x < half.width; ++x) {
+      int sum = 0, count = 0;
       for (int k = 0; k < 4; ++k) {
-        const std::size_t i = texture.value.index(2 * x + k % 2, 2 * y + k / 2);
-        sum += texture.value[i] * texture.weight[i];
-        weight += texture.weight[i];
+        const std::size_t i = index(texture, 2 * x + k % 2, 2 * y + k / 2);
+        sum += texture.values[i];
+        count -= texture.counted[i];
       }
-      if (weight < 2.5f) continue;
-      half.value[half.value.index(x, y)] = sum / weight;
-      half.weight[half.weight.index(x, y)] = 1.0f;
+      if (count < 3) continue;
+      half.values[index(half, x, y)] = static_cast<std::int16_t>(sum / count);
+      half.counted[index(half, x, y)] = -1;
     }
   }
   return half;
@@ -103,16 +112,16 @@ float topOf(float before, float middle, float after) {
   return bend < 0.0f ? std::clamp(0.5f * (before - after) / bend, -0.5f, 0.5f) : 0.0f;
 }
 
-void limitOutliers(Texture& texture) {
+// In levels: the size that what stands out is cut down to.
+float limitOf(const Plane& values, const Plane& weight) {
   std::vector<float> sizes;
-  for (std::size_t i = 0; i < texture.value.values.size(); ++i) {
-    if (texture.weight[i] > 0.0f) sizes.push_back(std::abs(texture.value[i]));
+  for (std::size_t i = 0; i < values.values.size(); ++i) {
+    if (weight[i] > 0.0f) sizes.push_back(std::abs(values[i]));
   }
-  if (sizes.empty()) return;
+  if (sizes.empty()) return kLeastDeviation;
   const auto middle = sizes.begin() + static_cast<std::ptrdiff_t>(sizes.size() / 2);
   std::nth_element(sizes.begin(), middle, sizes.end());
-  const float limit = kLimit * std::max(1.4826f * *middle, kLeastDeviation);
-  for (float& v : texture.value.values) v = std::clamp(v, -limit, limit);
+  return std::min(kLimit * std::max(1.4826f * *middle, kLeastDeviation), kMostTexture / kSteps);
 }
 
 }  // namespace
@@ -141,30 +150,34 @@ Texture textureOf(const ConstFrame& picture, const unsigned char* counts) {
       numbers[i] += 1.0f;
     }
   }
-  Texture texture{Plane(width, height), Plane(width, height), scale};
+  Plane weight(width, height);
   for (std::size_t i = 0; i < sums.values.size(); ++i) {
     const bool isCounted = numbers[i] > 0.0f && numbers[i] >= kLeastCovered * pixels[i];
-    texture.weight[i] = isCounted ? 1.0f : 0.0f;
+    weight[i] = isCounted ? 1.0f : 0.0f;
     sums[i] = isCounted ? sums[i] / numbers[i] : 0.0f;
   }
-  const Plane fine = boxMean(sums, kFine), fineWeight = boxMean(texture.weight, kFine);
-  const Plane wide = boxMean(sums, kWide), wideWeight = boxMean(texture.weight, kWide);
+  const Plane fine = boxMean(sums, kFine), fineWeight = boxMean(weight, kFine);
+  const Plane wide = boxMean(sums, kWide), wideWeight = boxMean(weight, kWide);
+  for (std::size_t i = 0; i < sums.values.size(); ++i)
+    sums[i] = weight[i] > 0.0f ? fine[i] / fineWeight[i] - wide[i] / wideWeight[i] : 0.0f;
+  const float limit = limitOf(sums, weight);
+  Texture texture = emptyTexture(width, height, scale);
   for (std::size_t i = 0; i < sums.values.size(); ++i) {
-    if (texture.weight[i] > 0.0f) texture.value[i] = fine[i] / fineWeight[i] - wide[i] / wideWeight[i];
+    texture.values[i] = static_cast<std::int16_t>(std::clamp(sums[i], -limit, limit) * kSteps);
+    texture.counted[i] = weight[i] > 0.0f ? -1 : 0;
   }
-  limitOutliers(texture);
   return texture;
 }
 
 ScreenShift shiftBetween(const Texture& first, const Texture& second) {
   ScreenShift shift;
-  if (first.value.width != second.value.width || first.value.height != second.value.height) return shift;
-  const float smaller = std::min(countOf(first), countOf(second));
+  if (first.width != second.width || first.height != second.height) return shift;
+  const auto smaller = static_cast<float>(std::min(countOf(first), countOf(second)));
   const int least = std::max(kLeastCommon, static_cast<int>(kLeastShare * smaller));
   const Overlap inPlace = overlapAt(first, second, 0, 0);
   if (inPlace.count < least) return shift;
   shift.likenessInPlace = inPlace.likeness();
-  shift.contrast = static_cast<float>(std::sqrt(std::min(inPlace.firsts, inPlace.seconds) / inPlace.count));
+  shift.contrast = static_cast<float>(std::sqrt(std::min(inPlace.firsts, inPlace.seconds) / inPlace.count)) / kSteps;
   const Place coarse = bestAround(halfOf(first), halfOf(second), 0, 0, kCoarseReach, least / 4);
   const Place best = bestAround(first, second, 2 * coarse.x, 2 * coarse.y, kFineReach, least);
   const auto likenessAt = [&](int dx, int dy) { return overlapAt(first, second, dx, dy).likeness(); };

@@ -1,17 +1,22 @@
 // Whether the bare screen's own structure (folds, marks, uneven paint) lies in the same place in two pictures.
 #pragma once
 
+#include <cstdint>
+#include <vector>
+
 #include "engine/frame.h"
-#include "plates/plane.h"
 
 namespace kalvetra::plates {
 
 // The structure of what counts of a picture: luma between two blurs, at a small size; 0 elsewhere.
 struct Texture {
-  Plane value;         // levels
-  Plane weight;        // 1 where it counts, otherwise 0
-  float scale = 1.0f;  // pixels of the picture to one of the texture
+  int width = 0, height = 0;
+  std::vector<std::int16_t> values;   // sixteenths of a level, within +-kMostTexture; 0 where it does not count
+  std::vector<std::int16_t> counted;  // -1 where it counts, otherwise 0
+  float scale = 1.0f;                 // pixels of the picture to one of the texture
 };
+
+inline constexpr int kMostTexture = 2047;  // the square times the pixels of a row fits an int
 
 // `counts` has a byte for each pixel of the picture: 128 and above counts.
 Texture textureOf(const ConstFrame& picture, const unsigned char* counts);

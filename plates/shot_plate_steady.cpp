@@ -83,9 +83,7 @@ std::string changingLight(const std::vector<ShotView>& views, const std::vector<
 
 std::string movingCamera(const std::vector<ShotView>& views) {
   const auto counted = [](const ShotView& view) {
-    double sum = 0.0;
-    for (const float w : view.texture->weight.values) sum += static_cast<double>(w);
-    return sum;
+    return std::count(view.texture->counted.begin(), view.texture->counted.end(), std::int16_t{-1});
   };
   std::size_t reference = 0;
   for (std::size_t k = 1; k < views.size(); ++k) {
