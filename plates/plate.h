@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "engine/frame.h"
+#include "engine/render.h"
 
 namespace kalvetra {
 
@@ -15,6 +15,7 @@ struct Plate {
   bool keepsShadows = false;  // what is darker than the plate is kept as a shadow
 
   ConstFrame picture() const { return packedFrame(argb.data(), width, height); }
+  KnownPlate known() const { return {picture(), keepsShadows, noise}; }
 };
 
 }  // namespace kalvetra
