@@ -1,0 +1,304 @@
+#include "plates/clean_plate_checks.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <utility>
+
+#include "plates/cells.h"
+#include "plates/shift.h"
+
+namespace kalvetra::plates {
+
+namespace {
+
+constexpr int kOtherShape = 100;  // of the width times the other height, the part that may differ
+// A screen's pixel in the plate: through a small blur, within these parts of the light expected, and within this
+// distance of its paint in shares of the channels' sum.
+constexpr float kDarkest = 0.4f, kBrightest = 2.0f, kPaint = 0.06f;
+constexpr float kLeastScreen = 0.5f;   // of where the shot shows screen, the plate must
+constexpr float kSubject = 0.005f;     // of the picture: more than marks and dirt
+constexpr float kLeastMatched = 0.5f;  // of the cells
+constexpr float kMostLight = 2.5f;     // times brighter or darker
+constexpr float kOtherLight = 0.03f, kUnevenLight = 0.05f, kMostUneven = 0.35f;  // of the light
+constexpr float kLeastBare = 0.5f;                                               // of a cell
+constexpr float kFarShift = 0.02f;    // of the longer side: folds and marks lie beside their own places
+constexpr float kStrong = 1.0f;       // levels of structure, from which a shift shows in the key
+constexpr float kUnlike = 0.5f;       // correlation in place
+constexpr int kSmoothCells = 3;       // radius over which a light's shape is followed
+constexpr float kOfNormal = 1.2533f;  // standard deviation over mean deviation
+
+[[gnu::format(printf, 1, 2)]] std::string sentence(const char* format, ...) {
+  char text[300];
+  va_list values;
+  va_start(values, format);
+  std::vsnprintf(text, sizeof text, format, values);
+  va_end(values);
+  return text;
+}
+
+float sumOf(const Rgb& c) { return c[0] + c[1] + c[2]; }
+
+float quantile(std::vector<float>& values, float share) {
+  const auto at = values.begin() + static_cast<std::ptrdiff_t>(share * static_cast<float>(values.size() - 1));
+  std::nth_element(values.begin(), at, values.end());
+  return *at;
+}
+
+ConstFrame pictureOf(const CleanView& view, const std::vector<unsigned char>& argb) {
+  return packedFrame(argb.data(), view.plate.width, view.plate.height);
+}
+
+// Under a blur of three pixels: a picture's own noise would be a pattern in every frame keyed against it, while folds
+// are wider than that.
+Planes planesOf(const Plate& plate) {
+  Planes planes;
+  for (std::size_t c = 0; c < 3; ++c) {
+    planes[c] = Plane(plate.width, plate.height);
+    for (std::size_t i = 0; i < planes[c].values.size(); ++i) planes[c][i] = plate.argb[i * kPixelBytes + 1 + c];
+    planes[c] = boxMean(planes[c], 1);
+  }
+  return planes;
+}
+
+// The middle one, channel by channel, of what each sample says of the light.
+Light middleLight(const CleanView& view, const Cells& clean) {
+  std::vector<Light> lights;
+  for (const CleanSample& sample : view.samples)
+    lights.push_back(lightOf(cellsOf(pictureOf(view, sample.argb), sample.bare.data()), clean));
+  Light middle = lights[0];
+  std::vector<float> values;
+  const auto middleOf = [&](auto part) {
+    values.clear();
+    for (const Light& light : lights) values.push_back(part(light));
+    return quantile(values, 0.5f);
+  };
+  for (std::size_t c = 0; c < 3; ++c) middle.gain[c] = middleOf([&](const Light& light) { return light.gain[c]; });
+  middle.matched = middleOf([](const Light& light) { return light.matched; });
+  return middle;
+}
+
+// 1 where the plate, brought to the shot's light, shows about what was fitted to the shot.
+Plane screenOf(const CleanView& view, const Planes& clean, const Rgb& gain) {
+  Plane screen(view.plate.width, view.plate.height);
+  for (std::size_t i = 0; i < screen.values.size(); ++i) {
+    Rgb here, there;
+    for (std::size_t c = 0; c < 3; ++c) {
+      here[c] = gain[c] * clean[c][i];
+      there[c] = view.fitted[c][i];
+    }
+    const float sum = std::max(sumOf(here), 1.0f), expected = std::max(sumOf(there), 1.0f);
+    const float red = here[0] / sum - there[0] / expected, blue = here[2] / sum - there[2] / expected;
+    const bool isScreen =
+        sum > kDarkest * expected && sum < kBrightest * expected && red * red + blue * blue < kPaint * kPaint;
+    screen[i] = isScreen ? 1.0f : 0.0f;
+  }
+  return screen;
+}
+
+struct Shares {
+  float screen;   // of where the shot is bare, how much of it the plate shows as screen
+  float subject;  // of the picture: where the shot is bare and the plate shows something else
+};
+
+Shares sharesOf(const CleanView& view, const Plane& screen) {
+  std::size_t bare = 0, both = 0;
+  for (std::size_t i = 0; i < screen.values.size(); ++i) {
+    const bool isBare = std::any_of(view.samples.begin(), view.samples.end(),
+                                    [&](const auto& sample) { return sample.bare[i] >= 128; });
+    if (!isBare) continue;
+    ++bare;
+    if (screen[i] > 0.0f) ++both;
+  }
+  return {bare == 0 ? 1.0f : static_cast<float>(both) / static_cast<float>(bare),
+          static_cast<float>(bare - both) / static_cast<float>(screen.values.size())};
+}
+
+void checkCamera(const CleanView& view, const Plane& screen, CleanPlate& result) {
+  std::vector<unsigned char> counts(screen.values.size());
+  for (std::size_t i = 0; i < counts.size(); ++i) counts[i] = screen[i] > 0.0f ? 255 : 0;
+  const Texture clean = textureOf(view.plate.picture(), counts.data());
+  ScreenShift best;
+  for (const CleanSample& sample : view.samples) {
+    const ScreenShift shift = shiftBetween(clean, textureOf(pictureOf(view, sample.argb), sample.bare.data()));
+    if (shift.likeness > best.likeness) best = shift;
+  }
+  const float longer = static_cast<float>(std::max(view.plate.width, view.plate.height));
+  if (best.isSure) result.shift = best.pixels();
+  if (!best.isSure) return;
+  const bool isFar = result.shift > kFarShift * longer;
+  if (isFar || (best.contrast > kStrong && best.likenessInPlace < kUnlike)) {
+    result.refusal = sentence(
+        "was taken with the camera elsewhere: the screen's structure lies %.0f pixels beside that of the shot; take it "
+        "again from the shot's own place, or have the plate fitted",
+        static_cast<double>(result.shift));
+  } else {
+    result.notes.push_back(
+        sentence("was taken with the camera %.1f pixels beside the shot's: what folds and marks the "
+                 "screen has may show",
+                 static_cast<double>(result.shift)));
+  }
+}
+
+// How much brighter the shot is than the plate at each cell, light aside; 0 and no weight where it is not known.
+std::pair<Plane, Plane> ratios(const CleanView& view, const Cells& clean) {
+  Plane ratio(kCellColumns, kCellRows), weight(kCellColumns, kCellRows);
+  for (const CleanSample& sample : view.samples) {
+    const Cells cells = cellsOf(pictureOf(view, sample.argb), sample.bare.data());
+    const Light light = lightOf(cells, clean);
+    for (std::size_t i = 0; i < kCells; ++i) {
+      if (cells[i].weight < kLeastBare || clean[i].weight < kLeastBare) continue;
+      float expected = 0.0f;
+      for (std::size_t c = 0; c < 3; ++c) expected += light.gain[c] * clean[i].color[c];
+      ratio[i] += sumOf(cells[i].color) / std::max(expected, 1.0f);
+      weight[i] += 1.0f;
+    }
+  }
+  for (std::size_t i = 0; i < kCells; ++i) {
+    ratio[i] /= std::max(weight[i], 1.0f);
+    weight[i] = std::min(weight[i], 1.0f);
+  }
+  return {std::move(ratio), std::move(weight)};
+}
+
+// Where the light falls otherwise on the plate than in the shot, the plate's is bent to it, slowly from place to place:
+// its folds stay its own.
+void followLight(const CleanView& view, const Cells& clean, Planes& planes, CleanPlate& result) {
+  const auto [ratio, weight] = ratios(view, clean);
+  std::vector<float> off;
+  for (std::size_t i = 0; i < kCells; ++i) {
+    if (weight[i] > 0.0f) off.push_back(std::abs(ratio[i] - 1.0f));
+  }
+  if (off.empty()) return;
+  const float uneven = quantile(off, 0.9f);
+  if (uneven > kMostUneven) {
+    result.refusal = sentence(
+        "was taken in another light: it differs from the shot's by up to %.0f %% from place to place; take it again in "
+        "the shot's own light, or have the plate fitted",
+        100.0 * static_cast<double>(uneven));
+  }
+  if (uneven <= kUnevenLight || !result.refusal.empty()) return;
+  result.notes.push_back(
+      sentence("was taken in another light, which differs from the shot's by up to %.0f %% from place "
+               "to place: bent to the shot's",
+               100.0 * static_cast<double>(uneven)));
+  const Planes whole = filled({ratio, ratio, ratio}, weight);
+  const Plane bent = enlarged(boxMean(boxMean(whole[0], kSmoothCells), 1), view.plate.width, view.plate.height);
+  for (Plane& plane : planes) {
+    for (std::size_t i = 0; i < plane.values.size(); ++i) plane[i] *= bent[i];
+  }
+}
+
+void noteLight(const Rgb& gain, CleanPlate& result) {
+  const float whole = 0.299f * gain[0] + 0.587f * gain[1] + 0.114f * gain[2];
+  float tint = 0.0f;
+  for (const float g : gain) tint = std::max(tint, std::abs(g / whole - 1.0f));
+  if (std::abs(whole - 1.0f) > kOtherLight) {
+    result.notes.push_back(sentence("is %.0f %% %s than the shot: brought to its light",
+                                    100.0 * static_cast<double>(std::abs(1.0f / whole - 1.0f)),
+                                    whole > 1.0f ? "darker" : "brighter"));
+  }
+  if (tint > 2.0f * kOtherLight) {
+    result.notes.push_back(sentence("has another white balance than the shot: red times %.2f, green %.2f, blue %.2f",
+                                    static_cast<double>(gain[0]), static_cast<double>(gain[1]),
+                                    static_cast<double>(gain[2])));
+  }
+}
+
+// Where the plate shows no screen, the fitted one, with a soft border.
+void fillSubject(const CleanView& view, const Plane& screen, Planes& planes) {
+  const int reach = std::max(2, view.plate.height / 180);
+  const Plane inner = boxMean(screen, reach);
+  const Plane soft = boxMean(inner, reach);
+  for (std::size_t i = 0; i < soft.values.size(); ++i) {
+    const float keep = smoothStep(0.6f, 0.95f, soft[i]);
+    for (std::size_t c = 0; c < 3; ++c) planes[c][i] = view.fitted[c][i] + keep * (planes[c][i] - view.fitted[c][i]);
+  }
+}
+
+float noiseOf(const CleanView& view) {
+  constexpr std::size_t kStep = 7;  // of the pixels, no divisor of a width that comes up
+  std::vector<float> off;
+  for (const CleanSample& sample : view.samples) {
+    Light light = lightOf(cellsOf(pictureOf(view, sample.argb), sample.bare.data()), cellsOf(view.plate.picture()));
+    for (std::size_t i = 0; i < sample.bare.size(); i += kStep) {
+      if (sample.bare[i] < 128) continue;
+      for (std::size_t c = 0; c < 3; ++c) {
+        const std::size_t at = i * kPixelBytes + 1 + c;
+        off.push_back(std::abs(sample.argb[at] - light.gain[c] * view.plate.argb[at]));
+      }
+    }
+  }
+  if (off.empty()) return view.samples[0].noise;
+  // By the mean, as differences of whole levels have a coarse median; without outliers.
+  const float most = 4.0f * quantile(off, 0.5f) + 2.0f;
+  double sum = 0.0, count = 0.0;
+  for (const float d : off) {
+    if (d > most) continue;
+    sum += static_cast<double>(d);
+    count += 1.0;
+  }
+  return kOfNormal * static_cast<float>(sum / count);
+}
+
+}  // namespace
+
+std::string wrongSize(int plateWidth, int plateHeight, int frameWidth, int frameHeight) {
+  const std::int64_t one = std::int64_t{plateWidth} * frameHeight, other = std::int64_t{frameWidth} * plateHeight;
+  if (std::abs(one - other) * kOtherShape <= std::max(one, other)) return {};
+  return sentence(
+      "is %d x %d and the clip %d x %d: a clean plate must show the whole picture in the clip's proportions",
+      plateWidth, plateHeight, frameWidth, frameHeight);
+}
+
+void correct(CleanView& view, CleanPlate& result) {
+  Cells clean = cellsOf(view.plate.picture());
+  const Light light = middleLight(view, clean);
+  Planes planes = planesOf(view.plate);
+  const Plane screen = screenOf(view, planes, light.gain);
+  const Shares shares = sharesOf(view, screen);
+  if (shares.screen < kLeastScreen || light.matched < kLeastMatched) {
+    result.refusal = sentence(
+        "shows the screen on only %.0f %% of where the shot shows it: it is of another set, another light, or somebody "
+        "stands before it",
+        100.0 * static_cast<double>(std::min(shares.screen, light.matched)));
+    return;
+  }
+  for (std::size_t c = 0; c < 3; ++c) {
+    result.gain[c] = light.gain[c];
+    if (light.gain[c] > kMostLight || light.gain[c] * kMostLight < 1.0f) {
+      result.refusal = sentence(
+          "was taken in another light, %.1f times as bright as the shot's: take it again in the shot's own light",
+          1.0 / static_cast<double>(light.gain[1]));
+      return;
+    }
+  }
+  std::vector<unsigned char> counts(screen.values.size());
+  for (std::size_t i = 0; i < counts.size(); ++i) counts[i] = screen[i] > 0.0f ? 255 : 0;
+  clean = cellsOf(view.plate.picture(), counts.data());
+  checkCamera(view, screen, result);
+  if (!result.refusal.empty()) return;
+  noteLight(light.gain, result);
+  for (std::size_t c = 0; c < 3; ++c) {
+    for (float& v : planes[c].values) v *= light.gain[c];
+  }
+  followLight(view, clean, planes, result);
+  if (!result.refusal.empty()) return;
+  if (shares.subject > kSubject) {
+    result.notes.push_back(
+        sentence("shows something else than the screen on %.1f %% of the picture, where the shot shows "
+                 "it bare: the fitted plate stands in there",
+                 100.0 * static_cast<double>(shares.subject)));
+  }
+  fillSubject(view, screen, planes);
+  for (std::size_t i = 0; i < screen.values.size(); ++i) {
+    for (std::size_t c = 0; c < 3; ++c)
+      view.plate.argb[i * kPixelBytes + 1 + c] =
+          static_cast<unsigned char>(std::clamp(planes[c][i] + 0.5f, 0.0f, 255.0f));
+  }
+  view.plate.noise = noiseOf(view);
+}
+
+}  // namespace kalvetra::plates
