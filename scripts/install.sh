@@ -2,6 +2,7 @@
 # Installs what building needs and is not there yet: with apt on Debian, with brew on a Mac. In addition, with
 #   --tests     what the tests and the plug-in need
 #   --bench     what the benchmark needs
+#   --quality   what the bench for pictures needs, and the keyers that it compares (Debian alone)
 #   --clang     the second compiler, for the sanitizers and the fuzz targets (Debian alone)
 #   --old-x86   what test-old-x86.sh needs (Debian alone)
 # or nothing but what one script needs: with --check check.sh, with --aarch64 test-aarch64.sh, with --wasm test-wasm.sh
@@ -15,7 +16,7 @@ for part in "$@"; do
   case $part in
     --tests)
       debian+=(libgtest-dev ffmpeg gobjc++ libgnustep-base-dev libgl-dev chromium fonts-dejavu-core frei0r-plugins-dev melt
-        libxml2-utils abigail-tools python3-numpy)
+        libxml2-utils abigail-tools python3-numpy python3-opencv)
       mac+=(googletest)
       # Another Node than the distribution's, with its own npm, stays as it is: the packages would not go beside it.
       command -v node >/dev/null || { debian+=(nodejs); mac+=(node); }
@@ -25,6 +26,7 @@ for part in "$@"; do
       debian+=(libbenchmark-dev ffmpeg frei0r-plugins)
       mac+=(google-benchmark)
       ;;
+    --quality) debian+=(ffmpeg frei0r-plugins python3-numpy python3-opencv gstreamer1.0-tools gstreamer1.0-plugins-good blender) ;;
     --clang) debian+=(libgtest-dev clang-16 libclang-rt-16-dev llvm) ;;
     --old-x86) debian+=(libgtest-dev ffmpeg qemu-user-static) ;;
     --check)
@@ -39,7 +41,7 @@ for part in "$@"; do
       command -v node >/dev/null || debian+=(nodejs)
       ;;
     *)
-      echo "install.sh: there is no part $part; give --tests, --bench, --clang, --old-x86, --check, --aarch64 or --wasm" >&2
+      echo "install.sh: there is no part $part; give --tests, --bench, --quality, --clang, --old-x86, --check, --aarch64 or --wasm" >&2
       exit 2
       ;;
   esac

@@ -7,10 +7,12 @@ import argparse
 import json
 import re
 import sys
+import tempfile
 import time
+from dataclasses import replace
 from pathlib import Path
 
-from . import bench, keyers, tables
+from . import bench, keyers, page, peers, search, sheets, tables
 from .kinds import CLIPS, KINDS
 from .pictures import Complaint
 
@@ -33,6 +35,9 @@ def arguments():
     parser.add_argument("--quick", action="store_true", help="one seed, 640x360, no clips")
     parser.add_argument("--draw-only", action="store_true", help="draw the scenes and stop")
     parser.add_argument("--scenes", type=Path, action="append", default=[], help="folder of further scenes with truth")
+    parser.add_argument("--shots", type=Path, help="folder of pictures and clips without truth, for sheets (of peers with their best settings alone); keys.json there names key colours")
+    parser.add_argument("--blind", type=int, metavar="SEED", help="sheets with the keyers shuffled and unnamed; blind-key.json names them")
+    parser.add_argument("--peers", choices=["both", "best", "none"], default="both", help="other makers' keyers: default and best setting (both), best alone, none")
     parser.add_argument("--jobs", type=int, default=2, help="processes (2)")
     options = parser.parse_args()
     if options.seeds < 0 or options.jobs < 1:
@@ -52,22 +57,50 @@ def wanted(options, kinds, divisor=1):
     return [(kind, seed, height, width) for kind in kinds if kind in only for seed in seeds]
 
 
+def entrants_of(options):
+    """All keyers, and what there is to say about them: settings, and who is missing."""
+    entrants, notes = [], []
+    for spec in options.kalvetra:
+        path, _, name = spec.partition("=")
+        entrants += keyers.kalvetras(path, name or "kalvetra")
+    if len({keyer.name for keyer in entrants}) < len(entrants):
+        raise Complaint("two programs have the same name: write --kalvetra PATH=NAME")
+    everybody = peers.all_peers() if options.peers != "none" else []
+    notes += [f"left out: {peer.name}: {peer.missing}" for peer in everybody if peer.missing]
+    present = [peer for peer in everybody if not peer.missing]
+    best = search.best_settings(present, options.out, options.jobs)
+    for peer in present:
+        if options.peers == "both":
+            entrants.append(replace(peer.keyer("default", peer.default), untuned=True))
+        entrants.append(peer.keyer("best", best[peer.name]["setting"]))
+        notes.append(f"{peer.name}: best of {best[peer.name]['tried']} settings, comp {best[peer.name]['comp']:.2f} on the training scenes")
+    return entrants, notes + [f"{keyer.name}: {keyer.about}" for keyer in entrants]
+
+
 def main():
     options = arguments()
     began = time.monotonic()
-    named = [spec.rsplit("=", 1) if "=" in spec else [spec, "kalvetra"] for spec in options.kalvetra]
-    entrants = [keyer for path, name in named for keyer in keyers.kalvetras(path, name)]
+    options.out.mkdir(parents=True, exist_ok=True)
     scenes = {"drawn": bench.draw_all(options.out / "scenes", wanted(options, KINDS), options.jobs)}
     scenes["clips"] = [] if options.quick else bench.draw_all(options.out / "scenes", wanted(options, CLIPS, 2), options.jobs)
     scenes["given"] = [scene for root in options.scenes for scene in bench.given_scenes(root)]
     if options.draw_only:
         return
+    entrants, notes = entrants_of(options)
+    if not entrants:
+        raise Complaint("there is nothing to compare: give --kalvetra PATH")
     results = {group: bench.run_all(entrants, found, options.out, options.jobs) for group, found in scenes.items()}
-    text = tables.text(results)
+    text = "\n".join([tables.text(results), *notes, ""])
     (options.out / "table.txt").write_text(text)
-    (options.out / "table.json").write_text(json.dumps(results, indent=1) + "\n")
+    (options.out / "table.json").write_text(json.dumps({"notes": notes, "results": results}, indent=1) + "\n")
+    files = []
+    if options.shots:
+        with tempfile.TemporaryDirectory() as work:
+            shown = [keyer for keyer in entrants if not keyer.untuned]
+            files = sheets.write_sheets(sheets.shots_of(options.shots, work), shown, options.out, options.blind)
+    page.write_page(options.out, results, scenes, notes, files)
     print(text)
-    print(f"{time.monotonic() - began:.0f} s; written to {options.out}", file=sys.stderr)
+    print(f"{time.monotonic() - began:.0f} s; the page is {options.out / 'index.html'}", file=sys.stderr)
 
 
 if __name__ == "__main__":
@@ -75,3 +108,5 @@ if __name__ == "__main__":
         main()
     except Complaint as reason:
         sys.exit(f"quality: {reason}")
+    except KeyboardInterrupt:
+        sys.exit("quality: interrupted; what is done is kept and used again")

@@ -1,5 +1,6 @@
 """Draws, keys and scores, on several cores; what was done before and has not changed is not done again."""
 
+import hashlib
 import json
 import multiprocessing
 import sys
@@ -12,7 +13,7 @@ import numpy as np
 
 from . import score as scoring
 from .keyers import Source
-from .pictures import Complaint, read, write
+from .pictures import Complaint, read
 from .scenes import write_scene
 
 
@@ -29,8 +30,6 @@ class Job:
 
 
 def hash_of(data):
-    import hashlib
-
     return hashlib.sha256(data).hexdigest()[:8]
 
 
@@ -61,9 +60,9 @@ def thumbnail(keyed):
     """Over grey and the matte side by side, small, as the bytes of a JPEG."""
     alpha = keyed[..., 3]
     pair = np.hstack([scoring.over(keyed[..., :3], alpha, (128, 128, 128))[..., ::-1], np.repeat(255 * alpha[..., None], 3, 2)])
-    height = 270
+    height = 200
     small = cv2.resize(pair, (max(2, pair.shape[1] * height // pair.shape[0]), height), interpolation=cv2.INTER_AREA)
-    return cv2.imencode(".jpg", small, [cv2.IMWRITE_JPEG_QUALITY, 85])[1]
+    return cv2.imencode(".jpg", small, [cv2.IMWRITE_JPEG_QUALITY, 80])[1]
 
 
 def folder_name(name):

@@ -51,10 +51,13 @@ class Truth:
             raise Complaint(f"{folder}: alpha{suffix}.png must be a grey picture of the size of fg{suffix}.png")
         return Truth(alpha, fg, read(shadow) if shadow.exists() else None, screen)
 
+    def counts(self):
+        """Where pixels count: not in a cast shadow."""
+        return np.ones(self.alpha.shape, bool) if self.shadow is None else self.shadow <= 0.02
+
     def rim(self):
-        reach = max(1, round(RIM * self.alpha.shape[0]))
-        disc = cv2.getStructuringElement(cv2.MORPH_ELLIPSE, (2 * reach + 1, 2 * reach + 1))
-        return (self.alpha > 0.02) & (cv2.erode(self.alpha, disc) < 0.98)
+        away = cv2.distanceTransform((self.alpha >= 0.98).astype(np.uint8), cv2.DIST_L2, 5)
+        return (self.alpha > 0.02) & (away <= max(1, RIM * self.alpha.shape[0]))
 
 
 def tint(levels, screen):
@@ -63,8 +66,28 @@ def tint(levels, screen):
     return levels[..., main] - (levels[..., first] + levels[..., second]) / 2
 
 
-def mean(values, where):
-    return float(values[where].mean()) if where.any() else 0.0
+def mean(values, where=...):
+    chosen = values[where]
+    return float(chosen.mean()) if chosen.size else 0.0
+
+
+def differences(truth, keyed):
+    """The composites' signed errors in levels, by backdrop, without making the composites: from the premultiplied
+    colours and from what shows of the backdrop."""
+    alpha, colour = keyed[..., 3], keyed[..., :3]
+    colours = 255 * (colour * alpha[..., None] - truth.fg * truth.alpha[..., None])
+    shown = (truth.alpha - alpha)[..., None]
+    return {name: colours + np.float32(levels) * shown for name, levels in BACKDROPS.items()}
+
+
+def comp_of(errors, counts):
+    everywhere = counts.all()
+    return float(np.mean([np.abs(e if everywhere else e[counts]).mean() for e in errors.values()]))
+
+
+def comp(truth, keyed):
+    """That figure alone."""
+    return comp_of(differences(truth, keyed), truth.counts())
 
 
 def score(truth, keyed):
@@ -72,19 +95,18 @@ def score(truth, keyed):
     if keyed.ndim != 3 or keyed.shape[2] != 4 or keyed.shape[:2] != truth.alpha.shape:
         height, width = truth.alpha.shape
         raise Complaint(f"wanted {width}x{height} with alpha, got {'x'.join(map(str, keyed.shape[1::-1]))}, {keyed.ndim} dimensions")
-    alpha, colour = keyed[..., 3], keyed[..., :3]
-    counts = np.ones(alpha.shape, bool) if truth.shadow is None else truth.shadow <= 0.02
+    alpha, counts = keyed[..., 3], truth.counts()
     wrong = np.abs(alpha - truth.alpha)
-    errors = {name: over(colour, alpha, levels) - over(truth.fg, truth.alpha, levels) for name, levels in BACKDROPS.items()}
-    excess = tint(errors["grey"], truth.screen)
+    errors = differences(truth, keyed)
     rim = truth.rim() & counts
+    excess = tint(errors["grey"][rim], truth.screen)
     figures = {
-        "comp": float(np.mean([mean(np.abs(error).mean(2), counts) for error in errors.values()])),
+        "comp": comp_of(errors, counts),
         "edge": 100 * mean(wrong, (truth.alpha > 0) & (truth.alpha < 1) & counts),
         "haze": 100 * mean(alpha, (truth.alpha <= 0) & counts),
         "holes": 100 * mean(1 - alpha, (truth.alpha >= 1) & counts),
-        "spill": mean(np.clip(excess, 0, None), rim),
-        "violet": mean(np.clip(-excess, 0, None), rim),
+        "spill": mean(np.clip(excess, 0, None)),
+        "violet": mean(np.clip(-excess, 0, None)),
         "sad": float(wrong[counts].sum()) / 1000 * 1920 * 1080 / alpha.size,
         "mse": 1000 * mean(wrong * wrong, counts),
     }

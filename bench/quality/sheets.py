@@ -1,0 +1,181 @@
+"""Contact sheets of real shots, which have no truth: for each shot a PNG that people look at.
+
+A row a keyer: the matte, and the keyed picture over grey, white, magenta and dark; below, three places at full size or
+larger: two at edges, one where the keyers disagree. On a blind sheet the rows are shuffled and named A, B, C ...; blind-key.json says who is who.
+"""
+
+import json
+import string
+import tempfile
+from dataclasses import dataclass
+from pathlib import Path
+
+import cv2
+import numpy as np
+
+from .bench import folder_name
+from .codecs import ffmpeg
+from .keyers import Source
+from .pictures import Complaint, read, write
+from .screens import key_colour
+from .score import over
+
+PICTURES, CLIPS = {".png", ".jpg", ".jpeg", ".tif", ".tiff", ".bmp", ".webp"}, {".mp4", ".mov", ".mkv", ".webm", ".avi", ".m4v"}
+BACKDROPS = {"grey": (128, 128, 128), "white": (255, 255, 255), "magenta": (255, 0, 255), "dark": (16, 16, 16)}
+GAP, TITLE = 6, 22
+
+
+@dataclass(frozen=True)
+class Shot:
+    name: str
+    source: Source
+
+
+def parse_key(text, where):
+    digits = str(text).lstrip("#")
+    try:
+        if len(digits) != 6:
+            raise ValueError
+        return tuple(int(digits[i : i + 2], 16) for i in (0, 2, 4))
+    except ValueError:
+        raise Complaint(f"{where}: {text} is no colour; write it like #11a56d") from None
+
+
+def guessed_key(picture):
+    """The most common strong green or blue, where nobody named a colour."""
+    small = cv2.resize(picture[..., :3], (160, 90), interpolation=cv2.INTER_AREA)
+    strength = np.maximum(small[..., 1] - np.maximum(small[..., 0], small[..., 2]), small[..., 2] - np.maximum(small[..., 0], small[..., 1]))
+    return tuple(key_colour(small, np.where(strength >= np.percentile(strength, 75), 0, 1).astype(np.float32)))
+
+
+def shots_of(root, work, frames=3):
+    """The pictures and clips of a folder; keys.json there names key colours by name without ending. Of a clip some frames."""
+    root, keys = Path(root), {}
+    if not root.is_dir():
+        raise Complaint(f"{root}: no such folder of shots")
+    if (root / "keys.json").exists():
+        try:
+            keys = json.loads((root / "keys.json").read_text())
+        except ValueError as reason:
+            raise Complaint(f"{root / 'keys.json'}: {reason}") from None
+    shots = []
+    for path in sorted(root.iterdir()):
+        ending = path.suffix.lower()
+        if ending not in PICTURES | CLIPS:
+            continue
+        folder = Path(work, path.stem)
+        folder.mkdir(parents=True, exist_ok=True)
+        if ending in CLIPS:
+            ffmpeg("-i", path, "-frames:v", 300, "-vf", "thumbnail=24,format=rgb24", "-fps_mode", "vfr", "-frames:v", frames, folder / "still-%02d.png")
+            found = sorted(folder.glob("still-*.png"))
+        else:
+            write(folder / "still-01.png", read(path)[..., :3] if read(path).ndim == 3 else np.repeat(read(path)[..., None], 3, 2))
+            found = [folder / "still-01.png"]
+        if not found:
+            raise Complaint(f"{path}: no frame could be decoded")
+        for number, still in enumerate(found, 1):
+            name = path.stem + (f"-{number}" if len(found) > 1 else "")
+            key = parse_key(keys[path.stem], f"{root / 'keys.json'}, {path.stem}") if path.stem in keys else guessed_key(read(still))
+            shots.append(Shot(name, Source((still,), key)))
+    if not shots:
+        raise Complaint(f"{root}: holds no pictures or clips")
+    return shots
+
+
+def places(keyed, size):
+    """Squares to look at, apart from each other: two full of edges, one where the keyers disagree the most."""
+    alphas = np.stack([k[..., 3] for k in keyed])
+    mean = alphas.mean(0)
+    steps = np.hypot(cv2.Sobel(mean, -1, 1, 0), cv2.Sobel(mean, -1, 0, 1))
+    half, corners = size // 2, []
+    height, width = mean.shape
+    taken = np.zeros(mean.shape, bool)
+    for interest in (np.minimum(steps, 0.5), np.minimum(steps, 0.5), alphas.std(0) + np.minimum(mean, 1 - mean)):
+        sums = np.where(taken, -1, cv2.boxFilter(interest.astype(np.float32), -1, (size, size)))
+        y, x = np.unravel_index(int(sums.argmax()), sums.shape)
+        corners.append((int(np.clip(y - half, 0, height - size)), int(np.clip(x - half, 0, width - size))))
+        taken[max(0, y - size) : y + size, max(0, x - size) : x + size] = True
+    return corners
+
+
+def titled(picture, text):
+    """A picture of levels with a line of text above."""
+    band = np.full((TITLE, picture.shape[1], 3), 40, np.float32)
+    cv2.putText(band, text, (4, TITLE - 6), cv2.FONT_HERSHEY_SIMPLEX, 0.48, (235, 235, 235), 1, cv2.LINE_AA)
+    return np.vstack([band, picture])
+
+
+def joined(pictures, axis):
+    """Beside or below each other, parted by a gap, filled up where sizes differ."""
+    other = 1 - axis
+    longest = max(p.shape[other] for p in pictures)
+    parts = []
+    for picture in pictures:
+        fill = [(0, 0), (0, 0), (0, 0)]
+        fill[other] = (0, longest - picture.shape[other])
+        fill[axis] = (0, GAP)
+        parts.append(np.pad(picture, fill, constant_values=70))
+    return np.concatenate(parts, axis)
+
+
+def views(keyed):
+    alpha = keyed[..., 3]
+    return {"matte": np.repeat(255 * alpha[..., None], 3, 2)} | {n: over(keyed[..., :3], alpha, c) for n, c in BACKDROPS.items()}
+
+
+def sheet(source, keyed, names, cell=480, zoom=320):
+    """source: the picture; keyed: one for each name. The sheet as a picture 0..1."""
+    height, width = source.shape[:2]
+    small = (cell, max(2, round(cell * height / width)))
+    size = min(zoom, height, width)
+    corners = places(keyed, size)
+    enlarge = 2 if max(height, width) <= 800 else 1
+
+    def fit(picture):
+        return cv2.resize(picture, small, interpolation=cv2.INTER_AREA)
+
+    def crop(picture, corner):
+        part = picture[corner[0] : corner[0] + size, corner[1] : corner[1] + size]
+        return cv2.resize(part, None, fx=enlarge, fy=enlarge, interpolation=cv2.INTER_NEAREST)
+
+    levels = 255 * source[..., :3]
+    rows = [joined([titled(fit(levels), "source"), *(titled(crop(levels, c), f"source, place {i}") for i, c in enumerate(corners, 1))], 1)]
+    for name, picture in zip(names, keyed):
+        rows.append(joined([titled(fit(view), f"{name}: {what}") for what, view in views(picture).items()], 1))
+    for number, corner in enumerate(corners, 1):
+        for name, picture in zip(names, keyed):
+            seen = views(picture)
+            kinds = ["matte", "grey", "white", "magenta", "dark"]
+            rows.append(joined([titled(crop(seen[k], corner), f"{name}: place {number}, {k}") for k in kinds], 1))
+    return joined(rows, 0) / 255
+
+
+def shuffled(count, seed, name):
+    order = np.random.default_rng([seed, *name.encode()]).permutation(count)
+    return [int(n) for n in order], list(string.ascii_uppercase[:count])
+
+
+def write_sheets(shots, keyers, out, blind=None):
+    """A sheet for each shot; with `blind`, a seed, shuffled and unnamed ones. The files."""
+    folder = Path(out, "blind" if blind is not None else "sheets")
+    folder.mkdir(parents=True, exist_ok=True)
+    key, files = {}, []
+    for shot in shots:
+        keyed, names = [], []
+        for keyer in keyers:
+            with tempfile.TemporaryDirectory() as work:
+                try:
+                    keyed.append(read(keyer.key(shot.source, Path(work))[0]))
+                    names.append(keyer.name)
+                except Complaint as reason:
+                    print(f"{keyer.name}, {shot.name}: {reason}")
+        if blind is not None:
+            order, letters = shuffled(len(names), blind, shot.name)
+            key[shot.name] = dict(zip(letters, [names[n] for n in order]))
+            keyed, names = [keyed[n] for n in order], letters
+        file = folder / f"{folder_name(shot.name)}.png"
+        write(file, sheet(read(shot.source.pictures[0]), keyed, names))
+        files.append(file)
+    if blind is not None:
+        (Path(out) / "blind-key.json").write_text(json.dumps({"seed": blind, "shots": key}, indent=1) + "\n")
+    return files
