@@ -17,7 +17,7 @@ constexpr float kLeastSum = 24.0f;  // of the three channels: darker colours hav
 constexpr float kLeastKind = 0.5f, kMostKind = 2.0f;
 constexpr float kLeastColor = 0.04f;  // of the screen itself, from grey
 constexpr float kMostGain = 16.0f;
-constexpr float kLeastLevel = 2.0f;  // mean of a channel that has a ratio
+constexpr float kDarkLevel = 20.0f;  // of a channel: there its own ratio and that of all count alike
 // Relative distances that the search for the ratio narrows down to: the last is that of what matches.
 constexpr std::array kReaches{0.3f, 0.15f, 0.08f, 0.05f, 0.05f};
 constexpr float kNoisy = 2.0f;  // levels by which the mean of a few samples may err
@@ -59,11 +59,11 @@ std::vector<Pair> screenPairs(const Cells& picture, const Cells& plate) {
   return pairs;
 }
 
-// 1 for a pair that is the same colour under `gain`, down to 0 from `reach` on.
-float match(const Pair& pair, const Rgb& gain, float reach) {
+// 1 for a pair that is the same colour under `tint`, down to 0 from `reach` on.
+float match(const Pair& pair, const Tint& tint, float reach) {
   float off = 0.0f, whole = 0.0f;
   for (std::size_t c = 0; c < 3; ++c) {
-    const float lit = gain[c] * pair.plate[c], d = pair.picture[c] - lit;
+    const float lit = tint.of(pair.plate[c], c), d = pair.picture[c] - lit;
     off += d * d;
     whole += lit * lit;
   }
@@ -73,21 +73,26 @@ float match(const Pair& pair, const Rgb& gain, float reach) {
   return t * t;
 }
 
-void refineGain(const std::vector<Pair>& pairs, float reach, Light& light, float& cells) {
+void refineTint(const std::vector<Pair>& pairs, float reach, Light& light, float& cells) {
   Rgb seen{}, expected{};
   cells = 0.0f;
   for (const Pair& pair : pairs) {
-    const float weight = pair.weight * match(pair, light.gain, reach);
+    const float weight = pair.weight * match(pair, light.tint, reach);
     cells += weight;
     for (std::size_t c = 0; c < 3; ++c) {
       seen[c] += weight * pair.picture[c];
       expected[c] += weight * pair.plate[c];
     }
   }
-  for (std::size_t c = 0; c < 3 && cells > 0.0f; ++c) {
-    light.level[c] = expected[c] / cells;
-    light.gain[c] =
-        light.level[c] < kLeastLevel ? 1.0f : std::clamp(seen[c] / expected[c], 1.0f / kMostGain, kMostGain);
+  if (cells <= 0.0f) return;
+  const float whole = std::clamp(sumOf(seen) / std::max(sumOf(expected), 1.0f), 1.0f / kMostGain, kMostGain);
+  for (std::size_t c = 0; c < 3; ++c) {
+    const float level = expected[c] / cells, mean = seen[c] / cells;
+    const float own = std::clamp(mean / std::max(level, 1.0f), 1.0f / kMostGain, kMostGain);
+    const float trust = level * level / (level * level + kDarkLevel * kDarkLevel);
+    light.level[c] = level;
+    light.tint.gain[c] = whole + trust * (own - whole);
+    light.tint.offset[c] = mean - light.tint.gain[c] * level;
   }
 }
 
@@ -144,57 +149,49 @@ Light lightOf(const Cells& picture, const Cells& plate) {
   const std::vector<Pair> pairs = screenPairs(picture, plate);
   light.screen = static_cast<float>(pairs.size()) / static_cast<float>(kCells);
   if (pairs.empty()) return light;
-  std::vector<float> ratios(pairs.size());
-  for (std::size_t c = 0; c < 3; ++c) {
-    for (std::size_t i = 0; i < pairs.size(); ++i)
-      ratios[i] = pairs[i].picture[c] / std::max(pairs[i].plate[c], kLeastLevel);
-    light.gain[c] = medianOf(ratios);
-  }
+  std::vector<float> ratios;
+  ratios.reserve(pairs.size());
+  for (const Pair& pair : pairs) ratios.push_back(sumOf(pair.picture) / sumOf(pair.plate));
+  light.tint.gain.fill(std::clamp(medianOf(ratios), 1.0f / kMostGain, kMostGain));
   float cells = 0.0f;
-  for (const float reach : kReaches) refineGain(pairs, reach, light, cells);
+  for (const float reach : kReaches) refineTint(pairs, reach, light, cells);
   const float trust = smoothStep(kFewCells, kEnoughCells, cells);
   float matched = 0.0f, weights = 0.0f;
   for (const Pair& pair : pairs) {
     weights += pair.weight;
-    if (match(pair, light.gain, 2.0f * kReaches.back()) > 0.0f) matched += pair.weight;
+    if (match(pair, light.tint, 2.0f * kReaches.back()) > 0.0f) matched += pair.weight;
   }
   light.matched = matched / weights;
-  for (float& gain : light.gain) gain = 1.0f + trust * (gain - 1.0f);
+  for (float& gain : light.tint.gain) gain = 1.0f + trust * (gain - 1.0f);
+  for (float& offset : light.tint.offset) offset *= trust;
   return light;
 }
 
-Rgb significantGain(const Light& light) {
-  Rgb gain;
+Tint significantTint(const Light& light) {
+  Tint tint;
   for (std::size_t c = 0; c < 3; ++c) {
-    const float excess = light.gain[c] - 1.0f;
-    gain[c] = 1.0f + excess * smoothStep(0.25f, 0.75f, std::abs(excess) * light.level[c]);
+    const float share = smoothStep(0.25f, 0.75f, std::abs(light.tint.of(light.level[c], c) - light.level[c]));
+    tint.gain[c] = 1.0f + share * (light.tint.gain[c] - 1.0f);
+    tint.offset[c] = share * light.tint.offset[c];
   }
-  return gain;
+  return tint;
 }
 
-Plate litPlate(const Plate& plate, const Rgb& gain) {
-  // Gains as fractions of 16 bits, and colours with 8 bits more, so that whole registers of them are multiplied.
-  const float most = std::max({gain[0], gain[1], gain[2]});
-  int bits = 15;
-  while (bits > 8 && most * static_cast<float>(1 << bits) > 65535.0f) --bits;
-  std::array<std::uint16_t, 16> factors;
-  for (std::size_t i = 0; i < factors.size(); ++i) {
-    const float factor = i % 4 == 0 ? 1.0f : gain[i % 4 - 1];
-    factors[i] = static_cast<std::uint16_t>(std::clamp(factor * static_cast<float>(1 << bits) + 0.5f, 0.0f, 65535.0f));
+Plate tintedPlate(const Plate& plate, const Tint& tint) {
+  std::array<std::array<unsigned char, 256>, 3> tables;
+  for (std::size_t c = 0; c < 3; ++c) {
+    for (std::size_t v = 0; v < 256; ++v)
+      tables[c][v] = static_cast<unsigned char>(std::clamp(tint.of(static_cast<float>(v), c) + 0.5f, 0.0f, 255.0f));
   }
-  const int drop = bits - 8;
-  const auto half = static_cast<std::uint16_t>((1 << drop) / 2);
-  Plate lit = plate;
-  const auto scaled = [&](unsigned char v, std::size_t i) {
-    const auto wide = static_cast<std::uint16_t>((static_cast<std::uint32_t>(v << 8) * factors[i]) >> 16);
-    return static_cast<unsigned char>(std::min((wide + half) >> drop, 255));
-  };
-  std::size_t i = 0;
-  for (; i + factors.size() <= lit.argb.size(); i += factors.size()) {
-    for (std::size_t k = 0; k < factors.size(); ++k) lit.argb[i + k] = scaled(lit.argb[i + k], k);
+  Plate tinted{std::vector<unsigned char>(plate.argb.size()), plate.width, plate.height, plate.noise,
+               plate.keepsShadows};
+  for (std::size_t i = 0; i + 4 <= plate.argb.size(); i += 4) {
+    tinted.argb[i] = plate.argb[i];
+    tinted.argb[i + 1] = tables[0][plate.argb[i + 1]];
+    tinted.argb[i + 2] = tables[1][plate.argb[i + 2]];
+    tinted.argb[i + 3] = tables[2][plate.argb[i + 3]];
   }
-  for (std::size_t k = 0; i < lit.argb.size(); ++i, ++k) lit.argb[i] = scaled(lit.argb[i], k);
-  return lit;
+  return tinted;
 }
 
 }  // namespace kalvetra::plates

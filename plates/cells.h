@@ -27,12 +27,22 @@ using Cells = std::vector<Cell>;  // row by row, kCells of them; none of an empt
 // less than 128 do not count.
 Cells cellsOf(const ConstFrame& picture, const unsigned char* counts = nullptr);
 
+// What light makes of a colour. A gain for all channels, and for each bright one its own; for a dark one rather an
+// offset, as its ratio says little.
+struct Tint {
+  Rgb gain{1.0f, 1.0f, 1.0f};
+  Rgb offset{};  // levels
+  float of(float level, std::size_t c) const { return gain[c] * level + offset[c]; }
+  float undone(float level, std::size_t c) const { return (level - offset[c]) / gain[c]; }
+  bool operator==(const Tint&) const = default;
+};
+
 // The light of one picture in terms of another.
 struct Light {
-  Rgb gain{1.0f, 1.0f, 1.0f};
+  Tint tint;
   Rgb level{};           // of the screen in the other picture, mean
   float screen = 0.0f;   // share of the cells that show anything of the screen's kind
-  float matched = 1.0f;  // of these, the share that is the other picture under that gain
+  float matched = 1.0f;  // of these, the share that is the other picture under that tint
 };
 
 // A robust ratio over the places where `picture` shows the screen of `plate`: subjects, shadows and other colours count
@@ -40,11 +50,10 @@ struct Light {
 // and 1 where too little of the screen is seen.
 Light lightOf(const Cells& picture, const Cells& plate);
 
-// What of the gain is more than rounding and an estimate's own error: exactly 1 up to a quarter of a level, the whole
-// gain from three quarters on, continuous between.
-Rgb significantGain(const Light& light);
+// What of the tint is more than rounding and an estimate's own error: nothing for a channel whose mean it changes by up
+// to a quarter of a level, all of it from three quarters on, continuous between.
+Tint significantTint(const Light& light);
 
-// Colours times gain, rounded; `plate` itself stays.
-Plate litPlate(const Plate& plate, const Rgb& gain);
+Plate tintedPlate(const Plate& plate, const Tint& tint);
 
 }  // namespace kalvetra::plates

@@ -75,18 +75,22 @@ Light middleLight(const CleanView& view, const Cells& clean) {
     for (const Light& light : lights) values.push_back(part(light));
     return quantile(values, 0.5f);
   };
-  for (std::size_t c = 0; c < 3; ++c) middle.gain[c] = middleOf([&](const Light& light) { return light.gain[c]; });
+  for (std::size_t c = 0; c < 3; ++c) {
+    middle.tint.gain[c] = middleOf([&](const Light& light) { return light.tint.gain[c]; });
+    middle.tint.offset[c] = middleOf([&](const Light& light) { return light.tint.offset[c]; });
+    middle.level[c] = middleOf([&](const Light& light) { return light.level[c]; });
+  }
   middle.matched = middleOf([](const Light& light) { return light.matched; });
   return middle;
 }
 
 // 1 where the plate, brought to the shot's light, shows about what was fitted to the shot.
-Plane screenOf(const CleanView& view, const Planes& clean, const Rgb& gain) {
+Plane screenOf(const CleanView& view, const Planes& clean, const Tint& tint) {
   Plane screen(view.plate.width, view.plate.height);
   for (std::size_t i = 0; i < screen.values.size(); ++i) {
     Rgb here, there;
     for (std::size_t c = 0; c < 3; ++c) {
-      here[c] = gain[c] * clean[c][i];
+      here[c] = tint.of(clean[c][i], c);
       there[c] = view.fitted[c][i];
     }
     const float sum = std::max(sumOf(here), 1.0f), expected = std::max(sumOf(there), 1.0f);
@@ -151,7 +155,7 @@ std::pair<Plane, Plane> ratios(const CleanView& view, const Cells& clean) {
     for (std::size_t i = 0; i < kCells; ++i) {
       if (cells[i].weight < kLeastBare || clean[i].weight < kLeastBare) continue;
       float expected = 0.0f;
-      for (std::size_t c = 0; c < 3; ++c) expected += light.gain[c] * clean[i].color[c];
+      for (std::size_t c = 0; c < 3; ++c) expected += light.tint.of(clean[i].color[c], c);
       ratio[i] += sumOf(cells[i].color) / std::max(expected, 1.0f);
       weight[i] += 1.0f;
     }
@@ -191,10 +195,11 @@ void followLight(const CleanView& view, const Cells& clean, Planes& planes, Clea
   }
 }
 
-void noteLight(const Rgb& gain, CleanPlate& result) {
+void noteLight(const Light& light, CleanPlate& result) {
+  const Rgb& gain = result.gain;
   const float whole = 0.299f * gain[0] + 0.587f * gain[1] + 0.114f * gain[2];
   float tint = 0.0f;
-  for (const float g : gain) tint = std::max(tint, std::abs(g / whole - 1.0f));
+  for (std::size_t c = 0; c < 3; ++c) tint = std::max(tint, std::abs(light.tint.gain[c] / whole - 1.0f));
   if (std::abs(whole - 1.0f) > kOtherLight) {
     result.notes.push_back(sentence("is %.0f %% %s than the shot: brought to its light",
                                     100.0 * static_cast<double>(std::abs(1.0f / whole - 1.0f)),
@@ -227,7 +232,7 @@ float noiseOf(const CleanView& view) {
       if (sample.bare[i] < 128) continue;
       for (std::size_t c = 0; c < 3; ++c) {
         const std::size_t at = i * kPixelBytes + 1 + c;
-        off.push_back(std::abs(sample.argb[at] - light.gain[c] * view.plate.argb[at]));
+        off.push_back(std::abs(sample.argb[at] - light.tint.of(view.plate.argb[at], c)));
       }
     }
   }
@@ -257,7 +262,7 @@ void correct(CleanView& view, CleanPlate& result) {
   Cells clean = cellsOf(view.plate.picture());
   const Light light = middleLight(view, clean);
   Planes planes = planesOf(view.plate);
-  const Plane screen = screenOf(view, planes, light.gain);
+  const Plane screen = screenOf(view, planes, light.tint);
   const Shares shares = sharesOf(view, screen);
   if (shares.screen < kLeastScreen || light.matched < kLeastMatched) {
     result.refusal = sentence(
@@ -267,11 +272,11 @@ void correct(CleanView& view, CleanPlate& result) {
     return;
   }
   for (std::size_t c = 0; c < 3; ++c) {
-    result.gain[c] = light.gain[c];
-    if (light.gain[c] > kMostLight || light.gain[c] * kMostLight < 1.0f) {
+    result.gain[c] = light.tint.of(light.level[c], c) / std::max(light.level[c], 1.0f);
+    if (light.tint.gain[c] > kMostLight || light.tint.gain[c] * kMostLight < 1.0f) {
       result.refusal = sentence(
           "was taken in another light, %.1f times as bright as the shot's: take it again in the shot's own light",
-          1.0 / static_cast<double>(light.gain[1]));
+          1.0 / static_cast<double>(light.tint.gain[1]));
       return;
     }
   }
@@ -280,9 +285,9 @@ void correct(CleanView& view, CleanPlate& result) {
   clean = cellsOf(view.plate.picture(), counts.data());
   checkCamera(view, screen, result);
   if (!result.refusal.empty()) return;
-  noteLight(light.gain, result);
+  noteLight(light, result);
   for (std::size_t c = 0; c < 3; ++c) {
-    for (float& v : planes[c].values) v *= light.gain[c];
+    for (float& v : planes[c].values) v = light.tint.of(v, c);
   }
   followLight(view, clean, planes, result);
   if (!result.refusal.empty()) return;

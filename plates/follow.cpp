@@ -12,8 +12,10 @@ using plates::Cell;
 using plates::Cells;
 using plates::cellsOf;
 using plates::Light;
-using plates::litPlate;
 using plates::Rgb;
+using plates::significantTint;
+using plates::Tint;
+using plates::tintedPlate;
 
 namespace {
 
@@ -39,7 +41,8 @@ float distanceOf(const Cells& a, const Cells& b, float share) {
   for (std::size_t i = 0; i < a.size() && i < b.size(); ++i) {
     if (a[i].weight < kLeastBare || b[i].weight < kLeastBare) continue;
     float most = 0.0f;
-    for (std::size_t c = 0; c < 3; ++c) most = std::max(most, std::abs(a[i].color[c] - light.gain[c] * b[i].color[c]));
+    for (std::size_t c = 0; c < 3; ++c)
+      most = std::max(most, std::abs(a[i].color[c] - light.tint.of(b[i].color[c], c)));
     off.push_back(most);
   }
   if (off.size() < kFewCells) return 0.0f;
@@ -102,7 +105,7 @@ Plate meanPlate(const std::vector<const FittedPlate*>& plates, const std::vector
       for (std::size_t k = 0; k < plates.size(); ++k) {
         float square = 0.0f;
         for (std::size_t c = 0; c < 3; ++c) {
-          if (round == 0) colors[k][c] = plates[k]->plate.argb[i * kPixelBytes + 1 + c] / lights[k].gain[c];
+          if (round == 0) colors[k][c] = lights[k].tint.undone(plates[k]->plate.argb[i * kPixelBytes + 1 + c], c);
           const float d = colors[k][c] - middle[c];
           square += d * d;
         }
@@ -216,11 +219,11 @@ FollowedPlate PlateRow::at(std::int64_t frame, const ConstFrame& picture) const 
   }
   if (best.fit() < kLeastMatched) return {};
 
-  FollowedPlate followed{best.before->plate, true, significantGain(best.light)};
+  FollowedPlate followed{best.before->plate, true, significantTint(best.light)};
   if (best.after != nullptr)
     followed.plate = std::make_shared<const Plate>(between(*best.before->plate, *best.after->plate, best.share));
-  if (followed.gain != Rgb{1.0f, 1.0f, 1.0f})
-    followed.plate = std::make_shared<const Plate>(litPlate(*followed.plate, followed.gain));
+  if (followed.tint != Tint{})
+    followed.plate = std::make_shared<const Plate>(tintedPlate(*followed.plate, followed.tint));
   return followed;
 }
 

@@ -1,7 +1,6 @@
 // The backdrop of any one frame of a shot, from estimates made at a few of its frames.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -15,9 +14,9 @@
 namespace kalvetra {
 
 struct FollowedPlate {
-  std::shared_ptr<const Plate> plate;           // null where the frame does not fit
-  bool fits = false;                            // false: another shot, or a camera elsewhere; fit that frame by itself
-  std::array<float, 3> gain{1.0f, 1.0f, 1.0f};  // of its light, as applied
+  std::shared_ptr<const Plate> plate;  // null where the frame does not fit
+  bool fits = false;                   // false: another shot, or a camera elsewhere; fit that frame by itself
+  plates::Tint tint;                   // its light, as applied to the plate
 };
 
 // The plates of a shot, or of a clip of several shots, in the order of time. Not changed once made: at() may be called

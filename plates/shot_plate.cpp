@@ -19,6 +19,7 @@ using plates::Plane;
 using plates::Planes;
 using plates::Rgb;
 using plates::textureOf;
+using plates::Tint;
 
 namespace {
 
@@ -36,7 +37,7 @@ constexpr int kBlock = 4;            // pixels a side, by which the fitted plate
 constexpr double kEnoughSeen = 0.5;  // of the picture, for its darker places to be shadows
 
 // 1 where the picture may show the plate's paint, in about the plate's light.
-Plane nearPlate(const ConstFrame& picture, const Plate& plate, const Rgb& gain) {
+Plane nearPlate(const ConstFrame& picture, const Plate& plate, const Tint& tint) {
   Planes soft{Plane(picture.width, picture.height), Plane(picture.width, picture.height),
               Plane(picture.width, picture.height)};
   for (int y = 0; y < picture.height; ++y) {
@@ -55,7 +56,7 @@ Plane nearPlate(const ConstFrame& picture, const Plate& plate, const Rgb& gain) 
       const std::size_t i = close.index(x, y);
       Rgb there{}, here{};
       for (std::size_t c = 0; c < 3; ++c) {
-        there[c] = gain[c] * p[c + 1];
+        there[c] = tint.of(p[c + 1], c);
         here[c] = soft[c][i];
       }
       const float sum = std::max(here[0] + here[1] + here[2], 1.0f);
@@ -113,7 +114,7 @@ void ShotPlate::addToFitted(const Plate& plate) {
   const Light light = lightOf(cells, fittedCells_);
   for (std::size_t c = 0; c < 3; ++c) {
     for (std::size_t i = 0; i < fitted_[c].values.size(); ++i)
-      fitted_[c][i] += plate.argb[i * kPixelBytes + 1 + c] / light.gain[c];
+      fitted_[c][i] += light.tint.undone(plate.argb[i * kPixelBytes + 1 + c], c);
   }
   fittedCount_ += 1.0f;
   fittedNoise_ += plate.noise;
@@ -133,9 +134,9 @@ void ShotPlate::add(const ConstFrame& frame, const FittedPlate& fitted, bool isO
 
   Kept kept{reduced(frame), {}, {}};
   const ConstFrame picture = packedFrame<const unsigned char>(kept.argb.data(), columns_, rows_);
-  Rgb gain{1.0f, 1.0f, 1.0f};
-  if (!isOfThisFrame) gain = lightOf(cellsOf(picture), cellsOf(fitted.plate.picture())).gain;
-  const Plane close = nearPlate(picture, fitted.plate, gain);
+  Tint tint;
+  if (!isOfThisFrame) tint = lightOf(cellsOf(picture), cellsOf(fitted.plate.picture())).tint;
+  const Plane close = nearPlate(picture, fitted.plate, tint);
   const int border = std::max(1, 2 * rows_ / kLinesAPixel);
   const Plane inner = boxMean(close, border);
   const bool hasMap = isOfThisFrame && fitted.bare.size() == fitted.plate.argb.size() / kPixelBytes;
@@ -206,7 +207,7 @@ GatheredPlate ShotPlate::gather(const Workers* workers) const {
   gathered.locked = gathered.why.empty();
 
   const plates::Middle middle =
-      plates::middleOf(views, steadiness.gains, columns_, rows_, fittedNoise_ / fittedCount_, workers);
+      plates::middleOf(views, steadiness.tints, columns_, rows_, fittedNoise_ / fittedCount_, workers);
   std::size_t seen = 0;
   for (const unsigned char s : middle.seen) seen += s != 0 ? 1 : 0;
   gathered.seen = static_cast<double>(seen) / static_cast<double>(middle.seen.size());

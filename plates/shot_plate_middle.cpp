@@ -85,7 +85,7 @@ float medianOf(const Histogram& deviations) {
 
 }  // namespace
 
-Middle middleOf(const std::vector<ShotView>& views, const std::vector<Rgb>& gains, int width, int height, float noise,
+Middle middleOf(const std::vector<ShotView>& views, const std::vector<Tint>& tints, int width, int height, float noise,
                 const Workers* workers) {
   const std::size_t pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
   Middle middle{std::vector<float>(pixels * 3), std::vector<unsigned char>(pixels), noise};
@@ -102,7 +102,8 @@ Middle middleOf(const std::vector<ShotView>& views, const std::vector<Rgb>& gain
       all.count = 0;
       for (std::size_t k = 0; k < views.size() && k < kMostObservations; ++k) {
         const unsigned char* const p = views[k].argb + i * 4;
-        if (p[0] != 0) all.add({p[1] / gains[k][0], p[2] / gains[k][1], p[3] / gains[k][2]});
+        const Tint& tint = tints[k];
+        if (p[0] != 0) all.add({tint.undone(p[1], 0), tint.undone(p[2], 1), tint.undone(p[3], 2)});
       }
       const Range range = all.count == 1 && least == 1 ? Range{0, 1} : brightestAgreed(all, window);
       const std::size_t number = range.end - range.first;

@@ -25,9 +25,9 @@ struct Middle {
   float noise = 0.0f;               // standard deviation of a channel about it, levels
 };
 
-// Of at most kMostObservations views, each divided by its gain. Where a shadow comes and goes it is the colour in the
+// Of at most kMostObservations views, each with its tint undone. Where a shadow comes and goes it is the colour in the
 // light: the brightest one that several views agree on. `noise` is a first guess, levels.
-Middle middleOf(const std::vector<ShotView>& views, const std::vector<Rgb>& gains, int width, int height, float noise,
+Middle middleOf(const std::vector<ShotView>& views, const std::vector<Tint>& tints, int width, int height, float noise,
                 const Workers* workers);
 
 }  // namespace kalvetra::plates

@@ -8,7 +8,7 @@ namespace kalvetra::plates {
 
 namespace {
 
-constexpr int kRounds = 3;          // of gains and the middle of what they make
+constexpr int kRounds = 3;          // of tints and the middle of what they make
 constexpr float kLeastBare = 0.5f;  // of a cell, to count
 constexpr float kLeastMatched = 0.5f, kLeastScreen = 0.04f;
 constexpr float kSpread = 2.0f, kSpreadShare = 0.02f;  // levels, and of the colour, that a steady cell may vary by
@@ -24,7 +24,7 @@ float medianOf(std::vector<float>& values) {
 }
 
 // The median over all views of what they show at each cell, in the middle's light; without weight where none does.
-Cells medianCells(const std::vector<ShotView>& views, const std::vector<Rgb>& gains) {
+Cells medianCells(const std::vector<ShotView>& views, const std::vector<Tint>& tints) {
   Cells middle(kCells);
   std::vector<float> values;
   for (std::size_t i = 0; i < kCells; ++i) {
@@ -32,7 +32,7 @@ Cells medianCells(const std::vector<ShotView>& views, const std::vector<Rgb>& ga
       values.clear();
       for (std::size_t k = 0; k < views.size(); ++k) {
         const Cell& cell = (*views[k].cells)[i];
-        if (cell.weight >= kLeastBare) values.push_back(cell.color[c] / gains[k][c]);
+        if (cell.weight >= kLeastBare) values.push_back(tints[k].undone(cell.color[c], c));
       }
       if (values.empty()) continue;
       middle[i].color[c] = medianOf(values);
@@ -43,13 +43,20 @@ Cells medianCells(const std::vector<ShotView>& views, const std::vector<Rgb>& ga
 }
 
 // So that the plate has the light of the shot's middle, not that of whichever view came first.
-void centre(std::vector<Rgb>& gains) {
-  std::vector<float> values;
+void centre(std::vector<Tint>& tints) {
+  std::vector<float> gains, offsets;
   for (std::size_t c = 0; c < 3; ++c) {
-    values.clear();
-    for (const Rgb& gain : gains) values.push_back(gain[c]);
-    const float middle = medianOf(values);
-    for (Rgb& gain : gains) gain[c] /= middle;
+    gains.clear();
+    offsets.clear();
+    for (const Tint& tint : tints) {
+      gains.push_back(tint.gain[c]);
+      offsets.push_back(tint.offset[c]);
+    }
+    const float gain = medianOf(gains), offset = medianOf(offsets);
+    for (Tint& tint : tints) {
+      tint.gain[c] /= gain;
+      tint.offset[c] -= tint.gain[c] * offset;
+    }
   }
 }
 
@@ -60,14 +67,14 @@ std::string sentence(const char* format, double value) {
 }
 
 // Share of the cells whose light comes and goes by itself, by both more and less; and by how much in the middle.
-std::string changingLight(const std::vector<ShotView>& views, const std::vector<Rgb>& gains, const Cells& middle) {
+std::string changingLight(const std::vector<ShotView>& views, const std::vector<Tint>& tints, const Cells& middle) {
   std::vector<float> values, spreads;
   std::size_t judged = 0;
   for (std::size_t i = 0; i < kCells; ++i) {
     values.clear();
     for (std::size_t k = 0; k < views.size(); ++k) {
       const Cell& cell = (*views[k].cells)[i];
-      if (cell.weight >= kLeastBare) values.push_back(std::abs(cell.color[1] / gains[k][1] - middle[i].color[1]));
+      if (cell.weight >= kLeastBare) values.push_back(std::abs(tints[k].undone(cell.color[1], 1) - middle[i].color[1]));
     }
     if (values.size() < kLeastViews) continue;
     ++judged;
@@ -123,16 +130,16 @@ std::string otherShots(const std::vector<ShotView>& views, const Cells& middle) 
 }  // namespace
 
 Steadiness steadinessOf(const std::vector<ShotView>& views) {
-  Steadiness steadiness{std::vector<Rgb>(views.size(), Rgb{1.0f, 1.0f, 1.0f}), {}};
-  Cells middle = medianCells(views, steadiness.gains);
+  Steadiness steadiness{std::vector<Tint>(views.size()), {}};
+  Cells middle = medianCells(views, steadiness.tints);
   for (int round = 0; round < kRounds; ++round) {
-    for (std::size_t k = 0; k < views.size(); ++k) steadiness.gains[k] = lightOf(*views[k].cells, middle).gain;
-    centre(steadiness.gains);
-    middle = medianCells(views, steadiness.gains);
+    for (std::size_t k = 0; k < views.size(); ++k) steadiness.tints[k] = lightOf(*views[k].cells, middle).tint;
+    centre(steadiness.tints);
+    middle = medianCells(views, steadiness.tints);
   }
   steadiness.why = otherShots(views, middle);
   if (steadiness.why.empty()) steadiness.why = movingCamera(views);
-  if (steadiness.why.empty()) steadiness.why = changingLight(views, steadiness.gains, middle);
+  if (steadiness.why.empty()) steadiness.why = changingLight(views, steadiness.tints, middle);
   return steadiness;
 }
 

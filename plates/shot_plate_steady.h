@@ -9,8 +9,8 @@
 namespace kalvetra::plates {
 
 struct Steadiness {
-  std::vector<Rgb> gains;  // of each view's light, about 1 in the middle
-  std::string why;         // where the screen does not stay: a sentence for the user; empty where it does
+  std::vector<Tint> tints;  // of each view's light, in terms of that of the shot's middle
+  std::string why;          // where the screen does not stay: a sentence for the user; empty where it does
 };
 
 Steadiness steadinessOf(const std::vector<ShotView>& views);
