@@ -23,7 +23,8 @@ namespace {
 // come and go; of two shots, already at half of them.
 constexpr float kAgreement = 2.5f, kAgreeing = 0.75f;
 constexpr float kJump = 8.0f, kJumping = 0.5f;
-constexpr float kLeastBare = 0.25f;                     // of a cell, to be compared by
+constexpr std::int64_t kNearCut = 8;  // frames from one estimate to the next that leave a cut's place open
+constexpr float kLeastBare = 0.25f;   // of a cell, to be compared by
 constexpr std::size_t kFewCells = plates::kCells / 50;  // nothing to compare
 constexpr float kLeastScreen = 0.04f;  // of a frame: with less of it nothing can be said of the backdrop
 constexpr float kLeastMatched = 0.5f;  // of what looks like screen
@@ -148,6 +149,9 @@ PlateRow::PlateRow(std::vector<Estimate> estimates) {
     Cells cells = bareCells(estimate.fitted);
     if (!stretch.empty() && (distanceOf(cells, last, kJumping) > kJump ||
                              !isOneSize(estimate.fitted.plate, stretch.back()->fitted.plate))) {
+      // A cut, or a move so fast that it looks like one.
+      const std::int64_t before = stretch.back()->frame;
+      if (estimate.frame - before > kNearCut) wanted_.push_back(before + (estimate.frame - before) / 2);
       addStretch(stretch);
       stretch.clear();
     }

@@ -1,0 +1,93 @@
+// The plates of a shot, followed from frame to frame.
+#include "plates/follow.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/plates/drawn_shot.h"
+
+namespace kalvetra {
+namespace {
+
+PlateRow rowOf(const std::vector<std::pair<std::int64_t, ShotFrame>>& shots) {
+  std::vector<PlateRow::Estimate> estimates;
+  for (const auto& [number, frame] : shots) estimates.push_back({number, perfectFit(frame)});
+  return PlateRow(std::move(estimates));
+}
+
+FollowedPlate at(const PlateRow& row, std::int64_t number, const ShotFrame& frame) {
+  return row.at(number, pictureOf(frame, drawnShot(frame)));
+}
+
+TEST(Follow, SteadyLightGivesTheSharedPlate) {
+  const PlateRow row = rowOf({{0, {.body = 0.3}}, {50, {.light = 1.02, .body = 0.6}}, {100, {.shadow = 0.8}}});
+  EXPECT_TRUE(row.isOne());
+  EXPECT_LT(row.spread(), 1.0f);
+  EXPECT_TRUE(row.wanted().empty());
+  const FollowedPlate first = at(row, 7, {.light = 1.02, .body = 0.2}),
+                      second = at(row, 80, {.light = 1.02, .seed = 9});
+  EXPECT_EQ(first.plate, second.plate);
+  EXPECT_LT(meanError(*first.plate, {.light = 1.02}), 0.5);
+}
+
+TEST(Follow, TakesOnTheLightOfTheFrame) {
+  const PlateRow row(std::make_shared<const Plate>(perfectFit({}).plate));
+  for (const double light : {0.6, 0.9, 0.99, 1.01, 1.3}) {
+    const FollowedPlate followed = at(row, 0, {.light = light, .shadow = 0.2});
+    ASSERT_TRUE(followed.fits);
+    EXPECT_NEAR(followed.tint.gain[1], light, 0.002) << light;
+    EXPECT_LT(meanError(*followed.plate, {.light = light}), 0.6) << light;
+  }
+  // Continuous: no step between a light that changes the plate and one that does not.
+  float before = 1.0f;
+  for (double light = 1.0; light < 1.01; light += 0.0005) {
+    const float gain = at(row, 0, {.light = light, .noise = 0.0}).tint.gain[1];
+    EXPECT_LT(gain - before, 0.003f) << light;
+    before = gain;
+  }
+}
+
+TEST(Follow, ADarkChannelIsRaisedRatherThanMultiplied) {
+  Plate plate = perfectFit({}).plate;
+  ShotFrame frame;
+  std::vector<unsigned char> argb = drawnShot(frame);
+  for (std::size_t i = 0; i < argb.size(); i += 4) {
+    plate.argb[i + 3] = static_cast<unsigned char>(i / 4 % 320 / 64);  // 0 to 4 levels
+    if (!isBody(frame, static_cast<double>(i / 4 % 320), static_cast<double>(i / 1280))) argb[i + 3] = 25;
+  }
+  const FollowedPlate followed = PlateRow(std::make_shared<const Plate>(plate)).at(0, pictureOf(frame, argb));
+  for (std::size_t i = 3; i < argb.size(); i += 400) EXPECT_NEAR(followed.plate->argb[i], 25, 4);
+}
+
+TEST(Follow, InterpolatesADriftAndAsksForMore) {
+  const PlateRow row = rowOf({{0, {}}, {100, {.otherwise = 0.15}}, {200, {.otherwise = 0.3}}});
+  EXPECT_EQ(row.shots(), 1u);
+  EXPECT_FALSE(row.isOne());
+  EXPECT_EQ(row.wanted(), (std::vector<std::int64_t>{50, 150}));
+  EXPECT_LT(meanError(*at(row, 50, {.otherwise = 0.075}).plate, {.otherwise = 0.075}), 0.7);
+}
+
+TEST(Follow, ACutIsNoDrift) {
+  const ShotFrame one{.body = 0.3}, other{.otherwise = 2.0};
+  const PlateRow row = rowOf({{0, one}, {40, one}, {80, other}, {120, other}, {160, one}});
+  EXPECT_EQ(row.shots(), 3u);
+  EXPECT_EQ(row.wanted(), (std::vector<std::int64_t>{60, 140}));
+  for (const std::int64_t number : {45, 75}) {  // the cut may lie anywhere between
+    EXPECT_LT(meanError(*at(row, number, one).plate, one), 0.7);
+    EXPECT_LT(meanError(*at(row, number, other).plate, other), 0.7);
+  }
+  EXPECT_FALSE(at(rowOf({{0, one}}), 3, other).fits);
+  EXPECT_FALSE(at(rowOf({}), 0, one).fits);
+}
+
+TEST(Follow, WithoutAnyScreenThePlateStaysAsItIs) {
+  const PlateRow row = rowOf({{0, {}}});
+  const std::vector<unsigned char> skin(320 * 180 * 4, 180);
+  const FollowedPlate followed = row.at(0, pictureOf({}, skin));
+  EXPECT_TRUE(followed.fits);
+  EXPECT_EQ(followed.tint, plates::Tint());
+  EXPECT_TRUE(row.at(0, packedFrame(skin.data(), 0, 0)).fits);
+  EXPECT_TRUE(row.at(0, packedFrame(skin.data(), 1, 2)).fits);
+}
+
+}  // namespace
+}  // namespace kalvetra

@@ -1,0 +1,148 @@
+// The backdrop gathered over a drawn shot, and clean plates beside it.
+#include "plates/shot_plate.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "plates/clean_plate.h"
+#include "tests/plates/drawn_shot.h"
+
+namespace kalvetra {
+namespace {
+
+using Motion = std::function<ShotFrame(double time)>;  // 0..1
+
+GatheredPlate gathered(const Motion& motion, int frames = 16, const Workers* workers = nullptr) {
+  ShotPlate shot;
+  for (int i = 0; i < frames; ++i) {
+    ShotFrame frame = motion(i / std::max(frames - 1.0, 1.0));
+    frame.seed = static_cast<unsigned int>(i) + 7;
+    shot.add(pictureOf(frame, drawnShot(frame)), perfectFit(frame));
+  }
+  return shot.gather(workers);
+}
+
+TEST(ShotPlate, SeesTheScreenAsTheSubjectWalksInChangingLight) {
+  const Motion walk = [](double t) { return ShotFrame{.light = 1.0 + 0.2 * (t - 0.5), .body = t, .shadow = 1.3 - t}; };
+  const GatheredPlate plate = gathered(walk);
+  EXPECT_TRUE(plate.locked) << plate.why;
+  EXPECT_GT(plate.seen, 0.98);
+  EXPECT_TRUE(plate.plate.keepsShadows);
+  EXPECT_NEAR(plate.plate.noise, 1.5f, 0.2f);
+  EXPECT_LT(meanError(plate.plate, {}), 0.7);
+  const Workers three{3, [](int parts, const auto& work) {
+                        for (int part = parts; part-- > 0;) work(part);
+                      }};
+  EXPECT_EQ(gathered(walk, 16, &three).plate.argb, plate.plate.argb);
+}
+
+// Nothing but the closeness to the fitted plate parts a soft shadow from the screen.
+TEST(ShotPlate, AShadowThatComesAndGoesIsNotInIt) {
+  ShotPlate shot;
+  for (int i = 0; i < 12; ++i) {
+    ShotFrame frame{.seed = static_cast<unsigned int>(i)};
+    std::vector<unsigned char> argb = drawnShot(frame);
+    for (std::size_t k = 0; i % 3 != 0 && k < argb.size(); ++k) {
+      if (k % 4 != 0 && k / 4 % 320 < 40) argb[k] = static_cast<unsigned char>(0.85 * argb[k]);
+    }
+    shot.add(pictureOf(frame, argb), perfectFit(frame), false);
+  }
+  EXPECT_LT(meanError(shot.gather().plate, {}), 0.7);
+}
+
+TEST(ShotPlate, WhatIsNeverSeenJoinsWithoutASeam) {
+  ShotPlate shot;
+  for (unsigned int i = 0; i < 8; ++i) {
+    const ShotFrame frame{.seed = i};
+    FittedPlate fitted = perfectFit(frame);
+    for (std::size_t k = 0; k < fitted.plate.argb.size(); ++k) {  // an estimate that is too dark
+      if (k % 4 != 0) fitted.plate.argb[k] = static_cast<unsigned char>(0.97 * fitted.plate.argb[k]);
+    }
+    shot.add(pictureOf(frame, drawnShot(frame)), fitted);
+  }
+  const GatheredPlate plate = shot.gather();
+  EXPECT_NEAR(plate.seen, 0.85, 0.05);
+  EXPECT_LT(meanError(plate.plate, {}), 0.7);
+}
+
+TEST(ShotPlate, SaysWhenTheCameraMoves) {
+  const GatheredPlate near = gathered([](double t) { return ShotFrame{.pan = 6.0 * t}; });
+  EXPECT_NE(near.why.find("shifts by up to"), std::string::npos) << near.why;
+  const GatheredPlate far = gathered([](double t) { return ShotFrame{.pan = 150.0 * t}; });
+  EXPECT_FALSE(far.locked);
+  EXPECT_FALSE(far.plate.keepsShadows);
+  EXPECT_FALSE(gathered([](double t) { return ShotFrame{.otherwise = t > 0.5 ? 2.0 : 0.0}; }).locked);
+  EXPECT_FALSE(gathered([](double t) { return ShotFrame{.otherwise = t}; }).locked);
+}
+
+TEST(ShotPlate, KeepsFewOfManyFramesAndNoneOfNone) {
+  EXPECT_TRUE(ShotPlate().gather().plate.argb.empty());
+  ShotPlate shot;
+  const ShotFrame tiny{.width = 3.0, .height = 2.0};
+  for (int i = 0; i < 500; ++i) shot.add(pictureOf(tiny, drawnShot(tiny)), perfectFit(tiny));
+  EXPECT_LE(shot.frames(), 60u);
+  EXPECT_GE(shot.frames(), 30u);
+  EXPECT_EQ(shot.gather().plate.width, 3);
+  const ShotFrame other{.width = 4.0, .height = 2.0};
+  EXPECT_THROW(shot.add(pictureOf(other, drawnShot(other)), perfectFit(other)), std::invalid_argument);
+}
+
+// The clean plate is that of `taken`; the shot has two frames.
+CleanPlate corrected(const ShotFrame& taken) {
+  const ShotFrame one{.body = 0.3, .seed = 4}, other{.body = 0.6, .seed = 5};
+  const std::vector<unsigned char> clean = drawnShot(taken), first = drawnShot(one), second = drawnShot(other);
+  const FittedPlate firstFit = perfectFit(one), secondFit = perfectFit(other);
+  return correctedPlate(pictureOf(taken, clean),
+                        {{pictureOf(one, first), &firstFit}, {pictureOf(other, second), &secondFit}});
+}
+
+bool says(const CleanPlate& plate, const std::string& word) {
+  const std::string all = plate.notes.empty() ? plate.refusal : plate.notes[0];
+  return all.find(word) != std::string::npos;
+}
+
+TEST(CleanPlate, TakesOnTheLightOfTheShot) {
+  const CleanPlate good = corrected({.body = 9.0});
+  EXPECT_TRUE(good.refusal.empty() && good.notes.empty());
+  EXPECT_TRUE(good.plate.keepsShadows);
+  EXPECT_LT(meanError(good.plate, {}), 0.7);
+  const CleanPlate dark = corrected({.light = 0.8, .body = 9.0});
+  EXPECT_TRUE(says(dark, "20 % darker")) << dark.notes[0];
+  EXPECT_LT(meanError(dark.plate, {}), 0.8);
+  const CleanPlate fromSide = corrected({.body = 9.0, .otherwise = 0.3});
+  EXPECT_TRUE(says(fromSide, "bent to the shot's"));
+  EXPECT_LT(meanError(fromSide.plate, {}), 2.5);
+}
+
+TEST(CleanPlate, SaysWhatIsWrong) {
+  EXPECT_TRUE(says(corrected({.body = 0.8}), "something else than the screen"));
+  EXPECT_LT(meanError(corrected({.body = 0.8}).plate, {}), 0.7);
+  const CleanPlate beside = corrected({.pan = 3.0, .body = 9.0});
+  EXPECT_TRUE(says(beside, "pixels beside"));
+  EXPECT_NEAR(beside.shift, 3.0f, 0.3f);
+  for (const auto& [taken, word] : std::vector<std::pair<ShotFrame, std::string>>{
+           {{.pan = 12.0, .body = 9.0}, "12 pixels beside"},
+           {{.body = 9.0, .otherwise = 1.5}, "another light"},
+           {{.light = 0.3, .body = 9.0}, "0.3 times as bright"},
+           {{.body = 9.0, .width = 240.0}, "240 x 180"},
+       }) {
+    const CleanPlate bad = corrected(taken);
+    EXPECT_NE(bad.refusal.find(word), std::string::npos) << word << ": " << bad.refusal;
+    EXPECT_TRUE(bad.plate.argb.empty());
+  }
+  EXPECT_LT(meanError(corrected({.body = 9.0, .width = 640.0, .height = 360.0}).plate, {}), 1.0);
+}
+
+TEST(CleanPlate, MeanLeavesOutAVisitor) {
+  CleanPlateMean mean;
+  for (const int gray : {100, 102, 250, 98, 101}) {
+    const auto level = static_cast<unsigned char>(gray);
+    const std::vector<unsigned char> pixel{255, level, level, level};
+    mean.add(packedFrame(pixel.data(), 1, 1));
+  }
+  EXPECT_EQ(mean.mean(), (std::vector<unsigned char>{255, 101, 101, 101}));
+}
+
+}  // namespace
+}  // namespace kalvetra
