@@ -19,7 +19,7 @@ struct FittedPlate {
   std::vector<unsigned char> bare;  // a byte a pixel of the plate: 255 where surely bare screen, 0 where surely not
 };
 
-inline constexpr int kLongestFit = 960;
+inline constexpr int kLongestFit = 640;
 
 // Follows the light over the screen, its falls, folds and changes of hue, and leaves alone what is the subject's: hair,
 // veils, glass, and shadows beside it. A function of the frame and of the settings' key colour alone: the same bytes
