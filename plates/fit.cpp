@@ -137,12 +137,14 @@ FittedPlate fitPlate(const ConstFrame& frame, const KeySettings& settings, const
   const Planes soft = softened(picture.color, pixelsOf(1.5f, unit), workers);
   const PaintAndLight parted = partedPicture(soft, std::max(keySum, 1.0f), workers);
   const PaintModel paint(picture, parted, axis);
-  const Likeness likeness(paint, axis, parted, unit, workers);
+  Likeness likeness(paint, axis, parted, unit, workers);
   const Plane nothing(width, height);
+  likeness.settle(likeness.at(nothing, nothing));
   const Plane sure = likeness.at(Plane(width, height, 1.0f), nothing);
-  const Plane glare = likeness.glare(sure, clearInOwnKey(picture, settings, workers));
-  const Subject subject = subjectOf(likeness.at(nothing, glare), unit, workers);
-  Plane weight = likeness.at(subject.near, glare);
+  const Plane trusted = likeness.trusted(sure, clearInOwnKey(picture, settings, workers));
+  Subject subject = subjectOf(likeness.at(nothing, trusted), unit, workers);
+  Plane weight = likeness.at(subject.near, trusted);
+  for (std::size_t i = 0; i < weight.values.size(); ++i) subject.near[i] *= 1.0f - trusted[i];
   const Plane lit = litShare(parted.light, weight, subject, unit, workers);
   for (std::size_t i = 0; i < weight.values.size(); ++i) weight[i] *= lit[i] * picture.seen[i];
   // Not beside what is not bare: edges mix.

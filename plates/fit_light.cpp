@@ -1,6 +1,7 @@
 #include "plates/fit_light.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace kalvetra::plates {
 
@@ -13,6 +14,21 @@ constexpr float kNearReach = 170.0f;  // 1080ths of the picture's height
 Plane coarse(Plane plane, const Workers* workers) {
   for (int i = 0; i < kHalvings; ++i) plane = halved(plane, workers);
   return plane;
+}
+
+// Standard deviation of the screen's light about the mean of its surroundings, octaves.
+float unevenness(const Plane& light, const Plane& alike, float unit, const Workers* workers) {
+  const int radius = pixelsOf(15.0f, unit);
+  Plane weighted = light;
+  for (std::size_t i = 0; i < weighted.values.size(); ++i) weighted[i] *= alike[i];
+  const Plane sums = boxMean(weighted, radius, workers), weights = boxMean(alike, radius, workers);
+  double sum = 0.0, total = 0.0;
+  for (std::size_t i = 0; i < light.values.size(); ++i) {
+    if (weights[i] < 0.9f) continue;  // beside the subject the mean is not the screen's
+    sum += static_cast<double>(alike[i] * std::abs(light[i] - sums[i] / weights[i]));
+    total += static_cast<double>(alike[i]);
+  }
+  return total > 0.0 ? static_cast<float>(1.2533 * sum / total) : 1.0f;
 }
 
 }  // namespace
@@ -30,8 +46,9 @@ Subject subjectOf(const Plane& alike, float unit, const Workers* workers) {
 Plane litShare(const Plane& light, const Plane& alike, const Subject& subject, float unit, const Workers* workers) {
   // Octaves a 1080th of the picture's height.
   constexpr float kFar = 0.03f, kNear = 0.004f, kCore = 0.02f;
-  constexpr float kUnknown = 4.0f;  // octaves below its own light that a place without screen begins
-  constexpr float kForgivenNear = 0.10f, kForgivenFar = 1.0f;  // octaves below the surroundings
+  constexpr float kUnknown = 4.0f;      // octaves below its own light that a place without screen begins
+  constexpr float kForgivenFar = 1.0f;  // octaves below the surroundings
+  const float forgivenNear = std::clamp(4.0f * unevenness(light, alike, unit, workers), 0.03f, 0.10f);
   Plane weighted = light;
   for (std::size_t i = 0; i < weighted.values.size(); ++i) weighted[i] *= alike[i];
   Plane heights = coarse(std::move(weighted), workers);
@@ -46,7 +63,7 @@ Plane litShare(const Plane& light, const Plane& alike, const Subject& subject, f
   const Plane full = enlarged(envelope(heights, slope), light.width, light.height, workers);
   Plane lit(light.width, light.height);
   for (std::size_t i = 0; i < lit.values.size(); ++i) {
-    const float forgiven = kForgivenFar + (kForgivenNear - kForgivenFar) * smoothStep(0.0f, 0.4f, subject.near[i]);
+    const float forgiven = kForgivenFar + (forgivenNear - kForgivenFar) * smoothStep(0.0f, 0.4f, subject.near[i]);
     lit[i] = 1.0f - smoothStep(forgiven, 2.0f * forgiven, full[i] - light[i]);
   }
   return lit;

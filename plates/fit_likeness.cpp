@@ -40,44 +40,84 @@ Likeness::Likeness(const PaintModel& model, const PaleAxis& axis, const PaintAnd
   calm_ = boxMean(pale_, pixelsOf(3.0f, unit), workers);
 }
 
-Plane Likeness::at(const Plane& near, const Plane& glare) const {
+void Likeness::settle(const Plane& alike) {
+  constexpr float kSurroundings = 150.0f;  // 1080ths of the height
+  const Plane weight = coarse(alike, workers_);
+  Planes drift{coarse(calm_, workers_), coarse(boxMean(across_, pixelsOf(3.0f, unit_), workers_), workers_), weight};
+  const auto wide = [&](const Plane& plane) {
+    return boxMean(plane, pixelsOf(kSurroundings / kCoarse, unit_), workers_);
+  };
+  for (Plane& plane : drift) {
+    for (std::size_t i = 0; i < plane.values.size(); ++i) plane[i] *= weight[i];
+    plane = wide(plane);
+  }
+  const Plane known = wide(weight);
+  for (Plane& plane : drift) {
+    for (std::size_t i = 0; i < plane.values.size(); ++i) plane[i] /= std::max(known[i], 1e-3f);
+  }
+  drift = filled(drift, known, workers_);
+  const Plane pale = enlarged(drift[0], pale_.width, pale_.height, workers_);
+  const Plane across = enlarged(drift[1], pale_.width, pale_.height, workers_);
+  double sum = 0.0, total = 0.0;
+  for (std::size_t i = 0; i < pale_.values.size(); ++i) {
+    pale_[i] -= pale[i];
+    calm_[i] -= pale[i];
+    across_[i] -= across[i];
+    sum += static_cast<double>(alike[i] * std::abs(calm_[i]));
+    total += static_cast<double>(alike[i]);
+  }
+  constexpr double kNormal = 1.2533;  // standard deviation to mean distance
+  if (total > 0.0) scatter_ = std::clamp(static_cast<float>(kNormal * sum / total), 0.002f, scatter_);
+}
+
+// How much paler than the model the screen has grown.
+Plane Likeness::glare(const Plane& trusted) const {
+  constexpr float kSteepest = 0.001f;  // shares over a 1080th of the height
+  constexpr float kUnknown = 0.3f;     // shares: far paler than any screen
+  Plane heights(pale_.width, pale_.height);
+  for (std::size_t i = 0; i < heights.values.size(); ++i) {
+    heights[i] = -kUnknown + trusted[i] * (kUnknown - std::max(calm_[i], 0.0f));
+  }
+  heights = coarse(heights, workers_);
+  Plane purest = enlarged(envelope(heights, Plane(heights.width, heights.height, kSteepest * kCoarse / unit_)),
+                          pale_.width, pale_.height, workers_);
+  for (std::size_t i = 0; i < purest.values.size(); ++i) purest[i] = std::max(-purest[i], 0.0f) * trusted[i];
+  return purest;
+}
+
+Plane Likeness::trusted(const Plane& sure, const Plane& clear) const {
+  // How far it is to where the screen is sure: next to nothing through what is clear, soon too far through all else.
+  constexpr float kThroughClear = 2000.0f, kThroughElse = 25.0f;  // 1080ths of the height
+  Plane seeds = coarse(boxMean(sure, pixelsOf(6.0f, unit_), workers_), workers_), slope = coarse(clear, workers_);
+  for (float& v : seeds.values) v = smoothStep(0.7f, 0.95f, v);
+  for (float& v : slope.values) v = kCoarse / unit_ * ((1.0f - v) / kThroughElse + v / kThroughClear);
+  Plane reached = enlarged(envelope(seeds, slope), pale_.width, pale_.height, workers_);
+  for (std::size_t i = 0; i < reached.values.size(); ++i) {
+    reached[i] = clear[i] * smoothStep(0.1f, 0.5f, reached[i]);
+  }
+  return reached;
+}
+
+Plane Likeness::at(const Plane& near, const Plane& trusted) const {
   const float tolerance = std::clamp(2.5f * scatter_, 0.010f, 0.020f);
   const float tight = std::min(std::clamp(2.0f * scatter_, 0.005f, 0.020f), tolerance);
+  constexpr float kWandering = 0.03f;  // of hue, in shares, where the engine is trusted
+  const Plane grown = glare(trusted);
   Plane alike(pale_.width, pale_.height);
   const auto within = [](float shift, float reach) { return smoothStep(1.3f, 0.7f, std::abs(shift) / reach); };
   Bands(workers_, pale_.height).run([&](int, int first, int end) {
     for (std::size_t i = alike.index(0, first); i < alike.index(0, end); ++i) {
       if (noisy_[i] <= 0.0f) continue;
-      const float reach = noisy_[i] * (tolerance + near[i] * (tight - tolerance));
-      const float more = 0.3f * glare[i];  // glare has the lamp's hue, and is as uneven as it is strong
-      alike[i] = within(pale_[i] - glare[i], 2.5f * reach + more) * within(across_[i], 2.5f * reach + 2.0f * more) *
-                 within(calm_[i] - glare[i], reach + more);
+      const float reach = noisy_[i] * (tolerance + near[i] * (1.0f - trusted[i]) * (tight - tolerance));
+      const float more = trusted[i] * kWandering;
+      // More saturated than the model is no veil.
+      const float pale = pale_[i] - grown[i], calm = calm_[i] - grown[i];
+      alike[i] = within(pale, 2.5f * reach + (pale < 0.0f ? more : 0.3f * grown[i])) *
+                 within(across_[i], 2.5f * reach + std::max(more, 0.6f * grown[i])) *
+                 within(calm, reach + (calm < 0.0f ? more : 0.3f * grown[i]));
     }
   });
   return alike;
-}
-
-Plane Likeness::glare(const Plane& sure, const Plane& clear) const {
-  constexpr float kSteepest = 0.001f;  // shares over a 1080th of the height
-  constexpr float kUnknown = 0.3f;     // shares: far paler than any screen
-  // How far it is to where the screen is sure: next to nothing through what is clear, soon too far through all else.
-  constexpr float kThroughClear = 2000.0f, kThroughElse = 25.0f;  // 1080ths of the height
-  Plane heights(pale_.width, pale_.height);
-  for (std::size_t i = 0; i < heights.values.size(); ++i) {
-    heights[i] = -kUnknown + clear[i] * (kUnknown - std::max(calm_[i], 0.0f));
-  }
-  heights = coarse(heights, workers_);
-  const Plane purest = enlarged(envelope(heights, Plane(heights.width, heights.height, kSteepest * kCoarse / unit_)),
-                                pale_.width, pale_.height, workers_);
-  Plane seeds = coarse(boxMean(sure, pixelsOf(6.0f, unit_), workers_), workers_), slope = coarse(clear, workers_);
-  for (float& v : seeds.values) v = smoothStep(0.7f, 0.95f, v);
-  for (float& v : slope.values) v = kCoarse / unit_ * ((1.0f - v) / kThroughElse + v / kThroughClear);
-  const Plane reached = enlarged(envelope(seeds, slope), pale_.width, pale_.height, workers_);
-  Plane grown(pale_.width, pale_.height);
-  for (std::size_t i = 0; i < grown.values.size(); ++i) {
-    grown[i] = std::max(-purest[i], 0.0f) * clear[i] * smoothStep(0.1f, 0.5f, reached[i]);
-  }
-  return grown;
 }
 
 }  // namespace kalvetra::plates

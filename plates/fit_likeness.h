@@ -10,15 +10,20 @@ class Likeness {
   Likeness(const PaintModel& model, const PaleAxis& axis, const PaintAndLight& parted, float unit,
            const Workers* workers);
 
+  // Takes the model's error at each place, as it is seen over wide surroundings where pixels are `alike` (0..1), for
+  // the screen's own drift of hue, and measures the scatter about that.
+  void settle(const Plane& alike);
+  // Where the engine's own key, away from the subject, is trusted to know the screen: what it keys `clear` (0..1) and
+  // is joined to where the screen is `sure` (0..1) through nothing but such places. Glass and gaps in hair are not.
+  Plane trusted(const Plane& sure, const Plane& clear) const;
   // How surely each pixel shows the screen's paint alone, 0..1. `near` (0..1) is where the subject is near: there
-  // little is forgiven, for fine hair and veils differ by little. `glare` is how much paler the screen may be, in
-  // shares.
-  Plane at(const Plane& near, const Plane& glare) const;
-  // How much paler than the model the screen has grown, step by step from where it is `sure` (0..1) and through what
-  // the engine keys `clear` (0..1): a lamp's glare grows slowly, a veil or a glass begins at an edge.
-  Plane glare(const Plane& sure, const Plane& clear) const;
+  // little is forgiven, for fine hair and veils differ by little. In `trusted` places hue may wander, and the paint
+  // grow paler step by step, as under a lamp's glare: a veil begins at an edge.
+  Plane at(const Plane& near, const Plane& trusted) const;
 
  private:
+  Plane glare(const Plane& trusted) const;
+
   Plane pale_, across_;  // from the model, in shares
   Plane calm_;           // pale_, as a mean over the neighbourhood: it can be held to less
   Plane noisy_;  // factor on what is forgiven, for the dark; 0 where it is too dark or bright, or of other paint

@@ -38,16 +38,16 @@ Plane clearInOwnKey(const Picture& picture, const KeySettings& settings, const W
   Plane clear(width, height), visible(width, height);
   for (std::size_t i = 0; i < clear.values.size(); ++i) {
     const float alpha = static_cast<float>(keyed[i * kPixelBytes]) / 255.0f;
-    clear[i] = smoothStep(0.10f, 0.03f, alpha);
-    visible[i] = smoothStep(0.2f, 0.4f, alpha);
+    clear[i] = smoothStep(0.06f, 0.015f, alpha);
+    visible[i] = smoothStep(0.1f, 0.3f, alpha);
   }
-  constexpr float kAway = 50.0f;  // 1080ths of the height that what is seen keeps its surroundings
+  constexpr float kAway = 70.0f;  // 1080ths of the height that what is seen keeps its surroundings
   const Plane small = halved(halved(boxMean(visible, 1, workers), workers), workers);
   const Plane beside = enlarged(envelope(small, Plane(small.width, small.height, 4.0f / (kAway * picture.unit))), width,
                                 height, workers);
-  clear = boxMean(clear, pixelsOf(2.0f, picture.unit), workers);
+  clear = boxMean(clear, pixelsOf(8.0f, picture.unit), workers);
   for (std::size_t i = 0; i < clear.values.size(); ++i) {
-    clear[i] = smoothStep(0.85f, 0.98f, clear[i]) * smoothStep(0.6f, 0.2f, beside[i]);
+    clear[i] = smoothStep(0.9f, 1.0f, clear[i]) * smoothStep(0.6f, 0.2f, beside[i]);
   }
   return clear;
 }
