@@ -36,6 +36,8 @@ constexpr int kLinesAPixel = 1080;  // a border of a pixel at that height is lef
 constexpr int kBlock = 4;            // pixels a side, by which the fitted plate is matched to what was seen
 constexpr double kEnoughSeen = 0.5;  // of the picture, for its darker places to be shadows
 
+int reductionOf(int width, int height) { return std::max(1, (std::max(width, height) + kLongest - 1) / kLongest); }
+
 // 1 where the picture may show the plate's paint, in about the plate's light.
 Plane nearPlate(const ConstFrame& picture, const Plate& plate, const Tint& tint) {
   Planes soft{Plane(picture.width, picture.height), Plane(picture.width, picture.height),
@@ -72,17 +74,11 @@ Plane nearPlate(const ConstFrame& picture, const Plate& plate, const Tint& tint)
 
 }  // namespace
 
-bool ShotPlate::isTaken() {
-  const std::size_t number = offered_++;
-  if (number % stride_ != 0) return false;
-  const std::size_t pixels = static_cast<std::size_t>(columns_) * static_cast<std::size_t>(rows_);
-  const std::size_t most =
-      std::clamp(kMostPixels / std::max<std::size_t>(pixels, 1), kLeastFrames, plates::kMostObservations);
-  if (kept_.size() < most) return true;
-  for (std::size_t i = 0; 2 * i < kept_.size(); ++i) std::swap(kept_[i], kept_[2 * i]);
-  kept_.resize((kept_.size() + 1) / 2);
-  stride_ *= 2;
-  return number % stride_ == 0;
+std::size_t ShotPlate::capacity(int width, int height) {
+  const int reduction = reductionOf(width, height);
+  const std::size_t pixels = static_cast<std::size_t>(std::max(width / reduction, 1)) *
+                             static_cast<std::size_t>(std::max(height / reduction, 1));
+  return std::clamp(kMostPixels / pixels, kLeastFrames, plates::kMostObservations);
 }
 
 std::vector<unsigned char> ShotPlate::reduced(const ConstFrame& frame) const {
@@ -124,13 +120,14 @@ void ShotPlate::add(const ConstFrame& frame, const FittedPlate& fitted, bool isO
   if (width_ == 0) {
     width_ = frame.width;
     height_ = frame.height;
-    reduction_ = std::max(1, (std::max(width_, height_) + kLongest - 1) / kLongest);
+    reduction_ = reductionOf(width_, height_);
     columns_ = std::max(width_ / reduction_, 0);
     rows_ = std::max(height_ / reduction_, 0);
   }
   if (frame.width != width_ || frame.height != height_)
     throw std::invalid_argument("ShotPlate: a frame of another size");
-  if (columns_ < 1 || rows_ < 1 || !fitted.sure || fitted.plate.argb.empty() || !isTaken()) return;
+  if (columns_ < 1 || rows_ < 1 || !fitted.sure || fitted.plate.argb.empty()) return;
+  if (kept_.size() == capacity(width_, height_)) return;
 
   Kept kept{reduced(frame), {}, {}};
   const ConstFrame picture = packedFrame<const unsigned char>(kept.argb.data(), columns_, rows_);

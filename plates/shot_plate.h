@@ -21,12 +21,14 @@ struct GatheredPlate {
   std::string why;      // where it is not: a sentence for the user
 };
 
-// Give it a few dozen frames from all over the shot: the further apart they lie, the more of the screen is seen.
+// Give it capacity() frames from all over the shot: the further apart they lie, the more of the screen is seen.
 class ShotPlate {
  public:
+  // How many frames of that size it keeps at most, 8 to 60: about 200 MB of them.
+  static std::size_t capacity(int width, int height);
+
   // A frame, of the first one's size, and the plate fitted to it; or one of about the same time, whose map of what is
-  // bare is then not used. Where the fit is not sure the frame is passed over. Memory is bounded, about 200 MB at 1920
-  // x 1080: where more frames come than fit, every second one is dropped, so that they stay spread evenly. Throws
+  // bare is then not used. Passed over where the fit is not sure, and where capacity() frames are kept already. Throws
   // std::invalid_argument for a frame of another size, std::bad_alloc.
   void add(const ConstFrame& frame, const FittedPlate& fitted, bool isOfThisFrame = true);
 
@@ -43,7 +45,6 @@ class ShotPlate {
     plates::Texture texture;
   };
 
-  bool isTaken();
   std::vector<unsigned char> reduced(const ConstFrame& frame) const;
   void addToFitted(const Plate& plate);
   plates::Planes joined(const std::vector<float>& colors, const std::vector<unsigned char>& seen,
@@ -51,7 +52,6 @@ class ShotPlate {
 
   int width_ = 0, height_ = 0;                  // of the frames
   int reduction_ = 1, columns_ = 0, rows_ = 0;  // of what is kept
-  std::size_t offered_ = 0, stride_ = 1;
   std::vector<Kept> kept_;
   plates::Planes fitted_;      // sums of the fitted plates, in the light of the first
   plates::Cells fittedCells_;  // of the first

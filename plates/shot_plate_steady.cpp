@@ -23,7 +23,7 @@ float medianOf(std::vector<float>& values) {
   return *middle;
 }
 
-// The median over all views of what they show at each cell, in the middle's light; without weight where none does.
+// The median over all views of what they show at each cell, with their tints undone; without weight where none does.
 Cells medianCells(const std::vector<ShotView>& views, const std::vector<Tint>& tints) {
   Cells middle(kCells);
   std::vector<float> values;
@@ -40,24 +40,6 @@ Cells medianCells(const std::vector<ShotView>& views, const std::vector<Tint>& t
     }
   }
   return middle;
-}
-
-// So that the plate has the light of the shot's middle, not that of whichever view came first.
-void centre(std::vector<Tint>& tints) {
-  std::vector<float> gains, offsets;
-  for (std::size_t c = 0; c < 3; ++c) {
-    gains.clear();
-    offsets.clear();
-    for (const Tint& tint : tints) {
-      gains.push_back(tint.gain[c]);
-      offsets.push_back(tint.offset[c]);
-    }
-    const float gain = medianOf(gains), offset = medianOf(offsets);
-    for (Tint& tint : tints) {
-      tint.gain[c] /= gain;
-      tint.offset[c] -= tint.gain[c] * offset;
-    }
-  }
 }
 
 std::string sentence(const char* format, double value) {
@@ -131,10 +113,9 @@ std::string otherShots(const std::vector<ShotView>& views, const Cells& middle) 
 
 Steadiness steadinessOf(const std::vector<ShotView>& views) {
   Steadiness steadiness{std::vector<Tint>(views.size()), {}};
-  Cells middle = medianCells(views, steadiness.tints);
+  Cells middle = medianCells(views, steadiness.tints);  // its light is the middle one
   for (int round = 0; round < kRounds; ++round) {
     for (std::size_t k = 0; k < views.size(); ++k) steadiness.tints[k] = lightOf(*views[k].cells, middle).tint;
-    centre(steadiness.tints);
     middle = medianCells(views, steadiness.tints);
   }
   steadiness.why = otherShots(views, middle);
