@@ -36,7 +36,7 @@ class Keyer:
     about: str  # for the page: what it is, with which settings
     mark: str  # changes when what it writes may change
     key: object = field(compare=False)  # (Source, folder) -> the keyed files in order
-    untuned: bool = False  # a peer at its defaults: in the tables, not on the sheets
+    untuned: bool = False  # a peer at its defaults: in the tables of stills alone
 
 
 def run(command, what):

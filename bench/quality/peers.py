@@ -84,11 +84,13 @@ def select0r(key, s):
 
 
 def despilled(chain, source, setting):
-    """With ffmpeg's despill, which has to be said which channel to lower; of a green screen it is so by default."""
-    if setting["mix"] == 0:
+    """With ffmpeg's despill. It has to be said which channel to lower: of a green screen green is, by default; mix
+    says whether red (1) or blue (0) is what the screen's channel is lowered to."""
+    if setting["despill"] == 0:
         return chain + ",format=rgba"
-    lowered = ":green=0:blue=-1" if source.screen == "blue" else ""
-    return f"{chain},format=rgba,despill={source.screen}:{setting['mix']}:{setting['expand']}{lowered},format=rgba"
+    channel, other = ("blue", "green") if source.screen == "blue" else ("green", "blue")
+    amount = f"{other}=0:{channel}={-setting['despill']}"
+    return f"{chain},format=rgba,despill={source.screen}:{setting['mix']}:{setting['expand']}:{amount},format=rgba"
 
 
 def with_ffmpeg(filter_of):
@@ -151,8 +153,8 @@ def blender_jobs(jobs):
 
 def all_peers():
     filters = output(["ffmpeg", "-hide_banner", "-filters"])
-    despill = {"mix": 0.5, "expand": 0}
-    despills = {"mix": [0, 0.35, 0.5, 0.7], "expand": [0, 0.15, 0.3]}
+    despill = {"despill": 1, "mix": 0.5, "expand": 0}
+    despills = {"despill": [0, 0.5, 1], "mix": [0.5, 0.75, 1], "expand": [0, 0.3]}
     linear = {"similarity": 0.01, "blend": 0} | despill
 
     def lacks(name):
