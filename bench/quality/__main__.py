@@ -57,51 +57,65 @@ def wanted(options, kinds, divisor=1):
     return [(kind, seed, height, width) for kind in kinds if kind in only for seed in seeds]
 
 
-def entrants_of(options):
-    """All keyers, and what there is to say about them: settings, and who is missing."""
-    entrants, notes = [], []
+def programs_of(options):
+    """Our own keyers."""
+    entrants = []
     for spec in options.kalvetra:
         path, _, name = spec.partition("=")
         entrants += keyers.kalvetras(path, name or "kalvetra")
     if len({keyer.name for keyer in entrants}) < len(entrants):
         raise Complaint("two programs have the same name: write --kalvetra PATH=NAME")
+    return entrants
+
+
+def peers_of(options):
+    """The others, and what there is to say about them: how they were searched, and who is missing."""
     everybody = peers.all_peers() if options.peers != "none" else []
-    notes += [f"left out: {peer.name}: {peer.missing}" for peer in everybody if peer.missing]
     present = [peer for peer in everybody if not peer.missing]
+    notes = [f"left out: {peer.name}: {peer.missing}" for peer in everybody if peer.missing]
     best = search.best_settings(present, options.out, options.jobs)
+    entrants = []
     for peer in present:
         if options.peers == "both":
             entrants.append(replace(peer.keyer("default", peer.default), untuned=True))
         entrants.append(peer.keyer("best", best[peer.name]["setting"]))
         notes.append(f"{peer.name}: best of {best[peer.name]['tried']} settings, comp {best[peer.name]['comp']:.2f} on the training scenes")
-    return entrants, notes + [f"{keyer.name}: {keyer.about}" for keyer in entrants]
+    return entrants, notes
 
 
 def main():
     options = arguments()
     began = time.monotonic()
     options.out.mkdir(parents=True, exist_ok=True)
-    scenes = {"drawn": bench.draw_all(options.out / "scenes", wanted(options, KINDS), options.jobs)}
-    scenes["clips"] = [] if options.quick else bench.draw_all(options.out / "scenes", wanted(options, CLIPS, 3), options.jobs)
-    scenes["given"] = [scene for root in options.scenes for scene in bench.given_scenes(root)]
+    # What can be wrong with the request is seen before anything that takes long.
+    entrants = programs_of(options)
+    if not (entrants or options.draw_only or options.peers != "none"):
+        raise Complaint("there is nothing to compare: give --kalvetra PATH")
+    given = [scene for root in options.scenes for scene in bench.given_scenes(root)]
+    stills, clips = wanted(options, KINDS), [] if options.quick else wanted(options, CLIPS, 3)
+    with tempfile.TemporaryDirectory() as work:
+        shots = sheets.shots_of(options.shots, work) if options.shots else []
+        compare(options, entrants, given, stills, clips, shots)
+    print(f"{time.monotonic() - began:.0f} s; in {options.out}", file=sys.stderr)
+
+
+def compare(options, entrants, given, stills, clips, shots):
+    scenes = {"drawn": bench.draw_all(options.out / "scenes", stills, options.jobs)}
+    scenes["clips"] = bench.draw_all(options.out / "scenes", clips, options.jobs)
+    scenes["given"] = given
     if options.draw_only:
         return
-    entrants, notes = entrants_of(options)
-    if not entrants:
-        raise Complaint("there is nothing to compare: give --kalvetra PATH")
+    others, notes = peers_of(options)
+    entrants = entrants + others
+    notes += [f"{keyer.name}: {keyer.about}" for keyer in entrants]
     tuned = [keyer for keyer in entrants if not keyer.untuned]  # untuned peers say little on clips, and take long
     results = {group: bench.run_all(tuned if group == "clips" else entrants, found, options.out, options.jobs) for group, found in scenes.items()}
     text = "\n".join([tables.text(results), *notes, ""])
     (options.out / "table.txt").write_text(text)
     (options.out / "table.json").write_text(json.dumps({"notes": notes, "results": results}, indent=1) + "\n")
-    files = []
-    if options.shots:
-        with tempfile.TemporaryDirectory() as work:
-            shown = [keyer for keyer in entrants if not keyer.untuned]
-            files = sheets.write_sheets(sheets.shots_of(options.shots, work), shown, options.out, options.blind)
+    files = sheets.write_sheets(shots, tuned, options.out, options.blind) if shots else []
     page.write_page(options.out, results, scenes, notes, files)
     print(text)
-    print(f"{time.monotonic() - began:.0f} s; the page is {options.out / 'index.html'}", file=sys.stderr)
 
 
 if __name__ == "__main__":
