@@ -13,7 +13,6 @@ from pathlib import Path
 from . import bench, score
 from .keyers import Source
 from .kinds import KINDS
-from .peers import CODE
 from .pictures import read
 from .scenes import generator_mark
 
@@ -48,14 +47,19 @@ def best_setting(peer, scenes, cores):
     return {"setting": held, "comp": comp, "tried": tried}
 
 
+def mark_of(peer):
+    """Changes when the scenes, the scorer or what is tried do."""
+    tried = json.dumps([peer.default, peer.stages]).encode() + Path(score.__file__).read_bytes()
+    return f"{generator_mark()} {WIDTH}x{HEIGHT} {hashlib.sha256(tried).hexdigest()[:12]}"
+
+
 def best_settings(peers, out, cores):
     """{peer's name: what best_setting gives}; kept in best.json and used again while neither scenes nor search change."""
     kept = Path(out, "best.json")
     known = json.loads(kept.read_text()) if kept.exists() else {}
-    code = Path(__file__).read_bytes() + Path(score.__file__).read_bytes()
-    mark = f"{generator_mark()} {CODE} {hashlib.sha256(code).hexdigest()[:12]}"
     scenes = None
     for peer in peers:
+        mark = mark_of(peer)
         if known.get(peer.name, {}).get("mark") == mark:
             continue
         scenes = scenes or bench.draw_all(Path(out, "training"), [(kind, TRAINING_SEED, HEIGHT, WIDTH) for kind in KINDS], cores)
