@@ -27,6 +27,8 @@ class MatteReader {
 
   // The next picture's matte; false behind the last one. Throws UserError for a picture that holds no matte.
   bool next(MattePlane& matte);
+  // The picture that it is the matte of.
+  const Image& picture() const { return image_; }
   // Which of the two is taken. Known once the first picture is read.
   bool takesGrey() const { return takesGrey_.value_or(false); }
   // Once read to the end: pictures that are lost or have errors.

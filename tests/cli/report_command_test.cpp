@@ -153,4 +153,37 @@ TEST(ReportCommand, ADamagedFileFailsAfterItsFigures) {
   expectHas(cut.output, "the file is damaged: ");
 }
 
+// A veil that is made solid has fewer holes in its matte, and is the worse key beside its source.
+TEST(ReportCommand, BesideTheSourceARuinedVeilIsTheWorse) {
+  const ScratchFolder folder;
+  const std::string shot = folder.path("shot.mkv"), good = folder.path("good.mkv"), ruined = folder.path("ruined.mkv");
+  need(kFfmpeg +
+       "-f lavfi -i color=0x2da54b:s=240x160:r=10:d=0.4,format=gbrp -vf "
+       "drawbox=62:37:48:123:0xcd9678:t=fill,drawbox=110:37:48:123:0x578e66:t=fill -c:v ffv1 -pix_fmt gbrp " +
+       shot);
+  need(kKalvetra + " key " + shot + " " + good + " --key-color '#2da54b'");
+  need(kKalvetra + " key " + shot + " " + ruined + " --key-color '#2da54b' --clip-white 40");
+  const std::string beside = " --source " + shot, named = beside + " --key-color '#2da54b' --screen green";
+  const Json a = Json::parse(need(report(good + beside + " --json"))),
+             b = Json::parse(need(report(ruined + named + " --json")));
+  EXPECT_EQ("#2da54b", a["key_color"]);
+  EXPECT_EQ("green", a["screen"]);
+  EXPECT_EQ(4, a["compared_pictures"]);
+  EXPECT_GT(b["error_levels"]["mean"], 2.0 * a["error_levels"]["mean"].get<double>());
+  EXPECT_GT(b["filled_levels"]["mean"], 5.0);
+  expectHas(need(report(good + beside + " --max-filled 5")), "beside the source, key colour #2da54b, a green screen");
+  const Outcome refused = run(report(ruined + beside + " --max-filled 5"));
+  EXPECT_EQ(1, refused.status);
+  expectHas(refused.output, "the fault 'filled' is ");
+  const std::string small = folder.path("small.png"), matte = folder.path("matte.png"), half = folder.path("half.mkv");
+  need(kFfmpeg + "-i " + shot + " -frames:v 1 -vf scale=120:80 " + small);
+  need(kFfmpeg + "-i " + shot + " -frames:v 1 -vf format=gray " + matte);
+  need(kFfmpeg + "-i " + shot + " -frames:v 2 -c:v copy " + half);
+  expectHas(run(report(good + " --source " + small)).output,
+            "its pictures are of 120 x 80, the keyed ones of 240 x 160");
+  expectHas(run(report(good + " --source " + half)).output, "it ends after 2 pictures, before the keyed clip does");
+  expectHas(run(report(matte + beside)).output, "only a keyed clip with alpha is compared with --source");
+  expectHas(run(report(good + " --max-error 1")).output, "--source");
+}
+
 }  // namespace
