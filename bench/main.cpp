@@ -21,6 +21,7 @@
 namespace {
 
 using kalvetra::CpuLevel;
+using kalvetra::Frame;
 using kalvetra::bench::Bytes;
 using kalvetra::bench::Pass;
 using kalvetra::bench::Setting;
@@ -160,6 +161,34 @@ void addFrames() {
   }
 }
 
+// "plate/fitted/1080p/avx2": against a plate that is given, beside frame/default.
+void addPlates() {
+  struct Given {
+    const char* name;
+    Size size;
+    bool keepsShadows;
+  };
+  constexpr Size kFull = kFrameSizes[1].size;
+  for (const Given& given :
+       {Given{"fitted", {960, 540}, false}, Given{"full", kFull, false}, Given{"full-shadows", kFull, true}}) {
+    const auto picture = std::make_shared<Bytes>(kalvetra::bench::cameraFrame(given.size, 0));
+    const Frame frame = kalvetra::packedFrame(picture->data(), given.size.width, given.size.height);
+    renderPlate(kalvetra::bench::screenSettings(), frame, frame);
+    const auto run = [picture, frame, shadows = given.keepsShadows](const kalvetra::bench::Images& i) {
+      const kalvetra::KnownPlate plate{frame, shadows, 2.0f};
+      render(kalvetra::bench::screenSettings(), kalvetra::packedFrame(i.source, i.size.width, i.size.height),
+             kalvetra::packedFrame(i.result, i.size.width, i.size.height), {kalvetra::Scan::Whole, nullptr, &plate});
+    };
+    addJob({std::string("plate/") + given.name + "/" + kFrameSizes[1].name,
+            &passNamed(passes(), "render-entry"),
+            {given.name, run},
+            kFull,
+            [] { return kalvetra::bench::cameraFrame(kFull, 0); },
+            [] { return Bytes(); },
+            {}});
+  }
+}
+
 // "threads/all/4K/avx2": a default frame on that many threads, timed on the clock.
 void addThreads() {
   static const kalvetra::Workers all{tbb::this_task_arena::max_concurrency(),
@@ -207,6 +236,7 @@ int main(int argc, char** argv) try {
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
   addPasses();
   addFrames();
+  addPlates();
   addThreads();
   benchmark::RunSpecifiedBenchmarks();
   return wrongResult ? 1 : 0;

@@ -10,6 +10,7 @@ namespace kalvetra::bench {
 
 namespace {
 
+using test::Bytes;
 using test::Random;
 
 // A value of the record in engine units.
@@ -61,23 +62,31 @@ std::string nameOf(const KeySettings& s) {
   return name.empty() ? "defaults" : name;
 }
 
+// A plate for any frame, small and noisy, that keeps shadows.
+const KnownPlate& smallPlate() {
+  static const Bytes picture = test::greenScreen(61, 33, 4);
+  static const KnownPlate plate{packedFrame(picture.data(), 61, 33), true, 2.0f};
+  return plate;
+}
+
 Setting renderSetting(const KeySettings& s) {
   const bool pointwise = s.smoothBG == 0 && s.deBlocking == 0 && s.edgeContract == 0 && s.edgeBlur == 0;
   const auto run = [s](const Images& i) { renderImages(s, i); };
   return {nameOf(s), run, pointwise};
 }
 
-// On the same picture in another byte order, from that order into that order.
-Setting renderSetting(const KeySettings& s, const char* formatName, PixelFormat format) {
-  const auto run = [s, format](const Images& i) {
+// On the same picture in another byte order, from that order into that order; perhaps against smallPlate.
+Setting renderSetting(const KeySettings& s, const char* formatName, PixelFormat format, bool plated) {
+  const auto run = [s, format, plated](const Images& i) {
     const auto [width, height] = i.size;
     const std::size_t rowBytes = static_cast<std::size_t>(width) * kPixelBytes;
     std::vector<unsigned char> source(rowBytes * static_cast<std::size_t>(height));
     const Frame input = packedFrame(source.data(), width, height, format);
     for (int y = 0; y < height; ++y) writeRow(input, y, i.source + static_cast<std::size_t>(y) * rowBytes);
-    render(s, input, packedFrame(i.result, width, height, format));
+    render(s, input, packedFrame(i.result, width, height, format),
+           {Scan::Whole, nullptr, plated ? &smallPlate() : nullptr});
   };
-  return {nameOf(s) + " in " + formatName, run};
+  return {nameOf(s) + " in " + formatName + (plated ? " against a plate" : ""), run};
 }
 
 // All sliders at one end, keyed against the one colour.
@@ -181,8 +190,13 @@ std::vector<Setting> renderSettings() {
   Random random(7);
   for (int bits = 0; bits < kCombinations; ++bits) {
     const KeySettings s = combination(bits, random);
-    settings.push_back(bits % 3 == 0   ? renderSetting(s, "Rgba8", PixelFormat::Rgba8)
-                       : bits % 3 == 1 ? renderSetting(s, "Bgra8", PixelFormat::Bgra8)
+    if (bits % 5 == 4) {
+      KeySettings blue = s;
+      blue.screen = bits % 2;
+      settings.push_back(renderSetting(blue, "Argb8", PixelFormat::Argb8, true));
+    }
+    settings.push_back(bits % 3 == 0   ? renderSetting(s, "Rgba8", PixelFormat::Rgba8, bits % 4 == 1)
+                       : bits % 3 == 1 ? renderSetting(s, "Bgra8", PixelFormat::Bgra8, bits % 4 == 1)
                                        : renderSetting(s));
   }
   return settings;

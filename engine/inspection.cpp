@@ -16,6 +16,27 @@ namespace {
 // A line's unit vector from its normal, which was turned by `quarter`.
 Chroma alongLine(Chroma normal, double quarter) { return Rotation(-quarter)(normal); }
 
+// A line's unit vector as it lies in the plane of the picture itself, of whose colours green and blue were swapped. The
+// swap turns grey into grey, so it maps the plane onto itself: red stays, green and blue change places.
+Chroma unswapped(Chroma line) {
+  CImagingZEP imaging;
+  const Chroma red = chromaOf(imaging.RGBtoYIQ2(255, 0, 0)), green = chromaOf(imaging.RGBtoYIQ2(0, 255, 0)),
+               blue = chromaOf(imaging.RGBtoYIQ2(0, 0, 255));
+  const float area = red.I * green.Q - red.Q * green.I;
+  const Chroma mapped =
+      red * ((line.I * green.Q - line.Q * green.I) / area) + blue * ((red.I * line.Q - red.Q * line.I) / area);
+  return mapped / length(mapped);
+}
+
+KeyLines unswapped(const KeyLines& lines, Chroma key) {
+  return {lines.grey,
+          key,
+          unswapped(lines.skinHue),
+          unswapped(lines.blueHue),
+          unswapped(lines.skinDespill),
+          unswapped(lines.blueDespill)};
+}
+
 template <class Geometry>
 KeyLines linesOf(const Geometry& g, Chroma key, Chroma skin, Chroma blue) {
   return {g.grey,
@@ -33,7 +54,7 @@ Treatment treatmentAt(const KeySettings& settings, const ConstFrame& frame, cons
   const bool fields = options.scan == Scan::Fields;
   const ConstFrame picture = fields ? fieldOf(frame, y % 2) : frame;
   const WorkingPicture source(picture);
-  source.read(picture);
+  source.read(picture, keysBlue(settings));
   const KALVETRA_Param param = makeRecord(settings, source.data(), nullptr, picture.width, picture.height);
   if (!keysSomething(settings) || !valuesInRange(param)) return Treatment::Foreground;
   const std::ptrdiff_t at = std::ptrdiff_t{kPixelBytes} * x;
@@ -41,7 +62,7 @@ Treatment treatmentAt(const KeySettings& settings, const ConstFrame& frame, cons
   const WorkingPicture plate(picture);  // and later the deblocking's scratch
   unsigned char backdrop[3]{};
   if (param.bSmoothBG != 0) {
-    drawBackdrop(param, WorkingPlate(options).given(), plate.data());
+    drawBackdrop(param, WorkingPlate(options, keysBlue(settings)).given(), plate.data());
     std::copy_n(plate.row(row) + at, 3, backdrop);
   }
   if (param.nDeBlock != 0) {
@@ -51,7 +72,10 @@ Treatment treatmentAt(const KeySettings& settings, const ConstFrame& frame, cons
   return param.bSmoothBG != 0 ? plateKeyTreatment(param, pixel, backdrop) : colorKeyTreatment(param, pixel);
 }
 
-KeyLines keyLines(const KeySettings& settings) {
+namespace {
+
+// In the plane of the picture as it is keyed.
+KeyLines linesKeyedBy(const KeySettings& settings) {
   const KALVETRA_Param param = makeRecord(settings, nullptr, nullptr, 0, 0);
   const YIQ key = CImagingZEP().RGBtoYIQ2(param.keyColor[0][0], param.keyColor[1][0], param.keyColor[2][0]);
   if (param.bSmoothBG != 0) {
@@ -60,6 +84,16 @@ KeyLines keyLines(const KeySettings& settings) {
   }
   const ColorKeyGeometry geometry(param);
   return linesOf(geometry, chromaOf(key), geometry.skinNormal, geometry.blueNormal);
+}
+
+}  // namespace
+
+KeyLines keyLines(const KeySettings& settings) {
+  const KeyLines lines = linesKeyedBy(settings);
+  if (!keysBlue(settings)) return lines;
+  const KALVETRA_Param param = makeRecord(settings, nullptr, nullptr, 0, 0);  // its green and blue are swapped
+  const YIQ key = CImagingZEP().RGBtoYIQ2(param.keyColor[0][0], param.keyColor[2][0], param.keyColor[1][0]);
+  return unswapped(lines, chromaOf(key));
 }
 
 }  // namespace kalvetra

@@ -13,7 +13,8 @@ namespace kalvetra {
 Treatment treatmentAt(const KeySettings& settings, const ConstFrame& frame, const RenderOptions& options, int x, int y);
 
 // The lines in the (I, Q) plane of CImagingZEP::RGBtoYIQ2 that bound the backdrop's sector, as the passes use them: all
-// go through grey; unit vectors point to the side of the hue.
+// go through grey; unit vectors point to the side of the hue. For a blue screen, which is keyed with green and blue in
+// each other's place, they are those of the picture itself: its "blue" bound then lies towards green.
 struct KeyLines {
   Chroma grey, key;
   Chroma skinHue, blueHue;          // the hue bounds

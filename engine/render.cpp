@@ -6,10 +6,12 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <vector>
 
 #include "cpu/vectors.h"
 #include "engine/KalvetraFinalCut.h"
 #include "engine/background_plate.h"
+#include "engine/kept_shadows.h"
 #include "engine/pipeline.h"
 #include "engine/pixel_formats.h"
 #include "engine/render_record.h"
@@ -130,27 +132,71 @@ bool streamed(const KeySettings& settings, const ConstFrame& input, const Frame&
               const RenderOptions& options) {
   MatteFinish finish{settings.view == kKalvetraViewMatte, clip.active(), {}};
   for (std::size_t i = 0; i < finish.clipped.size(); ++i) finish.clipped[i] = clip(static_cast<unsigned char>(i));
-  if (!keysSomething(settings)) return streamFrame(input, output, nullptr, nullptr, finish, options.workers);
+  if (!keysSomething(settings)) return streamFrame(input, output, {}, finish, options.workers);
   const KALVETRA_Param param = makeRecord(settings, nullptr, nullptr, input.width, input.height);
-  return streamFrame(input, output, &param, givenPlate(options), finish, options.workers);
+  return streamFrame(input, output, {&param, givenPlate(options), keysBlue(settings)}, finish, options.workers);
+}
+
+// The frame's or the field's shadows into its finished view.
+class PlainShadows {
+ public:
+  PlainShadows(const KeySettings& settings, const ConstFrame& input, const GivenPlate& given, float noise)
+      : shadows_(makeRecord(settings, nullptr, nullptr, input.width, input.height), noise,
+                 settings.view == kKalvetraViewMatte, PixelFormat::Argb8, keysBlue(settings)),
+        input_(input),
+        plate_(input) {
+    const WorkingPicture working(input);
+    drawBackdrop(makeRecord(settings, nullptr, working.data(), input.width, input.height), &given, working.data());
+    if (keysBlue(settings)) working.swapBlueAndGreen();
+    reverseBytes(working.data(), plate_.data(), plate_.pixels());
+  }
+  void keep(const Frame& output) const {
+    for (int y = 0; y < output.height; ++y)
+      shadows_.keep(input_.row(y), plate_.row(y), output.row(y), plate_.rowPixels());
+  }
+
+ private:
+  KeptShadows shadows_;
+  ConstFrame input_;
+  WorkingPicture plate_;  // in host order
+};
+
+// One for the frame, or one for each field; none where none are kept.
+std::vector<PlainShadows> shadowsOf(const KeySettings& settings, const ConstFrame& input, const RenderOptions& options,
+                                    const GivenPlate* given) {
+  std::vector<PlainShadows> shadows;
+  const KALVETRA_Param param = makeRecord(settings, nullptr, nullptr, input.width, input.height);
+  if (!keepsShadows(givenPlate(options), param) || !keysSomething(settings) || !valuesInRange(param)) return shadows;
+  const int fields = options.scan == Scan::Fields ? std::min(2, input.height) : 1;
+  for (int first = 0; first < fields; ++first) {
+    const ConstFrame picture = options.scan == Scan::Fields ? fieldOf(input, first) : input;
+    shadows.emplace_back(settings, picture, *given, options.plate->noise);
+  }
+  return shadows;
 }
 
 // The plain way: through the pipeline in working order.
 void renderPlainly(const KeySettings& settings, const ConstFrame& input, const Frame& output, const Clip& clip,
                    const RenderOptions& options) {
   const WorkingPicture source(input), result(input);
-  const WorkingPlate plate(options);
-  source.read(input);
+  const bool blue = keysBlue(settings);
+  const WorkingPlate plate(options, blue);
+  source.read(input, blue);
   if (keysSomething(settings)) {
     KALVETRA_Param param = makeRecord(settings, source.data(), result.data(), input.width, input.height);
     runPipeline(param, {options.scan == Scan::Fields ? 1u : 0u}, plate.given());
   } else {
     std::memcpy(result.data(), source.data(), source.pixels() * kPixelBytes);
   }
+  if (blue) result.swapBlueAndGreen();
   for (int y = 0; y < input.height; ++y) limitByAlpha(input.row(y), result.row(y), result.rowPixels());
   clipMatte(result.data(), result.pixels(), clip);
+  const std::vector<PlainShadows> shadows = shadowsOf(settings, input, options, plate.given());
   const auto write = settings.view == kKalvetraViewMatte ? writeMatte : reverseBytes;
   for (int y = 0; y < output.height; ++y) write(result.row(y), output.row(y), result.rowPixels());
+  for (std::size_t i = 0; i < shadows.size(); ++i) {
+    shadows[i].keep(options.scan == Scan::Fields ? fieldOf(output, static_cast<int>(i)) : output);
+  }
 }
 
 // The key colour, as the pipeline takes it, everywhere.
@@ -165,11 +211,12 @@ bool drawPlate(const KeySettings& settings, const GivenPlate* given, const Const
   const KALVETRA_Param param = makeRecord(settings, source.data(), plate.data(), input.width, input.height);
   const bool uneven = settings.smoothBG != 0 && keysSomething(settings) && valuesInRange(param);
   if (uneven) {
-    source.read(input);
+    source.read(input, keysBlue(settings));
     drawBackdrop(param, given, plate.data());
   } else {
     fillWithKeyColor(param, plate.pixels());
   }
+  if (keysBlue(settings)) plate.swapBlueAndGreen();
   for (std::size_t i = 0; i < plate.pixels(); ++i) plate.data()[i * kPixelBytes + 3] = 255;
   for (int y = 0; y < output.height; ++y) reverseBytes(plate.row(y), output.row(y), plate.rowPixels());
   return uneven;
@@ -198,7 +245,7 @@ void render(const KeySettings& settings, const ConstFrame& input, const Frame& o
 
 bool renderPlate(const KeySettings& settings, const ConstFrame& input, const Frame& output,
                  const RenderOptions& options) {
-  const WorkingPlate plate(options);
+  const WorkingPlate plate(options, keysBlue(settings));
   bool uneven = false;
   asStraight(input, output, false, [&](const ConstFrame& source, const Frame& result) {
     if (options.scan == Scan::Whole) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 #include "engine/KalvetraFinalCut.h"
 
@@ -32,6 +33,7 @@ KALVETRA_Param makeRecord(const KeySettings& s, unsigned char* source, unsigned 
   for (std::size_t c = 0; c < 3; ++c) {
     p.keyColor[c][0] = p.keyColor[c][1] = static_cast<unsigned char>(roundedToInt(s.keyColor[c] * 255.0));
   }
+  if (keysBlue(s)) std::swap(p.keyColor[1], p.keyColor[2]);
   setPair(p.nScreenGain, toValue(30, 0, s.screenGain));
   setPair(p.nShadow, toValue(100, 0, s.shadow));
   setPair(p.nSkinHue, toValue2(170, 120, s.skinHue));

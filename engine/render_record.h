@@ -14,7 +14,11 @@ inline int roundedToInt(double x) { return truncToInt(x + 0.5); }
 // A key colour of black, the parameter's default, means that none was picked.
 bool keysSomething(const KeySettings& settings);
 
-// The record holds on to the images, which it does not touch.
+// Keyed with blue and green in each other's place.
+inline bool keysBlue(const KeySettings& settings) { return settings.screen == 1; }
+
+// That of a blue screen has its key colour's blue and green in each other's place. The record holds on to the images,
+// which it does not touch.
 KALVETRA_Param makeRecord(const KeySettings& settings, unsigned char* source, unsigned char* result, int width,
                           int height);
 

@@ -1,20 +1,21 @@
 #include "engine/streamed_frame.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <limits>
 #include <memory>
 #include <optional>
 #include <vector>
 
-#include "engine/background_plate.h"
 #include "engine/bands.h"
+#include "engine/kept_shadows.h"
 #include "engine/pipeline.h"
+#include "engine/streamed_plate.h"
 #include "imaging/memory.h"
 #include "imaging/simd/box_rows.h"
 #include "imaging/simd/chroma_rows.h"
 #include "imaging/simd/passes.h"
-#include "imaging/simd/resampled_rows.h"
 
 namespace kalvetra {
 
@@ -24,20 +25,13 @@ using Bytes = std::unique_ptr<unsigned char[]>;
 
 Bytes allocate(std::size_t bytes) { return uninitialized<unsigned char>(bytes); }
 
-simd::ByteOrder orderOf(PixelFormat format) {
-  return format == PixelFormat::Bgra8   ? simd::ByteOrder::Bgra
-         : format == PixelFormat::Rgba8 ? simd::ByteOrder::Rgba
-                                        : simd::ByteOrder::Argb;
-}
-
 // The frame's rows from one on, deblocked where the record asks for it.
 class SourceRows {
  public:
-  SourceRows(const ConstFrame& frame, int deblockRadius, int firstRow)
+  SourceRows(const ConstFrame& frame, simd::ByteOrder order, int deblockRadius, int firstRow)
       : frame_(frame), rowBytes_(static_cast<std::size_t>(frame.width) * kPixelBytes) {
     if (deblockRadius == 0) return;
-    blurred_.emplace(frame.data, frame.stride, orderOf(frame.format), frame.width, frame.height, deblockRadius,
-                     firstRow);
+    blurred_.emplace(frame.data, frame.stride, order, frame.width, frame.height, deblockRadius, firstRow);
     rows_ = std::make_unique<unsigned char[]>(rowBytes_ * simd::KeyRows::kMost);
   }
   // Row y, after row y - 1; valid until kMost more were asked for.
@@ -55,106 +49,23 @@ class SourceRows {
   Bytes rows_;
 };
 
-// The background plate: one that was given, or made of the frame as it came.
-class Plate {
- public:
-  Plate(const ConstFrame& frame, const KALVETRA_Param& param, const KnownPlate* given, const Workers* workers)
-      : frame_(frame) {
-    if (given != nullptr) {
-      picture_ = given->picture;
-    } else if (!estimate(param, workers)) {
-      return;
-    }
-    if (picture_.width != frame.width || picture_.height != frame.height) {
-      enlarging_.emplace(picture_.width, picture_.height, frame.width, frame.height, kLanczos, kEnlargingLobes);
-    }
-    possible_ = !enlarging_ || enlarging_->possible();
-  }
-  bool possible() const { return possible_; }
-
-  // Its rows in the frame's size and byte order, from one on.
-  class Rows {
-   public:
-    Rows(const Plate& plate, int firstRow)
-        : plate_(plate),
-          order_(orderOf(plate.picture_.format)),
-          wanted_(orderOf(plate.frame_.format)),
-          pixels_(static_cast<std::size_t>(plate.frame_.width)) {
-      if (plate.enlarging_) {
-        enlarged_.emplace(*plate.enlarging_, plate.picture_.data, plate.picture_.stride, firstRow);
-      }
-      if (enlarged_ || order_ != wanted_) room_ = allocate(pixels_ * kPixelBytes * simd::KeyRows::kMost);
-    }
-    // Row y, after row y - 1; valid until kMost more were asked for.
-    const unsigned char* row(int y) {
-      if (!room_) return plate_.picture_.row(y);
-      const std::size_t rowBytes = pixels_ * kPixelBytes;
-      unsigned char* const row = room_.get() + static_cast<std::size_t>(y % simd::KeyRows::kMost) * rowBytes;
-      if (enlarged_) {
-        enlarged_->next(row);
-      } else {
-        std::memcpy(row, plate_.picture_.row(y), rowBytes);
-      }
-      if (order_ != wanted_) simd::reorder(row, pixels_, order_, wanted_);
-      return row;
-    }
-
-   private:
-    const Plate& plate_;
-    simd::ByteOrder order_, wanted_;
-    std::size_t pixels_;
-    std::optional<simd::ResampledRows> enlarged_;  // none where the plate has the frame's size
-    Bytes room_;                                   // none where its rows are taken as they are
-  };
-
- private:
-  bool estimate(const KALVETRA_Param& param, const Workers* workers) {
-    const PlateSize size = plateSize(frame_.width, frame_.height);
-    const simd::ResamplePlan reducing(frame_.width, frame_.height, size.width, size.height, kLanczos, kReducingLobes);
-    if (!reducing.possible()) return false;
-    const std::size_t area = static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height);
-    own_ = allocate(area * kPixelBytes);
-    const Frame small = packedFrame(own_.get(), size.width, size.height, frame_.format);
-    reduce(reducing, small, Bands(workers, size.height));
-    const simd::ByteOrder order = orderOf(frame_.format);
-    simd::reorder(own_.get(), area, order, simd::ByteOrder::Bgra);
-    makePlate(param, own_.get(), size);
-    simd::reorder(own_.get(), area, simd::ByteOrder::Bgra, order);
-    picture_ = small;
-    return true;
-  }
-  void reduce(const simd::ResamplePlan& reducing, const Frame& small, const Bands& bands) {
-    std::vector<simd::ResampledRows> reduced;
-    for (int band = 0; band < bands.count(); ++band) {
-      reduced.emplace_back(reducing, frame_.data, frame_.stride, bands.first(band));
-    }
-    bands.run([&](int band, int first, int end) {
-      simd::ResampledRows& rows = reduced[static_cast<std::size_t>(band)];
-      for (int y = first; y < end; ++y) rows.next(small.row(y));
-    });
-  }
-
-  ConstFrame frame_;
-  ConstFrame picture_{};
-  Bytes own_;  // of picture_, unless it was given
-  std::optional<simd::ResamplePlan> enlarging_;
-  bool possible_ = false;
-};
-
 // What a frame is keyed by: the one key colour or a plate.
 struct Key {
-  Key(const ConstFrame& frame, const KALVETRA_Param& param, const KnownPlate* given, const Workers* workers) {
+  Key(const ConstFrame& frame, const StreamedKey& how, const Workers* workers)
+      : order(orderOf(frame.format, how.blueScreen)) {
+    const KALVETRA_Param& param = *how.param;
     if (param.bSmoothBG == 0) {
       color.emplace(param);
       return;
     }
-    plate.emplace(frame, param, given, workers);
+    plate.emplace(frame, how.blueScreen, param, how.given, workers);
     plateGeometry.emplace(param);
   }
   bool possible() const { return !plate || plate->possible(); }
 
+  simd::ByteOrder order;  // of the frame, as it is keyed
   std::optional<ColorKeyGeometry> color;
-  std::optional<Plate> plate;
+  std::optional<StreamedPlate> plate;
   std::optional<PlateKeyGeometry> plateGeometry;
 };
 
@@ -164,13 +75,14 @@ class BandKeyer {
   BandKeyer(const ConstFrame& input, const Frame& output, const Key& key, int deblockRadius, int firstRow)
       : output_(output),
         key_(key),
-        order_(orderOf(input.format)),
         pixels_(static_cast<std::size_t>(input.width)),
-        source_(input, deblockRadius, firstRow) {
+        source_(input, key.order, deblockRadius, firstRow) {
     if (!key.plate) return;
-    plate_.emplace(*key.plate, firstRow);
+    plate_.emplace(*key.plate, firstRow, simd::KeyRows::kMost);
     plateColors_.emplace(pixels_);
   }
+  // The plate's row of the frame's row y, which was among those keyed last; null where the key is one colour.
+  const unsigned char* plateRow(int y) const { return plateRows_[static_cast<std::size_t>(y % simd::KeyRows::kMost)]; }
   // Rows y..y + count - 1, after all before them, into the output in the byte order of the input; count at most kMost.
   void keyRows(int y, int count) {
     simd::KeyRows rows{};
@@ -181,22 +93,23 @@ class BandKeyer {
       rows.source[i] = source_.row(row);
       rows.result[i] = output_.row(row);
       if (plate_) rows.plate[i] = plate_->row(row);
+      plateRows_[static_cast<std::size_t>(row % simd::KeyRows::kMost)] = rows.plate[i];
     }
     if (plate_) {
-      simd::keyAgainstPlate(*key_.plateGeometry, order_, rows, *plateColors_);
+      simd::keyAgainstPlate(*key_.plateGeometry, key_.order, rows, *plateColors_);
     } else {
-      simd::keyAgainstColor(*key_.color, order_, rows);
+      simd::keyAgainstColor(*key_.color, key_.order, rows);
     }
   }
 
  private:
   Frame output_;
   const Key& key_;
-  simd::ByteOrder order_;
   std::size_t pixels_;
   SourceRows source_;
-  std::optional<Plate::Rows> plate_;
+  std::optional<StreamedPlate::Rows> plate_;
   std::optional<simd::PlateColors> plateColors_;
+  std::array<const unsigned char*, simd::KeyRows::kMost> plateRows_{};
 };
 
 bool covers(const ConstFrame& frame, const KALVETRA_Param& param) {
@@ -209,18 +122,23 @@ bool covers(const ConstFrame& frame, const KALVETRA_Param& param) {
 // The last steps of the output's rows, which hold the key in the input's byte order until then.
 class Finisher {
  public:
-  Finisher(const ConstFrame& input, const Frame& output, const MatteFinish& finish)
-      : input_(input), output_(output), finish_(finish), pixels_(static_cast<std::size_t>(input.width)) {}
-  // With the output's own matte, or with one apart.
-  void finish(int y, const unsigned char* matte = nullptr) const {
-    const simd::ByteOrder order = orderOf(input_.format);
+  Finisher(const ConstFrame& input, const Frame& output, const StreamedKey& how, const MatteFinish& finish)
+      : input_(input), output_(output), finish_(finish), pixels_(static_cast<std::size_t>(input.width)) {
+    if (how.param == nullptr || !keepsShadows(how.given, *how.param)) return;
+    shadows_.emplace(*how.param, how.given->noise, finish.matteView, input.format, how.blueScreen);
+  }
+  bool needsPlate() const { return shadows_.has_value(); }
+  // With the output's own matte, or with one apart. `plate`: the plate's row, where needed.
+  void finish(int y, const unsigned char* plate, const unsigned char* matte = nullptr) const {
+    const simd::ByteOrder order = orderOf(input_.format, false);
     unsigned char* const row = output_.row(y);
     if (matte == nullptr) {
       simd::finishRow(finish_, order, input_.row(y), row, pixels_);
     } else {
       simd::finishRow(finish_, order, input_.row(y), matte, row, pixels_);
     }
-    if (output_.format != input_.format) simd::reorder(row, pixels_, order, orderOf(output_.format));
+    if (shadows_) shadows_->keep(input_.row(y), plate, row, pixels_);
+    if (output_.format != input_.format) simd::reorder(row, pixels_, order, orderOf(output_.format, false));
   }
 
  private:
@@ -228,6 +146,7 @@ class Finisher {
   Frame output_;
   const MatteFinish& finish_;
   std::size_t pixels_;
+  std::optional<KeptShadows> shadows_;
 };
 
 // The whole matte, for the stages that need neighbours: contraction, then the edge blur on its way into the output,
@@ -251,7 +170,8 @@ class MatteStage {
 
   unsigned char* row(int y) { return rowOf(matte_, y); }
 
-  void finish(const Finisher& finisher) {
+  // `plates`: the plate's rows of each band, where the finisher needs them.
+  void finish(const Finisher& finisher, std::vector<StreamedPlate::Rows>& plates) {
     if (param_.nContractMask != 0 && width_ >= 3 && height_ >= 3) contract();
     if (!boxes_.empty()) {
       bands_.run([this](int, int first, int end) {
@@ -261,7 +181,7 @@ class MatteStage {
     bands_.run([&](int band, int first, int end) {
       for (int y = first; y < end; ++y) {
         if (!boxes_.empty()) erodeRow(static_cast<std::size_t>(band), y);
-        finisher.finish(y, row(y));
+        finisher.finish(y, plates.empty() ? nullptr : plates[static_cast<std::size_t>(band)].row(y), row(y));
       }
     });
   }
@@ -296,22 +216,23 @@ class MatteStage {
 }  // namespace
 
 // Everything is allocated before the first pixel is written.
-bool streamFrame(const ConstFrame& input, const Frame& output, const KALVETRA_Param* param, const KnownPlate* given,
-                 const MatteFinish& finish, const Workers* workers) {
+bool streamFrame(const ConstFrame& input, const Frame& output, const StreamedKey& how, const MatteFinish& finish,
+                 const Workers* workers) {
+  const KALVETRA_Param* const param = how.param;
   const auto pixels = static_cast<std::size_t>(input.width);
   const Bands bands(workers, input.height);
-  const Finisher finisher(input, output, finish);
+  const Finisher finisher(input, output, how, finish);
   if (param == nullptr) {
     bands.run([&](int, int first, int end) {
       for (int y = first; y < end; ++y) {
         std::memcpy(output.row(y), input.row(y), pixels * kPixelBytes);
-        finisher.finish(y);
+        finisher.finish(y, nullptr);
       }
     });
     return true;
   }
   if (!covers(input, *param)) return false;
-  const Key key(input, *param, given, workers);
+  const Key key(input, how, workers);
   if (!key.possible()) return false;
   std::vector<BandKeyer> keyers;
   for (int band = 0; band < bands.count(); ++band) {
@@ -319,20 +240,25 @@ bool streamFrame(const ConstFrame& input, const Frame& output, const KALVETRA_Pa
   }
   std::optional<MatteStage> matte;
   if (MatteStage::isNeeded(*param)) matte.emplace(input.width, input.height, *param, bands);
+  std::vector<StreamedPlate::Rows> plates;
+  for (int band = 0; matte && finisher.needsPlate() && band < bands.count(); ++band) {
+    plates.emplace_back(*key.plate, bands.first(band), 1);
+  }
   bands.run([&](int band, int first, int end) {
+    BandKeyer& keyer = keyers[static_cast<std::size_t>(band)];
     for (int block = first; block < end; block += simd::KeyRows::kMost) {
       const int blockEnd = std::min(block + simd::KeyRows::kMost, end);
-      keyers[static_cast<std::size_t>(band)].keyRows(block, blockEnd - block);
+      keyer.keyRows(block, blockEnd - block);
       for (int y = block; y < blockEnd; ++y) {
         if (matte) {
-          simd::takeMatte(output.row(y), orderOf(input.format), matte->row(y), pixels);
+          simd::takeMatte(output.row(y), key.order, matte->row(y), pixels);
         } else {
-          finisher.finish(y);
+          finisher.finish(y, keyer.plateRow(y));
         }
       }
     }
   });
-  if (matte) matte->finish(finisher);
+  if (matte) matte->finish(finisher, plates);
   return true;
 }
 

@@ -12,14 +12,19 @@ namespace kalvetra {
 
 using simd::MatteFinish;
 
-// Keys `input` into `output`: straight, of one size, apart in memory, each of any format. Keys by `param`, whose images
-// and size are not read; a null record keys nothing. Where a plate is called for, it is `given`, of at least one pixel,
-// or the frame's own where that is null. The rows are shared out over `workers`, which may be null; so are
-// those of reducing the frame to the background plate's size and of enlarging the plate, while the plate itself is
-// repaired on one thread. Returns false, with nothing written, where the frame has to be rendered the plain way: a
-// record that the pipeline refuses, or values beyond what vectors cover. Throws std::bad_alloc, with nothing written,
-// and what Workers::run throws, with the output perhaps written in part.
-bool streamFrame(const ConstFrame& input, const Frame& output, const KALVETRA_Param* param, const KnownPlate* given,
-                 const MatteFinish& finish, const Workers* workers);
+// What a frame is keyed by.
+struct StreamedKey {
+  const KALVETRA_Param* param;  // its images and size are not read; null keys nothing
+  const KnownPlate* given;      // of at least one pixel: the plate where one is called for; null for the frame's own
+  bool blueScreen;              // keyed with blue and green in each other's place; those of the record are already
+};
+
+// Keys `input` into `output`: straight, of one size, apart in memory, each of any format. The rows are shared out over
+// `workers`, which may be null; so are those of reducing the frame to the background plate's size and of enlarging the
+// plate, while the plate itself is repaired on one thread. Returns false, with nothing written, where the frame has to
+// be rendered the plain way: a record that the pipeline refuses, or values beyond what vectors cover. Throws
+// std::bad_alloc, with nothing written, and what Workers::run throws, with the output perhaps written in part.
+bool streamFrame(const ConstFrame& input, const Frame& output, const StreamedKey& how, const MatteFinish& finish,
+                 const Workers* workers);
 
 }  // namespace kalvetra

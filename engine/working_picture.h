@@ -17,8 +17,9 @@ class WorkingPicture {
   // Of the frame's size.
   explicit WorkingPicture(const ConstFrame& like) : WorkingPicture(like.width, like.height) {}
 
-  // Takes a straight frame of its size.
-  void read(const ConstFrame& frame) const;
+  // Takes a straight frame of its size; for a blue screen with blue and green in each other's place.
+  void read(const ConstFrame& frame, bool blueScreen) const;
+  void swapBlueAndGreen() const;
 
   std::size_t rowPixels() const { return rowPixels_; }
   std::size_t pixels() const { return pixels_; }
@@ -36,7 +37,7 @@ const KnownPlate* givenPlate(const RenderOptions& options);
 // That plate as the pipeline takes it. Throws std::bad_alloc.
 class WorkingPlate {
  public:
-  explicit WorkingPlate(const RenderOptions& options);
+  WorkingPlate(const RenderOptions& options, bool blueScreen);
   const GivenPlate* given() const { return working_ ? &given_ : nullptr; }
 
  private:

@@ -5,18 +5,29 @@
 
 namespace kalvetra::simd {
 
-// In the order of their addresses.
+// In the order of their addresses. The last three are the first three for a screen of blue, which is keyed as if blue
+// and green had changed places: what stands for blue lies where green does.
 enum class ByteOrder {
   Bgra,  // blue, green, red, alpha: the working order
   Argb,  // alpha, red, green, blue: the host order
   Rgba,  // red, green, blue, alpha
+  Gbra,
+  Arbg,
+  Rbga,
 };
 
+constexpr ByteOrder forBlueScreen(ByteOrder order) { return static_cast<ByteOrder>((static_cast<int>(order) + 3) % 6); }
+
 // Where a byte stands in a pixel read as a 32-bit number, in bits from the low end.
-constexpr int blueBit(ByteOrder order) { return order == ByteOrder::Bgra ? 0 : order == ByteOrder::Argb ? 24 : 16; }
-constexpr int greenBit(ByteOrder order) { return order == ByteOrder::Argb ? 16 : 8; }
-constexpr int redBit(ByteOrder order) { return order == ByteOrder::Bgra ? 16 : order == ByteOrder::Argb ? 8 : 0; }
-constexpr int alphaBit(ByteOrder order) { return order == ByteOrder::Argb ? 0 : 24; }
+constexpr int alphaBit(ByteOrder order) { return order == ByteOrder::Argb || order == ByteOrder::Arbg ? 0 : 24; }
+constexpr int greenBit(ByteOrder order) {
+  constexpr int bits[]{8, 16, 8, 0, 24, 16};
+  return bits[static_cast<int>(order)];
+}
+constexpr int blueBit(ByteOrder order) { return greenBit(forBlueScreen(order)); }
+constexpr int redBit(ByteOrder order) {
+  return alphaBit(order) == 0 ? 8 : order == ByteOrder::Bgra || order == ByteOrder::Gbra ? 16 : 0;
+}
 
 // Calls work(constant) with `order` as a std::integral_constant, for kernels that are compiled for each order.
 template <class Work>
@@ -28,6 +39,12 @@ void inOrder(ByteOrder order, const Work& work) {
       return work(std::integral_constant<ByteOrder, ByteOrder::Argb>());
     case ByteOrder::Rgba:
       return work(std::integral_constant<ByteOrder, ByteOrder::Rgba>());
+    case ByteOrder::Gbra:
+      return work(std::integral_constant<ByteOrder, ByteOrder::Gbra>());
+    case ByteOrder::Arbg:
+      return work(std::integral_constant<ByteOrder, ByteOrder::Arbg>());
+    case ByteOrder::Rbga:
+      return work(std::integral_constant<ByteOrder, ByteOrder::Rbga>());
   }
 }
 

@@ -74,14 +74,15 @@ TEST(AllocationFailure, TheDriverReturnsThreeWhicheverAllocationFails) {
 constexpr int kRows = 40;  // enough for bands
 
 // True when rendering threw because the allocation after `failing` others failed.
-bool throwsAt(long failing, const kalvetra::KeySettings& settings, const Bytes& frame, Bytes& out) {
+bool throwsAt(long failing, const kalvetra::KeySettings& settings, const Bytes& frame, Bytes& out,
+              const kalvetra::KnownPlate* plate) {
   const kalvetra::Workers workers{2, [](int parts, const std::function<void(int)>& work) {
                                     for (int part = 0; part < parts; ++part) work(part);
                                   }};
   allocationsLeft = failing;
   try {
     kalvetra::render(settings, kalvetra::packedFrame(frame.data(), 12, kRows),
-                     kalvetra::packedFrame(out.data(), 12, kRows), {kalvetra::Scan::Whole, &workers});
+                     kalvetra::packedFrame(out.data(), 12, kRows), {kalvetra::Scan::Whole, &workers, plate});
   } catch (const std::bad_alloc&) {
     allocationsLeft = -1;
     return true;
@@ -97,17 +98,22 @@ TEST(AllocationFailure, TheRenderEntryThrowsWhereItsOwnAllocationFails) {
   settings.keyColor = {0.1, 0.7, 0.2};
   settings.deBlocking = settings.edgeContract = settings.edgeBlur = 1;
   const Bytes frame = kalvetra::test::noise(12 * kRows * 4, 1);
+  const kalvetra::KnownPlate known{kalvetra::packedFrame(frame.data(), 4, 7), true, 1.0f};
   kalvetra::test::atEveryLevel([&](kalvetra::CpuLevel level) {
-    Bytes out(frame.size(), 9);
-    const Bytes untouched = out;
-    long failing = 0;
-    const long own = level == kalvetra::CpuLevel::Scalar ? 2 : 1000;
-    for (; failing < own && throwsAt(failing, settings, frame, out); ++failing) ASSERT_EQ(untouched, out) << failing;
-    if (level == kalvetra::CpuLevel::Scalar) {
-      EXPECT_EQ(own, failing);
-    } else {
-      EXPECT_GT(failing, 20);
-      EXPECT_LT(failing, own) << "it never succeeded";
+    for (const kalvetra::KnownPlate* plate : {static_cast<const kalvetra::KnownPlate*>(nullptr), &known}) {
+      Bytes out(frame.size(), 9);
+      const Bytes untouched = out;
+      long failing = 0;
+      const long own = level == kalvetra::CpuLevel::Scalar ? 2 : 1000;
+      for (; failing < own && throwsAt(failing, settings, frame, out, plate); ++failing) {
+        ASSERT_EQ(untouched, out) << failing;
+      }
+      if (level == kalvetra::CpuLevel::Scalar) {
+        EXPECT_EQ(own, failing);
+      } else {
+        EXPECT_GT(failing, 20);
+        EXPECT_LT(failing, own) << "it never succeeded";
+      }
     }
   });
 }

@@ -1,0 +1,52 @@
+// Shadows on a backdrop of which there is a picture: the last step of a keyed row.
+#pragma once
+
+#include <cstddef>
+
+#include "engine/KALVETRA_Param.h"
+#include "engine/chroma_plane.h"
+#include "engine/render.h"
+
+namespace kalvetra {
+
+// Whether shadows are kept where a record keys against that plate, which may be null.
+inline bool keepsShadows(const KnownPlate* given, const KALVETRA_Param& param) {
+  return given != nullptr && given->keepsShadows && param.bSmoothBG != 0;
+}
+
+// What has the plate's paint, but less of its light, becomes black, as opaque as light is missing, in place of what the
+// key made of it. Pixel by pixel in single precision, in one text for all CPU levels. A pixel s over a plate pixel p:
+//
+//   t = luma(s) / luma(p)                     the light that is left; 1 - t is the shadow's density
+//   e = |s - t p|                             how far its paint is from the plate's, in levels
+//   n = noise (1 + density)                   wider in the dark, where paint is hardest to measure
+//   weight = falls from 1 to 0 as e goes from 2 n to 4 n, and as |t p - grey of its luma| comes down from 4 n to 2 n:
+//            so dark that grey would pass for the paint, everything stays as it was keyed
+//   opacity = density, faded in where the missing light goes from 2 to 5 of luma's standard deviations, then shaped by
+//             the shadow curve
+//   alpha = mix(keyed alpha, opacity, weight), at most the host's; colours likewise, each counting with its alpha
+class KeptShadows {
+ public:
+  // `noise`: of a channel of the frame about the plate, standard deviation in levels.
+  KeptShadows(const KALVETRA_Param& param, float noise, bool matteView, PixelFormat format, bool blueScreen);
+
+  // Rows of one format: of the frame, the plate and the finished view, which is changed.
+  void keep(const unsigned char* source, const unsigned char* plate, unsigned char* finished, std::size_t pixels) const;
+
+ private:
+  static constexpr std::size_t kBlock = 64;  // pixels that are looked at together, for the compiler's vectors
+  struct Shades {
+    float opacity[kBlock];  // density that is sure to be none of noise, 0..1
+    float weight[kBlock];   // 0..1
+  };
+  void look(const unsigned char* source, const unsigned char* plate, std::size_t pixels, Shades& shades) const;
+  void lay(float opacity, float weight, unsigned char host, unsigned char* finished) const;
+
+  bool matteView_;
+  float noise_;
+  ShadowCurve curve_;
+  std::size_t alpha_;
+  std::size_t color_[3];  // where the channels stand that are keyed as red, green and blue
+};
+
+}  // namespace kalvetra
