@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdarg>
 #include <cstdint>
-#include <cstdio>
 #include <utility>
 
 #include "plates/cells.h"
+#include "plates/clean_plate_light.h"
+#include "plates/sentence.h"
 #include "plates/shift.h"
 
 namespace kalvetra::plates {
@@ -22,34 +22,10 @@ constexpr float kLeastScreen = 0.5f;   // of where the shot shows screen, the pl
 constexpr float kSubject = 0.005f;     // of the picture: more than marks and dirt
 constexpr float kLeastMatched = 0.5f;  // of the cells
 constexpr float kMostLight = 2.5f;     // times brighter or darker
-constexpr float kOtherLight = 0.03f, kUnevenLight = 0.05f, kMostUneven = 0.35f;  // of the light
-constexpr float kLeastBare = 0.5f;                                               // of a cell
-constexpr float kFarShift = 0.02f;    // of the longer side: folds and marks lie beside their own places
-constexpr float kStrong = 1.0f;       // levels of structure, from which a shift shows in the key
-constexpr float kUnlike = 0.5f;       // correlation in place
-constexpr int kSmoothCells = 3;       // radius over which a light's shape is followed
-constexpr float kOfNormal = 1.2533f;  // standard deviation over mean deviation
-
-[[gnu::format(printf, 1, 2)]] std::string sentence(const char* format, ...) {
-  char text[300];
-  va_list values;
-  va_start(values, format);
-  std::vsnprintf(text, sizeof text, format, values);
-  va_end(values);
-  return text;
-}
-
-float sumOf(const Rgb& c) { return c[0] + c[1] + c[2]; }
-
-float quantile(std::vector<float>& values, float share) {
-  const auto at = values.begin() + static_cast<std::ptrdiff_t>(share * static_cast<float>(values.size() - 1));
-  std::nth_element(values.begin(), at, values.end());
-  return *at;
-}
-
-ConstFrame pictureOf(const CleanView& view, const std::vector<unsigned char>& argb) {
-  return packedFrame(argb.data(), view.plate.width, view.plate.height);
-}
+constexpr float kFarShift = 0.02f;     // of the longer side: folds and marks lie beside their own places
+constexpr float kStrong = 1.0f;        // levels of structure, from which a shift shows in the key
+constexpr float kUnlike = 0.5f;        // correlation in place
+constexpr float kOfNormal = 1.2533f;   // standard deviation over mean deviation
 
 // Under a blur of three pixels: a picture's own noise would be a pattern in every frame keyed against it, while folds
 // are wider than that.
@@ -61,27 +37,6 @@ Planes planesOf(const Plate& plate) {
     planes[c] = boxMean(planes[c], 1);
   }
   return planes;
-}
-
-// The middle one, channel by channel, of what each sample says of the light.
-Light middleLight(const CleanView& view, const Cells& clean) {
-  std::vector<Light> lights;
-  for (const CleanSample& sample : view.samples)
-    lights.push_back(lightOf(cellsOf(pictureOf(view, sample.argb), sample.bare.data()), clean));
-  Light middle = lights[0];
-  std::vector<float> values;
-  const auto middleOf = [&](auto part) {
-    values.clear();
-    for (const Light& light : lights) values.push_back(part(light));
-    return quantile(values, 0.5f);
-  };
-  for (std::size_t c = 0; c < 3; ++c) {
-    middle.tint.gain[c] = middleOf([&](const Light& light) { return light.tint.gain[c]; });
-    middle.tint.offset[c] = middleOf([&](const Light& light) { return light.tint.offset[c]; });
-    middle.level[c] = middleOf([&](const Light& light) { return light.level[c]; });
-  }
-  middle.matched = middleOf([](const Light& light) { return light.matched; });
-  return middle;
 }
 
 // 1 where the plate, brought to the shot's light, shows about what was fitted to the shot.
@@ -143,72 +98,6 @@ void checkCamera(const CleanView& view, const Plane& screen, CleanPlate& result)
         sentence("was taken with the camera %.1f pixels beside the shot's: what folds and marks the "
                  "screen has may show",
                  static_cast<double>(result.shift)));
-  }
-}
-
-// How much brighter the shot is than the plate at each cell, light aside; 0 and no weight where it is not known.
-std::pair<Plane, Plane> ratios(const CleanView& view, const Cells& clean) {
-  Plane ratio(kCellColumns, kCellRows), weight(kCellColumns, kCellRows);
-  for (const CleanSample& sample : view.samples) {
-    const Cells cells = cellsOf(pictureOf(view, sample.argb), sample.bare.data());
-    const Light light = lightOf(cells, clean);
-    for (std::size_t i = 0; i < kCells; ++i) {
-      if (cells[i].weight < kLeastBare || clean[i].weight < kLeastBare) continue;
-      float expected = 0.0f;
-      for (std::size_t c = 0; c < 3; ++c) expected += light.tint.of(clean[i].color[c], c);
-      ratio[i] += sumOf(cells[i].color) / std::max(expected, 1.0f);
-      weight[i] += 1.0f;
-    }
-  }
-  for (std::size_t i = 0; i < kCells; ++i) {
-    ratio[i] /= std::max(weight[i], 1.0f);
-    weight[i] = std::min(weight[i], 1.0f);
-  }
-  return {std::move(ratio), std::move(weight)};
-}
-
-// Where the light falls otherwise on the plate than in the shot, the plate's is bent to it, slowly from place to place:
-// its folds stay its own.
-void followLight(const CleanView& view, const Cells& clean, Planes& planes, CleanPlate& result) {
-  const auto [ratio, weight] = ratios(view, clean);
-  std::vector<float> off;
-  for (std::size_t i = 0; i < kCells; ++i) {
-    if (weight[i] > 0.0f) off.push_back(std::abs(ratio[i] - 1.0f));
-  }
-  if (off.empty()) return;
-  const float uneven = quantile(off, 0.9f);
-  if (uneven > kMostUneven) {
-    result.refusal = sentence(
-        "was taken in another light: it differs from the shot's by up to %.0f %% from place to place; take it again in "
-        "the shot's own light, or have the plate fitted",
-        100.0 * static_cast<double>(uneven));
-  }
-  if (uneven <= kUnevenLight || !result.refusal.empty()) return;
-  result.notes.push_back(
-      sentence("was taken in another light, which differs from the shot's by up to %.0f %% from place "
-               "to place: bent to the shot's",
-               100.0 * static_cast<double>(uneven)));
-  const Planes whole = filled({ratio, ratio, ratio}, weight);
-  const Plane bent = enlarged(boxMean(boxMean(whole[0], kSmoothCells), 1), view.plate.width, view.plate.height);
-  for (Plane& plane : planes) {
-    for (std::size_t i = 0; i < plane.values.size(); ++i) plane[i] *= bent[i];
-  }
-}
-
-void noteLight(const Light& light, CleanPlate& result) {
-  const Rgb& gain = result.gain;
-  const float whole = 0.299f * gain[0] + 0.587f * gain[1] + 0.114f * gain[2];
-  float tint = 0.0f;
-  for (std::size_t c = 0; c < 3; ++c) tint = std::max(tint, std::abs(light.tint.gain[c] / whole - 1.0f));
-  if (std::abs(whole - 1.0f) > kOtherLight) {
-    result.notes.push_back(sentence("is %.0f %% %s than the shot: brought to its light",
-                                    100.0 * static_cast<double>(std::abs(1.0f / whole - 1.0f)),
-                                    whole > 1.0f ? "darker" : "brighter"));
-  }
-  if (tint > 2.0f * kOtherLight) {
-    result.notes.push_back(sentence("has another white balance than the shot: red times %.2f, green %.2f, blue %.2f",
-                                    static_cast<double>(gain[0]), static_cast<double>(gain[1]),
-                                    static_cast<double>(gain[2])));
   }
 }
 

@@ -25,6 +25,10 @@ struct CleanView {
   Planes fitted;                     // the plate fitted to the first of them
 };
 
+inline ConstFrame pictureOf(const CleanView& view, const std::vector<unsigned char>& argb) {
+  return packedFrame(argb.data(), view.plate.width, view.plate.height);
+}
+
 // Brings view.plate into the shot's light, fills what is no screen, and judges it: gain, shift in the plate's pixels,
 // noise, notes and refusal.
 void correct(CleanView& view, CleanPlate& result);

@@ -16,6 +16,7 @@ constexpr std::size_t kLeastSeen = 2;
 constexpr std::size_t kPartOfAll = 5;  // at least every fifth view agrees on a colour
 constexpr int kBins = 1024;            // of deviations
 constexpr float kBinsALevel = 16.0f;
+constexpr float kLeastNoise = 0.5f;   // levels: codecs repeat a frame's noise for a while, and then change it
 constexpr float kOfNormal = 1.4826f;  // standard deviation over median deviation
 
 struct Observations {
@@ -128,7 +129,7 @@ Middle middleOf(const std::vector<ShotView>& views, const std::vector<Tint>& tin
     for (std::size_t b = 0; b < total.size(); ++b) total[b] += one[b];
   }
   const float measured = kOfNormal * medianOf(total);
-  if (measured > 0.0f) middle.noise = measured;
+  if (measured > 0.0f) middle.noise = std::max(measured, kLeastNoise);
   return middle;
 }
 

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
+
+#include "plates/sentence.h"
 
 namespace kalvetra::plates {
 
@@ -40,12 +41,6 @@ Cells medianCells(const std::vector<ShotView>& views, const std::vector<Tint>& t
     }
   }
   return middle;
-}
-
-std::string sentence(const char* format, double value) {
-  char text[200];
-  std::snprintf(text, sizeof text, format, value);
-  return text;
 }
 
 // Share of the cells whose light comes and goes by itself, by both more and less; and by how much in the middle.
