@@ -14,6 +14,7 @@ constexpr float kFilledSlack = 0.2f, kEatenSlack = 0.2f;
 constexpr float kLevelSlack = 4.0f;     // of colour, for noise and rounding
 constexpr float kSpill = 0.15f;         // of the screen's chroma, that may have to be taken out of a solid
 constexpr float kFarFromScreen = 0.1f;  // cosine between hues up to which a colour is none of the screen's
+constexpr float kOlive = 0.15f;         // of what lies across the screen's hue: spill held at a hue bound is olive
 constexpr float kLeftSlack = 0.5f;
 constexpr float kOwnLean = 0.1f, kSpillLean = 0.3f;  // part along the screen over that across it
 constexpr int kBlock = 8;
@@ -29,7 +30,8 @@ float leftOfScreen(Chroma from, Chroma to, Chroma screen) {
   const float along = dot(from, screen) / reach;
   const float across = std::abs(from.I * screen.Q - from.Q * screen.I) / reach;
   const float leaning = plates::smoothStep(kOwnLean, kSpillLean, along / std::max(across, 1.0f));
-  return leaning * beyond(dot(to, screen) / reach, kLeftSlack);
+  const float left = dot(to, screen) + kOlive * std::abs(to.I * screen.Q - to.Q * screen.I);
+  return leaning * beyond(left / reach, kLeftSlack);
 }
 
 // A change of colour that taking the screen's spill out does not explain.

@@ -16,8 +16,10 @@ class ChoiceRow {
     const chosen = kind === 'toggle' ? 'checked' : 'value';
     this.#field = this.#makeField(parameter, name);
     const title = `${help}\nDefault: ${shown(standard)}. Double click resets.`;
-    this.element = make('div', {className: 'toggle-row', title},
-                        make('label', {htmlFor: `set-${slug}`}, this.#field, label), make('span', {className: 'mark'}));
+    const inLabel = kind === 'toggle' ? [this.#field, label] : [label];
+    this.element = make('div', {className: `${kind}-row`, title},
+                        make('label', {htmlFor: `set-${slug}`}, ...inLabel),
+                        ...(kind === 'toggle' ? [] : [this.#field]), make('span', {className: 'mark'}));
     this.#field.onchange = (event) =>
       state.change({[slug]: this.#field[chosen]}, {merge: slug, time: event.timeStamp});
     this.element.ondblclick = () => state.change({[slug]: standard}, {merge: slug});

@@ -141,7 +141,7 @@ export class Eyedropper {
       const answer = await api.post('sample', {samples});
       if (samples !== this.#samples) return;  // there are newer ones, or another colour
       this.#color = answer.hex;
-      this.#state.change({'key-color': answer.hex}, {label: `key colour ${answer.hex}`});
+      this.#state.changeKeyColor(answer.hex);
       this.#state.emit('sampled', {...answer, samples});
     } catch (error) {
       if (samples === this.#samples) this.#samples = before;

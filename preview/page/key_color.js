@@ -37,7 +37,7 @@ export class KeyColor {
   }
 
   #set(color, event) {
-    this.#state.change({'key-color': color}, {merge: 'key-color', moving: true, time: event.timeStamp});
+    this.#state.changeKeyColor(color, {merge: 'key-color', moving: true, time: event.timeStamp});
   }
 
   #enter(event) {
@@ -51,7 +51,7 @@ export class KeyColor {
     byId('auto-pick').disabled = true;
     try {
       const found = await api.post('pick', {});
-      this.#state.change({'key-color': found.color}, {label: `key colour found: ${found.color}`});
+      this.#state.changeKeyColor(found.color, {label: `key colour found: ${found.color}`});
       this.#note(pickText(found));
     } catch (error) {
       tellError(error);

@@ -74,6 +74,13 @@ export class State {
     this.#announce({moving, time});
   }
 
+  // With the screen that the colour says: blue where it has more blue than green and red.
+  changeKeyColor(color, options) {
+    const [red, green, blue] = [1, 3, 5].map((at) => Number.parseInt(color.slice(at, at + 2), 16));
+    const screen = blue > Math.max(green, red) ? 'blue' : 'green';
+    this.change({'key-color': color, screen}, {label: `key colour ${color}`, ...options});
+  }
+
   // The hand has let go of a control.
   settle() { this.#history.close(); }
 

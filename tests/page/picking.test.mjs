@@ -267,6 +267,18 @@ test('the controls are those of the table', async () => {
   await page.close();
 });
 
+test('a key colour brings the screen that it is of, and both are undone together', async () => {
+  const {page, watch} = await openPage(setup);
+  const screen = page.locator('#set-screen'), hex = page.locator('#key-hex'), before = await hex.inputValue();
+  await hex.fill('#0655ed');
+  await hex.press('Enter');
+  assert.equal(await screen.inputValue(), 'blue');
+  await page.locator('#undo').click();
+  assert.deepEqual([await screen.inputValue(), await hex.inputValue()], ['green', before]);
+  assertClean(watch);
+  await page.close();
+});
+
 test('A and B hold two settings, flipped with one key', async () => {
   const {page, watch} = await openPage(setup);
   await enter(page, 'clip-white', 70);
