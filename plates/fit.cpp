@@ -141,7 +141,8 @@ FittedPlate fitPlate(const ConstFrame& frame, const KeySettings& settings, const
   const Plane nothing(width, height);
   likeness.settle(likeness.at(nothing, nothing));
   const Plane sure = likeness.at(Plane(width, height, 1.0f), nothing);
-  const Plane trusted = likeness.trusted(sure, clearInOwnKey(picture, settings, workers));
+  const Plane calm = calmOf(parted.light, sure, unit, workers);
+  const Plane trusted = likeness.trusted(sure, clearInOwnKey(picture, settings, calm, workers));
   Subject subject = subjectOf(likeness.at(nothing, trusted), unit, workers);
   Plane weight = likeness.at(subject.near, trusted);
   for (std::size_t i = 0; i < weight.values.size(); ++i) subject.near[i] *= 1.0f - trusted[i];

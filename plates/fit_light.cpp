@@ -33,6 +33,21 @@ float unevenness(const Plane& light, const Plane& alike, float unit, const Worke
 
 }  // namespace
 
+Plane calmOf(const Plane& light, const Plane& sure, float unit, const Workers* workers) {
+  const int radius = pixelsOf(6.0f, unit);
+  Plane calm = boxMean(light, radius, workers);
+  for (std::size_t i = 0; i < calm.values.size(); ++i) calm[i] = std::abs(light[i] - calm[i]);
+  calm = boxMean(calm, radius, workers);
+  double sum = 0.0, total = 0.0;
+  for (std::size_t i = 0; i < calm.values.size(); ++i) {
+    sum += static_cast<double>(sure[i] * calm[i]);
+    total += static_cast<double>(sure[i]);
+  }
+  const float usual = std::max(total > 0.0 ? static_cast<float>(sum / total) : 0.0f, 0.002f);
+  for (float& v : calm.values) v = smoothStep(5.0f * usual, 2.5f * usual, v);
+  return calm;
+}
+
 Subject subjectOf(const Plane& alike, float unit, const Workers* workers) {
   Plane other(alike.width, alike.height);
   for (std::size_t i = 0; i < other.values.size(); ++i) other[i] = 1.0f - alike[i];

@@ -6,6 +6,10 @@
 
 namespace kalvetra::plates {
 
+// Where the light is as smooth as on the bare screen, 0..1: shade and falls of light are, hair and edges are not.
+// `sure` (0..1) is where the screen is.
+Plane calmOf(const Plane& light, const Plane& sure, float unit, const Workers* workers);
+
 // How near the subject is, 0..1: 1 on it, falling to 0 over a sixth of the picture's height. `alike` is how surely a
 // pixel is of the screen's paint, 0..1.
 struct Subject {

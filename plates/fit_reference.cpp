@@ -25,7 +25,7 @@ KeySettings plainKey(const KeySettings& settings) {
 
 }  // namespace
 
-Plane clearInOwnKey(const Picture& picture, const KeySettings& settings, const Workers* workers) {
+Plane clearInOwnKey(const Picture& picture, const KeySettings& settings, const Plane& calm, const Workers* workers) {
   const int width = picture.seen.width, height = picture.seen.height;
   std::vector<unsigned char> source(picture.seen.values.size() * kPixelBytes), keyed(source.size());
   for (std::size_t i = 0; i < picture.seen.values.size(); ++i) {
@@ -38,8 +38,8 @@ Plane clearInOwnKey(const Picture& picture, const KeySettings& settings, const W
   Plane clear(width, height), visible(width, height);
   for (std::size_t i = 0; i < clear.values.size(); ++i) {
     const float alpha = static_cast<float>(keyed[i * kPixelBytes]) / 255.0f;
-    clear[i] = smoothStep(0.06f, 0.015f, alpha);
-    visible[i] = smoothStep(0.1f, 0.3f, alpha);
+    clear[i] = smoothStep(0.06f + 0.09f * calm[i], 0.015f + 0.045f * calm[i], alpha);
+    visible[i] = smoothStep(0.1f + 0.12f * calm[i], 0.3f + 0.12f * calm[i], alpha);
   }
   constexpr float kAway = 70.0f;  // 1080ths of the height that what is seen keeps its surroundings
   const Plane small = halved(halved(boxMean(visible, 1, workers), workers), workers);
