@@ -64,8 +64,8 @@ Shares PaintModel::at(float x, float y, float light) const {
 }
 
 // Weighted least squares, by Cholesky's decomposition. A slight pull towards 0 keeps terms small that nothing seen
-// speaks for, such as the fall of light where all is of one brightness.
-void PaintModel::solve(const std::vector<Sample>& samples) {
+// speaks for, such as the fall of light where all is of one brightness; `pullOfLight` is that on the terms of light.
+void PaintModel::solve(const std::vector<Sample>& samples, double pullOfLight) {
   double matrix[kTerms][kTerms] = {};
   Terms red{}, blue{};
   double total = 0.0;
@@ -81,7 +81,7 @@ void PaintModel::solve(const std::vector<Sample>& samples) {
   }
   if (total <= 0.0) return;
   constexpr double kPull = 3e-4;
-  for (std::size_t i = 1; i < kTerms; ++i) matrix[i][i] += kPull * total;
+  for (std::size_t i = 1; i < kTerms; ++i) matrix[i][i] += (i < kFirstOfLight ? kPull : pullOfLight) * total;
   for (std::size_t i = 0; i < kTerms; ++i) {
     for (std::size_t j = 0; j <= i; ++j) {
       double rest = matrix[i][j];
@@ -249,10 +249,14 @@ PaintModel::PaintModel(const Picture& picture, const PaintAndLight& parted, cons
     s.prior /= std::max(lights.at(s.light), 0.02);
     s.weight = s.prior;
   }
+  // At first light may explain little: otherwise a bright veil would be taken for what the screen's paint is in bright
+  // light. Once it is out, what is left of the terms of light is the screen's own.
+  double pullOfLight = 0.05;
   constexpr int kRounds = 8;
   constexpr float kLeastScatter = 0.003f;
   for (int round = 0; round < kRounds; ++round) {
-    solve(samples);
+    solve(samples, pullOfLight);
+    pullOfLight *= 0.5;
     scatter_ = std::max(scatterOf(samples, axis), kLeastScatter);
     for (Sample& s : samples) {
       double red = 0.0, blue = 0.0;

@@ -44,11 +44,11 @@ class PaintModel {
   double weight() const { return weight_; }   // share of the picture's pixels that follow the model, 0..1
 
  private:
-  static constexpr std::size_t kTerms = 10;
+  static constexpr std::size_t kTerms = 10, kFirstOfLight = 6;
   using Terms = std::array<double, kTerms>;
   struct Sample;
   static Terms termsOf(double x, double y, double light);
-  void solve(const std::vector<Sample>& samples);
+  void solve(const std::vector<Sample>& samples, double pullOfLight);
   float scatterOf(const std::vector<Sample>& samples, const PaleAxis& axis) const;
 
   Terms red_{}, blue_{};

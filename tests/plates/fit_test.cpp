@@ -7,6 +7,8 @@
 #include <cmath>
 #include <functional>
 
+#include "cpu/cpu_level.h"
+
 namespace kalvetra {
 namespace {
 
@@ -74,6 +76,83 @@ TEST(FitPlate, FollowsAStrongFallOfLightAndContinuesItUnderTheSubject) {
   EXPECT_NEAR(fitted.plate.noise, 2.0, 0.5);
   EXPECT_LT(worstError(fitted.plate, falling, [](double x, double y) { return !inBody(x, y); }), 3.0);
   EXPECT_LT(worstError(fitted.plate, falling, inBody), 12.0);
+}
+
+// What lies on an evenly lit screen and is not bare: darker, paler or both.
+TEST(FitPlate, LeavesShadowsVeilsAndStrandsAlone) {
+  const Scene scene = [](double x, double y) {
+    if (inBody(x, y)) return Rgb{120, 90, 80};
+    if (inBody(x - 0.03, y)) return lit(0.6);                                          // the body's shadow
+    if (x < 0.2 && y > 0.5) return Rgb{0.7 * 50 + 60, 0.7 * 180 + 60, 0.7 * 60 + 60};  // a veil of 30 %
+    if (std::abs(y - 0.3 - 0.2 * (x - 0.5)) < 0.006 && std::abs(x - 0.5) < 0.2) return Rgb{45, 110, 50};  // a strand
+    return kGreen;
+  };
+  const FittedPlate fitted = fit(drawn(scene, 1.5));
+  EXPECT_TRUE(fitted.sure) << fitted.why;
+  const Scene bare = [](double, double) { return kGreen; };
+  EXPECT_LT(worstError(fitted.plate, bare, [](double, double) { return true; }), 5.0);
+}
+
+// A lamp's glare grows slowly paler and stays screen.
+TEST(FitPlate, FollowsGlareAndShadeThatBeginAtNoEdge) {
+  const Scene glare = [](double x, double y) {
+    const double pale = 40.0 * std::exp(-6.0 * ((x - 0.8) * (x - 0.8) + (y - 0.4) * (y - 0.4)));
+    return Rgb{kGreen.red + pale, kGreen.green + 0.8 * pale, kGreen.blue + pale};
+  };
+  const auto frame = drawn(
+      [&](double x, double y) {
+        return inBody(x + 0.3, y) ? Rgb{150, 110, 90} : glare(x, y);
+      },
+      1.5);
+  const auto beside = [](double x, double y) { return !inBody(x + 0.3, y); };
+  EXPECT_LT(worstError(fit(frame).plate, glare, beside), 3.0);
+}
+
+TEST(FitPlate, IsAlmostTheSameForTwoCodingsOfOnePicture) {
+  const Scene scene = [](double x, double y) { return inBody(x, y) ? Rgb{150, 110, 90} : falling(x, y); };
+  const Scene other = [&](double x, double y) {  // as a lossy codec leaves it: blocks a level off
+    const Rgb c = scene(x, y);
+    const double off = (static_cast<int>(x * 80) * 7 + static_cast<int>(y * 45) * 13) % 3 - 1;
+    return Rgb{c.red + off, c.green + 0.5 * off, c.blue - off};
+  };
+  const Plate first = fit(drawn(scene, 1.5)).plate, second = fit(drawn(other)).plate;
+  double sum = 0.0;
+  for (std::size_t i = 0; i < first.argb.size(); ++i) sum += std::abs(first.argb[i] - second.argb[i]);
+  EXPECT_LT(sum / static_cast<double>(first.argb.size()), 0.5);
+}
+
+TEST(FitPlate, IsExactWhereAllIsOneColor) {
+  const FittedPlate fitted = fit(drawn([](double, double) { return kGreen; }));
+  EXPECT_TRUE(fitted.sure) << fitted.why;
+  EXPECT_GT(fitted.covered, 0.99);
+  EXPECT_EQ(fitted.plate.noise, 0.0f);
+  EXPECT_LE(worstError(
+                fitted.plate, [](double, double) { return kGreen; }, [](double, double) { return true; }),
+            0.0);
+}
+
+TEST(FitPlate, HasTheSameBytesOnAnyThreadsAndProcessorAndForBlue) {
+  const auto frame = drawn([](double x, double y) { return inBody(x, y) ? Rgb{150, 110, 90} : falling(x, y); }, 2.0);
+  const FittedPlate alone = fit(frame);
+  for (const int threads : {1, 2, 7}) {
+    const Workers workers{threads, [](int parts, const std::function<void(int)>& work) {
+                            for (int part = parts; part-- > 0;) work(part);
+                          }};
+    const FittedPlate shared = fitPlate(packedFrame(frame.data(), kWidth, kHeight), keyed(kGreen), &workers);
+    EXPECT_EQ(shared.plate.argb, alone.plate.argb) << threads;
+    EXPECT_EQ(shared.bare, alone.bare) << threads;
+  }
+  {
+    const CpuLevelScope scalar(CpuLevel::Scalar);
+    EXPECT_EQ(fit(frame).plate.argb, alone.plate.argb);
+  }
+  const auto swapped = [](std::vector<unsigned char> argb) {
+    for (std::size_t i = 0; i < argb.size(); i += 4) std::swap(argb[i + 2], argb[i + 3]);
+    return argb;
+  };
+  KeySettings blue = keyed({kGreen.red, kGreen.blue, kGreen.green});
+  blue.screen = 1;
+  EXPECT_EQ(fitPlate(packedFrame(swapped(frame).data(), kWidth, kHeight), blue).plate.argb, swapped(alone.plate.argb));
 }
 
 TEST(FitPlate, AnswersFramesWithoutAScreen) {
