@@ -24,6 +24,19 @@ float length(const Rgb& a) { return std::sqrt(dot(a, a)); }
 float luma(const Rgb& c) { return 0.299f * c[0] + 0.587f * c[1] + 0.114f * c[2]; }
 float greenExcess(const Rgb& c) { return c[1] - (c[0] + c[2]) / 2; }
 
+RgbPlanes planesOf(const unsigned char* argb, int width, int height) {
+  RgbPlanes planes{Plane(width, height), Plane(width, height), Plane(width, height)};
+  for (std::size_t i = 0; i < planes[0].values.size(); ++i) {
+    for (std::size_t c = 0; c < 3; ++c) planes[c][i] = argb[i * 4 + 1 + c];
+  }
+  return planes;
+}
+
+float paintDistance(const Rgb& a, const Rgb& b) {
+  const float sumA = std::max(a[0] + a[1] + a[2], 1.0f), sumB = std::max(b[0] + b[1] + b[2], 1.0f);
+  return std::hypot(a[0] / sumA - b[0] / sumB, a[2] / sumA - b[2] / sumB);
+}
+
 Sight look(const Rgb& color, const Rgb& screen) {
   const Chroma c = chromaPlaneOf(color), s = chromaPlaneOf(screen);
   const float strength = std::max(length(s), 1.0f);

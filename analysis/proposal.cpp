@@ -1,10 +1,10 @@
 #include "analysis/proposal.h"
 
 #include <algorithm>
-#include <cmath>
+#include <functional>
+#include <utility>
 
 #include "analysis/at_once.h"
-#include "analysis/proposal_guard.h"
 #include "analysis/proposal_reasons.h"
 #include "analysis/search.h"
 #include "parameters/parameter_value.h"
@@ -14,15 +14,13 @@ namespace kalvetra {
 namespace {
 
 constexpr std::size_t kMostPictures = 16;
-constexpr double kMostPixels = 2'200'000.0;  // of a trial picture
+constexpr int kOwnEstimate = 0, kFit = 1;  // of KeySettings::plate
 
-// Levels that smoothing the chroma has to save beyond all doubt where each pixel has a chroma of its own: it is then
-// no repair, only a blur.
-constexpr double kDeblockPrice = 0.01;
+bool isSure(const TrialPicture& picture) { return picture.fitted.sure; }
 
 }  // namespace
 
-void SettingsProposer::add(const unsigned char* argb, int width, int height) {
+void SettingsProposer::add(const unsigned char* argb, int width, int height, std::shared_ptr<const Plate> plate) {
   finder_.add(argb, width, height);
   if (added_++ % stride_ != 0) return;
   if (pictures_.size() == kMostPictures) {  // from now on half as dense
@@ -30,61 +28,56 @@ void SettingsProposer::add(const unsigned char* argb, int width, int height) {
     pictures_.resize(kMostPictures / 2);
     stride_ *= 2;
   }
-  keep(argb, width, height);
+  pictures_.push_back(trialPicture(argb, width, height, std::move(plate)));
 }
 
-// Whole pixels are kept, not means of several: they have the noise that the key will meet.
-void SettingsProposer::keep(const unsigned char* argb, int width, int height) {
-  const double pixels = static_cast<double>(width) * height;
-  const int step = std::max(1, static_cast<int>(std::ceil(std::sqrt(pixels / kMostPixels))));
-  Picture picture{{}, (width + step - 1) / step, (height + step - 1) / step};
-  picture.argb.reserve(std::size_t{4} * static_cast<std::size_t>(picture.width) *
-                       static_cast<std::size_t>(picture.height));
-  for (int y = 0; y < height; y += step) {
-    for (int x = 0; x < width; x += step) {
-      const unsigned char* p = argb + (std::ptrdiff_t{y} * width + x) * 4;
-      picture.argb.insert(picture.argb.end(), p, p + 4);
-    }
-  }
-  pictures_.push_back(std::move(picture));
-}
-
-// Of the pictures, the one a quarter and the one three quarters through.
-Trials SettingsProposer::makeTrials(int color) const {
-  std::vector<const Picture*> chosen{&pictures_[pictures_.size() / 4]};
-  if (pictures_.size() > 1) chosen.push_back(&pictures_[pictures_.size() * 3 / 4]);
-  Rgb screen{};
-  for (std::size_t c = 0; c < 3; ++c) screen[c] = static_cast<float>(colorParts(color)[c]);
-  std::vector<ReferenceMatte> mattes(chosen.size());
+// Of the pictures, the one a quarter and the one three quarters through, but for one that shows hardly any screen while
+// the other does.
+std::vector<TrialPicture> SettingsProposer::choose(const KeySettings& plain, bool blue) const {
+  std::vector<TrialPicture> chosen{pictures_[pictures_.size() / 4]};
+  if (pictures_.size() > 1) chosen.push_back(pictures_[pictures_.size() * 3 / 4]);
   atOnce(chosen.size(), [&](std::size_t i) {
-    mattes[i] = makeReferenceMatte(chosen[i]->argb.data(), chosen[i]->width, chosen[i]->height, screen);
+    TrialPicture& p = chosen[i];
+    if (blue) p = withSwappedColors(std::move(p));
+    p.fitted = fitPlate(p.frame(), plain);
+    if (!p.plate && plain.plate == kFit && p.fitted.sure) p.plate = std::make_shared<Plate>(p.fitted.plate);
   });
-  Trials trials;
-  for (std::size_t i = 0; i < chosen.size(); ++i) {
-    trials.add(chosen[i]->argb.data(), chosen[i]->width, chosen[i]->height, std::move(mattes[i]));
-  }
-  return trials;
+  if (std::any_of(chosen.begin(), chosen.end(), isSure)) std::erase_if(chosen, std::not_fn(isSure));
+  return chosen;
 }
 
-Proposal SettingsProposer::proposeFor(int color, const std::string& colorReason) const {
-  Trials trials = makeTrials(color);
-  KeySettings start = defaultSettings();
-  setValue(start, *findParameter("key-color"), color);
-  const double atDefaults = trials.cost(start);
-  const KeySettings found = searchSettings(trials, start, sampling_ == ChromaSampling::Full ? kDeblockPrice : 0.0);
-  const Guarded guarded = withoutHarm(trials, found);
-  Proposal proposal{guarded.settings, {}, guarded.leftOut, atDefaults, trials.cost(guarded.settings)};
-  proposal.reasons = reasonsFor(proposal, {found, colorReason, sampling_}, trials);
+Proposal SettingsProposer::proposeFor(KeySettings plain, const std::string& colorReason) const {
+  const bool blue = plain.screen != 0;
+  if (blue) plain = withSwappedColors(plain);
+  const std::vector<TrialPicture> pictures = choose(plain, blue);
+  if (plain.plate == kFit && !isSure(pictures.front())) plain.plate = kOwnEstimate;
+  const MeasuredClip clip = measureClipBlack(pictures, plain);
+  Proposal proposal{plain, {}, {}, 0.0, 0.0};
+  proposal.settings.clipBlack = clip.clipBlack;
+  Grounds grounds{colorReason, clip.why, sampling_, nullptr};
+  std::optional<Trials> trials;
+  if (clip.sure) {
+    trials = makeTrials(pictures, proposal.settings);
+    Found found = searchSettings(*trials);
+    proposal = {found.settings, {}, std::move(found.leftOut), trials->cost(plain), trials->cost(found.settings)};
+    grounds.trials = &*trials;
+  } else {
+    proposal.leftOut = {"all but the key colour is left out: " + clip.why};
+  }
+  proposal.reasons = reasonsFor(proposal, grounds);
+  if (blue) proposal.settings = withSwappedColors(proposal.settings);
   return proposal;
 }
 
-std::optional<Proposal> SettingsProposer::propose(std::optional<int> named, std::string* missed) const {
+std::optional<Proposal> SettingsProposer::propose(const KeySettings& start, bool named, std::string* missed) const {
   if (pictures_.empty()) return std::nullopt;
-  if (named) return proposeFor(*named, "it was named");
+  if (named) return proposeFor(start, "it was named");
   const std::optional<BackdropColor> backdrop = finder_.find(missed);
   if (!backdrop) return std::nullopt;
-  const std::string reason = backdrop->reason.substr(0, backdrop->reason.size() - 1);
-  return proposeFor(colorOf({backdrop->red, backdrop->green, backdrop->blue}), reason);
+  KeySettings settings = start;
+  setValue(settings, *findParameter("key-color"), colorOf({backdrop->red, backdrop->green, backdrop->blue}));
+  settings.screen = backdrop->screen;
+  return proposeFor(settings, backdrop->reason.substr(0, backdrop->reason.size() - 1));
 }
 
 }  // namespace kalvetra

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <optional>
 
 #include "analysis/formatted_text.h"
 #include "parameters/parameter_value.h"
@@ -16,7 +17,6 @@ constexpr double kNearest = 0.02;      // share of the subject that may be neare
 
 // What the reference mattes say about the clip. Shares are percentages of the picture.
 struct Facts {
-  double noise = 0.0;
   double unevenness = 0.0;
   std::array<double, kRegions> share{};
   double skinAngle = 180.0;  // degrees from the screen's hue to the nearest solid colour on the yellow and red side
@@ -65,7 +65,6 @@ Facts factsOf(const Trials& trials, const std::array<double, 3>& color) {
   Facts facts;
   for (const ReferenceMatte* matte : mattes) {
     const double part = 1.0 / static_cast<double>(mattes.size());
-    facts.noise += part * static_cast<double>(matte->noise);
     facts.unevenness += part * static_cast<double>(matte->unevenness);
     for (std::size_t r = 0; r < facts.share.size(); ++r) {
       facts.share[r] += part * 100.0 * static_cast<double>(matte->area[r]) / static_cast<double>(matte->pixels);
@@ -96,7 +95,6 @@ const char* samplingName(ChromaSampling sampling) {
 // What was seen that bears on a setting; empty where nothing is looked at.
 std::string factFor(std::string_view slug, const Facts& facts, ChromaSampling sampling) {
   if (slug == "smooth-bg") return formattedText("the screen's light varies by %.0f %%", facts.unevenness);
-  if (slug == "clip-black") return formattedText("the screen's noise is %.1f levels", facts.noise);
   if (slug == "clip-white") {
     return formattedText("solid subject fills %.0f %% and outlines %.1f %% of the picture",
                          shareOf(facts, Region::Core), shareOf(facts, Region::Edge));
@@ -125,49 +123,56 @@ std::string shadowReason(const Facts& facts) {
 
 class Reasoner {
  public:
-  Reasoner(const Proposal& proposal, const Grounds& grounds, Trials& trials)
-      : proposal_(proposal), grounds_(grounds), trials_(trials), facts_(factsOf(trials, proposal.settings.keyColor)) {}
+  Reasoner(const Proposal& proposal, const Grounds& grounds)
+      : proposal_(proposal), grounds_(grounds), facts_(factsOf(*grounds.trials, proposal.settings.keyColor)) {}
 
   std::string sentence(const Parameter& p) const {
-    if (p.kind == ParameterKind::Color) return grounds_.colorReason;
     if (p.slug == "shadow") return shadowReason(facts_);
-    if (p.toggle != 0) return sliderSentence(p);
+    if (p.slug == "clip-black") return grounds_.clipReason;
+    if (p.toggle != 0) {
+      const Parameter& toggle = *findParameter(p.toggle);
+      if (proposal_.settings.*toggle.value == 0) return "counts only while " + std::string(toggle.slug) + " is on";
+    }
     const std::string fact = factFor(p.slug, facts_, grounds_.sampling);
     return fact.empty() ? comparison(p) : fact + "; " + comparison(p);
   }
 
  private:
-  std::string sliderSentence(const Parameter& p) const {
-    const Parameter& toggle = *findParameter(p.toggle);
-    if (proposal_.settings.*toggle.value == 0) return "counts only while " + std::string(toggle.slug) + " is on";
-    return comparison(p);
-  }
   std::string comparison(const Parameter& p) const {
     if (proposal_.settings.*p.value == p.defaultValue) {
-      const int found = grounds_.found.*p.value;
-      return found == p.defaultValue ? "no other value brings the trial keys nearer"
-                                     : valueText(p, found) + " was found and left out";
+      const std::string start = std::string(p.slug) + " ";
+      const bool refused = std::any_of(proposal_.leftOut.begin(), proposal_.leftOut.end(),
+                                       [&](const std::string& s) { return s.rfind(start, 0) == 0; });
+      return refused ? "what was found would do harm" : "no other value brings the trial keys clearly nearer";
     }
     KeySettings without = proposal_.settings;
     without.*p.value = p.defaultValue;
     return formattedText("trial keys are off by %.2f levels, by %.2f at the default", proposal_.error,
-                         trials_.cost(without));
+                         grounds_.trials->cost(without));
   }
 
   const Proposal& proposal_;
   const Grounds& grounds_;
-  Trials& trials_;
   Facts facts_;
 };
 
+// Where nothing could be tried.
+std::string plainSentence(const Parameter& p, const Grounds& grounds) {
+  return p.slug == "clip-black" ? grounds.clipReason : "nothing was tried, as the backdrop is not sure";
+}
+
 }  // namespace
 
-std::vector<Reason> reasonsFor(const Proposal& proposal, const Grounds& grounds, Trials& trials) {
-  const Reasoner reasoner(proposal, grounds, trials);
+std::vector<Reason> reasonsFor(const Proposal& proposal, const Grounds& grounds) {
+  std::optional<Reasoner> reasoner;
+  if (grounds.trials != nullptr) reasoner.emplace(proposal, grounds);
   std::vector<Reason> reasons;
   for (const Parameter& p : kParameters) {
     if (p.kind == ParameterKind::Group || isView(p) || p.ofClip) continue;
-    reasons.push_back({p.slug, reasoner.sentence(p)});
+    const std::string sentence = p.kind == ParameterKind::Color ? grounds.colorReason
+                                 : reasoner                     ? reasoner->sentence(p)
+                                                                : plainSentence(p, grounds);
+    reasons.push_back({p.slug, sentence});
   }
   return reasons;
 }

@@ -31,13 +31,13 @@ RgbPlanes blurred(const RgbPlanes& planes, int radius) {
 
 class Builder {
  public:
-  Builder(const unsigned char* argb, int width, int height, const Rgb& color)
+  Builder(const unsigned char* argb, const unsigned char* backdrop, int width, int height, float noise)
       : width_(width),
         height_(height),
+        noise_(noise),
         picture_(planesOf(argb, width, height)),
         soft_(blurred(picture_, 1)),
-        screen_(picture_, soft_, color),
-        color_(color) {}
+        screen_(planesOf(backdrop, width, height)) {}
 
   ReferenceMatte build();
 
@@ -53,11 +53,11 @@ class Builder {
   bool veilTarget(int x, int y, Target& result) const;
   bool shadeTarget(int x, int y, Target& result) const;
   Target coreTarget(std::size_t i) const;
+  float unevenness() const;
 
   int width_, height_;
-  RgbPlanes picture_, soft_;
-  ScreenModel screen_;
-  Rgb color_;
+  float noise_;
+  RgbPlanes picture_, soft_, screen_;
   Plane foreign_;    // 1 where the pixel is not bare screen
   Plane shade_;      // 1 where it is the screen under other light
   Plane toForeign_;  // distance to what is not bare screen
@@ -74,11 +74,11 @@ class Builder {
 void Builder::markScreen() {
   foreign_ = Plane(width_, height_);
   shade_ = green_ = across_ = foreign_;
-  const float tolerance = 6.0f + 1.5f * screen_.noise();
+  const float tolerance = 6.0f + 1.5f * noise_;
   for (int y = 0; y < height_; ++y) {
     for (int x = 0; x < width_; ++x) {
       const std::size_t i = foreign_.index(x, y);
-      const Rgb c = colorAt(soft_, i), s = screen_.at(x, y);
+      const Rgb c = colorAt(soft_, i), s = colorAt(screen_, i);
       foreign_[i] = length(c - s) > tolerance ? 1.0f : 0.0f;
       shade_[i] = foreign_[i] != 0.0f && paintDistance(c, s) < kSamePaint && luma(c) > 0.3f * luma(s) ? 1.0f : 0.0f;
       const Sight seen = look(c, s);
@@ -136,7 +136,7 @@ void Builder::judgePaleRegions() {
   for (std::size_t i = 0; i < size(); ++i) {
     if (pale_[i] == 0.0f || green_[i] > kGlassy) continue;
     const float mean = share[i] / count[i], variance = square[i] / count[i] - mean * mean;
-    const float noise = screen_.noise() / 300.0f;
+    const float noise = noise_ / 300.0f;
     if (variance < kOnePaint * kOnePaint + noise * noise) pale_[i] = 0.0f;
   }
 }
@@ -169,8 +169,9 @@ Target Builder::coreTarget(std::size_t i) const {
     const float scale = luma(color) / std::max(luma(deep), 1.0f);
     const float spill = greenExcess(color) - scale * greenExcess(deep);
     if (length(off) < 40.0f && spill > 0.0f) {
-      const float strength = std::max(greenExcess(color_), 1.0f);
-      for (std::size_t c = 0; c < 3; ++c) color[c] = std::max(color[c] - color_[c] * spill / strength, 0.0f);
+      const Rgb screen = colorAt(screen_, i);
+      const float strength = std::max(greenExcess(screen), 1.0f);
+      for (std::size_t c = 0; c < 3; ++c) color[c] = std::max(color[c] - screen[c] * spill / strength, 0.0f);
     }
   }
   return {i, Region::Core, 1.0f, color};
@@ -178,13 +179,13 @@ Target Builder::coreTarget(std::size_t i) const {
 
 bool Builder::edgeTarget(int x, int y, Target& result) const {
   const std::size_t i = foreign_.index(x, y);
-  const Rgb core = colorAt(coreColor_, i), screen = screen_.at(x, y), color = colorAt(picture_, i);
+  const Rgb core = colorAt(coreColor_, i), screen = colorAt(screen_, i), color = colorAt(picture_, i);
   const Rgb way = core - screen;
   if (length(way) < kLeastContrast) return false;
   const Mixture m = unmix(color - screen, way, screen);
   Rgb rest = color - screen;
   for (std::size_t c = 0; c < 3; ++c) rest[c] -= m.alpha * way[c] + m.spill * screen[c];
-  if (length(rest) > kMostResidual + 2.0f * screen_.noise()) return false;
+  if (length(rest) > kMostResidual + 2.0f * noise_) return false;
   const float alpha = std::min(m.alpha * kRimLight, 1.0f);
   result = {i, Region::Edge, alpha, {alpha * core[0], alpha * core[1], alpha * core[2]}};
   return true;
@@ -196,7 +197,7 @@ bool Builder::veilTarget(int x, int y, Target& result) const {
   const std::size_t i = foreign_.index(x, y);
   const float alpha = std::clamp(1.0f - green_[i], 0.0f, 1.0f);
   Rgb color = colorAt(calm_, i);
-  const Rgb screen = screen_.at(x, y);
+  const Rgb screen = colorAt(screen_, i);
   for (std::size_t c = 0; c < 3; ++c) {
     color[c] -= (1 - alpha) * screen[c];
     if (color[c] > kBrightestVeil * alpha) return false;
@@ -209,7 +210,7 @@ bool Builder::veilTarget(int x, int y, Target& result) const {
 // Less light on the screen is a black layer of that density.
 bool Builder::shadeTarget(int x, int y, Target& result) const {
   const std::size_t i = foreign_.index(x, y);
-  const float alpha = 1.0f - luma(colorAt(calm_, i)) / std::max(luma(screen_.at(x, y)), 1.0f);
+  const float alpha = 1.0f - luma(colorAt(calm_, i)) / std::max(luma(colorAt(screen_, i)), 1.0f);
   if (alpha <= 0.0f) return false;
   result = {i, Region::Shade, alpha, {}};
   return true;
@@ -231,6 +232,16 @@ bool Builder::target(int x, int y, Target& result) const {
   return true;
 }
 
+// From the darkest to the brightest place, in percent of the brightest; the outermost twentieths are left out.
+float Builder::unevenness() const {
+  std::vector<float> lights;
+  for (std::size_t i = 0; i < size(); i += 16) lights.push_back(luma(colorAt(screen_, i)));
+  if (lights.empty()) return 0.0f;
+  std::sort(lights.begin(), lights.end());
+  const float darkest = lights[lights.size() / 20], brightest = lights[lights.size() - 1 - lights.size() / 20];
+  return 100.0f * (brightest - darkest) / std::max(brightest, 1.0f);
+}
+
 ReferenceMatte Builder::build() {
   markScreen();
   markSolid();
@@ -246,8 +257,8 @@ ReferenceMatte Builder::build() {
   }
   ReferenceMatte matte;
   matte.pixels = size();
-  matte.noise = screen_.noise();
-  matte.unevenness = screen_.unevenness();
+  matte.noise = noise_;
+  matte.unevenness = unevenness();
   for (std::size_t r = 0; r < found.size(); ++r) {
     matte.area[r] = found[r].size();
     const std::size_t step = found[r].size() / kMostTargets + 1;
@@ -258,8 +269,9 @@ ReferenceMatte Builder::build() {
 
 }  // namespace
 
-ReferenceMatte makeReferenceMatte(const unsigned char* argb, int width, int height, const Rgb& color) {
-  return Builder(argb, width, height, color).build();
+ReferenceMatte makeReferenceMatte(const unsigned char* argb, const unsigned char* backdrop, int width, int height,
+                                  float noise) {
+  return Builder(argb, backdrop, width, height, noise).build();
 }
 
 }  // namespace kalvetra

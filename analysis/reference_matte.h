@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "analysis/screen_model.h"
+#include "analysis/mixture.h"
 
 namespace kalvetra {
 
@@ -30,11 +30,13 @@ struct ReferenceMatte {
   std::vector<Target> targets;             // an even sample of each region
   std::array<std::size_t, kRegions> area;  // pixels of each region in the picture
   std::size_t pixels = 0;                  // of the whole picture
-  float noise = 0.0f;                      // see ScreenModel
-  float unevenness = 0.0f;
+  float noise = 0.0f;                      // of the screen, standard deviation of a channel in levels
+  float unevenness = 0.0f;                 // of its light, from dark to bright in percent of the latter
 };
 
-// `argb` is packed, in host order. `color` is the backdrop's.
-ReferenceMatte makeReferenceMatte(const unsigned char* argb, int width, int height, const Rgb& color);
+// `argb` and the bare `backdrop` behind it are of one size, packed and in host order. `noise` is the standard deviation
+// of a channel about the backdrop, in levels.
+ReferenceMatte makeReferenceMatte(const unsigned char* argb, const unsigned char* backdrop, int width, int height,
+                                  float noise);
 
 }  // namespace kalvetra

@@ -1,6 +1,8 @@
-// Trial keys: how far the engine's result lies from what it should be under given settings.
+// Trial keys of a few pictures, on samples of their pixels: how far they lie from what they should be, and what they do
+// to that which the plain key already has right.
 #pragma once
 
+#include <array>
 #include <vector>
 
 #include "analysis/reference_matte.h"
@@ -8,45 +10,60 @@
 
 namespace kalvetra {
 
+// Where a pixel lies in the plain key.
+enum class Place {
+  Clear,  // bare screen
+  Thin,   // less than half opaque: hair, veils, glass, shadows
+  Rim,    // denser, or solid and near what is not
+  Deep,   // solid, and away from all that is not
+};
+inline constexpr int kPlaces = 4;
+
+// What settings do to the plain keys: in percent of opacity, the mean over a place, or in levels of 255. Of several
+// pictures the largest of each.
+struct Change {
+  double haze = 0.0;                             // opacity that bare screen gains
+  double filled = 0.0;                           // that thin things of the screen's hue gain
+  double thinned = 0.0;                          // that thin things lose
+  double opened = 0.0;                           // that deep solids lose
+  double saved = 0.0;                            // that solids of another hue than the screen's gain
+  double greenAtRim = 0.0, greenInSolids = 0.0;  // levels of green that are added, seen over black
+  double ownGreen = 0.0;  // green to red of what changes its colour visibly; 0 where nothing does
+};
+
 class Trials {
  public:
-  // A picture in host order, packed; it is copied.
-  void add(const unsigned char* argb, int width, int height, ReferenceMatte matte);
+  // `plain` is what a proposal has to beat.
+  explicit Trials(const KeySettings& plain) : plain_(plain) {}
+
+  // A picture and the backdrop that it is keyed against, of one size, packed and in host order; neither is kept.
+  void add(const unsigned char* argb, const unsigned char* backdrop, int width, int height, ReferenceMatte matte);
 
   // Mean difference in levels (0..255) between the key and its target, each laid over mid grey and over magenta;
-  // pixels without a target count as right. Green that the default settings take out of solid places, and these
-  // settings leave in, counts once more: a little too brown is seen less than a green fringe. The picture is keyed
-  // again unless only the clip levels have changed since the last call.
-  double cost(const KeySettings& settings);
+  // pixels without a target count as right. Colours that stand out count once more: green that the plain key takes out
+  // of solids and these settings leave in, and violet that the target has not.
+  double cost(const KeySettings& settings) const;
 
-  // The largest radius of deblocking that is worth a trial in pictures of this size: a pixel for each 640 of width.
-  int widestDeblock() const;
+  Change change(const KeySettings& settings) const;
 
-  // Of each picture.
   std::vector<const ReferenceMatte*> mattes() const;
-
-  // Each whole picture as it is, and keyed; packed, in host order.
-  struct Keyed {
-    std::vector<unsigned char> argb;
-    int width, height;
-  };
-  std::vector<Keyed> sources() const;
-  std::vector<Keyed> keys(const KeySettings& settings) const;
+  const KeySettings& plain() const { return plain_; }
 
  private:
+  using Pixel = std::array<unsigned char, 4>;  // alpha, red, green, blue
+  // Pixels of a picture out of their places: all settings that are tried act on each pixel alone.
   struct Picture {
-    std::vector<unsigned char> argb;
-    int width, height;
     ReferenceMatte matte;
-    std::vector<unsigned char> result;
-    std::vector<std::array<unsigned char, 4>> keyed;     // of each target, before clipping
-    std::vector<std::array<unsigned char, 4>> defaults;  // the same under default settings
+    std::vector<std::size_t> pixels;  // of the targets in their order, then others
+    std::vector<Place> places;        // of the others
+    std::vector<Pixel> source, backdrop, plain;
   };
-  void key(const KeySettings& settings);
-  void keyDefaults(const KeySettings& settings);
+  void choosePixels(Picture& picture, const std::vector<Pixel>& plainKey, int width, int height) const;
+  double cost(const Picture& picture, const KeySettings& settings) const;
+  Change change(const Picture& picture, const KeySettings& settings) const;
 
+  KeySettings plain_;
   std::vector<Picture> pictures_;
-  KeySettings keyedWith_{};
 };
 
 }  // namespace kalvetra

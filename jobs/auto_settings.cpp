@@ -4,6 +4,7 @@
 #include <tbb/task_arena.h>
 
 #include "jobs/frame_sampler.h"
+#include "parameters/parameter_value.h"
 #include "support/interrupted.h"
 #include "support/user_error.h"
 
@@ -48,7 +49,13 @@ Proposal proposeSettings(Reader& clip, std::optional<int> keyColor, int threads,
       clip, frames, stop, [&](const Image& frame) { proposer.add(frame.argb.data(), frame.width, frame.height); });
   if (stop) throw Interrupted();
   std::string missed;
-  std::optional<Proposal> proposal = proposer.propose(keyColor, &missed);
+  KeySettings start = defaultSettings();
+  if (keyColor) {
+    setValue(start, *findParameter("key-color"), *keyColor);
+    const auto [red, green, blue] = colorParts(*keyColor);
+    start.screen = blue > green && blue > red ? 1 : 0;
+  }
+  std::optional<Proposal> proposal = proposer.propose(start, keyColor.has_value(), &missed);
   if (stop) throw Interrupted();
   checkFind(clip.path(), shown, proposal.has_value(), missed);
   return std::move(*proposal);

@@ -150,7 +150,9 @@ int kalvetra_propose(const kalvetra_frame* frames, size_t count, const char* key
     tbb::task_arena(checked.threads).execute([&] {
       std::optional<CpuLevelScope> level;
       if (checked.cpu) level.emplace(*checked.cpu);
-      proposal = proposer.propose(color, &missed);
+      KeySettings start = defaultSettings();
+      if (color) setValue(start, *findParameter("key-color"), *color);
+      proposal = proposer.propose(start, color.has_value(), &missed);
     });
     if (!proposal) refuseNoBackdrop(missed);
     target = settingsOf(*proposal);

@@ -23,11 +23,11 @@ struct DrawnScene {
   Color veilColor{235, 235, 235};
   std::uint64_t seed = 1;
 
-  Bytes frame;                 // host order, opaque
+  Bytes frame, backdrop;       // host order, opaque
   std::vector<double> alpha;   // 0..1
   std::vector<Color> subject;  // not multiplied
 
-  // Fills frame, alpha and subject.
+  // Fills frame, backdrop, alpha and subject.
   DrawnScene& draw() {
     Random random(seed);
     for (int y = 0; y < height; ++y) {
@@ -69,7 +69,9 @@ struct DrawnScene {
     if (opacity == 0 && veil > 0 && strip < 0) opacity = veil * ripple, own = veilColor;
     const double light = 1 - unevenness * x / width;
     frame.push_back(255);
+    backdrop.push_back(255);
     for (std::size_t c = 0; c < 3; ++c) {
+      backdrop.push_back(static_cast<unsigned char>(screen[c] * light + 0.5));
       const int most = static_cast<int>(noise * 100);
       const double v = opacity * own[c] + (1 - opacity) * screen[c] * light + random.within(-most, most) / 100.0;
       frame.push_back(static_cast<unsigned char>(std::clamp(v + 0.5, 0.0, 255.0)));

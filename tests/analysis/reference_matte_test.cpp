@@ -11,9 +11,9 @@ using namespace kalvetra;
 using test::DrawnScene;
 
 ReferenceMatte matteOf(const DrawnScene& scene) {
-  const Rgb color{static_cast<float>(scene.screen[0]), static_cast<float>(scene.screen[1]),
-                  static_cast<float>(scene.screen[2])};
-  return makeReferenceMatte(scene.frame.data(), scene.width, scene.height, color);
+  const double deviation = scene.noise / std::sqrt(3.0);  // of an even distribution
+  return makeReferenceMatte(scene.frame.data(), scene.backdrop.data(), scene.width, scene.height,
+                            static_cast<float>(deviation));
 }
 
 // Mean error of the alpha in one region; the number of targets goes to `count`.
@@ -45,7 +45,6 @@ TEST(ReferenceMatte, ComesNearTheTruthForColoursNearTheScreens) {
     EXPECT_LT(alphaError(scene, matte, Region::Edge, count), 0.06) << shirt[0];
     EXPECT_GT(count, 1000);
     EXPECT_NEAR(30.0, static_cast<double>(matte.unevenness), 4.0);
-    EXPECT_NEAR(4.0 / std::sqrt(3.0), static_cast<double>(matte.noise), 0.5);  // of an even distribution
   }
 }
 
@@ -64,7 +63,7 @@ TEST(ReferenceMatte, AVeilIsThinAndAPaleClothIsSolid) {
   EXPECT_GT(count, 6000);
 }
 
-TEST(ReferenceMatte, ADarkVeilIsALayerAndADarkPartOfTheScreenIsNot) {
+TEST(ReferenceMatte, ADarkVeilIsALayer) {
   DrawnScene veiled;
   veiled.veil = 0.5;
   veiled.veilColor = {10, 10, 10};
@@ -72,29 +71,17 @@ TEST(ReferenceMatte, ADarkVeilIsALayerAndADarkPartOfTheScreenIsNot) {
   int count = 0;
   EXPECT_LT(alphaError(veiled, matteOf(veiled), Region::Shade, count), 0.15);
   EXPECT_GT(count, 2000);
-
-  DrawnScene divided;  // by a red bar from top to bottom; the light is weaker behind it
-  divided.draw();
-  for (std::size_t i = 0; i < divided.alpha.size(); ++i) {
-    const std::size_t x = i % static_cast<std::size_t>(divided.width);
-    const test::Color color = x < 150 ? divided.screen : x < 220 ? test::Color{200, 40, 40} : test::Color{30, 110, 50};
-    for (std::size_t c = 0; c < 3; ++c) divided.frame[i * 4 + 1 + c] = static_cast<unsigned char>(color[c]);
-  }
-  const ReferenceMatte matte = matteOf(divided);
-  const double screen = static_cast<double>(matte.area[static_cast<std::size_t>(Region::Screen)]);
-  EXPECT_NEAR(410.0 / 480.0, screen / static_cast<double>(matte.pixels), 0.05);
-  EXPECT_NEAR(100.0 / 3.0, static_cast<double>(matte.unevenness), 1.0);
 }
 
 TEST(ReferenceMatte, PicturesWithoutSubjectOrScreenAndTinyOnes) {
-  const Rgb green{45, 165, 75};
   for (const auto& [width, height] : {std::pair{1, 1}, {3, 2}, {90, 1}, {40, 40}}) {
     for (const auto& pixel : {std::array{255, 45, 165, 75}, {255, 200, 30, 30}, {0, 0, 0, 0}}) {
-      test::Bytes frame;
+      test::Bytes frame, backdrop;
       for (int i = 0; i < width * height * 4; ++i) {
         frame.push_back(static_cast<unsigned char>(pixel[static_cast<std::size_t>(i % 4)]));
+        backdrop.push_back(std::array<unsigned char, 4>{255, 45, 165, 75}[static_cast<std::size_t>(i % 4)]);
       }
-      const ReferenceMatte matte = makeReferenceMatte(frame.data(), width, height, green);
+      const ReferenceMatte matte = makeReferenceMatte(frame.data(), backdrop.data(), width, height, 1.0f);
       EXPECT_EQ(static_cast<std::size_t>(width * height), matte.pixels);
       for (const Target& t : matte.targets) EXPECT_LT(t.pixel, matte.pixels);
       if (pixel[1] == 45) {

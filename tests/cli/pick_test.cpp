@@ -135,24 +135,20 @@ TEST(Auto, SaysALineAClipInABatch) {
   expectHas(need(key(a + " -f null --auto")), reason);
 }
 
-// What would fill a veil is left out, and that is said wherever the proposal is.
+// What would keep the screen's light is left out, and that is said wherever the proposal is.
 TEST(Auto, LeavesOutWhatDoesHarm) {
   const ScratchFolder folder;
-  const std::string veil = folder.path("veil.mkv"), preset = folder.path("veil.json"),
-                    sentence = "all that was found is left out: what is clear or lets the screen through would become ",
-                    plain = drawClip(folder, "a.mkv", {170, 40, 40});
-  need(kFfmpeg + "-i " + plain + " -vf drawbox=w=40:c=0x6fbd83:t=fill -c:v ffv1 -pix_fmt gbrp " + veil);
-  expectHas(need(pick(veil + " --settings")), "\nleft out             " + sentence);
-  const json proposed = json::parse(need(pick(veil + " --settings --json")));
+  const std::string lit = drawClip(folder, "a.mkv", {205, 205, 150}), preset = folder.path("lit.json"),
+                    sentence = "skin-hue 50 is left out: it would keep ";
+  expectHas(need(pick(lit + " --settings")), "\nleft out             " + sentence);
+  const json proposed = json::parse(need(pick(lit + " --settings --json")));
   ASSERT_EQ(1u, proposed["leftOut"].size());
   EXPECT_EQ(0u, proposed["leftOut"][0].get<std::string>().find(sentence));
-  expectHas(need(key(veil + " -f null --auto --save-preset " + preset)), sentence);
-  const json saved = json::parse(fileOf(preset))["settings"];
-  EXPECT_EQ(4, saved["clip-black"]);
-  EXPECT_EQ(100, saved["clip-white"]);
-  EXPECT_EQ(20, saved["despill-white"]);
-  expectHas(need(key(veil + " " + plain + " -y '" + folder.path("{name}-k.mkv") + "' --auto")),
-            veil + ": key-color #2da54b, clip-black 4; all that was found is left out\n");
+  expectHas(need(key(lit + " -f null --auto --save-preset " + preset)), sentence);
+  EXPECT_EQ(0, json::parse(fileOf(preset))["settings"]["skin-hue"]);
+  const std::string plain = drawClip(folder, "b.mkv", {170, 40, 40});
+  expectHas(need(key(lit + " " + plain + " -y '" + folder.path("{name}-k.mkv") + "' --auto")),
+            "; skin-hue 50 is left out\n");
 }
 
 // Levels that the command line crosses by itself are refused before the clip is looked at, here one without a screen;
@@ -164,17 +160,12 @@ TEST(Auto, ClipLevelsDoNotCross) {
                     " -f null --auto --clip-black 50 --clip-white 40"))
                 .output,
             "clip-black 50 lies above clip-white 40");
-  const std::string solid = folder.path("solid.mkv"), saving = " -f null -y --auto --save-preset " + preset;
-  need(kFfmpeg + "-i " + clip + " -vf drawbox=w=40:c=0x8cc89b:t=fill -c:v ffv1 -pix_fmt gbrp " + solid);
-  const std::string said = need(key(solid + saving + " --clip-black 90"));
-  expectHas(said, "clip-white 100: 75 was found and left out\n");
-  expectHas(said, "clip-white 75 is left out: it would cross the clip-black that was named\n");
-  EXPECT_EQ(100, json::parse(fileOf(preset))["settings"]["clip-white"]);
-  expectHas(need(key(solid + saving + " --clip-white 1")), "clip-black 2 is left out: it would cross the clip-white");
+  const std::string saving = " -f null -y --auto --save-preset " + preset;
+  expectHas(need(key(clip + saving + " --clip-white 1")), "clip-black 2 is left out: it would cross the clip-white");
   const json saved = json::parse(fileOf(preset))["settings"];
   EXPECT_EQ(0, saved["clip-black"]);
   EXPECT_EQ(1, saved["clip-white"]);
-  EXPECT_EQ(std::string::npos, need(key(solid + saving + " --clip-black 75")).find("left out"));
+  EXPECT_EQ(std::string::npos, need(key(clip + saving + " --clip-black 75")).find("left out"));
 }
 
 TEST(PickCommand, RefusesInOneSentence) {
