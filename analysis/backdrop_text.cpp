@@ -1,6 +1,7 @@
 #include "analysis/backdrop_text.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "analysis/formatted_text.h"
 
@@ -26,6 +27,9 @@ std::string hexOf(const Paint& paint) {
   const MeasuredColor color = paint.sums.measured();
   return formattedText("#%02x%02x%02x", color.red, color.green, color.blue);
 }
+
+// Cut, not rounded: what is below a bound is not shown as the bound.
+double cutPercent(double share) { return std::floor(1000.0 * share) / 10.0; }
 
 // The gravest doubt, or that there is none.
 std::string doubt(const Look& look, const char* name, double confidence) {
@@ -67,7 +71,7 @@ std::string noBackdropText(const Paint& paint, const Look& look) {
   const std::string flaw = look.share < kLeastShare ? formattedText("%.0f %% must be", 100.0 * kLeastShare)
                                                     : "but " + doubt(look, nameOf(paint), 0.0);
   return formattedText("no backdrop found: the likeliest, the %s %s, is %.1f %% of the picture, %s; ", nameOf(paint),
-                       hex.c_str(), 100.0 * look.share, flaw.c_str()) +
+                       hex.c_str(), cutPercent(look.share), flaw.c_str()) +
          "if it is the screen, name '" + hex + "'";
 }
 
@@ -75,7 +79,7 @@ std::string smallScreenText(double share) {
   if (share < 0.0005) return "nothing in the pictures is of about the key colour: is it the screen's?";
   return formattedText(
       "only %.1f %% of the picture is of about the key colour: its light is guessed from little, look at the edges",
-      100.0 * share);
+      cutPercent(share));
 }
 
 }  // namespace kalvetra
