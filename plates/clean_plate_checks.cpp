@@ -161,7 +161,7 @@ void correct(CleanView& view, CleanPlate& result) {
     return;
   }
   for (std::size_t c = 0; c < 3; ++c) {
-    result.gain[c] = light.tint.of(light.level[c], c) / std::max(light.level[c], 1.0f);
+    result.gain[c] = light.level[c] < 1.0f ? light.tint.gain[c] : light.tint.of(light.level[c], c) / light.level[c];
     if (light.tint.gain[c] > kMostLight || light.tint.gain[c] * kMostLight < 1.0f) {
       result.refusal = sentence(
           "was taken in another light, %.1f times as bright as the shot's: take it again in the shot's own light",

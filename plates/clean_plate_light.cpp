@@ -92,7 +92,7 @@ void followLight(const CleanView& view, const Cells& clean, Planes& planes, Clea
 
 void noteLight(const Light& light, CleanPlate& result) {
   const Rgb& gain = result.gain;
-  const float whole = 0.299f * gain[0] + 0.587f * gain[1] + 0.114f * gain[2];
+  const float whole = std::max(0.299f * gain[0] + 0.587f * gain[1] + 0.114f * gain[2], 0.01f);
   float tint = 0.0f;
   for (std::size_t c = 0; c < 3; ++c) tint = std::max(tint, std::abs(light.tint.gain[c] / whole - 1.0f));
   if (std::abs(whole - 1.0f) > kOtherLight) {
