@@ -95,10 +95,10 @@ Frame frameOf(const kalvetra_frame* frame, const char* name) {
           given.premultiplied != 0};
 }
 
-void requireSameSize(const Frame& input, const Frame& output) {
-  if (input.width == output.width && input.height == output.height) return;
-  refuseFrame("output", sizeText(output.width, output.height) + " pixels are not the input's " +
-                            sizeText(input.width, input.height) + "; give frames of one size");
+void requireSameSize(const Frame& first, const Frame& second, const char* name, const char* other) {
+  if (first.width == second.width && first.height == second.height) return;
+  refuseFrame(name, sizeText(second.width, second.height) + " pixels are not " + other + "'s " +
+                        sizeText(first.width, first.height) + "; give frames of one size");
 }
 
 std::vector<unsigned char> straightArgb(const ConstFrame& frame) {
@@ -123,6 +123,7 @@ CallOptions::CallOptions(const kalvetra_options* options) : threads(tbb::info::d
   fields = given.fields != 0;
   frame = given.frame;
   chroma = given.chroma;
+  plate = given.plate;
   if (given.cpu != nullptr) cpu = levelNamed(given.cpu);
 }
 

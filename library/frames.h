@@ -14,8 +14,8 @@ namespace kalvetra {
 // The caller's frame, called `name` in sentences. Throws a Refusal for what cannot be one.
 Frame frameOf(const kalvetra_frame* frame, const char* name);
 
-// Throws a Refusal unless both have one size.
-void requireSameSize(const Frame& input, const Frame& output);
+// Throws a Refusal unless both have one size; `name` is the second's, `other` the first's.
+void requireSameSize(const Frame& first, const Frame& second, const char* name, const char* other);
 
 // A copy in host order with straight alpha, packed.
 std::vector<unsigned char> straightArgb(const ConstFrame& frame);
@@ -29,6 +29,7 @@ struct CallOptions {
   std::int64_t frame = 0;
   int chroma = KALVETRA_CHROMA_FULL;
   std::optional<CpuLevel> cpu;  // the process's where none was named
+  const kalvetra_plate* plate = nullptr;
 };
 
 }  // namespace kalvetra

@@ -1,9 +1,7 @@
 // Rendering, and finding settings: each call with its own threads and CPU level.
-#include <tbb/parallel_for.h>
-#include <tbb/partitioner.h>
 #include <tbb/task_arena.h>
 
-#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -13,6 +11,8 @@
 #include "engine/render.h"
 #include "library/answer.h"
 #include "library/frames.h"
+#include "library/lent_threads.h"
+#include "library/plates.h"
 #include "library/settings.h"
 #include "parameters/parameter_manual.h"
 #include "parameters/parameter_value.h"
@@ -21,7 +21,7 @@ namespace {
 
 using namespace kalvetra;
 
-// The checked arguments of a call that renders.
+// The checked arguments of a call that renders, and its threads.
 struct Rendering {
   Rendering(const kalvetra_settings* given, const kalvetra_frame* from, const kalvetra_frame* to,
             const kalvetra_options* how)
@@ -29,28 +29,27 @@ struct Rendering {
         settings(required(given, "settings").values.at(options.frame)),
         input(frameOf(from, "input")),
         output(frameOf(to, "output")),
-        scan(options.fields ? Scan::Fields : Scan::Whole) {
-    requireSameSize(input, output);
-    if (options.cpu) level.emplace(*options.cpu);
+        threads(options) {
+    requireSameSize(input, output, "output", "the input");
   }
 
+  // Calls draw(options) with what the frame is keyed against.
+  template <class Draw>
+  auto with(const Draw& draw) const {
+    const std::shared_ptr<const Plate> plate = plateFor(settings, input, options, threads.workers());
+    const KnownPlate known = plate ? plate->known() : KnownPlate{};
+    const Scan scan = options.fields ? Scan::Fields : Scan::Whole;
+    return draw(RenderOptions{scan, threads.workers(), plate ? &known : nullptr});
+  }
   void run(const Frame& target) const {
-    if (options.threads == 1) return render(settings, input, target, {scan, nullptr});
-    tbb::task_arena arena(options.threads);
-    const Workers workers{options.threads, [&](int parts, const std::function<void(int)>& work) {
-                            arena.execute([&] {
-                              tbb::parallel_for(
-                                  0, parts, [&](int part) { work(part); }, tbb::simple_partitioner{});
-                            });
-                          }};
-    render(settings, input, target, {scan, &workers});
+    if (settings.view == kKalvetraViewSource) return render(settings, input, target);
+    with([&](const RenderOptions& how) { render(settings, input, target, how); });
   }
 
   CallOptions options;
   KeySettings settings;
   Frame input, output;
-  Scan scan;
-  std::optional<CpuLevelScope> level;
+  LentThreads threads;
 };
 
 // Calls look(argb, width, height) with each frame.
@@ -103,7 +102,8 @@ int kalvetra_render_plate(const kalvetra_settings* settings, const kalvetra_fram
                           const kalvetra_options* options) {
   return answered([&] {
     const Rendering call(settings, input, output, options);
-    return renderPlate(call.settings, call.input, call.output, {call.scan}) ? 1 : 0;
+    return call.with(
+        [&](const RenderOptions& how) { return renderPlate(call.settings, call.input, call.output, how) ? 1 : 0; });
   });
 }
 

@@ -10,7 +10,7 @@
  * NULL.
  *
  * Threads: any functions may run at once on any threads. A settings object may be used by several of them while none
- * changes or frees it. */
+ * changes or frees it, a plate while none frees it. */
 #ifndef KALVETRA_KALVETRA_H
 #define KALVETRA_KALVETRA_H
 
@@ -37,7 +37,8 @@ enum kalvetra_code {
   KALVETRA_BAD_PRESET = -4,   /* text that is no preset, or one of a newer look */
   KALVETRA_NO_BACKDROP = -5,  /* the frames show no green screen */
   KALVETRA_NO_MEMORY = -6,    /* memory ran out */
-  KALVETRA_FAILED = -7        /* something else; the sentence says what */
+  KALVETRA_FAILED = -7,       /* something else; the sentence says what */
+  KALVETRA_BAD_PLATE = -8     /* a clean plate of another set, light or size */
 };
 
 /* What was wrong with the calling thread's last call that failed, and what to do about it; "" before the first. Valid
@@ -118,7 +119,48 @@ typedef struct kalvetra_options {
   int64_t frame;   /* where in the clip the frame is, for presets with keyframes */
   int chroma;      /* enum kalvetra_chroma: how the clip's chroma was sampled, 4:4:4, 4:2:2 or 4:2:0 (propose only) */
   const char* cpu; /* the CPU level to use; NULL: the fastest */
+  const struct kalvetra_plate* plate; /* what frames are keyed against while smooth-bg is on (rendering only); NULL: as
+                                         the setting "plate" says: "frame" is the keyer's own estimate, "fit" a plate
+                                         fitted to that frame alone; "shot" and "clean" are refused without a plate */
 } kalvetra_options;
+
+/* ---- Plates ---- */
+
+/* Pictures of the bare screen to key against, which is closer than what the keyer makes of a frame by itself: where the
+ * light falls off strongly, where the screen has folds. Made once for a shot, then given in the options of each call;
+ * `frame` of the options then says which frame of the clip is being keyed. */
+typedef struct kalvetra_plate kalvetra_plate;
+
+/* Fits the bare screen to frames from all over a clip, all of one size; one is enough where light and camera stand
+ * still. `numbers` says which frames of the clip they are; NULL: 0, 1, 2 and so on. Settings give the key colour and
+ * the screen. The plate follows the clip's light between those frames, and from shot to shot. Writes the new object,
+ * which is to be freed, into `plate`. */
+KALVETRA_API int kalvetra_plate_fit(const kalvetra_settings* settings, const kalvetra_frame* frames,
+                                    const int64_t* numbers, size_t count, const kalvetra_options* options,
+                                    kalvetra_plate** plate);
+/* Gathers what was seen bare at any time in frames from all over one shot, about 20 to 60 of one size, of a camera that
+ * stands still; shadows on the screen are then kept. Where the camera moves, it is like kalvetra_plate_fit of these
+ * frames, and the facts say so. */
+KALVETRA_API int kalvetra_plate_shot(const kalvetra_settings* settings, const kalvetra_frame* frames,
+                                     const int64_t* numbers, size_t count, const kalvetra_options* options,
+                                     kalvetra_plate** plate);
+/* From pictures of the empty set, up to 9 of one size, corrected to the light of `count` frames of the shot; shadows
+ * are kept. KALVETRA_BAD_PLATE where they do not belong to that shot. */
+KALVETRA_API int kalvetra_plate_clean(const kalvetra_settings* settings, const kalvetra_frame* clean,
+                                      size_t clean_count, const kalvetra_frame* frames, size_t count,
+                                      const kalvetra_options* options, kalvetra_plate** plate);
+KALVETRA_API void kalvetra_plate_free(kalvetra_plate* plate); /* NULL is fine */
+
+/* What is known of a plate. Later versions may add members at the end. */
+typedef struct kalvetra_plate_facts {
+  double covered;    /* share of the picture that was seen to be bare screen, 0..1 */
+  int sure;          /* 0: no frame could be fitted well, and each is keyed against the keyer's own estimate */
+  int locked;        /* of kalvetra_plate_shot: not 0 where the camera stood still */
+  const char* why;   /* where it is not sure, or a shot's camera moved: a sentence; otherwise "" */
+  const char* notes; /* of a clean plate: what was mended or does not quite fit, a line each; otherwise "" */
+} kalvetra_plate_facts;
+/* Valid until the plate is freed; NULL for NULL. */
+KALVETRA_API const kalvetra_plate_facts* kalvetra_plate_facts_of(const kalvetra_plate* plate);
 
 /* ---- Keying ---- */
 
@@ -128,8 +170,8 @@ typedef struct kalvetra_options {
 KALVETRA_API int kalvetra_render(const kalvetra_settings* settings, const kalvetra_frame* input,
                                  const kalvetra_frame* output, const kalvetra_options* options);
 
-/* The backdrop that the frame is keyed against, opaque. Answers 1 for an estimate from the frame, 0 for the one key
- * colour, where smooth-bg is off or the key colour is black. */
+/* The backdrop that the frame is keyed against, opaque. Answers 1 for a plate or an estimate from the frame, 0 for the
+ * one key colour, where smooth-bg is off or the key colour is black. */
 KALVETRA_API int kalvetra_render_plate(const kalvetra_settings* settings, const kalvetra_frame* input,
                                        const kalvetra_frame* output, const kalvetra_options* options);
 

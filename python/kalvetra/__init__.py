@@ -14,10 +14,11 @@ import numpy.typing as npt
 
 from . import _library
 from ._library import NoBackdropError
+from ._plate import Plate
 from ._settings import Parameter, Settings, Value, parameters
 
-__all__ = ["Backdrop", "NoBackdropError", "Parameter", "Settings", "Status", "Value", "cpu_levels", "key", "look",
-           "parameters", "pick", "plate", "propose", "status"]
+__all__ = ["Backdrop", "NoBackdropError", "Parameter", "Plate", "Settings", "Status", "Value", "clean_plate", "cpu_levels",
+           "fit_plate", "key", "look", "parameters", "pick", "plate", "propose", "shot_plate", "status"]
 
 __version__ = _library.version().decode()
 
@@ -47,14 +48,16 @@ class Status(NamedTuple):
 
 
 def key(picture: Picture, settings: AnySettings, *, frame: int = 0, fields: bool = False, premultiplied: bool = False,
-        threads: int = 0, cpu: Optional[str] = None) -> Picture:
+        against: Optional[Plate] = None, threads: int = 0, cpu: Optional[str] = None) -> Picture:
     """Keys one picture.
 
     picture: height x width x 3 or 4, uint8.
     settings: Settings, or a mapping such as {"key-color": "#2da54b", "screen-gain": 40}; what it leaves out has its
         default. Their view decides what is shown: the keyed result, the matte as grey or the source.
-    frame: where in the clip the picture is, for presets with keyframes.
+    frame: where in the clip the picture is, for presets with keyframes and for plates of several frames.
     fields: True for two interlaced fields, each of which is keyed as a picture of its own.
+    against: the clip's bare screen, from fit_plate, shot_plate or clean_plate; None is what the setting "plate" says:
+        the keyer's own estimate, or with "fit" a plate fitted to this picture alone.
     premultiplied: True where the colours of the picture are, and those of the result are to be, multiplied by alpha.
     threads: how many may work on it, up to 1024; 0 stands for as many as the machine has.
     cpu: one of cpu_levels(); None is the fastest. The bytes are the same.
@@ -62,28 +65,30 @@ def key(picture: Picture, settings: AnySettings, *, frame: int = 0, fields: bool
     Returns a new array of height x width x 4, uint8: red, green, blue, alpha.
     Raises TypeError for what is no such array, ValueError for sizes and settings that cannot be, MemoryError.
     """
-    options = _options(threads, cpu, fields=fields, frame=frame)
+    options = _options(threads, cpu, fields=fields, frame=frame, against=against)
     return _rendered(_library.render, picture, settings, premultiplied, options)[0]
 
 
 def plate(picture: Picture, settings: AnySettings, *, frame: int = 0, fields: bool = False,
-          premultiplied: bool = False, threads: int = 0, cpu: Optional[str] = None) -> Tuple[Picture, bool]:
-    """The backdrop that the picture is keyed against, opaque, and whether it was estimated from the picture.
+          premultiplied: bool = False, against: Optional[Plate] = None, threads: int = 0,
+          cpu: Optional[str] = None) -> Tuple[Picture, bool]:
+    """The backdrop that the picture is keyed against, opaque, and whether it is a plate, or an estimate from the picture.
 
     False stands for the one key colour, where smooth-bg is off or the key colour is black. Otherwise like key.
     """
-    options = _options(threads, cpu, fields=fields, frame=frame)
+    options = _options(threads, cpu, fields=fields, frame=frame, against=against)
     result, estimated = _rendered(_library.render_plate, picture, settings, premultiplied, options)
     return result, estimated == 1
 
 
 def status(picture: Picture, settings: AnySettings, *, frame: int = 0, fields: bool = False,
-           premultiplied: bool = False, threads: int = 0, cpu: Optional[str] = None) -> Tuple[Picture, Status]:
+           premultiplied: bool = False, against: Optional[Plate] = None, threads: int = 0,
+           cpu: Optional[str] = None) -> Tuple[Picture, Status]:
     """The matte as an opaque grey picture, almost clear pixels in red, almost opaque ones in blue, and their numbers.
 
     Otherwise like key.
     """
-    options = _options(threads, cpu, fields=fields, frame=frame)
+    options = _options(threads, cpu, fields=fields, frame=frame, against=against)
     counted = _library.Status()
     result, _ = _rendered(_library.render_status, picture, settings, premultiplied, options, counted)
     return result, Status(*(getattr(counted, name) for name in Status._fields))
@@ -124,6 +129,53 @@ def propose(pictures: Union[Picture, Iterable[Picture]], key_color: Optional[str
     return settings
 
 
+def fit_plate(pictures: Union[Picture, Iterable[Picture]], settings: AnySettings, *,
+              numbers: Optional[Iterable[int]] = None, threads: int = 0, cpu: Optional[str] = None) -> Plate:
+    """The bare screen, fitted to pictures from all over a clip, all of one size; one is enough where nothing moves.
+
+    numbers: which frames of the clip they are; None stands for 0, 1, 2 and so on.
+    settings: their key colour and screen count.
+
+    It follows strong gradients and folds of the screen, and the clip's light from picture to picture: give key the frame's
+    number and this plate.
+    """
+    return _plate_of(_library.plate_fit, pictures, settings, numbers, threads, cpu)
+
+
+def shot_plate(pictures: Iterable[Picture], settings: AnySettings, *, numbers: Optional[Iterable[int]] = None,
+               threads: int = 0, cpu: Optional[str] = None) -> Plate:
+    """What was seen bare at any time in pictures from all over one shot, about 20 to 60, of a camera that stands still.
+
+    Shadows on the screen are kept. Where the camera moves, it is like fit_plate, and its `why` says so.
+    """
+    return _plate_of(_library.plate_shot, pictures, settings, numbers, threads, cpu)
+
+
+def clean_plate(clean: Union[Picture, Iterable[Picture]], pictures: Union[Picture, Iterable[Picture]],
+                settings: AnySettings, *, threads: int = 0, cpu: Optional[str] = None) -> Plate:
+    """From pictures of the empty set, up to 9, corrected to the light of some pictures of the shot. Shadows are kept.
+
+    Raises ValueError, with a sentence, where they do not belong to that shot: another size, set or light.
+    """
+    empty, arrays = _arrays_of(clean), _arrays_of(pictures)
+    copied = Settings(settings)
+    return Plate(_library.plate_clean, copied.handle, _frames(empty), len(empty), _frames(arrays), len(arrays),
+                 _options(threads, cpu))
+
+
+def _plate_of(make: Callable[..., int], pictures: Union[Picture, Iterable[Picture]], settings: AnySettings,
+              numbers: Optional[Iterable[int]], threads: int, cpu: Optional[str]) -> Plate:
+    arrays = _arrays_of(pictures)
+    counted = None
+    if numbers is not None:
+        given = [_library.number("a frame's number", number, _library.LAST_FRAME) for number in numbers]
+        if len(given) != len(arrays):
+            raise ValueError(f"there are {len(given)} numbers for {len(arrays)} pictures; give one for each")
+        counted = (ctypes.c_int64 * len(given))(*given)
+    copied = Settings(settings)
+    return Plate(make, copied.handle, _frames(arrays), counted, len(arrays), _options(threads, cpu))
+
+
 def cpu_levels() -> List[str]:
     """The CPU levels of this machine, "scalar" first, the fastest last."""
     levels: List[str] = []
@@ -138,11 +190,11 @@ def look() -> int:
 
 
 def _options(threads: int, cpu: Optional[str], fields: bool = False, frame: int = 0,
-             chroma: int = 0) -> _library.Options:
+             chroma: int = 0, against: Optional[Plate] = None) -> _library.Options:
     return _library.Options(size=ctypes.sizeof(_library.Options),
                             threads=_library.number("threads", threads, _library.MOST_THREADS), fields=bool(fields),
                             frame=_library.number("frame", frame, _library.LAST_FRAME), chroma=chroma,
-                            cpu=None if cpu is None else _library.text(cpu))
+                            cpu=None if cpu is None else _library.text(cpu), plate=None if against is None else against.handle)
 
 
 def _frame(array: Picture, premultiplied: bool) -> _library.Frame:

@@ -22,7 +22,7 @@ class Frame(ctypes.Structure):
 
 class Options(ctypes.Structure):
     _fields_ = [("size", c_size_t), ("threads", c_int), ("fields", c_int), ("frame", c_int64), ("chroma", c_int),
-                ("cpu", c_char_p)]
+                ("cpu", c_char_p), ("plate", c_void_p)]
 
 
 class Parameter(ctypes.Structure):
@@ -39,6 +39,10 @@ class Status(ctypes.Structure):
 class Backdrop(ctypes.Structure):
     _fields_ = [("red", c_ubyte), ("green", c_ubyte), ("blue", c_ubyte), ("confidence", c_double),
                 ("unevenness", c_double), ("reason", ctypes.c_char * 256)]
+
+
+class PlateFacts(ctypes.Structure):
+    _fields_ = [("covered", c_double), ("sure", c_int), ("locked", c_int), ("why", c_char_p), ("notes", c_char_p)]
 
 
 class NoBackdropError(ValueError):
@@ -94,6 +98,13 @@ render = _call("render", *_rendering)
 render_plate = _call("render_plate", *_rendering)
 render_status = _call("render_status", *_rendering, POINTER(Status))
 pick = _call("pick", POINTER(Frame), c_size_t, POINTER(Backdrop))
+_plate_of = (c_void_p, POINTER(Frame), POINTER(c_int64), c_size_t, POINTER(Options), POINTER(c_void_p))
+plate_fit = _call("plate_fit", *_plate_of)
+plate_shot = _call("plate_shot", *_plate_of)
+plate_clean = _call("plate_clean", c_void_p, POINTER(Frame), c_size_t, POINTER(Frame), c_size_t, POINTER(Options),
+                    POINTER(c_void_p))
+plate_free = _function("plate_free", None, c_void_p)
+plate_facts_of = _function("plate_facts_of", POINTER(PlateFacts), c_void_p)
 propose = _call("propose", POINTER(Frame), c_size_t, c_char_p, POINTER(Options), c_void_p)
 
 _last_error = _function("last_error", c_char_p)

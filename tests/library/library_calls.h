@@ -22,6 +22,11 @@ inline Settings keyingGreen() {
   return settings;
 }
 
+struct FreePlate {
+  void operator()(kalvetra_plate* plate) const { kalvetra_plate_free(plate); }
+};
+using PlateObject = std::unique_ptr<kalvetra_plate, FreePlate>;
+
 inline std::string valueOf(const Settings& settings, const char* slug, std::int64_t frame = 0) {
   char text[64];
   EXPECT_LT(0, kalvetra_settings_get(settings.get(), slug, frame, text, sizeof text)) << kalvetra_last_error();

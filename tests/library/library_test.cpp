@@ -14,7 +14,7 @@ using namespace kalvetra::test;
 static_assert(KALVETRA_OK == 0 && KALVETRA_BAD_ARGUMENT == -1 && KALVETRA_BAD_FRAME == -2 &&
               KALVETRA_BAD_SETTING == -3);
 static_assert(KALVETRA_BAD_PRESET == -4 && KALVETRA_NO_BACKDROP == -5 && KALVETRA_NO_MEMORY == -6);
-static_assert(KALVETRA_FAILED == -7);
+static_assert(KALVETRA_FAILED == -7 && KALVETRA_BAD_PLATE == -8);
 static_assert(KALVETRA_POPUP == 1 && KALVETRA_COLOR == 2 && KALVETRA_TOGGLE == 3 && KALVETRA_SLIDER == 4);
 static_assert(KALVETRA_ARGB8 == 1 && KALVETRA_BGRA8 == 2 && KALVETRA_RGBA8 == 3);
 static_assert(KALVETRA_CHROMA_FULL == 0 && KALVETRA_CHROMA_HALF == 1 && KALVETRA_CHROMA_QUARTER == 2);
@@ -217,6 +217,81 @@ TEST(Library, FindsTheScreensColourAndSettingsForIt) {
   EXPECT_EQ(KALVETRA_NO_BACKDROP, kalvetra_pick(&noScreen, 1, &backdrop));
   EXPECT_EQ(KALVETRA_NO_BACKDROP, kalvetra_propose(&noScreen, 1, nullptr, nullptr, found.get()));
   EXPECT_EQ("50", valueOf(found, "screen-gain"));
+}
+
+// A screen much darker on its left, and a subject that walks over it from picture to picture; alpha, red, green, blue.
+Bytes walk(int step, bool shadow = false) {
+  constexpr int kWidth = 320, kHeight = 180;
+  Bytes picture = kalvetra::test::noise(4 * kWidth * kHeight, static_cast<std::uint64_t>(step));
+  for (int y = 0; y < kHeight; ++y) {
+    for (int x = 0; x < kWidth; ++x) {
+      const double light = (0.45 + 0.55 * x / kWidth) * (shadow && y > 150 ? 0.6 : 1.0);
+      const bool subject = step >= 0 && y > 30 && y < 140 && std::abs(x - 60 - 50 * step) < 25;
+      const double color[]{subject ? 205.0 : 45 * light, subject ? 150.0 : 175 * light, subject ? 125.0 : 75 * light};
+      unsigned char* pixel = picture.data() + 4 * (y * kWidth + x);
+      for (int c = 0; c < 3; ++c) pixel[c + 1] = static_cast<unsigned char>(color[c] + pixel[c + 1] % 4);
+      pixel[0] = 255;
+    }
+  }
+  return picture;
+}
+
+kalvetra_frame walkFrame(Bytes& picture) { return packed(picture, 320, 180); }
+
+// Of the rows of bare floor.
+double meanAlpha(const Bytes& key) {
+  double sum = 0;
+  for (std::size_t i = 4 * 320 * 160; i < key.size(); i += 4) sum += key[i] / 255.0;
+  return sum / (320 * 20);
+}
+
+TEST(Library, KeysAgainstPlatesOfEveryKind) {
+  const Settings settings = keyingGreen();
+  ASSERT_EQ(KALVETRA_OK, kalvetra_settings_set(settings.get(), "key-color", "#2daf4b"));
+  std::vector<Bytes> pictures;
+  for (int step = 0; step < 5; ++step) pictures.push_back(walk(step));
+  std::vector<kalvetra_frame> frames;
+  for (Bytes& picture : pictures) frames.push_back(walkFrame(picture));
+  const double own = meanAlpha(rendered(settings, pictures[2], 320, 180, withThreads(1)));
+
+  kalvetra_plate* made = nullptr;
+  ASSERT_EQ(KALVETRA_OK, kalvetra_plate_fit(settings.get(), frames.data(), nullptr, 5, nullptr, &made));
+  const PlateObject fitted(made);
+  const kalvetra_plate_facts& facts = *kalvetra_plate_facts_of(fitted.get());
+  EXPECT_TRUE(facts.sure) << facts.why;
+  EXPECT_LT(0.5, facts.covered);
+  kalvetra_options options = withThreads(1, "scalar");
+  options.plate = fitted.get();
+  options.frame = 2;
+  const Bytes key = rendered(settings, pictures[2], 320, 180, options);
+  EXPECT_LT(meanAlpha(key), 0.02);
+  EXPECT_LT(meanAlpha(key), own);
+  kalvetra_options fast = withThreads(3);
+  fast.plate = fitted.get();
+  fast.frame = 2;
+  EXPECT_EQ(key, rendered(settings, pictures[2], 320, 180, fast));
+  const Settings fit(kalvetra_settings_copy(settings.get()));
+  ASSERT_EQ(KALVETRA_OK, kalvetra_settings_set(fit.get(), "plate", "fit"));
+  EXPECT_LT(meanAlpha(rendered(fit, pictures[2], 320, 180, withThreads(2))), 0.02);
+
+  ASSERT_EQ(KALVETRA_OK, kalvetra_plate_shot(settings.get(), frames.data(), nullptr, 5, nullptr, &made));
+  const PlateObject shot(made);
+  EXPECT_TRUE(kalvetra_plate_facts_of(shot.get())->locked) << kalvetra_plate_facts_of(shot.get())->why;
+  EXPECT_LT(0.85, kalvetra_plate_facts_of(shot.get())->covered);
+
+  Bytes empty = walk(-1), shaded = walk(2, true);
+  const kalvetra_frame clean = walkFrame(empty), frame = walkFrame(shaded);
+  ASSERT_EQ(KALVETRA_OK, kalvetra_plate_clean(settings.get(), &clean, 1, &frames[2], 1, nullptr, &made))
+      << kalvetra_last_error();
+  const PlateObject bare(made);
+  for (const PlateObject* plate : {&shot, &bare}) {
+    options.plate = plate->get();
+    EXPECT_NEAR(0.4, meanAlpha(rendered(settings, shaded, 320, 180, options)), 0.015) << "the cast shadow";
+  }
+  Bytes shown(shaded.size());
+  const kalvetra_frame output = walkFrame(shown);
+  EXPECT_EQ(1, kalvetra_render_plate(settings.get(), &frame, &output, &options));
+  EXPECT_NEAR(45 * 0.86, shown[4 * (80 * 320 + 240) + 1], 4);  // as if nobody stood there
 }
 
 }  // namespace

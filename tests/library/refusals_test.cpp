@@ -101,6 +101,30 @@ TEST(Library, RefusesFramesThatCannotBe) {
                 kalvetra_render_status(s.get(), &good, &nowhere, nullptr, nullptr));
 }
 
+TEST(Library, RefusesPlatesThatCannotBe) {
+  const Settings s = keyingGreen();
+  Bytes screen = kalvetra::test::greenScreen(160, 90, 3), grey(screen.size(), 128), small(16);
+  const kalvetra_frame frames[]{packed(screen, 160, 90), packed(small, 2, 2)}, bare = packed(grey, 160, 90);
+  const std::int64_t numbers[]{7, 7};
+  kalvetra_plate* plate = nullptr;
+  expectRefusal(KALVETRA_BAD_FRAME, "frames[1]: 2 x 2 pixels are not the first's 160 x 90; give frames of one size",
+                kalvetra_plate_fit(s.get(), frames, nullptr, 2, nullptr, &plate));
+  expectRefusal(KALVETRA_BAD_ARGUMENT, "there are no frames; give at least one",
+                kalvetra_plate_shot(s.get(), frames, nullptr, 0, nullptr, &plate));
+  const kalvetra_frame twice[]{frames[0], frames[0]};
+  expectRefusal(KALVETRA_BAD_ARGUMENT, "numbers: 7 is there twice",
+                kalvetra_plate_fit(s.get(), twice, numbers, 2, nullptr, &plate));
+  EXPECT_EQ(KALVETRA_BAD_PLATE, kalvetra_plate_clean(s.get(), &bare, 1, frames, 1, nullptr, &plate));
+  EXPECT_EQ(0u, std::string(kalvetra_last_error()).find("the clean plate "));
+  ASSERT_EQ(KALVETRA_OK, kalvetra_settings_set(s.get(), "plate", "clean"));
+  expectRefusal(KALVETRA_BAD_ARGUMENT,
+                "options: the settings key against a shot's or a clean plate, and plate is NULL; make one with "
+                "kalvetra_plate_shot or kalvetra_plate_clean",
+                kalvetra_render(s.get(), frames, frames, nullptr));
+  EXPECT_EQ(nullptr, kalvetra_plate_facts_of(nullptr));
+  kalvetra_plate_free(nullptr);
+}
+
 TEST(Library, RefusesOptionsThatCannotBe) {
   const Settings s = keyingGreen();
   Bytes bytes(16);

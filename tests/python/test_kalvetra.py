@@ -134,6 +134,25 @@ class Keying(unittest.TestCase):
         self.assertEqual(sum(counts), 54 * 96)
         self.assertEqual(tuple(picture[0, 0]), (0, 0, 0, 255))
 
+    def test_plates(self):
+        pictures = [screen()] * 3
+        fitted = kalvetra.fit_plate(pictures, GREEN, numbers=(0, 5, 9))
+        self.assertTrue(fitted.sure, fitted.why)
+        keyed = kalvetra.key(pictures[0], GREEN, against=fitted, frame=5)
+        self.assertLess(keyed[0, 0, 3], 3)
+        self.assertEqual(keyed[20, 30, 3], 255)
+        self.assertTrue(np.array_equal(keyed, kalvetra.key(pictures[0], GREEN, against=fitted, threads=1, cpu="scalar")))
+        self.assertIn("seen", repr(kalvetra.shot_plate(pictures, GREEN)))
+        shown, is_plate = kalvetra.plate(pictures[0], {**GREEN, "plate": "fit"})
+        self.assertTrue(is_plate)
+        self.assertLess(shown[20, 30, 0], 80)
+        with self.assertRaisesRegex(ValueError, "the clean plate "):
+            kalvetra.clean_plate(np.full_like(screen(), 128), pictures, GREEN)
+        with self.assertRaisesRegex(ValueError, "plate is NULL"):
+            kalvetra.key(pictures[0], {**GREEN, "plate": "shot"})
+        with self.assertRaisesRegex(ValueError, "1 numbers for 3 pictures"):
+            kalvetra.fit_plate(pictures, GREEN, numbers=[1])
+
     def test_refuses_what_is_no_picture(self):
         for wrong, error in ((screen().astype(float), TypeError), ([[1]], TypeError), (screen()[..., 0], ValueError),
                              (screen()[..., :2], ValueError), (screen()[:0], ValueError)):

@@ -1,0 +1,151 @@
+#include "library/plates.h"
+
+#include <utility>
+#include <vector>
+
+#include "library/answer.h"
+#include "library/lent_threads.h"
+#include "library/settings.h"
+#include "plates/clean_plate.h"
+#include "plates/shot_plate.h"
+
+namespace {
+
+using namespace kalvetra;
+
+std::vector<Frame> framesOf(const kalvetra_frame* frames, std::size_t count, const char* name) {
+  required(frames, name);
+  if (count == 0) throw Refusal{KALVETRA_BAD_ARGUMENT, std::string("there are no ") + name + "; give at least one"};
+  std::vector<Frame> all;
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::string called = std::string(name) + "[" + std::to_string(i) + "]";
+    all.push_back(frameOf(&frames[i], called.c_str()));
+    requireSameSize(all.front(), all.back(), called.c_str(), "the first");
+  }
+  return all;
+}
+
+// The frames of a shot, and what is fitted to each.
+struct Sampled {
+  Sampled(const kalvetra_settings* settings, const kalvetra_frame* given, const std::int64_t* numbers,
+          std::size_t count, const CallOptions& options)
+      : threads(options), frames(framesOf(given, count, "frames")) {
+    const AnimatedSettings& values = required(settings, "settings").values;
+    for (std::size_t i = 0; i < count; ++i) {
+      const std::int64_t number = numbers == nullptr ? static_cast<std::int64_t>(i) : numbers[i];
+      for (const PlateRow::Estimate& other : estimates) {
+        if (other.frame == number) refuseNumber(number);
+      }
+      estimates.push_back({number, fitPlate(frames[i], values.at(number), threads.workers())});
+    }
+  }
+  [[noreturn]] static void refuseNumber(std::int64_t number) {
+    throw Refusal{KALVETRA_BAD_ARGUMENT, "numbers: " + std::to_string(number) + " is there twice"};
+  }
+
+  LentThreads threads;
+  std::vector<Frame> frames;
+  std::vector<PlateRow::Estimate> estimates;
+};
+
+// An object with its facts, for which the caller has room.
+kalvetra_plate* made(PlateRow row, kalvetra_plate_facts facts, std::string why, std::string notes) {
+  auto* const plate = new kalvetra_plate{std::move(row), facts, std::move(why), std::move(notes)};
+  plate->facts.why = plate->why.c_str();
+  plate->facts.notes = plate->notes.c_str();
+  return plate;
+}
+
+// Of those estimates that are sure; `why` goes before what they say of themselves.
+kalvetra_plate* fittedPlate(std::vector<PlateRow::Estimate> estimates, std::string why) {
+  double covered = 0.0;
+  std::string doubt;
+  std::vector<PlateRow::Estimate> sure;
+  for (PlateRow::Estimate& estimate : estimates) {
+    if (estimate.fitted.sure) {
+      covered += estimate.fitted.covered;
+      sure.push_back(std::move(estimate));
+    } else if (doubt.empty()) {
+      doubt = estimate.fitted.why;
+    }
+  }
+  const auto count = static_cast<double>(sure.size());
+  const kalvetra_plate_facts facts{sure.empty() ? 0.0 : covered / count, sure.empty() ? 0 : 1, 0, nullptr, nullptr};
+  if (why.empty() && sure.empty()) why = doubt;
+  return made(PlateRow(std::move(sure)), facts, std::move(why), {});
+}
+
+PlateRow rowOf(Plate plate) { return PlateRow(std::make_shared<const Plate>(std::move(plate))); }
+
+}  // namespace
+
+std::shared_ptr<const Plate> kalvetra::plateFor(const KeySettings& settings, const ConstFrame& frame,
+                                                const CallOptions& options, const Workers* workers) {
+  if (settings.smoothBG == 0) return nullptr;
+  if (options.plate != nullptr) {
+    const FollowedPlate followed = options.plate->row.at(options.frame, frame);
+    if (followed.fits) return followed.plate;
+  } else if (kPlateEntries[static_cast<std::size_t>(settings.plate)].slug == "frame") {
+    return nullptr;
+  } else if (kPlateEntries[static_cast<std::size_t>(settings.plate)].slug != "fit") {
+    throw Refusal{KALVETRA_BAD_ARGUMENT,
+                  "options: the settings key against a shot's or a clean plate, and plate is NULL; make one with "
+                  "kalvetra_plate_shot or kalvetra_plate_clean"};
+  }
+  FittedPlate fitted = fitPlate(frame, settings, workers);
+  return fitted.sure ? std::make_shared<const Plate>(std::move(fitted.plate)) : nullptr;
+}
+
+int kalvetra_plate_fit(const kalvetra_settings* settings, const kalvetra_frame* frames, const int64_t* numbers,
+                       size_t count, const kalvetra_options* options, kalvetra_plate** plate) {
+  return answered([&] {
+    kalvetra_plate*& target = required(plate, "plate");
+    Sampled shot(settings, frames, numbers, count, CallOptions(options));
+    target = fittedPlate(std::move(shot.estimates), {});
+    return KALVETRA_OK;
+  });
+}
+
+int kalvetra_plate_shot(const kalvetra_settings* settings, const kalvetra_frame* frames, const int64_t* numbers,
+                        size_t count, const kalvetra_options* options, kalvetra_plate** plate) {
+  return answered([&] {
+    kalvetra_plate*& target = required(plate, "plate");
+    Sampled shot(settings, frames, numbers, count, CallOptions(options));
+    ShotPlate gathering;
+    for (std::size_t i = 0; i < count; ++i) gathering.add(shot.frames[i], shot.estimates[i].fitted);
+    GatheredPlate gathered = gathering.gather(shot.threads.workers());
+    if (gathered.locked) {
+      target = made(rowOf(std::move(gathered.plate)), {gathered.seen, 1, 1, nullptr, nullptr}, {}, {});
+    } else {
+      target = fittedPlate(std::move(shot.estimates), std::move(gathered.why));
+    }
+    return KALVETRA_OK;
+  });
+}
+
+int kalvetra_plate_clean(const kalvetra_settings* settings, const kalvetra_frame* clean, size_t clean_count,
+                         const kalvetra_frame* frames, size_t count, const kalvetra_options* options,
+                         kalvetra_plate** plate) {
+  return answered([&] {
+    kalvetra_plate*& target = required(plate, "plate");
+    CleanPlateMean mean;
+    for (const Frame& picture : framesOf(clean, clean_count, "clean")) mean.add(picture);
+    const Sampled shot(settings, frames, nullptr, count, CallOptions(options));
+    std::vector<ShotSample> samples;
+    for (std::size_t i = 0; i < count; ++i) samples.push_back({shot.frames[i], &shot.estimates[i].fitted});
+    const std::vector<unsigned char> argb = mean.mean();
+    CleanPlate corrected = correctedPlate(packedFrame(argb.data(), mean.width(), mean.height()), samples);
+    if (!corrected.refusal.empty()) throw Refusal{KALVETRA_BAD_PLATE, "the clean plate " + corrected.refusal};
+    std::string notes;
+    for (const std::string& note : corrected.notes) notes += (notes.empty() ? "" : "\n") + ("the clean plate " + note);
+    const kalvetra_plate_facts facts{shot.estimates.front().fitted.covered, 1, 0, nullptr, nullptr};
+    target = made(rowOf(std::move(corrected.plate)), facts, {}, std::move(notes));
+    return KALVETRA_OK;
+  });
+}
+
+void kalvetra_plate_free(kalvetra_plate* plate) { delete plate; }
+
+const kalvetra_plate_facts* kalvetra_plate_facts_of(const kalvetra_plate* plate) {
+  return plate == nullptr ? nullptr : &plate->facts;
+}
