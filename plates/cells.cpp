@@ -156,12 +156,14 @@ Light lightOf(const Cells& picture, const Cells& plate) {
   float cells = 0.0f;
   for (const float reach : kReaches) refineTint(pairs, reach, light, cells);
   const float trust = smoothStep(kFewCells, kEnoughCells, cells);
-  float matched = 0.0f, weights = 0.0f;
+  float matched = 0.0f, close = 0.0f, weights = 0.0f;
   for (const Pair& pair : pairs) {
     weights += pair.weight;
     if (match(pair, light.tint, 2.0f * kReaches.back()) > 0.0f) matched += pair.weight;
+    if (match(pair, light.tint, kReaches.back()) > 0.0f) close += pair.weight;
   }
   light.matched = matched / weights;
+  light.close = close / weights;
   for (float& gain : light.tint.gain) gain = 1.0f + trust * (gain - 1.0f);
   for (float& offset : light.tint.offset) offset *= trust;
   return light;

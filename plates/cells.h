@@ -42,7 +42,8 @@ struct Light {
   Tint tint;
   Rgb level{};           // of the screen in the other picture, mean
   float screen = 0.0f;   // share of the cells that show anything of the screen's kind
-  float matched = 1.0f;  // of these, the share that is the other picture under that tint
+  float matched = 1.0f;  // of these, the share that is the other picture under that tint, to about a tenth
+  float close = 1.0f;    // and to about a twentieth
 };
 
 // A robust ratio over the places where `picture` shows the screen of `plate`: subjects, shadows and other colours count

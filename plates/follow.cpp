@@ -27,7 +27,7 @@ constexpr std::int64_t kNearCut = 8;  // frames from one estimate to the next th
 constexpr float kLeastBare = 0.25f;   // of a cell, to be compared by
 constexpr std::size_t kFewCells = plates::kCells / 50;  // nothing to compare
 constexpr float kLeastScreen = 0.04f;  // of a frame: with less of it nothing can be said of the backdrop
-constexpr float kLeastMatched = 0.5f;  // of what looks like screen
+constexpr float kLeastClose = 0.7f;    // of what looks like screen
 
 Cells bareCells(const FittedPlate& fitted) {
   const auto pixels = static_cast<std::size_t>(fitted.plate.width) * static_cast<std::size_t>(fitted.plate.height);
@@ -130,7 +130,7 @@ struct PlateRow::Candidate {
   const Known* after;  // null, or what to mix in
   float share;         // of `after`
   Light light;
-  float fit() const { return light.screen < kLeastScreen ? 1.0f : light.matched; }
+  float fit() const { return light.screen < kLeastScreen ? 1.0f : light.close; }
 };
 
 PlateRow::PlateRow(std::shared_ptr<const Plate> plate) {
@@ -218,10 +218,10 @@ FollowedPlate PlateRow::at(std::int64_t frame, const ConstFrame& picture) const 
     if (other.fit() > best.fit()) best = other;
   };
   if (frame < later->first && later != stretches_.begin()) consider(*(later - 1));
-  if (best.fit() < kLeastMatched) {
+  if (best.fit() < kLeastClose) {
     for (const Stretch& stretch : stretches_) consider(stretch);
   }
-  if (best.fit() < kLeastMatched) return {};
+  if (best.fit() < kLeastClose) return {};
 
   FollowedPlate followed{best.before->plate, true, significantTint(best.light)};
   if (best.after != nullptr)

@@ -12,8 +12,8 @@ namespace {
 constexpr int kRounds = 3;          // of tints and the middle of what they make
 constexpr float kLeastBare = 0.5f;  // of a cell, to count
 constexpr float kLeastMatched = 0.5f, kLeastScreen = 0.04f;
-constexpr float kSpread = 2.0f, kSpreadShare = 0.02f;  // levels, and of the colour, that a steady cell may vary by
-constexpr float kMostUnsteady = 0.3f;                  // of the cells
+constexpr float kSpread = 1.5f, kSpreadShare = 0.01f;  // levels, and of the colour, that a steady cell may vary by
+constexpr float kMostUnsteady = 0.15f;                 // of the cells
 constexpr std::size_t kLeastViews = 3;                 // to judge a cell by
 constexpr float kMostMoved = 0.15f;                    // of the views: fewer are errors of measuring, or a jolt
 constexpr float kBareContrast = 0.7f, kUnlike = 0.2f;  // a texture that plainly is there, and found again nowhere
