@@ -15,7 +15,8 @@ constexpr double kLeastScreen = 0.005;  // share of the pictures that must be ba
 constexpr int kMargin = 1;           // percent more: near the subject the screen is hazier than where it is surely bare
 constexpr double kMostEaten = 0.25;  // share of the opacity of thin things
 constexpr int kMostClip = 12;
-constexpr int kThin = 204;  // opacities of 255; what is denser hardly shows a clip
+constexpr int kMostUnsure = 4;  // where no plate is sure: what takes the haze off most screens and hardly any hair
+constexpr int kThin = 204;      // opacities of 255; what is denser hardly shows a clip
 
 // Pixels of each opacity of the keys.
 struct Opacities {
@@ -64,8 +65,6 @@ struct Opacities {
   }
 };
 
-MeasuredClip notSure(std::string why) { return {0, false, std::move(why)}; }
-
 }  // namespace
 
 MeasuredClip measureClipBlack(std::span<const ScreenSample> samples, const KeySettings& settings,
@@ -75,14 +74,15 @@ MeasuredClip measureClipBlack(std::span<const ScreenSample> samples, const KeySe
   plain.clipBlack = 0;
   plain.clipWhite = 100;
   Opacities found;
+  int most = kMostClip;
   for (const ScreenSample& sample : samples) {
-    if (!sample.fitted->sure) return notSure(sample.fitted->why);
+    if (!sample.fitted->sure) most = kMostUnsure;
     found.add(sample, plain, workers);
   }
-  if (found.barePixels <= kLeastScreen * found.pixels) return notSure("hardly any bare screen is seen");
+  if (found.barePixels <= kLeastScreen * found.pixels) return {0, false, "hardly any bare screen is seen"};
   int clip = 0;
-  while (clip < kMostClip && found.left(clip) > kLeftBare) ++clip;
-  if (clip > 0) clip = std::min(clip + kMargin, kMostClip);
+  while (clip < most && found.left(clip) > kLeftBare) ++clip;
+  if (clip > 0) clip = std::min(clip + kMargin, most);
   while (clip > 0 && found.eaten(clip) > kMostEaten) --clip;
   return {clip, true,
           formattedText("%.1f %% of the bare screen keeps some opacity, %.1f %% at this level", 100.0 * found.left(0),

@@ -19,9 +19,9 @@ struct ScreenSample {
 };
 
 struct MeasuredClip {
-  int clipBlack = 0;  // percent of the matte, 0..12; 0 where it is not sure
-  bool sure = false;
-  std::string why;  // what was measured, or what is in the way: a clause without a full stop
+  int clipBlack = 0;  // percent of the matte, 0..12; at most 4 where no plate is sure, and 0 where this is not
+  bool sure = false;  // enough of the bare screen was seen
+  std::string why;    // what was measured, or what is in the way: a clause without a full stop
 };
 
 // The smallest clip black under which hardly anything is left of the bare screen's haze and noise in the keys of all

@@ -50,19 +50,21 @@ Proposal SettingsProposer::proposeFor(KeySettings plain, const std::string& colo
   const bool blue = plain.screen != 0;
   if (blue) plain = withSwappedColors(plain);
   const std::vector<TrialPicture> pictures = choose(plain, blue);
-  if (plain.plate == kFit && !isSure(pictures.front())) plain.plate = kOwnEstimate;
+  const bool sure = isSure(pictures.front());
+  if (plain.plate == kFit && !sure) plain.plate = kOwnEstimate;
   const MeasuredClip clip = measureClipBlack(pictures, plain);
   Proposal proposal{plain, {}, {}, 0.0, 0.0};
   proposal.settings.clipBlack = clip.clipBlack;
   Grounds grounds{colorReason, clip.why, sampling_, nullptr};
   std::optional<Trials> trials;
-  if (clip.sure) {
+  if (clip.sure && sure) {
     trials = makeTrials(pictures, proposal.settings);
     Found found = searchSettings(*trials);
     proposal = {found.settings, {}, std::move(found.leftOut), trials->cost(plain), trials->cost(found.settings)};
     grounds.trials = &*trials;
   } else {
-    proposal.leftOut = {"all but the key colour is left out: " + clip.why};
+    const std::string kept = clip.sure ? "the key colour and a measured clip-black" : "the key colour";
+    proposal.leftOut = {"all but " + kept + " is left out: " + (sure ? clip.why : pictures.front().fitted.why)};
   }
   proposal.reasons = reasonsFor(proposal, grounds);
   if (blue) proposal.settings = withSwappedColors(proposal.settings);

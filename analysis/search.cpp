@@ -11,7 +11,7 @@ namespace kalvetra {
 namespace {
 
 // The share of the cost that a change has to save to be made at all, and to be made in full.
-constexpr double kLeastGain = 0.01, kFullGain = 0.025;
+constexpr double kLeastGain = 0.008, kFullGain = 0.018;
 constexpr double kInvisible = 0.2;  // levels of cost that are added to all costs: what nobody sees is no gain
 constexpr double kStep = 5.0;       // that values are rounded to
 
