@@ -182,9 +182,9 @@ def all_peers():
               {"delta": [0.08, 0.14, 0.2], "slope": [0.15, 0.35], "edge": [0.35, 0.6, 0.9]}, despills], **with_ffmpeg(select0r)),
         Peer("gstreamer alpha", "" if gst else "GStreamer's alpha or pngdec is not installed",
              {"angle": 20, "noise-level": 2, "black-sensitivity": 100, "white-sensitivity": 100},
-             [{"angle": [10, 20, 30, 45, 60], "noise-level": [0, 2, 6, 15]}, {"black-sensitivity": [60, 100, 128], "white-sensitivity": [60, 128]}], gstreamer),
+             [{"angle": [20, 35, 50, 65], "noise-level": [2, 10, 30, 45, 60]}, {"black-sensitivity": [100, 128], "white-sensitivity": [20, 60, 128]}], gstreamer),
         Peer("blender keying", "" if shutil.which("blender") else "Blender is not installed",
              {"clip_black": 0, "clip_white": 1, "screen_balance": 0.5, "despill_factor": 1, "despill_balance": 0.5, "edge_kernel_radius": 3, "edge_kernel_tolerance": 0.1, "blur_pre": 0},
-             [{"clip_black": [0, 0.1, 0.2, 0.35], "clip_white": [1, 0.8]},
-              {"screen_balance": [0.3, 0.5, 0.7], "despill_factor": [0, 0.7, 1]}, {"blur_pre": [0, 2], "edge_kernel_radius": [0, 3]}], blender, blender_many),
+             [{"clip_black": [0.1, 0.35, 0.5, 0.7], "clip_white": [1, 0.8]},
+              {"screen_balance": [0.5, 0.7, 0.9], "despill_factor": [0, 0.7, 1]}, {"blur_pre": [0, 2], "edge_kernel_radius": [0, 3]}], blender, blender_many),
     ]  # fmt: skip
