@@ -16,8 +16,7 @@ constexpr std::size_t kLeastSeen = 2;
 constexpr std::size_t kPartOfAll = 5;  // at least every fifth view agrees on a colour
 constexpr int kBins = 1024;            // of deviations
 constexpr float kBinsALevel = 16.0f;
-constexpr float kLeastNoise = 0.5f;   // levels: codecs repeat a frame's noise for a while, and then change it
-constexpr float kOfNormal = 1.4826f;  // standard deviation over median deviation
+constexpr float kLeastNoise = 0.5f;  // levels: what rounding leaves of none
 
 struct Observations {
   std::array<Rgb, kMostObservations> colors;
@@ -76,12 +75,19 @@ Rgb meanOf(const Observations& all, const Range& range) {
 
 using Histogram = std::array<std::size_t, kBins>;
 
-float medianOf(const Histogram& deviations) {
+// Levels that `part` of ten deviations lie within.
+float tenths(const Histogram& deviations, std::size_t part) {
   std::size_t all = 0, sum = 0;
   for (const std::size_t n : deviations) all += n;
   std::size_t bin = 0;
-  while (bin + 1 < deviations.size() && 2 * (sum += deviations[bin]) < all) ++bin;
+  while (bin + 1 < deviations.size() && 10 * (sum += deviations[bin]) < part * all) ++bin;
   return all == 0 ? 0.0f : (static_cast<float>(bin) + 0.5f) / kBinsALevel;
+}
+
+// Of normal noise, half lie within .674 standard deviations and nine tenths within 1.645. Codecs leave most pixels as
+// they were and shift whole blocks now and then, which the wider one knows of.
+float deviationOf(const Histogram& deviations) {
+  return std::max(tenths(deviations, 5) / 0.674f, tenths(deviations, 9) / 1.645f);
 }
 
 }  // namespace
@@ -128,7 +134,7 @@ Middle middleOf(const std::vector<ShotView>& views, const std::vector<Tint>& tin
   for (const Histogram& one : deviations) {
     for (std::size_t b = 0; b < total.size(); ++b) total[b] += one[b];
   }
-  const float measured = kOfNormal * medianOf(total);
+  const float measured = deviationOf(total);
   if (measured > 0.0f) middle.noise = std::max(measured, kLeastNoise);
   return middle;
 }
