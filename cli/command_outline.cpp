@@ -45,7 +45,9 @@ OptionOutline outlineOfOption(const CLI::Option& option) {
     for (const std::string& name : option.get_lnames()) outline.names.push_back("--" + name);
   }
   if (option.get_items_expected_max() > 0) outline.value = valueText(option);
-  outline.choices = plainWords(outline.value);
+  constexpr std::string_view kOrFile = ", FILE";
+  outline.orFile = outline.value.ends_with(kOrFile);
+  outline.choices = plainWords(outline.value.substr(0, outline.value.size() - (outline.orFile ? kOrFile.size() : 0)));
   outline.kind = kindOf(outline);
   outline.defaultValue = option.get_default_str();
   outline.help = option.get_description();

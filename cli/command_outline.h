@@ -21,6 +21,7 @@ struct OptionOutline {
   ValueKind kind = ValueKind::None;
   std::string value;                 // for people: "0..100", "null, hash"; empty for a flag
   std::vector<std::string> choices;  // what can be given, where that is a short list
+  bool orFile = false;               // or a file instead of a choice
   std::string defaultValue;          // empty where there is none
   std::string help;
   std::string group;

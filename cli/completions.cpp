@@ -42,7 +42,8 @@ void walk(const CommandOutline& command, const std::string& path, const See& see
 std::string bashValue(const OptionOutline& option, const std::string& path) {
   std::vector<std::string> patterns;
   for (const std::string& name : option.names) patterns.push_back(singleQuoted(path + " " + name));
-  const std::string what = option.kind == ValueKind::Choice   ? "words=" + singleQuoted(joined(option.choices, " "))
+  const std::string what = option.kind == ValueKind::Choice ? "words=" + singleQuoted(joined(option.choices, " ")) +
+                                                                  (option.orFile ? " files=-f" : "")
                            : option.kind == ValueKind::File   ? "files=-f"
                            : option.kind == ValueKind::Folder ? "files=-d"
                                                               : "return";
@@ -79,7 +80,7 @@ std::string zshText(const std::string& text) {
 std::string zshAction(const OptionOutline& option) {
   switch (option.kind) {
     case ValueKind::Choice:
-      return "(" + joined(option.choices, " ") + ")";
+      return option.orFile ? "_files" : "(" + joined(option.choices, " ") + ")";
     case ValueKind::File:
       return "_files";
     case ValueKind::Folder:
@@ -143,7 +144,7 @@ std::string fishValue(const OptionOutline& option) {
     case ValueKind::None:
       return "";
     case ValueKind::Choice:
-      return " -x -a " + fishQuoted(joined(option.choices, " "));
+      return (option.orFile ? " -r -F -a " : " -x -a ") + fishQuoted(joined(option.choices, " "));
     case ValueKind::File:
       return " -r -F";
     case ValueKind::Folder:

@@ -14,6 +14,9 @@ int findKeyColor(Reader& clip) {
   const int color = colorOf({found.red, found.green, found.blue});
   note("key colour " + valueText(*findParameter("key-color"), color) + ", found in " + std::to_string(found.pixels) +
        " of " + std::to_string(found.examined) + " pixels examined in " + counted(frames, "frame"));
+  // After the sentence about the backdrop comes one about what else is of a backdrop's colour.
+  const std::size_t end = found.reason.find(". ");
+  if (end != std::string::npos) note(found.reason.substr(end + 2));
   return color;
 }
 

@@ -9,6 +9,7 @@
 #include "cli/job_options.h"
 #include "cli/job_paths.h"
 #include "cli/key_options.h"
+#include "cli/settled_key.h"
 #include "jobs/picture_numbers.h"
 #include "jobs/prepared_job.h"
 #include "media/files/name_clash.h"
@@ -79,6 +80,7 @@ void report(const JobResult& result, const KeyJob& job, const Progress& progress
 
 void keyOne(const KeyCommand& options, const std::string& input) {
   KeyJob job = jobFor(options.options, input, mainView(options.choice));
+  job.cleanPlate = options.choice.cleanPlate;
   job.settingsRead = options.choice.presetFile;
   job.settingsWritten = nameFor(options.choice.savedPreset, input);
   std::unique_ptr<Progress> progress;
@@ -90,12 +92,12 @@ void keyOne(const KeyCommand& options, const std::string& input) {
   listener.frameDone = [&] { progress->advance(); };
   listener.end = [&] { progress->end(); };
   PreparedJob prepared(job, listener, stopRequested());
-  const AnimatedSettings settings = settleSettings(options.choice, prepared.source(), job.threads);
+  const SettledKey key = settleKey(options.choice, prepared.source(), job);
   CommonOptions files = options.options;
   files.input = input;
   if (!job.outputs.empty()) files.output = job.outputs.front().path;
-  savePreset(job.settingsWritten, settings, files);
-  const JobResult result = prepared.run(settings);
+  savePreset(job.settingsWritten, key.settings, files);
+  const JobResult result = prepared.run(key.settings, key.plates);
   report(result, job, *progress);
 }
 

@@ -6,12 +6,10 @@
 #include <iterator>
 
 #include "cli/console.h"
-#include "cli/interrupt.h"
-#include "cli/key_color_search.h"
-#include "jobs/auto_settings.h"
+#include "jobs/clip_plates.h"
 #include "media/files/name_clash.h"
+#include "media/files/numbered_name.h"
 #include "media/files/temporary_output.h"
-#include "parameters/clip_levels.h"
 #include "parameters/parameter_manual.h"
 #include "parameters/parameter_value.h"
 #include "parameters/preset.h"
@@ -21,11 +19,11 @@ namespace kalvetra {
 
 namespace {
 
-constexpr const char* kGroup = "Key";                  // heading in --help and the manual
+constexpr const char* kGroup = "Key";  // heading in --help and the manual
+constexpr const char* kPlateHelp =
+    "The backdrop that is keyed against: the keyer's own of each frame, one fitted closely to the clip, one gathered "
+    "over a locked-off shot, or a clean plate: a picture or clip of the empty set.";
 constexpr ShownView kFirstOwnView = ShownView::Plate;  // those before it are the setting's
-
-const Parameter& colorParameter() { return *findParameter("key-color"); }
-const Parameter& viewParameter() { return *findParameter("view"); }
 
 std::string optionName(const Parameter& p) { return "--" + std::string(p.slug); }
 
@@ -36,24 +34,53 @@ bool takeOwnView(const std::string& text, KeyChoice& choice) {
   return true;
 }
 
+bool isFile(const std::string& name) {
+  std::error_code ignored;
+  return std::filesystem::exists(name, ignored) || isNumberedName(std::filesystem::path(name).filename().string());
+}
+
+// A clean plate is named by its file alone.
+bool takeCleanPlate(const Parameter& plate, const std::string& text, KeyChoice& choice) {
+  if (!isFile(text)) return false;
+  choice.cleanPlate = text;
+  choice.options.insert(plate.id);
+  choice.named[plate.id] = {{0, static_cast<int>(PlateKind::Clean)}};
+  return true;
+}
+
+// The table has a slug for it, but it is named by its file.
+bool isCleanPlate(const Parameter& p, int value) {
+  return p.value == &KeySettings::plate && value == static_cast<int>(PlateKind::Clean);
+}
+
 // What an option takes, and how that is said.
 struct Grammar {
   std::string values;
   std::string complaint;
+  std::string defaultText;
+  std::string help;
   std::function<bool(const std::string&)> takeMore;  // takes what is none of the table's values
 };
 
 Grammar grammarOf(const Parameter& p, KeyChoice& choice, bool withOwnViews) {
+  const std::string complaint = " is not among its values", help(p.help);
   if (p.kind == ParameterKind::Color) {
     const auto takeAuto = [&choice](const std::string& text) { return choice.searchColor = text == "auto"; };
-    return {"auto, " + valueRange(p), " is no colour", takeAuto};
+    return {"auto, " + valueRange(p), " is no colour", "auto", help, takeAuto};
   }
-  const std::string complaint = " is not among its values";
+  if (p.value == &KeySettings::screen) {
+    const auto takeAuto = [&choice](const std::string& text) { return choice.searchScreen = text == "auto"; };
+    return {"auto, " + valueRange(p), complaint, "auto", help, takeAuto};
+  }
+  if (p.value == &KeySettings::plate) {
+    return {"frame, fit, shot, FILE", " is neither of them nor a file that is there", "fit, where it is sure",
+            kPlateHelp, [&p, &choice](const std::string& text) { return takeCleanPlate(p, text, choice); }};
+  }
   if (isView(p) && withOwnViews) {
-    return {valueRange(p) + ", " + viewSlugs(kFirstOwnView), complaint,
+    return {valueRange(p) + ", " + viewSlugs(kFirstOwnView), complaint, defaultText(p), help,
             [&choice](const std::string& text) { return takeOwnView(text, choice); }};
   }
-  return {valueRange(p), complaint, [](const std::string&) { return false; }};
+  return {valueRange(p), complaint, defaultText(p), help, [](const std::string&) { return false; }};
 }
 
 void addParameterOption(CLI::App& command, const Parameter& p, KeyChoice& choice, bool withOwnViews) {
@@ -61,80 +88,23 @@ void addParameterOption(CLI::App& command, const Parameter& p, KeyChoice& choice
   const auto take = [&p, &choice, grammar](const std::string& text) {
     if (grammar.takeMore(text)) return;
     const std::optional<int> value = parseValue(p, text);
-    if (!value) {
+    if (!value || isCleanPlate(p, *value)) {
       throw CLI::ValidationError(optionName(p), "'" + text + "'" + grammar.complaint + "; give " + grammar.values);
     }
     choice.options.insert(p.id);
     choice.named[p.id] = {{0, *value}};
   };
-  command.add_option_function<std::string>(optionName(p), take, std::string(p.help))
+  command.add_option_function<std::string>(optionName(p), take, grammar.help)
       ->group(kGroup)
       ->type_name(grammar.values)
-      ->default_str(p.kind == ParameterKind::Color ? "auto" : defaultText(p));
+      ->default_str(grammar.defaultText);
 }
 
-// "shadow 80"
-std::string settingText(const Parameter& p, const KeySettings& settings) {
-  return std::string(p.slug) + " " + valueText(p, valueIn(settings, p));
-}
-
-bool isNamed(const KeyChoice& choice, const Parameter& p) { return choice.named.contains(p.id); }
-
-// What the proposal makes different, in one line.
-void noteChanges(const KeyChoice& choice, const std::string& clip, const Proposal& proposal) {
-  std::string changes;
-  for (const Reason& reason : proposal.reasons) {
-    const Parameter& p = *findParameter(reason.slug);
-    if (isNamed(choice, p) || valueIn(proposal.settings, p) == p.defaultValue) continue;
-    changes += (changes.empty() ? "" : ", ") + settingText(p, proposal.settings);
-  }
-  std::string line = changes.empty() ? "--auto changes nothing" : changes;
-  for (const std::string& sentence : proposal.leftOut) line += "; " + sentence.substr(0, sentence.find(": "));
-  note(clip + ": " + line);
-}
-
-void noteReasons(const Proposal& proposal) {
-  for (const Reason& reason : proposal.reasons) {
-    note(settingText(*findParameter(reason.slug), proposal.settings) + ": " + reason.sentence);
-  }
-  for (const std::string& sentence : proposal.leftOut) note(sentence);
-}
-
-template <class Predicate>
-bool anyValue(const AnimatedSettings& settings, const Parameter& p, Predicate predicate) {
-  const Curve curve = settings.curve(p);
-  return std::any_of(curve.begin(), curve.end(), [&](const Keyframe& k) { return predicate(k.value); });
-}
-
-void leaveOut(Proposal& proposal, const Parameter& p, const Parameter& named) {
-  const std::string found = valueText(p, valueIn(proposal.settings, p));
-  proposal.settings.*p.value = p.defaultValue;
-  for (Reason& reason : proposal.reasons) {
-    if (reason.slug == p.slug) reason.sentence = found + " was found and left out";
-  }
-  proposal.leftOut.push_back(std::string(p.slug) + " " + found + " is left out: it would cross the " +
-                             std::string(named.slug) + " that was named");
-}
-
-// A clip level that would cross the other one, which the user named, gives way to it.
-void keepClipLevelsApart(const KeyChoice& choice, Proposal& proposal) {
-  const AnimatedSettings used = withNamed(choice, proposal.settings);
-  const KeySettings found = proposal.settings;
-  const Parameter &black = *findParameter("clip-black"), &white = *findParameter("clip-white");
-  if (!isNamed(choice, white) && anyValue(used, black, [&](int value) { return value > found.clipWhite; })) {
-    leaveOut(proposal, white, black);
-  }
-  if (!isNamed(choice, black) && anyValue(used, white, [&](int value) { return value < found.clipBlack; })) {
-    leaveOut(proposal, black, white);
-  }
-}
-
-KeySettings proposed(const KeyChoice& choice, Reader& clip, std::optional<int> keyColor, int threads) {
-  Proposal proposal = proposeSettings(clip, keyColor, threads, stopRequested());
-  clip.rewind();
-  keepClipLevelsApart(choice, proposal);
-  choice.briefly ? noteChanges(choice, clip.path(), proposal) : noteReasons(proposal);
-  return proposal.settings;
+void addPlainOption(CLI::App& command, KeyChoice& choice) {
+  command
+      .add_flag("--plain", choice.plain,
+                "Begin with the keyer's own defaults: nothing is fitted or measured, and the screen is green.")
+      ->group(kGroup);
 }
 
 void addPresetOptions(CLI::App& command, KeyChoice& choice) {
@@ -154,35 +124,6 @@ void addPresetOptions(CLI::App& command, KeyChoice& choice) {
   command.add_option("--save-preset", choice.savedPreset, "Write the settings that are used into this file.")
       ->group(kGroup)
       ->type_name("FILE");
-}
-
-// A sentence for each slider that was given while the toggle it depends on is off, or is left off by the preset.
-void noteIdleOptions(const KeyChoice& choice, const AnimatedSettings& settings) {
-  for (const Parameter& p : kParameters) {
-    if (p.toggle == 0 || !choice.options.contains(p.id)) continue;
-    const Parameter& toggle = *findParameter(p.toggle);
-    if (anyValue(settings, toggle, [](int value) { return value != 0; })) continue;
-    note(optionName(p) + " does nothing without " + optionName(toggle) + " on");
-  }
-}
-
-// The key colour; of an animated one the first.
-std::optional<int> namedColor(const KeyChoice& choice) {
-  const auto color = choice.named.find(colorParameter().id);
-  if (choice.searchColor || color == choice.named.end()) return std::nullopt;
-  return color->second.front().value;
-}
-
-// The source alone can do without. A saved preset holds the colour in any case.
-bool needsColor(const KeyChoice& choice, const AnimatedSettings& settings) {
-  const auto isKeyed = [](int view) { return static_cast<ShownView>(view) != ShownView::Source; };
-  return choice.alwaysKeys || choice.ownView || !choice.savedPreset.empty() ||
-         anyValue(settings, viewParameter(), isKeyed);
-}
-
-bool isBlack(int color) {
-  const std::array<int, 3> parts = colorParts(color);
-  return std::all_of(parts.begin(), parts.end(), [](int part) { return part <= 1; });
 }
 
 void checkSavedPreset(const std::string& file, const CommonOptions& files) {
@@ -205,10 +146,18 @@ bool holds(const std::string& file, const std::string& text) {
 
 }  // namespace
 
+void addPlateOptions(CLI::App& command, KeyChoice& choice) {
+  for (const Parameter& p : kParameters) {
+    if (p.ofClip) addParameterOption(command, p, choice, false);
+  }
+  addPlainOption(command, choice);
+}
+
 void addKeyOptions(CLI::App& command, KeyChoice& choice, bool withOwnViews) {
   for (const Parameter& p : kParameters) {
     if (p.kind != ParameterKind::Group) addParameterOption(command, p, choice, withOwnViews);
   }
+  addPlainOption(command, choice);
   command
       .add_flag("--auto", choice.automatic,
                 "Begin with settings proposed from the clip itself; a preset and single options override them.")
@@ -219,21 +168,6 @@ void addKeyOptions(CLI::App& command, KeyChoice& choice, bool withOwnViews) {
 AnimatedSettings withNamed(const KeyChoice& choice, const KeySettings& base) {
   AnimatedSettings settings(base);
   for (const auto& [id, curve] : choice.named) settings.set(*findParameter(id), curve);
-  return settings;
-}
-
-AnimatedSettings settleSettings(const KeyChoice& choice, Reader& clip, int threads) {
-  const std::optional<int> named = namedColor(choice);
-  AnimatedSettings settings = withNamed(choice);
-  refuseCrossedClipLevels(settings);
-  if (choice.automatic) settings = withNamed(choice, proposed(choice, clip, named, threads));
-  noteIdleOptions(choice, settings);
-  if (choice.searchColor || (!named && !choice.automatic)) {
-    if (!needsColor(choice, settings)) return settings;
-    settings.set(colorParameter(), findKeyColor(clip));
-  }
-  const auto keysSomething = [](int color) { return !isBlack(color); };
-  if (!anyValue(settings, colorParameter(), keysSomething)) note("a black key colour keys nothing");
   return settings;
 }
 

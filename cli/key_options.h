@@ -20,6 +20,9 @@ struct KeyChoice {
   std::set<int> options;             // which of them single options name
   bool searchColor = false;          // --key-color auto: whatever a preset names
   std::optional<ShownView> ownView;  // --view plate, status or comp
+  bool searchScreen = false;         // --screen auto: whatever a preset names
+  std::string cleanPlate;            // --plate FILE, or empty
+  bool plain = false;                // --plain: the table's defaults are meant where nothing is named
   std::string presetFile;            // --preset, or empty
   std::string savedPreset;           // --save-preset: a file's name, or empty
 
@@ -32,14 +35,11 @@ struct KeyChoice {
 // outlive the parsing. With `withOwnViews` the view may be plate, status and comp, too.
 void addKeyOptions(CLI::App& command, KeyChoice& choice, bool withOwnViews = false);
 
+// --plate, --screen and --plain, which addKeyOptions adds along with the others.
+void addPlateOptions(CLI::App& command, KeyChoice& choice);
+
 // What the user named, over settings that are found otherwise.
 AnimatedSettings withNamed(const KeyChoice& choice, const KeySettings& base = defaultSettings());
-
-// The settings of every frame of the clip: the table's defaults or the proposal, over them what the user named. Where
-// the key colour is not named, and it is needed, it is found in the clip and named on stderr. Notes say which options
-// do nothing. Leaves the clip at its start. Throws UserError when it shows no backdrop, and for clip levels that
-// cross.
-AnimatedSettings settleSettings(const KeyChoice& choice, Reader& clip, int threads);
 
 // What to show of a frame with these settings.
 ShownView shownView(const KeyChoice& choice, const KeySettings& settings);

@@ -59,6 +59,17 @@ void noteMissing(const std::string& file, const AnimatedSettings& settings) {
   }
 }
 
+// What is the clip's is none of the filter's parameters.
+void noteWhatIsLost(const std::string& file, const KeySettings& settings) {
+  for (const Parameter& parameter : kParameters) {
+    const int value = parameter.ofClip ? valueIn(settings, parameter) : parameter.defaultValue;
+    if (value == parameter.defaultValue) continue;
+    const std::string slug(parameter.slug);
+    note(file + " names " + slug + " " + valueText(parameter, value) +
+         ", which the filter does not know: it keys with " + slug + " " + valueText(parameter, parameter.defaultValue));
+  }
+}
+
 void run(const PresetOptions& options) {
   AnimatedSettings settings;
   applyPreset(readPreset(options.file), settings);
@@ -67,6 +78,7 @@ void run(const PresetOptions& options) {
   if (valueIn(settings.at(0), *findParameter("key-color")) == 0) {
     note(options.file + " names no key colour: the filter will key nothing");
   }
+  noteWhatIsLost(options.file, settings.at(0));
   if (std::puts(frei0rFilter(settings).c_str()) < 0 || std::fflush(stdout) != 0) {
     throw UserError("the standard output: cannot be written; check where it goes");
   }

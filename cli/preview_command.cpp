@@ -8,6 +8,7 @@
 #include "cli/common_options.h"
 #include "cli/console.h"
 #include "cli/interrupt.h"
+#include "cli/key_options.h"
 #include "preview/api/preview_context.h"
 #include "preview/export/private_folder.h"
 #include "preview/http/preview_server.h"
@@ -20,6 +21,7 @@ namespace {
 
 struct PreviewCommand : CommonOptions {
   PreviewOptions preview;
+  KeyChoice choice;  // of plate and screen
   int port = 0;
   bool open = true;
 };
@@ -71,6 +73,9 @@ std::unique_ptr<PrivateFolder> showPage(const std::string& address) {
 void run(const CLI::App& command, PreviewCommand& options) {
   options.preview.input = options.input;
   options.preview.threads = options.threads;
+  options.preview.named = options.choice.named;
+  options.preview.cleanPlate = options.choice.cleanPlate;
+  options.preview.plain = options.choice.plain;
   for (const char* name : {"--raw", "--rate"}) {
     if (command.count(name) == 0) continue;
     options.preview.sourceArguments.emplace_back(name);
@@ -109,6 +114,7 @@ void addPreviewCommand(CLI::App& program) {
   addRawOption(*command, options->preview.source);
   addRateOption(*command, options->preview.source);
   addMatteOptions(*command, options->preview.mattes);
+  addPlateOptions(*command, options->choice);
   addThreadsOption(*command, *options);
   addCpuOption(*command);
   command->callback([command, options] { run(*command, *options); });

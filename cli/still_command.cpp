@@ -6,7 +6,7 @@
 #include "cli/common_options.h"
 #include "cli/console.h"
 #include "cli/interrupt.h"
-#include "cli/key_options.h"
+#include "cli/settled_key.h"
 #include "jobs/frame_keyer.h"
 #include "media/files/name_clash.h"
 #include "media/files/temporary_output.h"
@@ -64,12 +64,18 @@ void run(const StillCommand& options) {
   TemporaryOutput output(options.output, options.replace);
   noteAll(output.leftParts());
   Reader reader(options.input, options.source, options.threads, stopRequested());
-  const AnimatedSettings settings = settleSettings(options.choice, reader, options.threads);
+  KeyJob job;
+  job.input = options.input;
+  job.source = options.source;
+  job.keying = options.keying;
+  job.cleanPlate = options.choice.cleanPlate;
+  job.threads = options.threads;
+  const auto [settings, plates] = settleKey(options.choice, reader, job);
   savePreset(options.choice.savedPreset, settings, options);
   std::int64_t number = 0;
   const SourceFrame frame = frameShownAt(reader, options.seconds, stopRequested(), &number);
   FrameKeyer keyer(ClipKeying(reader, options.keying));
-  keyer.begin(*frame.picture, settings.at(number), {});
+  keyer.begin(*frame.picture, settings.at(number), {}, plateOf(plates, number));
   const Image sheet = contactSheet(keyer, reader.format().quarterTurns());
   PictureWriter writer(output, options.output, AV_PIX_FMT_RGBA, sheet.width, sheet.height);
   writer.write(FramePacker(AV_PIX_FMT_RGBA, AVCOL_SPC_RGB).pack(sheet));

@@ -39,7 +39,7 @@ FoundBackdrop findBackdrop(Reader& clip, int frames, const std::atomic<bool>& st
 }
 
 Proposal proposeSettings(Reader& clip, std::optional<int> keyColor, int threads, const std::atomic<bool>& stop,
-                         int frames) {
+                         int frames, PlateKind plate) {
   // oneTBB takes memory for a thread that it meets for the first time. Where that fails below a global_control, the
   // latter's destructor waits for ever; so they meet before there is one.
   tbb::task_arena(1).execute([] {});
@@ -50,6 +50,7 @@ Proposal proposeSettings(Reader& clip, std::optional<int> keyColor, int threads,
   if (stop) throw Interrupted();
   std::string missed;
   KeySettings start = defaultSettings();
+  start.plate = static_cast<int>(plate == PlateKind::Own ? PlateKind::Own : PlateKind::Fit);
   if (keyColor) {
     setValue(start, *findParameter("key-color"), *keyColor);
     const auto [red, green, blue] = colorParts(*keyColor);

@@ -6,6 +6,7 @@
 
 #include "analysis/backdrop_color.h"
 #include "analysis/proposal.h"
+#include "jobs/clip_plates.h"
 #include "media/input/reader.h"
 
 namespace kalvetra {
@@ -22,8 +23,9 @@ struct FoundBackdrop {
 FoundBackdrop findBackdrop(Reader& clip, int frames, const std::atomic<bool>& stop);
 
 // Proposes all settings from up to `frames` pictures, for that key colour, 0xrrggbb, or for the backdrop's where none
-// is named. Works on that many threads; leaves the clip anywhere and throws like findBackdrop.
+// is named. They are tried on a plate fitted to each picture where that is sure, or with PlateKind::Own on the
+// engine's. Works on that many threads; leaves the clip anywhere and throws like findBackdrop.
 Proposal proposeSettings(Reader& clip, std::optional<int> keyColor, int threads, const std::atomic<bool>& stop,
-                         int frames = kSampledFrames);
+                         int frames = kSampledFrames, PlateKind plate = PlateKind::Fit);
 
 }  // namespace kalvetra

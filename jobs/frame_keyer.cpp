@@ -1,23 +1,28 @@
 #include "jobs/frame_keyer.h"
 
+#include <utility>
+
 #include "compositing/mattes.h"
 #include "compositing/over.h"
 #include "engine/KalvetraFinalCut.h"
 
 namespace kalvetra {
 
-void FrameKeyer::begin(const AVFrame& frame, const KeySettings& settings, const Companions& companions) {
+void FrameKeyer::begin(const AVFrame& frame, const KeySettings& settings, const Companions& companions, PlateOf plate) {
   given_.reset();
   converter_.convert(frame, converted_);
-  prepare(settings, companions);
+  prepare(settings, companions, std::move(plate));
 }
 
-void FrameKeyer::begin(std::shared_ptr<const Image> source, const KeySettings& settings, const Companions& companions) {
+void FrameKeyer::begin(std::shared_ptr<const Image> source, const KeySettings& settings, const Companions& companions,
+                       PlateOf plate) {
   given_ = std::move(source);
-  prepare(settings, companions);
+  prepare(settings, companions, std::move(plate));
 }
 
-void FrameKeyer::prepare(const KeySettings& settings, const Companions& companions) {
+void FrameKeyer::prepare(const KeySettings& settings, const Companions& companions, PlateOf plate) {
+  plateOf_ = std::move(plate);
+  plate_.reset();
   settings_ = settings;
   settings_.view = kKalvetraViewResult;
   companions_ = companions;
@@ -27,7 +32,7 @@ void FrameKeyer::prepare(const KeySettings& settings, const Companions& companio
 const Image& FrameKeyer::keyed() {
   if (isKeyed_) return keyed_;
   keyed_.resize(source().width, source().height);
-  render(settings_, source().frame(), keyed_.frame(), {scan_});
+  withOptions([&](const RenderOptions& options) { render(settings_, source().frame(), keyed_.frame(), options); });
   if (companions_.holdout) applyHoldout(*companions_.holdout, source(), keyed_);
   if (companions_.garbage) applyGarbage(*companions_.garbage, keyed_);
   isKeyed_ = true;
@@ -35,8 +40,16 @@ const Image& FrameKeyer::keyed() {
 }
 
 const Image& FrameKeyer::plate() {
-  renderPlate(settings_, source().frame(), emptyView(), {scan_});
+  withOptions([&](const RenderOptions& options) { renderPlate(settings_, source().frame(), emptyView(), options); });
   return view_;
+}
+
+template <class Renderer>
+void FrameKeyer::withOptions(Renderer renderer) {
+  if (const PlateOf plateOf = std::exchange(plateOf_, nullptr)) plate_ = plateOf(source());
+  if (plate_ == nullptr) return renderer(RenderOptions{.scan = scan_});
+  const KnownPlate known = plate_->known();
+  renderer(RenderOptions{.scan = scan_, .plate = &known});
 }
 
 Frame FrameKeyer::emptyView() {

@@ -1,12 +1,14 @@
 // One frame from the decoder's picture to every view of its key.
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "analysis/matte_views.h"
 #include "engine/render.h"
 #include "jobs/clip_keying.h"
 #include "jobs/shown_view.h"
+#include "plates/plate.h"
 
 namespace kalvetra {
 
@@ -17,6 +19,9 @@ struct Companions {
   std::shared_ptr<const Image> background;  // of the composite
 };
 
+// What the frame is keyed against, asked once it is keyed; null, or no function at all: the engine's own estimate.
+using PlateOf = std::function<std::shared_ptr<const Plate>(const Image& source)>;
+
 // Works on one frame at a time; each thread needs one of its own. Its pictures are used over and over: fresh memory of
 // that size costs more than a conversion does.
 class FrameKeyer {
@@ -25,25 +30,31 @@ class FrameKeyer {
       : converter_(keying.converter()), scan_(keying.fields() ? Scan::Fields : Scan::Whole) {}
 
   // Takes the frame, which is then converted; views are made when they are asked for.
-  void begin(const AVFrame& frame, const KeySettings& settings, const Companions& companions);
+  void begin(const AVFrame& frame, const KeySettings& settings, const Companions& companions, PlateOf plate = {});
   // Likewise with a picture that is converted already.
-  void begin(std::shared_ptr<const Image> source, const KeySettings& settings, const Companions& companions);
+  void begin(std::shared_ptr<const Image> source, const KeySettings& settings, const Companions& companions,
+             PlateOf plate = {});
   // Valid until the next call. The composite needs a background.
   const Image& view(ShownView shown);
   // Of the frame's matte, once the status was viewed.
   const MatteStatus& status() const { return status_; }
 
  private:
-  void prepare(const KeySettings& settings, const Companions& companions);
+  void prepare(const KeySettings& settings, const Companions& companions, PlateOf plate);
   const Image& source() const { return given_ ? *given_ : converted_; }
   const Image& keyed();
   const Image& plate();
+  // Calls `renderer` with the options of this frame.
+  template <class Renderer>
+  void withOptions(Renderer renderer);
   Frame emptyView();  // of the source's size
 
   FrameConverter converter_;
   Scan scan_;
   KeySettings settings_{};
   Companions companions_;
+  PlateOf plateOf_;                     // until it was asked
+  std::shared_ptr<const Plate> plate_;  // what it gave
   std::shared_ptr<const Image> given_;  // the source, where it came as a picture
   Image converted_, keyed_, view_;
   MatteStatus status_;

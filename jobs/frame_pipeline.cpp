@@ -24,7 +24,7 @@ bool shows(const std::vector<Route>& routes, ShownView view) {
 
 void key(Job& job, FrameKeyer& keyer, const Keying& keying, const std::vector<Route>& routes) {
   const KeySettings settings = keying.settings.at(job.frame.number);
-  keyer.begin(*job.frame.source.picture, settings, job.companions);
+  keyer.begin(*job.frame.source.picture, settings, job.companions, plateOf(keying.plates, job.frame.number));
   job.frame.source.picture.reset();
   const bool sample = isSample(job.frame.index, job.frame.isLast);
   for (std::size_t i = 0; i < routes.size(); ++i) {

@@ -5,6 +5,7 @@
 #include <functional>
 #include <vector>
 
+#include "jobs/clip_plates.h"
 #include "jobs/clip_reader.h"
 #include "jobs/companions.h"
 #include "jobs/frame_keyer.h"
@@ -24,8 +25,9 @@ struct Route {
 };
 
 struct Keying {
-  AnimatedSettings settings;  // by the number of the frame in the clip
-  bool hashes = false;        // of the first route's pictures
+  AnimatedSettings settings;                 // by the number of the frame in the clip
+  bool hashes = false;                       // of the first route's pictures
+  std::shared_ptr<const ClipPlates> plates;  // null: the engine's own
 };
 
 // What became of a frame; reported in the clip's order, after it was written to every route.

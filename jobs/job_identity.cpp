@@ -70,6 +70,7 @@ std::string jobIdentity(const KeyJob& job, const AnimatedSettings& settings, con
                 {"end", placeIdentity(job.range.end)},
                 {"frames", job.range.frames},
                 {"start number", job.startNumber ? json(*job.startNumber) : json(nullptr)},
+                {"clean plate", fileIdentity(job.cleanPlate)},
                 {"garbage matte", fileIdentity(job.companions.garbage)},
                 {"holdout matte", fileIdentity(job.companions.holdout)},
                 {"background", fileIdentity(job.companions.background)},

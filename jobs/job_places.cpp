@@ -23,8 +23,8 @@ std::vector<std::string> namesWritten(const KeyJob& job) {
 
 void refuseReadName(const KeyJob& job, const std::string& written) {
   if (written == "-") return;
-  for (const std::string& read :
-       {job.input, job.settingsRead, job.companions.garbage, job.companions.holdout, job.companions.background}) {
+  for (const std::string& read : {job.input, job.settingsRead, job.cleanPlate, job.companions.garbage,
+                                  job.companions.holdout, job.companions.background}) {
     const bool updatesPreset = written == job.settingsWritten && read == job.settingsRead;
     if (!read.empty() && !updatesPreset) refuseOverwritingInput(read, written);
   }

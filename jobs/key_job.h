@@ -37,6 +37,7 @@ struct KeyJob {
   std::optional<int> startNumber;  // of the first picture of a numbered output; without: as in the source
   KeyingChoice keying;
   CompanionPaths companions;
+  std::string cleanPlate;                     // a file or numbered sequence, where the settings' plate is clean
   std::string settingsRead, settingsWritten;  // files of settings, or empty: no output may have their names
   std::vector<OutputRequest> outputs;         // the first is the main one; none with a measure
   Measure measure = Measure::None;

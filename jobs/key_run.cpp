@@ -37,7 +37,7 @@ bool hashesFrames(const KeyJob& job) {
 
 class KeyRun {
  public:
-  KeyRun(PreparedJob& prepared, const AnimatedSettings& settings)
+  KeyRun(PreparedJob& prepared, const AnimatedSettings& settings, std::shared_ptr<const ClipPlates> plates)
       : job_(prepared.job_),
         listener_(prepared.listener_),
         stop_(prepared.stop_),
@@ -45,7 +45,7 @@ class KeyRun {
         source_(prepared.source_),
         keying_(prepared.keying_),
         companions_(*prepared.companions_),
-        wanted_{settings, hashesFrames(prepared.job_)} {}
+        wanted_{settings, hashesFrames(prepared.job_), std::move(plates)} {}
 
   JobResult run() {
     if (job_.resumable) openJournals();
@@ -194,6 +194,14 @@ class KeyRun {
   JobResult result_;
 };
 
-JobResult PreparedJob::run(const AnimatedSettings& settings) { return KeyRun(*this, settings).run(); }
+JobResult PreparedJob::run(const AnimatedSettings& settings, std::shared_ptr<const ClipPlates> plates) {
+  return KeyRun(*this, settings, std::move(plates)).run();
+}
+
+JobResult PreparedJob::run(const AnimatedSettings& settings) {
+  const FoundPlates found = platesFor(job_, settings, stop_);
+  for (const std::string& sentence : found.notes) listener_.note(sentence);
+  return run(settings, found.plates);
+}
 
 }  // namespace kalvetra

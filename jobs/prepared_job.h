@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "jobs/clip_keying.h"
+#include "jobs/clip_plates.h"
 #include "jobs/companions.h"
 #include "jobs/job_places.h"
 #include "jobs/key_job.h"
@@ -23,8 +24,10 @@ class PreparedJob {
   // The clip at its start, where it has to be again for run().
   Reader& source() { return source_; }
 
-  // Keys the clip; called once. Throws UserError, and Interrupted once `stop` is true; then nothing stands under a
-  // final name that is not complete.
+  // Keys the clip; called once. `plates` are those that findPlates finds for the settings, null where there are none;
+  // without that argument they are looked for first. Throws UserError, and Interrupted once `stop` is true; then
+  // nothing stands under a final name that is not complete.
+  JobResult run(const AnimatedSettings& settings, std::shared_ptr<const ClipPlates> plates);
   JobResult run(const AnimatedSettings& settings);
 
  private:

@@ -61,6 +61,7 @@ void writeReceipt(const std::string& path, const KeyJob& job, const ClipKeying& 
     receipt["background"] = {{"file", job.companions.background},
                              {"end", job.companions.backgroundEnd == OverEnd::Loop ? "loop" : "hold"}};
   }
+  if (!job.cleanPlate.empty()) receipt["clean_plate"] = job.cleanPlate;
   for (const WrittenOutput& output : result.outputs) receipt["outputs"].push_back(outputEntry(output));
   errno = 0;
   std::ofstream file(path, std::ios::binary);

@@ -14,6 +14,7 @@ struct Plate {
   float noise = 0.0f;         // standard deviation of a channel about the plate in the frame, levels
   bool keepsShadows = false;  // what is darker than the plate is kept as a shadow
 
+  // Both hold as long as this does.
   ConstFrame picture() const { return packedFrame(argb.data(), width, height); }
   KnownPlate known() const { return {picture(), keepsShadows, noise}; }
 };

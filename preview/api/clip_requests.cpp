@@ -26,6 +26,7 @@ KeyJob clipJob(const PreviewOptions& options) {
   job.input = options.input;
   job.source = options.source;
   job.companions = options.mattes;
+  job.cleanPlate = options.cleanPlate;
   job.threads = options.threads;
   return job;
 }

@@ -45,6 +45,9 @@ Json notesOf(const PreviewContext& context) {
   }
   if (!reader.describeGaps().empty()) notes.push_back(reader.describeGaps() + ".");
   for (const std::string& guess : context.mattes.guesses()) notes.push_back(guess + ".");
+  const UsualKey& key = context.beginning();
+  for (const std::string& note : key.found.notes) notes.push_back(note + ".");
+  if (!key.sentence.empty()) notes.push_back("Found: " + key.sentence + ".");
   if (const std::string mattes = mattesInUse(context.options.mattes); !mattes.empty()) notes.push_back(mattes);
   if (!context.pick().failure.empty()) notes.push_back(context.pick().failure + ".");
   return notes;
@@ -102,7 +105,7 @@ Json describeClip(PreviewContext& context) {
   for (const std::filesystem::path& folder : context.options.folders) json["folders"].push_back(folder.string());
   if (!background.empty()) json["background"] = background.filename().string();
   if (context.pick().found) json["pick"] = asJson(context.pick().found->color);
-  json["settings"] = settingsAsJson(context.initialSettings());
+  json["settings"] = settingsAsJson(context.beginning().settings);
   json["views"] = viewsAsJson();
   json["deliveries"] = deliveriesFor(frames);
   return json;

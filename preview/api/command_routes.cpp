@@ -27,8 +27,12 @@ Json commandFor(const Json& body, PreviewContext& context) {
   const std::string stem = plainStem(context.options.input);
   const std::string output = withEnding(text(body, "output", usualName(stem, request)), request);
   checkPlainName(output);
-  const CommandFiles files{context.options.input, context.options.sourceArguments, inFolder(context.folders, output),
-                           inFolder(context.folders, stem + ".json"), context.options.mattes};
+  const CommandFiles files{context.options.input,
+                           context.options.sourceArguments,
+                           inFolder(context.folders, output),
+                           inFolder(context.folders, stem + ".json"),
+                           context.options.mattes,
+                           context.options.cleanPlate};
   const EquivalentCommand result = equivalentCommand(request, files);
   Json json{{"command", result.command}, {"output", output}, {"preset", nullptr}};
   if (!result.presetText.empty()) json["preset"] = {{"name", stem + ".json"}, {"text", result.presetText}};

@@ -71,7 +71,8 @@ std::uintmax_t freeBytes(const Folders& folders) {
 
 void addSizeRoutes(Routes& routes, PreviewContext& context) {
   const auto estimator = std::make_shared<SizeEstimator>(
-      clipJob(context.options), EstimateSources{context.clip, context.mattes, context.backgrounds, context.precedence},
+      clipJob(context.options),
+      EstimateSources{context.clip, context.mattes, context.plates, context.backgrounds, context.precedence},
       context.stop);
   routes.post("api/export/size", [estimator, &context](const Request& request) {
     const double bytes = estimator->estimate(keyRequestIn(parseBody(request.body), context));

@@ -43,12 +43,14 @@ Answer picture(const Request& request, PreviewContext& context) {
   KeyedFrame keyed;
   keyed.number = wholeNumber(body, "frame", 0, kLastKeyframe);
   keyed.scale = scaleIn(body);
-  keyed.settings = settingsIn(body).at(keyed.number);
+  const AnimatedSettings settings = settingsIn(body);
+  keyed.settings = settings.at(keyed.number);
   const std::string over = view == ShownView::Composite ? overIn(body, context) : std::string();
   constexpr std::int64_t kMostRequests = std::int64_t{1} << 53;
   const Precedence::Urgent urgent(context.precedence);
   const Turns::Turn turn(context.turns, viewerIn(body), wholeNumber(body, "sequence", 0, kMostRequests, 0));
   const Abandon abandoned = [&] { return turn.isOvertaken(); };
+  if (view != ShownView::Source) keyed.plates = context.plates.of(settings, abandoned);
   const auto background = over.empty() ? nullptr : context.backgrounds.at(keyed.number, over, abandoned);
   const RenderedView rendered = context.renderer.view(keyed, view, background, abandoned);
   Answer answer = pictureAnswer(rendered, keyed.scale);

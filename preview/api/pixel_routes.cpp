@@ -32,13 +32,16 @@ bool isInForce(const std::shared_ptr<const Image>& matte, const Area& at) {
 }
 
 // What makes the pixel's alpha: a matte, of which the garbage matte comes last, or the key.
-const char* treatmentOf(PreviewContext& context, std::int64_t number, const KeySettings& settings, const Area& at) {
-  const Companions mattes = context.mattes.at(number);
+const char* treatmentOf(PreviewContext& context, const KeyedFrame& keyed, const Area& at) {
+  const Companions mattes = context.mattes.at(keyed.number);
   if (isInForce(mattes.garbage, at)) return "garbage";
   if (isInForce(mattes.holdout, at)) return "holdout";
-  const auto source = context.clip.picture(number);
+  const auto source = context.clip.picture(keyed.number);
+  const auto plate = keyed.plates ? keyed.plates->at(keyed.number, *source) : nullptr;
+  const KnownPlate known = plate ? plate->known() : KnownPlate();
   const Scan scan = context.clip.keying().fields() ? Scan::Fields : Scan::Whole;
-  return treatmentName(treatmentAt(settings, source->frame(), {scan}, at.left, at.top));
+  return treatmentName(
+      treatmentAt(keyed.settings, source->frame(), {.scan = scan, .plate = plate ? &known : nullptr}, at.left, at.top));
 }
 
 // Of a pixel in host order, after its alpha.
@@ -94,15 +97,16 @@ Answer pixel(const Request& request, PreviewContext& context) {
   const Area at = storedArea(pixelIn(body, uprightFormat(format)), format);
   const Json wanted = body.value("sample", Json());
   const Area area = wanted.is_null() ? at : areaIn(wanted, format);
-  const KeySettings settings = settingsIn(body).at(number);
+  const AnimatedSettings settings = settingsIn(body);
   const Precedence::Urgent urgent(context.precedence);
   const Turns::Turn turn(context.turns, {}, 0);
-  const Renderer::Pixel found = context.renderer.pixel(number, settings, at.left, at.top);
+  const KeyedFrame keyed{number, 1, settings.at(number), context.plates.of(settings)};
+  const Renderer::Pixel found = context.renderer.pixel(keyed, at.left, at.top);
   return jsonAnswer({{"source", colorWithAlpha(found.source)},
                      {"plate", colorOf(found.plate)},
                      {"alpha", found.result[0]},
                      {"result", colorWithAlpha(found.result)},
-                     {"treatment", treatmentOf(context, number, settings, at)},
+                     {"treatment", treatmentOf(context, keyed, at)},
                      {"sample", wanted.is_null() ? Json() : meanOf(*context.clip.picture(number), area)}});
 }
 

@@ -2,6 +2,7 @@
 
 #include "jobs/frame_sampler.h"
 #include "parameters/parameter_value.h"
+#include "preview/api/clip_requests.h"
 
 namespace kalvetra {
 
@@ -34,22 +35,31 @@ PreviewContext::PreviewContext(PreviewOptions given, std::atomic<bool>& stopWord
       clip(options.input, options.source, options.threads, stop),
       thumbnails(clip, kKeptForThumbnails),
       mattes(options.mattes, clip.format(), options.threads, stop),
+      plates(clipJob(options), clip, stop),
       renderer(clip, mattes),
       backgrounds(clip, options.threads, stop) {
   if (!options.preset.empty()) preset_ = readPreset(options.preset);
   checkBackground(options, clip.format(), stop);
   pick_ = std::async(std::launch::async, [this] { return lookForBackdrop(options, stop); }).share();
+  beginning_ = std::async(std::launch::async, [this] { return begin(); }).share();
 }
 
-AnimatedSettings PreviewContext::initialSettings() const {
+UsualKey PreviewContext::begin() {
   AnimatedSettings settings;
+  std::map<int, Curve> named = options.named;
+  if (preset_) named.insert(preset_->curves.begin(), preset_->curves.end());
+  for (const auto& [id, curve] : named) settings.set(*findParameter(id), curve);
   const Parameter& color = *findParameter("key-color");
-  if (preset_) applyPreset(*preset_, settings);
-  if ((!preset_ || !preset_->curves.contains(color.id)) && pick().found) {
+  if (!named.contains(color.id)) {
+    if (!pick().found) return {settings, {}, {}};
     const BackdropColor& found = pick().found->color;
     settings.set(color, colorOf({found.red, found.green, found.blue}));
   }
-  return settings;
+  try {
+    return plates.usual(settings, options.plain || preset_ ? UsualChoice() : choiceBeside(named));
+  } catch (const std::exception& error) {  // pictures will say it again
+    return {settings, {}, error.what()};
+  }
 }
 
 std::string PreviewContext::backgroundFile(const std::string& name) const { return folders.picture(name).string(); }

@@ -15,6 +15,7 @@
 #include "preview/clip/backgrounds.h"
 #include "preview/clip/clip_frames.h"
 #include "preview/clip/clip_mattes.h"
+#include "preview/clip/plate_cache.h"
 #include "preview/clip/precedence.h"
 #include "preview/clip/renderer.h"
 #include "preview/clip/turns.h"
@@ -32,6 +33,9 @@ struct PreviewOptions {
   std::string background{};                      // a file, or empty
   CompanionPaths mattes{};                       // without a background
   std::string preset{};                          // a file, or empty
+  std::string cleanPlate{};                      // a file, or empty
+  std::map<int, Curve> named{};                  // settings to begin with, over the preset's; by the parameter's id
+  bool plain = false;                            // all else begins at the table's defaults
   int threads = 1;
 };
 
@@ -43,8 +47,8 @@ struct Pick {
 
 class PreviewContext {
  public:
-  // Opens the clip, and begins to look for its backdrop. Throws UserError for a clip, a matte, a preset or a background
-  // that cannot be read or does not fit, and for a folder that is none.
+  // Opens the clip, and begins to look for its backdrop and plates. Throws UserError for a clip, a matte, a preset or a
+  // background that cannot be read or does not fit, and for a folder that is none.
   PreviewContext(PreviewOptions given, std::atomic<bool>& stopWord);
 
   const PreviewOptions options;
@@ -55,6 +59,7 @@ class PreviewContext {
   ClipFrames clip;
   ClipFrames thumbnails;  // the same clip, so that its thumbnails do not disturb what is looked at
   ClipMattes mattes;
+  PlateCache plates;
   Renderer renderer;
   Backgrounds backgrounds;
 
@@ -62,14 +67,17 @@ class PreviewContext {
   std::int64_t frames() { return clip.count(); }
   // Waits for it.
   const Pick& pick() const { return pick_.get(); }
-  // The preset's settings over the defaults; where it names no key colour, the backdrop's. Waits for the pick.
-  AnimatedSettings initialSettings() const;
+  // What `kalvetra key` with the same options would do, as far as it is known: without a key colour nothing is found.
+  // Waits for it.
+  const UsualKey& beginning() const { return beginning_.get(); }
   // The file of that plain name among the background and the files in the folders. Throws UserError.
   std::string backgroundFile(const std::string& name) const;
 
  private:
   std::optional<Preset> preset_;
+  UsualKey begin();
   std::shared_future<Pick> pick_;
+  std::shared_future<UsualKey> beginning_;
 };
 
 // One a topic, in a file of the same name. The context must outlive the routes.

@@ -36,6 +36,9 @@ void addStripRoutes(Routes& routes, PreviewContext& context) {
       clipJob(context.options), context.precedence, [&context] { return context.clip.index(); },
       [mattes](std::int64_t number, const std::atomic<bool>& stop) {
         return mattes->at(number, [&stop] { return stop.load(); });
+      },
+      [&context](const AnimatedSettings& settings, const std::atomic<bool>& stop) {
+        return context.plates.of(settings, [&stop] { return stop.load(); });
       });
   routes.post("api/strip", [strip, &context](const Request& request) {
     const Json body = parseBody(request.body);

@@ -35,13 +35,15 @@ void addBins(const ChromaBins& all, Json& json) {
 Answer wheel(const Request& request, PreviewContext& context) {
   const Json body = parseBody(request.body);
   const std::int64_t number = wholeNumber(body, "frame", 0, kLastKeyframe);
-  const KeySettings settings = settingsIn(body).at(number);
+  const AnimatedSettings animated = settingsIn(body);
+  const KeySettings settings = animated.at(number);
   const Precedence::Urgent urgent(context.precedence);
   const auto source = context.clip.picture(number);
   const KeyLines lines = keyLines(settings);
   Json json{{"reach", ChromaBins::kReach}, {"bins", ChromaBins::kSide}, {"key", pair(lines.key)},
             {"grey", pair(lines.grey)},    {"plate", Json::array()},    {"lines", linesAsJson(lines)}};
-  for (const Chroma c : sparseChroma(context.renderer.plate(number, settings))) json["plate"].push_back(pair(c));
+  for (const Chroma c : sparseChroma(context.renderer.plate({number, 1, settings, context.plates.of(animated)})))
+    json["plate"].push_back(pair(c));
   addBins(binChroma(*source), json);
   return jsonAnswer(json);
 }

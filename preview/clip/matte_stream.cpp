@@ -1,6 +1,5 @@
 #include "preview/clip/matte_stream.h"
 
-#include "jobs/frame_keyer.h"
 #include "jobs/ordered_pipeline.h"
 #include "media/input/frame_access.h"
 #include "preview/clip/thread_priority.h"
@@ -43,7 +42,7 @@ bool streamMattes(const KeyJob& job, const AnimatedSettings& settings, std::shar
   stages.startWorker = [&] {
     lowerPriority();
     return [&, keyer = std::make_shared<FrameKeyer>(keying)](StripFrame& frame) {
-      keyer->begin(*frame.picture, settings.at(frame.number), frame.mattes);
+      keyer->begin(*frame.picture, settings.at(frame.number), frame.mattes, plateOf(stream.plates, frame.number));
       takeAlpha(keyer->view(ShownView::Result), frame.matte);
       frame.picture.reset();
       frame.mattes = {};

@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "analysis/matte_quality.h"
-#include "jobs/frame_keyer.h"
+#include "jobs/clip_plates.h"
 #include "jobs/key_job.h"
 #include "media/input/picture_index.h"
 #include "parameters/animated_settings.h"
@@ -15,6 +15,8 @@
 namespace kalvetra {
 
 struct MatteStream {
+  // What the frames are keyed against; null: the engine's own.
+  std::shared_ptr<const ClipPlates> plates;
   // The mattes that go along with the frame of that number; asked in the order of the clip.
   std::function<Companions(std::int64_t number)> companions;
   std::function<void(const Reader& source)> begin;

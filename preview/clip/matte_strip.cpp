@@ -14,10 +14,13 @@ constexpr std::size_t kUnsettled = 2;  // the newest frames, whose flicker is no
 
 }  // namespace
 
-MatteStrip::MatteStrip(const KeyJob& clip, Precedence& precedence, Index index, Mattes mattes)
-    : clip_(clip), precedence_(precedence), index_(std::move(index)), mattes_(std::move(mattes)), thread_([this] {
-        work();
-      }) {}
+MatteStrip::MatteStrip(const KeyJob& clip, Precedence& precedence, Index index, Mattes mattes, Plates plates)
+    : clip_(clip),
+      precedence_(precedence),
+      index_(std::move(index)),
+      mattes_(std::move(mattes)),
+      plates_(std::move(plates)),
+      thread_([this] { work(); }) {}
 
 MatteStrip::~MatteStrip() {
   {
@@ -107,6 +110,7 @@ bool MatteStrip::measure(const Wanted& wanted, std::shared_ptr<const PictureInde
     for (std::size_t i = state.frames.size(); i < settled; ++i) state.frames.push_back(all[i]);
   };
   MatteStream stream;
+  stream.plates = plates_(wanted.settings, *wanted.stop);
   stream.companions = [&](std::int64_t number) { return mattes_(number, *wanted.stop); };
   stream.begin = [&](const Reader& source) {
     const PictureFormat& format = source.format();

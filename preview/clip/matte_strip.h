@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "analysis/matte_quality.h"
+#include "jobs/clip_plates.h"
 #include "jobs/key_job.h"
 #include "media/input/picture_index.h"
 #include "parameters/animated_settings.h"
@@ -40,12 +41,15 @@ class MatteStrip {
  public:
   // `clip` names the input and how it is read; its range, companions and outputs do not count. `index` returns what is
   // known of the clip's pictures by then, or null; `mattes` what goes along with the frame of a number, asked mostly in
-  // the order of the clip. They and `precedence` must outlive this.
+  // the order of the clip; `plates` what goes with the settings. They and `precedence` must outlive this.
   using Index = std::function<std::shared_ptr<const PictureIndex>()>;
   using Mattes = std::function<Companions(std::int64_t number, const std::atomic<bool>& stop)>;
+  using Plates =
+      std::function<std::shared_ptr<const ClipPlates>(const AnimatedSettings& settings, const std::atomic<bool>& stop)>;
   MatteStrip(
       const KeyJob& clip, Precedence& precedence, Index index = [] { return nullptr; },
-      Mattes mattes = [](std::int64_t, const std::atomic<bool>&) { return Companions(); });
+      Mattes mattes = [](std::int64_t, const std::atomic<bool>&) { return Companions(); },
+      Plates plates = [](const AnimatedSettings&, const std::atomic<bool>&) { return nullptr; });
   // Stops and waits.
   ~MatteStrip();
   MatteStrip(const MatteStrip&) = delete;
@@ -75,6 +79,7 @@ class MatteStrip {
   Precedence& precedence_;
   const Index index_;
   const Mattes mattes_;
+  const Plates plates_;
   mutable std::mutex mutex_;  // of all below
   std::condition_variable changed_;
   std::optional<Wanted> next_;

@@ -43,13 +43,14 @@ class Renderer::Seat {
 // With the same pictures and settings as before, what was keyed is still there.
 Renderer::DeskPtr Renderer::takeDesk(const KeyedFrame& keyed, const Abandon& abandoned) {
   const bool whole = keyed.scale == 1, fields = whole && clip_.keying().fields();
-  const auto source = reduced(clip_.picture(keyed.number, abandoned), keyed.scale);
+  const auto full = clip_.picture(keyed.number, abandoned);
+  const auto source = reduced(full, keyed.scale);
   const Companions mattes = reduced(mattes_.at(keyed.number, abandoned), keyed.scale);
   KeySettings settings = whole ? keyed.settings : reducedSettings(keyed.settings, keyed.scale);
   settings.view = kKalvetraViewResult;
   const auto isSame = [&](const DeskPtr& d) {
     return d->fields == fields && d->source == source && d->mattes.garbage == mattes.garbage &&
-           d->mattes.holdout == mattes.holdout && d->settings == settings;
+           d->mattes.holdout == mattes.holdout && d->settings == settings && d->plates == keyed.plates;
   };
   DeskPtr desk;
   {
@@ -71,7 +72,10 @@ Renderer::DeskPtr Renderer::takeDesk(const KeyedFrame& keyed, const Abandon& aba
   desk->source = source;
   desk->mattes = mattes;
   desk->settings = settings;
-  desk->keyer.begin(source, settings, mattes);
+  desk->plates = keyed.plates;
+  // A smaller picture is keyed against the full one's plate.
+  const PlateOf plate = plateOf(keyed.plates, keyed.number);
+  desk->keyer.begin(source, settings, mattes, plate ? [plate, full](const Image&) { return plate(*full); } : plate);
   return desk;
 }
 
@@ -124,13 +128,13 @@ RenderedView Renderer::view(const KeyedFrame& keyed, ShownView shown, const std:
   return rendered;
 }
 
-Image Renderer::plate(std::int64_t number, const KeySettings& settings) {
-  const Seat seat(*this, takeDesk({number, 1, settings}, {}));
+Image Renderer::plate(const KeyedFrame& keyed) {
+  const Seat seat(*this, takeDesk(keyed, {}));
   return (*seat).keyer.view(ShownView::Plate);
 }
 
-Renderer::Pixel Renderer::pixel(std::int64_t number, const KeySettings& settings, int x, int y) {
-  const Seat seat(*this, takeDesk({number, 1, settings}, {}));
+Renderer::Pixel Renderer::pixel(const KeyedFrame& keyed, int x, int y) {
+  const Seat seat(*this, takeDesk(keyed, {}));
   FrameKeyer& keyer = (*seat).keyer;
   Pixel pixel{};
   const auto take = [&](ShownView view, unsigned char* out) {

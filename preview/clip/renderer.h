@@ -5,7 +5,7 @@
 #include <mutex>
 #include <vector>
 
-#include "jobs/frame_keyer.h"
+#include "jobs/clip_plates.h"
 #include "preview/clip/byte_pool.h"
 #include "preview/clip/clip_frames.h"
 #include "preview/clip/clip_mattes.h"
@@ -17,6 +17,7 @@ struct KeyedFrame {
   std::int64_t number = 0;
   int scale = 1;  // 1, 2 or 4: the frame is averaged down to 1:scale before it is keyed
   KeySettings settings{};
+  std::shared_ptr<const ClipPlates> plates{};  // that go with the settings; null: the engine's own
 };
 
 // Turned upright, as the clip's display matrix asks.
@@ -36,14 +37,14 @@ class Renderer {
   RenderedView view(const KeyedFrame& keyed, ShownView shown, const std::shared_ptr<const Image>& background,
                     const Abandon& abandoned);
 
-  // The estimated backdrop, in host order.
-  Image plate(std::int64_t number, const KeySettings& settings);
+  // The backdrop that it is keyed against, in host order.
+  Image plate(const KeyedFrame& keyed);
 
   // One pixel of all of them, in host order (alpha, red, green, blue). x and y are those of the stored picture.
   struct Pixel {
     unsigned char source[4], plate[4], result[4];
   };
-  Pixel pixel(std::int64_t number, const KeySettings& settings, int x, int y);
+  Pixel pixel(const KeyedFrame& keyed, int x, int y);
 
   // A picture that lies as the clip's stored ones do, as it is sent: upright.
   RenderedView packed(const Image& stored);
@@ -56,6 +57,7 @@ class Renderer {
     std::shared_ptr<const Image> source{};
     Companions mattes{};
     KeySettings settings{};
+    std::shared_ptr<const ClipPlates> plates{};
     Image view{};
   };
   static constexpr std::size_t kMostReduced = 8;  // pictures

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <filesystem>
 
+#include "jobs/clip_plates.h"
 #include "parameters/parameter_value.h"
 #include "parameters/preset.h"
 #include "preview/export/plain_name.h"
@@ -37,14 +38,30 @@ std::string outputWord(const std::string& path) {
 }
 
 bool isIdle(const Parameter& p, const KeySettings& settings) {
+  if (p.value == &KeySettings::plate) return settings.smoothBG == 0;
   return p.toggle != 0 && valueIn(settings, *findParameter(p.toggle)) == 0;
 }
 
+bool wantsCleanPlate(const KeySettings& settings) {
+  return settings.smoothBG != 0 && settings.plate == static_cast<int>(PlateKind::Clean);
+}
+
+Words plateWords(const std::string& cleanPlate) {
+  if (cleanPlate.empty()) {
+    throw UserError("the settings key against a clean plate, which is not named; start the preview with --plate FILE");
+  }
+  return {"--plate", absoluteWord(cleanPlate)};
+}
+
 // Of settings that stay the same.
-Words settingWords(const KeySettings& settings) {
-  Words words;
+Words settingWords(const KeySettings& settings, const std::string& cleanPlate) {
+  Words words{"--plain"};
   for (const Parameter& p : kParameters) {
     if (p.kind == ParameterKind::Group || isView(p) || isIdle(p, settings)) continue;
+    if (p.value == &KeySettings::plate && wantsCleanPlate(settings)) {
+      append(words, plateWords(cleanPlate));
+      continue;
+    }
     const int value = valueIn(settings, p);
     if (p.kind != ParameterKind::Color && value == p.defaultValue) continue;
     append(words, {"--" + std::string(p.slug), valueText(p, value)});
@@ -109,8 +126,9 @@ EquivalentCommand equivalentCommand(const KeyRequest& request, const CommandFile
     result.presetFile = files.preset;
     result.presetText = presetText(request.settings);
     append(words, {"--preset", pathWord(files.preset)});
+    if (wantsCleanPlate(request.settings.at(0))) append(words, plateWords(files.cleanPlate));
   } else {
-    append(words, settingWords(request.settings.at(0)));
+    append(words, settingWords(request.settings.at(0), files.cleanPlate));
   }
   append(words, viewWords(job, animated));
   append(words, backgroundWords(request, job));

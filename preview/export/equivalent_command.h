@@ -19,11 +19,13 @@ struct CommandFiles {
   std::string input;
   std::vector<std::string> sourceArguments{};  // options that say how the input is read
   std::string output;
-  std::string preset;       // the name of a preset that may be needed
-  CompanionPaths mattes{};  // without a background
+  std::string preset;        // the name of a preset that may be needed
+  CompanionPaths mattes{};   // without a background
+  std::string cleanPlate{};  // a file, or empty
 };
 
-// Only what differs from the defaults and counts is said; the key colour always, since the command would look for one.
+// Only what differs from the table's defaults and counts is said; the key colour always, and --plain, since the command
+// would look for what is not named.
 // Animated settings come from the preset, all of them. The paths of what is read become absolute; output and preset
 // stay as they are given. Throws UserError for what does not fit together, and for what no command can say.
 EquivalentCommand equivalentCommand(const KeyRequest& request, const CommandFiles& files);

@@ -7,6 +7,7 @@
 #include "preview/clip/backgrounds.h"
 #include "preview/clip/clip_frames.h"
 #include "preview/clip/clip_mattes.h"
+#include "preview/clip/plate_cache.h"
 #include "preview/clip/precedence.h"
 #include "preview/export/key_request.h"
 
@@ -16,6 +17,7 @@ namespace kalvetra {
 struct EstimateSources {
   ClipFrames& clip;
   ClipMattes& mattes;
+  PlateCache& plates;
   Backgrounds& backgrounds;
   Precedence& precedence;
 };

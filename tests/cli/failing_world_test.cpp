@@ -42,7 +42,7 @@ class FailingWorld : public testing::Test {
     EXPECT_EQ(text.size() - 1, text.find('\n')) << text;
   }
 
-  static inline const std::string kOptions = " --threads 2 --key-color 60,190,80 --progress none";
+  static inline const std::string kOptions = " --threads 2 --plain --key-color 60,190,80 --progress none";
   static inline std::unique_ptr<ScratchFolder> folder_;
   static inline std::string hash_;
   static inline double seconds_ = 0;

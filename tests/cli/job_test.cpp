@@ -381,7 +381,7 @@ TEST(Dither, KeepsEveryLevelOfAGradient) {
 
 TEST(Pipe, RawPicturesGoInAndOut) {
   const std::string raw = "--raw 160x90@30:bgra";
-  const std::string straight = need(key(clip() + " -f hash" + kColor + "2>/dev/null"));
+  const std::string straight = need(key(clip() + " -f hash --plain" + kColor + "2>/dev/null"));
   const std::string piped =
       need(kFfmpeg + "-i " + clip() + " -f null - ; " + key(clip() + " - -f raw --view source 2>/dev/null") + " | " +
            key("- -f hash " + raw + kColor + "2>/dev/null"));

@@ -93,7 +93,7 @@ TEST(KeyCommand, GivesWhatTheEngineGives) {
   const std::string picture = out.path("in.png");
   need(kFfmpeg + "-i " + inputs().clip + " -frames:v 1 -pix_fmt rgb24 " + picture);
   need(key(picture + " " + out.path("o.png") +
-           " --key-color 45,165,75 --shadow 60 --edge-blur on --blur-radius 3 --skin-hue -20"));
+           " --plain --key-color 45,165,75 --shadow 60 --edge-blur on --blur-radius 3 --skin-hue -20"));
   const Image in = readAll(picture).at(0);
   kalvetra::KeySettings settings = kalvetra::defaultSettings();
   settings.keyColor = {45 / 255.0, 165 / 255.0, 75 / 255.0};

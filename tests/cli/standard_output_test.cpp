@@ -43,7 +43,7 @@ TEST(StandardOutput, AReaderThatGoesAwayGetsOneSentence) {
   const Clip clip;
   const ScratchFolder out;
   for (const std::string target : {" -", " - -f hash"}) {
-    const std::string arguments = clip.path + target + " --key-color '#2da54b'";
+    const std::string arguments = clip.path + target + " --plain --key-color '#2da54b'";
     // It waits until the reader has gone for certain.
     need("bash -c \"(sleep 1; " + key(arguments) + " 2> " + out.path("said") + ") | true; echo \\${PIPESTATUS[0]} > " +
          out.path("status") + "\"");

@@ -5,11 +5,15 @@
 #include "parameters/preset.h"
 #include "parameters/unit_value.h"
 #include "tests/preview/served_clip.h"
+#include "tests/support/command.h"
 
 namespace kalvetra {
 namespace {
 
 using test::Json;
+
+const auto kSettings = static_cast<std::size_t>(
+    std::count_if(kParameters.begin(), kParameters.end(), [](const Parameter& p) { return !p.slug.empty(); }));
 
 // One clip for all: nothing here changes it.
 class PreviewApi : public ::testing::Test {
@@ -45,10 +49,10 @@ TEST_F(PreviewApi, DescribesTheClip) {
   EXPECT_EQ(30, clip["frames"]);
   EXPECT_EQ(25, clip["rate"]["num"]);
   EXPECT_FALSE(clip["interlaced"].get<bool>());
-  EXPECT_EQ(1, clip["notes"].size()) << "the colours are guessed: " << clip["notes"];
+  EXPECT_EQ(2, clip["notes"].size()) << "the colours are guessed, the plate is found: " << clip["notes"];
   EXPECT_TRUE(clip["background"].is_null());
   EXPECT_EQ(clip["pick"]["color"], clip["settings"]["key-color"]);
-  EXPECT_EQ(parametersByPlace().size(), clip["settings"].size());
+  EXPECT_EQ(kSettings, clip["settings"].size());
   std::set<std::string> purposes;
   for (const Json& delivery : clip["deliveries"]) purposes.insert(delivery["slug"]);
   EXPECT_EQ((std::set<std::string>{"editing", "web", "compositing", "archive", "still"}), purposes);
@@ -58,11 +62,13 @@ TEST_F(PreviewApi, NamesParametersAsEditorsDo) {
   const Json parameters = preview().json("api/parameters")["parameters"];
   std::ifstream file(KALVETRA_SOURCE "/hosts/fxplug/Resources/en.lproj/Localizable.strings");
   const std::string strings((std::istreambuf_iterator<char>(file)), {});
-  ASSERT_EQ(parametersByPlace().size(), parameters.size());
+  ASSERT_EQ(kSettings, parameters.size());
   for (const Json& parameter : parameters) {
-    const std::string key = findParameter(parameter["id"].get<int>())->nameKey;
-    const std::string row = "\"" + key + "\" = " + parameter["label"].dump() + ";";
-    EXPECT_NE(std::string::npos, strings.find(row)) << row;
+    const Parameter& row = *findParameter(parameter["id"].get<int>());
+    if (row.ofClip) continue;  // no editor shows it
+    const std::string key = row.nameKey;
+    const std::string line = "\"" + key + "\" = " + parameter["label"].dump() + ";";
+    EXPECT_NE(std::string::npos, strings.find(line)) << line;
   }
   const auto slider = std::find_if(parameters.begin(), parameters.end(),
                                    [](const Json& p) { return p["slug"] == "contract-threshold"; });
@@ -89,7 +95,7 @@ TEST_F(PreviewApi, ProposesSettings) {
   EXPECT_GT(pick["confidence"].get<double>(), 0.5);
   EXPECT_FALSE(pick["reason"].get<std::string>().empty());
   const Json proposal = preview().json("api/propose", Json::object());
-  EXPECT_EQ(parametersByPlace().size(), proposal["settings"].size());
+  EXPECT_EQ(kSettings, proposal["settings"].size());
   EXPECT_EQ(parametersByPlace().size() - 1, proposal["reasons"].size()) << "all but the view";
   const Json picture{{"frame", 0}, {"view", "result"}, {"settings", proposal["settings"]}};
   EXPECT_EQ(200, preview().post("api/picture", picture).status);
@@ -269,6 +275,16 @@ TEST_F(PreviewApi, SurvivesGarbageOnEveryPath) {
     EXPECT_TRUE(answer.status == 200 || answer.status == 400 || answer.status == 404) << answer.status << "\n" << body;
   }
   EXPECT_EQ(200, preview().get("api/clip").status);
+}
+
+TEST(PreviewStart, BeginsWithWhatTheCommandDoesByItself) {
+  const test::ScratchFolder folder;
+  const std::string clip = test::makeGreenClip(folder, "clip.mp4", 40), preset = folder.path("p.json");
+  test::need(test::key(clip + " -f null --save-preset " + preset));
+  const Json saved = Json::parse(test::need("cat " + preset))["settings"];
+  const test::ServedClip preview({.input = clip});
+  EXPECT_EQ("fit", saved["plate"]);
+  EXPECT_EQ(saved, preview.json("api/clip")["settings"]);
 }
 
 TEST(PreviewStart, TakesThePresetsSettings) {

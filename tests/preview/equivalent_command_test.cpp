@@ -25,9 +25,11 @@ TEST(EquivalentCommand, SaysOnlyWhatDiffersAndCounts) {
   const auto command = [&](const Json& request) {
     return preview.post("api/command", request)["command"].get<std::string>();
   };
-  const std::string begin = "kalvetra key " + clip + " ", color = "--key-color '#2da54b'";
+  const std::string begin = "kalvetra key " + clip + " ", color = "--plain --key-color '#2da54b'";
   const Json plain{{"key-color", kKeyColor}};
   EXPECT_EQ(begin + "shot-keyed.mov " + color, command({{"settings", plain}}));
+  EXPECT_EQ(begin + "shot-keyed.mov " + color + " --screen blue --plate fit",
+            command({{"settings", {{"key-color", kKeyColor}, {"screen", "blue"}, {"plate", "fit"}}}}));
   const Json many{{"skin-hue", -5},    {"shadow", 100},    {"key-color", kKeyColor}, {"smooth-bg", false},
                   {"edge-blur", true}, {"blur-radius", 9}, {"contract-mask", 5}};  // the last counts for nothing
   EXPECT_EQ(begin + "shot-keyed.mov " + color + " --smooth-bg off --edge-blur on --blur-radius 9 --skin-hue -5",
@@ -66,7 +68,7 @@ TEST(EquivalentCommand, RefusesWhatNoCommandCanSay) {
 TEST(EquivalentCommand, SurvivesAnyNameThatAFileCanHave) {
   const ScratchFolder folder;
   const std::string original = drawClip(folder.path("original.mkv"), "5");
-  need(key(original + " " + folder.path("expected.mkv") + " --key-color '#2da54b' --clip-white 80 --start 1f"));
+  need(key(original + " " + folder.path("expected.mkv") + " --plain --key-color '#2da54b' --clip-white 80 --start 1f"));
   const std::vector<Image> expected = readAll(folder.path("expected.mkv"));
   const Json request{{"settings", {{"key-color", kKeyColor}, {"clip-white", 80}}}, {"start", 1}};
   bool named = true;

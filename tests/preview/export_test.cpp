@@ -66,8 +66,8 @@ TEST(Export, WritesTheBytesThatTheCommandWrites) {
   const std::string clip = drawClip(other.path("clip.mkv"), "14");
   need(kFfmpeg + "-f lavfi -i testsrc2=s=80x45 -frames:v 1 " + folder.path("sky.png"));
   const RoutedPreview preview(optionsFor(clip, {folder.path("")}));
-  const Json settings{{"key-color", kKeyColor}, {"clip-black", 7}, {"edge-blur", true}};
-  const std::string options = " --key-color '#2da54b' --clip-black 7 --edge-blur on ";
+  const Json settings{{"key-color", kKeyColor}, {"plate", "fit"}, {"clip-black", 7}, {"edge-blur", true}};
+  const std::string options = " --plate fit --key-color '#2da54b' --clip-black 7 --edge-blur on ";
   struct Case {
     Json request;
     std::string arguments;  // behind the settings
@@ -108,7 +108,7 @@ TEST(Export, TakesTheMattesAsItsCommandDoes) {
   options.mattes = {drawMatte(other.path("g.mkv"), 6), drawMatte(other.path("h.png"), 1), {}};
   const RoutedPreview preview(options);
   const std::string arguments = "--garbage " + options.mattes.garbage + " --holdout " + options.mattes.holdout +
-                                " --key-color '#2da54b' --start 2f";
+                                " --plain --key-color '#2da54b' --start 2f";
   const Json request{{"settings", {{"key-color", kKeyColor}}}, {"name", "a.mov"}, {"start", 2}};
   expectHas(preview.post("api/command", request)["command"], arguments);
   expectHas(preview.get("api/clip")["notes"].back(), "In use: the garbage matte g.mkv, the holdout matte h.png.");

@@ -14,8 +14,11 @@ namespace {
 using test::Json;
 
 constexpr const char* kViews[] = {"source", "matte", "result", "plate", "status", "comp"};
-const Json kSettings{
-    {"key-color", "#2da54b"}, {"clip-black", 3}, {"edge-blur", true}, {"screen-gain", {{0, 33}, {20, 60}}}};
+const Json kSettings{{"key-color", "#2da54b"},
+                     {"plate", "fit"},
+                     {"clip-black", 3},
+                     {"edge-blur", true},
+                     {"screen-gain", {{0, 33}, {20, 60}}}};
 
 // Every frame of a view as the command writes it: raw pictures, BGRA one behind the other.
 std::string rawPictures(const test::ScratchFolder& folder, const std::string& clip, const std::string& view,
@@ -249,7 +252,8 @@ TEST(PreviewPicture, ShowsTheResultOverFiles) {
   test::need("cp " + sky + " " + folder.path("other.mkv"));
   std::filesystem::create_directory(folder.path("named"));
   test::need("mv " + folder.path("other.mkv") + " " + folder.path("named"));
-  test::need(test::key(clip + " -f null --key-color '#2da54b' --over " + sky + " --also comp=" + raw + " 2>/dev/null"));
+  test::need(test::key(clip + " -f null --plain --key-color '#2da54b' --over " + sky + " --also comp=" + raw +
+                       " 2>/dev/null"));
   const std::string all = toRgba(test::need("cat " + raw));
   const test::ServedClip preview({.input = clip, .folders = {folder.path("named")}, .background = sky});
   Json request{{"view", "comp"}, {"settings", {{"key-color", "#2da54b"}}}};

@@ -62,7 +62,7 @@ TEST(Strip, TakesTheMattesOfItsFrames) {
   const std::string clip = drawClip(folder.path("clip.mkv"), "14"), keyed = folder.path("keyed.mkv");
   PreviewOptions options = optionsFor(clip);
   options.mattes.garbage = drawMatte(folder.path("g.mkv"), 14);
-  need(key("'" + clip + "' " + keyed + " --key-color '#2da54b' --start 5f --end 12f --garbage " +
+  need(key("'" + clip + "' " + keyed + " --plain --key-color '#2da54b' --start 5f --end 12f --garbage " +
            options.mattes.garbage));
   RoutedPreview preview(options);
   preview.post("api/strip", {{"settings", {{"key-color", kKeyColor}}}, {"start", 5}, {"end", 12}});
@@ -78,7 +78,8 @@ TEST(Strip, HasTheFiguresOfTheKeyedClipAndOfItsReport) {
   const std::string clip = drawClip(folder.path("clip.mkv"), "14"), keyed = folder.path("keyed.mkv");
   need(key("'" + clip + "' " + keyed + " --key-color '#2da54b' --clip-black 7 --edge-blur on"));
   RoutedPreview preview(optionsFor(clip));
-  preview.post("api/strip", {{"settings", {{"key-color", kKeyColor}, {"clip-black", 7}, {"edge-blur", true}}}});
+  preview.post("api/strip",
+               {{"settings", {{"key-color", kKeyColor}, {"plate", "fit"}, {"clip-black", 7}, {"edge-blur", true}}}});
   const Json strip =
       waitFor([&] { return preview.get("api/strip"); }, [](const Json& s) { return s["state"] == "done"; });
   ASSERT_EQ(14, strip["done"]);
@@ -122,7 +123,7 @@ TEST(Strip, HasTheFiguresOfAPremultipliedClip) {
   need(kFfmpeg + "-i " + drawClip(folder.path("plain.mkv"), "3") +
        " -vf format=rgba,colorchannelmixer=aa=0.6,premultiply=inplace=1 -pix_fmt argb -c:v qtrle" +
        " -movflags use_metadata_tags -metadata kalvetra_alpha=premultiplied " + clip);
-  need(key(clip + " " + keyed + " --key-color '#2da54b'"));
+  need(key(clip + " " + keyed + " --plain --key-color '#2da54b'"));
   Precedence precedence;
   MatteStrip strip(jobOf(clip), precedence);
   strip.start(settingsFor({{"key-color", kKeyColor}}), {});
@@ -152,7 +153,7 @@ TEST(Strip, BeginsAtTheInPointOfALongClip) {
   const std::string clip = folder.path("clip.mp4"), keyed = folder.path("keyed.mkv");
   need(kFfmpeg + "-i " + drawClip(folder.path("clip.mkv"), "90") +
        " -c:v libx264 -crf 20 -g 12 -bf 3 -pix_fmt yuv420p -color_range tv -colorspace bt709 " + clip);
-  need(key(clip + " " + keyed + " --start 70f --end 82f --key-color '#2da54b'"));
+  need(key(clip + " " + keyed + " --start 70f --end 82f --plain --key-color '#2da54b'"));
   const RoutedPreview preview(optionsFor(clip));
   EXPECT_EQ(90, preview.get("api/clip")["frames"]);  // the index is there
   EXPECT_EQ(preview.context().clip.index(), preview.context().thumbnails.index()) << "the clip is indexed once";

@@ -37,7 +37,7 @@ class Hosts : public testing::Test {
   }
   std::string keyed(const std::string& input, const std::string& options) const {
     const std::string output = out_.path("keyed.mkv");
-    need(key(input + " " + output + " -y --progress none --no-verify --key-color '" + kColor + "' " + options));
+    need(key(input + " " + output + " -y --progress none --no-verify --plain --key-color '" + kColor + "' " + options));
     return pictures(output, 100);
   }
   // One melt in a hundred on a busy machine, with a filter or without, leaves an empty file and ends with 0.
@@ -68,7 +68,7 @@ TEST_F(Hosts, FfmpegGivesTheCommandsFramesFromAPreset) {
 TEST_F(Hosts, FfmpegTakesOddWidthsFilledUp) {
   const std::string odd = out_.path("odd.mkv"), whole = out_.path("whole.mkv"), padded = out_.path("padded.mov");
   need(kFfmpeg + "-i " + clip() + " -frames:v 2 -vf scale=214:120 -c:v ffv1 -pix_fmt bgra " + odd);
-  need(key(odd + " " + whole + " --progress none --key-color '" + kColor + "'"));
+  need(key(odd + " " + whole + " --progress none --plain --key-color '" + kColor + "'"));
   need(kWithFilter + kFfmpeg + "-i " + odd + " -vf \"format=rgba,pad=ceil(iw/16)*16:ih:color=0x279041," +
        "frei0r=kalvetra_green:1|0x279041,crop=214:ih:0:0\" -c:v png -pix_fmt rgba " + padded);
   const Image a = readAll(whole).at(1), b = readAll(padded).at(1);

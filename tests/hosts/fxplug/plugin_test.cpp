@@ -540,7 +540,7 @@ TEST(HostCommand, GivesTheBytesOfTheCommandLine) {
   need(std::string(KALVETRA_COMMAND) + " sample " + out.path("s.mp4") + " --frames 1");
   need("ffmpeg -nostdin -v error -i " + out.path("s.mp4") + " -frames:v 1 -pix_fmt rgb24 " + out.path("in.png"));
   need(std::string(KALVETRA_COMMAND) + " key " + out.path("in.png") + " " + out.path("cli.png") +
-       " --key-color 51,153,0 --shadow 60 --edge-contract on --contract-mask 3");
+       " --plain --key-color 51,153,0 --shadow 60 --edge-contract on --contract-mask 3");
   need(host + out.path("in.png") + " " + out.path("fx.png") + " --set 3=0.2,0.6,0 --set 5=60 --set 12=1 --set 13=3");
   const std::atomic<bool> never{false};
   const auto bytes = [&](const char* name) { return kalvetra::frameAt(out.path(name), 0, 1, never).argb; };

@@ -1,0 +1,215 @@
+#include "jobs/clip_plates.h"
+
+#include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+#include <set>
+
+#include "plates/clean_plate.h"
+#include "plates/shot_plate.h"
+#include "support/user_error.h"
+
+namespace kalvetra {
+
+namespace {
+
+constexpr int kFirstLook = 5;    // pictures that settle whether one plate will do
+constexpr int kMostLooks = 32;   // where it will not
+constexpr int kGathered = 60;    // pictures that a shot's backdrop is gathered from
+constexpr int kMostOfClean = 9;  // pictures of a clean plate
+
+using Numbers = std::vector<std::int64_t>;
+
+// As many threads as the clip is worked on with, for one picture.
+class LentThreads {
+ public:
+  explicit LentThreads(int count)
+      : arena_(count), workers_{count, [this](int parts, const auto& work) {
+                                  arena_.execute([&] { tbb::parallel_for(0, parts, work); });
+                                }} {}
+  const Workers* workers() const { return &workers_; }
+
+ private:
+  tbb::task_arena arena_;
+  Workers workers_;
+};
+
+// Fits each of those pictures; those that the clip lacks are left out.
+std::vector<PlateSample> fitted(ClipPictures& clip, const Numbers& numbers, const AnimatedSettings& settings,
+                                const IsStopped& stopped) {
+  std::vector<PlateSample> samples(numbers.size());
+  const auto fit = [&](std::size_t i, const std::shared_ptr<const Image>& picture, const Workers* workers) {
+    samples[i] = {numbers[i], picture, nullptr};
+    if (!picture) return;
+    samples[i].fitted =
+        std::make_shared<const FittedPlate>(fitPlate(picture->frame(), settings.at(numbers[i]), workers));
+  };
+  if (numbers.size() == 1) {
+    LentThreads threads(clip.threads());
+    clip.show(
+        numbers, 1, [&](std::size_t i, const auto& picture) { fit(i, picture, threads.workers()); }, stopped);
+  } else {
+    clip.show(
+        numbers, clip.threads(), [&](std::size_t i, const auto& picture) { fit(i, picture, nullptr); }, stopped);
+  }
+  std::erase_if(samples, [](const PlateSample& sample) { return sample.fitted == nullptr; });
+  return samples;
+}
+
+// How many pictures tell of all the shots of a clip: about one a second.
+int looksAt(const ClipPictures& clip) {
+  const double seconds = static_cast<double>(clip.count()) / std::max(av_q2d(clip.reader().format().frameRate), 1e-3);
+  return static_cast<int>(std::clamp(std::round(seconds), double{kFirstLook}, double{kMostLooks}));
+}
+
+// The fits of a clip, and the row that they make.
+class FittedRow {
+ public:
+  FittedRow(ClipPictures& clip, const AnimatedSettings& settings, const IsStopped& stopped)
+      : clip_(clip), settings_(settings), stopped_(stopped) {}
+
+  void add(const std::vector<PlateSample>& samples) {
+    for (const PlateSample& sample : samples) {
+      looked_.insert(sample.number);
+      if (sample.fitted->sure) estimates_.push_back({sample.number, *sample.fitted});
+    }
+  }
+
+  // Looks as often as it takes. Nothing where no fit is sure.
+  std::optional<PlateRow> settled() {
+    if (estimates_.empty()) return std::nullopt;
+    PlateRow row(estimates_);
+    if (row.shots() > 1 && look(clip_.spread(looksAt(clip_)))) row = PlateRow(estimates_);
+    while (look(row.wanted())) row = PlateRow(estimates_);
+    return row;
+  }
+
+ private:
+  // False where there is nothing new.
+  bool look(Numbers numbers) {
+    std::erase_if(numbers, [this](std::int64_t number) { return looked_.contains(number); });
+    constexpr std::size_t kMost = kFirstLook + kMostLooks;
+    numbers.resize(std::min(numbers.size(), kMost - std::min(looked_.size(), kMost)));
+    if (numbers.empty()) return false;
+    looked_.insert(numbers.begin(), numbers.end());
+    add(fitted(clip_, numbers, settings_, stopped_));
+    return true;
+  }
+
+  ClipPictures& clip_;
+  const AnimatedSettings& settings_;
+  const IsStopped& stopped_;
+  std::set<std::int64_t> looked_;
+  std::vector<PlateRow::Estimate> estimates_;
+};
+
+// Throws unless there is something to be made of it.
+PlateRow cleanRow(ClipPictures& clip, const std::string& file, const std::vector<PlateSample>& samples,
+                  const IsStopped& stopped, std::vector<std::string>& notes) {
+  const KeyingChoice whole{.fields = FieldChoice::Off};
+  ClipPictures bare(file, SourceOptions(), whole, clip.threads(), clip.stop());
+  const int turns = (bare.reader().format().quarterTurns() + 4 - clip.reader().format().quarterTurns()) % 4;
+  CleanPlateMean mean;
+  const auto add = [&](std::size_t i, const std::shared_ptr<const Image>& picture) {
+    if (i == 0) mean = CleanPlateMean();
+    if (picture) mean.add((turns == 0 ? *picture : turned(*picture, turns)).frame());
+  };
+  bare.show(bare.spread(kMostOfClean), 1, add, stopped);
+  std::vector<ShotSample> shot;
+  for (const PlateSample& sample : samples) shot.push_back({sample.picture->frame(), sample.fitted.get()});
+  const std::vector<unsigned char> argb = mean.mean();
+  CleanPlate clean = correctedPlate(packedFrame(argb.data(), mean.width(), mean.height()), shot);
+  if (!clean.refusal.empty()) throw UserError(file + ": " + clean.refusal);
+  for (const std::string& note : clean.notes) notes.push_back(file + ": " + note);
+  return PlateRow(std::make_shared<const Plate>(std::move(clean.plate)));
+}
+
+// Nothing, with a note, where the camera moves.
+std::optional<PlateRow> shotRow(ClipPictures& clip, const AnimatedSettings& settings, const IsStopped& stopped,
+                                std::vector<std::string>& notes) {
+  const Numbers numbers = clip.spread(kGathered);
+  LentThreads threads(clip.threads());
+  ShotPlate shot;
+  const auto add = [&](std::size_t i, const std::shared_ptr<const Image>& picture) {
+    if (i == 0) shot = ShotPlate();
+    if (!picture) return;
+    shot.add(picture->frame(), fitPlate(picture->frame(), settings.at(numbers[i]), threads.workers()));
+  };
+  clip.show(numbers, 1, add, stopped);
+  GatheredPlate gathered = shot.gather(threads.workers());
+  if (!gathered.locked) {
+    notes.push_back(gathered.why + "; fitted plates are taken instead of the shot's");
+    return std::nullopt;
+  }
+  char share[64];
+  std::snprintf(share, sizeof share, "%.0f %% of the backdrop was seen bare over the shot", 100.0 * gathered.seen);
+  notes.emplace_back(share);
+  return PlateRow(std::make_shared<const Plate>(std::move(gathered.plate)));
+}
+
+// Of the samples with a sure plate; of all, why there is none.
+void describe(FoundPlates& found) {
+  double covered = 0.0, sure = 0.0;
+  for (const PlateSample& sample : found.samples) {
+    if (sample.fitted->sure) {
+      covered += sample.fitted->covered;
+      sure += 1.0;
+    } else if (found.why.empty()) {
+      found.why = sample.fitted->why;
+    }
+  }
+  found.covered = covered / std::max(sure, 1.0);
+}
+
+}  // namespace
+
+std::shared_ptr<const Plate> ClipPlates::at(std::int64_t number, const Image& picture) const {
+  FollowedPlate followed = row_.at(number, picture.frame());
+  if (followed.fits) return followed.plate;
+  FittedPlate own = fitPlate(picture.frame(), settings_.at(number));
+  return own.sure ? std::make_shared<const Plate>(std::move(own.plate)) : nullptr;
+}
+
+std::vector<PlateSample> fitSamples(ClipPictures& clip, const AnimatedSettings& settings, const IsStopped& stopped) {
+  return fitted(clip, clip.spread(kFirstLook), settings, stopped);
+}
+
+FoundPlates findPlates(ClipPictures& clip, const AnimatedSettings& settings, const std::string& cleanPlate,
+                       const IsStopped& stopped) {
+  FoundPlates found;
+  const auto kind = static_cast<PlateKind>(settings.at(0).plate);
+  if (kind == PlateKind::Own) return found;
+  if (kind == PlateKind::Clean && cleanPlate.empty()) {
+    throw UserError("the settings key against a clean plate, which they do not hold; name its file with --plate FILE");
+  }
+  found.samples = fitSamples(clip, settings, stopped);
+  describe(found);
+  std::optional<PlateRow> row;
+  if (kind == PlateKind::Clean) row = cleanRow(clip, cleanPlate, found.samples, stopped, found.notes);
+  if (kind == PlateKind::Shot) row = shotRow(clip, settings, stopped, found.notes);
+  if (!row) {
+    FittedRow fits(clip, settings, stopped);
+    fits.add(found.samples);
+    row = fits.settled();
+  }
+  if (row) found.plates = std::make_shared<const ClipPlates>(std::move(*row), settings);
+  return found;
+}
+
+FoundPlates platesFor(const KeyJob& job, const AnimatedSettings& settings, const std::atomic<bool>& stop) {
+  FoundPlates found;
+  if (settings.at(0).plate == static_cast<int>(PlateKind::Own)) return found;
+  if (job.input == kStandardInput) {
+    found.notes.emplace_back(kReadOnlyOnce);
+    return found;
+  }
+  ClipPictures clip(job.input, job.source, job.keying, job.threads, stop);
+  found = findPlates(clip, settings, job.cleanPlate);
+  if (!found.plates) found.notes.push_back("no plate could be fitted: " + found.why + "; the engine's own is taken");
+  return found;
+}
+
+}  // namespace kalvetra
