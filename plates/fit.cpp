@@ -40,9 +40,13 @@ FittedPlate withoutFit(const std::string& why, const std::array<double, 3>& keyC
   return fitted;
 }
 
-// How surely each pixel is bare, lit screen, 0..1.
-Plane bareScreen(const Picture& picture, const PaintAndLight& parted, const PaintModel& paint, const PaleAxis& axis,
-                 const Plane& own, const Workers* workers) {
+struct Screen {
+  Plane bare;    // how surely a pixel is bare, lit screen, 0..1
+  Plane weight;  // what it counts for its surroundings: less where only the engine takes it for screen
+};
+
+Screen screenOf(const Picture& picture, const PaintAndLight& parted, const PaintModel& paint, const PaleAxis& axis,
+                const Plane& own, const Workers* workers) {
   const float unit = picture.unit;
   const Plane nothing(own.width, own.height), everything(own.width, own.height, 1.0f);
   Likeness likeness(paint, axis, parted, unit, workers);
@@ -58,7 +62,12 @@ Plane bareScreen(const Picture& picture, const PaintAndLight& parted, const Pain
   // Not beside what is not bare: edges mix.
   const Plane around = boxMean(bare, pixelsOf(2.0f, unit), workers);
   for (std::size_t i = 0; i < bare.values.size(); ++i) bare[i] *= smoothStep(0.7f, 0.95f, around[i]);
-  return bare;
+  // A quarter is enough for the pixel itself, see filled().
+  constexpr float kOfEngine = 0.25f;
+  Plane weight = boxMean(sure, pixelsOf(4.0f, unit), workers);
+  for (std::size_t i = 0; i < bare.values.size(); ++i)
+    weight[i] = bare[i] * (kOfEngine + (1.0f - kOfEngine) * weight[i]);
+  return {std::move(bare), std::move(weight)};
 }
 
 }  // namespace
@@ -80,8 +89,8 @@ FittedPlate fitPlate(const ConstFrame& frame, const KeySettings& settings, const
   const PaintAndLight parted = partedPicture(soft, keySum, workers);
   const PaintModel paint(picture, parted, axis);
   const Plane own = keyedAlpha(picture, keyColor, nullptr, workers);
-  const Plane bare = bareScreen(picture, parted, paint, axis, own, workers);
-  Planes screen = filledScreen(soft, parted, paint, bare, keySum, picture.unit, workers);
+  const auto [bare, weight] = screenOf(picture, parted, paint, axis, own, workers);
+  Planes screen = filledScreen(soft, parted, paint, weight, keySum, picture.unit, workers);
 
   FittedPlate fitted;
   fitted.plate = plateOf(screen);

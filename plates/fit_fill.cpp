@@ -71,11 +71,13 @@ Planes foretold(const PaintModel& paint, const LightModel& light, float keySum, 
   const int columns = (width + kGrid - 1) / kGrid, rows = (height + kGrid - 1) / kGrid;
   Planes grid{Plane(columns, rows), Plane(columns, rows), Plane(columns, rows)};
   for (int y = 0; y < rows; ++y) {
+    const double py = (y + 0.5) * height / rows - 0.5;
+    const PaintModel::Row row = paint.rowAt(static_cast<float>(py));
     for (int x = 0; x < columns; ++x) {
-      const double px = (x + 0.5) * width / columns - 0.5, py = (y + 0.5) * height / rows - 0.5;
+      const double px = (x + 0.5) * width / columns - 0.5;
       const double level = light.at(px, py);
       const float sum = keySum * static_cast<float>(maths::pow(2.0, level));
-      const Shares shares = paint.at(static_cast<float>(px), static_cast<float>(py), static_cast<float>(level));
+      const Shares shares = row.at(static_cast<float>(px), static_cast<float>(level));
       grid[0].row(y)[x] = sum * shares.red;
       grid[1].row(y)[x] = sum * (1.0f - shares.red - shares.blue);
       grid[2].row(y)[x] = sum * shares.blue;

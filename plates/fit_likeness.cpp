@@ -20,30 +20,34 @@ Likeness::Likeness(const PaintModel& model, const PaleAxis& axis, const PaintAnd
     : pale_(parted.light.width, parted.light.height),
       across_(pale_),
       noisy_(pale_),
+      admitted_(pale_),
       scatter_(model.scatter()),
       unit_(unit),
       workers_(workers) {
   Bands(workers, pale_.height).run([&](int, int first, int end) {
     for (int y = first; y < end; ++y) {
+      const PaintModel::Row row = model.rowAt(static_cast<float>(y));
       for (int x = 0; x < pale_.width; ++x) {
         const std::size_t i = pale_.index(x, y);
         const Shares shares{parted.red[i], parted.blue[i]};
-        const Shares expected = model.at(static_cast<float>(x), static_cast<float>(y), parted.light[i]);
+        const Shares expected = row.at(static_cast<float>(x), parted.light[i]);
         const Shift shift = axis.of(expected, shares);
         pale_[i] = shift.pale;
         across_[i] = shift.across;
         const bool possible = parted.light[i] >= kDarkestScreen && parted.light[i] <= kBrightestScreen;
-        noisy_[i] = possible ? std::clamp(0.6f - parted.light[i], 1.0f, 3.0f) * axis.admits(shares) : 0.0f;
+        noisy_[i] = possible ? std::clamp(0.6f - parted.light[i], 1.0f, 3.0f) : 0.0f;
+        admitted_[i] = axis.admits(shares);
       }
     }
   });
   calm_ = boxMean(pale_, pixelsOf(3.0f, unit), workers);
+  calmAcross_ = boxMean(across_, pixelsOf(3.0f, unit), workers);
 }
 
 void Likeness::settle(const Plane& alike) {
   constexpr float kSurroundings = 150.0f;  // 1080ths of the height
   const Plane weight = coarse(alike, workers_);
-  Planes drift{coarse(calm_, workers_), coarse(boxMean(across_, pixelsOf(3.0f, unit_), workers_), workers_), weight};
+  Planes drift{coarse(calm_, workers_), coarse(calmAcross_, workers_), weight};
   const auto wide = [&](const Plane& plane) {
     return boxMean(plane, pixelsOf(kSurroundings / kCoarse, unit_), workers_);
   };
@@ -63,6 +67,7 @@ void Likeness::settle(const Plane& alike) {
     pale_[i] -= pale[i];
     calm_[i] -= pale[i];
     across_[i] -= across[i];
+    calmAcross_[i] -= across[i];
     sum += static_cast<double>(alike[i] * std::abs(calm_[i]));
     total += static_cast<double>(alike[i]);
   }
@@ -70,19 +75,18 @@ void Likeness::settle(const Plane& alike) {
   if (total > 0.0) scatter_ = std::clamp(static_cast<float>(kNormal * sum / total), 0.002f, scatter_);
 }
 
-// How much paler than the model the screen has grown.
-Plane Likeness::glare(const Plane& trusted) const {
+// How far the screen has grown from the model, as `shift` (0 or more, in shares) says, step by step: as far as it lies
+// above 0 everywhere around.
+Plane Likeness::grown(const Plane& shift, const Plane& trusted) const {
   constexpr float kSteepest = 0.001f;  // shares over a 1080th of the height
-  constexpr float kUnknown = 0.3f;     // shares: far paler than any screen
-  Plane heights(pale_.width, pale_.height);
-  for (std::size_t i = 0; i < heights.values.size(); ++i) {
-    heights[i] = -kUnknown + trusted[i] * (kUnknown - std::max(calm_[i], 0.0f));
-  }
+  constexpr float kUnknown = 0.3f;     // shares: farther than any screen
+  Plane heights(shift.width, shift.height);
+  for (std::size_t i = 0; i < heights.values.size(); ++i) heights[i] = -kUnknown + trusted[i] * (kUnknown - shift[i]);
   heights = coarse(heights, workers_);
-  Plane purest = enlarged(envelope(heights, Plane(heights.width, heights.height, kSteepest * kCoarse / unit_)),
-                          pale_.width, pale_.height, workers_);
-  for (std::size_t i = 0; i < purest.values.size(); ++i) purest[i] = std::max(-purest[i], 0.0f) * trusted[i];
-  return purest;
+  Plane least = enlarged(envelope(heights, Plane(heights.width, heights.height, kSteepest * kCoarse / unit_)),
+                         shift.width, shift.height, workers_);
+  for (std::size_t i = 0; i < least.values.size(); ++i) least[i] = std::max(-least[i], 0.0f) * trusted[i];
+  return least;
 }
 
 Plane Likeness::trusted(const Plane& sure, const Plane& clear) const {
@@ -101,20 +105,28 @@ Plane Likeness::trusted(const Plane& sure, const Plane& clear) const {
 Plane Likeness::at(const Plane& near, const Plane& trusted) const {
   const float tolerance = std::clamp(2.5f * scatter_, 0.010f, 0.020f);
   const float tight = std::min(std::clamp(2.0f * scatter_, 0.005f, 0.020f), tolerance);
-  constexpr float kWandering = 0.03f;  // of hue, in shares, where the engine is trusted
-  const Plane grown = glare(trusted);
+  Plane glare = trusted, drift = trusted;  // how much paler, and how far across, the screen has grown
+  const auto isTrusted = [](float v) { return v > 0.0f; };
+  if (std::any_of(trusted.values.begin(), trusted.values.end(), isTrusted)) {
+    for (std::size_t i = 0; i < glare.values.size(); ++i) {
+      glare[i] = std::max(calm_[i], 0.0f);
+      drift[i] = std::abs(calmAcross_[i]);
+    }
+    glare = grown(glare, trusted);
+    drift = grown(drift, trusted);
+  }
   Plane alike(pale_.width, pale_.height);
-  const auto within = [](float shift, float reach) { return smoothStep(1.3f, 0.7f, std::abs(shift) / reach); };
+  const auto within = [](float shift, float reach) { return smoothStep(1.3f, 0.7f, shift / reach); };
   Bands(workers_, pale_.height).run([&](int, int first, int end) {
     for (std::size_t i = alike.index(0, first); i < alike.index(0, end); ++i) {
       if (noisy_[i] <= 0.0f) continue;
       const float reach = noisy_[i] * (tolerance + near[i] * (1.0f - trusted[i]) * (tight - tolerance));
-      const float more = trusted[i] * kWandering;
-      // More saturated than the model is no veil.
-      const float pale = pale_[i] - grown[i], calm = calm_[i] - grown[i];
-      alike[i] = within(pale, 2.5f * reach + (pale < 0.0f ? more : 0.3f * grown[i])) *
-                 within(across_[i], 2.5f * reach + std::max(more, 0.6f * grown[i])) *
-                 within(calm, reach + (calm < 0.0f ? more : 0.3f * grown[i]));
+      // What is trusted may be as uneven as it is strong, and more saturated than the model, which no veil is.
+      const float more = 0.3f * (glare[i] + drift[i]), saturated = 0.03f * trusted[i];
+      const float pale = pale_[i] - glare[i], calm = calm_[i] - glare[i], across = std::abs(across_[i]) - drift[i];
+      alike[i] = within(std::abs(pale), 2.5f * reach + more + (pale < 0.0f ? saturated : 0.0f)) *
+                 within(std::abs(calm), reach + more + (calm < 0.0f ? saturated : 0.0f)) *
+                 within(across, 2.5f * reach + more + saturated) * std::max(admitted_[i], trusted[i]);
     }
   });
   return alike;

@@ -52,15 +52,21 @@ PaintModel::Terms PaintModel::termsOf(double x, double y, double light) {
   return {1.0, x, y, x * x, x * y, y * y, light, light * light, light * x, light * y};
 }
 
-Shares PaintModel::at(float x, float y, float light) const {
-  const Terms terms = termsOf(static_cast<double>(x * scaleX_) - 0.5, static_cast<double>(y * scaleY_) - 0.5,
-                              static_cast<double>(std::clamp(light, darkest_, brightest_)));
-  double red = 0.0, blue = 0.0;
-  for (std::size_t i = 0; i < kTerms; ++i) {
-    red += red_[i] * terms[i];
-    blue += blue_[i] * terms[i];
-  }
-  return {static_cast<float>(red), static_cast<float>(blue)};
+PaintModel::Row PaintModel::rowAt(float y) const {
+  const double v = static_cast<double>(y * scaleY_) - 0.5;
+  const auto channel = [&](const Terms& t) {
+    const double terms[6] = {t[0] + t[2] * v + t[5] * v * v, t[1] + t[4] * v, t[3], t[6] + t[9] * v, t[7], t[8]};
+    Row::Channel c;
+    for (std::size_t i = 0; i < c.size(); ++i) c[i] = static_cast<float>(terms[i]);
+    return c;
+  };
+  return {channel(red_), channel(blue_), scaleX_, darkest_, brightest_};
+}
+
+Shares PaintModel::Row::at(float x, float light) const {
+  const float u = x * scale - 0.5f, l = std::clamp(light, darkest, brightest);
+  const auto share = [&](const Channel& c) { return c[0] + u * (c[1] + u * c[2]) + l * (c[3] + l * c[4] + u * c[5]); };
+  return {share(red), share(blue)};
 }
 
 // Weighted least squares, by Cholesky's decomposition. A slight pull towards 0 keeps terms small that nothing seen
@@ -268,8 +274,6 @@ PaintModel::PaintModel(const Picture& picture, const PaintAndLight& parted, cons
                                      static_cast<double>(scatter_));
     }
   }
-  for (const Sample& s : samples) weight_ += s.prior > 0.0 ? s.weight / s.prior : 0.0;
-  weight_ *= static_cast<double>(step) * step / (static_cast<double>(width) * height);
 }
 
 }  // namespace kalvetra::plates

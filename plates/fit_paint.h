@@ -38,10 +38,17 @@ class PaintModel {
  public:
   PaintModel(const Picture& picture, const PaintAndLight& parted, const PaleAxis& axis);
 
-  // `x` and `y` in pixels of the picture; light outside of what was seen counts as its darkest or brightest.
-  Shares at(float x, float y, float light) const;
+  // The model along a row of the picture.
+  struct Row {
+    // `x` in pixels of the picture; light outside of what was seen counts as its darkest or brightest.
+    Shares at(float x, float light) const;
+
+    using Channel = std::array<float, 6>;  // factors of 1, x, x * x, light, light * light, light * x
+    Channel red, blue;
+    float scale, darkest, brightest;
+  };
+  Row rowAt(float y) const;
   float scatter() const { return scatter_; }  // of the screen's pixels about the model, along the pale axis
-  double weight() const { return weight_; }   // share of the picture's pixels that follow the model, 0..1
 
  private:
   static constexpr std::size_t kTerms = 10, kFirstOfLight = 6;
@@ -55,7 +62,6 @@ class PaintModel {
   float scaleX_, scaleY_;
   float darkest_ = 0.0f, brightest_ = 0.0f;
   float scatter_ = 0.0f;
-  double weight_ = 0.0;
 };
 
 }  // namespace kalvetra::plates

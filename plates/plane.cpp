@@ -12,11 +12,13 @@ namespace {
 void meanRow(const float* from, float* to, int width, int radius) {
   double sum = 0.0;
   for (int x = 0; x < std::min(radius, width); ++x) sum += static_cast<double>(from[x]);
+  const double whole = 1.0 / (2 * radius + 1);
   for (int x = 0; x < width; ++x) {
     if (x + radius < width) sum += static_cast<double>(from[x + radius]);
     if (x - radius > 0) sum -= static_cast<double>(from[x - radius - 1]);
-    const int count = std::min(x + radius, width - 1) - std::max(x - radius, 0) + 1;
-    to[x] = static_cast<float>(sum / count);
+    const bool inside = x >= radius && x + radius < width;
+    const double share = inside ? whole : 1.0 / (std::min(x + radius, width - 1) - std::max(x - radius, 0) + 1);
+    to[x] = static_cast<float>(sum * share);
   }
 }
 

@@ -46,7 +46,8 @@ Plane halved(const Plane& plane, const Workers* workers = nullptr);
 // Enlarged to the given size, linear between the centres of pixels.
 Plane enlarged(const Plane& plane, int width, int height, const Workers* workers = nullptr);
 
-// The values where `weight` (0..1) is large, and where it is small those of the surroundings, from as far as it takes.
+// The values where `weight` (0..1) is large, from a quarter on alone; where it is less, those of the surroundings as
+// well, each by its weight, from as far as it takes.
 // Zero everywhere where no weight is.
 Planes filled(const Planes& values, const Plane& weight, const Workers* workers = nullptr);
 
