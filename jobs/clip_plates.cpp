@@ -18,7 +18,6 @@ namespace {
 
 constexpr int kFirstLook = 5;    // pictures that settle whether one plate will do
 constexpr int kMostLooks = 32;   // where it will not
-constexpr int kGathered = 60;    // pictures that a shot's backdrop is gathered from
 constexpr int kMostOfClean = 9;  // pictures of a clean plate
 
 using Numbers = std::vector<std::int64_t>;
@@ -130,7 +129,8 @@ PlateRow cleanRow(ClipPictures& clip, const std::string& file, const std::vector
 // Nothing, with a note, where the camera moves.
 std::optional<PlateRow> shotRow(ClipPictures& clip, const AnimatedSettings& settings, const IsStopped& stopped,
                                 std::vector<std::string>& notes) {
-  const Numbers numbers = clip.spread(kGathered);
+  const PictureFormat& format = clip.reader().format();
+  const Numbers numbers = clip.spread(static_cast<int>(ShotPlate::capacity(format.width, format.height)));
   LentThreads threads(clip.threads());
   ShotPlate shot;
   const auto add = [&](std::size_t i, const std::shared_ptr<const Image>& picture) {
