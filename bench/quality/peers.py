@@ -13,6 +13,7 @@ from pathlib import Path
 from .keyers import Keyer, hexed, run
 from .pictures import Complaint
 
+RGBA = "video/x-raw,format=RGBA"  # also before GStreamer's alpha, which shears RGB whose rows are padded
 BLENDER_SCRIPT = Path(__file__).with_name("in_blender.py")
 CODE = hashlib.sha256(Path(__file__).read_bytes() + BLENDER_SCRIPT.read_bytes()).hexdigest()[:12]
 
@@ -125,8 +126,8 @@ def gstreamer(source, folder, setting):
         begin = ["filesrc", f"location={first}"]
     r, g, b = source.key
     alpha = ["alpha", "method=custom", f"target-r={r}", f"target-g={g}", f"target-b={b}", *(f"{k}={v}" for k, v in setting.items())]
-    end = ["videoconvert", "!", "video/x-raw,format=RGBA", "!", "pngenc", "compression-level=1", "!", "multifilesink", f"location={folder}/%04d.png"]
-    run(["gst-launch-1.0", "-q", *begin, "!", "pngdec", "!", "videoconvert", "!", *alpha, "!", *end], "GStreamer")
+    end = ["videoconvert", "!", RGBA, "!", "pngenc", "compression-level=1", "!", "multifilesink", f"location={folder}/%04d.png"]
+    run(["gst-launch-1.0", "-q", *begin, "!", "pngdec", "!", "videoconvert", "!", RGBA, "!", *alpha, "!", *end], "GStreamer")
     return sorted(Path(folder).glob("*.png"))
 
 

@@ -7,7 +7,7 @@ from dataclasses import replace
 from pathlib import Path
 
 import numpy as np
-from quality import bench, keyers, scenes, score, sheets
+from quality import bench, keyers, peers, scenes, score, sheets
 from quality.kinds import CLIPS, KINDS
 from quality.pictures import Complaint, blur, read, write
 from quality.score import Truth
@@ -144,6 +144,18 @@ class Runs(unittest.TestCase):
             self.assertEqual(bench.do(job), row)
             self.assertEqual(len(calls), 1)
             self.assertEqual(bench.do(bench.Job(keyers.Keyer("f", "", "2", fails), scene, Path(root, "f")))["failed"], "out of paint")
+
+    def test_the_other_keyers_key_a_picture_whose_rows_are_padded(self):
+        setting = {"gstreamer": {"angle": 40}, "ffmpeg chromakey": {"similarity": 0.1}, "frei0r": {}}
+        with tempfile.TemporaryDirectory() as root:
+            scene = scenes.write_scene(root, "folds", 2, 64, 110)  # 330 bytes a row of RGB, no multiple of 4
+            for peer in peers.all_peers():
+                chosen = [s for name, s in setting.items() if peer.name.startswith(name)]
+                if chosen and not peer.missing:
+                    with tempfile.TemporaryDirectory() as folder:
+                        files = peer.key(keyers.Source.of(scene, score.read_meta(scene)), Path(folder), peer.default | chosen[0])
+                        figures = score.score_scene(scene, files)
+                        self.assertLess(figures["haze"], 20, peer.name)
 
     def test_a_blind_sheet_is_the_same_rows_in_another_order(self):
         orders = [tuple(sheets.shuffled(5, seed, "shot")[0]) for seed in range(8)]
