@@ -104,6 +104,8 @@ Json describeClip(PreviewContext& context) {
   json["pixelAspect"] = {{"num", format.pixelAspect.num}, {"den", format.pixelAspect.den}};
   for (const std::filesystem::path& folder : context.options.folders) json["folders"].push_back(folder.string());
   if (!background.empty()) json["background"] = background.filename().string();
+  const std::filesystem::path cleanPlate(context.options.cleanPlate);
+  json["cleanPlate"] = cleanPlate.empty() ? Json() : Json(cleanPlate.filename().string());
   if (context.pick().found) json["pick"] = asJson(context.pick().found->color);
   json["settings"] = settingsAsJson(context.beginning().settings);
   json["views"] = viewsAsJson();

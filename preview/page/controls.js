@@ -15,6 +15,7 @@ class ChoiceRow {
     const {slug, kind, label, help, default: standard} = parameter;
     const chosen = kind === 'toggle' ? 'checked' : 'value';
     this.#field = this.#makeField(parameter, name);
+    this.#withoutFile(state, slug);
     const title = `${help}\nDefault: ${shown(standard)}. Double click resets.`;
     const inLabel = kind === 'toggle' ? [this.#field, label] : [label];
     this.element = make('div', {className: `${kind}-row`, title},
@@ -28,6 +29,13 @@ class ChoiceRow {
       this.element.classList.toggle('changed', state.value(slug) !== standard);
       this.element.classList.toggle('animated', state.animated(slug));
     };
+  }
+
+  // A clean plate has to be named as the page is opened.
+  #withoutFile({clip, settings}, slug) {
+    if (slug !== 'plate' || clip.cleanPlate || settings.plate === 'clean') return;
+    const clean = [...this.#field.options].find(({value}) => value === 'clean');
+    Object.assign(clean, {disabled: true, textContent: `${clean.textContent} (open with --plate FILE)`});
   }
 
   #makeField({slug, kind, values, labels}, name) {

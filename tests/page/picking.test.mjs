@@ -8,7 +8,7 @@ import {ask, assertClean, begin, closeDialog, drawn, enter, framesOf, openPage, 
         startPreview} from './support.mjs';
 
 let setup;
-before(async () => { setup = await begin(); });
+before(async () => { setup = await begin({options: ['--plain']}); });
 after(() => setup?.end());
 
 const valueOf = (page, slug) => page.locator(`#number-${slug}`).inputValue();
@@ -275,6 +275,7 @@ test('a key colour brings the screen that it is of, and both are undone together
   assert.equal(await screen.inputValue(), 'blue');
   await page.locator('#undo').click();
   assert.deepEqual([await screen.inputValue(), await hex.inputValue()], ['green', before]);
+  assert.ok(await page.locator('#set-plate option[value=clean]').isDisabled(), 'no file was named');
   assertClean(watch);
   await page.close();
 });
