@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "analysis/formatted_text.h"
+#include "analysis/search.h"
 #include "parameters/parameter_value.h"
 
 namespace kalvetra {
@@ -139,6 +140,7 @@ class Reasoner {
 
  private:
   std::string comparison(const Parameter& p) const {
+    if (!isTried(p.value)) return "not tried: the default was right more often than trials";
     if (proposal_.settings.*p.value == p.defaultValue) {
       const std::string start = std::string(p.slug) + " ";
       const bool refused = std::any_of(proposal_.leftOut.begin(), proposal_.leftOut.end(),

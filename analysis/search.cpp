@@ -77,4 +77,9 @@ class Search {
 
 Found searchSettings(const Trials& trials) { return Search(trials).run(); }
 
+bool isTried(int KeySettings::*field) {
+  const std::vector<Candidates>& all = allCandidates();
+  return std::any_of(all.begin(), all.end(), [&](const Candidates& c) { return c.field == field; });
+}
+
 }  // namespace kalvetra

@@ -17,4 +17,7 @@ struct Found {
 // is earned, and as harmOf allows.
 Found searchSettings(const Trials& trials);
 
+// Whether other values of that setting are tried.
+bool isTried(int KeySettings::*field);
+
 }  // namespace kalvetra
