@@ -7,7 +7,7 @@ import {after, before, test} from 'node:test';
 import {ask, assertClean, begin, drawn, enter, openPage, startPreview} from './support.mjs';
 
 let setup;
-before(async () => { setup = await begin({clip: {frames: 3}}); });
+before(async () => { setup = await begin({clip: {frames: 3}, options: ['--plain']}); });
 after(() => setup?.end());
 
 // A request with headers that fetch would not let through; answers its status.
