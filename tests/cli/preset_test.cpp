@@ -200,8 +200,8 @@ TEST(ParamsCommand, PrintsTheTableForPeopleAndPrograms) {
   EXPECT_EQ((nlohmann::json{"source", "matte", "result"}), rows[0].at("values"));
   EXPECT_EQ("result", rows[0].at("default"));
   EXPECT_EQ("#000000", rows[1].at("default"));
-  EXPECT_EQ(true, rows[2].at("default"));
-  EXPECT_TRUE(rows[2].at("depends-on").is_null());
+  EXPECT_EQ(true, rows[3].at("default"));
+  EXPECT_TRUE(rows[3].at("depends-on").is_null());
 
   const Outcome full = run(kKalvetra + " params > /dev/full");
   EXPECT_EQ(1, full.status);
