@@ -16,7 +16,8 @@ constexpr int kMargin = 1;           // percent more: near the subject the scree
 constexpr double kMostEaten = 0.25;  // share of the opacity of thin things
 constexpr int kMostClip = 12;
 constexpr int kMostUnsure = 4;  // where no plate is sure: what takes the haze off most screens and hardly any hair
-constexpr int kThin = 204;      // opacities of 255; what is denser hardly shows a clip
+constexpr int kMostBesideShadows = 4;  // where shadows are kept: what is bare in the frame may lie in one
+constexpr int kThin = 204;             // opacities of 255; what is denser hardly shows a clip
 
 // Pixels of each opacity of the keys.
 struct Opacities {
@@ -76,7 +77,8 @@ MeasuredClip measureClipBlack(std::span<const ScreenSample> samples, const KeySe
   Opacities found;
   int most = kMostClip;
   for (const ScreenSample& sample : samples) {
-    if (!sample.fitted->sure) most = kMostUnsure;
+    if (!sample.fitted->sure) most = std::min(most, kMostUnsure);
+    if (sample.plate != nullptr && sample.plate->keepsShadows) most = std::min(most, kMostBesideShadows);
     found.add(sample, plain, workers);
   }
   if (found.barePixels <= kLeastScreen * found.pixels) return {0, false, "hardly any bare screen is seen"};

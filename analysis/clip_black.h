@@ -19,7 +19,8 @@ struct ScreenSample {
 };
 
 struct MeasuredClip {
-  int clipBlack = 0;  // percent of the matte, 0..12; at most 4 where no plate is sure, and 0 where this is not
+  int clipBlack = 0;  // percent of the matte, 0..12; at most 4 where no plate is sure or shadows are kept, and 0 where
+                      // this is not sure
   bool sure = false;  // enough of the bare screen was seen
   std::string why;    // what was measured, or what is in the way: a clause without a full stop
 };

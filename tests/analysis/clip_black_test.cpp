@@ -47,8 +47,9 @@ struct Shot {
     return settings;
   }
 
-  MeasuredClip measure() const {
-    const KnownPlate known = plate();
+  MeasuredClip measure(bool keepsShadows = false) const {
+    KnownPlate known = plate();
+    known.keepsShadows = keepsShadows;
     const ScreenSample sample{picture(), &fitted, &known};
     return measureClipBlack({&sample, 1}, settings());
   }
@@ -99,6 +100,7 @@ TEST(ClipBlack, KeepsToWhatIsSure) {
   unfitted.fitted.sure = false;
   EXPECT_TRUE(unfitted.measure().sure);
   EXPECT_EQ(4, unfitted.measure().clipBlack);
+  EXPECT_EQ(4, Shot(10, 0.5).measure(true).clipBlack);
   covered.fitted.bare.assign(covered.fitted.bare.size(), 254);
   EXPECT_FALSE(covered.measure().sure);
   EXPECT_EQ(0, covered.measure().clipBlack);
