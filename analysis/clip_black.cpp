@@ -11,6 +11,7 @@ namespace kalvetra {
 namespace {
 
 constexpr double kLeftBare = 0.005;     // share of the bare screen that may keep some opacity
+constexpr double kSlowest = 0.8;        // of what is left, that a further percent leaves: noise falls faster
 constexpr double kLeastScreen = 0.005;  // share of the pictures that must be bare
 constexpr int kMargin = 1;           // percent more: near the subject the screen is hazier than where it is surely bare
 constexpr double kMostEaten = 0.25;  // share of the opacity of thin things
@@ -52,6 +53,16 @@ struct Opacities {
     return sum / std::max(barePixels, 1.0);
   }
 
+  // Whether a level up to `most` clears what is left so fast that it is noise or haze, no light that moves or shadow.
+  bool isNoise(int clip, int most) const {
+    double expected = left(clip);
+    for (int next = clip + 1; next <= most; ++next) {
+      expected *= kSlowest;
+      if (left(next) <= expected) return true;
+    }
+    return false;
+  }
+
   // Share of its opacity that it takes away from what is thin, denser than the haze, and not surely bare.
   double eaten(int clip) const {
     const double low = clip * 2.55;
@@ -83,7 +94,7 @@ MeasuredClip measureClipBlack(std::span<const ScreenSample> samples, const KeySe
   }
   if (found.barePixels <= kLeastScreen * found.pixels) return {0, false, "hardly any bare screen is seen"};
   int clip = 0;
-  while (clip < most && found.left(clip) > kLeftBare) ++clip;
+  while (clip < most && found.left(clip) > kLeftBare && found.isNoise(clip, most)) ++clip;
   if (clip > 0) clip = std::min(clip + kMargin, most);
   while (clip > 0 && found.eaten(clip) > kMostEaten) --clip;
   return {clip, true,

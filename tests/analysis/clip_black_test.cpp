@@ -95,6 +95,20 @@ TEST(ClipBlack, LeavesMostOfAThinVeil) {
   EXPECT_GT(thin.keyed(clip).veil, 0.75 * thin.keyed(0).veil);
 }
 
+// An eighth of the bare screen under shadows of all densities up to a seventh would need the highest level.
+TEST(ClipBlack, DoesNotClearWhatFallsSlowly) {
+  Shot shaded(2, 0.5);
+  for (std::size_t i = 0; i < kSide * kSide; ++i) {
+    if (i % kSide < kSide * 9 / 10) continue;
+    const std::size_t row = i / kSide;
+    for (std::size_t c = 1; c < 4; ++c) {
+      auto& value = shaded.frame[4 * i + c];
+      value = static_cast<unsigned char>(value * (kSide * 7 - row) / (kSide * 7));
+    }
+  }
+  EXPECT_LE(shaded.measure().clipBlack, Shot(2, 0.5).measure().clipBlack + 2);
+}
+
 TEST(ClipBlack, KeepsToWhatIsSure) {
   Shot unfitted(10, 0.5), covered(10, 0.5);
   unfitted.fitted.sure = false;
