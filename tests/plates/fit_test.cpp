@@ -93,11 +93,21 @@ TEST(FitPlate, LeavesShadowsVeilsAndStrandsAlone) {
   EXPECT_LT(worstError(fitted.plate, bare, [](double, double) { return true; }), 5.0);
 }
 
+// Else the paint in bright light would be taken to be what the veil shows.
+TEST(FitPlate, IsNotLedByTheOneBrightThing) {
+  const Scene scene = [](double x, double y) {
+    if (inBody(x, y)) return Rgb{120, 90, 80};
+    return x < 0.2 && y > 0.5 ? Rgb{0.7 * 50 + 60, 0.7 * 180 + 60, 0.7 * 60 + 60} : kGreen;
+  };
+  const Scene bare = [](double, double) { return kGreen; };
+  EXPECT_LT(worstError(fit(drawn(scene, 1.5)).plate, bare, [](double, double) { return true; }), 3.0);
+}
+
 // A lamp's glare grows slowly paler and stays screen.
 TEST(FitPlate, FollowsGlareAndShadeThatBeginAtNoEdge) {
   const Scene glare = [](double x, double y) {
-    const double pale = 40.0 * std::exp(-6.0 * ((x - 0.8) * (x - 0.8) + (y - 0.4) * (y - 0.4)));
-    return Rgb{kGreen.red + pale, kGreen.green + 0.8 * pale, kGreen.blue + pale};
+    const double pale = 13.0 * std::exp(-15.0 * ((x - 0.8) * (x - 0.8) + (y - 0.4) * (y - 0.4)));
+    return Rgb{kGreen.red + pale, kGreen.green - 2 * pale, kGreen.blue + pale};
   };
   const auto frame = drawn(
       [&](double x, double y) {
