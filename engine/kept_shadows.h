@@ -4,8 +4,8 @@
 #include <cstddef>
 
 #include "engine/KALVETRA_Param.h"
-#include "engine/chroma_plane.h"
 #include "engine/render.h"
+#include "engine/simd/kernels.h"
 
 namespace kalvetra {
 
@@ -15,7 +15,8 @@ inline bool keepsShadows(const KnownPlate* given, const KALVETRA_Param& param) {
 }
 
 // What has the plate's paint, but less of its light, becomes black, as opaque as light is missing, in place of what the
-// key made of it. Pixel by pixel in single precision, in one text for all CPU levels. A pixel s over a plate pixel p:
+// key made of it. Pixel by pixel in single precision, in one text for all CPU levels
+// (simd/kept_shadows.cpp). A pixel s over a plate pixel p:
 //
 //   t = luma(s) / luma(p)                     the light that is left; 1 - t is the shadow's density
 //   e = |s - t p|                             how far its paint is from the plate's, in levels
@@ -34,19 +35,7 @@ class KeptShadows {
   void keep(const unsigned char* source, const unsigned char* plate, unsigned char* finished, std::size_t pixels) const;
 
  private:
-  static constexpr std::size_t kBlock = 64;  // pixels that are looked at together, for the compiler's vectors
-  struct Shades {
-    float opacity[kBlock];  // density that is sure to be none of noise, 0..1
-    float weight[kBlock];   // 0..1
-  };
-  void look(const unsigned char* source, const unsigned char* plate, std::size_t pixels, Shades& shades) const;
-  void lay(float opacity, float weight, unsigned char host, unsigned char* finished) const;
-
-  bool matteView_;
-  float noise_;
-  ShadowCurve curve_;
-  std::size_t alpha_;
-  std::size_t color_[3];  // where the channels stand that are keyed as red, green and blue
+  simd::ShadowMix mix_;
 };
 
 }  // namespace kalvetra

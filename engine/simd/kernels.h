@@ -86,6 +86,16 @@ void finishRow(const MatteFinish& finish, ByteOrder order, const unsigned char* 
 void finishRow(const MatteFinish& finish, ByteOrder order, const unsigned char* host, const unsigned char* matte,
                unsigned char* keyed, std::size_t pixels);
 
+// KeptShadows, which says what it does. At any level.
+struct ShadowMix {
+  bool matteView;
+  float noise;  // levels, above 0
+  ShadowCurve curve;
+  std::array<int, 4> bits;  // where what is keyed as red, green and blue, and alpha stand in a pixel read as a number
+};
+void keepShadows(const ShadowMix& mix, const unsigned char* source, const unsigned char* plate, unsigned char* finished,
+                 std::size_t pixels);
+
 // The plate repair of CKALVETRA, on images of at least one pixel.
 void contractPlate(unsigned char* image, int width, int height, std::ptrdiff_t rowBytes, int count);
 void fillHoles(unsigned char* image, int width, int height, std::ptrdiff_t rowBytes, const unsigned char (&keyBGR)[3]);

@@ -58,7 +58,8 @@ TEST(BlueScreen, IsKeyedLikeTheSwappedFrame) {
       const std::size_t alpha = format == PixelFormat::Argb8 ? 0 : 3;
       for (std::size_t i = 0; i < frame.size(); i += 4) frame[i + alpha] = i % 28 == 0 ? 90 : 255;
       const Bytes other = swapped(picture, PixelFormat::Argb8);
-      const KnownPlate plate{packedFrame(picture.data(), 30, 20)}, otherPlate{packedFrame(other.data(), 30, 20)};
+      const KnownPlate plate{packedFrame(picture.data(), 30, 20), true, 6.0f},
+          otherPlate{packedFrame(other.data(), 30, 20), true, 6.0f};
       const Scan scan = round % 5 == 0 ? Scan::Fields : Scan::Whole;
       const bool given = round % 2 == 0;
       const Keyed wanted = keyed(green, swapped(frame, format), format, {scan, nullptr, given ? &otherPlate : nullptr});

@@ -112,7 +112,8 @@ TEST(KeptShadows, WhatHasAnotherPaintIsKeyedAsWithoutThem) {
   KnownPlate plate;
   const Bytes bare = drawn([](int) { return kPaint; });
   plate.picture = packedFrame(bare.data(), kWidth, kHeight);
-  for (const Color& paint : {Color{205, 150, 125}, Color{30, 24, 20}, Color{128, 150, 140}, Color{30, 40, 110}}) {
+  for (const Color& paint :
+       {Color{205, 150, 125}, Color{30, 24, 20}, Color{128, 150, 140}, Color{30, 40, 110}, Color{6, 6, 5}}) {
     const Bytes frame = drawn([&paint](int) { return paint; });
     Bytes without(frame.size());
     render(greenKey(), packedFrame(frame.data(), kWidth, kHeight), packedFrame(without.data(), kWidth, kHeight),
