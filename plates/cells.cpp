@@ -73,6 +73,22 @@ float match(const Pair& pair, const Tint& tint, float reach) {
   return t * t;
 }
 
+// Whether a pair is one colour under `tint`, or the same paint with a part of that light.
+bool isLitOrShaded(const Pair& pair, const Tint& tint, float reach) {
+  constexpr float kDarkest = 0.15f;  // darker ones have no hue to be known by
+  if (match(pair, tint, reach) > 0.0f) return true;
+  Rgb lit{};
+  for (std::size_t c = 0; c < 3; ++c) lit[c] = tint.of(pair.plate[c], c);
+  const float part = sumOf(pair.picture) / std::max(sumOf(lit), 1.0f);
+  if (part < kDarkest || part > 1.0f) return false;
+  Tint shade = tint;
+  for (std::size_t c = 0; c < 3; ++c) {
+    shade.gain[c] *= part;
+    shade.offset[c] *= part;
+  }
+  return match(pair, shade, reach) > 0.0f;
+}
+
 void refineTint(const std::vector<Pair>& pairs, float reach, Light& light, float& cells) {
   Rgb seen{}, expected{};
   cells = 0.0f;
@@ -156,14 +172,16 @@ Light lightOf(const Cells& picture, const Cells& plate) {
   float cells = 0.0f;
   for (const float reach : kReaches) refineTint(pairs, reach, light, cells);
   const float trust = smoothStep(kFewCells, kEnoughCells, cells);
-  float matched = 0.0f, close = 0.0f, weights = 0.0f;
+  float matched = 0.0f, close = 0.0f, shaded = 0.0f, weights = 0.0f;
   for (const Pair& pair : pairs) {
     weights += pair.weight;
     if (match(pair, light.tint, 2.0f * kReaches.back()) > 0.0f) matched += pair.weight;
     if (match(pair, light.tint, kReaches.back()) > 0.0f) close += pair.weight;
+    if (isLitOrShaded(pair, light.tint, kReaches.back())) shaded += pair.weight;
   }
   light.matched = matched / weights;
   light.close = close / weights;
+  light.shaded = shaded / weights;
   for (float& gain : light.tint.gain) gain = 1.0f + trust * (gain - 1.0f);
   for (float& offset : light.tint.offset) offset *= trust;
   return light;

@@ -44,6 +44,7 @@ struct Light {
   float screen = 0.0f;   // share of the cells that show anything of the screen's kind
   float matched = 1.0f;  // of these, the share that is the other picture under that tint, to about a tenth
   float close = 1.0f;    // and to about a twentieth
+  float shaded = 1.0f;   // the same, or the same paint in a shadow
 };
 
 // A robust ratio over the places where `picture` shows the screen of `plate`: subjects, shadows and other colours count

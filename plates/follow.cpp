@@ -27,7 +27,8 @@ constexpr std::int64_t kNearCut = 8;  // frames from one estimate to the next th
 constexpr float kLeastBare = 0.25f;   // of a cell, to be compared by
 constexpr std::size_t kFewCells = plates::kCells / 50;  // nothing to compare
 constexpr float kLeastScreen = 0.04f;  // of a frame: with less of it nothing can be said of the backdrop
-constexpr float kLeastClose = 0.7f;    // of what looks like screen
+constexpr float kLeastClose = 0.7f;    // of what looks like screen is the plate, in its light or in a shadow
+constexpr float kLeastLit = 0.35f;     // of it in the light: elsewhere a shadow and an unevenly lit shot look alike
 
 Cells bareCells(const FittedPlate& fitted) {
   const auto pixels = static_cast<std::size_t>(fitted.plate.width) * static_cast<std::size_t>(fitted.plate.height);
@@ -130,10 +131,14 @@ struct PlateRow::Candidate {
   const Known* after;  // null, or what to mix in
   float share;         // of `after`
   Light light;
-  float fit() const { return light.screen < kLeastScreen ? 1.0f : light.close; }
+
+  bool seesScreen() const { return light.screen >= kLeastScreen; }
+  bool fits() const { return seesScreen() && light.close >= kLeastLit && light.shaded >= kLeastClose; }
+  // Share of the frame that it explains.
+  float worth() const { return fits() ? light.screen * light.close : 0.0f; }
 };
 
-PlateRow::PlateRow(std::shared_ptr<const Plate> plate) {
+PlateRow::PlateRow(std::shared_ptr<const Plate> plate) : isGiven_(true) {
   if (plate == nullptr || plate->argb.empty()) return;
   Cells cells = cellsOf(plate->picture());
   stretches_.push_back({0, 0, {{0, std::move(plate), std::move(cells)}}});
@@ -173,7 +178,6 @@ void PlateRow::addStretch(const std::vector<const Estimate*>& estimates) {
   const Cells meanCells = cellsOf(mean->picture());
   float spread = 0.0f;
   for (const FittedPlate* one : fitted) spread = std::max(spread, distanceOf(bareCells(*one), meanCells, kAgreeing));
-  spread_ = std::max(spread_, spread);
   Stretch stretch{estimates.front()->frame, estimates.back()->frame, {}};
   if (spread <= kAgreement) {
     stretch.plates.push_back({stretch.first, std::move(mean), meanCells});
@@ -209,19 +213,22 @@ PlateRow::Candidate PlateRow::tried(const Stretch& stretch, std::int64_t frame, 
 FollowedPlate PlateRow::at(std::int64_t frame, const ConstFrame& picture) const {
   if (stretches_.empty()) return {};
   const Cells cells = cellsOf(picture);
-  // The frame's own stretch, or those on either side of the gap that it lies in; any other where none of these fits.
+  // The frame's own stretch, or those on either side of the gap that it lies in; any other where these explain little.
   auto later = std::find_if(stretches_.begin(), stretches_.end(), [&](const Stretch& s) { return frame <= s.last; });
   if (later == stretches_.end()) --later;
   Candidate best = tried(*later, frame, cells);
+  const bool showsNone = !best.seesScreen();
   const auto consider = [&](const Stretch& stretch) {
     const Candidate other = tried(stretch, frame, cells);
-    if (other.fit() > best.fit()) best = other;
+    if (other.worth() > best.worth()) best = other;
   };
-  if (frame < later->first && later != stretches_.begin()) consider(*(later - 1));
-  if (best.fit() < kLeastClose) {
-    for (const Stretch& stretch : stretches_) consider(stretch);
+  if (!isGiven_) {
+    if (frame < later->first && later != stretches_.begin()) consider(*(later - 1));
+    if (!best.fits() || best.light.close < kLeastClose) {
+      for (const Stretch& stretch : stretches_) consider(stretch);
+    }
+    if (!best.fits() && !showsNone) return {};
   }
-  if (best.fit() < kLeastClose) return {};
 
   FollowedPlate followed{best.before->plate, true, significantTint(best.light)};
   if (best.after != nullptr)

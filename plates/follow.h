@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
 #include <vector>
 
 #include "engine/frame.h"
@@ -28,7 +27,7 @@ class PlateRow {
     FittedPlate fitted;
   };
 
-  // One plate for all frames.
+  // One plate for all frames, that was judged for the whole shot: it fits any frame.
   explicit PlateRow(std::shared_ptr<const Plate> plate);
 
   // From estimates of different frames, all of one size, in any order. Those of a shot that agree become one plate,
@@ -41,14 +40,8 @@ class PlateRow {
   // plate of its own. Throws std::bad_alloc.
   FollowedPlate at(std::int64_t frame, const ConstFrame& picture) const;
 
-  bool empty() const { return stretches_.empty(); }
-  // One plate for the whole clip.
-  bool isOne() const { return stretches_.size() == 1 && stretches_[0].plates.size() == 1; }
   // Shots between jumps.
   std::size_t shots() const { return stretches_.size(); }
-  // How far the estimates lay apart from one plate where both saw the screen, levels that three quarters of the places
-  // of the worst lie within.
-  float spread() const { return spread_; }
   // Frames half-way between estimates that lie too far apart to be interpolated well: what to estimate next, and then
   // to make a new row of all. None where the shots are steady.
   const std::vector<std::int64_t>& wanted() const { return wanted_; }
@@ -70,7 +63,7 @@ class PlateRow {
 
   std::vector<Stretch> stretches_;
   std::vector<std::int64_t> wanted_;
-  float spread_ = 0.0f;
+  bool isGiven_ = false;  // no estimate: judged for the whole shot before
 };
 
 }  // namespace kalvetra
