@@ -126,9 +126,9 @@ PlateRow cleanRow(ClipPictures& clip, const std::string& file, const std::vector
   return PlateRow(std::make_shared<const Plate>(std::move(clean.plate)));
 }
 
-// Nothing, with a note, where the camera moves.
+// Nothing, and `why`, where the camera moves.
 std::optional<PlateRow> shotRow(ClipPictures& clip, const AnimatedSettings& settings, const IsStopped& stopped,
-                                std::vector<std::string>& notes) {
+                                std::vector<std::string>& notes, std::string& why) {
   const PictureFormat& format = clip.reader().format();
   const Numbers numbers = clip.spread(static_cast<int>(ShotPlate::capacity(format.width, format.height)));
   LentThreads threads(clip.threads());
@@ -141,7 +141,7 @@ std::optional<PlateRow> shotRow(ClipPictures& clip, const AnimatedSettings& sett
   clip.show(numbers, 1, add, stopped);
   GatheredPlate gathered = shot.gather(threads.workers());
   if (!gathered.locked) {
-    notes.push_back(gathered.why + "; fitted plates are taken instead of the shot's");
+    why = std::move(gathered.why);
     return std::nullopt;
   }
   char share[64];
@@ -153,6 +153,7 @@ std::optional<PlateRow> shotRow(ClipPictures& clip, const AnimatedSettings& sett
 // Of the samples with a sure plate; of all, why there is none.
 void describe(FoundPlates& found) {
   double covered = 0.0, sure = 0.0;
+  if (found.samples.empty()) found.why = "none of the pictures looked at could be read";
   for (const PlateSample& sample : found.samples) {
     if (sample.fitted->sure) {
       covered += sample.fitted->covered;
@@ -167,9 +168,11 @@ void describe(FoundPlates& found) {
 }  // namespace
 
 std::shared_ptr<const Plate> ClipPlates::at(std::int64_t number, const Image& picture) const {
+  const KeySettings settings = settings_.at(number);
+  if (settings.smoothBG == 0) return nullptr;  // keyed against the key colour
   FollowedPlate followed = row_.at(number, picture.frame());
   if (followed.fits) return followed.plate;
-  FittedPlate own = fitPlate(picture.frame(), settings_.at(number));
+  FittedPlate own = fitPlate(picture.frame(), settings);
   return own.sure ? std::make_shared<const Plate>(std::move(own.plate)) : nullptr;
 }
 
@@ -188,12 +191,14 @@ FoundPlates findPlates(ClipPictures& clip, const AnimatedSettings& settings, con
   found.samples = fitSamples(clip, settings, stopped);
   describe(found);
   std::optional<PlateRow> row;
+  std::string whyNoShot;
   if (kind == PlateKind::Clean) row = cleanRow(clip, cleanPlate, found.samples, stopped, found.notes);
-  if (kind == PlateKind::Shot) row = shotRow(clip, settings, stopped, found.notes);
+  if (kind == PlateKind::Shot) row = shotRow(clip, settings, stopped, found.notes, whyNoShot);
   if (!row) {
     FittedRow fits(clip, settings, stopped);
     fits.add(found.samples);
     row = fits.settled();
+    if (row && !whyNoShot.empty()) found.notes.push_back(whyNoShot + "; fitted plates are taken instead of the shot's");
   }
   if (row) found.plates = std::make_shared<const ClipPlates>(std::move(*row), settings);
   return found;

@@ -120,14 +120,16 @@ CleanPlate correctedPlate(const ConstFrame& clean, const std::vector<ShotSample>
   plate.width = isLarger ? frame->width : clean.width;
   plate.height = isLarger ? frame->height : clean.height;
   plate.argb = resized(clean, plate.width, plate.height);
-  plate.keepsShadows = true;
   if (samples.empty()) {
+    // Whose light may be any other: what is darker need be no shadow.
+    for (const ShotSample& sample : shot) plate.noise = std::max(plate.noise, sample.fitted->plate.noise);
     result.notes.emplace_back(
         "could not be compared with the shot, where the screen is not seen clearly: used as it is");
     return result;
   }
 
   // All at the plate's size from here on.
+  plate.keepsShadows = true;
   plates::CleanView view{plate, {}, Planes{}};
   for (const ShotSample& sample : samples) {
     view.samples.push_back({resized(sample.frame, plate.width, plate.height),

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <vector>
 
 #include "engine/pixel_formats.h"
@@ -42,6 +43,7 @@ struct Overlap {
 
 Overlap overlapAt(const Texture& first, const Texture& second, int dx, int dy) {
   Overlap all;
+  if (std::abs(dx) >= first.width || std::abs(dy) >= first.height) return all;
   const int left = std::max(0, -dx), right = std::min(first.width, first.width - dx);
   for (int y = std::max(0, -dy); y < std::min(first.height, first.height - dy); ++y) {
     const std::size_t a = index(first, left, y), b = index(second, left + dx, y + dy);

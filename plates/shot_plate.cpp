@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "engine/pixel_formats.h"
+#include "plates/sentence.h"
 #include "plates/shot_plate_middle.h"
 #include "plates/shot_plate_steady.h"
 
@@ -26,6 +27,7 @@ namespace {
 constexpr int kLongest = 2048;                              // pixels of what is kept; more is reduced by a whole number
 constexpr std::size_t kMostPixels = std::size_t{50} << 20;  // of all that is kept
 constexpr std::size_t kLeastFrames = 8;
+constexpr std::size_t kLeastToLock = 3;  // frames: of fewer none can be the odd one out
 
 // What is near the fitted plate and of its paint: through a small blur, as fractions of the plate's brightness, and of
 // the sum of the channels.
@@ -201,6 +203,10 @@ GatheredPlate ShotPlate::gather(const Workers* workers) const {
   for (const Kept& kept : kept_) views.push_back({kept.argb.data(), &kept.cells, &kept.texture});
   const plates::Steadiness steadiness = plates::steadinessOf(views);
   gathered.why = steadiness.why;
+  if (kept_.size() < kLeastToLock) {
+    gathered.why = plates::sentence(
+        "the screen is seen clearly in only %zu of the frames looked at, too few to gather it", kept_.size());
+  }
   gathered.locked = gathered.why.empty();
 
   const plates::Middle middle =

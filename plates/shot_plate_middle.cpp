@@ -59,7 +59,7 @@ Range brightestAgreed(const Observations& all, float window) {
     while (range.first < range.end && all.lumas[range.first] > middle + window / 2) ++range.first;
     while (range.end < all.count && all.lumas[range.end] >= middle - window / 2) ++range.end;
     while (range.end > range.first && all.lumas[range.end - 1] < middle - window / 2) --range.end;
-    return range;
+    if (range.end - range.first >= least) return range;
   }
   return {0, 0};
 }

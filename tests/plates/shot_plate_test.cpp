@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <functional>
 
 #include "plates/clean_plate.h"
+#include "plates/shot_plate_middle.h"
 #include "tests/plates/drawn_shot.h"
 
 namespace kalvetra {
@@ -85,8 +87,26 @@ TEST(ShotPlate, KeepsFewOfManyFramesAndNoneOfNone) {
   EXPECT_EQ(shot.frames(), 60u);
   EXPECT_EQ(ShotPlate::capacity(1920, 1080), ShotPlate::capacity(3840, 2160));
   EXPECT_EQ(shot.gather().plate.width, 3);
+  EXPECT_TRUE(gathered([](double) { return ShotFrame(); }, 3).locked);
+  EXPECT_NE(gathered([](double) { return ShotFrame(); }, 2).why.find("only 2 of the frames"), std::string::npos);
   const ShotFrame other{.width = 4.0, .height = 2.0};
   EXPECT_THROW(shot.add(pictureOf(other, drawnShot(other)), perfectFit(other)), std::invalid_argument);
+}
+
+// Two that are nearly alike lie too far apart around their middle: those below, which agree, are the screen.
+TEST(ShotPlate, GoesOnLookingWhereTheBrightestDoNotAgree) {
+  const plates::Cells cells;
+  const plates::Texture texture;
+  std::vector<std::array<unsigned char, 4>> pixels;
+  for (const int level : {110, 106, 100, 100, 100}) {
+    const auto v = static_cast<unsigned char>(level);
+    pixels.push_back({255, v, v, v});
+  }
+  std::vector<plates::ShotView> views;
+  for (const auto& pixel : pixels) views.push_back({pixel.data(), &cells, &texture});
+  const plates::Middle middle = middleOf(views, std::vector<plates::Tint>(views.size()), 1, 1, 1.0f, nullptr);
+  EXPECT_EQ(middle.seen[0], 1);
+  EXPECT_FLOAT_EQ(middle.colors[1], 100.0f);
 }
 
 // The clean plate is that of `taken`; the shot has two frames.
@@ -114,6 +134,17 @@ TEST(CleanPlate, TakesOnTheLightOfTheShot) {
   const CleanPlate fromSide = corrected({.body = 9.0, .otherwise = 0.3});
   EXPECT_TRUE(says(fromSide, "bent to the shot's"));
   EXPECT_LT(meanError(fromSide.plate, {}), 2.5);
+}
+
+TEST(CleanPlate, KeepsNoShadowsWhereItsLightIsNotKnown) {
+  const ShotFrame frame;
+  const std::vector<unsigned char> argb = drawnShot(frame);
+  FittedPlate fitted = perfectFit(frame);
+  fitted.sure = false;
+  const CleanPlate asItIs = correctedPlate(pictureOf(frame, argb), {{pictureOf(frame, argb), &fitted}});
+  EXPECT_TRUE(says(asItIs, "used as it is"));
+  EXPECT_FALSE(asItIs.plate.keepsShadows);
+  EXPECT_EQ(asItIs.plate.noise, 1.5f);
 }
 
 TEST(CleanPlate, SaysWhatIsWrong) {
