@@ -70,6 +70,14 @@ Screen screenOf(const Picture& picture, const PaintAndLight& parted, const Paint
   return {std::move(bare), std::move(weight)};
 }
 
+void giveWay(Planes& screen, const Plane& way, const ReducedKey& key) {
+  if (std::all_of(way.values.begin(), way.values.end(), [](float v) { return v <= 0.0f; })) return;
+  const Planes own = key.ownPlate();
+  for (std::size_t c = 0; c < 3; ++c) {
+    for (std::size_t i = 0; i < way.values.size(); ++i) screen[c][i] += way[i] * (own[c][i] - screen[c][i]);
+  }
+}
+
 }  // namespace
 
 FittedPlate fitPlate(const ConstFrame& frame, const KeySettings& settings, const Workers* workers) {
@@ -88,19 +96,20 @@ FittedPlate fitPlate(const ConstFrame& frame, const KeySettings& settings, const
   const Planes soft = softened(picture.color, pixelsOf(1.5f, picture.unit), workers);
   const PaintAndLight parted = partedPicture(soft, keySum, workers);
   const PaintModel paint(picture, parted, axis);
-  const Plane own = keyedAlpha(picture, keyColor, nullptr, workers);
+  const ReducedKey key(picture, keyColor, workers);
+  const Plane own = key.alpha(nullptr);
   const auto [bare, weight] = screenOf(picture, parted, paint, axis, own, workers);
   Planes screen = filledScreen(soft, parted, paint, weight, keySum, picture.unit, workers);
 
   FittedPlate fitted;
   fitted.plate = plateOf(screen);
   const KnownPlate known = fitted.plate.known();
-  fitted.why = doubtsOf(bare, own, keyedAlpha(picture, keyColor, &known, workers));
+  const Plane keyed = key.alpha(&known);
+  fitted.why = doubtsOf(bare, own, keyed);
   fitted.sure = fitted.why.empty();
-  if (blue) {
-    std::swap(screen[1], screen[2]);
-    fitted.plate = plateOf(screen);
-  }
+  giveWay(screen, givenWay(own, keyed, parted, screen, axis, picture.unit, workers), key);
+  if (blue) std::swap(screen[1], screen[2]);
+  fitted.plate = plateOf(screen);
   fitted.plate.noise = noiseOf(frame, bare);
   double sum = 0.0;
   for (const float v : bare.values) {

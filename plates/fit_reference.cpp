@@ -1,36 +1,50 @@
 #include "plates/fit_reference.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "engine/KalvetraFinalCut.h"
 #include "imaging/numeric.h"
 
 namespace kalvetra::plates {
 
-Plane keyedAlpha(const Picture& picture, const std::array<double, 3>& keyColor, const KnownPlate* plate,
-                 const Workers* workers) {
-  KeySettings plain{};
-  plain.view = kKalvetraViewResult;
-  plain.keyColor = keyColor;
-  plain.smoothBG = 1;
-  plain.shadow = 100;
-  plain.clipWhite = 100;
-  plain.despillWhite = plain.despillSkin = 20;
-  plain.screenGain = 33;
-  const int width = picture.seen.width, height = picture.seen.height;
-  std::vector<unsigned char> source(picture.seen.values.size() * kPixelBytes), keyed(source.size());
+ReducedKey::ReducedKey(const Picture& picture, const std::array<double, 3>& keyColor, const Workers* workers)
+    : argb_(picture.seen.values.size() * kPixelBytes),
+      width_(picture.seen.width),
+      height_(picture.seen.height),
+      workers_(workers) {
+  settings_.view = kKalvetraViewResult;
+  settings_.keyColor = keyColor;
+  settings_.smoothBG = 1;
+  settings_.shadow = 100;
+  settings_.clipWhite = 100;
+  settings_.despillWhite = settings_.despillSkin = 20;
+  settings_.screenGain = 33;
   for (std::size_t i = 0; i < picture.seen.values.size(); ++i) {
-    unsigned char* pixel = source.data() + i * kPixelBytes;
+    unsigned char* pixel = argb_.data() + i * kPixelBytes;
     pixel[0] = 255;
     for (std::size_t c = 0; c < 3; ++c) pixel[c + 1] = truncToByte(picture.color[c][i] + 0.5f);
   }
-  render(plain, packedFrame(source.data(), width, height), packedFrame(keyed.data(), width, height),
-         {.workers = workers, .plate = plate});
-  Plane alpha(width, height);
-  for (std::size_t i = 0; i < alpha.values.size(); ++i) {
-    alpha[i] = static_cast<float>(keyed[i * kPixelBytes]) / 255.0f;
-  }
+}
+
+Plane ReducedKey::alpha(const KnownPlate* plate) const {
+  std::vector<unsigned char> keyed(argb_.size());
+  render(settings_, source(), packedFrame(keyed.data(), width_, height_), {.workers = workers_, .plate = plate});
+  Plane alpha(width_, height_);
+  for (std::size_t i = 0; i < alpha.values.size(); ++i) alpha[i] = static_cast<float>(keyed[i * kPixelBytes]) / 255.0f;
   return alpha;
+}
+
+Planes ReducedKey::ownPlate() const {
+  std::vector<unsigned char> plate(argb_.size());
+  renderPlate(settings_, source(), packedFrame(plate.data(), width_, height_));
+  Planes planes;
+  for (std::size_t c = 0; c < 3; ++c) {
+    planes[c] = Plane(width_, height_);
+    for (std::size_t i = 0; i < planes[c].values.size(); ++i)
+      planes[c][i] = static_cast<float>(plate[i * kPixelBytes + c + 1]);
+  }
+  return planes;
 }
 
 Plane clearInOwnKey(const Plane& own, const Plane& calm, float unit, const Workers* workers) {
@@ -48,6 +62,34 @@ Plane clearInOwnKey(const Plane& own, const Plane& calm, float unit, const Worke
     clear[i] = smoothStep(0.9f, 1.0f, clear[i]) * smoothStep(0.6f, 0.2f, beside[i]);
   }
   return clear;
+}
+
+Plane givenWay(const Plane& own, const Plane& fitted, const PaintAndLight& parted, const Planes& screen,
+               const PaleAxis& axis, float unit, const Workers* workers) {
+  Plane more = fitted, pale(own.width, own.height), across = pale;
+  for (std::size_t i = 0; i < more.values.size(); ++i) {
+    more[i] -= own[i];
+    const float sum = std::max(screen[0][i] + screen[1][i] + screen[2][i], kLeastSum);
+    const Shift shift = axis.of({screen[0][i] / sum, screen[2][i] / sum}, {parted.red[i], parted.blue[i]});
+    pale[i] = shift.pale;
+    across[i] = shift.across;
+  }
+  // Not for the noise of single pixels.
+  const auto calm = [&](const Plane& plane) { return boxMean(plane, pixelsOf(4.0f, unit), workers); };
+  more = calm(more), pale = calm(pale), across = calm(across);
+  Plane way = calm(own);
+  for (std::size_t i = 0; i < way.values.size(); ++i) {
+    const float other = std::max(std::abs(across[i]), -pale[i]);
+    way[i] = smoothStep(0.25f, 0.12f, way[i]) * smoothStep(0.015f, 0.05f, more[i]) *
+             smoothStep(0.012f, 0.004f, pale[i]) * smoothStep(0.005f, 0.012f, other);
+  }
+  // Only what is broad, up to its borders: hair and edges are not.
+  const int breadth = pixelsOf(10.0f, unit);
+  Plane broad = boxMean(way, breadth, workers);
+  for (float& v : broad.values) v = smoothStep(0.6f, 0.9f, v);
+  broad = boxMean(broad, breadth, workers);
+  for (std::size_t i = 0; i < way.values.size(); ++i) way[i] *= smoothStep(0.0f, 0.3f, broad[i]);
+  return way;
 }
 
 std::string doubtsOf(const Plane& bare, const Plane& own, const Plane& fitted) {

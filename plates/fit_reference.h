@@ -3,22 +3,42 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "engine/render.h"
-#include "plates/fit_picture.h"
+#include "plates/fit_paint.h"
 
 namespace kalvetra::plates {
 
-// The matte, 0..1, for a green key colour at the default settings: the user's finish says nothing about the screen.
-// `plate` may be null, for the engine's own.
-Plane keyedAlpha(const Picture& picture, const std::array<double, 3>& keyColor, const KnownPlate* plate,
-                 const Workers* workers);
+// The reduced picture as the engine keys it, for a green key colour at the default settings: the user's finish says
+// nothing about the screen. Refers to `workers`.
+class ReducedKey {
+ public:
+  ReducedKey(const Picture& picture, const std::array<double, 3>& keyColor, const Workers* workers);
+  // The matte, 0..1; `plate` may be null, for the engine's own.
+  Plane alpha(const KnownPlate* plate) const;
+  Planes ownPlate() const;  // levels
+
+ private:
+  ConstFrame source() const { return packedFrame(argb_.data(), width_, height_); }
+
+  KeySettings settings_{};
+  std::vector<unsigned char> argb_;
+  int width_, height_;
+  const Workers* workers_;
+};
 
 // How surely the engine keys a pixel away, 0..1, away from all that its matte `own` leaves to be seen. It follows paint
 // that grows paler step by step, such as a lamp's glare, which no model of one paint explains; but also what is thin of
 // a veil, which is why its word counts only away from the subject. Where the picture is `calm` (0..1), a trace that it
 // leaves is shade, and less is made of it.
 Plane clearInOwnKey(const Plane& own, const Plane& calm, float unit, const Workers* workers);
+
+// How far the fit is to give way to the engine's own plate, 0..1: where its matte `fitted` leaves visibly more than the
+// engine's `own` does, of what differs in hue from the fitted `screen` and is no paler: the screen in shade of another
+// hue, or a paint that the fit carried too far. Glass and veils are paler, and a plain shadow has the screen's hue.
+Plane givenWay(const Plane& own, const Plane& fitted, const PaintAndLight& parted, const Planes& screen,
+               const PaleAxis& axis, float unit, const Workers* workers);
 
 // What speaks against the fit as a sentence, empty where nothing does: `bare` (0..1) is what it was made from, `own`
 // and `fitted` are the mattes.

@@ -8,6 +8,7 @@
 #include <functional>
 
 #include "cpu/cpu_level.h"
+#include "plates/fit_reference.h"
 
 namespace kalvetra {
 namespace {
@@ -116,6 +117,31 @@ TEST(FitPlate, FollowsGlareAndShadeThatBeginAtNoEdge) {
       1.5);
   const auto beside = [](double x, double y) { return !inBody(x + 0.3, y); };
   EXPECT_LT(worstError(fit(frame).plate, glare, beside), 3.0);
+}
+
+// In such a shade, which no model of one paint explains, the engine's own plate would leave less to be seen.
+TEST(FitPlate, LeavesHardlyMoreOfAShadeOfAnotherHueThanTheEnginesOwnPlate) {
+  const auto inShade = [](double x, double y) { return inBody(x - 0.05, y) && !inBody(x, y) && !inBody(x + 0.02, y); };
+  const auto frame = drawn(
+      [](double x, double y) {
+        if (inBody(x, y)) return Rgb{120, 90, 80};
+        return inBody(x - 0.06, y) ? Rgb{29, 148, 41} : kGreen;
+      },
+      1.5);
+  const plates::ReducedKey key(plates::reducedPicture(packedFrame(frame.data(), kWidth, kHeight), kLongestFit, nullptr),
+                               keyed(kGreen).keyColor, nullptr);
+  const FittedPlate fitted = fit(frame);
+  const KnownPlate known = fitted.plate.known();
+  const plates::Plane own = key.alpha(nullptr), alpha = key.alpha(&known);
+  double more = 0.0, count = 0.0;
+  for (int y = 0; y < kHeight; ++y) {
+    for (int x = 0; x < kWidth; ++x) {
+      if (!inShade((x + 0.5) / kWidth, (y + 0.5) / kHeight)) continue;
+      more += alpha.row(y)[x] - own.row(y)[x];
+      ++count;
+    }
+  }
+  EXPECT_LT(more / count, 0.02);
 }
 
 TEST(FitPlate, IsAlmostTheSameForTwoCodingsOfOnePicture) {
