@@ -1,59 +1,25 @@
 #include "plates/clean_plate.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <stdexcept>
 #include <utility>
 
-#include "engine/pixel_formats.h"
-#include "plates/cells.h"
 #include "plates/clean_plate_checks.h"
 #include "plates/plane.h"
+#include "plates/resized.h"
 
 namespace kalvetra {
 
 using plates::Plane;
 using plates::Planes;
-using plates::Rgb;
+using plates::resized;
+using plates::swapGreenAndBlue;
 
 namespace {
 
-// Every pixel the mean of those that it covers, where the picture is larger than asked for.
-std::vector<unsigned char> resized(const ConstFrame& picture, int width, int height) {
-  const auto rowBytes = static_cast<std::size_t>(width) * kPixelBytes;
-  std::vector<unsigned char> small(rowBytes * static_cast<std::size_t>(height));
-  std::vector<unsigned char> row(static_cast<std::size_t>(picture.width) * kPixelBytes);
-  std::vector<std::uint32_t> sums(rowBytes);
-  const auto first = [](int i, int from, int to) { return static_cast<int>(std::int64_t{i} * from / to); };
-  for (int y = 0; y < height; ++y) {
-    std::fill(sums.begin(), sums.end(), 0u);
-    const int top = first(y, picture.height, height);
-    const int bottom = std::max(first(y + 1, picture.height, height), top + 1);
-    for (int line = top; line < bottom; ++line) {
-      readRow(picture, line, row.data());
-      for (int x = 0; x < width; ++x) {
-        const int left = first(x, picture.width, width);
-        const int right = std::max(first(x + 1, picture.width, width), left + 1);
-        for (int at = left; at < right; ++at) {
-          for (std::size_t c = 0; c < 4; ++c)
-            sums[static_cast<std::size_t>(x) * 4 + c] += row[static_cast<std::size_t>(at) * 4 + c];
-        }
-      }
-    }
-    for (int x = 0; x < width; ++x) {
-      const int left = first(x, picture.width, width);
-      const auto area =
-          static_cast<std::uint32_t>((std::max(first(x + 1, picture.width, width), left + 1) - left) * (bottom - top));
-      for (std::size_t c = 0; c < 4; ++c) {
-        const std::size_t i = static_cast<std::size_t>(x) * 4 + c;
-        small[static_cast<std::size_t>(y) * rowBytes + i] =
-            c == 0 ? 255 : static_cast<unsigned char>((sums[i] + area / 2) / area);
-      }
-    }
-  }
-  return small;
+void makeOpaque(std::vector<unsigned char>& argb) {
+  for (std::size_t i = 0; i < argb.size(); i += kPixelBytes) argb[i] = 255;
 }
 
 std::vector<unsigned char> bareOf(const FittedPlate& fitted, int width, int height) {
@@ -82,6 +48,7 @@ void CleanPlateMean::add(const ConstFrame& frame) {
     throw std::invalid_argument("CleanPlateMean: a frame of another size");
   if (frames_.size() == kMost || width_ < 1 || height_ < 1) return;
   frames_.push_back(resized(frame, width_, height_));
+  makeOpaque(frames_.back());
 }
 
 std::vector<unsigned char> CleanPlateMean::mean() const {
@@ -120,6 +87,7 @@ CleanPlate correctedPlate(const ConstFrame& clean, const std::vector<ShotSample>
   plate.width = isLarger ? frame->width : clean.width;
   plate.height = isLarger ? frame->height : clean.height;
   plate.argb = resized(clean, plate.width, plate.height);
+  makeOpaque(plate.argb);
   if (samples.empty()) {
     // Whose light may be any other: what is darker need be no shadow.
     for (const ShotSample& sample : shot) plate.noise = std::max(plate.noise, sample.fitted->plate.noise);
@@ -130,10 +98,12 @@ CleanPlate correctedPlate(const ConstFrame& clean, const std::vector<ShotSample>
 
   // All at the plate's size from here on.
   plate.keepsShadows = true;
-  plates::CleanView view{plate, {}, Planes{}};
+  plates::CleanView view{plate, {}, Planes{}, plates::isBlue(samples[0].fitted->plate)};
+  if (view.isBlue) swapGreenAndBlue(plate.argb);
   for (const ShotSample& sample : samples) {
     view.samples.push_back({resized(sample.frame, plate.width, plate.height),
                             bareOf(*sample.fitted, plate.width, plate.height), sample.fitted->plate.noise});
+    if (view.isBlue) swapGreenAndBlue(view.samples.back().argb);
   }
   const Plate& fitted = samples[0].fitted->plate;
   for (std::size_t c = 0; c < 3; ++c) {
@@ -141,7 +111,12 @@ CleanPlate correctedPlate(const ConstFrame& clean, const std::vector<ShotSample>
     for (std::size_t i = 0; i < channel.values.size(); ++i) channel[i] = fitted.argb[i * kPixelBytes + 1 + c];
     view.fitted[c] = enlarged(channel, plate.width, plate.height);
   }
+  if (view.isBlue) std::swap(view.fitted[1], view.fitted[2]);
   plates::correct(view, result);
+  if (view.isBlue) {
+    swapGreenAndBlue(plate.argb);
+    std::swap(result.gain[1], result.gain[2]);
+  }
   if (result.refusal.empty()) {
     result.shift *= static_cast<float>(frame->width) / static_cast<float>(plate.width);
   } else {

@@ -1,6 +1,7 @@
 #include "plates/clean_plate_checks.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <utility>
@@ -73,6 +74,28 @@ Shares sharesOf(const CleanView& view, const Plane& screen) {
   }
   return {bare == 0 ? 1.0f : static_cast<float>(both) / static_cast<float>(bare),
           static_cast<float>(bare - both) / static_cast<float>(screen.values.size())};
+}
+
+// Where the light is another than can be mended.
+std::string otherLight(const CleanView& view, const Light& light) {
+  const auto isFarOff = [](float gain) { return gain > kMostLight || gain * kMostLight < 1.0f; };
+  Rgb lit;
+  for (std::size_t c = 0; c < 3; ++c) lit[c] = light.tint.of(light.level[c], c);
+  const float whole = sumOf(lit) / std::max(sumOf(light.level), 1.0f);
+  if (isFarOff(whole)) {
+    return sentence(
+        "was taken in another light, %.1f times as bright as the shot's: take it again in the shot's own light",
+        1.0 / static_cast<double>(whole));
+  }
+  const std::array<const char*, 3> names{"red", view.isBlue ? "blue" : "green", view.isBlue ? "green" : "blue"};
+  for (std::size_t c = 0; c < 3; ++c) {
+    if (!isFarOff(light.tint.gain[c])) continue;
+    return sentence(
+        "was taken in another light, with %.1f times as much %s as the shot's: take it again in the shot's own light "
+        "and white balance",
+        1.0 / static_cast<double>(light.tint.gain[c]), names[c]);
+  }
+  return {};
 }
 
 void checkCamera(const CleanView& view, const Plane& screen, CleanPlate& result) {
@@ -155,26 +178,23 @@ void correct(CleanView& view, CleanPlate& result) {
   const Shares shares = sharesOf(view, screen);
   if (shares.screen < kLeastScreen || light.matched < kLeastMatched) {
     result.refusal = sentence(
-        "shows the screen on only %.0f %% of where the shot shows it: it is of another set, another light, or somebody "
-        "stands before it",
+        "shows the screen's colour on only %.0f %% of where the shot shows it: it is of another set, in another light "
+        "or "
+        "white balance, or somebody stands before it",
         100.0 * static_cast<double>(std::min(shares.screen, light.matched)));
     return;
   }
   for (std::size_t c = 0; c < 3; ++c) {
     result.gain[c] = light.level[c] < 1.0f ? light.tint.gain[c] : light.tint.of(light.level[c], c) / light.level[c];
-    if (light.tint.gain[c] > kMostLight || light.tint.gain[c] * kMostLight < 1.0f) {
-      result.refusal = sentence(
-          "was taken in another light, %.1f times as bright as the shot's: take it again in the shot's own light",
-          1.0 / static_cast<double>(light.tint.gain[1]));
-      return;
-    }
   }
+  result.refusal = otherLight(view, light);
+  if (!result.refusal.empty()) return;
   std::vector<unsigned char> counts(screen.values.size());
   for (std::size_t i = 0; i < counts.size(); ++i) counts[i] = screen[i] > 0.0f ? 255 : 0;
   clean = cellsOf(view.plate.picture(), counts.data());
   checkCamera(view, screen, result);
   if (!result.refusal.empty()) return;
-  noteLight(light, result);
+  noteLight(view, light, result);
   for (std::size_t c = 0; c < 3; ++c) {
     for (float& v : planes[c].values) v = light.tint.of(v, c);
   }

@@ -18,11 +18,12 @@ struct CleanSample {
   float noise;                      // standard deviation of a channel, levels
 };
 
-// All of one size.
+// All of one size, and of a green screen: see isBlue().
 struct CleanView {
   Plate& plate;                      // as it was taken
   std::vector<CleanSample> samples;  // one at least
   Planes fitted;                     // the plate fitted to the first of them
+  bool isBlue;                       // green and blue have changed places
 };
 
 inline ConstFrame pictureOf(const CleanView& view, const std::vector<unsigned char>& argb) {

@@ -90,7 +90,7 @@ void followLight(const CleanView& view, const Cells& clean, Planes& planes, Clea
   }
 }
 
-void noteLight(const Light& light, CleanPlate& result) {
+void noteLight(const CleanView& view, const Light& light, CleanPlate& result) {
   const Rgb& gain = result.gain;
   const float whole = std::max(0.299f * gain[0] + 0.587f * gain[1] + 0.114f * gain[2], 0.01f);
   float tint = 0.0f;
@@ -102,8 +102,8 @@ void noteLight(const Light& light, CleanPlate& result) {
   }
   if (tint > 2.0f * kOtherLight) {
     result.notes.push_back(sentence("has another white balance than the shot: red times %.2f, green %.2f, blue %.2f",
-                                    static_cast<double>(gain[0]), static_cast<double>(gain[1]),
-                                    static_cast<double>(gain[2])));
+                                    static_cast<double>(gain[0]), static_cast<double>(gain[view.isBlue ? 2 : 1]),
+                                    static_cast<double>(gain[view.isBlue ? 1 : 2])));
   }
 }
 

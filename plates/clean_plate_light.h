@@ -16,7 +16,7 @@ inline float sumOf(const Rgb& c) { return c[0] + c[1] + c[2]; }
 Light middleLight(const CleanView& view, const Cells& clean);
 
 // Notes by how much they differ, from result.gain.
-void noteLight(const Light& light, CleanPlate& result);
+void noteLight(const CleanView& view, const Light& light, CleanPlate& result);
 
 // Where the light falls otherwise on the plate than in the shot, the plate's is bent to it, slowly from place to place:
 // its folds stay its own. A note, or a refusal where it differs too much.

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <stdexcept>
 
-#include "engine/pixel_formats.h"
+#include "plates/resized.h"
 #include "plates/sentence.h"
 #include "plates/shot_plate_middle.h"
 #include "plates/shot_plate_steady.h"
@@ -19,6 +19,7 @@ using plates::lightOf;
 using plates::Plane;
 using plates::Planes;
 using plates::Rgb;
+using plates::swapGreenAndBlue;
 using plates::textureOf;
 using plates::Tint;
 
@@ -83,25 +84,6 @@ std::size_t ShotPlate::capacity(int width, int height) {
   return std::clamp(kMostPixels / pixels, kLeastFrames, plates::kMostObservations);
 }
 
-std::vector<unsigned char> ShotPlate::reduced(const ConstFrame& frame) const {
-  std::vector<unsigned char> kept(static_cast<std::size_t>(columns_) * static_cast<std::size_t>(rows_) * kPixelBytes);
-  std::vector<unsigned char> row(static_cast<std::size_t>(width_) * kPixelBytes);
-  std::vector<int> sums(static_cast<std::size_t>(columns_) * kPixelBytes);
-  const int area = reduction_ * reduction_;
-  for (int y = 0; y < rows_; ++y) {
-    std::fill(sums.begin(), sums.end(), area / 2);
-    for (int line = 0; line < reduction_; ++line) {
-      readRow(frame, y * reduction_ + line, row.data());
-      for (std::size_t x = 0; x < static_cast<std::size_t>(columns_ * reduction_); ++x) {
-        for (std::size_t c = 0; c < 4; ++c) sums[x / static_cast<std::size_t>(reduction_) * 4 + c] += row[x * 4 + c];
-      }
-    }
-    unsigned char* const out = kept.data() + static_cast<std::size_t>(y) * sums.size();
-    for (std::size_t i = 0; i < sums.size(); ++i) out[i] = static_cast<unsigned char>(sums[i] / area);
-  }
-  return kept;
-}
-
 void ShotPlate::addToFitted(const Plate& plate) {
   const Cells cells = cellsOf(plate.picture());
   if (fittedCount_ == 0.0f) {
@@ -122,30 +104,36 @@ void ShotPlate::add(const ConstFrame& frame, const FittedPlate& fitted, bool isO
   if (width_ == 0) {
     width_ = frame.width;
     height_ = frame.height;
-    reduction_ = reductionOf(width_, height_);
-    columns_ = std::max(width_ / reduction_, 0);
-    rows_ = std::max(height_ / reduction_, 0);
+    const int reduction = reductionOf(width_, height_);
+    columns_ = width_ > 0 ? std::max(width_ / reduction, 1) : 0;
+    rows_ = height_ > 0 ? std::max(height_ / reduction, 1) : 0;
   }
   if (frame.width != width_ || frame.height != height_)
     throw std::invalid_argument("ShotPlate: a frame of another size");
   if (columns_ < 1 || rows_ < 1 || !fitted.sure || fitted.plate.argb.empty()) return;
   if (kept_.size() == capacity(width_, height_)) return;
 
-  Kept kept{reduced(frame), {}, {}};
+  if (kept_.empty()) isBlue_ = plates::isBlue(fitted.plate);
+  Kept kept{plates::resized(frame, columns_, rows_), {}, {}};
+  Plate plate = fitted.plate;
+  if (isBlue_) {
+    swapGreenAndBlue(kept.argb);
+    swapGreenAndBlue(plate.argb);
+  }
   const ConstFrame picture = packedFrame<const unsigned char>(kept.argb.data(), columns_, rows_);
   Tint tint;
-  if (!isOfThisFrame) tint = lightOf(cellsOf(picture), cellsOf(fitted.plate.picture())).tint;
-  const Plane close = nearPlate(picture, fitted.plate, tint);
+  if (!isOfThisFrame) tint = lightOf(cellsOf(picture), cellsOf(plate.picture())).tint;
+  const Plane close = nearPlate(picture, plate, tint);
   const int border = std::max(1, 2 * rows_ / kLinesAPixel);
   const Plane inner = boxMean(close, border);
-  const bool hasMap = isOfThisFrame && fitted.bare.size() == fitted.plate.argb.size() / kPixelBytes;
+  const bool hasMap = isOfThisFrame && fitted.bare.size() == plate.argb.size() / kPixelBytes;
   std::vector<unsigned char> bare(close.values.size());
   for (int y = 0; y < rows_; ++y) {
-    const auto mapRow = static_cast<std::size_t>(std::int64_t{y} * fitted.plate.height / rows_) *
-                        static_cast<std::size_t>(fitted.plate.width);
+    const auto mapRow =
+        static_cast<std::size_t>(std::int64_t{y} * plate.height / rows_) * static_cast<std::size_t>(plate.width);
     for (int x = 0; x < columns_; ++x) {
       const std::size_t i = close.index(x, y);
-      const std::size_t at = mapRow + static_cast<std::size_t>(std::int64_t{x} * fitted.plate.width / columns_);
+      const std::size_t at = mapRow + static_cast<std::size_t>(std::int64_t{x} * plate.width / columns_);
       const bool isBare = inner[i] > 0.999f && (!hasMap || fitted.bare[at] >= 128) && kept.argb[i * kPixelBytes] == 255;
       bare[i] = isBare ? 255 : 0;
     }
@@ -153,7 +141,7 @@ void ShotPlate::add(const ConstFrame& frame, const FittedPlate& fitted, bool isO
   kept.cells = cellsOf(picture, bare.data());
   kept.texture = textureOf(picture, bare.data());
   for (std::size_t i = 0; i < bare.size(); ++i) kept.argb[i * kPixelBytes] = bare[i];
-  addToFitted(fitted.plate);
+  addToFitted(plate);
   kept_.push_back(std::move(kept));
 }
 
@@ -227,6 +215,7 @@ GatheredPlate ShotPlate::gather(const Workers* workers) const {
     for (std::size_t c = 0; c < 3; ++c)
       plate.argb[i * kPixelBytes + 1 + c] = static_cast<unsigned char>(std::clamp(whole[c][i] + 0.5f, 0.0f, 255.0f));
   }
+  if (isBlue_) swapGreenAndBlue(plate.argb);
   return gathered;
 }
 

@@ -15,7 +15,7 @@
 namespace kalvetra {
 
 struct GatheredPlate {
-  Plate plate;          // of the frames' size, or a whole fraction of it; keeps shadows where enough was seen
+  Plate plate;          // of the frames' size, or a fraction of it; keeps shadows where enough was seen
   double seen = 0.0;    // share of the picture that was seen bare, 0..1; the rest is fitted and joined on smoothly
   bool locked = false;  // the camera stood still, and the light kept its shape: the plate is true for the whole shot
   std::string why;      // where it is not: a sentence for the user
@@ -45,13 +45,13 @@ class ShotPlate {
     plates::Texture texture;
   };
 
-  std::vector<unsigned char> reduced(const ConstFrame& frame) const;
   void addToFitted(const Plate& plate);
   plates::Planes joined(const std::vector<float>& colors, const std::vector<unsigned char>& seen,
                         const Workers* workers) const;
 
-  int width_ = 0, height_ = 0;                  // of the frames
-  int reduction_ = 1, columns_ = 0, rows_ = 0;  // of what is kept
+  int width_ = 0, height_ = 0;  // of the frames
+  int columns_ = 0, rows_ = 0;  // of what is kept
+  bool isBlue_ = false;         // what is kept has green and blue in each other's place
   std::vector<Kept> kept_;
   plates::Planes fitted_;      // sums of the fitted plates, in the light of the first
   plates::Cells fittedCells_;  // of the first

@@ -15,12 +15,23 @@ namespace {
 
 using Motion = std::function<ShotFrame(double time)>;  // 0..1
 
-GatheredPlate gathered(const Motion& motion, int frames = 16, const Workers* workers = nullptr) {
+// A green screen's picture as that of a blue one.
+void turnBlue(std::vector<unsigned char>& argb) {
+  for (std::size_t i = 0; i < argb.size(); i += 4) std::swap(argb[i + 2], argb[i + 3]);
+}
+
+GatheredPlate gathered(const Motion& motion, int frames = 16, const Workers* workers = nullptr, bool isBlue = false) {
   ShotPlate shot;
   for (int i = 0; i < frames; ++i) {
     ShotFrame frame = motion(i / std::max(frames - 1.0, 1.0));
     frame.seed = static_cast<unsigned int>(i) + 7;
-    shot.add(pictureOf(frame, drawnShot(frame)), perfectFit(frame));
+    std::vector<unsigned char> argb = drawnShot(frame);
+    FittedPlate fitted = perfectFit(frame);
+    if (isBlue) {
+      turnBlue(argb);
+      turnBlue(fitted.plate.argb);
+    }
+    shot.add(pictureOf(frame, argb), fitted);
   }
   return shot.gather(workers);
 }
@@ -93,6 +104,37 @@ TEST(ShotPlate, KeepsFewOfManyFramesAndNoneOfNone) {
   EXPECT_THROW(shot.add(pictureOf(other, drawnShot(other)), perfectFit(other)), std::invalid_argument);
 }
 
+TEST(ShotPlate, JudgesBlueAsGreen) {
+  for (const double swing : {0.05, 0.1}) {
+    const Motion motion = [&](double t) {
+      return ShotFrame{
+          .pan = swing, .body = t, .shadow = 1.3 - t, .otherwise = swing * (0.5 + 0.5 * std::sin(40.0 * t))};
+    };
+    const GatheredPlate green = gathered(motion);
+    GatheredPlate blue = gathered(motion, 16, nullptr, true);
+    turnBlue(blue.plate.argb);
+    EXPECT_EQ(blue.why, green.why);
+    EXPECT_EQ(blue.plate.argb, green.plate.argb);
+  }
+}
+
+TEST(ShotPlate, LeavesOutNoColumnsWhereItIsReduced) {
+  ShotPlate shot;
+  const ShotFrame wide{.width = 4099.0, .height = 8.0};
+  std::vector<unsigned char> argb(4099 * 8 * 4, 255);
+  for (std::size_t i = 0; i < argb.size(); i += 4) {
+    argb[i + 1] = argb[i + 3] = 40;
+    argb[i + 2] = i / 4 % 4099 < 4098 ? 200 : 160;
+  }
+  FittedPlate fitted;
+  fitted.plate = {argb, 4099, 8, 1.0f, false};
+  fitted.sure = true;
+  for (int i = 0; i < 3; ++i) shot.add(pictureOf(wide, argb), fitted);
+  const Plate plate = shot.gather().plate;
+  EXPECT_EQ(plate.width, 1366);
+  EXPECT_EQ(plate.argb[1365 * 4 + 2], 190);  // three of 200, one of 160
+}
+
 // Two that are nearly alike lie too far apart around their middle: those below, which agree, are the screen.
 TEST(ShotPlate, GoesOnLookingWhereTheBrightestDoNotAgree) {
   const plates::Cells cells;
@@ -110,10 +152,14 @@ TEST(ShotPlate, GoesOnLookingWhereTheBrightestDoNotAgree) {
 }
 
 // The clean plate is that of `taken`; the shot has two frames.
-CleanPlate corrected(const ShotFrame& taken) {
+CleanPlate corrected(const ShotFrame& taken, double red = 1.0, bool isBlue = false) {
   const ShotFrame one{.body = 0.3, .seed = 4}, other{.body = 0.6, .seed = 5};
-  const std::vector<unsigned char> clean = drawnShot(taken), first = drawnShot(one), second = drawnShot(other);
-  const FittedPlate firstFit = perfectFit(one), secondFit = perfectFit(other);
+  std::vector<unsigned char> clean = drawnShot(taken), first = drawnShot(one), second = drawnShot(other);
+  FittedPlate firstFit = perfectFit(one), secondFit = perfectFit(other);
+  for (std::size_t i = 1; i < clean.size(); i += 4) clean[i] = static_cast<unsigned char>(clean[i] * red);
+  if (isBlue) {
+    for (auto* argb : {&clean, &first, &second, &firstFit.plate.argb, &secondFit.plate.argb}) turnBlue(*argb);
+  }
   return correctedPlate(pictureOf(taken, clean),
                         {{pictureOf(one, first), &firstFit}, {pictureOf(other, second), &secondFit}});
 }
@@ -163,7 +209,24 @@ TEST(CleanPlate, SaysWhatIsWrong) {
     EXPECT_NE(bad.refusal.find(word), std::string::npos) << word << ": " << bad.refusal;
     EXPECT_TRUE(bad.plate.argb.empty());
   }
+  const std::string warm = corrected({.light = 1.25, .body = 9.0}, 2.1).refusal;
+  EXPECT_NE(warm.find("2.6 times as much red"), std::string::npos) << warm;
+  const std::string orange = corrected({.body = 9.0}, 3.0).refusal;
+  EXPECT_NE(orange.find("screen's colour on only 0 %"), std::string::npos) << orange;
   EXPECT_LT(meanError(corrected({.body = 9.0, .width = 640.0, .height = 360.0}).plate, {}), 1.0);
+}
+
+TEST(CleanPlate, OfABlueScreenIsJudgedAsOfAGreenOne) {
+  for (const ShotFrame& taken : {ShotFrame{.light = 0.8, .pan = 3.0, .body = 0.8}, ShotFrame{.pan = 12.0, .body = 9.0},
+                                 ShotFrame{.body = 9.0, .otherwise = 0.3}}) {
+    const CleanPlate green = corrected(taken);
+    CleanPlate blue = corrected(taken, 1.0, true);
+    turnBlue(blue.plate.argb);
+    EXPECT_EQ(blue.plate.argb, green.plate.argb);
+    EXPECT_EQ(blue.notes, green.notes);
+    EXPECT_EQ(blue.refusal, green.refusal);
+    EXPECT_EQ(blue.gain, (std::array{green.gain[0], green.gain[2], green.gain[1]}));
+  }
 }
 
 TEST(CleanPlate, MeanLeavesOutAVisitor) {
