@@ -23,8 +23,6 @@ constexpr std::array kReaches{0.3f, 0.15f, 0.08f, 0.05f, 0.05f};
 constexpr float kNoisy = 2.0f;  // levels by which the mean of a few samples may err
 constexpr float kFewCells = 6.0f, kEnoughCells = 40.0f;
 
-float sumOf(const Rgb& c) { return c[0] + c[1] + c[2]; }
-
 // Whether `c` is of the hue of `screen`, whatever its light.
 bool isOfKind(const Rgb& c, const Rgb& screen) {
   const float sum = sumOf(c), screenSum = sumOf(screen);
@@ -35,12 +33,6 @@ bool isOfKind(const Rgb& c, const Rgb& screen) {
   if (square < kLeastColor * kLeastColor) return false;
   const float along = ((c[0] / sum - kGrey) * red + (c[2] / sum - kGrey) * blue) / square;
   return along > kLeastKind && along < kMostKind;
-}
-
-float medianOf(std::vector<float>& values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
 }
 
 struct Pair {
@@ -113,6 +105,18 @@ void refineTint(const std::vector<Pair>& pairs, float reach, Light& light, float
 }
 
 }  // namespace
+
+float paintOff(const Rgb& a, const Rgb& b) {
+  const float sum = std::max(sumOf(a), 1.0f), other = std::max(sumOf(b), 1.0f);
+  const float red = a[0] / sum - b[0] / other, blue = a[2] / sum - b[2] / other;
+  return red * red + blue * blue;
+}
+
+float medianOf(std::vector<float>& values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
 
 Cells cellsOf(const ConstFrame& picture, const unsigned char* counts) {
   if (picture.width < 1 || picture.height < 1) return {};

@@ -13,6 +13,14 @@ namespace kalvetra::plates {
 // Red, green and blue: of a colour in levels, 0..255, of a gain as factors.
 using Rgb = std::array<float, 3>;
 
+inline float sumOf(const Rgb& c) { return c[0] + c[1] + c[2]; }
+
+// The square of how far two colours' paint lies apart, whatever their light: of the shares of red and blue in the sum.
+float paintOff(const Rgb& a, const Rgb& b);
+
+// The middle one. They may not be empty, and are put in another order.
+float medianOf(std::vector<float>& values);
+
 inline constexpr int kCellColumns = 48, kCellRows = 27;  // over any picture, whatever its proportions
 inline constexpr std::size_t kCells = std::size_t{kCellColumns} * kCellRows;
 

@@ -50,9 +50,8 @@ Plane screenOf(const CleanView& view, const Planes& clean, const Tint& tint) {
       there[c] = view.fitted[c][i];
     }
     const float sum = std::max(sumOf(here), 1.0f), expected = std::max(sumOf(there), 1.0f);
-    const float red = here[0] / sum - there[0] / expected, blue = here[2] / sum - there[2] / expected;
     const bool isScreen =
-        sum > kDarkest * expected && sum < kBrightest * expected && red * red + blue * blue < kPaint * kPaint;
+        sum > kDarkest * expected && sum < kBrightest * expected && paintOff(here, there) < kPaint * kPaint;
     screen[i] = isScreen ? 1.0f : 0.0f;
   }
   return screen;

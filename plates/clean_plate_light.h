@@ -10,8 +10,6 @@ namespace kalvetra::plates {
 // The value below which that share of `values` lies. They may not be empty, and are put in another order.
 float quantile(std::vector<float>& values, float share);
 
-inline float sumOf(const Rgb& c) { return c[0] + c[1] + c[2]; }
-
 // The middle one, channel by channel, of what each sample says of the light.
 Light middleLight(const CleanView& view, const Cells& clean);
 

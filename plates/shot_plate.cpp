@@ -1,7 +1,6 @@
 #include "plates/shot_plate.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <stdexcept>
 
@@ -66,9 +65,8 @@ Plane nearPlate(const ConstFrame& picture, const Plate& plate, const Tint& tint)
       }
       const float sum = std::max(here[0] + here[1] + here[2], 1.0f);
       const float expected = std::max(there[0] + there[1] + there[2], 1.0f);
-      const float red = here[0] / sum - there[0] / expected, blue = here[2] / sum - there[2] / expected;
       const float most = kPaint + kPaintNoise * plate.noise / sum;
-      if (sum > kDarkest * expected && sum < kBrightest * expected && red * red + blue * blue < most * most)
+      if (sum > kDarkest * expected && sum < kBrightest * expected && paintOff(here, there) < most * most)
         close[i] = 1.0f;
     }
   }

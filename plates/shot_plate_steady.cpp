@@ -18,12 +18,6 @@ constexpr std::size_t kLeastViews = 3;                 // to judge a cell by
 constexpr float kMostMoved = 0.15f;                    // of the views: fewer are errors of measuring, or a jolt
 constexpr float kBareContrast = 0.7f, kUnlike = 0.2f;  // a texture that plainly is there, and found again nowhere
 
-float medianOf(std::vector<float>& values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
-}
-
 // The median over all views of what they show at each cell, with their tints undone; without weight where none does.
 Cells medianCells(const std::vector<ShotView>& views, const std::vector<Tint>& tints) {
   Cells middle(kCells);
