@@ -15,6 +15,7 @@ using plates::Cells;
 using plates::cellsOf;
 using plates::Light;
 using plates::lightOf;
+using plates::paintOff;
 using plates::Plane;
 using plates::Planes;
 using plates::Rgb;
