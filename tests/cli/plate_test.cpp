@@ -128,6 +128,15 @@ TEST_F(Plate, ACleanPlateIsJudged) {
   expectHas(misspelt.output, "give frame, fit, shot, FILE");
 }
 
+// Neither the shot's plate nor fitted ones: nothing is said to be taken instead.
+TEST_F(Plate, OfAClipWithoutAScreenIsTheEnginesOwn) {
+  const std::string bars = out_.path("bars.mp4");
+  need(kFfmpeg + "-f lavfi -i testsrc=s=320x180 -frames:v 3 " + bars);
+  const std::string said = need(key(bars + " -f null --plate shot --key-color 40,190,80"));
+  expectHas(said, "no plate fitted: ");
+  EXPECT_EQ(said.find("instead of the shot's"), std::string::npos) << said;
+}
+
 TEST_F(Plate, TheStandardInputIsKeyedAgainstEachFramesOwnPlate) {
   const std::string said = need("cat " + clip() + " | " + key("- -f null --key-color 40,190,80"));
   expectHas(said, "the standard input can be read only once");
