@@ -52,4 +52,13 @@ Harm harmOf(const Change& c) {
   return worst;
 }
 
+Harm worstHarm(const std::vector<Change>& changes) {
+  Harm worst{1.0, {}};
+  for (const Change& change : changes) {
+    const Harm harm = harmOf(change);
+    if (harm.allowed < worst.allowed) worst = harm;
+  }
+  return worst;
+}
+
 }  // namespace kalvetra

@@ -18,4 +18,7 @@ struct Harm {
 
 Harm harmOf(const Change& change);
 
+// Of several pictures, each judged by itself, the one that allows least.
+Harm worstHarm(const std::vector<Change>& changes);
+
 }  // namespace kalvetra

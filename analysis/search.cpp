@@ -59,7 +59,7 @@ class Search {
     const double gain = (costBefore - lowest) / (costBefore + kInvisible);
     if (gain <= kLeastGain) return;
     const double earned = std::min((gain - kLeastGain) / (kFullGain - kLeastGain), 1.0);
-    const Harm harm = harmOf(trials_.change(best));
+    const Harm harm = worstHarm(trials_.changes(best));
     const int start = before.*candidates.field, end = best.*candidates.field;
     const double way = harm.allowed * earned * (end - start);
     int& value = found_.settings.*candidates.field;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <optional>
 
 #include "analysis/mixture.h"
 #include "engine/render.h"
@@ -203,21 +202,10 @@ Change Trials::change(const Picture& picture, const KeySettings& settings) const
           saved.value(), rim.value(),    solids.value(),  green / std::max(red, 1.0)};
 }
 
-Change Trials::change(const KeySettings& settings) const {
-  std::optional<Change> worst;
-  for (const Picture& picture : pictures_) {
-    const Change c = change(picture, settings);
-    if (!worst) worst = c;
-    worst = Change{std::max(worst->haze, c.haze),
-                   std::max(worst->filled, c.filled),
-                   std::max(worst->thinned, c.thinned),
-                   std::max(worst->opened, c.opened),
-                   std::max(worst->saved, c.saved),
-                   std::max(worst->greenAtRim, c.greenAtRim),
-                   std::max(worst->greenInSolids, c.greenInSolids),
-                   std::max(worst->ownGreen, c.ownGreen)};
-  }
-  return worst.value_or(Change{});
+std::vector<Change> Trials::changes(const KeySettings& settings) const {
+  std::vector<Change> all;
+  for (const Picture& picture : pictures_) all.push_back(change(picture, settings));
+  return all;
 }
 
 std::vector<const ReferenceMatte*> Trials::mattes() const {

@@ -19,8 +19,7 @@ enum class Place {
 };
 inline constexpr int kPlaces = 4;
 
-// What settings do to the plain keys: in percent of opacity, the mean over a place, or in levels of 255. Of several
-// pictures the largest of each.
+// What settings do to the plain key of a picture: in percent of opacity, the mean over a place, or in levels of 255.
 struct Change {
   double haze = 0.0;                             // opacity that bare screen gains
   double filled = 0.0;                           // that thin things of the screen's hue gain
@@ -44,7 +43,9 @@ class Trials {
   // of solids and these settings leave in, and violet that the target has not.
   double cost(const KeySettings& settings) const;
 
-  Change change(const KeySettings& settings) const;
+  // Of each picture, in the order in which they were added. Some numbers speak for the settings, and what speaks for
+  // them in one picture excuses nothing in another.
+  std::vector<Change> changes(const KeySettings& settings) const;
 
   std::vector<const ReferenceMatte*> mattes() const;
   const KeySettings& plain() const { return plain_; }
