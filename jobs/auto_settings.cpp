@@ -53,8 +53,7 @@ Proposal proposeSettings(Reader& clip, std::optional<int> keyColor, int threads,
   start.plate = static_cast<int>(plate == PlateKind::Own ? PlateKind::Own : PlateKind::Fit);
   if (keyColor) {
     setValue(start, *findParameter("key-color"), *keyColor);
-    const auto [red, green, blue] = colorParts(*keyColor);
-    start.screen = blue > green && blue > red ? 1 : 0;
+    start.screen = screenForColor(start);
   }
   std::optional<Proposal> proposal = proposer.propose(start, keyColor.has_value(), &missed);
   if (stop) throw Interrupted();

@@ -56,8 +56,7 @@ void settlePlates(ClipPictures& clip, const UsualChoice& choice, const std::stri
 }
 
 AnimatedSettings withScreen(AnimatedSettings settings, const UsualChoice& choice) {
-  const auto [red, green, blue] = settings.at(0).keyColor;
-  if (choice.screen) settings.set(*findParameter("screen"), blue > green && blue > red ? 1 : 0);
+  if (choice.screen) settings.set(*findParameter("screen"), screenForColor(settings.at(0)));
   return settings;
 }
 

@@ -151,7 +151,11 @@ int kalvetra_propose(const kalvetra_frame* frames, size_t count, const char* key
       std::optional<CpuLevelScope> level;
       if (checked.cpu) level.emplace(*checked.cpu);
       KeySettings start = defaultSettings();
-      if (color) setValue(start, *findParameter("key-color"), *color);
+      setValue(start, *findParameter("plate"), *parseValue(*findParameter("plate"), "fit"));
+      if (color) {
+        setValue(start, *findParameter("key-color"), *color);
+        start.screen = screenForColor(start);
+      }
       proposal = proposer.propose(start, color.has_value(), &missed);
     });
     if (!proposal) refuseNoBackdrop(missed);

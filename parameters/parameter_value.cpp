@@ -84,4 +84,9 @@ std::optional<int> parseValue(const Parameter& p, std::string_view text) {
   }
 }
 
+int screenForColor(const KeySettings& settings) {
+  const auto [red, green, blue] = settings.keyColor;
+  return blue > green && blue > red ? 1 : 0;
+}
+
 }  // namespace kalvetra

@@ -25,4 +25,8 @@ std::string valueText(const Parameter& parameter, int value);
 // may be r,g,b (0..255).
 std::optional<int> parseValue(const Parameter& parameter, std::string_view text);
 
+// The value of the parameter "screen" that suits the settings' key colour: blue where that is more blue than green and
+// red.
+int screenForColor(const KeySettings& settings);
+
 }  // namespace kalvetra

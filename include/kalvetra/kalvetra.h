@@ -199,7 +199,8 @@ typedef struct kalvetra_backdrop {
 KALVETRA_API int kalvetra_pick(const kalvetra_frame* frames, size_t count, kalvetra_backdrop* backdrop);
 
 /* Sets all of the settings to what suits the clip that the frames are from, by keying two of them in many ways: takes
- * seconds. For the key colour `key_color`, "#2da54b", or with NULL for the screen's. */
+ * seconds. For the key colour `key_color`, "#2da54b", or with NULL for the screen's. The plate is "fit" where that is
+ * sure: give kalvetra_plate_fit the frames as well, once, rather than have each frame fitted by itself. */
 KALVETRA_API int kalvetra_propose(const kalvetra_frame* frames, size_t count, const char* key_color,
                                   const kalvetra_options* options, kalvetra_settings* settings);
 

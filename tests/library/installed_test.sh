@@ -42,7 +42,7 @@ ffmpeg -v error -i clip.mp4 in.png
 size=$(ffprobe -v error -show_entries stream=width,height -of csv=p=0 in.png | tr , ' ')
 pixels() { ffmpeg -v error -i "$1" -f rawvideo -pix_fmt rgba - ; }
 pixels in.png >in.raw
-"$command" key in.png by-color.png --key-color 40,150,70 --progress none
+"$command" key in.png by-color.png --plain --key-color 40,150,70 --progress none
 "$command" key in.png by-itself.png --auto --progress none
 pixels by-color.png >by-color.raw
 pixels by-itself.png >by-itself.raw
