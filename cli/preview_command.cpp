@@ -75,6 +75,7 @@ void run(const CLI::App& command, PreviewCommand& options) {
   options.preview.threads = options.threads;
   options.preview.named = options.choice.named;
   options.preview.cleanPlate = options.choice.cleanPlate;
+  options.preview.searchScreen = options.choice.searchScreen;
   options.preview.plain = options.choice.plain;
   for (const char* name : {"--raw", "--rate"}) {
     if (command.count(name) == 0) continue;

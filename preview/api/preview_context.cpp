@@ -38,7 +38,11 @@ PreviewContext::PreviewContext(PreviewOptions given, std::atomic<bool>& stopWord
       plates(clipJob(options), clip, stop),
       renderer(clip, mattes),
       backgrounds(clip, options.threads, stop) {
-  if (!options.preset.empty()) preset_ = readPreset(options.preset);
+  named_ = options.named;
+  if (!options.preset.empty()) {
+    const Preset preset = readPreset(options.preset);
+    named_.insert(preset.curves.begin(), preset.curves.end());
+  }
   checkBackground(options, clip.format(), stop);
   pick_ = std::async(std::launch::async, [this] { return lookForBackdrop(options, stop); }).share();
   beginning_ = std::async(std::launch::async, [this] { return begin(); }).share();
@@ -46,19 +50,22 @@ PreviewContext::PreviewContext(PreviewOptions given, std::atomic<bool>& stopWord
 
 UsualKey PreviewContext::begin() {
   AnimatedSettings settings;
-  std::map<int, Curve> named = options.named;
-  if (preset_) named.insert(preset_->curves.begin(), preset_->curves.end());
-  for (const auto& [id, curve] : named) settings.set(*findParameter(id), curve);
+  for (const auto& [id, curve] : named_) settings.set(*findParameter(id), curve);
   const Parameter& color = *findParameter("key-color");
-  if (!named.contains(color.id)) {
+  if (!named_.contains(color.id)) {
     if (!pick().found) return {settings, {}, {}};
     const BackdropColor& found = pick().found->color;
     settings.set(color, colorOf({found.red, found.green, found.blue}));
   }
+  UsualChoice wanted;
+  if (!options.plain && options.preset.empty()) wanted = choiceBeside(named_);
+  wanted.screen = wanted.screen || options.searchScreen;
   try {
-    return plates.usual(settings, options.plain || preset_ ? UsualChoice() : choiceBeside(named));
+    return plates.usual(settings, wanted);
   } catch (const std::exception& error) {  // pictures will say it again
-    return {settings, {}, error.what()};
+    UsualKey key{settings, {}, {}};
+    key.found.notes.emplace_back(error.what());
+    return key;
   }
 }
 

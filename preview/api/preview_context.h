@@ -35,6 +35,7 @@ struct PreviewOptions {
   std::string preset{};                          // a file, or empty
   std::string cleanPlate{};                      // a file, or empty
   std::map<int, Curve> named{};                  // settings to begin with, over the preset's; by the parameter's id
+  bool searchScreen = false;                     // the screen after the key colour, whatever a preset names
   bool plain = false;                            // all else begins at the table's defaults
   int threads = 1;
 };
@@ -70,11 +71,13 @@ class PreviewContext {
   // What `kalvetra key` with the same options would do, as far as it is known: without a key colour nothing is found.
   // Waits for it.
   const UsualKey& beginning() const { return beginning_.get(); }
+  // What the options name, and the preset beside them; by the parameter's id.
+  const std::map<int, Curve>& named() const { return named_; }
   // The file of that plain name among the background and the files in the folders. Throws UserError.
   std::string backgroundFile(const std::string& name) const;
 
  private:
-  std::optional<Preset> preset_;
+  std::map<int, Curve> named_;
   UsualKey begin();
   std::shared_future<Pick> pick_;
   std::shared_future<UsualKey> beginning_;

@@ -1,5 +1,7 @@
 #include "preview/clip/plate_cache.h"
 
+#include <algorithm>
+
 #include "support/interrupted.h"
 #include "support/user_error.h"
 
@@ -18,6 +20,13 @@ auto overtaken(const std::atomic<bool>& stop, const Work& work) {
     if (stop) throw;
     throw Conflict("the request was overtaken by a newer one");
   }
+}
+
+// Without a smooth background nothing is keyed against a plate.
+bool needsPlates(const AnimatedSettings& settings) {
+  const Curve smooth = settings.curve(*findParameter("smooth-bg"));
+  return std::any_of(smooth.begin(), smooth.end(), [](const Keyframe& k) { return k.value != 0; }) &&
+         static_cast<PlateKind>(settings.at(0).plate) != PlateKind::Own;
 }
 
 }  // namespace
@@ -57,7 +66,7 @@ void PlateCache::keep(const AnimatedSettings& settings, const std::shared_ptr<co
 }
 
 std::shared_ptr<const ClipPlates> PlateCache::of(const AnimatedSettings& settings, const Abandon& abandoned) {
-  if (static_cast<PlateKind>(settings.at(0).plate) == PlateKind::Own) return nullptr;
+  if (!needsPlates(settings)) return nullptr;
   const Wish wish = wishOf(settings);
   if (const auto plates = known(wish)) return *plates;
   return overtaken(stop_, [&] {
@@ -73,7 +82,7 @@ UsualKey PlateCache::usual(const AnimatedSettings& settings, const UsualChoice& 
   return overtaken(stop_, [&] {
     const Turn turn = takeTurn(abandoned);
     UsualKey key = usualKey(pictures(), settings, choice, job_.cleanPlate, abandoned);
-    keep(key.settings, key.found.plates);
+    if (needsPlates(key.settings)) keep(key.settings, key.found.plates);
     key.found.samples.clear();
     return key;
   });
