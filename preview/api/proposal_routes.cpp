@@ -2,6 +2,7 @@
 #include <mutex>
 
 #include "jobs/frame_sampler.h"
+#include "parameters/parameter_manual.h"
 #include "parameters/parameter_value.h"
 #include "preview/api/answers.h"
 #include "preview/api/preview_context.h"
@@ -24,26 +25,55 @@ Answer pick(const Request& request, PreviewContext& context) {
   return jsonAnswer(asJson(findBackdrop(clip, frames, context.stop).color));
 }
 
-// Member "key-color", where the user has named one.
-std::optional<int> namedColor(const Json& body) {
-  const std::string name = text(body, "key-color", "");
+// The member of that slug, where the user has chosen a value.
+std::optional<int> chosen(const Json& body, const char* slug) {
+  const std::string name = text(body, slug, "");
   if (name.empty()) return std::nullopt;
-  const std::optional<int> color = parseValue(*findParameter("key-color"), name);
-  if (!color) throw UserError(R"("key-color" is no colour; give #rrggbb)");
-  return color;
+  const Parameter& parameter = *findParameter(slug);
+  const std::optional<int> value = parseValue(parameter, name);
+  if (!value) throw UserError('"' + std::string(slug) + "\" has no such value; give " + valueRange(parameter));
+  return value;
+}
+
+// The same, or else what the preview was opened with.
+std::optional<int> chosenOrNamed(const Json& body, const char* slug, const PreviewContext& context) {
+  if (const std::optional<int> value = chosen(body, slug)) return value;
+  const auto named = context.named().find(findParameter(slug)->id);
+  return named != context.named().end() ? std::optional(named->second.front().value) : std::nullopt;
+}
+
+std::optional<int> chosenPlate(const Json& body, const PreviewContext& context) {
+  const std::optional<int> plate = chosenOrNamed(body, "plate", context);
+  return plate || !context.options.plain ? plate : std::optional(static_cast<int>(PlateKind::Own));
+}
+
+std::optional<int> chosenScreen(const Json& body, const PreviewContext& context) {
+  return context.options.searchScreen ? chosen(body, "screen") : chosenOrNamed(body, "screen", context);
+}
+
+// What is keyed against the chosen plate or, where none is, against a fitted one where that is sure for the whole clip:
+// as `kalvetra key --auto` does after its proposal.
+AnimatedSettings settled(const Proposal& proposal, std::optional<int> plate, std::optional<int> screen,
+                         PreviewContext& context) {
+  AnimatedSettings settings(proposal.settings);
+  if (plate) settings.set(*findParameter("plate"), *plate);
+  if (screen) settings.set(*findParameter("screen"), *screen);
+  return context.plates.usual(settings, {.plate = !plate}).settings;
 }
 
 Answer propose(const Json& body, PreviewContext& context) {
-  const std::optional<int> keyColor = namedColor(body);
+  const std::optional<int> keyColor = chosen(body, "key-color"), plate = chosenPlate(body, context);
+  const std::optional<int> screen = chosenScreen(body, context);
   const Precedence::Urgent urgent(context.precedence);
   const PreviewOptions& options = context.options;
   Reader clip = openForSamples(options.input, options.source, options.threads, context.stop);
-  const Proposal proposal = proposeSettings(clip, keyColor, options.threads, context.stop);
+  const Proposal proposal = proposeSettings(clip, keyColor, options.threads, context.stop, kSampledFrames,
+                                            static_cast<PlateKind>(plate.value_or(static_cast<int>(PlateKind::Fit))));
   Json reasons = Json::array();
   for (const Reason& reason : proposal.reasons) {
     reasons.push_back({{"slug", std::string(reason.slug)}, {"sentence", reason.sentence}});
   }
-  return jsonAnswer({{"settings", settingsAsJson(AnimatedSettings(proposal.settings))},
+  return jsonAnswer({{"settings", settingsAsJson(settled(proposal, plate, screen, context))},
                      {"reasons", reasons},
                      {"leftOut", proposal.leftOut}});
 }

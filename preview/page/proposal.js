@@ -35,18 +35,20 @@ export class Proposal {
     button.disabled = true;
     tell('Trying settings on the clip; this takes some seconds…');
     try {
-      this.#offer(await api.post('propose', this.#namedColor()));
+      this.#offer(await api.post('propose', this.#asked()));
     } catch (error) {
       tellError(error);
     }
     button.disabled = false;
   }
 
-  // The colour that the user chose is kept; the one found in the clip is looked for again.
-  #namedColor() {
-    const color = this.#state.value('key-color');
-    const found = [this.#state.clip.pick?.color, this.#state.defaults['key-color']];
-    return found.includes(color) ? {} : {'key-color': color};
+  // The colour, the plate and the screen that the user chose are kept; what was found in the clip is looked for again.
+  #asked() {
+    const {clip, defaults} = this.#state;
+    const found = {'key-color': [clip.pick?.color, defaults['key-color']],
+                   plate: [clip.settings.plate], screen: [clip.settings.screen]};
+    const values = Object.keys(found).map((slug) => [slug, this.#state.value(slug)]);
+    return Object.fromEntries(values.filter(([slug, value]) => !found[slug].includes(value)));
   }
 
   // Another window may have been opened meanwhile: it is closed first.

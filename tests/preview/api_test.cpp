@@ -102,7 +102,8 @@ TEST_F(PreviewApi, ProposesSettings) {
   const Json named = preview().json("api/propose", {{"key-color", "#208030"}});
   EXPECT_EQ("#208030", named["settings"]["key-color"]);
   EXPECT_EQ("it was named", named["reasons"][0]["sentence"]);
-  EXPECT_EQ(400, preview().post("api/propose", Json{{"key-color", "green"}}).status);
+  EXPECT_EQ("shot", preview().json("api/propose", {{"plate", "shot"}})["settings"]["plate"]);
+  for (const char* slug : {"key-color", "plate"}) expectRefused("api/propose", Json{{slug, "green"}}.dump(), "give ");
 }
 
 TEST_F(PreviewApi, SamplesTheSource) {
@@ -297,6 +298,36 @@ TEST(PreviewStart, TakesThePresetsSettings) {
   EXPECT_EQ(7, settings["shadow"]);
   EXPECT_EQ(Json({{0, 1}, {4, 9}}), settings["skin-hue"]);
   EXPECT_NE("#000000", settings["key-color"]) << "the clip's backdrop";
+}
+
+TEST(PreviewStart, FindsTheScreenAlsoBesideAPreset) {
+  const test::ScratchFolder folder;
+  const std::string clip = test::makeGreenClip(folder, "clip.mp4", 5), preset = folder.path("p.json");
+  std::ofstream(preset) << R"({"look": 1, "settings": {"screen": "blue"}})";
+  for (const bool search : {false, true}) {
+    const test::ServedClip preview({.input = clip, .preset = preset, .searchScreen = search});
+    EXPECT_EQ(search ? "green" : "blue", preview.json("api/clip")["settings"]["screen"]);
+  }
+}
+
+TEST(PreviewStart, ProposalsKeepTheCleanPlateAndRefusalsAreNotes) {
+  const test::ScratchFolder folder;
+  const std::string clip = test::makeGreenClip(folder, "clip.mp4", 5), bare = folder.path("bare.png");
+  test::need("ffmpeg -nostdin -v error -y -f lavfi -i \"color=s=160x90,format=gbrp,geq=r='45*(0.8+0.3*X/W)'" +
+             std::string(":g='165*(0.8+0.3*X/W)':b='75*(0.8+0.3*X/W)'\" -frames:v 1 ") + bare);
+  const std::map<int, Curve> named{{findParameter("plate")->id, {{0, static_cast<int>(PlateKind::Clean)}}}};
+  const test::ServedClip preview({.input = clip, .cleanPlate = bare, .named = named});
+  EXPECT_EQ("clean", preview.json("api/propose", Json::object())["settings"]["plate"]);
+  EXPECT_EQ("fit", preview.json("api/propose", {{"plate", "fit"}})["settings"]["plate"]);
+
+  const test::ServedClip refusing({.input = clip, .cleanPlate = folder.path("none.png"), .named = named});
+  const std::string notes = refusing.json("api/clip")["notes"].dump();
+  EXPECT_NE(std::string::npos, notes.find("none.png")) << notes;
+  EXPECT_EQ(std::string::npos, notes.find("Found: ")) << notes;
+  Json picture{{"frame", 0}, {"view", "result"}, {"settings", {{"plate", "clean"}}}};
+  EXPECT_EQ(400, refusing.post("api/picture", picture).status);
+  picture["settings"]["smooth-bg"] = false;  // then no plate is needed
+  EXPECT_EQ(200, refusing.post("api/picture", picture).status);
 }
 
 TEST(PreviewStart, ClipsWithoutABackdropAreShown) {
