@@ -11,7 +11,8 @@ namespace kalvetra {
 namespace {
 
 constexpr double kLeftBare = 0.005;     // share of the bare screen that may keep some opacity
-constexpr double kSlowest = 0.8;        // of what is left, that a further percent leaves: noise falls faster
+constexpr double kSlowest = 0.8;        // of what is left, that a further percent leaves: noise falls faster,
+constexpr double kFewest = 0.02;        // or at least by so much of the bare screen
 constexpr double kLeastScreen = 0.005;  // share of the pictures that must be bare
 constexpr int kMargin = 1;           // percent more: near the subject the screen is hazier than where it is surely bare
 constexpr double kMostEaten = 0.25;  // share of the opacity of thin things
@@ -55,10 +56,11 @@ struct Opacities {
 
   // Whether a level up to `most` clears what is left so fast that it is noise or haze, no light that moves or shadow.
   bool isNoise(int clip, int most) const {
-    double expected = left(clip);
+    const double now = left(clip);
+    double expected = now;
     for (int next = clip + 1; next <= most; ++next) {
       expected *= kSlowest;
-      if (left(next) <= expected) return true;
+      if (left(next) <= std::max(expected, now - kFewest * (next - clip))) return true;
     }
     return false;
   }

@@ -29,7 +29,7 @@ TEST(PreviewProcess, HandsOutTheExportedFile) {
   const std::string clip = drawClip(folder.path("clip.mkv"), "14");
   RunningPreview preview("--folder " + folder.path("") + " " + clip);
   const Json command = post(preview, "api/command", {{"settings", {{"key-color", kKeyColor}}}, {"output", "a.mov"}});
-  EXPECT_EQ("kalvetra key " + clip + " " + folder.path("a.mov") + " --key-color '#2da54b'",
+  EXPECT_EQ("kalvetra key " + clip + " " + folder.path("a.mov") + " --plain --key-color '#2da54b'",
             command["command"].get<std::string>());
   post(preview, "api/export", {{"settings", {{"key-color", kKeyColor}}}, {"name", "a.mov"}});
   waitFor([&] { return get(preview, "api/export"); }, isDone);
