@@ -86,9 +86,9 @@ Grammar grammarOf(const Parameter& p, KeyChoice& choice, bool withOwnViews) {
 void addParameterOption(CLI::App& command, const Parameter& p, KeyChoice& choice, bool withOwnViews) {
   const Grammar grammar = grammarOf(p, choice, withOwnViews);
   const auto take = [&p, &choice, grammar](const std::string& text) {
-    if (grammar.takeMore(text)) return;
-    const std::optional<int> value = parseValue(p, text);
+    const std::optional<int> value = parseValue(p, text);  // first: a folder may be called "shot"
     if (!value || isCleanPlate(p, *value)) {
+      if (grammar.takeMore(text)) return;
       throw CLI::ValidationError(optionName(p), "'" + text + "'" + grammar.complaint + "; give " + grammar.values);
     }
     choice.options.insert(p.id);

@@ -49,16 +49,6 @@ void refuseAnimation(const std::string& file, const AnimatedSettings& settings) 
   }
 }
 
-// Filters key frames by themselves.
-void noteMissing(const std::string& file, const AnimatedSettings& settings) {
-  for (const Parameter& parameter : kParameters) {
-    const int value = parameter.ofClip ? valueIn(settings.at(0), parameter) : parameter.defaultValue;
-    if (value == parameter.defaultValue) continue;
-    note(file + ": the filter has no " + std::string(parameter.slug) + " " + valueText(parameter, value) +
-         "; it keys with " + valueText(parameter, parameter.defaultValue));
-  }
-}
-
 // What is the clip's is none of the filter's parameters.
 void noteWhatIsLost(const std::string& file, const KeySettings& settings) {
   for (const Parameter& parameter : kParameters) {
@@ -74,7 +64,6 @@ void run(const PresetOptions& options) {
   AnimatedSettings settings;
   applyPreset(readPreset(options.file), settings);
   refuseAnimation(options.file, settings);
-  noteMissing(options.file, settings);
   if (valueIn(settings.at(0), *findParameter("key-color")) == 0) {
     note(options.file + " names no key colour: the filter will key nothing");
   }

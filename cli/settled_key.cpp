@@ -124,7 +124,8 @@ UsualChoice toFind(const KeyChoice& choice) {
   UsualChoice wanted;
   if (!choice.plain && (choice.presetFile.empty() || choice.automatic)) wanted = choiceBeside(choice.named);
   wanted.screen = wanted.screen || choice.searchScreen;
-  if (choice.automatic) wanted.clipBlack = false;  // the proposal has it
+  // The proposal has it, unless its plate is not the one that was tried.
+  if (choice.automatic && plateWanted(choice) <= PlateKind::Fit) wanted.clipBlack = false;
   return wanted;
 }
 

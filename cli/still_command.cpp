@@ -61,6 +61,11 @@ Image contactSheet(FrameKeyer& keyer, int quarterTurns) {
 void run(const StillCommand& options) {
   if (!options.output.ends_with(".png")) throw UserError(options.output + ": a still is a PNG; end its name in .png");
   refuseOverwritingInput(options.input, options.output);
+  for (const std::string& written : {options.output, options.choice.savedPreset}) {
+    for (const std::string& read : {options.choice.cleanPlate, options.choice.presetFile}) {
+      if (!written.empty() && !read.empty()) refuseOverwritingInput(read, written);
+    }
+  }
   TemporaryOutput output(options.output, options.replace);
   noteAll(output.leftParts());
   Reader reader(options.input, options.source, options.threads, stopRequested());

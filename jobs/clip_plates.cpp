@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <optional>
 #include <set>
 
@@ -145,7 +146,8 @@ std::optional<PlateRow> shotRow(ClipPictures& clip, const AnimatedSettings& sett
     return std::nullopt;
   }
   char share[64];
-  std::snprintf(share, sizeof share, "%.0f %% of the backdrop was seen bare over the shot", 100.0 * gathered.seen);
+  std::snprintf(share, sizeof share, "%.0f %% of the picture was seen as bare screen over the shot",
+                100.0 * gathered.seen);
   notes.emplace_back(share);
   return PlateRow(std::make_shared<const Plate>(std::move(gathered.plate)));
 }
@@ -184,7 +186,7 @@ FoundPlates findPlates(ClipPictures& clip, const AnimatedSettings& settings, con
                        const IsStopped& stopped) {
   FoundPlates found;
   const auto kind = static_cast<PlateKind>(settings.at(0).plate);
-  if (kind == PlateKind::Own) return found;
+  if (kind == PlateKind::Own || !keysAgainstPlates(settings)) return found;
   if (kind == PlateKind::Clean && cleanPlate.empty()) {
     throw UserError("the settings key against a clean plate, which they do not hold; name its file with --plate FILE");
   }
@@ -204,10 +206,22 @@ FoundPlates findPlates(ClipPictures& clip, const AnimatedSettings& settings, con
   return found;
 }
 
+bool isReadOnce(const std::string& input) {
+  std::error_code ignored;
+  const std::filesystem::file_type type = std::filesystem::status(input, ignored).type();
+  return input == kStandardInput || type == std::filesystem::file_type::fifo ||
+         type == std::filesystem::file_type::character || type == std::filesystem::file_type::socket;
+}
+
+bool keysAgainstPlates(const AnimatedSettings& settings) {
+  const Curve smooth = settings.curve(*findParameter("smooth-bg"));
+  return std::any_of(smooth.begin(), smooth.end(), [](const Keyframe& k) { return k.value != 0; });
+}
+
 FoundPlates platesFor(const KeyJob& job, const AnimatedSettings& settings, const std::atomic<bool>& stop) {
   FoundPlates found;
   if (settings.at(0).plate == static_cast<int>(PlateKind::Own)) return found;
-  if (job.input == kStandardInput) {
+  if (isReadOnce(job.input)) {
     found.notes.emplace_back(kReadOnlyOnce);
     return found;
   }

@@ -63,11 +63,16 @@ std::vector<PlateSample> fitSamples(ClipPictures& clip, const AnimatedSettings& 
 FoundPlates findPlates(ClipPictures& clip, const AnimatedSettings& settings, const std::string& cleanPlate,
                        const IsStopped& stopped = {});
 
-// Why the standard input has none.
+// True for the standard input, named pipes and the like, which cannot be looked at before they are keyed.
+bool isReadOnce(const std::string& input);
+// Why such a clip has none.
 inline constexpr const char* kReadOnlyOnce =
-    "the standard input can be read only once: each frame is keyed against the plate that the engine finds in it";
+    "the input can be read only once: each frame is keyed against the plate that the engine finds in it";
 
-// The same for the clip of a job. The standard input, which could not be read a second time, has none, and a note says
+// Whether any frame is keyed against a plate at all.
+bool keysAgainstPlates(const AnimatedSettings& settings);
+
+// The same for the clip of a job. What can be read only once has none, and a note says
 // so.
 FoundPlates platesFor(const KeyJob& job, const AnimatedSettings& settings, const std::atomic<bool>& stop);
 

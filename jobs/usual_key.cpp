@@ -18,6 +18,11 @@ std::string fittedText(const FoundPlates& found) {
   return text;
 }
 
+std::size_t surePlates(const FoundPlates& found) {
+  const auto isSure = [](const PlateSample& sample) { return sample.fitted->sure; };
+  return static_cast<std::size_t>(std::count_if(found.samples.begin(), found.samples.end(), isSure));
+}
+
 // On the samples whose screen is surely known, if these are most of them.
 MeasuredClip measuredOn(std::vector<PlateSample> samples, const UsualKey& key) {
   const auto all = samples.size();
@@ -47,6 +52,7 @@ void settlePlates(ClipPictures& clip, const UsualChoice& choice, const std::stri
   if (choice.plate) key.settings.set(plateParameter(), static_cast<int>(PlateKind::Fit));
   key.found = findPlates(clip, key.settings, cleanPlate, stopped);
   if (kindIn(key.settings) == PlateKind::Own) return;
+  if (choice.plate && 2 * surePlates(key.found) < key.found.samples.size()) key.found.plates = nullptr;
   if (!key.found.plates) {
     addPart(key.sentence, "no plate fitted: " + key.found.why);
     if (choice.plate) key.settings.set(plateParameter(), static_cast<int>(PlateKind::Own));
@@ -58,12 +64,6 @@ void settlePlates(ClipPictures& clip, const UsualChoice& choice, const std::stri
 AnimatedSettings withScreen(AnimatedSettings settings, const UsualChoice& choice) {
   if (choice.screen) settings.set(*findParameter("screen"), screenForColor(settings.at(0)));
   return settings;
-}
-
-// Otherwise nothing is keyed against a plate.
-bool estimates(const AnimatedSettings& settings) {
-  const Curve smooth = settings.curve(*findParameter("smooth-bg"));
-  return std::any_of(smooth.begin(), smooth.end(), [](const Keyframe& k) { return k.value != 0; });
 }
 
 bool isBelowClipWhite(int clipBlack, const AnimatedSettings& settings) {
@@ -101,7 +101,7 @@ UsualChoice choiceBeside(const std::map<int, Curve>& named) {
 UsualKey usualKey(ClipPictures& clip, const AnimatedSettings& settings, const UsualChoice& choice,
                   const std::string& cleanPlate, const IsStopped& stopped) {
   UsualKey key{withScreen(settings, choice), {}, {}};
-  if (!estimates(settings)) return key;
+  if (!keysAgainstPlates(settings)) return key;
   settlePlates(clip, choice, cleanPlate, stopped, key);
   noteHardlyAny(key);
   const bool isUnsure = choice.plate && !key.found.plates;
@@ -113,8 +113,8 @@ UsualKey usualKeyFor(const KeyJob& job, const AnimatedSettings& settings, const 
                      const std::atomic<bool>& stop) {
   const bool asks = choice.plate || kindIn(settings) != PlateKind::Own;
   UsualKey key{withScreen(settings, choice), {}, {}};
-  if (!estimates(settings) || (!asks && !choice.clipBlack)) return key;
-  if (job.input == kStandardInput) {
+  if (!keysAgainstPlates(settings) || (!asks && !choice.clipBlack)) return key;
+  if (isReadOnce(job.input)) {
     key.settings.set(plateParameter(), static_cast<int>(PlateKind::Own));
     if (asks) key.sentence = kReadOnlyOnce;
     return key;

@@ -29,7 +29,7 @@ struct UsualKey {
 UsualKey usualKey(ClipPictures& clip, const AnimatedSettings& settings, const UsualChoice& choice,
                   const std::string& cleanPlate, const IsStopped& stopped = {});
 
-// The same for the clip of a job. Nothing is found in the standard input, which could not be read a second time.
+// The same for the clip of a job. Nothing is found in what can be read only once.
 UsualKey usualKeyFor(const KeyJob& job, const AnimatedSettings& settings, const UsualChoice& choice,
                      const std::atomic<bool>& stop);
 

@@ -84,7 +84,8 @@ class OutOfMemory : public testing::Test {
     }
     EXPECT_EQ(1, WEXITSTATUS(status)) << before << ": " << said;
     // Memory may run out after the line that says what was settled.
-    const std::string last = said.starts_with(kSettled) ? said.substr(said.find('\n') + 1) : said;
+    const std::size_t settled = said.find(kSettled);
+    const std::string last = settled == std::string::npos ? said : said.substr(said.find('\n', settled) + 1);
     EXPECT_EQ(0u, last.find("kalvetra: ")) << before << ": " << said;
     EXPECT_EQ(last.size() - 1, last.find('\n')) << "not one sentence, after " << before << ": " << said;
     std::vector<std::string> outputs = out.names();

@@ -139,7 +139,7 @@ TEST_F(Plate, OfAClipWithoutAScreenIsTheEnginesOwn) {
 
 TEST_F(Plate, TheStandardInputIsKeyedAgainstEachFramesOwnPlate) {
   const std::string said = need("cat " + clip() + " | " + key("- -f null --key-color 40,190,80"));
-  expectHas(said, "the standard input can be read only once");
+  expectHas(said, "the input can be read only once");
   EXPECT_EQ(hashes("--plain --key-color 40,190,80"),
             need("cat " + clip() + " | " + key("- -f hash --key-color 40,190,80 --progress none 2>/dev/null")));
 }
