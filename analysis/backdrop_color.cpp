@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "analysis/backdrop_text.h"
+#include "parameters/parameter_value.h"
 
 namespace kalvetra {
 
@@ -54,6 +55,13 @@ std::optional<Candidate> secondBackdrop(const paint::Points& points, const Paint
   return best;
 }
 
+// As for a key colour that a user names.
+int screenOf(const MeasuredColor& color) {
+  KeySettings settings = defaultSettings();
+  setValue(settings, *findParameter("key-color"), colorOf({color.red, color.green, color.blue}));
+  return screenForColor(settings);
+}
+
 }  // namespace
 
 void BackdropFinder::add(const unsigned char* argb, int width, int height) { addPoints(argb, width, height, points_); }
@@ -70,7 +78,7 @@ std::optional<BackdropColor> BackdropFinder::find(std::string* missed) const {
                       look.alone * std::min(look.share / kSureShare, 1.0) * look.likeness(),
                       unevennessOf(paint, points_),
                       {}};
-  color.screen = color.blue > color.green ? 1 : 0;
+  color.screen = screenOf(color);
   color.reason = backdropText(paint, look, color.unevenness, color.confidence);
   if (const auto other = secondBackdrop(points_, paint)) {
     color.reason += secondBackdropText(other->paint, other->look);
