@@ -41,7 +41,8 @@ bool isUniform(const Image& image) {
 }  // namespace
 
 MatteReader::MatteReader(const std::string& path, int threads, const std::atomic<bool>& stop)
-    : reader_(path, threads, stop), converter_(reader_.format().color, {.levels = true}) {}
+    : reader_(path, threads, stop),
+      converter_(reader_.format().color, {.levels = true, .premultiplied = reader_.isPremultiplied()}) {}
 
 void MatteReader::checkGrey(bool hasAlpha) const {
   const std::string picture = "picture " + std::to_string(frames_);

@@ -21,13 +21,12 @@ class MatteReader {
   MatteReader(const std::string& path, int threads, const std::atomic<bool>& stop);
 
   const std::string& path() const { return reader_.path(); }
-  int width() const { return reader_.format().width; }
-  int height() const { return reader_.format().height; }
+  const PictureFormat& format() const { return reader_.format(); }
   std::int64_t expectedFrames() const { return reader_.expectedFrames(); }
 
   // The next picture's matte; false behind the last one. Throws UserError for a picture that holds no matte.
   bool next(MattePlane& matte);
-  // The picture that it is the matte of.
+  // The picture that it is the matte of, straight.
   const Image& picture() const { return image_; }
   // Which of the two is taken. Known once the first picture is read.
   bool takesGrey() const { return takesGrey_.value_or(false); }

@@ -59,7 +59,7 @@ void printFaults(const SourceComparison& comparison) {
 
 void printReport(const MatteReport& report, const MatteReader& source, const SourceComparison* comparison) {
   std::printf("%s: %s of %d x %d, measured in %s\n\n", shownText(source.path()).c_str(),
-              counted(report.frames, "frame").c_str(), source.width(), source.height(),
+              counted(report.frames, "frame").c_str(), source.format().width, source.format().height,
               source.takesGrey() ? "its grey" : "its alpha");
   std::printf("  %-14s%12s%14s\n", "", "clip", "worst");
   printFigure("edge flicker", report.flicker, "  ");
@@ -81,8 +81,8 @@ nlohmann::json asJson(const MatteFigure& figure) {
 void printJson(const MatteReport& report, const MatteReader& source, const SourceComparison* comparison) {
   nlohmann::json json{{"file", source.path()},
                       {"frames", report.frames},
-                      {"width", source.width()},
-                      {"height", source.height()},
+                      {"width", source.format().width},
+                      {"height", source.format().height},
                       {"measured", source.takesGrey() ? "grey" : "alpha"},
                       {"flicker_levels", asJson(report.flicker)},
                       {"haze_percent", asJson(report.haze)},
@@ -139,11 +139,10 @@ void holdToLimits(const ReportCommand& options, const MatteReport& report, const
 
 void run(const ReportCommand& options) {
   MatteReader source(options.input, options.threads, stopRequested());
-  MatteQuality quality(source.width(), source.height());
+  MatteQuality quality(source.format().width, source.format().height);
   std::optional<SourceComparison> comparison;
   if (!options.comparison.source.empty()) {
-    comparison.emplace(options.comparison, source.width(), source.height(), source.expectedFrames(), options.threads,
-                       stopRequested());
+    comparison.emplace(options.comparison, source.format(), source.expectedFrames(), options.threads, stopRequested());
   }
   Progress progress(source.expectedFrames());
   for (MattePlane matte; !stopRequested() && source.next(matte);) {
@@ -158,6 +157,7 @@ void run(const ReportCommand& options) {
   progress.end();
   throwIfInterrupted();
   if (progress.frames() == 0) throw UserError(options.input + ": no picture in it can be read; check the file");
+  if (comparison && source.damagedFrames() == 0) comparison->end();
   const MatteReport report = quality.report();
   const SourceComparison* compared = comparison ? &*comparison : nullptr;
   options.json ? printJson(report, source, compared) : printReport(report, source, compared);

@@ -186,4 +186,32 @@ TEST(ReportCommand, BesideTheSourceARuinedVeilIsTheWorse) {
   expectHas(run(report(good + " --max-error 1")).output, "--source");
 }
 
+// What a file says of its alpha and its display matrix is heeded; a key of a part is not compared with another part.
+TEST(ReportCommand, BesideTheSourceEveryWayToStoreAKeyGetsTheSameFigures) {
+  const ScratchFolder folder;
+  const std::string shot = folder.path("shot.mov"), turned = folder.path("turned.mov"), cut = folder.path("cut.mkv");
+  need(kFfmpeg +
+       "-f lavfi -i color=0x2da54b:s=240x160:r=10:d=0.4,format=gbrp -vf "
+       "drawbox=62:37:48:123:0xcd9678:t=fill,drawbox=110:37:48:123:0x578e66:t=fill,boxblur=3 -c:v png -pix_fmt rgb24 " +
+       shot);
+  need(kFfmpeg + "-i " + shot + " -c copy -metadata:s:v rotate=90 " + turned);
+  const auto key = [&](const std::string& from, const std::string& name, const std::string& more = "") {
+    need(kKalvetra + " key " + from + " " + folder.path(name) +
+         " --key-color '#2da54b' --edge-blur on --blur-radius 8 --despill-skin 0" + more);
+    return folder.path(name);
+  };
+  const auto errorOf = [](const std::string& keyed, const std::string& source) {
+    return Json::parse(need(report(keyed + " --source " + source + " --json")))["error_levels"]["mean"].get<double>();
+  };
+  const double straight = errorOf(key(shot, "straight.mkv"), shot);
+  EXPECT_GT(straight, 0.1);
+  EXPECT_NEAR(straight, errorOf(key(shot, "times.mkv", " --alpha premultiplied"), shot), 0.003);
+  EXPECT_NEAR(straight, errorOf(key(turned, "upright-%d.png"), turned), 0.003);
+  EXPECT_NEAR(straight, errorOf(key(turned, "tagged.mov", " --codec animation"), turned), 0.003);
+  const std::string part = key(shot, "part.mkv", " --start 2f");
+  expectHas(run(report(part + " --source " + shot)).output, "it has more pictures than the keyed clip");
+  need(kKalvetra + " key " + shot + " " + cut + " --view source --start 2f");
+  EXPECT_NEAR(straight, errorOf(part, cut), 0.003);
+}
+
 }  // namespace
