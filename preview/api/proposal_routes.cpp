@@ -52,13 +52,14 @@ std::optional<int> chosenScreen(const Json& body, const PreviewContext& context)
 }
 
 // What is keyed against the chosen plate or, where none is, against a fitted one where that is sure for the whole clip:
-// as `kalvetra key --auto` does after its proposal.
+// as `kalvetra key --auto` does after its proposal, which was made for a fitted plate or the engine's own.
 AnimatedSettings settled(const Proposal& proposal, std::optional<int> plate, std::optional<int> screen,
                          PreviewContext& context) {
   AnimatedSettings settings(proposal.settings);
   if (plate) settings.set(*findParameter("plate"), *plate);
   if (screen) settings.set(*findParameter("screen"), *screen);
-  return context.plates.usual(settings, {.plate = !plate}).settings;
+  const bool isOther = plate && static_cast<PlateKind>(*plate) > PlateKind::Fit;
+  return context.plates.usual(settings, {.plate = !plate, .clipBlack = isOther && !context.options.plain}).settings;
 }
 
 Answer propose(const Json& body, PreviewContext& context) {
@@ -69,13 +70,15 @@ Answer propose(const Json& body, PreviewContext& context) {
   Reader clip = openForSamples(options.input, options.source, options.threads, context.stop);
   const Proposal proposal = proposeSettings(clip, keyColor, options.threads, context.stop, kSampledFrames,
                                             static_cast<PlateKind>(plate.value_or(static_cast<int>(PlateKind::Fit))));
+  const AnimatedSettings settings = settled(proposal, plate, screen, context);
+  const bool isMeasuredAgain = settings.at(0).clipBlack != proposal.settings.clipBlack;
   Json reasons = Json::array();
   for (const Reason& reason : proposal.reasons) {
-    reasons.push_back({{"slug", std::string(reason.slug)}, {"sentence", reason.sentence}});
+    const bool isOld = isMeasuredAgain && reason.slug == "clip-black";
+    const std::string sentence = isOld ? "measured on the bare screen against the chosen plate" : reason.sentence;
+    reasons.push_back({{"slug", std::string(reason.slug)}, {"sentence", sentence}});
   }
-  return jsonAnswer({{"settings", settingsAsJson(settled(proposal, plate, screen, context))},
-                     {"reasons", reasons},
-                     {"leftOut", proposal.leftOut}});
+  return jsonAnswer({{"settings", settingsAsJson(settings)}, {"reasons", reasons}, {"leftOut", proposal.leftOut}});
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include "preview/clip/plate_cache.h"
 
-#include <algorithm>
-
 #include "support/interrupted.h"
 #include "support/user_error.h"
 
@@ -22,11 +20,8 @@ auto overtaken(const std::atomic<bool>& stop, const Work& work) {
   }
 }
 
-// Without a smooth background nothing is keyed against a plate.
 bool needsPlates(const AnimatedSettings& settings) {
-  const Curve smooth = settings.curve(*findParameter("smooth-bg"));
-  return std::any_of(smooth.begin(), smooth.end(), [](const Keyframe& k) { return k.value != 0; }) &&
-         static_cast<PlateKind>(settings.at(0).plate) != PlateKind::Own;
+  return static_cast<PlateKind>(settings.at(0).plate) != PlateKind::Own && keysAgainstPlates(settings);
 }
 
 }  // namespace

@@ -54,8 +54,10 @@ test('proposed settings are shown first, and taken where they are left on, as on
   await page.close();
 });
 
-test('a proposal says what was left out, waits for other windows, and cancelled changes nothing', async () => {
+test('a proposal knows the chosen plate, says what it left out, and cancelled changes nothing', async () => {
   const {page, watch} = await openPage(setup);
+  await page.locator('#set-plate').selectOption('shot');
+  await page.locator('#set-plate').blur();
   const before = await settingsOf(page);
   const reasons = ['clip-black', 'clip-white', 'despill-blue'].map((slug) => ({slug, sentence: 'it was tried'}));
   const proposal = {settings: {...before, 'clip-black': 4}, reasons, leftOut: ['skin-hue 25 would tint the rim']};
@@ -63,7 +65,7 @@ test('a proposal says what was left out, waits for other windows, and cancelled 
   await page.route('**/api/propose', (route) => { answer = () => route.fulfill({json: proposal}); });
   const asked = page.waitForRequest('**/api/propose');
   await page.keyboard.press('p');
-  await asked;
+  assert.deepEqual((await asked).postDataJSON(), {plate: 'shot'});
   await page.keyboard.press('?');
   const answered = page.waitForResponse('**/api/propose');
   await answer();
