@@ -168,7 +168,7 @@ void addPlates() {
     Size size;
     bool keepsShadows;
   };
-  constexpr Size kFull = kFrameSizes[1].size;
+  static constexpr Size kFull = kFrameSizes[1].size;
   for (const Given& given :
        {Given{"fitted", {960, 540}, false}, Given{"full", kFull, false}, Given{"full-shadows", kFull, true}}) {
     const auto picture = std::make_shared<Bytes>(kalvetra::bench::cameraFrame(given.size, 0));

@@ -28,7 +28,8 @@ struct Drawn {
   Drawn& box(int left, int top, int right, int bottom, Color c) {
     for (int y = top; y < bottom; ++y) {
       for (int x = left; x < right; ++x) {
-        for (std::size_t k = 0; k < 3; ++k) picture[(y * 160 + x) * 4 + k + 1] = static_cast<unsigned char>(c[k]);
+        for (std::size_t k = 0; k < 3; ++k)
+          picture[static_cast<std::size_t>((y * 160 + x) * 4 + 1) + k] = static_cast<unsigned char>(c[k]);
       }
     }
     return *this;

@@ -10,7 +10,7 @@ namespace {
 using kalvetra::Image;
 using namespace kalvetra::test;
 
-constexpr int kWidth = 320, kHeight = 180, kFrames = 90;
+constexpr int kHeight = 180, kFrames = 90;  // of a picture of 320 columns
 
 // A screen six times as bright on the right as on the left, under a lamp that dims by a quarter, with a box before it
 // that moves, and a shadow beside that. `paint` is red, green, blue.

@@ -197,8 +197,9 @@ TEST(FitPlate, AnswersFramesWithoutAScreen) {
     const FittedPlate fitted = fit(grey, width, height);
     EXPECT_FALSE(fitted.sure);
     EXPECT_FALSE(fitted.why.empty());
-    EXPECT_EQ(fitted.plate.argb.size(), 4u * fitted.plate.width * fitted.plate.height);
-    EXPECT_EQ(fitted.bare.size(), 1u * fitted.plate.width * fitted.plate.height);
+    EXPECT_EQ(fitted.plate.argb.size(), fitted.bare.size() * 4);
+    EXPECT_EQ(fitted.bare.size(),
+              static_cast<std::size_t>(fitted.plate.width) * static_cast<std::size_t>(fitted.plate.height));
   }
   EXPECT_FALSE(
       fitPlate(packedFrame(drawn(falling).data(), kWidth, kHeight), KeySettings{}).sure);  // black keys nothing
