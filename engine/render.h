@@ -16,8 +16,9 @@ enum class Scan {
 // A picture of the bare backdrop that is known from elsewhere: another frame, a clean plate, a better estimate.
 struct KnownPlate {
   ConstFrame picture;  // of the whole frame in any size and format, straight; its alpha is not read
-  // Where a pixel has the plate's paint but is darker, a black shadow stays: at least as opaque as its luminance lies
-  // below the plate's, shaped by the setting `shadow`. For pictures of the backdrop as it is, in its own light.
+  // Where a pixel has the plate's paint but is darker, a black shadow stays in place of its key: as opaque as its
+  // luminance lies below the plate's, shaped by the setting `shadow`; kept_shadows.h has the formula. For pictures of
+  // the backdrop as it is, in its own light.
   bool keepsShadows = false;
   float noise = 0;  // of a channel, standard deviation in levels: darkening that noise explains is no shadow
 };
