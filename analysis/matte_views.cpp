@@ -24,6 +24,7 @@ Pixel opaquePixel(PixelFormat format, const std::array<unsigned char, 3>& rgb) {
     case PixelFormat::Bgra8:
       return {rgb[2], rgb[1], rgb[0], 255};
     case PixelFormat::Rgba8:
+    case PixelFormat::RgbaF32:  // not 8-bit
       break;
   }
   return {rgb[0], rgb[1], rgb[2], 255};

@@ -9,3 +9,7 @@
 #else
 #define KALVETRA_VECTOR_FORM(f) (*HWY_DISPATCH_TABLE(f)[::kalvetra::simd::chosenTarget().GetIndex()])
 #endif
+
+// The exported function `f` of a routine that has one form for all levels: at level Scalar that of the least
+// instruction set, with vectors that the compiler makes of plain code where there are none.
+#define KALVETRA_ONE_FORM(f) (::kalvetra::simd::enabled() ? &KALVETRA_VECTOR_FORM(f) : &HWY_STATIC_DISPATCH(f))

@@ -45,6 +45,8 @@ void readRow(const ConstFrame& frame, int y, unsigned char* argb) {
     case PixelFormat::Rgba8:
       changeEach(row, argb, frame.width, lastByteFirst);
       break;
+    case PixelFormat::RgbaF32:
+      return;  // not 8-bit
   }
   if (frame.premultiplied) unpremultiply(argb, static_cast<std::size_t>(frame.width));
 }

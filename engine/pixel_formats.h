@@ -1,4 +1,4 @@
-// Rows of any frame to straight Argb8 and back.
+// Rows of any 8-bit frame to straight Argb8 and back.
 #pragma once
 
 #include <cstddef>

@@ -1,0 +1,122 @@
+// A frame's pixels of any format as vectors of single channels, and back.
+#if defined(KALVETRA_DEEP_HOST_PIXELS_INL_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef KALVETRA_DEEP_HOST_PIXELS_INL_H
+#undef KALVETRA_DEEP_HOST_PIXELS_INL_H
+#else
+#define KALVETRA_DEEP_HOST_PIXELS_INL_H
+#endif
+
+#include <hwy/highway.h>
+
+#include <cstring>
+#include <limits>
+#include <type_traits>
+
+#include "deep/rows.h"
+#include "engine/frame.h"
+#include "engine/simd/lanes-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace kalvetra::deep::HWY_NAMESPACE {
+
+using namespace kalvetra::HWY_NAMESPACE;
+
+static_assert(hn::MaxLanes(DF()) <= RowBuffer::kWholeVectors);
+
+inline constexpr float kLargestCode = 65504.0f;  // of half precision
+inline constexpr float kLargestLevel = kLargestCode * 255.0f;
+
+// Straight; colours and alpha in one unit.
+struct Channels {
+  VF red, green, blue, alpha;
+};
+
+// By comparison, since processors disagree on the least of two zeros or of a number and NaN. NaN gives `b`.
+HWY_INLINE VF least(VF a, VF b) { return select(a < b, a, b); }
+HWY_INLINE VF most(VF a, VF b) { return select(a > b, a, b); }
+HWY_INLINE VF within(VF v, float low, float high) { return most(least(v, all(high)), all(low)); }
+
+HWY_INLINE VF finite(VF v) {
+  const VF number = hn::IfThenElseZero(v == v, v), largest = all(kLargestCode);
+  const VF below = select(number > all(std::numeric_limits<float>::max()), largest, number);
+  return select(below < all(std::numeric_limits<float>::lowest()), hn::Neg(largest), below);
+}
+
+// How a format's pixels are read. `kUnit` is what its alpha has where a pixel is opaque.
+template <PixelFormat kFormat>
+struct HostPixels {
+  static constexpr simd::ByteOrder kOrder = kFormat == PixelFormat::Argb8   ? simd::ByteOrder::Argb
+                                            : kFormat == PixelFormat::Bgra8 ? simd::ByteOrder::Bgra
+                                                                            : simd::ByteOrder::Rgba;
+  static constexpr float kUnit = 255.0f;
+  static HWY_INLINE Channels load(const unsigned char* pixels) {
+    const VU v = loadPixels(DU(), pixels, 0);
+    return {channel<redBit(kOrder)>(v), channel<greenBit(kOrder)>(v), channel<blueBit(kOrder)>(v),
+            channel<alphaBit(kOrder)>(v)};
+  }
+};
+
+template <>
+struct HostPixels<PixelFormat::RgbaF32> {
+  static constexpr float kUnit = 1.0f;
+  static HWY_INLINE Channels load(const unsigned char* pixels) {
+    VF red, green, blue, alpha;
+    hn::LoadInterleaved4(DF(), reinterpret_cast<const float*>(pixels), red, green, blue, alpha);
+    return {finite(red), finite(green), finite(blue), within(finite(alpha), 0.0f, 1.0f)};
+  }
+};
+
+// Pixels in the unit of their format, alpha within 0..kUnit, all finite.
+template <PixelFormat kFormat>
+HWY_INLINE Channels straightPixels(const unsigned char* pixels, bool premultiplied) {
+  Channels c = HostPixels<kFormat>::load(pixels);
+  if (!premultiplied) return c;
+  const auto divided = [&](VF color) HWY_ATTR {
+    const VF whole = finite(color * all(HostPixels<kFormat>::kUnit) / c.alpha);
+    return hn::IfThenZeroElse(c.alpha == hn::Zero(DF()), whole);
+  };
+  return {divided(c.red), divided(c.green), divided(c.blue), c.alpha};
+}
+
+// Of pixels in a format's unit.
+template <PixelFormat kFormat>
+HWY_INLINE Channels levelsOf(const Channels& c) {
+  if constexpr (HostPixels<kFormat>::kUnit == 255.0f) return c;
+  const VF white = all(255.0f);
+  const auto level = [&](VF color) HWY_ATTR { return within(color * white, -kLargestLevel, kLargestLevel); };
+  return {level(c.red), level(c.green), level(c.blue), c.alpha * white};
+}
+
+// Calls work(constant) with the format as a std::integral_constant.
+template <class Work>
+HWY_INLINE void inFormat(PixelFormat format, const Work& work) {
+  switch (format) {
+    case PixelFormat::Argb8:
+      return work(std::integral_constant<PixelFormat, PixelFormat::Argb8>());
+    case PixelFormat::Bgra8:
+      return work(std::integral_constant<PixelFormat, PixelFormat::Bgra8>());
+    case PixelFormat::Rgba8:
+      return work(std::integral_constant<PixelFormat, PixelFormat::Rgba8>());
+    case PixelFormat::RgbaF32:
+      return work(std::integral_constant<PixelFormat, PixelFormat::RgbaF32>());
+  }
+}
+
+// Calls body(pixels, x) for each vector of a row, `pixels` being where its pixels lie; after a row's end they are
+// zeros.
+template <PixelFormat kFormat, class Body>
+HWY_INLINE void forHostPixels(const unsigned char* row, std::size_t pixels, const Body& body) {
+  constexpr std::size_t kBytes = static_cast<std::size_t>(pixelBytes(kFormat));
+  const std::size_t lanes = hn::Lanes(DF());
+  std::size_t x = 0;
+  for (; x + lanes <= pixels; x += lanes) body(row + x * kBytes, x);
+  if (x == pixels) return;
+  HWY_ALIGN unsigned char last[hn::MaxLanes(DF()) * kBytes] = {};
+  std::memcpy(last, row + x * kBytes, (pixels - x) * kBytes);
+  body(last, x);
+}
+
+}  // namespace kalvetra::deep::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif
