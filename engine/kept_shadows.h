@@ -20,9 +20,12 @@ inline bool keepsShadows(const KnownPlate* given, const KALVETRA_Param& param) {
 //
 //   t = luma(s) / luma(p)                     the light that is left; 1 - t is the shadow's density
 //   e = |s - t p|                             how far its paint is from the plate's, in levels
-//   n = noise (1 + density)                   wider in the dark, where paint is hardest to measure
-//   weight = falls from 1 to 0 as e goes from 2 n to 4 n, and as |t p - grey of its luma| comes down from 4 n to 2 n:
-//            so dark that grey would pass for the paint, everything stays as it was keyed
+//   n = noise (1 + density / 2)               a little wider in the dark, where cameras are noisier
+//   weight = the product of three, each from 0 to 1:
+//     as e comes down from 4 n to 2 n;
+//     as |t p - grey of its luma| goes from 4 n to 8 n: nearer to grey, any dark cloth has the paint within its noise;
+//     as t goes from .1 to .2: of video's levels a fifth is 3 % of the light, less than what any set throws into its
+//     shadows. What is darker is a dark thing, and the screen's light on it has the screen's paint.
 //   opacity = density, faded in where the missing light goes from 2 to 5 of luma's standard deviations, then shaped by
 //             the shadow curve
 //   alpha = mix(keyed alpha, opacity, weight), at most the host's; colours likewise, each counting with its alpha

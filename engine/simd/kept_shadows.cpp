@@ -22,7 +22,10 @@ namespace {
 
 constexpr float kRed = 0.299f, kGreen = 0.587f, kBlue = 0.114f;  // in luma
 constexpr float kLumaNoise = 0.67f;                              // of a channel's: the length of these three
-constexpr float kSurelySame = 2.0f, kSurelyOther = 4.0f;
+constexpr float kWider = 0.5f;                            // noise without any light over that in the plate's, less 1
+constexpr float kSurelySame = 2.0f, kSurelyOther = 4.0f;  // of a colour from the paint, in noise
+constexpr float kNoPaint = 4.0f, kFullPaint = 8.0f;       // of the paint from grey, in noise
+constexpr float kNoLight = 0.1f, kEnoughLight = 0.2f;     // of the plate's, coded for screens
 constexpr float kNoShadow = 2.0f, kFullShadow = 5.0f;
 
 // Without a comparison, which compilers may not turn into vectors where it could raise a flag.
@@ -77,10 +80,12 @@ Shades shadesOf(const Colors& s, const Colors& p, float deviation) {
     const float red = light * p.red[i], green = light * p.green[i], blue = light * p.blue[i];
     const float residual = square(s.red[i] - red) + square(s.green[i] - green) + square(s.blue[i] - blue);
     const float chroma = square(red - y) + square(green - y) + square(blue - y);
-    const float noise = deviation * (1.0f + atLeastZero(density));
+    const float noise = deviation * (1.0f + kWider * atLeastZero(density));
     const float same = square(kSurelySame * noise), width = square(kSurelyOther * noise) - same;
+    const float none = square(kNoPaint * noise), rise = square(kFullPaint * noise) - none;
     const float seen = eased(plateY - 1.0f);  // a plate of black has no paint
-    shades.weight[i] = seen * eased(1.0f - (residual - same) / width) * eased((chroma - same) / width);
+    const float lit = eased((light - kNoLight) / (kEnoughLight - kNoLight));
+    shades.weight[i] = seen * lit * eased(1.0f - (residual - same) / width) * eased((chroma - none) / rise);
     const float missing = (plateY - y) / (kLumaNoise * deviation);  // in standard deviations
     const float shown = density * eased((missing - kNoShadow) / (kFullShadow - kNoShadow));
     shades.opacity[i] = static_cast<float>(rounded(atLeastZero(shown) * 255.0f));
