@@ -1,5 +1,6 @@
 #include "library/plates.h"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -25,22 +26,32 @@ std::vector<Frame> framesOf(const kalvetra_frame* frames, std::size_t count, con
   return all;
 }
 
-// The frames of a shot, and what is fitted to each.
+// Which frames of the clip they are.
+std::vector<std::int64_t> numbersOf(const std::int64_t* numbers, std::size_t count) {
+  std::vector<std::int64_t> all;
+  for (std::size_t i = 0; i < count; ++i) all.push_back(numbers == nullptr ? static_cast<std::int64_t>(i) : numbers[i]);
+  std::vector<std::int64_t> sorted = all;
+  std::sort(sorted.begin(), sorted.end());
+  const auto twice = std::adjacent_find(sorted.begin(), sorted.end());
+  if (twice == sorted.end()) return all;
+  throw Refusal{KALVETRA_BAD_ARGUMENT, "numbers: " + std::to_string(*twice) + " is there twice"};
+}
+
+// The frames of a shot, to be gathered only as many as can be, from all over them; and what is fitted to each.
 struct Sampled {
   Sampled(const kalvetra_settings* settings, const kalvetra_frame* given, const std::int64_t* numbers,
-          std::size_t count, const CallOptions& options)
-      : threads(options), frames(framesOf(given, count, "frames")) {
+          std::size_t count, const CallOptions& options, bool isForGathering = false)
+      : threads(options) {
     const AnimatedSettings& values = required(settings, "settings").values;
-    for (std::size_t i = 0; i < count; ++i) {
-      const std::int64_t number = numbers == nullptr ? static_cast<std::int64_t>(i) : numbers[i];
-      for (const PlateRow::Estimate& other : estimates) {
-        if (other.frame == number) refuseNumber(number);
-      }
-      estimates.push_back({number, fitPlate(frames[i], values.at(number), threads.workers())});
+    const std::vector<Frame> all = framesOf(given, count, "frames");
+    const std::vector<std::int64_t> places = numbersOf(numbers, count);
+    const std::size_t most = isForGathering ? ShotPlate::capacity(all[0].width, all[0].height) : count;
+    const std::size_t parts = std::min(most, count);
+    for (std::size_t part = 0; part < parts; ++part) {
+      const std::size_t i = (2 * part + 1) * count / (2 * parts);  // the middle one of each part
+      frames.push_back(all[i]);
+      estimates.push_back({places[i], fitPlate(all[i], values.at(places[i]), threads.workers())});
     }
-  }
-  [[noreturn]] static void refuseNumber(std::int64_t number) {
-    throw Refusal{KALVETRA_BAD_ARGUMENT, "numbers: " + std::to_string(number) + " is there twice"};
   }
 
   LentThreads threads;
@@ -110,9 +121,9 @@ int kalvetra_plate_shot(const kalvetra_settings* settings, const kalvetra_frame*
                         size_t count, const kalvetra_options* options, kalvetra_plate** plate) {
   return answered([&] {
     kalvetra_plate*& target = required(plate, "plate");
-    Sampled shot(settings, frames, numbers, count, CallOptions(options));
+    Sampled shot(settings, frames, numbers, count, CallOptions(options), true);
     ShotPlate gathering;
-    for (std::size_t i = 0; i < count; ++i) gathering.add(shot.frames[i], shot.estimates[i].fitted);
+    for (std::size_t i = 0; i < shot.frames.size(); ++i) gathering.add(shot.frames[i], shot.estimates[i].fitted);
     GatheredPlate gathered = gathering.gather(shot.threads.workers());
     if (gathered.locked) {
       target = made(rowOf(std::move(gathered.plate)), {gathered.seen, 1, 1, nullptr, nullptr}, {}, {});

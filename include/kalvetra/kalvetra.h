@@ -139,8 +139,9 @@ KALVETRA_API int kalvetra_plate_fit(const kalvetra_settings* settings, const kal
                                     const int64_t* numbers, size_t count, const kalvetra_options* options,
                                     kalvetra_plate** plate);
 /* Gathers what was seen bare at any time in frames from all over one shot, about 20 to 60 of one size, of a camera that
- * stands still; shadows on the screen are then kept. Where the camera moves, it is like kalvetra_plate_fit of these
- * frames, and the facts say so. */
+ * stands still; shadows on the screen are then kept. Of more frames than about 200 MB hold (25 of 1920x1080, 60 at
+ * most) as many are looked at, spread over all. Where the camera moves, it is like kalvetra_plate_fit of those looked
+ * at, and the facts say so. */
 KALVETRA_API int kalvetra_plate_shot(const kalvetra_settings* settings, const kalvetra_frame* frames,
                                      const int64_t* numbers, size_t count, const kalvetra_options* options,
                                      kalvetra_plate** plate);
