@@ -12,14 +12,13 @@
 #include <limits>
 #include <type_traits>
 
+#include "deep/maths-inl.h"
 #include "deep/rows.h"
 #include "engine/frame.h"
 #include "engine/simd/lanes-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace kalvetra::deep::HWY_NAMESPACE {
-
-using namespace kalvetra::HWY_NAMESPACE;
 
 static_assert(hn::MaxLanes(DF()) <= RowBuffer::kWholeVectors);
 
@@ -30,11 +29,6 @@ inline constexpr float kLargestLevel = kLargestCode * 255.0f;
 struct Channels {
   VF red, green, blue, alpha;
 };
-
-// By comparison, since processors disagree on the least of two zeros or of a number and NaN. NaN gives `b`.
-HWY_INLINE VF least(VF a, VF b) { return select(a < b, a, b); }
-HWY_INLINE VF most(VF a, VF b) { return select(a > b, a, b); }
-HWY_INLINE VF within(VF v, float low, float high) { return most(least(v, all(high)), all(low)); }
 
 HWY_INLINE VF finite(VF v) {
   const VF number = hn::IfThenElseZero(v == v, v), largest = all(kLargestCode);
