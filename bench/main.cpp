@@ -16,6 +16,7 @@
 #include "bench/stage_inputs.h"
 #include "cpu/cpu_level.h"
 #include "engine/render.h"
+#include "plates/fit.h"
 #include "sample/test_images.h"
 
 namespace {
@@ -170,7 +171,7 @@ void addPlates() {
   };
   static constexpr Size kFull = kFrameSizes[1].size;
   for (const Given& given :
-       {Given{"fitted", {960, 540}, false}, Given{"full", kFull, false}, Given{"full-shadows", kFull, true}}) {
+       {Given{"fitted", {640, 360}, false}, Given{"full", kFull, false}, Given{"full-shadows", kFull, true}}) {
     const auto picture = std::make_shared<Bytes>(kalvetra::bench::cameraFrame(given.size, 0));
     const Frame frame = kalvetra::packedFrame(picture->data(), given.size.width, given.size.height);
     renderPlate(kalvetra::bench::screenSettings(), frame, frame);
@@ -187,6 +188,23 @@ void addPlates() {
             [] { return Bytes(); },
             {}});
   }
+}
+
+// "fit/1080p/avx2": the estimate that a shot takes once.
+void addFit() {
+  static constexpr FrameSize kFrame = kFrameSizes[1];
+  const auto run = [](const kalvetra::bench::Images& i) {
+    const kalvetra::FittedPlate fitted = kalvetra::fitPlate(
+        kalvetra::packedFrame(i.source, i.size.width, i.size.height), kalvetra::bench::screenSettings());
+    std::copy(fitted.plate.argb.begin(), fitted.plate.argb.end(), i.result);
+  };
+  addJob({std::string("fit/") + kFrame.name,
+          &passNamed(passes(), "render-entry"),
+          {"fit", run},
+          kFrame.size,
+          [] { return kalvetra::bench::cameraFrame(kFrame.size, 0); },
+          [] { return Bytes(); },
+          {}});
 }
 
 // "threads/all/4K/avx2": a default frame on that many threads, timed on the clock.
@@ -237,6 +255,7 @@ int main(int argc, char** argv) try {
   addPasses();
   addFrames();
   addPlates();
+  addFit();
   addThreads();
   benchmark::RunSpecifiedBenchmarks();
   return wrongResult ? 1 : 0;
