@@ -1,11 +1,14 @@
 """Contact sheets of real shots, which have no truth: for each shot a PNG that people look at.
 
 A row a keyer: the matte, and the keyed picture over grey, white, magenta and dark; below, three places at full size or
-larger: two at edges, one where the keyers disagree. On a blind sheet the rows are shuffled and named A, B, C ...; blind-key.json says who is who.
+larger, marked in the source: two at edges, one where the keyers disagree. Keyers that give the same picture share a row.
+On a blind sheet the rows are shuffled and named A, B, C ...; blind-key.json says who is who, and who failed.
 """
 
+import hashlib
 import json
 import string
+import sys
 import tempfile
 from dataclasses import dataclass
 from pathlib import Path
@@ -86,11 +89,12 @@ def places(keyed, size):
     """Squares to look at, apart from each other: two full of edges, one where the keyers disagree the most."""
     alphas = np.stack([k[..., 3] for k in keyed])
     mean = alphas.mean(0)
-    steps = np.hypot(cv2.Sobel(mean, -1, 1, 0), cv2.Sobel(mean, -1, 0, 1))
+    steps = np.hypot(cv2.Sobel(mean, -1, 1, 0), cv2.Sobel(mean, -1, 0, 1))  # 4 at an edge from 0 to 1
+    edges = np.clip(steps - 0.25, 0, 0.5)  # not the grain of a haze, of which there is more than of hair
     half, corners = size // 2, []
     height, width = mean.shape
     taken = np.zeros(mean.shape, bool)
-    for interest in (np.minimum(steps, 0.5), np.minimum(steps, 0.5), alphas.std(0) + np.minimum(mean, 1 - mean)):
+    for interest in (edges, edges, alphas.std(0) + np.minimum(mean, 1 - mean)):
         sums = np.where(taken, -1, cv2.boxFilter(interest.astype(np.float32), -1, (size, size)))
         y, x = np.unravel_index(int(sums.argmax()), sums.shape)
         corners.append((int(np.clip(y - half, 0, height - size)), int(np.clip(x - half, 0, width - size))))
@@ -103,6 +107,16 @@ def titled(picture, text):
     band = np.full((TITLE, picture.shape[1], 3), 40, np.float32)
     cv2.putText(band, text, (4, TITLE - 6), cv2.FONT_HERSHEY_SIMPLEX, 0.48, (235, 235, 235), 1, cv2.LINE_AA)
     return np.vstack([band, picture])
+
+
+def marked(picture, corners, size):
+    """With a numbered frame around each place."""
+    picture = np.ascontiguousarray(picture)
+    for number, (y, x) in enumerate(corners, 1):
+        for colour, width in (((0, 0, 0), 3), ((255, 255, 255), 1)):
+            cv2.rectangle(picture, (x, y), (x + size, y + size), colour, width)
+            cv2.putText(picture, str(number), (x + 4, y + 16), cv2.FONT_HERSHEY_SIMPLEX, 0.5, colour, width, cv2.LINE_AA)
+    return picture
 
 
 def joined(pictures, axis):
@@ -139,10 +153,11 @@ def sheet(source, keyed, names, cell=480, zoom=320):
         return cv2.resize(part, None, fx=enlarge, fy=enlarge, interpolation=cv2.INTER_NEAREST)
 
     levels = 255 * source[..., :3]
-    rows = [joined([titled(fit(levels), "source"), *(titled(crop(levels, c), f"source, place {i}") for i, c in enumerate(corners, 1))], 1)]
+    rows = [titled(marked(fit(levels), [(y * small[0] // width, x * small[0] // width) for y, x in corners], size * small[0] // width), "source")]
     for name, picture in zip(names, keyed):
         rows.append(joined([titled(fit(view), f"{name}: {what}") for what, view in views(picture).items()], 1))
     for number, corner in enumerate(corners, 1):
+        rows.append(titled(crop(levels, corner), f"source, place {number}"))
         for name, picture in zip(names, keyed):
             seen = views(picture)
             kinds = ["matte", "grey", "white", "magenta", "dark"]
@@ -155,24 +170,36 @@ def shuffled(count, seed, name):
     return [int(n) for n in order], list(string.ascii_uppercase[:count])
 
 
+def keyed_by_all(shot, keyers):
+    """The pictures, each with the names of those that gave it, and what there is to say about who gave none. Equal rows
+    side by side would give away on a blind sheet which are of one program."""
+    pictures, names, failed = {}, {}, []
+    for keyer in keyers:
+        with tempfile.TemporaryDirectory() as work:
+            try:
+                picture = read(keyer.key(shot.source, Path(work))[0])
+            except Complaint as reason:
+                failed.append(f"{keyer.name}: {reason}")
+                continue
+        seen = hashlib.sha256((picture * picture[..., 3:]).tobytes()).digest()
+        pictures.setdefault(seen, picture)
+        names.setdefault(seen, []).append(keyer.name)
+    return list(pictures.values()), [" = ".join(same) for same in names.values()], failed
+
+
 def write_sheets(shots, keyers, out, blind=None):
     """A sheet for each shot; with `blind`, a seed, shuffled and unnamed ones. The files."""
     folder = Path(out, "blind" if blind is not None else "sheets")
     folder.mkdir(parents=True, exist_ok=True)
     key, files = {}, []
     for shot in shots:
-        keyed, names = [], []
-        for keyer in keyers:
-            with tempfile.TemporaryDirectory() as work:
-                try:
-                    keyed.append(read(keyer.key(shot.source, Path(work))[0]))
-                    names.append(keyer.name)
-                except Complaint as reason:
-                    print(f"{keyer.name}, {shot.name}: {reason}")
+        keyed, names, failed = keyed_by_all(shot, keyers)
         if blind is not None:
             order, letters = shuffled(len(names), blind, shot.name)
-            key[shot.name] = dict(zip(letters, [names[n] for n in order]))
+            key[shot.name] = dict(zip(letters, [names[n] for n in order])) | {"failed": failed}
             keyed, names = [keyed[n] for n in order], letters
+        for line in [] if blind is not None else failed:
+            print(f"{shot.name}: {line}", file=sys.stderr)
         file = folder / f"{folder_name(shot.name)}.png"
         write(file, sheet(read(shot.source.pictures[0]), keyed, names))
         files.append(file)
