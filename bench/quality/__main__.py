@@ -76,7 +76,9 @@ def peers_of(options):
     best = search.best_settings(present, options.out, options.jobs)
     entrants = []
     for peer in present:
-        if options.peers == "both":
+        if peer.again and best[peer.name]["setting"] in [best[other.name]["setting"] for other in present if not other.again]:
+            continue
+        if options.peers == "both" and not peer.again:
             entrants.append(replace(peer.keyer("default", peer.default), untuned=True))
         entrants.append(peer.keyer("best", best[peer.name]["setting"]))
         notes.append(f"{peer.name}: best of {best[peer.name]['tried']} settings, comp {best[peer.name]['comp']:.2f} on the training scenes")

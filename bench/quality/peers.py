@@ -7,7 +7,7 @@ import math
 import shutil
 import subprocess
 import tempfile
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 from pathlib import Path
 
 from .keyers import Keyer, hexed, run
@@ -24,8 +24,10 @@ class Peer:
     missing: str  # why it takes no part; empty when it is installed
     default: dict  # as its maker documents it
     stages: list  # the search: of each stage all products of its values are tried, the rest held
+    finer: tuple  # the knobs that are tried a little lower and higher in the end
     key: object  # (Source, folder, setting) -> the keyed files
     many: object = None  # (Source of a still, folder, settings) -> a file each, at once; where that is faster
+    again: bool = False  # a keyer that is there already, searched in another way: no row of defaults
 
     def key_many(self, source, folder, settings):
         if self.many:
@@ -37,11 +39,21 @@ class Peer:
         return files
 
     def trials(self, stage, held):
-        return [held | dict(zip(stage, values)) for values in itertools.product(*stage.values())]
+        """Each once: with despill off, what belongs to it says nothing."""
+        settings = [held | dict(zip(stage, values)) for values in itertools.product(*stage.values())]
+        return list({json.dumps(said(setting)): setting for setting in settings}.values())
+
+    def finer_stage(self, held):
+        return {name: sorted({held[name], *(round(held[name] * share, 4) for share in (0.85, 1.15))}) for name in self.finer}
 
     def keyer(self, label, setting):
-        about = f"{self.name} {json.dumps(setting)}"
+        about = f"{self.name} {json.dumps(said(setting))}"
         return Keyer(f"{self.name} {label}", about, f"{about} {CODE}", lambda source, folder: self.key(source, folder, setting))
+
+
+def said(setting):
+    """What of a setting has an effect."""
+    return {k: v for k, v in setting.items() if setting.get("despill") != 0 or k not in ("mix", "expand")}
 
 
 def output(command):
@@ -168,24 +180,32 @@ def all_peers():
         return "" if subprocess.run(probe, capture_output=True).returncode == 0 else f"frei0r's {name} is not installed"
 
     gst = bool(shutil.which("gst-launch-1.0")) and all(output(["gst-inspect-1.0", name]) for name in ("alpha", "pngdec"))
+    off_and_on = {"despill": [0, 1]}  # in every first stage: the best shape of the key is another with spill than without
+    near = ("similarity", "blend")
+    chroma = Peer("ffmpeg chromakey", lacks("chromakey") or lacks("despill"), linear,
+                  [{"similarity": [0.03, 0.05, 0.07, 0.09, 0.12, 0.16], "blend": [0, 0.02, 0.05, 0.1, 0.18]} | off_and_on, despills], near, **with_ffmpeg(chromakey))
+    # With despill held on, wherever the search above leaves it out: what it takes from the spill, and what it costs.
+    despilled_chroma = replace(chroma, name="ffmpeg chromakey, despilled", again=True,
+                               stages=[chroma.stages[0] | {"despill": [1]}, despills | {"despill": [0.5, 1]}])
     return [
-        Peer("ffmpeg chromakey+despill", lacks("chromakey") or lacks("despill"), linear,
-             [{"similarity": [0.03, 0.05, 0.07, 0.09, 0.12, 0.16], "blend": [0, 0.02, 0.05, 0.1, 0.18]}, despills], **with_ffmpeg(chromakey)),
-        Peer("ffmpeg colorkey+despill", lacks("colorkey") or lacks("despill"), linear,
-             [{"similarity": [0.1, 0.15, 0.2, 0.25, 0.3, 0.36], "blend": [0, 0.05, 0.1, 0.2, 0.3]}, despills], **with_ffmpeg(colorkey)),
-        Peer("ffmpeg hsvkey+despill", lacks("hsvkey") or lacks("despill"), linear,
-             [{"similarity": [0.04, 0.07, 0.1, 0.14, 0.2, 0.28, 0.36], "blend": [0, 0.05, 0.1, 0.2, 0.3]}, despills], **with_ffmpeg(hsvkey)),
-        Peer("frei0r bluescreen0r+despill", lacks_frei0r("bluescreen0r"), {"distance": 0.288} | despill,
-             [{"distance": [0.06, 0.08, 0.1, 0.12, 0.14, 0.17, 0.2, 0.24, 0.288, 0.34]}, despills], **with_ffmpeg(bluescreen0r)),
-        Peer("frei0r select0r+despill", lacks_frei0r("select0r"),
+        chroma, despilled_chroma,
+        Peer("ffmpeg colorkey", lacks("colorkey") or lacks("despill"), linear,
+             [{"similarity": [0.1, 0.15, 0.2, 0.25, 0.3, 0.36], "blend": [0, 0.05, 0.1, 0.2, 0.3]} | off_and_on, despills], near, **with_ffmpeg(colorkey)),
+        Peer("ffmpeg hsvkey", lacks("hsvkey") or lacks("despill"), linear,
+             [{"similarity": [0.04, 0.07, 0.1, 0.14, 0.2, 0.28, 0.36], "blend": [0, 0.05, 0.1, 0.2, 0.3]} | off_and_on, despills], near, **with_ffmpeg(hsvkey)),
+        Peer("frei0r bluescreen0r", lacks_frei0r("bluescreen0r"), {"distance": 0.288} | despill,
+             [{"distance": [0.06, 0.08, 0.1, 0.12, 0.14, 0.17, 0.2, 0.24, 0.288, 0.34]} | off_and_on, despills], ("distance",), **with_ffmpeg(bluescreen0r)),
+        Peer("frei0r select0r", lacks_frei0r("select0r"),
              {"delta": 0.2, "slope": 0, "subspace": 0, "shape": 0, "edge": 0} | despill,
-             [{"delta": [0.1, 0.2], "subspace": [0, 0.5, 0.9], "shape": [0, 0.5]},
-              {"delta": [0.08, 0.14, 0.2], "slope": [0.15, 0.35], "edge": [0.35, 0.6, 0.9]}, despills], **with_ffmpeg(select0r)),
+             [{"delta": [0.1, 0.2], "subspace": [0, 0.5, 0.9], "shape": [0, 0.5]} | off_and_on,
+              {"delta": [0.08, 0.14, 0.2], "slope": [0.15, 0.35], "edge": [0.35, 0.6, 0.9]} | off_and_on, despills], ("delta", "slope"), **with_ffmpeg(select0r)),
         Peer("gstreamer alpha", "" if gst else "GStreamer's alpha or pngdec is not installed",
              {"angle": 20, "noise-level": 2, "black-sensitivity": 100, "white-sensitivity": 100},
-             [{"angle": [20, 35, 50, 65], "noise-level": [2, 10, 30, 45, 60]}, {"black-sensitivity": [100, 128], "white-sensitivity": [20, 60, 128]}], gstreamer),
+             [{"angle": [20, 35, 50, 65], "noise-level": [2, 10, 30, 45, 60]}, {"black-sensitivity": [100, 128], "white-sensitivity": [20, 60, 128]}],
+             ("angle", "noise-level"), gstreamer),
         Peer("blender keying", "" if shutil.which("blender") else "Blender is not installed",
              {"clip_black": 0, "clip_white": 1, "screen_balance": 0.5, "despill_factor": 1, "despill_balance": 0.5, "edge_kernel_radius": 3, "edge_kernel_tolerance": 0.1, "blur_pre": 0},
              [{"clip_black": [0.1, 0.35, 0.5, 0.7], "clip_white": [1, 0.8]},
-              {"screen_balance": [0.5, 0.7, 0.9], "despill_factor": [0, 0.7, 1]}, {"blur_pre": [0, 2], "edge_kernel_radius": [0, 3]}], blender, blender_many),
+              {"screen_balance": [0.5, 0.7, 0.9], "despill_factor": [0, 0.7, 1]}, {"blur_pre": [0, 2], "edge_kernel_radius": [0, 3]}],
+             ("clip_black", "screen_balance"), blender, blender_many),
     ]  # fmt: skip

@@ -32,11 +32,12 @@ def comps(scene):
 
 
 def best_setting(peer, scenes, cores):
-    """Stage after stage: of each all settings are tried, the best is held. With its mean comp and the number tried."""
+    """Stage after stage, at last the finer one: of each all settings are tried, the best is held. With its mean comp and
+    the number tried."""
     global _work
     held, comp, tried = peer.default, None, 0
-    for stage in peer.stages:
-        settings = peer.trials(stage, held)
+    for stage in [*peer.stages, None]:
+        settings = peer.trials(stage or peer.finer_stage(held), held)
         _work = (peer, settings)
         rows = bench.in_parallel(comps, scenes, cores, f"searching {peer.name}")
         means = [sum(column) / len(rows) for column in zip(*rows)]
@@ -49,7 +50,7 @@ def best_setting(peer, scenes, cores):
 
 def mark_of(peer):
     """Changes when the scenes, the scorer or what is tried do."""
-    tried = json.dumps([peer.default, peer.stages]).encode() + Path(score.__file__).read_bytes()
+    tried = json.dumps([peer.default, peer.stages, peer.finer]).encode() + Path(score.__file__).read_bytes()
     return f"{generator_mark()} {WIDTH}x{HEIGHT} {hashlib.sha256(tried).hexdigest()[:12]}"
 
 
