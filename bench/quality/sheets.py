@@ -19,7 +19,7 @@ import numpy as np
 from .bench import folder_name
 from .codecs import ffmpeg
 from .keyers import Source
-from .pictures import Complaint, read, write
+from .pictures import Complaint, blur, read, write
 from .screens import key_colour
 from .score import over
 
@@ -86,16 +86,17 @@ def shots_of(root, work, frames=3):
 
 
 def places(keyed, size):
-    """Squares to look at, apart from each other: two full of edges, one where the keyers disagree the most."""
+    """Squares to look at, apart from each other: two full of hair and edges, one where the keyers disagree the most."""
     alphas = np.stack([k[..., 3] for k in keyed])
-    mean = alphas.mean(0)
-    steps = np.hypot(cv2.Sobel(mean, -1, 1, 0), cv2.Sobel(mean, -1, 0, 1))  # 4 at an edge from 0 to 1
-    edges = np.clip(steps - 0.25, 0, 0.5)  # not the grain of a haze, of which there is more than of hair
+    middle = np.median(alphas, 0)
+    steps = np.hypot(cv2.Sobel(middle, -1, 1, 0), cv2.Sobel(middle, -1, 0, 1))  # 4 at an edge from 0 to 1
+    # Hair is part transparent over many pixels, an outline over one or two; a haze is, too, but has no such steps.
+    edges = (middle > 0.08) & (middle < 0.92) & (steps > 0.25)
     half, corners = size // 2, []
-    height, width = mean.shape
-    taken = np.zeros(mean.shape, bool)
-    for interest in (edges, edges, alphas.std(0) + np.minimum(mean, 1 - mean)):
-        sums = np.where(taken, -1, cv2.boxFilter(interest.astype(np.float32), -1, (size, size)))
+    height, width = middle.shape
+    taken = np.zeros(middle.shape, bool)
+    for interest in (edges, edges, alphas.std(0) + np.minimum(middle, 1 - middle)):
+        sums = np.where(taken, -1, blur(interest.astype(np.float32), size / 4))  # the most in its middle
         y, x = np.unravel_index(int(sums.argmax()), sums.shape)
         corners.append((int(np.clip(y - half, 0, height - size)), int(np.clip(x - half, 0, width - size))))
         taken[max(0, y - size) : y + size, max(0, x - size) : x + size] = True
@@ -141,9 +142,9 @@ def sheet(source, keyed, names, cell=480, zoom=320):
     """source: the picture; keyed: one for each name. The sheet as a picture 0..1."""
     height, width = source.shape[:2]
     small = (cell, max(2, round(cell * height / width)))
-    size = min(zoom, height, width)
-    corners = places(keyed, size)
     enlarge = 2 if max(height, width) <= 800 else 1
+    size = min(zoom // enlarge, height, width)
+    corners = places(keyed, size)
 
     def fit(picture):
         return cv2.resize(picture, small, interpolation=cv2.INTER_AREA)
