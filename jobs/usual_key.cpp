@@ -23,11 +23,12 @@ std::size_t surePlates(const FoundPlates& found) {
   return static_cast<std::size_t>(std::count_if(found.samples.begin(), found.samples.end(), isSure));
 }
 
-// On the samples whose screen is surely known, if these are most of them.
+// On the samples whose screen is surely known, if these are most of them; otherwise on all, which allows little.
 MeasuredClip measuredOn(std::vector<PlateSample> samples, const UsualKey& key) {
-  const auto all = samples.size();
-  std::erase_if(samples, [](const PlateSample& sample) { return !sample.fitted->sure; });
-  if (samples.empty() || 2 * samples.size() < all) return {0, false, "the bare screen is not sure"};
+  const auto isUnsure = [](const PlateSample& sample) { return !sample.fitted->sure; };
+  const auto unsure = static_cast<std::size_t>(std::count_if(samples.begin(), samples.end(), isUnsure));
+  if (2 * unsure <= samples.size()) std::erase_if(samples, isUnsure);
+  if (samples.empty()) return {0, false, "no frame was looked at"};
   std::vector<std::shared_ptr<const Plate>> plates(samples.size());
   std::vector<KnownPlate> known(samples.size());
   std::vector<ScreenSample> screens;
@@ -104,8 +105,7 @@ UsualKey usualKey(ClipPictures& clip, const AnimatedSettings& settings, const Us
   if (!keysAgainstPlates(settings)) return key;
   settlePlates(clip, choice, cleanPlate, stopped, key);
   noteHardlyAny(key);
-  const bool isUnsure = choice.plate && !key.found.plates;
-  if (choice.clipBlack && !isUnsure) settleClipBlack(clip, stopped, key);
+  if (choice.clipBlack) settleClipBlack(clip, stopped, key);
   return key;
 }
 

@@ -128,6 +128,31 @@ TEST_F(Plate, ACleanPlateIsJudged) {
   expectHas(misspelt.output, "give frame, fit, shot, FILE");
 }
 
+// A close-up whose screen is noisy: too small to fit a plate, but its noise is cleared by a measured, low clip-black.
+TEST_F(Plate, ASmallScreenHasNoPlateButIsClearedOfItsNoise) {
+  const std::string close = out_.path("close.png");
+  const auto channel = [](int screen, int skin) {
+    return "'if(lt(X,10)," + std::to_string(screen) + "," + std::to_string(skin) + ")'";
+  };
+  need(kFfmpeg + "-f lavfi -i \"color=s=320x180,format=gbrp,geq=r=" + channel(40, 190) + ":g=" + channel(190, 140) +
+       ":b=" + channel(80, 120) + ",noise=alls=32:all_seed=3\" -frames:v 1 " + close);
+  const std::string named = close + " " + out_.path("k.png") + " -y --key-color 40,190,80";
+  const auto left = [this] {
+    const Image keyed = readAll(out_.path("k.png")).at(0);
+    int seen = 0;
+    for (int y = 0; y < kHeight; ++y) {
+      for (int x = 0; x < 8; ++x) seen += keyed.row(y)[4 * x] != 0 ? 1 : 0;
+    }
+    return seen;
+  };
+  const std::string said = need(key(named));
+  expectHas(said, "no plate fitted: ");
+  expectHas(said, ", clip-black ");
+  const int cleared = left();
+  need(key(named + " --plain"));
+  EXPECT_LT(cleared, left() * 3 / 4);
+}
+
 // Neither the shot's plate nor fitted ones: nothing is said to be taken instead.
 TEST_F(Plate, OfAClipWithoutAScreenIsTheEnginesOwn) {
   const std::string bars = out_.path("bars.mp4");
