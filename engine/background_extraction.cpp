@@ -80,11 +80,8 @@ unsigned int CKALVETRA::ExtractBack32bit(unsigned char* image, unsigned char* ma
   if (width < 1 || height < 1) return 1;
   CImagingZEP imaging;
   ExtractionGeometry geometry;
-  // Slopes of the sector's two bounds. Parallel to the Q axis a slope is infinite, and its test fails at I = 0.
-  const YIQ bound1 = imaging.HLStoYIQ({static_cast<float>(hue1), 128.0f, 50.0f});
-  const YIQ bound2 = imaging.HLStoYIQ({static_cast<float>(hue2), 128.0f, 50.0f});
-  geometry.slope1 = bound1.Q / bound1.I;
-  geometry.slope2 = bound2.Q / bound2.I;
+  geometry.slope1 = boundSlope(hue1);
+  geometry.slope2 = boundSlope(hue2);
   const YIQ key = imaging.RGBtoYIQ(keyR, keyG, keyB);
   MakeBCCorrect(keyR, keyG, keyB, key, geometry.tableI, geometry.tableQ);
 

@@ -14,6 +14,11 @@ inline constexpr int kLanczos = 0;  // the resampler's filter for both ways
 inline constexpr int kReducingLobes = 2;
 inline constexpr int kEnlargingLobes = 1;
 
+// In the small copy.
+inline constexpr int kEdgeThreshold = 40;  // of the Laplacian, mean of the channels' positive responses
+inline constexpr int kHoleGrowth = 3;      // pixels round each hole that carry spill and edge blur
+inline constexpr int kPlateBlur = 7;       // radius in pixels
+
 // Of the small copy of a frame: at most 320 on its longer side, at least 2 x 2.
 PlateSize plateSize(int frameWidth, int frameHeight);
 

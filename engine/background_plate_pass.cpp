@@ -10,9 +10,6 @@
 namespace {
 
 constexpr int kLongestSide = 320;  // of the small copy, whatever the frame's size
-constexpr int kEdgeThreshold = 40;
-constexpr int kHoleGrowth = 3;  // pixels round each hole that carry spill and edge blur
-constexpr int kPlateBlur = 7;   // radius in pixels of the small copy
 
 using Bytes = std::unique_ptr<unsigned char[]>;
 

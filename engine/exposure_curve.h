@@ -25,13 +25,14 @@ class ExposureCurve {
     return code >= 60 ? (maths::pow(10.0, code / scale_) - 1.0) * kGain : (code + 5) / slope_;
   }
 
-  // Code value of a component of light `light` at exposure t, 0..1. Narrowed before it is tested and truncated: at t =
-  // 1 it lands within 1e-5 of the component, so precision decides the byte.
-  unsigned char code(double light, double t) const {
-    float v = static_cast<float>((maths::log10(light * t / 255.0 + kOffset) - black_) * scale_);
-    if (v < 60.0f) v = static_cast<float>(t * light * slope_ - 5.0);
-    return truncToByte(v);
+  // Level of a component of light `light` at exposure t, 0..1: from -5 on. Narrowed before it is tested.
+  float level(double light, double t) const {
+    const float v = static_cast<float>((maths::log10(light * t / 255.0 + kOffset) - black_) * scale_);
+    return v < 60.0f ? static_cast<float>(t * light * slope_ - 5.0) : v;
   }
+
+  // That level as a code value. At t = 1 the level lands within 1e-5 of the component, so precision decides the byte.
+  unsigned char code(double light, double t) const { return truncToByte(level(light, t)); }
 
   double scale() const { return scale_; }
   double black() const { return black_; }

@@ -53,4 +53,9 @@ Chroma PlateKeyGeometry::skinDespillAt(float y) const {
   return y > 200.0f ? Rotation(singleRadians(brightTurn(y)))(skinDespill) : skinDespill;
 }
 
+float boundSlope(int hue) {
+  const YIQ bound = CImagingZEP().HLStoYIQ({static_cast<float>(hue), 128.0f, 50.0f});
+  return bound.Q / bound.I;
+}
+
 }  // namespace kalvetra

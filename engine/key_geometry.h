@@ -43,12 +43,16 @@ struct PlateKeyGeometry {
   Chroma skinDespill, blueDespill;  // the same turned by the despill angles
 };
 
+// Of the bound of the backdrop's sector at that hue, in the chroma plane. Parallel to the Q axis it is infinite, and
+// the test against it fails at I = 0.
+float boundSlope(int hue);
+
 // Of background extraction.
 struct ExtractionGeometry {
   static constexpr int kLuminances = 256;
   static constexpr float kTolerance = 20.0f;  // chroma distance from the expected key colour
 
-  float slope1, slope2;                            // of the hue sector's two bounds in the chroma plane
+  float slope1, slope2;                            // of the hue sector's two bounds
   float tableI[kLuminances], tableQ[kLuminances];  // the key colour's chroma at each luminance
 };
 

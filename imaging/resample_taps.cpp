@@ -1,6 +1,7 @@
 #include "imaging/resample_taps.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "cpu/vectors.h"
 #include "imaging/CImagingZEP.h"
@@ -28,21 +29,21 @@ std::vector<float> weightsAt(const std::vector<double>& distances, int filter, i
   return weights;
 }
 
-// Weights of one window become taps: normalised to a sum of 1 before they are truncated to 16.16.
-void normalise(const float* weights, std::size_t count, int* taps) {
+// To a sum of 1.
+void normalise(float* weights, std::size_t count) {
   float sum = 0.0f;
   for (std::size_t i = 0; i < count; ++i) sum += weights[i];
-  for (std::size_t i = 0; i < count; ++i) taps[i] = truncToInt(weights[i] / sum * 65536.0f);
+  for (std::size_t i = 0; i < count; ++i) weights[i] = weights[i] / sum;
 }
 
 }  // namespace
 
-Taps makeTaps(int sourceSize, int outputSize, int filter, int lobes) {
+Weights makeWeights(int sourceSize, int outputSize, int filter, int lobes) {
   const double s = sourceSize, d = outputSize;
   const float lobeCount = static_cast<float>(lobes);
   const float support =
       sourceSize < outputSize ? lobeCount : static_cast<float>(sourceSize) / static_cast<float>(outputSize) * lobeCount;
-  Taps table;
+  Weights table;
   std::vector<double> distances;
   for (int j = 1; j <= outputSize; ++j) {
     const double center = (2.0 * j - 1.0) * s / (2.0 * d);
@@ -55,14 +56,20 @@ Taps makeTaps(int sourceSize, int outputSize, int filter, int lobes) {
     table.windows.push_back({first, last, distances.size()});
     for (int k = first; k <= last; ++k) distances.push_back(distance(k, j, s, d));
   }
-  const std::vector<float> weights = weightsAt(distances, filter, lobes);
-  table.taps.resize(weights.size());
+  table.weights = weightsAt(distances, filter, lobes);
   for (const Window& window : table.windows) {
     if (window.first > window.last) continue;
-    const auto count = static_cast<std::size_t>(window.last - window.first + 1);
-    normalise(weights.data() + window.taps, count, table.taps.data() + window.taps);
+    normalise(table.weights.data() + window.taps, static_cast<std::size_t>(window.last - window.first + 1));
   }
   return table;
+}
+
+Taps makeTaps(int sourceSize, int outputSize, int filter, int lobes) {
+  Weights table = makeWeights(sourceSize, outputSize, filter, lobes);
+  std::vector<int> taps(table.weights.size());
+  std::transform(table.weights.begin(), table.weights.end(), taps.begin(),
+                 [](float weight) { return truncToInt(weight * 65536.0f); });
+  return {std::move(table.windows), std::move(taps)};
 }
 
 }  // namespace kalvetra
