@@ -1,0 +1,37 @@
+// The chroma that the key colour has at each luminance, as a camera's exposure shifts it.
+#pragma once
+
+#include <array>
+
+#include "engine/chroma_plane.h"
+
+namespace kalvetra::deep {
+
+// Of a colour in levels, within 0..255 or not.
+inline YIQ colorOf(float red, float green, float blue) {
+  return {red * 0.299f + green * 0.587f + blue * 0.114f, red * 0.596f + green * -0.275f + blue * -0.321f,
+          red * 0.212f + green * -0.523f + blue * 0.311f};
+}
+
+// Continuous: straight lines between luminances that lie closer together than a level. Darker than 80 the chroma is
+// that of 80, brighter than the key colour its own; a key colour darker than 80 has its own everywhere.
+class ExpectedChroma {
+ public:
+  ExpectedChroma(unsigned char red, unsigned char green, unsigned char blue);
+
+  Chroma at(float y) const {
+    const float place = (y - kDarkLimit) * perLevel_;
+    const float within = place > 0.0f ? (place < kIntervals ? place : kIntervals) : 0.0f;
+    const auto node = static_cast<std::size_t>(within);
+    return mix(nodes_[node], nodes_[node + 1], within - static_cast<float>(node));
+  }
+
+ private:
+  static constexpr float kDarkLimit = 80.0f;
+  static constexpr int kIntervals = 256;
+
+  float perLevel_ = 0.0f;                     // intervals
+  std::array<Chroma, kIntervals + 2> nodes_;  // from luminance 80 to the key colour's, which is there twice
+};
+
+}  // namespace kalvetra::deep
