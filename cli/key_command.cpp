@@ -92,7 +92,7 @@ void keyOne(const KeyCommand& options, const std::string& input) {
   listener.frameDone = [&] { progress->advance(); };
   listener.end = [&] { progress->end(); };
   PreparedJob prepared(job, listener, stopRequested());
-  const SettledKey key = settleKey(options.choice, prepared.source(), job);
+  const SettledKey key = settleKey(options.choice, prepared.source(), job, options.options.progress);
   CommonOptions files = options.options;
   files.input = input;
   if (!job.outputs.empty()) files.output = job.outputs.front().path;

@@ -98,4 +98,24 @@ void Progress::end() {
   if (shown_) std::fprintf(stderr, "\r\033[K");
 }
 
+void LookProgress::show(std::size_t done, std::size_t all) {
+  if (kind_ != ProgressKind::Bar && kind_ != ProgressKind::Plain) return;
+  const auto now = Clock::now();
+  if (std::chrono::duration<double>(now - lastShown_).count() < interval(kind_)) return;
+  lastShown_ = now;
+  const std::string text = "looked at " + std::to_string(done) + " of " + std::to_string(all) + " pictures";
+  if (kind_ == ProgressKind::Plain) {
+    note(text);
+  } else {
+    std::fprintf(stderr, "\r\033[K%s", text.c_str());
+    std::fflush(stderr);
+    shown_ = true;
+  }
+}
+
+void LookProgress::end() {
+  if (shown_) std::fprintf(stderr, "\r\033[K");
+  shown_ = false;
+}
+
 }  // namespace kalvetra

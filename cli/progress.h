@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -50,6 +51,25 @@ class Progress {
   Clock::time_point start_ = Clock::now();
   Clock::time_point lastShown_ = start_;
   Clock::time_point end_{};
+};
+
+// Pictures of a clip that are looked at before it is keyed. Other programs are told nothing of them.
+class LookProgress {
+ public:
+  explicit LookProgress(ProgressKind kind) : kind_(kind) {}
+  ~LookProgress() { end(); }
+  LookProgress(const LookProgress&) = delete;
+  LookProgress& operator=(const LookProgress&) = delete;
+
+  void show(std::size_t done, std::size_t all);
+  void end();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  ProgressKind kind_;
+  bool shown_ = false;
+  Clock::time_point lastShown_ = Clock::now();
 };
 
 }  // namespace kalvetra

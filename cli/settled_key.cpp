@@ -130,8 +130,12 @@ UsualChoice toFind(const KeyChoice& choice) {
 }
 
 // The plates, and what is measured against them.
-SettledKey withPlates(const KeyChoice& choice, const AnimatedSettings& settings, const KeyJob& job) {
-  UsualKey key = usualKeyFor(job, settings, toFind(choice), stopRequested());
+SettledKey withPlates(const KeyChoice& choice, const AnimatedSettings& settings, const KeyJob& job,
+                      ProgressKind progress) {
+  LookProgress looking(progress);
+  const auto looked = [&](std::size_t done, std::size_t all) { looking.show(done, all); };
+  UsualKey key = usualKeyFor(job, settings, toFind(choice), stopRequested(), looked);
+  looking.end();
   const std::string clip = choice.briefly ? job.input + ": " : std::string();
   for (const std::string& sentence : key.found.notes) note(clip + sentence);
   if (!key.sentence.empty()) note(clip + key.sentence);
@@ -140,7 +144,7 @@ SettledKey withPlates(const KeyChoice& choice, const AnimatedSettings& settings,
 
 }  // namespace
 
-SettledKey settleKey(const KeyChoice& choice, Reader& clip, const KeyJob& job) {
+SettledKey settleKey(const KeyChoice& choice, Reader& clip, const KeyJob& job, ProgressKind progress) {
   const std::optional<int> named = namedColor(choice);
   AnimatedSettings settings = withNamed(choice);
   refuseCrossedClipLevels(settings);
@@ -154,7 +158,7 @@ SettledKey settleKey(const KeyChoice& choice, Reader& clip, const KeyJob& job) {
     return {settings, {}};
   }
   if (!keys) return {settings, {}};
-  return withPlates(choice, settings, job);
+  return withPlates(choice, settings, job, progress);
 }
 
 }  // namespace kalvetra

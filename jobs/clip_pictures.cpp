@@ -46,15 +46,15 @@ std::vector<std::int64_t> ClipPictures::spread(int most) const {
   return numbers;
 }
 
-void ClipPictures::show(const std::vector<std::int64_t>& numbers, int threads, const See& see,
-                        const IsStopped& stopped) {
+void ClipPictures::show(const std::vector<std::int64_t>& numbers, int threads, const See& see, const IsStopped& stopped,
+                        const See& then) {
   const IsStopped isStopped = [&] { return stop_ || (stopped && stopped()); };
   // A wrong index is given up at once, so that the second time is the last.
-  if (!showOnce(numbers, threads, see, isStopped)) showOnce(numbers, threads, see, isStopped);
+  if (!showOnce(numbers, threads, see, then, isStopped)) showOnce(numbers, threads, see, then, isStopped);
   if (isStopped()) throw Interrupted();
 }
 
-bool ClipPictures::showOnce(const std::vector<std::int64_t>& numbers, int threads, const See& see,
+bool ClipPictures::showOnce(const std::vector<std::int64_t>& numbers, int threads, const See& see, const See& then,
                             const IsStopped& isStopped) {
   const int generation = access_.generation();
   std::size_t next = 0;
@@ -79,10 +79,13 @@ bool ClipPictures::showOnce(const std::vector<std::int64_t>& numbers, int thread
         kept_.add(numbers[shown.place], shown.picture);
       }
       see(shown.place, shown.picture);
-      shown.picture.reset();
+      if (!then) shown.picture.reset();
     };
   };
-  stages.write = [](Shown&) {};
+  stages.write = [&](Shown& shown) {
+    if (then) then(shown.place, shown.picture);
+    if (looked_) looked_(shown.place + 1, numbers.size());
+  };
   OrderedPipeline<Shown>::run(stages, threads);
   if (access_.generation() == generation) return true;
   kept_.clear();

@@ -37,21 +37,29 @@ class ClipPictures {
 
   // Calls `see` for each of those pictures, ascending numbers, as the keyer gets them; with null for one that the clip
   // turns out to lack. On `threads` threads at once, on one in their order. Where the index turns out to be wrong, all
-  // are shown once more, and those count. Those shown last are kept, so that looking again is quick. Throws UserError
-  // like Reader, Interrupted once `stop` or `stopped` says so, and of what `see` throws the first.
+  // are shown once more, and those count. Those shown last are kept, so that looking again is quick. `then`, where
+  // given, is called for each after `see`, one call at a time and in the order of the numbers. Throws UserError like
+  // Reader, Interrupted once `stop` or `stopped` says so, and of what `see` and `then` throw the first.
   using See = std::function<void(std::size_t place, const std::shared_ptr<const Image>& picture)>;
-  void show(const std::vector<std::int64_t>& numbers, int threads, const See& see, const IsStopped& stopped);
+  void show(const std::vector<std::int64_t>& numbers, int threads, const See& see, const IsStopped& stopped,
+            const See& then = {});
+
+  // From now on called after each picture that is shown: how many of how many; one call at a time.
+  using Looked = std::function<void(std::size_t done, std::size_t all)>;
+  void report(Looked looked) { looked_ = std::move(looked); }
 
  private:
   static constexpr std::size_t kKept = 5;  // pictures
 
-  bool showOnce(const std::vector<std::int64_t>& numbers, int threads, const See& see, const IsStopped& isStopped);
+  bool showOnce(const std::vector<std::int64_t>& numbers, int threads, const See& see, const See& then,
+                const IsStopped& isStopped);
 
   const int threads_;
   const std::atomic<bool>& stop_;
   FrameAccess access_;
   ClipKeying keying_;
   std::int64_t count_;
+  Looked looked_;
   std::mutex keeping_;                                                    // of what follows
   RecentlyUsed<std::int64_t, std::shared_ptr<const Image>> kept_{kKept};  // by number
 };

@@ -132,14 +132,18 @@ std::optional<PlateRow> shotRow(ClipPictures& clip, const AnimatedSettings& sett
                                 std::vector<std::string>& notes, std::string& why) {
   const PictureFormat& format = clip.reader().format();
   const Numbers numbers = clip.spread(static_cast<int>(ShotPlate::capacity(format.width, format.height)));
-  LentThreads threads(clip.threads());
+  std::vector<std::optional<FittedPlate>> fits(numbers.size());  // of those under way
+  const auto fit = [&](std::size_t i, const std::shared_ptr<const Image>& picture) {
+    if (picture) fits[i] = fitPlate(picture->frame(), settings.at(numbers[i]));
+  };
   ShotPlate shot;
   const auto add = [&](std::size_t i, const std::shared_ptr<const Image>& picture) {
     if (i == 0) shot = ShotPlate();
-    if (!picture) return;
-    shot.add(picture->frame(), fitPlate(picture->frame(), settings.at(numbers[i]), threads.workers()));
+    if (picture) shot.add(picture->frame(), *fits[i]);
+    fits[i].reset();
   };
-  clip.show(numbers, 1, add, stopped);
+  clip.show(numbers, clip.threads(), fit, stopped, add);
+  LentThreads threads(clip.threads());
   GatheredPlate gathered = shot.gather(threads.workers());
   if (!gathered.locked) {
     why = std::move(gathered.why);

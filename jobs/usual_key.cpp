@@ -110,7 +110,7 @@ UsualKey usualKey(ClipPictures& clip, const AnimatedSettings& settings, const Us
 }
 
 UsualKey usualKeyFor(const KeyJob& job, const AnimatedSettings& settings, const UsualChoice& choice,
-                     const std::atomic<bool>& stop) {
+                     const std::atomic<bool>& stop, const ClipPictures::Looked& looked) {
   const bool asks = choice.plate || kindIn(settings) != PlateKind::Own;
   UsualKey key{withScreen(settings, choice), {}, {}};
   if (!keysAgainstPlates(settings) || (!asks && !choice.clipBlack)) return key;
@@ -121,6 +121,7 @@ UsualKey usualKeyFor(const KeyJob& job, const AnimatedSettings& settings, const 
   }
   try {
     ClipPictures clip(job.input, job.source, job.keying, job.threads, stop);
+    clip.report(looked);
     return usualKey(clip, settings, choice, job.cleanPlate);
   } catch (const UserError& error) {  // in a part of the clip, perhaps, that is not keyed at all
     if (kindIn(settings) != PlateKind::Own) throw;

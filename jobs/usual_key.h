@@ -29,8 +29,8 @@ struct UsualKey {
 UsualKey usualKey(ClipPictures& clip, const AnimatedSettings& settings, const UsualChoice& choice,
                   const std::string& cleanPlate, const IsStopped& stopped = {});
 
-// The same for the clip of a job. Nothing is found in what can be read only once.
+// The same for the clip of a job. Nothing is found in what can be read only once. `looked`: see ClipPictures::report().
 UsualKey usualKeyFor(const KeyJob& job, const AnimatedSettings& settings, const UsualChoice& choice,
-                     const std::atomic<bool>& stop);
+                     const std::atomic<bool>& stop, const ClipPictures::Looked& looked = {});
 
 }  // namespace kalvetra
