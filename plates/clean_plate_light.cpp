@@ -11,8 +11,9 @@ namespace kalvetra::plates {
 namespace {
 
 constexpr float kOtherLight = 0.03f, kUnevenLight = 0.05f, kMostUneven = 0.35f;  // of the light
-constexpr float kLeastBare = 0.5f;                                               // of a cell
-constexpr int kSmoothCells = 3;  // radius over which a light's shape is followed
+constexpr float kMostlySame = 0.5f;  // of the cells, for darker ones to lie in a shadow
+constexpr float kLeastBare = 0.5f;   // of a cell
+constexpr int kSmoothCells = 3;      // radius over which a light's shape is followed
 
 // How much brighter the shot is than the plate at each cell, light aside; 0 and no weight where it is not known.
 std::pair<Plane, Plane> ratios(const CleanView& view, const Cells& clean) {
@@ -33,6 +34,21 @@ std::pair<Plane, Plane> ratios(const CleanView& view, const Cells& clean) {
     weight[i] = std::min(weight[i], 1.0f);
   }
   return {std::move(ratio), std::move(weight)};
+}
+
+// Where most of the screen is as the plate shows it and the rest is only darker, a shadow lies on the rest: nothing is
+// known of the light there.
+void leaveOutShadows(const Plane& ratio, Plane& weight) {
+  std::size_t known = 0, same = 0;
+  for (std::size_t i = 0; i < kCells; ++i) {
+    if (weight[i] <= 0.0f) continue;
+    ++known;
+    if (std::abs(ratio[i] - 1.0f) <= kUnevenLight) ++same;
+  }
+  if (static_cast<float>(same) < kMostlySame * static_cast<float>(known)) return;
+  for (std::size_t i = 0; i < kCells; ++i) {
+    if (ratio[i] < 1.0f - kUnevenLight) weight[i] = 0.0f;
+  }
 }
 
 }  // namespace
@@ -65,7 +81,8 @@ Light middleLight(const CleanView& view, const Cells& clean) {
 }
 
 void followLight(const CleanView& view, const Cells& clean, Planes& planes, CleanPlate& result) {
-  const auto [ratio, weight] = ratios(view, clean);
+  auto [ratio, weight] = ratios(view, clean);
+  leaveOutShadows(ratio, weight);
   std::vector<float> off;
   for (std::size_t i = 0; i < kCells; ++i) {
     if (weight[i] > 0.0f) off.push_back(std::abs(ratio[i] - 1.0f));

@@ -160,6 +160,8 @@ Planes filled(const Planes& values, const Plane& weight, const Workers* workers)
   }
   constexpr float kNone = 1e-6f;  // less weight than this is none
   Planes result;
+  // At odd sizes the coarse level reaches half a pixel beyond the picture and is squeezed into it: up to a pixel off at
+  // the right and the bottom, nothing to be seen in what is so soft.
   for (std::size_t level = sums.size(); level-- > 0;) {
     const Plane& w = weights[level];
     for (std::size_t c = 0; c < result.size(); ++c) {

@@ -182,6 +182,17 @@ TEST(CleanPlate, TakesOnTheLightOfTheShot) {
   EXPECT_LT(meanError(fromSide.plate, {}), 2.5);
 }
 
+// The fit to the one frame takes the shadow for screen in less light.
+TEST(CleanPlate, AShadowInTheOnlyFrameIsNoOtherLight) {
+  const ShotFrame frame{.body = 0.3, .shadow = 0.7}, without{.body = 0.3};
+  const std::vector<unsigned char> clean = drawnShot({.body = 9.0}), argb = drawnShot(frame);
+  const FittedPlate fitted = perfectFit(without);
+  const CleanPlate plate = correctedPlate(pictureOf(frame, clean), {{pictureOf(frame, argb), &fitted}});
+  EXPECT_EQ(plate.refusal, "");
+  EXPECT_TRUE(plate.notes.empty());
+  EXPECT_LT(meanError(plate.plate, frame), 0.7);
+}
+
 TEST(CleanPlate, KeepsNoShadowsWhereItsLightIsNotKnown) {
   const ShotFrame frame;
   const std::vector<unsigned char> argb = drawnShot(frame);
