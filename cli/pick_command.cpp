@@ -9,6 +9,7 @@
 #include "cli/common_options.h"
 #include "cli/console.h"
 #include "cli/interrupt.h"
+#include "cli/key_options.h"
 #include "jobs/auto_settings.h"
 #include "jobs/frame_sampler.h"
 #include "media/input/reader.h"
@@ -29,6 +30,7 @@ struct PickCommand : CommonOptions {
   bool json = false;
   bool settings = false;
   std::optional<int> keyColor;  // 0xrrggbb
+  std::string savedPreset;      // a file's name, or empty
 };
 
 Area parseArea(const std::string& text) {
@@ -137,6 +139,7 @@ void pickArea(const PickCommand& options) {
 void pickSettings(const PickCommand& options) {
   Reader clip = openForSamples(options.input, {}, options.threads, stopRequested());
   const Proposal proposal = proposeSettings(clip, options.keyColor, options.threads, stopRequested(), options.frames);
+  savePreset(options.savedPreset, AnimatedSettings(proposal.settings), options);
   Json json{{"error", rounded(proposal.error)}, {"errorAtDefaults", rounded(proposal.errorAtDefaults)}};
   for (const Reason& reason : proposal.reasons) {
     const Parameter& p = *findParameter(reason.slug);
@@ -185,6 +188,10 @@ void addPickCommand(CLI::App& program) {
                                          "Propose them for this key colour, not for the one found.")
       ->needs(settings)
       ->type_name(valueRange(*findParameter("key-color")));
+  command->add_option("--save-preset", options->savedPreset, "Write them into this file, for --preset.")
+      ->needs(settings)
+      ->type_name("FILE");
+  addReplaceOption(*command, *options);
   command->add_flag("--json", options->json, "Print JSON.");
   addThreadsOption(*command, *options);
   addCpuOption(*command);

@@ -169,4 +169,41 @@ TEST_F(Plate, TheStandardInputIsKeyedAgainstEachFramesOwnPlate) {
             need("cat " + clip() + " | " + key("- -f hash --key-color 40,190,80 --progress none 2>/dev/null")));
 }
 
+TEST_F(Plate, ANamedPipeIsReadOnce) {
+  const std::string pipe = out_.path("pipe");
+  need("mkfifo " + pipe);
+  const Outcome keyed = run("(timeout 60 cat " + clip() + " > " + pipe + " &) ; timeout 60 " +
+                            key(pipe + " -f null --key-color 40,190,80"));
+  EXPECT_EQ(0, keyed.status);
+  expectHas(keyed.output, "the input can be read only once");
+}
+
+TEST_F(Plate, ACleanPlateIsNotOverwrittenByTheStill) {
+  const std::string bare = out_.path("bare.png");
+  need(kFfmpeg + "-f lavfi -i color=c=0x28be50:s=320x180 -frames:v 1 " + bare);
+  const std::string before = need("md5sum " + bare);
+  EXPECT_EQ(1, run(kKalvetra + " still " + clip() + " " + bare + " -y --plate " + bare).status);
+  EXPECT_EQ(before, need("md5sum " + bare));
+}
+
+TEST_F(Plate, AFolderMayBeCalledShot) {
+  need("mkdir " + out_.path("shot"));
+  expectHas(need("cd " + out_.path("") + " && " + key(clip() + " -f null --plate shot")), "seen as bare screen over the shot");
+}
+
+// Where four pictures of five show no screen, the plate of the fifth is nobody's.
+TEST_F(Plate, OneSurePictureOfFiveIsTooFew) {
+  const std::string mostly = out_.path("mostly.mkv");
+  const auto channel = [](const char* screen) { return "'if(eq(N,2)," + std::string(screen) + ",128+60*sin(X*Y))'"; };
+  need(kFfmpeg + "-f lavfi -i \"color=s=320x180,format=gbrp,geq=r=" + channel("40") + ":g=" + channel("190") +
+       ":b=" + channel("80") + "\" -frames:v 5 -c:v ffv1 " + mostly);
+  expectHas(need(key(mostly + " -f null --key-color 40,190,80")), "no plate fitted: ");
+}
+
+TEST_F(Plate, APickedPresetKeysAsAutoDoes) {
+  const std::string preset = out_.path("p.json");
+  need(kKalvetra + " pick " + clip() + " --settings --save-preset " + preset);
+  EXPECT_EQ(hashes("--auto"), hashes("--preset " + preset));
+}
+
 }  // namespace
