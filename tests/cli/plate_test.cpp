@@ -188,7 +188,8 @@ TEST_F(Plate, ACleanPlateIsNotOverwrittenByTheStill) {
 
 TEST_F(Plate, AFolderMayBeCalledShot) {
   need("mkdir " + out_.path("shot"));
-  expectHas(need("cd " + out_.path("") + " && " + key(clip() + " -f null --plate shot")), "seen as bare screen over the shot");
+  expectHas(need("cd " + out_.path("") + " && " + key(clip() + " -f null --plate shot")),
+            "seen as bare screen over the shot");
 }
 
 // Where four pictures of five show no screen, the plate of the fifth is nobody's.
