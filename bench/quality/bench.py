@@ -14,6 +14,7 @@ import numpy as np
 from . import score as scoring
 from .keyers import Source
 from .pictures import Complaint, read
+from .places import busiest, corner, hair_and_edges
 from .scenes import write_scene
 
 
@@ -36,9 +37,9 @@ def hash_of(data):
 def do(job):
     """One keyer on one scene: figures, or the sentence that says why there are none."""
     meta = scoring.read_meta(job.scene)
-    kept = job.scores / f"{job.scene.name}.json"
+    kept, close = job.scores / f"{job.scene.name}.json", job.scores / f"{job.scene.name}-close.jpg"
     mark = job.mark(meta)
-    if kept.exists():
+    if kept.exists() and close.exists():
         row = json.loads(kept.read_text())
         if row.get("mark") == mark:
             return row
@@ -48,7 +49,9 @@ def do(job):
             pictures = job.keyer.key(Source.of(job.scene, meta), Path(folder))
             row["figures"] = scoring.score_scene(job.scene, pictures)
             job.scores.mkdir(parents=True, exist_ok=True)
-            thumbnail(read(pictures[0])).tofile(job.scores / f"{job.scene.name}.jpg")
+            first = read(pictures[0])
+            thumbnail(first).tofile(job.scores / f"{job.scene.name}.jpg")
+            close_up(first, close_place(job.scene)).tofile(close)
         except Complaint as reason:
             row["failed"] = str(reason)
     if "figures" in row:
@@ -56,13 +59,32 @@ def do(job):
     return row
 
 
-def thumbnail(keyed):
-    """Over grey and the matte side by side, small, as the bytes of a JPEG."""
+def jpeg(levels):
+    return cv2.imencode(".jpg", levels[..., ::-1], [cv2.IMWRITE_JPEG_QUALITY, 80])[1]
+
+
+def beside_matte(keyed, backdrop):
     alpha = keyed[..., 3]
-    pair = np.hstack([scoring.over(keyed[..., :3], alpha, (128, 128, 128))[..., ::-1], np.repeat(255 * alpha[..., None], 3, 2)])
-    height = 200
-    small = cv2.resize(pair, (max(2, pair.shape[1] * height // pair.shape[0]), height), interpolation=cv2.INTER_AREA)
-    return cv2.imencode(".jpg", small, [cv2.IMWRITE_JPEG_QUALITY, 80])[1]
+    return np.hstack([scoring.over(keyed[..., :3], alpha, backdrop), np.repeat(255 * alpha[..., None], 3, 2)])
+
+
+def thumbnail(keyed, height=200):
+    """Over grey and the matte side by side, small, as the bytes of a JPEG."""
+    pair = beside_matte(keyed, (128, 128, 128))
+    return jpeg(cv2.resize(pair, (max(2, pair.shape[1] * height // pair.shape[0]), height), interpolation=cv2.INTER_AREA))
+
+
+def close_place(scene):
+    """The part of a scene that is looked at in full size: slices of a picture, by the truth, alike for every keyer."""
+    alpha = read(sorted(scene.glob("alpha*.png"))[0])
+    height, width = min(200, alpha.shape[0]), min(266, alpha.shape[1])
+    y, x = corner(alpha.shape, busiest(hair_and_edges(alpha), height, width), height, width)
+    return np.s_[y : y + height, x : x + width]
+
+
+def close_up(keyed, place):
+    """That part over light and its matte."""
+    return jpeg(beside_matte(keyed[place], (232, 232, 232)))
 
 
 def folder_name(name):

@@ -7,7 +7,7 @@ from pathlib import Path
 import cv2
 
 from . import score
-from .bench import folder_name
+from .bench import close_place, folder_name, jpeg
 from .pictures import read
 from .tables import by_kind, cell, failures, overall
 
@@ -18,6 +18,7 @@ th, td { padding: .2rem .6rem; text-align: right; border-bottom: 1px solid #ddd 
 thead th { background: #f2f2f2 } .best { font-weight: 700; background: #e3f3e3 }
 pre { background: #f6f6f6; padding: 1rem; overflow-x: auto } figure { margin: 0; display: inline-block }
 .scene { display: flex; flex-wrap: wrap; gap: .6rem } figcaption { font-size: 12px } img { height: 150px; display: block }
+.close img { height: auto }
 @media (prefers-color-scheme: dark) { body { color: #ddd; background: #181818 } thead th, pre { background: #2a2a2a }
   th, td { border-color: #444 } .best { background: #254a25 } }
 """
@@ -55,21 +56,21 @@ def kinds_table(table):
 
 
 def picture(data, caption):
-    return f'<figure><img alt="{html.escape(caption)}" src="data:image/jpeg;base64,{base64.b64encode(data).decode()}"><figcaption>{html.escape(caption)}</figcaption></figure>'
+    return f'<figure><img alt="{html.escape(caption)}" src="data:image/jpeg;base64,{base64.b64encode(bytes(data)).decode()}"><figcaption>{html.escape(caption)}</figcaption></figure>'
 
 
 def scene_pictures(scene, table, out):
-    """The frame, and the thumbnail that each keyer left."""
-    frames = sorted(Path(scene).glob("frame*.png"))
-    small = read(frames[0])[..., 2::-1] * 255
-    small = cv2.resize(small, (200 * small.shape[1] // small.shape[0], 200), interpolation=cv2.INTER_AREA)
-    parts = [picture(cv2.imencode(".jpg", small, [cv2.IMWRITE_JPEG_QUALITY, 80])[1].tobytes(), "the frame")]
+    """The frame and what each keyer left of it: small, and a part at full size."""
+    frame = read(sorted(Path(scene).glob("frame*.png"))[0])[..., :3] * 255
+    small = cv2.resize(frame, (200 * frame.shape[1] // frame.shape[0], 200), interpolation=cv2.INTER_AREA)
+    whole, close = [picture(jpeg(small), "the frame")], [picture(jpeg(frame[close_place(Path(scene))]), "the frame")]
     for name, rows in table.items():
-        thumb = Path(out, "scores", folder_name(name), f"{Path(scene).name}.jpg")
+        kept = Path(out, "scores", folder_name(name))
         figures = rows.get(Path(scene).name, {}).get("figures")
-        if figures and thumb.exists():
-            parts.append(picture(thumb.read_bytes(), f"{name}: comp {figures['comp']:.2f}"))
-    return f"<h3>{html.escape(Path(scene).name)}</h3><div class=scene>{''.join(parts)}</div>"
+        if figures:
+            whole.append(picture((kept / f"{Path(scene).name}.jpg").read_bytes(), f"{name}: comp {figures['comp']:.2f}"))
+            close.append(picture((kept / f"{Path(scene).name}-close.jpg").read_bytes(), name))
+    return f"<h3>{html.escape(Path(scene).name)}</h3><div class=scene>{''.join(whole)}</div><p>At full size:</p><div class='scene close'>{''.join(close)}</div>"
 
 
 def write_page(out, results, scenes, notes, sheets):
@@ -84,7 +85,7 @@ def write_page(out, results, scenes, notes, sheets):
     if sheets:
         links = "".join(f'<li><a href="{html.escape(str(Path(s).relative_to(out)))}">{html.escape(Path(s).stem)}</a></li>' for s in sheets)
         parts.append(f"<h2>Contact sheets of real shots</h2><ul>{links}</ul>")
-    parts.append("<h2>The scenes</h2><p>Of each kind the first scene: the frame; each keyer's picture over grey, and its matte.</p>")
+    parts.append("<h2>The scenes</h2><p>Of each kind the first scene: the frame; each keyer's picture over grey, and its matte; where there is the most hair or edge, both over light at full size.</p>")
     for group, found in scenes.items():
         seen = set()
         for scene in found:

@@ -19,7 +19,8 @@ import numpy as np
 from .bench import folder_name
 from .codecs import ffmpeg
 from .keyers import Source
-from .pictures import Complaint, blur, read, write
+from .pictures import Complaint, read, write
+from .places import busiest, corner, hair_and_edges
 from .screens import key_colour
 from .score import over
 
@@ -88,17 +89,12 @@ def shots_of(root, work, frames=3):
 def places(keyed, size):
     """Squares to look at, apart from each other: two full of hair and edges, one where the keyers disagree the most."""
     alphas = np.stack([k[..., 3] for k in keyed])
-    middle = np.median(alphas, 0)
-    steps = np.hypot(cv2.Sobel(middle, -1, 1, 0), cv2.Sobel(middle, -1, 0, 1))  # 4 at an edge from 0 to 1
-    # Hair is part transparent over many pixels, an outline over one or two; a haze is, too, but has no such steps.
-    edges = (middle > 0.08) & (middle < 0.92) & (steps > 0.25)
-    half, corners = size // 2, []
-    height, width = middle.shape
-    taken = np.zeros(middle.shape, bool)
-    for interest in (edges, edges, alphas.std(0) + np.minimum(middle, 1 - middle)):
-        sums = np.where(taken, -1, blur(interest.astype(np.float32), size / 4))  # the most in its middle
-        y, x = np.unravel_index(int(sums.argmax()), sums.shape)
-        corners.append((int(np.clip(y - half, 0, height - size)), int(np.clip(x - half, 0, width - size))))
+    median = np.median(alphas, 0)
+    edges = hair_and_edges(median)
+    taken, corners = np.zeros(median.shape, bool), []
+    for interest in (edges, edges, alphas.std(0) + np.minimum(median, 1 - median)):
+        y, x = busiest(interest, size, size, taken)
+        corners.append(corner(median.shape, (y, x), size, size))
         taken[max(0, y - size) : y + size, max(0, x - size) : x + size] = True
     return corners
 
@@ -149,20 +145,20 @@ def sheet(source, keyed, names, cell=480, zoom=320):
     def fit(picture):
         return cv2.resize(picture, small, interpolation=cv2.INTER_AREA)
 
-    def crop(picture, corner):
-        part = picture[corner[0] : corner[0] + size, corner[1] : corner[1] + size]
+    def crop(picture, at):
+        part = picture[at[0] : at[0] + size, at[1] : at[1] + size]
         return cv2.resize(part, None, fx=enlarge, fy=enlarge, interpolation=cv2.INTER_NEAREST)
 
     levels = 255 * source[..., :3]
     rows = [titled(marked(fit(levels), [(y * small[0] // width, x * small[0] // width) for y, x in corners], size * small[0] // width), "source")]
     for name, picture in zip(names, keyed):
         rows.append(joined([titled(fit(view), f"{name}: {what}") for what, view in views(picture).items()], 1))
-    for number, corner in enumerate(corners, 1):
-        rows.append(titled(crop(levels, corner), f"source, place {number}"))
+    for number, place in enumerate(corners, 1):
+        rows.append(titled(crop(levels, place), f"source, place {number}"))
         for name, picture in zip(names, keyed):
             seen = views(picture)
             kinds = ["matte", "grey", "white", "magenta", "dark"]
-            rows.append(joined([titled(crop(seen[k], corner), f"{name}: place {number}, {k}") for k in kinds], 1))
+            rows.append(joined([titled(crop(seen[k], place), f"{name}: place {number}, {k}") for k in kinds], 1))
     return joined(rows, 0) / 255
 
 
