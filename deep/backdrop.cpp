@@ -32,7 +32,8 @@ void Backdrop::estimate(const ConstFrame& frame, const KALVETRA_Param& param, co
   bands.run([&](int band, int first, int end) {
     for (int y = first; y < end; ++y) reduced[static_cast<std::size_t>(band)].next(own_->row(y));
   });
-  makePlate(param, *own_);
+  const bool madeOfFrame = makePlate(param, *own_), reducedAtAll = size.width != width_ || size.height != height_;
+  if (madeOfFrame && reducedAtAll) lossOfReducing_ = 0.5f;
 }
 
 Backdrop::Rows::Rows(const Backdrop& backdrop, int firstRow, int kept)

@@ -23,6 +23,11 @@ class Backdrop {
   Backdrop(const ConstFrame& frame, bool blueScreen, const KALVETRA_Param& param, const KnownPlate* given,
            const Workers* workers);
 
+  // Levels by which the plate in bytes lies lower on the mean, where there is backdrop: it is truncated whenever it is
+  // resampled, by half a level when it is reduced and one when it is enlarged, since by then it hardly changes from
+  // pixel to pixel. PlateKeyGeometry::kPlateOffset makes up for that there; against this plate it is too great by it.
+  float lossInBytes() const { return lossOfReducing_ + (enlarging_ ? 1.0f : 0.0f); }
+
   // Its rows in the frame's size, in working colours. Any number of them can share a backdrop, which has to stay.
   class Rows {
    public:
@@ -50,6 +55,7 @@ class Backdrop {
 
   int width_, height_;
   bool blueScreen_;
+  float lossOfReducing_ = 0.0f;
   std::optional<SmallPlate> own_;
   ConstFrame given_{};
   std::optional<Resampling> enlarging_;  // none where the plate has the frame's size

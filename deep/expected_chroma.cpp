@@ -15,8 +15,8 @@ constexpr int kExposures = 1024;  // steps of less than a level from luminance 8
 ExpectedChroma::ExpectedChroma(unsigned char red, unsigned char green, unsigned char blue) {
   const YIQ key = colorOf(red, green, blue);
   nodes_.fill(chromaOf(key));
-  if (key.Y <= kDarkLimit) return;
-  perLevel_ = kIntervals / (key.Y - kDarkLimit);
+  if (key.Y <= kDarkest) return;
+  perLevel_ = kIntervals / (key.Y - kDarkest);
 
   const ExposureCurve curve;
   const double lights[] = {curve.linear(red), curve.linear(green), curve.linear(blue)};
@@ -29,7 +29,7 @@ ExpectedChroma::ExpectedChroma(unsigned char red, unsigned char green, unsigned 
   for (int step = 1; step <= kExposures; ++step) {
     const YIQ color = step < kExposures ? exposed(step) : key;
     for (; node < kIntervals; ++node) {
-      const float y = kDarkLimit + static_cast<float>(node) / perLevel_;
+      const float y = kDarkest + static_cast<float>(node) / perLevel_;
       if (y > color.Y) break;
       nodes_[node] = mix(chromaOf(before), chromaOf(color), (y - before.Y) / (color.Y - before.Y));
     }

@@ -14,24 +14,26 @@ inline YIQ colorOf(float red, float green, float blue) {
 }
 
 // Continuous: straight lines between luminances that lie closer together than a level. Darker than 80 the chroma is
-// that of 80, brighter than the key colour its own; a key colour darker than 80 has its own everywhere.
+// that of 80, brighter than the key colour its own; a key colour darker than 80 has its own everywhere. On the mean it
+// is that of the 8-bit table, whose entries are truncated and hold the last that falls into them.
 class ExpectedChroma {
  public:
   ExpectedChroma(unsigned char red, unsigned char green, unsigned char blue);
 
   Chroma at(float y) const {
-    const float place = (y - kDarkLimit) * perLevel_;
+    const float place = (y + kTableLead - kDarkest) * perLevel_;
     const float within = place > 0.0f ? (place < kIntervals ? place : kIntervals) : 0.0f;
     const auto node = static_cast<std::size_t>(within);
     return mix(nodes_[node], nodes_[node + 1], within - static_cast<float>(node));
   }
 
  private:
-  static constexpr float kDarkLimit = 80.0f;
+  static constexpr float kTableLead = 0.45f;  // levels between a pixel and what its entry is made of
+  static constexpr float kDarkest = 81.45f;   // what entry 80 is made of
   static constexpr int kIntervals = 256;
 
   float perLevel_ = 0.0f;                     // intervals
-  std::array<Chroma, kIntervals + 2> nodes_;  // from luminance 80 to the key colour's, which is there twice
+  std::array<Chroma, kIntervals + 2> nodes_;  // from the darkest luminance to the key colour's, which is there twice
 };
 
 }  // namespace kalvetra::deep

@@ -8,30 +8,19 @@
 #include <algorithm>
 
 #include "cpu/dispatch.h"
-#include "imaging/simd/spans-inl.h"
+#include "deep/maths-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace kalvetra::deep::HWY_NAMESPACE {
-
-using namespace kalvetra::HWY_NAMESPACE;
-
-using DF = hn::ScalableTag<float>;
-using DI = hn::Rebind<std::int32_t, DF>;
-using VF = hn::Vec<DF>;
 
 static_assert(hn::MaxLanes(DF()) <= RowBuffer::kWholeVectors);
 
 namespace {
 
-HWY_INLINE VF all(float value) { return hn::Set(DF(), value); }
-// By comparison, since processors disagree on the least of two zeros.
-HWY_INLINE VF least(VF a, VF b) { return hn::IfThenElse(a < b, a, b); }
-HWY_INLINE VF most(VF a, VF b) { return hn::IfThenElse(a > b, a, b); }
 HWY_INLINE hn::Vec<DI> rounded(VF v) { return truncInRange(DF(), hn::Floor(v + all(0.5f))); }
 
 HWY_INLINE hn::Vec<DI> fixedPoint(const FixedPoint& fixed, const float* values) {
-  const VF within = most(least(hn::Load(DF(), values), all(fixed.largest)), all(-fixed.largest));
-  return rounded(within * all(fixed.scale));
+  return rounded(within(hn::Load(DF(), values), -fixed.largest, fixed.largest) * all(fixed.scale));
 }
 
 }  // namespace
@@ -105,7 +94,11 @@ bool contractRow(const float* above, const float* row, const float* below, float
   }
   result[0] = row[0];
   result[width - 1] = row[width - 1];
-  return !std::equal(row, row + width, result);
+  std::size_t x = 0;
+  for (; x + hn::Lanes(DF()) <= width; x += hn::Lanes(DF())) {
+    if (!hn::AllTrue(DF(), at(row, x, 0) == at(result, x, 0))) return true;
+  }
+  return !std::equal(row + x, row + width, result + x);
 }
 
 // In 8 bits the averages are truncated before they are squared, and the squares again: half a level less on the mean.

@@ -77,9 +77,9 @@ class BackdropColors {
   ExpectedChroma expected_;
 };
 
-// Pixels without red count as holes to what is next to them, as in 8 bits; those lie half a level below what they are
-// made of.
-constexpr float kLeastRed = 1.0f;
+// Pixels without red count as holes to what is next to them, as in 8 bits. There the small copy is truncated: what is
+// below this comes to none as a rule, while an even red of 1 stays.
+constexpr float kLeastRed = 0.999f;
 
 Marks markHoles(const SmallPlate& plate, const KALVETRA_Param& param) {
   Marks marks(plate);
@@ -130,17 +130,22 @@ void smooth(SmallPlate& plate, int radius) {
 }  // namespace
 
 // Edges are sought before anything is left out.
-void makePlate(const KALVETRA_Param& param, SmallPlate& plate) {
+bool makePlate(const KALVETRA_Param& param, SmallPlate& plate) {
   Marks marks = markHoles(plate, param);
   HoleMap grown = nextToHoles(marks.holes, plate.width(), plate.height(), kHoleGrowth);
   HoleMap surviving(plate.width(), plate.height(), 0);
+  bool any = false;
   for (int y = 0; y < plate.height(); ++y) {
     const unsigned char *rejected = marks.rejected.row(y), *near = grown.row(y);
     unsigned char* survives = surviving.row(y);
-    for (int x = 0; x < plate.width(); ++x) survives[x] = (rejected[x] | near[x]) != 0 ? 0 : 1;
+    for (int x = 0; x < plate.width(); ++x) {
+      survives[x] = (rejected[x] | near[x]) != 0 ? 0 : 1;
+      any = any || survives[x] != 0;
+    }
   }
   fillHoles(plate, surviving, param);
   smooth(plate, kPlateBlur);
+  return any;
 }
 
 }  // namespace kalvetra::deep

@@ -35,8 +35,8 @@ class SmallPlate {
 
 // Turns the small copy of the frame, at least 2 x 2, into the backdrop behind it: kalvetra::makePlate with nothing
 // rounded. Reads the key colour and the hue bounds of the record. What is a hole is kept apart from the colours, so
-// that a black backdrop is a colour like others.
-void makePlate(const KALVETRA_Param& param, SmallPlate& plate);
+// that a black backdrop is a colour like others. False where nothing survives: then it is the key colour everywhere.
+bool makePlate(const KALVETRA_Param& param, SmallPlate& plate);
 
 // Fills the holes from what survives, `surviving` being 1 in its pixels; with the key colour where nothing does.
 void fillHoles(SmallPlate& plate, HoleMap& surviving, const KALVETRA_Param& param);
