@@ -10,6 +10,7 @@
 #include <set>
 
 #include "plates/clean_plate.h"
+#include "plates/frame_plate.h"
 #include "plates/shot_plate.h"
 #include "support/user_error.h"
 
@@ -82,6 +83,9 @@ class FittedRow {
   std::optional<PlateRow> settled() {
     if (estimates_.empty()) return std::nullopt;
     PlateRow row(estimates_);
+    // What moves or drifts is seen up to the clip's ends.
+    const bool isSteady = row.shots() == 1 && row.wanted().empty();
+    if (!isSteady && look({0, clip_.count() - 1})) row = PlateRow(estimates_);
     if (row.shots() > 1 && look(clip_.spread(looksAt(clip_)))) row = PlateRow(estimates_);
     while (look(row.wanted())) row = PlateRow(estimates_);
     return row;
@@ -176,10 +180,7 @@ void describe(FoundPlates& found) {
 std::shared_ptr<const Plate> ClipPlates::at(std::int64_t number, const Image& picture) const {
   const KeySettings settings = settings_.at(number);
   if (settings.smoothBG == 0) return nullptr;  // keyed against the key colour
-  FollowedPlate followed = row_.at(number, picture.frame());
-  if (followed.fits) return followed.plate;
-  FittedPlate own = fitPlate(picture.frame(), settings);
-  return own.sure ? std::make_shared<const Plate>(std::move(own.plate)) : nullptr;
+  return framePlate(row_, number, picture.frame(), settings);
 }
 
 std::vector<PlateSample> fitSamples(ClipPictures& clip, const AnimatedSettings& settings, const IsStopped& stopped) {

@@ -8,6 +8,7 @@
 #include "library/lent_threads.h"
 #include "library/settings.h"
 #include "plates/clean_plate.h"
+#include "plates/frame_plate.h"
 #include "plates/shot_plate.h"
 
 namespace {
@@ -94,8 +95,7 @@ std::shared_ptr<const Plate> kalvetra::plateFor(const KeySettings& settings, con
                                                 const CallOptions& options, const Workers* workers) {
   if (settings.smoothBG == 0) return nullptr;
   if (options.plate != nullptr) {
-    const FollowedPlate followed = options.plate->row.at(options.frame, frame);
-    if (followed.fits) return followed.plate;
+    return framePlate(options.plate->row, options.frame, frame, settings, workers);
   } else if (kPlateEntries[static_cast<std::size_t>(settings.plate)].slug == "frame") {
     return nullptr;
   } else if (kPlateEntries[static_cast<std::size_t>(settings.plate)].slug != "fit") {

@@ -201,6 +201,19 @@ Tint significantTint(const Light& light) {
   return tint;
 }
 
+Plate mixedPlate(const Plate& a, const Plate& b, float share) {
+  Plate mixed = a;
+  const auto part = static_cast<std::uint16_t>(share * 256.0f + 0.5f);
+  const auto rest = static_cast<std::uint16_t>(256 - part);
+  for (std::size_t i = 0; i < mixed.argb.size(); ++i) {
+    const auto sum = static_cast<std::uint16_t>(a.argb[i] * rest + b.argb[i] * part + 128);  // at most 65408
+    mixed.argb[i] = static_cast<unsigned char>(sum >> 8);
+  }
+  mixed.noise = a.noise + share * (b.noise - a.noise);
+  mixed.keepsShadows = a.keepsShadows && b.keepsShadows;
+  return mixed;
+}
+
 Plate tintedPlate(const Plate& plate, const Tint& tint) {
   std::array<std::array<unsigned char, 256>, 3> tables;
   for (std::size_t c = 0; c < 3; ++c) {

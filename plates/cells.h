@@ -64,6 +64,9 @@ Light lightOf(const Cells& picture, const Cells& plate);
 // to a quarter of a level, all of it from three quarters on, continuous between.
 Tint significantTint(const Light& light);
 
+// Colours a + share * (b - a); plates of one size.
+Plate mixedPlate(const Plate& a, const Plate& b, float share);
+
 Plate tintedPlate(const Plate& plate, const Tint& tint);
 
 }  // namespace kalvetra::plates

@@ -78,9 +78,8 @@ void giveWay(Planes& screen, const Plane& way, const ReducedKey& key) {
   }
 }
 
-}  // namespace
-
-FittedPlate fitPlate(const ConstFrame& frame, const KeySettings& settings, const Workers* workers) {
+// `fades`: see fadedFit.
+FittedPlate fitted(const ConstFrame& frame, const KeySettings& settings, const Workers* workers, bool fades) {
   // A blue screen is fitted as a green one, as it is keyed.
   const bool blue = settings.screen == 1;
   std::array<double, 3> keyColor = settings.keyColor;
@@ -101,23 +100,39 @@ FittedPlate fitPlate(const ConstFrame& frame, const KeySettings& settings, const
   const auto [bare, weight] = screenOf(picture, parted, paint, axis, own, workers);
   Planes screen = filledScreen(soft, parted, paint, weight, keySum, picture.unit, workers);
 
-  FittedPlate fitted;
-  fitted.plate = plateOf(screen);
-  const KnownPlate known = fitted.plate.known();
+  FittedPlate fit;
+  fit.plate = plateOf(screen);
+  const KnownPlate known = fit.plate.known();
   const Plane keyed = key.alpha(&known);
-  fitted.why = doubtsOf(bare, own, keyed);
-  fitted.sure = fitted.why.empty();
-  giveWay(screen, givenWay(own, keyed, parted, screen, axis, picture.unit, workers), key);
+  Doubts doubts = doubtsOf(bare, own, keyed);
+  fit.sure = doubts.why.empty();
+  fit.why = std::move(doubts.why);
+  fit.trust = doubts.trust;
+  Plane way = givenWay(own, keyed, parted, screen, axis, picture.unit, workers);
+  if (fades) {
+    for (float& v : way.values) v = 1.0f - doubts.trust * (1.0f - v);
+  }
+  giveWay(screen, way, key);
   if (blue) std::swap(screen[1], screen[2]);
-  fitted.plate = plateOf(screen);
-  fitted.plate.noise = noiseOf(frame, bare);
+  fit.plate = plateOf(screen);
+  fit.plate.noise = noiseOf(frame, bare);
   double sum = 0.0;
   for (const float v : bare.values) {
     sum += static_cast<double>(v);
-    fitted.bare.push_back(truncToByte(255.0f * v + 0.5f));
+    fit.bare.push_back(truncToByte(255.0f * v + 0.5f));
   }
-  fitted.covered = sum / static_cast<double>(bare.values.size());
-  return fitted;
+  fit.covered = sum / static_cast<double>(bare.values.size());
+  return fit;
+}
+
+}  // namespace
+
+FittedPlate fitPlate(const ConstFrame& frame, const KeySettings& settings, const Workers* workers) {
+  return fitted(frame, settings, workers, false);
+}
+
+FittedPlate fadedFit(const ConstFrame& frame, const KeySettings& settings, const Workers* workers) {
+  return fitted(frame, settings, workers, true);
 }
 
 }  // namespace kalvetra

@@ -92,7 +92,7 @@ Plane givenWay(const Plane& own, const Plane& fitted, const PaintAndLight& parte
   return way;
 }
 
-std::string doubtsOf(const Plane& bare, const Plane& own, const Plane& fitted) {
+Doubts doubtsOf(const Plane& bare, const Plane& own, const Plane& fitted) {
   // Shares of the picture: bare screen, what the engine keys away and what the fit leaves of it, what it keeps and the
   // fit takes though it is no screen.
   double covered = 0.0, clear = 0.0, left = 0.0, solid = 0.0, lost = 0.0;
@@ -108,14 +108,24 @@ std::string doubtsOf(const Plane& bare, const Plane& own, const Plane& fitted) {
   }
   const auto pixels = static_cast<double>(bare.values.size());
   constexpr double kLeastCovered = 0.03, kMostLeft = 0.04, kMostLost = 0.04;
-  if (covered < kLeastCovered * pixels) return "too little of the bare screen is seen to fit a plate to it";
-  if (left > kMostLeft * std::max(clear, 0.05 * pixels)) {
-    return "the backdrop is not of one paint: a fitted plate would leave a part of it in the picture";
+  covered /= pixels;
+  left /= std::max(clear, 0.05 * pixels);
+  lost /= std::max(solid, 0.05 * pixels);
+  const auto within = [](double value, double most) {
+    return smoothStep(static_cast<float>(1.5 * most), static_cast<float>(most), static_cast<float>(value));
+  };
+  Doubts doubts;
+  doubts.trust = smoothStep(static_cast<float>(kLeastCovered / 1.5), static_cast<float>(kLeastCovered),
+                            static_cast<float>(covered)) *
+                 within(left, kMostLeft) * within(lost, kMostLost);
+  if (covered < kLeastCovered) {
+    doubts.why = "too little of the bare screen is seen to fit a plate to it";
+  } else if (left > kMostLeft) {
+    doubts.why = "the backdrop is not of one paint: a fitted plate would leave a part of it in the picture";
+  } else if (lost > kMostLost) {
+    doubts.why = "the subject is too like the screen: a fitted plate would take a part of it away";
   }
-  if (lost > kMostLost * std::max(solid, 0.05 * pixels)) {
-    return "the subject is too like the screen: a fitted plate would take a part of it away";
-  }
-  return {};
+  return doubts;
 }
 
 }  // namespace kalvetra::plates

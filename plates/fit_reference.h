@@ -40,8 +40,12 @@ Plane clearInOwnKey(const Plane& own, const Plane& calm, float unit, const Worke
 Plane givenWay(const Plane& own, const Plane& fitted, const PaintAndLight& parted, const Planes& screen,
                const PaleAxis& axis, float unit, const Workers* workers);
 
-// What speaks against the fit as a sentence, empty where nothing does: `bare` (0..1) is what it was made from, `own`
-// and `fitted` are the mattes.
-std::string doubtsOf(const Plane& bare, const Plane& own, const Plane& fitted);
+struct Doubts {
+  std::string why;     // what speaks against the fit as a sentence, empty where nothing does
+  float trust = 1.0f;  // that is left, 0..1; 1 where nothing does
+};
+
+// `bare` (0..1) is what the fit was made from, `own` and `fitted` are the mattes.
+Doubts doubtsOf(const Plane& bare, const Plane& own, const Plane& fitted);
 
 }  // namespace kalvetra::plates

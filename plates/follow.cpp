@@ -12,8 +12,10 @@ using plates::Cell;
 using plates::Cells;
 using plates::cellsOf;
 using plates::Light;
+using plates::mixedPlate;
 using plates::Rgb;
 using plates::significantTint;
+using plates::smoothStep;
 using plates::Tint;
 using plates::tintedPlate;
 
@@ -26,9 +28,17 @@ constexpr float kJump = 8.0f, kJumping = 0.5f;
 constexpr std::int64_t kNearCut = 8;  // frames from one estimate to the next that leave a cut's place open
 constexpr float kLeastBare = 0.25f;   // of a cell, to be compared by
 constexpr std::size_t kFewCells = plates::kCells / 50;  // nothing to compare
-constexpr float kLeastScreen = 0.04f;  // of a frame: with less of it nothing can be said of the backdrop
-constexpr float kLeastClose = 0.7f;    // of what looks like screen is the plate, in its light or in a shadow
-constexpr float kLeastLit = 0.35f;     // of it in the light: elsewhere a shadow and an unevenly lit shot look alike
+// From the one on a frame does not fit a plate at all, from the other on it does, and between in part: what is keyed
+// against changes with the picture, never at once.
+struct Bounds {
+  float none, whole;
+  float of(float value) const { return smoothStep(none, whole, value); }
+};
+constexpr Bounds kShaded{0.6f, 0.72f};   // of what looks like screen is the plate, in its light or in a shadow
+constexpr Bounds kClose{0.28f, 0.42f};   // of it in the light: elsewhere a shadow and an unevenly lit shot look alike
+constexpr Bounds kDrifted{0.2f, 0.06f};  // of the plate's paint lies beside its light, where the plates drift
+constexpr Bounds kUnseen{0.08f, 0.04f};  // of a frame is screen: with less nothing can be said of the backdrop
+constexpr float kLeastClose = 0.7f;      // of what looks like screen, that no other plate need be tried
 
 Cells bareCells(const FittedPlate& fitted) {
   const auto pixels = static_cast<std::size_t>(fitted.plate.width) * static_cast<std::size_t>(fitted.plate.height);
@@ -53,20 +63,6 @@ float distanceOf(const Cells& a, const Cells& b, float share) {
   return *worst;
 }
 
-// Colours a + share * (b - a); plates of one size.
-Plate between(const Plate& a, const Plate& b, float share) {
-  Plate mixed = a;
-  const auto part = static_cast<std::uint16_t>(share * 256.0f + 0.5f);
-  const auto rest = static_cast<std::uint16_t>(256 - part);
-  for (std::size_t i = 0; i < mixed.argb.size(); ++i) {
-    const auto sum = static_cast<std::uint16_t>(a.argb[i] * rest + b.argb[i] * part + 128);  // at most 65408
-    mixed.argb[i] = static_cast<unsigned char>(sum >> 8);
-  }
-  mixed.noise = a.noise + share * (b.noise - a.noise);
-  mixed.keepsShadows = a.keepsShadows && b.keepsShadows;
-  return mixed;
-}
-
 bool isOneSize(const Plate& a, const Plate& b) { return a.width == b.width && a.height == b.height; }
 
 // How bare each pixel is, softened so that the mean of several estimates has no seams: from `kHidden` to 1.
@@ -80,7 +76,7 @@ std::vector<float> bareness(const FittedPlate& fitted) {
   const int reach = std::max(1, std::max(width, height) / 60);
   plates::Plane soft = boxMean(boxMean(bare, reach), reach);
   // Full weight only well inside of what is bare: at its border the mean is half of what lies on either side.
-  for (float& v : soft.values) v = kHidden + (1.0f - kHidden) * plates::smoothStep(0.5f, 1.0f, v);
+  for (float& v : soft.values) v = kHidden + (1.0f - kHidden) * smoothStep(0.5f, 1.0f, v);
   return std::move(soft.values);
 }
 
@@ -130,12 +126,17 @@ struct PlateRow::Candidate {
   const Known* before;
   const Known* after;  // null, or what to mix in
   float share;         // of `after`
+  bool isDrifting;     // one of several that are not alike, and not seen to hold at that frame
   Light light;
 
-  bool seesScreen() const { return light.screen >= kLeastScreen; }
-  bool fits() const { return seesScreen() && light.close >= kLeastLit && light.shaded >= kLeastClose; }
+  // How well it fits, 0..1. Where the plates of a shot are not alike, what lies beside the plate's light is no shadow
+  // but screen that was lit otherwise when the plate was made: the camera or a lamp moves.
+  float fit() const {
+    const float beside = 1.0f - light.close / std::max({light.shaded, light.matched, light.close, 1e-3f});
+    return kShaded.of(light.shaded) * kClose.of(light.close) * (isDrifting ? kDrifted.of(beside) : 1.0f);
+  }
   // Share of the frame that it explains.
-  float worth() const { return fits() ? light.screen * light.close : 0.0f; }
+  float worth() const { return fit() * (1.0f - kUnseen.of(light.screen)) * light.screen * light.close; }
 };
 
 PlateRow::PlateRow(std::shared_ptr<const Plate> plate) : isGiven_(true) {
@@ -199,15 +200,17 @@ void PlateRow::addStretch(const std::vector<const Estimate*>& estimates) {
 PlateRow::Candidate PlateRow::tried(const Stretch& stretch, std::int64_t frame, const Cells& cells) const {
   const auto next = std::upper_bound(stretch.plates.begin(), stretch.plates.end(), frame,
                                      [](std::int64_t f, const Known& known) { return f < known.frame; });
+  const bool isOutside = frame < stretch.first || frame > stretch.last;
+  const bool isDrifting = stretch.plates.size() > 1 || (stretches_.size() > 1 && isOutside);
   const Known& before = next == stretch.plates.begin() ? *next : *(next - 1);
   if (next == stretch.plates.begin() || next == stretch.plates.end() || before.frame == frame)
-    return {&before, nullptr, 0.0f, lightOf(cells, before.cells)};
+    return {&before, nullptr, 0.0f, isDrifting, lightOf(cells, before.cells)};
   const float share = static_cast<float>(frame - before.frame) / static_cast<float>(next->frame - before.frame);
   Cells mixed = before.cells;
   for (std::size_t i = 0; i < mixed.size(); ++i) {
     for (std::size_t c = 0; c < 3; ++c) mixed[i].color[c] += share * (next->cells[i].color[c] - mixed[i].color[c]);
   }
-  return {&before, &*next, share, lightOf(cells, mixed)};
+  return {&before, &*next, share, true, lightOf(cells, mixed)};
 }
 
 FollowedPlate PlateRow::at(std::int64_t frame, const ConstFrame& picture) const {
@@ -217,22 +220,23 @@ FollowedPlate PlateRow::at(std::int64_t frame, const ConstFrame& picture) const 
   auto later = std::find_if(stretches_.begin(), stretches_.end(), [&](const Stretch& s) { return frame <= s.last; });
   if (later == stretches_.end()) --later;
   Candidate best = tried(*later, frame, cells);
-  const bool showsNone = !best.seesScreen();
+  const float unseen = kUnseen.of(best.light.screen);
   const auto consider = [&](const Stretch& stretch) {
     const Candidate other = tried(stretch, frame, cells);
     if (other.worth() > best.worth()) best = other;
   };
   if (!isGiven_) {
     if (frame < later->first && later != stretches_.begin()) consider(*(later - 1));
-    if (!best.fits() || best.light.close < kLeastClose) {
+    if (best.worth() <= 0.0f || best.light.close < kLeastClose) {
       for (const Stretch& stretch : stretches_) consider(stretch);
     }
-    if (!best.fits() && !showsNone) return {};
   }
+  const float fit = isGiven_ ? 1.0f : std::max(unseen, best.fit());
+  if (fit <= 0.0f) return {};
 
-  FollowedPlate followed{best.before->plate, true, significantTint(best.light)};
+  FollowedPlate followed{best.before->plate, fit, significantTint(best.light)};
   if (best.after != nullptr)
-    followed.plate = std::make_shared<const Plate>(between(*best.before->plate, *best.after->plate, best.share));
+    followed.plate = std::make_shared<const Plate>(mixedPlate(*best.before->plate, *best.after->plate, best.share));
   if (followed.tint != Tint{})
     followed.plate = std::make_shared<const Plate>(tintedPlate(*followed.plate, followed.tint));
   return followed;

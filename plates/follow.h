@@ -14,8 +14,8 @@ namespace kalvetra {
 
 struct FollowedPlate {
   std::shared_ptr<const Plate> plate;  // null where the frame does not fit
-  bool fits = false;                   // false: another shot, or a camera elsewhere; fit that frame by itself
-  plates::Tint tint;                   // its light, as applied to the plate
+  float fit = 0.0f;   // 0..1; 0: another shot, or a camera elsewhere; below 1 the plate counts by that share alone
+  plates::Tint tint;  // its light, as applied to the plate
 };
 
 // The plates of a shot, or of a clip of several shots, in the order of time. Not changed once made: at() may be called

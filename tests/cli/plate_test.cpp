@@ -12,10 +12,10 @@ using namespace kalvetra::test;
 
 constexpr int kHeight = 180, kFrames = 90;  // of a picture of 320 columns
 
-// A screen six times as bright on the right as on the left, under a lamp that dims by a quarter, with a box before it
-// that moves, and a shadow beside that. `paint` is red, green, blue.
-std::string drawClip(const std::string& path, const std::string& paint = "40,190,80") {
-  const std::string light = "(0.16+0.84*pow(X/W,0.7))*(1-0.13*T)";
+// A screen six times as bright on the right as on the left, under a lamp that dims by a quarter, or in another `light`,
+// with a box before it that moves. `paint` is red, green, blue.
+std::string drawClip(const std::string& path, const std::string& paint = "40,190,80",
+                     const std::string& light = "(0.16+0.84*pow(X/W,0.7))*(1-0.13*T)") {
   const std::string box = "between(X,100+20*T,150+20*T)*gte(Y,60)";
   const auto channel = [&](const std::string& subject, int field) {
     const std::string value = need("echo " + paint + " | cut -d, -f" + std::to_string(field) + " | tr -d '\\n'");
@@ -66,6 +66,15 @@ TEST_F(Plate, ByItselfTheCommandClearsADarkSideAndSaysSoInOneLine) {
   EXPECT_GT(hazeOf(clip(), "--plate frame --clip-black 0"), 20.0);  // single options override
   EXPECT_LT(hazeOf(clip(), "--plain --plate fit --clip-black 4"), 1.0);
   EXPECT_EQ(std::string::npos, need(key(clip() + " -f null --plain")).find("plate"));
+}
+
+// From one picture that is looked at to the next, the bright side becomes the dark one.
+TEST_F(Plate, ALampThatMovesLeavesNoHazeInAnyFrame) {
+  const std::string moving = drawClip(out_.path("moving.mkv"), "40,190,80", "(1-0.7*abs(X/W-clip((T-2.6)/1.15,0,1)))");
+  need(key(moving + " " + out_.path("o.mkv") + " --no-verify"));
+  const std::vector<Image> keyed = readAll(out_.path("o.mkv"));
+  ASSERT_EQ(keyed.size(), static_cast<std::size_t>(kFrames));
+  for (std::size_t i = 0; i < keyed.size(); ++i) EXPECT_LT(haze(keyed[i]), 2.0) << i;
 }
 
 TEST_F(Plate, EveryPartOfTheClipAndAnyNumberOfThreadsGiveTheSameBytes) {

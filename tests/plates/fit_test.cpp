@@ -191,6 +191,22 @@ TEST(FitPlate, HasTheSameBytesOnAnyThreadsAndProcessorAndForBlue) {
   EXPECT_EQ(fitPlate(packedFrame(swapped(frame).data(), kWidth, kHeight), blue).plate.argb, swapped(alone.plate.argb));
 }
 
+// A second paint that grows is left to the engine's own plate, and taken out of the fit's hands step by step.
+TEST(FitPlate, FadesToTheEnginesOwnPlate) {
+  float before = 1.0f;
+  for (double part = 0.0; part < 0.5; part += 0.02) {
+    const auto frame = drawn([&](double x, double y) {
+      return x < part ? Rgb{110, 190, 40} : inBody(x, y) ? Rgb{150, 110, 90} : lit(1);
+    });
+    const ConstFrame picture = packedFrame(frame.data(), kWidth, kHeight);
+    const FittedPlate fitted = fit(frame), faded = fadedFit(picture, keyed(kGreen));
+    EXPECT_EQ(fitted.sure, fitted.trust >= 1.0f) << part;
+    if (fitted.sure) EXPECT_EQ(faded.plate.argb, fitted.plate.argb) << part;
+    EXPECT_LT(before - fitted.trust, 0.7f) << part;
+    before = fitted.trust;
+  }
+}
+
 TEST(FitPlate, AnswersFramesWithoutAScreen) {
   for (const auto& [width, height] : {std::pair{0, 0}, {1, 1}, {3, 1}, {1, 200}, {64, 36}}) {
     const auto grey = drawn([](double, double) { return Rgb{90, 90, 90}; }, 1.0, width, height);

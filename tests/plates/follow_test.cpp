@@ -20,7 +20,7 @@ FollowedPlate at(const PlateRow& row, std::int64_t number, const ShotFrame& fram
 
 double errorAt(const PlateRow& row, std::int64_t number, const ShotFrame& frame) {
   const FollowedPlate followed = at(row, number, frame);
-  return followed.fits ? meanError(*followed.plate, frame) : 255.0;
+  return followed.fit > 0.0f ? meanError(*followed.plate, frame) : 255.0;
 }
 
 TEST(Follow, SteadyLightGivesTheSharedPlate) {
@@ -36,7 +36,7 @@ TEST(Follow, TakesOnTheLightOfTheFrame) {
   const PlateRow row(std::make_shared<const Plate>(perfectFit({}).plate));
   for (const double light : {0.6, 0.9, 0.99, 1.01, 1.3}) {
     const FollowedPlate followed = at(row, 0, {.light = light, .shadow = 0.2});
-    ASSERT_TRUE(followed.fits);
+    ASSERT_TRUE(followed.fit > 0.0f);
     EXPECT_NEAR(followed.tint.gain[1], light, 0.002) << light;
     EXPECT_LT(meanError(*followed.plate, {.light = light}), 0.6) << light;
   }
@@ -77,8 +77,25 @@ TEST(Follow, ACutIsNoDrift) {
     EXPECT_LT(errorAt(row, number, one), 0.7);
     EXPECT_LT(errorAt(row, number, other), 0.7);
   }
-  EXPECT_FALSE(at(rowOf({{0, one}}), 3, other).fits);
-  EXPECT_FALSE(at(rowOf({}), 0, one).fits);
+  EXPECT_FALSE(at(rowOf({{0, one}}), 3, other).fit > 0.0f);
+  EXPECT_FALSE(at(rowOf({}), 0, one).fit > 0.0f);
+}
+
+// The camera goes on to where no estimate was made: from frame to frame the row's plate counts for less, never at once
+// for nothing, and the frame's own fit for the rest.
+TEST(Follow, APlateGivesWayStepByStep) {
+  const PlateRow row = rowOf({{0, {}}, {100, {.otherwise = 0.15}}});
+  float before = 1.0f;
+  int mixed = 0;
+  for (double otherwise = 0.15; otherwise < 0.9; otherwise += 0.025) {
+    const ShotFrame shot{.body = 0.4, .otherwise = otherwise};
+    const float fit = at(row, 101, shot).fit;
+    EXPECT_LT(std::abs(fit - before), 0.5f) << otherwise;
+    mixed += fit > 0.05f && fit < 0.95f ? 1 : 0;
+    before = fit;
+  }
+  EXPECT_EQ(before, 0.0f);
+  EXPECT_GE(mixed, 3);
 }
 
 FittedPlate flatFit(unsigned char red, unsigned char green, unsigned char blue) {
@@ -106,7 +123,7 @@ TEST(Follow, AShotThatSeesNoScreenDoesNotWin) {
   const std::vector<unsigned char> frame = shaded(other.plate.argb, 0.05, 0.7);
   for (const std::int64_t number : {20, 60, 79, 100}) {
     const FollowedPlate followed = row.at(number, packedFrame(frame.data(), 320, 180));
-    ASSERT_TRUE(followed.fits) << number;
+    ASSERT_TRUE(followed.fit > 0.0f) << number;
     EXPECT_NEAR(followed.plate->argb[1], 120, 1) << number;
   }
 }
@@ -118,22 +135,22 @@ TEST(Follow, AGrowingShadowIsNoOtherShot) {
     const std::vector<unsigned char> argb = shaded(frame, part, kShadow);
     for (const PlateRow* row : {&given, &fitted}) {
       const FollowedPlate followed = row->at(0, pictureOf({}, argb));
-      ASSERT_TRUE(followed.fits) << part;
+      ASSERT_TRUE(followed.fit > 0.0f) << part;
       EXPECT_LT(meanError(*followed.plate, {}), 0.7) << part;
     }
   }
   // One that was judged before is not judged again by a frame of another kind.
-  EXPECT_TRUE(at(given, 0, {.otherwise = 2.0}).fits);
+  EXPECT_TRUE(at(given, 0, {.otherwise = 2.0}).fit > 0.0f);
 }
 
 TEST(Follow, WithoutAnyScreenThePlateStaysAsItIs) {
   const PlateRow row = rowOf({{0, {}}});
   const std::vector<unsigned char> skin(320 * 180 * 4, 180);
   const FollowedPlate followed = row.at(0, pictureOf({}, skin));
-  EXPECT_TRUE(followed.fits);
+  EXPECT_TRUE(followed.fit > 0.0f);
   EXPECT_EQ(followed.tint, plates::Tint());
-  EXPECT_TRUE(row.at(0, packedFrame(skin.data(), 0, 0)).fits);
-  EXPECT_TRUE(row.at(0, packedFrame(skin.data(), 1, 2)).fits);
+  EXPECT_TRUE(row.at(0, packedFrame(skin.data(), 0, 0)).fit > 0.0f);
+  EXPECT_TRUE(row.at(0, packedFrame(skin.data(), 1, 2)).fit > 0.0f);
 }
 
 }  // namespace
