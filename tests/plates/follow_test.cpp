@@ -87,7 +87,7 @@ TEST(Follow, APlateGivesWayStepByStep) {
   const PlateRow row = rowOf({{0, {}}, {100, {.otherwise = 0.15}}});
   float before = 1.0f;
   int mixed = 0;
-  for (double otherwise = 0.15; otherwise < 0.9; otherwise += 0.025) {
+  for (double otherwise = 0.2; otherwise < 0.4; otherwise += 0.005) {
     const ShotFrame shot{.body = 0.4, .otherwise = otherwise};
     const float fit = at(row, 101, shot).fit;
     EXPECT_LT(std::abs(fit - before), 0.5f) << otherwise;
