@@ -191,20 +191,21 @@ TEST(FitPlate, HasTheSameBytesOnAnyThreadsAndProcessorAndForBlue) {
   EXPECT_EQ(fitPlate(packedFrame(swapped(frame).data(), kWidth, kHeight), blue).plate.argb, swapped(alone.plate.argb));
 }
 
-// A second paint that grows is left to the engine's own plate, and taken out of the fit's hands step by step.
+// The subject covers more and more of the screen, until too little is seen to fit a plate to it.
 TEST(FitPlate, FadesToTheEnginesOwnPlate) {
-  float before = 1.0f;
-  for (double part = 0.0; part < 0.5; part += 0.02) {
-    const auto frame = drawn([&](double x, double y) {
-      return x < part ? Rgb{110, 190, 40} : inBody(x, y) ? Rgb{150, 110, 90} : lit(1);
-    });
-    const ConstFrame picture = packedFrame(frame.data(), kWidth, kHeight);
-    const FittedPlate fitted = fit(frame), faded = fadedFit(picture, keyed(kGreen));
+  float trust = 1.0f;
+  int partly = 0;
+  for (double part = 0.04; part > 0.027; part -= 0.0025) {
+    const auto frame = drawn([&](double x, double) { return x < part ? lit(0.6 + 4 * x) : Rgb{150, 110, 90}; });
+    const FittedPlate fitted = fit(frame), faded = fadedFit(packedFrame(frame.data(), kWidth, kHeight), keyed(kGreen));
     EXPECT_EQ(fitted.sure, fitted.trust >= 1.0f) << part;
-    EXPECT_TRUE(!fitted.sure || faded.plate.argb == fitted.plate.argb) << part;
-    EXPECT_LT(before - fitted.trust, 0.7f) << part;
-    before = fitted.trust;
+    EXPECT_EQ(fitted.sure, faded.plate.argb == fitted.plate.argb) << part;
+    EXPECT_LE(fitted.trust, trust) << part;
+    trust = fitted.trust;
+    partly += trust > 0.05f && trust < 0.95f ? 1 : 0;
   }
+  EXPECT_EQ(trust, 0.0f);
+  EXPECT_GE(partly, 2);
 }
 
 TEST(FitPlate, AnswersFramesWithoutAScreen) {
