@@ -17,8 +17,8 @@ bool hasAlphaPlane(const AVFrame& picture) {
 
 template <class Holds>
 bool everyPixel(const Image& image, Holds holds) {
-  for (std::size_t i = 0; i < image.argb.size(); i += 4) {
-    if (!holds(&image.argb[i])) return false;
+  for (std::size_t i = 0; i < image.bytes.size(); i += 4) {
+    if (!holds(&image.bytes[i])) return false;
   }
   return true;
 }
@@ -35,7 +35,7 @@ bool isOpaque(const Image& image) {
 }
 
 bool isUniform(const Image& image) {
-  return everyPixel(image, [first = image.argb.data()](const unsigned char* p) { return p[2] == first[2]; });
+  return everyPixel(image, [first = image.bytes.data()](const unsigned char* p) { return p[2] == first[2]; });
 }
 
 }  // namespace
@@ -65,8 +65,8 @@ bool MatteReader::next(MattePlane& matte) {
   if (!takesGrey_) takesGrey_ = !hasAlpha || (isOpaque(image_) && isGrey(image_) && !isUniform(image_));
   if (*takesGrey_) checkGrey(hasAlpha);
   const std::size_t component = *takesGrey_ ? 2 : 0;  // of argb
-  matte.resize(image_.argb.size() / 4);
-  for (std::size_t i = 0; i < matte.size(); ++i) matte[i] = image_.argb[4 * i + component];
+  matte.resize(image_.bytes.size() / 4);
+  for (std::size_t i = 0; i < matte.size(); ++i) matte[i] = image_.bytes[4 * i + component];
   return true;
 }
 

@@ -119,7 +119,7 @@ void pickArea(const PickCommand& options) {
     const Image upright = turns == 0 ? Image() : turned(f, turns);
     const Image& frame = turns == 0 ? f : upright;
     checkArea(options.input, *options.area, frame);
-    mean.add(frame.argb.data(), frame.width, *options.area);
+    mean.add(frame.bytes.data(), frame.width, *options.area);
   });
   throwIfInterrupted();
   const std::optional<MeasuredColor> color = mean.mean();

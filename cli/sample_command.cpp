@@ -131,7 +131,7 @@ void draw(DrawnFrame& frame, bool withTruth, const FramePacker& packer) {
   Image image;
   image.width = sample::kWidth;
   image.height = sample::kHeight;
-  image.argb = std::move(drawn.argb);
+  image.bytes = std::move(drawn.argb);
   frame.picture = packer.pack(image);
   if (withTruth) frame.truth = greyPicture(drawn.alpha);
 }

@@ -51,8 +51,8 @@ void SourceComparison::add(const Image& keyed) {
   if (frames_++ % stride_ != 0) return;
   converter_.convert(*frame.picture, image_);
   if (turns_ != 0) image_ = turned(image_, turns_);
-  report_.add(keyFaults(packedFrame(image_.argb.data(), image_.width, image_.height),
-                        packedFrame(keyed.argb.data(), keyed.width, keyed.height), keyColor_, screen_),
+  report_.add(keyFaults(packedFrame(image_.bytes.data(), image_.width, image_.height),
+                        packedFrame(keyed.bytes.data(), keyed.width, keyed.height), keyColor_, screen_),
               frames_);
 }
 

@@ -13,7 +13,7 @@ std::shared_ptr<const Image> uniform(int color, int width, int height) {
   auto image = std::make_shared<Image>(width, height);
   const unsigned char pixel[4]{255, static_cast<unsigned char>(color >> 16), static_cast<unsigned char>(color >> 8),
                                static_cast<unsigned char>(color)};
-  for (std::size_t i = 0; i < image->argb.size(); ++i) image->argb[i] = pixel[i % 4];
+  for (std::size_t i = 0; i < image->bytes.size(); ++i) image->bytes[i] = pixel[i % 4];
   return image;
 }
 

@@ -22,7 +22,7 @@ Image turnedBy(Image image, int quarterTurns) {
 
 void layOverBlack(Image& image) {
   Image black(image.width, image.height);
-  std::fill(black.argb.begin(), black.argb.end(), static_cast<unsigned char>(0));
+  std::fill(black.bytes.begin(), black.bytes.end(), static_cast<unsigned char>(0));
   layOver(image, black, image);
 }
 

@@ -28,16 +28,16 @@ unsigned char matteLevel(const unsigned char* argb) {
 void applyHoldout(const Image& holdout, const Image& source, Image& keyed) {
   requireSameSize(holdout, keyed);
   requireSameSize(source, keyed);
-  for (std::size_t i = 0; i < keyed.argb.size(); i += 4) {
-    const int level = matteLevel(&holdout.argb[i]);
-    if (level != 0) holdPixel(level, &source.argb[i], &keyed.argb[i]);
+  for (std::size_t i = 0; i < keyed.bytes.size(); i += 4) {
+    const int level = matteLevel(&holdout.bytes[i]);
+    if (level != 0) holdPixel(level, &source.bytes[i], &keyed.bytes[i]);
   }
 }
 
 void applyGarbage(const Image& garbage, Image& keyed) {
   requireSameSize(garbage, keyed);
-  for (std::size_t i = 0; i < keyed.argb.size(); i += 4) {
-    keyed.argb[i] = partOf(keyed.argb[i], 255 - matteLevel(&garbage.argb[i]));
+  for (std::size_t i = 0; i < keyed.bytes.size(); i += 4) {
+    keyed.bytes[i] = partOf(keyed.bytes[i], 255 - matteLevel(&garbage.bytes[i]));
   }
 }
 

@@ -27,9 +27,9 @@ void layOver(const unsigned char* keyed, const unsigned char* background, unsign
 void layOver(const Image& keyed, const Image& background, Image& out) {
   requireSameSize(keyed, background);
   out.resize(keyed.width, keyed.height);
-  for (std::size_t i = 0; i < keyed.argb.size(); i += kBlock) {
-    layOver(keyed.argb.data() + i, background.argb.data() + i, out.argb.data() + i,
-            std::min(kBlock, keyed.argb.size() - i));
+  for (std::size_t i = 0; i < keyed.bytes.size(); i += kBlock) {
+    layOver(keyed.bytes.data() + i, background.bytes.data() + i, out.bytes.data() + i,
+            std::min(kBlock, keyed.bytes.size() - i));
   }
 }
 

@@ -29,8 +29,8 @@ void checkFind(const std::string& input, int frames, bool found, const std::stri
 
 FoundBackdrop findBackdrop(Reader& clip, int frames, const std::atomic<bool>& stop) {
   BackdropFinder finder;
-  const int shown = sampleFrames(clip, frames, stop,
-                                 [&](const Image& frame) { finder.add(frame.argb.data(), frame.width, frame.height); });
+  const int shown = sampleFrames(
+      clip, frames, stop, [&](const Image& frame) { finder.add(frame.bytes.data(), frame.width, frame.height); });
   if (stop) throw Interrupted();
   std::string missed;
   const std::optional<BackdropColor> found = finder.find(&missed);
@@ -46,7 +46,7 @@ Proposal proposeSettings(Reader& clip, std::optional<int> keyColor, int threads,
   const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(threads));
   SettingsProposer proposer(chromaSamplingOf(clip));
   const int shown = sampleFrames(
-      clip, frames, stop, [&](const Image& frame) { proposer.add(frame.argb.data(), frame.width, frame.height); });
+      clip, frames, stop, [&](const Image& frame) { proposer.add(frame.bytes.data(), frame.width, frame.height); });
   if (stop) throw Interrupted();
   std::string missed;
   KeySettings start = defaultSettings();

@@ -40,14 +40,15 @@ double alpha(const unsigned char* argb) { return argb[0]; }
 // Mean absolute difference of what `level` makes of each pixel.
 double meanError(const Image& keyed, const Image& read, double (*level)(const unsigned char*)) {
   double sum = 0.0;
-  for (std::size_t i = 0; i < keyed.argb.size(); i += 4) sum += std::abs(level(&keyed.argb[i]) - level(&read.argb[i]));
-  return sum / static_cast<double>(keyed.argb.size() / 4);
+  for (std::size_t i = 0; i < keyed.bytes.size(); i += 4)
+    sum += std::abs(level(&keyed.bytes[i]) - level(&read.bytes[i]));
+  return sum / static_cast<double>(keyed.bytes.size() / 4);
 }
 
 // Gives clear pixels the colours that were read: what an output holds there instead of the keyer's is not promised.
 void forgetHiddenColors(Image& keyed, const Image& read) {
-  for (std::size_t i = 0; i < keyed.argb.size(); i += 4) {
-    if (keyed.argb[i] == 0) std::copy_n(&read.argb[i + 1], 3, &keyed.argb[i + 1]);
+  for (std::size_t i = 0; i < keyed.bytes.size(); i += 4) {
+    if (keyed.bytes[i] == 0) std::copy_n(&read.bytes[i + 1], 3, &keyed.bytes[i + 1]);
   }
 }
 
@@ -58,14 +59,14 @@ struct ColorErrors {
 };
 
 void addErrors(const Image& keyed, const Image& read, ColorErrors& errors) {
-  for (std::size_t i = 0; i < keyed.argb.size(); i += 4) {
-    const int share = keyed.argb[i];
+  for (std::size_t i = 0; i < keyed.bytes.size(); i += 4) {
+    const int share = keyed.bytes[i];
     if (share < 32 || share > 192) continue;
     for (std::size_t c = i + 1; c < i + 4; ++c) {
-      const int straight = keyed.argb[c], premultiplied = (straight * share + 127) / 255;
+      const int straight = keyed.bytes[c], premultiplied = (straight * share + 127) / 255;
       if (straight - premultiplied < kTellingLevels) continue;
-      errors.straight += std::abs(read.argb[c] - straight);
-      errors.premultiplied += std::abs(read.argb[c] - premultiplied);
+      errors.straight += std::abs(read.bytes[c] - straight);
+      errors.premultiplied += std::abs(read.bytes[c] - premultiplied);
       ++errors.values;
     }
   }

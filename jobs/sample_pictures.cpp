@@ -61,7 +61,7 @@ void SamplePictures::save(const std::filesystem::path& path, const std::string& 
     put(out, index);
     put(out, image.width);
     put(out, image.height);
-    out.write(reinterpret_cast<const char*>(image.argb.data()), static_cast<std::streamsize>(image.argb.size()));
+    out.write(reinterpret_cast<const char*>(image.bytes.data()), static_cast<std::streamsize>(image.bytes.size()));
   }
   out.close();
   if (!out) failWriting(shownName, errno);
@@ -79,7 +79,7 @@ void SamplePictures::load(const std::filesystem::path& path) {
     const int width = get<int>(in), height = get<int>(in);
     if (!in || width < 1 || height < 1 || width > 65535 || height > 65535) return;
     Image image(width, height);
-    in.read(reinterpret_cast<char*>(image.argb.data()), static_cast<std::streamsize>(image.argb.size()));
+    in.read(reinterpret_cast<char*>(image.bytes.data()), static_cast<std::streamsize>(image.bytes.size()));
     read.emplace(index, std::move(image));
   }
   if (in) pictures_ = std::move(read);

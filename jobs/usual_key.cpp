@@ -76,7 +76,7 @@ bool isBelowClipWhite(int clipBlack, const AnimatedSettings& settings) {
 void noteHardlyAny(UsualKey& key) {
   BackdropFinder finder;
   for (const PlateSample& sample : key.found.samples) {
-    finder.add(sample.picture->argb.data(), sample.picture->width, sample.picture->height);
+    finder.add(sample.picture->bytes.data(), sample.picture->width, sample.picture->height);
   }
   if (key.found.samples.empty()) return;
   const std::array<int, 3> color = colorParts(valueIn(key.settings.at(0), *findParameter("key-color")));

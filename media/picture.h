@@ -16,7 +16,7 @@ namespace kalvetra {
 struct Image {
   int width = 0;
   int height = 0;
-  std::vector<unsigned char> argb;
+  std::vector<unsigned char> bytes;
 
   Image() = default;
   Image(int w, int h) { resize(w, h); }
@@ -24,12 +24,12 @@ struct Image {
   void resize(int w, int h) {
     width = w;
     height = h;
-    argb.resize(std::size_t{4} * static_cast<std::size_t>(w) * static_cast<std::size_t>(h));
+    bytes.resize(std::size_t{4} * static_cast<std::size_t>(w) * static_cast<std::size_t>(h));
   }
-  unsigned char* row(int y) { return argb.data() + std::ptrdiff_t{4} * width * y; }
-  const unsigned char* row(int y) const { return argb.data() + std::ptrdiff_t{4} * width * y; }
-  Frame frame() { return packedFrame(argb.data(), width, height); }
-  ConstFrame frame() const { return packedFrame(argb.data(), width, height); }
+  unsigned char* row(int y) { return bytes.data() + std::ptrdiff_t{4} * width * y; }
+  const unsigned char* row(int y) const { return bytes.data() + std::ptrdiff_t{4} * width * y; }
+  Frame frame() { return packedFrame(bytes.data(), width, height); }
+  ConstFrame frame() const { return packedFrame(bytes.data(), width, height); }
 };
 
 // The clockwise turn, in quarter turns 0..3, that shows a picture upright.

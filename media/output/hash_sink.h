@@ -10,9 +10,9 @@
 
 namespace kalvetra {
 
-// MurmurHash3 with 128 bits over the bytes of Image::argb. Text, one line a picture: its number from 1, whatever number
-// its file has, its time in seconds and its hash. The last line is "clip", the number of pictures, and the hash over
-// their hashes in order.
+// MurmurHash3 with 128 bits over the bytes of Image::bytes. Text, one line a picture: its number from 1, whatever
+// number its file has, its time in seconds and its hash. The last line is "clip", the number of pictures, and the hash
+// over their hashes in order.
 class HashSink : public PictureSink {
  public:
   // Writes to `path`, or to the standard output when it is empty. Times come in `timeBase`. Every failure to write

@@ -26,7 +26,7 @@ PictureHash Hasher::finish() {
 
 PictureHash hashPicture(const Image& image) {
   Hasher hasher;
-  hasher.add(image.argb);
+  hasher.add(image.bytes);
   return hasher.finish();
 }
 

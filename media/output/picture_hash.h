@@ -16,7 +16,7 @@ namespace kalvetra {
 
 using PictureHash = std::array<std::uint8_t, 16>;
 
-// Over the bytes of Image::argb.
+// Over the bytes of Image::bytes.
 PictureHash hashPicture(const Image& image);
 
 std::string hexadecimal(const PictureHash& hash);

@@ -60,8 +60,8 @@ void convertPalette(const AVFrame& frame, Image& image) {
 }
 
 void divideByAlpha(Image& image) {
-  for (std::size_t i = 0; i < image.argb.size(); i += 4) {
-    unsigned char* pixel = image.argb.data() + i;
+  for (std::size_t i = 0; i < image.bytes.size(); i += 4) {
+    unsigned char* pixel = image.bytes.data() + i;
     const unsigned int alpha = pixel[0];
     if (alpha == 255) continue;
     for (int c = 1; c < 4; ++c) {

@@ -97,7 +97,7 @@ void layOver(Image& cells, const Image& coarser) {
 
 void layOverBlack(Image& cells) {
   constexpr unsigned char kBlack[4]{};
-  for (std::size_t i = 0; i < cells.argb.size(); i += 4) lay(&cells.argb[i], kBlack);
+  for (std::size_t i = 0; i < cells.bytes.size(); i += 4) lay(&cells.bytes[i], kBlack);
 }
 
 // A row with the colours of `under` where its alpha is 0. Without branches: clear pixels come as noise does.

@@ -81,7 +81,9 @@ Area areaIn(const Json& body, const PictureFormat& stored) {
   return storedArea(area, stored);
 }
 
-void add(const Image& picture, const Area& area, AreaMean& mean) { mean.add(picture.argb.data(), picture.width, area); }
+void add(const Image& picture, const Area& area, AreaMean& mean) {
+  mean.add(picture.bytes.data(), picture.width, area);
+}
 
 Json meanOf(const Image& picture, const Area& area) {
   AreaMean mean;

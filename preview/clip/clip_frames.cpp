@@ -122,7 +122,7 @@ std::shared_ptr<const Image> ClipFrames::known(std::int64_t number) {
 
 void ClipFrames::remember(std::int64_t number, const std::shared_ptr<const Image>& image) {
   const std::lock_guard lock(mutex_);
-  converted_.add(number, image, image->argb.size());
+  converted_.add(number, image, image->bytes.size());
 }
 
 std::unique_ptr<FrameConverter> ClipFrames::takeConverter() {

@@ -9,8 +9,8 @@ namespace kalvetra {
 namespace {
 
 void takeAlpha(const Image& image, MattePlane& matte) {
-  matte.resize(image.argb.size() / 4);
-  for (std::size_t i = 0; i < matte.size(); ++i) matte[i] = image.argb[4 * i];
+  matte.resize(image.bytes.size() / 4);
+  for (std::size_t i = 0; i < matte.size(); ++i) matte[i] = image.bytes[4 * i];
 }
 
 struct StripFrame {

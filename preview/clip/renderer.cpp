@@ -16,8 +16,8 @@ constexpr std::size_t kMostDesks = 3;  // at rest
 
 // Alpha, red, green, blue to red, green, blue, alpha.
 void toRgba(const Image& image, unsigned char* out) {
-  const unsigned char* in = image.argb.data();
-  for (std::size_t i = 0; i < image.argb.size(); i += 4) {
+  const unsigned char* in = image.bytes.data();
+  for (std::size_t i = 0; i < image.bytes.size(); i += 4) {
     std::uint32_t pixel;
     std::memcpy(&pixel, in + i, 4);
     pixel = std::endian::native == std::endian::little ? std::rotr(pixel, 8) : std::rotl(pixel, 8);
@@ -106,7 +106,7 @@ RenderedView Renderer::packed(const Image& stored) {
   const int turns = clip_.format().quarterTurns();
   const Image upright = turns == 0 ? Image() : turned(stored, turns);
   const Image& image = turns == 0 ? stored : upright;
-  const std::shared_ptr<Bytes> bytes = pool_.take(image.argb.size());
+  const std::shared_ptr<Bytes> bytes = pool_.take(image.bytes.size());
   toRgba(image, bytes->data());
   return {image.width, image.height, bytes, {}};
 }

@@ -82,7 +82,7 @@ TEST_F(JobFaults, FloatMattesComeBackUnchanged) {
        " --also matte=" + out_.path("m.png"));
   const auto alphas = [&](const std::string& garbage) {
     need(still + "--holdout " + garbage);
-    return readAll(out_.path("k.png")).at(0).argb;
+    return readAll(out_.path("k.png")).at(0).bytes;
   };
   EXPECT_EQ(alphas(out_.path("m.png")), alphas(out_.path("m.exr")));
 }

@@ -102,15 +102,15 @@ TEST(Also, EveryViewComesFromTheOneKey) {
     const std::vector<Image> alone = readAll(out.path("alone.mkv")),
                              together = readAll(out.path(name + std::string(".mkv")));
     ASSERT_EQ(alone.size(), together.size());
-    for (std::size_t i = 0; i < alone.size(); ++i) ASSERT_EQ(alone[i].argb, together[i].argb) << view << " " << i;
+    for (std::size_t i = 0; i < alone.size(); ++i) ASSERT_EQ(alone[i].bytes, together[i].bytes) << view << " " << i;
   }
   const Image result = readAll(out.path("r.mkv")).at(9), comp = readAll(out.path("c.mkv")).at(9);
   const int background[] = {16, 32, 48};
-  for (std::size_t i = 0; i < result.argb.size(); i += 4) {
-    const int a = result.argb[i];
-    ASSERT_EQ(255, comp.argb[i]);
+  for (std::size_t i = 0; i < result.bytes.size(); i += 4) {
+    const int a = result.bytes[i];
+    ASSERT_EQ(255, comp.bytes[i]);
     for (std::size_t c = 0; c < 3; ++c) {
-      ASSERT_EQ((result.argb[i + 1 + c] * a + background[c] * (255 - a) + 127) / 255, comp.argb[i + 1 + c]) << i;
+      ASSERT_EQ((result.bytes[i + 1 + c] * a + background[c] * (255 - a) + 127) / 255, comp.bytes[i + 1 + c]) << i;
     }
   }
 }
@@ -129,7 +129,7 @@ TEST(Over, AnOutputWithoutAlphaShowsTheComposite) {
        out.path("in/b.mov"));
   need(key(out.path("in") + " '" + out.path("{name}.mp4") + "'" + kOver + "--preset " + preset));
   for (const char* name : {"a.mp4", "b.mp4"}) {
-    EXPECT_EQ(readAll(out.path(name)).at(9).argb, shown[9].argb) << name;
+    EXPECT_EQ(readAll(out.path(name)).at(9).bytes, shown[9].bytes) << name;
   }
 }
 
@@ -163,18 +163,18 @@ TEST(Mattes, FollowTheWholeClipAndBackgroundsItsPart) {
   const std::vector<Image> keyed = readAll(out.path("o.mkv")), comp = readAll(out.path("c.mkv"));
   const auto clear = [](const Image& image) {
     std::size_t count = 0;
-    for (std::size_t i = 0; i < image.argb.size(); i += 4) count += image.argb[i] == 0 ? 1 : 0;
+    for (std::size_t i = 0; i < image.bytes.size(); i += 4) count += image.bytes[i] == 0 ? 1 : 0;
     return count;
   };
   EXPECT_LT(clear(keyed.at(0)), std::size_t{160 * 90});
   EXPECT_EQ(std::size_t{160 * 90}, clear(keyed.at(1)));
   ASSERT_GT(clear(keyed.at(0)), 0u) << "no place to see the background";
   int brightest = 0;
-  for (std::size_t i = 0; i < comp.at(0).argb.size(); i += 4) {
-    if (keyed[0].argb[i] == 0) brightest = std::max<int>(brightest, comp[0].argb[i + 2]);
+  for (std::size_t i = 0; i < comp.at(0).bytes.size(); i += 4) {
+    if (keyed[0].bytes[i] == 0) brightest = std::max<int>(brightest, comp[0].bytes[i + 2]);
   }
   EXPECT_NEAR(200, brightest, 20) << "the background's first picture";
-  EXPECT_LT(comp.at(1).argb[2], 20) << "and its second";
+  EXPECT_LT(comp.at(1).bytes[2], 20) << "and its second";
 }
 
 TEST(Batch, OneBadClipDoesNotStopTheOthers) {
@@ -199,7 +199,7 @@ TEST(Batch, OneBadClipDoesNotStopTheOthers) {
   fs::remove(out.path("in/a-m.mov"));
   fs::remove(out.path("c-k.mkv"));
   expectHas(need(command + " -y --skip-existing"), "1 of 2 clips keyed, 1 skipped, 0 failed");
-  EXPECT_EQ(readAll(out.path("a-k.mkv")).back().argb, readAll(out.path("c-k.mkv")).back().argb);
+  EXPECT_EQ(readAll(out.path("a-k.mkv")).back().bytes, readAll(out.path("c-k.mkv")).back().bytes);
 }
 
 TEST(Receipt, SaysWhatWasMadeAndChecked) {

@@ -62,7 +62,7 @@ TEST(KeyCommand, AllFourOutputsFitTogether) {
                            extended = readAll(out.path("extended.mkv"));
   for (const auto* images : {&exact, &png, &prores, &vp9, &extended}) ASSERT_EQ(kFrames, images->size());
   for (std::size_t i = 0; i < kFrames; ++i) {
-    EXPECT_EQ(png[i].argb, exact[i].argb);
+    EXPECT_EQ(png[i].bytes, exact[i].bytes);
     EXPECT_EQ(0.0, meanDifference(prores[i], exact[i], 0, 4)) << "ProRes alpha";
     EXPECT_LT(meanDifference(prores[i], extended[i], 2, 4), 3.0) << "ProRes green";
     EXPECT_LT(meanDifference(vp9[i], exact[i], 0, 4), 2.0) << "VP9 alpha";
@@ -83,7 +83,7 @@ TEST(KeyCommand, TheNumberOfThreadsChangesNoByte) {
     const std::vector<Image> first = readAll(one), second = readAll(many);  // alpha included, also that of VP9
     ASSERT_EQ(32u, first.size());
     ASSERT_EQ(32u, second.size());
-    for (std::size_t i = 0; i < 32; ++i) ASSERT_EQ(first[i].argb, second[i].argb) << name << ", frame " << i;
+    for (std::size_t i = 0; i < 32; ++i) ASSERT_EQ(first[i].bytes, second[i].bytes) << name << ", frame " << i;
     EXPECT_EQ(pictureTimes(one), pictureTimes(many));
   }
 }
@@ -103,7 +103,7 @@ TEST(KeyCommand, GivesWhatTheEngineGives) {
   settings.skinHue = -20;
   Image expected(in.width, in.height);
   kalvetra::render(settings, in.frame(), expected.frame());
-  EXPECT_EQ(expected.argb, readAll(out.path("o.png")).at(0).argb);
+  EXPECT_EQ(expected.bytes, readAll(out.path("o.png")).at(0).bytes);
 }
 
 // The figure to watch: mean absolute error of the alpha over the demonstration clip, in levels of 255.
@@ -115,7 +115,7 @@ TEST(KeyCommand, AlphaErrorAgainstTheTruth) {
   double sum = 0;
   for (std::size_t i = 0; i < keyed.size(); ++i) {
     Image alpha = keyed[i];
-    for (std::size_t p = 0; p < alpha.argb.size(); p += 4) alpha.argb[p + 1] = alpha.argb[p];
+    for (std::size_t p = 0; p < alpha.bytes.size(); p += 4) alpha.bytes[p + 1] = alpha.bytes[p];
     sum += meanDifference(alpha, truth[i], 1, 4);
   }
   const double error = sum / static_cast<double>(keyed.size());
@@ -187,7 +187,7 @@ TEST(KeyCommand, UntaggedColoursAreGuessedAndReported) {
     const std::string said = need(key("-y --view source " + input + " " + out.path("o-%d.png")));
     expectHas(said, small ? "taken for BT.601 colour, limited range" : "taken for BT.709 colour, limited range");
     const Image image = readAll(out.path("o-1.png")).at(0);
-    const int off = std::abs(192 - image.argb[2]);
+    const int off = std::abs(192 - image.bytes[2]);
     EXPECT_TRUE(small ? off <= 2 : off > 10) << size << ": green is off by " << off;
   }
 }
@@ -202,9 +202,9 @@ TEST(KeyCommand, TheSourcesAlphaIsRead) {
   need(key("--key-color 40,180,70 " + out.path("in.png") + " " + out.path("o.png")));
   const Image result = readAll(out.path("o.png")).at(0);
   const Image source = readAll(out.path("in.png")).at(0);
-  EXPECT_EQ(0, source.argb[0]);
-  EXPECT_EQ(200, source.argb[source.argb.size() - 4]);
-  EXPECT_EQ(source.argb, result.argb);  // blue is foreground, and never more opaque than it was
+  EXPECT_EQ(0, source.bytes[0]);
+  EXPECT_EQ(200, source.bytes[source.bytes.size() - 4]);
+  EXPECT_EQ(source.bytes, result.bytes);  // blue is foreground, and never more opaque than it was
 }
 
 TEST(KeyCommand, TheBackdropIsFoundOrTheClipRefused) {

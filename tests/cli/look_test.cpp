@@ -83,7 +83,7 @@ TEST(CommandsLook, IsTheLibrarysThroughPngFiles) {
     need(key("--yes --progress none --preset " + preset + " " + in + " " + out));
     const std::vector<kalvetra::Image> images = readAll(out);
     ASSERT_EQ(1u, images.size());
-    EXPECT_EQ(frame.hash, lookHash(images[0].argb)) << frame.line;
+    EXPECT_EQ(frame.hash, lookHash(images[0].bytes)) << frame.line;
   }
   EXPECT_EQ(lookPictures().size(), compared.size());
 }

@@ -66,7 +66,7 @@ TEST(OddClips, PhotographsAreTurnedAsTheirCameraSays) {
     const Image image = readAll(folder.path("r-1.png")).at(0);
     EXPECT_EQ(90, image.width);
     EXPECT_EQ(160, image.height);
-    EXPECT_EQ(kalvetra::turned(readAll(plain).at(0), 1).argb, image.argb);
+    EXPECT_EQ(kalvetra::turned(readAll(plain).at(0), 1).bytes, image.bytes);
     std::filesystem::remove(folder.path("r-1.png"));
   }
 }
@@ -97,7 +97,7 @@ TEST(OddClips, PremultipliedColoursAreDividedByTheirAlpha) {
   const json alpha = probed(clip).at("alpha");
   EXPECT_EQ("premultiplied", alpha.at("kind"));
   EXPECT_EQ("tagged", alpha.at("reason"));
-  const auto pixel = [](const Image& image) { return std::vector<int>(image.argb.begin(), image.argb.begin() + 4); };
+  const auto pixel = [](const Image& image) { return std::vector<int>(image.bytes.begin(), image.bytes.begin() + 4); };
   const std::string keyed = folder.path("k-%d.png");
   need(key(clip + " " + keyed + " --view source" + kColor));
   const std::vector<int> stored = pixel(readAll(plain).at(0)), straight = pixel(readAll(folder.path("k-1.png")).at(0));
@@ -157,7 +157,7 @@ TEST(OddClips, TheTiniestPicturesAreArchivedWithoutLoss) {
     const std::string still = folder.path("s.png"), output = folder.path("o.mkv");
     need(kPicture + "-frames:v 1 -update 1 -vf scale=" + size + ",setsar=1,format=rgb24 " + still);
     need(key(still + " " + output + " --view source --yes" + kColor));
-    EXPECT_EQ(readAll(still).at(0).argb, readAll(output).at(0).argb) << size;
+    EXPECT_EQ(readAll(still).at(0).bytes, readAll(output).at(0).bytes) << size;
   }
 }
 
@@ -217,7 +217,7 @@ TEST(OddClips, ABackgroundPlaysAtItsOwnRate) {
     ASSERT_EQ(frames, shown.size());
     for (std::size_t i = 0; i < frames; ++i) {
       const std::size_t wanted = loop ? 2 * i % 12 : std::min<std::size_t>(2 * i, 11);
-      EXPECT_TRUE(background[wanted].argb == shown[i].argb) << options << ", picture " << i;
+      EXPECT_TRUE(background[wanted].bytes == shown[i].bytes) << options << ", picture " << i;
     }
   };
   expectShown("", 20, false);

@@ -30,7 +30,7 @@ TEST(StandardOutput, IsTheSameAsAFile) {
   const std::vector<Image> first = readAll(piped), second = readAll(named);
   ASSERT_EQ(25u, first.size());
   ASSERT_EQ(25u, second.size());
-  for (std::size_t i = 0; i < first.size(); ++i) ASSERT_EQ(second[i].argb, first[i].argb);
+  for (std::size_t i = 0; i < first.size(); ++i) ASSERT_EQ(second[i].bytes, first[i].bytes);
   const std::string streams = probe("stream=codec_name,pix_fmt:format_tags", piped);
   expectHas(streams, "codec_name=rawvideo|pix_fmt=bgra");
   expectHas(streams, "codec_name=aac");

@@ -15,7 +15,7 @@ using Pixel = std::array<unsigned char, 4>;  // alpha, red, green, blue
 
 Image solid(Pixel pixel, int width = 1, int height = 1) {
   Image image(width, height);
-  for (std::size_t i = 0; i < image.argb.size(); ++i) image.argb[i] = pixel[i % 4];
+  for (std::size_t i = 0; i < image.bytes.size(); ++i) image.bytes[i] = pixel[i % 4];
   return image;
 }
 
@@ -25,17 +25,17 @@ Image grey(unsigned char level, int width = 1, int height = 1) {
 
 Image noisy(std::uint64_t seed) {
   Image image(31, 17);
-  image.argb = test::noise(31 * 17 * 4, seed);
+  image.bytes = test::noise(31 * 17 * 4, seed);
   return image;
 }
 
 Image noisyMatte(std::uint64_t seed) {
   Image image = noisy(seed);
-  for (std::size_t i = 0; i < image.argb.size(); i += 4) image.argb[i] = 255;
+  for (std::size_t i = 0; i < image.bytes.size(); i += 4) image.bytes[i] = 255;
   return image;
 }
 
-Pixel first(const Image& image) { return {image.argb[0], image.argb[1], image.argb[2], image.argb[3]}; }
+Pixel first(const Image& image) { return {image.bytes[0], image.bytes[1], image.bytes[2], image.bytes[3]}; }
 
 Pixel held(Pixel matte, Pixel source, Pixel keyed) {
   Image result = solid(keyed);
@@ -50,11 +50,11 @@ Pixel cleared(Pixel matte, Pixel keyed) {
 }
 
 TEST(MatteLevels, AreLumaTimesAlpha) {
-  for (int v = 0; v < 256; ++v) EXPECT_EQ(v, matteLevel(grey(static_cast<unsigned char>(v)).argb.data()));
-  EXPECT_EQ(54, matteLevel(solid({255, 255, 0, 0}).argb.data()));   // 0.2126 * 255 = 54.2
-  EXPECT_EQ(182, matteLevel(solid({255, 0, 255, 0}).argb.data()));  // 0.7152 * 255 = 182.4
-  EXPECT_EQ(18, matteLevel(solid({255, 0, 0, 255}).argb.data()));   // 0.0722 * 255 = 18.4
-  EXPECT_EQ(100, matteLevel(solid({128, 200, 200, 200}).argb.data()));
+  for (int v = 0; v < 256; ++v) EXPECT_EQ(v, matteLevel(grey(static_cast<unsigned char>(v)).bytes.data()));
+  EXPECT_EQ(54, matteLevel(solid({255, 255, 0, 0}).bytes.data()));   // 0.2126 * 255 = 54.2
+  EXPECT_EQ(182, matteLevel(solid({255, 0, 255, 0}).bytes.data()));  // 0.7152 * 255 = 182.4
+  EXPECT_EQ(18, matteLevel(solid({255, 0, 0, 255}).bytes.data()));   // 0.0722 * 255 = 18.4
+  EXPECT_EQ(100, matteLevel(solid({128, 200, 200, 200}).bytes.data()));
 }
 
 TEST(Holdout, KnownValues) {
@@ -87,14 +87,14 @@ TEST(Mattes, BlackOnesChangeNothingWhiteOnesEverything) {
   Image result = keyed;
   applyHoldout(black, source, result);
   applyGarbage(black, result);
-  EXPECT_EQ(keyed.argb, result.argb);
+  EXPECT_EQ(keyed.bytes, result.bytes);
   applyHoldout(white, source, result);
-  for (std::size_t i = 0; i < result.argb.size(); i += 4) {
-    ASSERT_EQ(255, result.argb[i]);
-    for (std::size_t c = i + 1; keyed.argb[i] == 0 && c < i + 4; ++c) ASSERT_EQ(source.argb[c], result.argb[c]);
+  for (std::size_t i = 0; i < result.bytes.size(); i += 4) {
+    ASSERT_EQ(255, result.bytes[i]);
+    for (std::size_t c = i + 1; keyed.bytes[i] == 0 && c < i + 4; ++c) ASSERT_EQ(source.bytes[c], result.bytes[c]);
   }
   applyGarbage(white, result);
-  for (std::size_t i = 0; i < result.argb.size(); i += 4) ASSERT_EQ(0, result.argb[i]);
+  for (std::size_t i = 0; i < result.bytes.size(); i += 4) ASSERT_EQ(0, result.bytes[i]);
 }
 
 // More matte means more alpha with a holdout, less with garbage; colours stay between those of source and key.
@@ -106,14 +106,14 @@ TEST(Mattes, HigherLevelsNeverActLess) {
     Image holds = keyed, clears = keyed;
     applyHoldout(matte, source, holds);
     applyGarbage(matte, clears);
-    for (std::size_t i = 0; i < keyed.argb.size(); ++i) {
+    for (std::size_t i = 0; i < keyed.bytes.size(); ++i) {
       if (i % 4 == 0) {
-        ASSERT_GE(holds.argb[i], lessHeld.argb[i]);
-        ASSERT_LE(clears.argb[i], lessCleared.argb[i]);
+        ASSERT_GE(holds.bytes[i], lessHeld.bytes[i]);
+        ASSERT_LE(clears.bytes[i], lessCleared.bytes[i]);
       } else {
-        ASSERT_EQ(keyed.argb[i], clears.argb[i]);
-        ASSERT_GE(holds.argb[i], std::min(keyed.argb[i], source.argb[i]));
-        ASSERT_LE(holds.argb[i], std::max(keyed.argb[i], source.argb[i]));
+        ASSERT_EQ(keyed.bytes[i], clears.bytes[i]);
+        ASSERT_GE(holds.bytes[i], std::min(keyed.bytes[i], source.bytes[i]));
+        ASSERT_LE(holds.bytes[i], std::max(keyed.bytes[i], source.bytes[i]));
       }
     }
     lessHeld = holds;
@@ -125,20 +125,20 @@ TEST(Over, IsTheRoundedMixAndOpaque) {
   const Image keyed = noisy(5), background = noisy(6);
   Image out;
   layOver(keyed, background, out);
-  for (std::size_t i = 0; i < out.argb.size(); ++i) {
-    const double a = keyed.argb[i / 4 * 4] / 255.0;
-    const long expected = i % 4 == 0 ? 255 : std::lround(keyed.argb[i] * a + background.argb[i] * (1 - a));
-    ASSERT_EQ(expected, out.argb[i]);
+  for (std::size_t i = 0; i < out.bytes.size(); ++i) {
+    const double a = keyed.bytes[i / 4 * 4] / 255.0;
+    const long expected = i % 4 == 0 ? 255 : std::lround(keyed.bytes[i] * a + background.bytes[i] * (1 - a));
+    ASSERT_EQ(expected, out.bytes[i]);
   }
   Image inPlace = keyed;
   layOver(inPlace, background, inPlace);
-  EXPECT_EQ(out.argb, inPlace.argb);
+  EXPECT_EQ(out.bytes, inPlace.bytes);
   EXPECT_THROW(layOver(keyed, grey(0), out), std::invalid_argument);
 }
 
 TEST(Cover, KeepsPicturesThatFit) {
   const Image picture = noisyMatte(7);
-  EXPECT_EQ(picture.argb, covering(picture, 1.0, {31, 17, 1.0}).argb);
+  EXPECT_EQ(picture.bytes, covering(picture, 1.0, {31, 17, 1.0}).bytes);
 }
 
 TEST(Cover, CropsEvenlyAndStaysUniform) {
@@ -150,14 +150,14 @@ TEST(Cover, CropsEvenlyAndStaysUniform) {
       std::copy_n(color.begin(), 4, thirds.row(y) + 4 * x);
     }
   }
-  EXPECT_EQ(solid({255, 0, 255, 0}, 20, 20).argb, covering(thirds, 1.0, {20, 20, 1.0}).argb);
-  EXPECT_EQ(solid({255, 0, 255, 0}, 50, 50).argb, covering(thirds, 1.0, {50, 50, 1.0}).argb);
+  EXPECT_EQ(solid({255, 0, 255, 0}, 20, 20).bytes, covering(thirds, 1.0, {20, 20, 1.0}).bytes);
+  EXPECT_EQ(solid({255, 0, 255, 0}, 50, 50).bytes, covering(thirds, 1.0, {50, 50, 1.0}).bytes);
   // Pixels twice as wide make a square of it with its full height and half of its width.
   EXPECT_EQ(20, covering(thirds, 2.0, {20, 20, 1.0}).height);
-  EXPECT_EQ(solid({255, 0, 255, 0}, 20, 20).argb, covering(thirds, 2.0, {20, 20, 1.0}).argb);
+  EXPECT_EQ(solid({255, 0, 255, 0}, 20, 20).bytes, covering(thirds, 2.0, {20, 20, 1.0}).bytes);
   for (const auto& [width, height] : {std::pair{1, 1}, {3, 200}, {640, 2}, {33, 77}}) {
     const Image result = covering(solid({255, 12, 200, 99}, 160, 90), 1.0, {width, height, 1.0});
-    EXPECT_EQ(solid({255, 12, 200, 99}, width, height).argb, result.argb);
+    EXPECT_EQ(solid({255, 12, 200, 99}, width, height).bytes, result.bytes);
   }
 }
 

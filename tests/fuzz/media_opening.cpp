@@ -67,9 +67,9 @@ void readAll(Reader& reader) {
     last = frame.time;
     kalvetra::test::sameAtEveryLevel([&] {
       converter.convert(*frame.picture, image);
-      return image.argb;
+      return image.bytes;
     });
-    require(image.argb.size() == static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height) * 4,
+    require(image.bytes.size() == static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height) * 4,
             "a picture of another size");
   }
   reader.describeDamage(reader.lostFrames(), reader.damagedFrames());

@@ -111,7 +111,7 @@ TEST(SamplePictures, HoldsBeginningMiddleAndEndOfAnyClip) {
     for (std::int64_t i = 0; i < count; ++i) {
       if (!kalvetra::isSample(i, i + 1 == count)) continue;
       Image image(1, 1);
-      image.argb = {static_cast<unsigned char>(i), 1, 2, 3};
+      image.bytes = {static_cast<unsigned char>(i), 1, 2, 3};
       samples.add(i, std::move(image));
     }
     if (count % 37 == 0) {  // across an interruption
@@ -121,7 +121,7 @@ TEST(SamplePictures, HoldsBeginningMiddleAndEndOfAnyClip) {
     }
     const std::map<std::int64_t, Image> chosen = samples.chosen(count);
     ASSERT_TRUE(chosen.contains(0) && chosen.contains(count - 1)) << count;
-    for (const auto& [index, image] : chosen) EXPECT_EQ(static_cast<unsigned char>(index), image.argb[0]);
+    for (const auto& [index, image] : chosen) EXPECT_EQ(static_cast<unsigned char>(index), image.bytes[0]);
     if (count < 3) continue;
     ASSERT_EQ(3u, chosen.size()) << count;
     const std::int64_t middle = std::next(chosen.begin())->first;

@@ -32,9 +32,9 @@ Image keyedPicture(int index) {
 // Hardly more than black, which a lossy codec takes for it.
 Image darkPicture(int index) {
   Image image = keyedPicture(index);
-  for (std::size_t i = 0; i < image.argb.size(); i += 4) {
-    image.argb[i + 1] = i % 12 == 0 ? 4 : 0;
-    image.argb[i + 2] = image.argb[i + 3] = 0;
+  for (std::size_t i = 0; i < image.bytes.size(); i += 4) {
+    image.bytes[i + 1] = i % 12 == 0 ? 4 : 0;
+    image.bytes[i + 2] = image.bytes[i + 3] = 0;
   }
   return image;
 }
@@ -42,10 +42,10 @@ Image darkPicture(int index) {
 // Black and white in turn where it is clear.
 Image speckledPicture(int index) {
   Image image = keyedPicture(index);
-  for (std::size_t i = 0; i < image.argb.size(); i += 4) {
-    if (image.argb[i] >= 128) continue;
-    image.argb[i] = 0;
-    std::fill_n(&image.argb[i + 1], 3, static_cast<unsigned char>(i % 8 == 0 ? 0 : 255));
+  for (std::size_t i = 0; i < image.bytes.size(); i += 4) {
+    if (image.bytes[i] >= 128) continue;
+    image.bytes[i] = 0;
+    std::fill_n(&image.bytes[i + 1], 3, static_cast<unsigned char>(i % 8 == 0 ? 0 : 255));
   }
   return image;
 }
@@ -128,7 +128,7 @@ TEST_F(ProofTest, EveryDifferenceIsNamed) {
   promise.frames.back().duration *= 3;
   expect(promise, "it lasts 0.200 s instead of 0.280 s");
   promise = good;
-  promise.samples.at(2).argb[400] ^= 64;  // one alpha value of one picture
+  promise.samples.at(2).bytes[400] ^= 64;  // one alpha value of one picture
   expect(promise, "the alpha of picture 3 is off by 0.02 levels");
   promise = good;
   promise.soundStreams = 2;
@@ -207,7 +207,7 @@ TEST_F(ProofTest, HiddenColorsOfAFillAreNotCompared) {
   Promise promise = write("f.webm", {}, speckledPicture, "av1");
   EXPECT_EQ(std::vector<std::string>(), differences("f.webm", promise));
   Image& seen = promise.samples.at(2);
-  for (std::size_t i = 0; i < seen.argb.size(); i += 4) seen.argb[i + 2] ^= seen.argb[i];
+  for (std::size_t i = 0; i < seen.bytes.size(); i += 4) seen.bytes[i + 2] ^= seen.bytes[i];
   const std::vector<std::string> found = differences("f.webm", promise);
   ASSERT_EQ(1u, found.size());
   expectHas(found[0], "the brightness of picture 3");

@@ -56,7 +56,7 @@ TEST(FrameConversion, EveryFormatWithoutAlphaGivesOpaquePictures) {
     }
     const kalvetra::ColorTags color{AVCOL_SPC_BT709, AVCOL_RANGE_MPEG, AVCOL_PRI_BT709, AVCOL_TRC_BT709};
     const Image image = FrameConverter(color).convert(*frame);
-    for (std::size_t i = 0; i < image.argb.size(); i += 4) ASSERT_EQ(255, image.argb[i]) << d->name;
+    for (std::size_t i = 0; i < image.bytes.size(); i += 4) ASSERT_EQ(255, image.bytes[i]) << d->name;
     ++formats;
   }
   EXPECT_GT(formats, 100);
@@ -70,14 +70,14 @@ TEST(RgbConversion, DitherKeepsTheMeanOfDeepColoursAndLeavesTheRest) {
   for (int value = 0; value < 1024; ++value) {
     const Image image = flat(AV_PIX_FMT_GBRAP10, value);
     double sum = 0;
-    for (std::size_t i = 0; i < image.argb.size(); i += 4) {
-      sum += image.argb[i + 1];
-      EXPECT_EQ((value * 255 + 511) / 1023, image.argb[i]) << "alpha is never dithered";
+    for (std::size_t i = 0; i < image.bytes.size(); i += 4) {
+      sum += image.bytes[i + 1];
+      EXPECT_EQ((value * 255 + 511) / 1023, image.bytes[i]) << "alpha is never dithered";
     }
     EXPECT_NEAR(value * 255.0 / 1023, sum / 64, 1.0 / 64) << value;
   }
   for (const int value : {0, 1, 127, 254, 255}) {
-    for (const unsigned char b : flat(AV_PIX_FMT_RGBA, value).argb) EXPECT_EQ(value, b);
+    for (const unsigned char b : flat(AV_PIX_FMT_RGBA, value).bytes) EXPECT_EQ(value, b);
   }
 }
 
@@ -135,15 +135,15 @@ TEST(FloatRgb, LinearLightIsEncodedAndClampedAlphaIsNot) {
   };
   for (const auto& c : cases) {
     const Image image = FrameConverter(kRgb).convert(*floatPicture(AV_PIX_FMT_GBRAPF32, c.gbra));
-    for (std::size_t i = 0; i < 4; ++i) EXPECT_NEAR(c.argb[i], image.argb[i], i == 2 ? 1 : 0) << i;
+    for (std::size_t i = 0; i < 4; ++i) EXPECT_NEAR(c.bytes[i], image.bytes[i], i == 2 ? 1 : 0) << i;
   }
   const Image grey = FrameConverter(kRgb).convert(*floatPicture(AV_PIX_FMT_GRAYF32, {0.05f, 0, 0, 0}));
-  for (const std::size_t i : {1u, 2u, 3u}) EXPECT_EQ(63, grey.argb[i]);
-  EXPECT_EQ(255, grey.argb[0]);
+  for (const std::size_t i : {1u, 2u, 3u}) EXPECT_EQ(63, grey.bytes[i]);
+  EXPECT_EQ(255, grey.bytes[0]);
   const auto coded = floatPicture(AV_PIX_FMT_GBRPF32, {0.5f, 0.25f, 0.75f, 0});
   coded->color_trc = AVCOL_TRC_BT709;
   const Image kept = FrameConverter(kRgb).convert(*coded);
-  EXPECT_EQ((std::array<int, 3>{191, 128, 64}), (std::array<int, 3>{kept.argb[1], kept.argb[2], kept.argb[3]}));
+  EXPECT_EQ((std::array<int, 3>{191, 128, 64}), (std::array<int, 3>{kept.bytes[1], kept.bytes[2], kept.bytes[3]}));
 }
 
 // A matte: its half light is level 128, whatever the file says of a curve.
@@ -152,7 +152,7 @@ TEST(FloatRgb, LevelsStayLevels) {
     const auto picture = floatPicture(AV_PIX_FMT_GBRAPF32, {0.5f, 0.25f, 0.75f, 0.125f});
     picture->color_trc = transfer;
     const Image image = FrameConverter(kRgb, {.levels = true}).convert(*picture);
-    for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ((std::array<int, 4>{32, 191, 128, 64})[i], image.argb[i]) << i;
+    for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ((std::array<int, 4>{32, 191, 128, 64})[i], image.bytes[i]) << i;
   }
 }
 

@@ -98,7 +98,7 @@ std::vector<unsigned char> read(const std::string& path) {
   std::vector<unsigned char> all;
   for (SourceFrame frame; reader.next(frame);) {
     const Image image = converter.convert(*frame.picture);
-    all.insert(all.end(), image.argb.begin(), image.argb.end());
+    all.insert(all.end(), image.bytes.begin(), image.bytes.end());
   }
   return all;
 }
@@ -111,13 +111,13 @@ std::vector<unsigned char> expectedArgb(AlphaMode alpha, bool extended = false) 
   std::vector<unsigned char> all;
   for (Image image : inputs().keyed) {
     if (extended) image = withHiddenColorsExtended(image);
-    for (std::size_t i = 0; i < image.argb.size(); ++i) {
-      unsigned char& byte = image.argb[i];
-      const int a = image.argb[i / 4 * 4];
+    for (std::size_t i = 0; i < image.bytes.size(); ++i) {
+      unsigned char& byte = image.bytes[i];
+      const int a = image.bytes[i / 4 * 4];
       if (alpha == kNone && i % 4 == 0) byte = 255;
       if (alpha == kPremultiplied && i % 4 != 0) byte = static_cast<unsigned char>(std::lround(byte * a / 255.0));
     }
-    all.insert(all.end(), image.argb.begin(), image.argb.end());
+    all.insert(all.end(), image.bytes.begin(), image.bytes.end());
   }
   return all;
 }
@@ -301,7 +301,7 @@ TEST(Files, ExrHoldsPremultipliedLight) {
   ASSERT_EQ(area * 16, planes.size());
   const std::size_t planeOf[4]{3, 2, 0, 1};
   for (std::size_t i = 0; i < area; ++i) {
-    const unsigned char* pixel = &inputs().keyed[0].argb[i * 4];
+    const unsigned char* pixel = &inputs().keyed[0].bytes[i * 4];
     const double alpha = pixel[0] / 255.0;
     ASSERT_NEAR(alpha, floatAt(planes, planeOf[0] * area + i), alpha / 2048);
     for (std::size_t c = 1; c < 4; ++c) {
@@ -317,7 +317,7 @@ TEST(Files, ExrKeepsTheLevelsOfAMatte) {
   const ScratchFolder out;
   const std::string path = out.path("a.exr");
   Image grey(kWidth, kHeight);
-  std::fill(grey.argb.begin(), grey.argb.end(), static_cast<unsigned char>(128));
+  std::fill(grey.bytes.begin(), grey.bytes.end(), static_cast<unsigned char>(128));
   DeliveryRequest request{path};
   request.levels = true;
   writeAll(chooseDelivery(request), path, {grey});
@@ -331,11 +331,11 @@ TEST(Files, Av1IsAPairOfFillAndMatte) {
   writeAll(pair, fill, inputs().keyed);
   std::vector<Image> mattes = inputs().keyed;
   for (Image& image : mattes) {
-    for (std::size_t i = 0; i < image.argb.size(); ++i) image.argb[i] = i % 4 == 0 ? 255 : image.argb[i / 4 * 4];
+    for (std::size_t i = 0; i < image.bytes.size(); ++i) image.bytes[i] = i % 4 == 0 ? 255 : image.bytes[i / 4 * 4];
   }
   for (std::size_t n = 0; n < mattes.size(); ++n) {
-    for (std::size_t i = 0; i < mattes[n].argb.size(); i += 4) {
-      std::fill_n(&mattes[n].argb[i + 1], 3, inputs().keyed[n].argb[i]);
+    for (std::size_t i = 0; i < mattes[n].bytes.size(); i += 4) {
+      std::fill_n(&mattes[n].bytes[i + 1], 3, inputs().keyed[n].bytes[i]);
     }
   }
   writeAll(matteDelivery(pair), matte, mattes);

@@ -74,7 +74,7 @@ std::string make(const test::ScratchFolder& folder, const Kind& kind) {
 
 using Pixels = std::vector<unsigned char>;
 
-Pixels pixelsOf(const AVFrame& frame, const ColorTags& color) { return FrameConverter(color).convert(frame).argb; }
+Pixels pixelsOf(const AVFrame& frame, const ColorTags& color) { return FrameConverter(color).convert(frame).bytes; }
 
 std::vector<Pixels> readAll(const std::string& path, std::int64_t& firstTime) {
   Reader reader(path, 1, kNever);

@@ -32,8 +32,8 @@ Pixel at(const Image& image, int x, int y) {
 // Noise whose alpha is 0 in about half of the pixels.
 Image speckled(int width, int height) {
   Image image(width, height);
-  image.argb = kalvetra::test::noise(4 * width * height, 7);
-  for (std::size_t i = 0; i < image.argb.size(); i += 4) image.argb[i] = i % 3 == 0 ? 0 : image.argb[i] / 2;
+  image.bytes = kalvetra::test::noise(4 * width * height, 7);
+  for (std::size_t i = 0; i < image.bytes.size(); i += 4) image.bytes[i] = i % 3 == 0 ? 0 : image.bytes[i] / 2;
   return image;
 }
 
@@ -41,11 +41,11 @@ TEST(HiddenColors, WhatIsSeenStaysAndWhatWasHiddenDoesNotCount) {
   for (const auto& [width, height] : {std::pair{1, 1}, {1, 7}, {9, 1}, {2, 2}, {17, 33}, {64, 48}, {101, 7}}) {
     const Image keyed = speckled(width, height);
     Image other = keyed;
-    for (std::size_t i = 0; i < other.argb.size(); ++i) {
-      if (other.argb[i / 4 * 4] == 0 && i % 4 != 0) other.argb[i] ^= 255;
+    for (std::size_t i = 0; i < other.bytes.size(); ++i) {
+      if (other.bytes[i / 4 * 4] == 0 && i % 4 != 0) other.bytes[i] ^= 255;
     }
     const Image result = withHiddenColorsExtended(keyed);
-    EXPECT_EQ(result.argb, withHiddenColorsExtended(other).argb) << width << " x " << height;
+    EXPECT_EQ(result.bytes, withHiddenColorsExtended(other).bytes) << width << " x " << height;
     for (int y = 0; y < height; ++y) {
       for (int x = 0; x < width; ++x) {
         const Pixel before = at(keyed, x, y), after = at(result, x, y);
@@ -60,7 +60,7 @@ TEST(HiddenColors, WithoutEdgesClearPicturesTurnBlackAndOpaqueOnesStay) {
   for (const auto& [width, height] : {std::pair{1, 1}, {1, 40}, {40, 1}, {33, 31}}) {
     const Image clear = withHiddenColorsExtended(drawn(width, height, [](int, int) { return kClearGrey; }));
     const Image opaque = drawn(width, height, [](int, int) { return kRed; });
-    EXPECT_EQ(opaque.argb, withHiddenColorsExtended(opaque).argb);
+    EXPECT_EQ(opaque.bytes, withHiddenColorsExtended(opaque).bytes);
     for (int i = 0; i < width * height; ++i) ASSERT_EQ(black, at(clear, i % width, i / width));
   }
 }

@@ -52,13 +52,13 @@ namespace {
 
 Image noisyImage(int width, int height) {
   Image image(width, height);
-  image.argb = kalvetra::test::noise(width * height * 4, 3);
+  image.bytes = kalvetra::test::noise(width * height * 4, 3);
   return image;
 }
 
 Image solidImage(int width, int height, std::array<unsigned char, 4> argb) {
   Image image(width, height);
-  for (std::size_t i = 0; i < image.argb.size(); ++i) image.argb[i] = argb[i % 4];
+  for (std::size_t i = 0; i < image.bytes.size(); ++i) image.bytes[i] = argb[i % 4];
   return image;
 }
 
@@ -74,7 +74,7 @@ TEST(Packing, ExactFormatsComeBackExactly) {
       const Image image = noisyImage(width, 5);
       const auto frame = FramePacker(format, AVCOL_SPC_RGB).pack(image);
       kalvetra::FrameConverter converter({AVCOL_SPC_RGB, AVCOL_RANGE_JPEG, AVCOL_PRI_BT709, AVCOL_TRC_BT709});
-      EXPECT_EQ(image.argb, converter.convert(*frame).argb);
+      EXPECT_EQ(image.bytes, converter.convert(*frame).bytes);
     }
   }
 }
@@ -94,11 +94,11 @@ TEST(Packing, ColourCodesOfTheMatrices) {
 
 TEST(Packing, EveryAlphaLevelSurvivesTenBits) {
   Image ramp(256, 1);
-  for (int i = 0; i < 256; ++i) ramp.argb[static_cast<std::size_t>(i) * 4] = static_cast<unsigned char>(i);
+  for (int i = 0; i < 256; ++i) ramp.bytes[static_cast<std::size_t>(i) * 4] = static_cast<unsigned char>(i);
   const auto frame = FramePacker(AV_PIX_FMT_YUVA444P10, AVCOL_SPC_BT709).pack(ramp);
   kalvetra::FrameConverter converter({AVCOL_SPC_BT709, AVCOL_RANGE_MPEG, AVCOL_PRI_BT709, AVCOL_TRC_BT709});
   const Image back = converter.convert(*frame);
-  for (std::size_t i = 0; i < 256; ++i) EXPECT_EQ(i, back.argb[i * 4]);
+  for (std::size_t i = 0; i < 256; ++i) EXPECT_EQ(i, back.bytes[i * 4]);
 }
 
 // Transparent neighbours must not tint the edge: red beside invisible green stays red in its chroma.
@@ -122,9 +122,9 @@ TEST(Conversion, FollowsTheTags) {
     const auto frame = FramePacker(AV_PIX_FMT_YUV420P, matrix).pack(solidImage(64, 48, green));
     kalvetra::FrameConverter converter({matrix, AVCOL_RANGE_MPEG, AVCOL_PRI_BT709, AVCOL_TRC_BT709});
     const Image back = converter.convert(*frame);
-    for (std::size_t c = 0; c < 4; ++c) EXPECT_NEAR(green[c], back.argb[(24 * 64 + 32) * 4 + c], 2) << matrix;
+    for (std::size_t c = 0; c < 4; ++c) EXPECT_NEAR(green[c], back.bytes[(24 * 64 + 32) * 4 + c], 2) << matrix;
     kalvetra::FrameConverter full({matrix, AVCOL_RANGE_JPEG, AVCOL_PRI_BT709, AVCOL_TRC_BT709});
-    EXPECT_GT(std::abs(green[1] - full.convert(*frame).argb[(24 * 64 + 32) * 4 + 1]), 4);
+    EXPECT_GT(std::abs(green[1] - full.convert(*frame).bytes[(24 * 64 + 32) * 4 + 1]), 4);
   }
   kalvetra::FrameConverter unknown({AVCOL_SPC_YCGCO, AVCOL_RANGE_MPEG, AVCOL_PRI_BT709, AVCOL_TRC_BT709});
   EXPECT_THROW(unknown.convert(*kalvetra::makePicture(AV_PIX_FMT_YUV420P, 16, 16)), UserError);
@@ -152,10 +152,10 @@ TEST(Conversion, MissingTagsAreGuessedByHeight) {
 
 TEST(Turning, QuarterTurnsMoveEveryPixel) {
   Image image(3, 2);
-  for (std::size_t i = 0; i < 6; ++i) image.argb[i * 4] = static_cast<unsigned char>(i);  // 0 1 2 / 3 4 5
+  for (std::size_t i = 0; i < 6; ++i) image.bytes[i * 4] = static_cast<unsigned char>(i);  // 0 1 2 / 3 4 5
   const auto order = [](const Image& turnedImage) {
     std::string text;
-    for (std::size_t i = 0; i < 6; ++i) text += std::to_string(turnedImage.argb[i * 4]);
+    for (std::size_t i = 0; i < 6; ++i) text += std::to_string(turnedImage.bytes[i * 4]);
     return text;
   };
   EXPECT_EQ("012345", order(turned(image, 0)));

@@ -21,7 +21,7 @@ using Pixel = std::array<unsigned char, 4>;  // host order
 
 Image rowOf(const std::vector<Pixel>& pixels) {
   Image image(static_cast<int>(pixels.size()), 1);
-  std::memcpy(image.argb.data(), pixels.data(), image.argb.size());
+  std::memcpy(image.bytes.data(), pixels.data(), image.bytes.size());
   return image;
 }
 
@@ -79,7 +79,7 @@ TEST(AlphaModes, ComponentsGoToTheirPlaces) {
 // What a compositor makes of both over black must be the same.
 TEST(AlphaModes, PremultipliedOverBlackIsStraightOverBlack) {
   Image image(64, 8);
-  image.argb = kalvetra::test::noise(64 * 8 * 4, 5);
+  image.bytes = kalvetra::test::noise(64 * 8 * 4, 5);
   const FramePtr straight = packed(image, AV_PIX_FMT_ARGB, AlphaMode::Straight);
   const FramePtr multiplied = packed(image, AV_PIX_FMT_ARGB, AlphaMode::Premultiplied);
   for (int y = 0; y < 8; ++y) {
@@ -158,21 +158,21 @@ TEST(Fields, PremultipliedChromaIsAPlainMean) {
 
 TEST(TenBits, AlphaIsRoundedToTheNearest) {
   Image ramp(256, 1);
-  for (std::size_t i = 0; i < ramp.argb.size(); ++i) ramp.argb[i] = static_cast<unsigned char>(i / 4);
+  for (std::size_t i = 0; i < ramp.bytes.size(); ++i) ramp.bytes[i] = static_cast<unsigned char>(i / 4);
   const FramePtr frame = packed(ramp, AV_PIX_FMT_YUVA444P10, AlphaMode::Straight);
   for (int a = 0; a < 256; ++a) EXPECT_EQ(std::lround(a * 1023 / 255.0), at<std::uint16_t>(frame, 3, a, 0)) << a;
 }
 
 TEST(TenBits, EveryGreyLevelOfAMatteSurvives) {
   Image ramp(256, 2);
-  for (std::size_t i = 0; i < ramp.argb.size(); ++i) ramp.argb[i] = static_cast<unsigned char>(i / 4 % 256);
+  for (std::size_t i = 0; i < ramp.bytes.size(); ++i) ramp.bytes[i] = static_cast<unsigned char>(i / 4 % 256);
   const FramePtr frame = packed(ramp, AV_PIX_FMT_YUV420P10, AlphaMode::None);
   EXPECT_EQ(64, at<std::uint16_t>(frame, 0, 0, 0));
   EXPECT_EQ(940, at<std::uint16_t>(frame, 0, 255, 1));
   EXPECT_EQ(512, at<std::uint16_t>(frame, 1, 9, 0));
   kalvetra::FrameConverter converter({AVCOL_SPC_BT709, AVCOL_RANGE_MPEG, AVCOL_PRI_BT709, AVCOL_TRC_BT709});
   const Image back = converter.convert(*frame);
-  for (std::size_t i = 0; i < 256; ++i) EXPECT_EQ(i, back.argb[i * 4 + 2]);
+  for (std::size_t i = 0; i < 256; ++i) EXPECT_EQ(i, back.bytes[i * 4 + 2]);
 }
 
 }  // namespace

@@ -110,7 +110,7 @@ Image converted(const AVFrame& frame, const kalvetra::ColorTags& tags, const Con
     Image image;
     kalvetra::YuvConverter().convert(frame, tags, options, image);
     if (first.width == 0) first = image;
-    EXPECT_EQ(first.argb, image.argb) << kalvetra::cpuLevelName(level);
+    EXPECT_EQ(first.bytes, image.bytes) << kalvetra::cpuLevelName(level);
   });
   return first;
 }
@@ -254,9 +254,9 @@ TEST(YuvConverter, DitherKeepsTheMean) {
     const std::array<double, 3> exact = Reference{*frame, d, 0.2126, 0.0722, false}.color(0, 0);
     for (std::size_t c = 0; c < 3; ++c) {
       double sum = 0;
-      for (std::size_t i = c + 1; i < image.argb.size(); i += 4) {
-        sum += image.argb[i];
-        EXPECT_LT(std::abs(image.argb[i] - exact[c]), 1.0);
+      for (std::size_t i = c + 1; i < image.bytes.size(); i += 4) {
+        sum += image.bytes[i];
+        EXPECT_LT(std::abs(image.bytes[i] - exact[c]), 1.0);
       }
       EXPECT_NEAR(exact[c], sum / 64, 1.0 / 64) << "luma " << luma << ", component " << c;
     }
@@ -265,7 +265,7 @@ TEST(YuvConverter, DitherKeepsTheMean) {
 
 TEST(YuvConverter, DitherLeavesEightBitsAlone) {
   const auto frame = testPicture(AV_PIX_FMT_YUV420P, 33, 9, AVCHROMA_LOC_LEFT);
-  EXPECT_EQ(converted(*frame, kBt709).argb, converted(*frame, kBt709, {.dither = true, .fields = false}).argb);
+  EXPECT_EQ(converted(*frame, kBt709).bytes, converted(*frame, kBt709, {.dither = true, .fields = false}).bytes);
 }
 
 TEST(YuvConverter, DoesNotHandleOtherFormats) {

@@ -91,7 +91,7 @@ TEST(EquivalentCommand, SurvivesAnyNameThatAFileCanHave) {
     ASSERT_EQ(0, outcome.status) << command << "\n" << outcome.output;
     const std::vector<Image> pictures = readAll(place + "/" + output + "-out.mkv");
     ASSERT_EQ(expected.size(), pictures.size()) << command;
-    for (std::size_t i = 0; i < pictures.size(); ++i) EXPECT_EQ(expected[i].argb, pictures[i].argb) << command;
+    for (std::size_t i = 0; i < pictures.size(); ++i) EXPECT_EQ(expected[i].bytes, pictures[i].bytes) << command;
   }
   PreviewOptions options = optionsFor(original);
   options.folders = {folder.path("in {name}")};
@@ -117,7 +117,7 @@ TEST(EquivalentCommand, TakesAnimatedSettingsFromAPreset) {
     waitFor([&] { return preview.get("api/export"); }, [](const Json& s) { return s["state"] == "done"; });
     const std::vector<Image> command = readAll(folder.path("command.mkv")), page = readAll(folder.path("export.mkv"));
     ASSERT_EQ(6u, command.size());
-    for (std::size_t i = 0; i < 6; ++i) EXPECT_EQ(command[i].argb, page[i].argb) << view << i;
+    for (std::size_t i = 0; i < 6; ++i) EXPECT_EQ(command[i].bytes, page[i].bytes) << view << i;
   }
 }
 

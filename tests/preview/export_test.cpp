@@ -47,7 +47,7 @@ void expectSameFile(const std::string& expected, const std::string& actual) {
     if (isLossy) {
       EXPECT_LT(meanDifference(a[i], b[i], 0, 1), 2.0) << actual << i;
     } else {
-      EXPECT_TRUE(a[i].argb == b[i].argb) << actual << i;
+      EXPECT_TRUE(a[i].bytes == b[i].bytes) << actual << i;
     }
   }
 }

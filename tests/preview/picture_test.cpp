@@ -86,8 +86,8 @@ TEST(PreviewWheel, ShowsThePlateThatTheCommandKeysWith) {
   const std::string all = rawPictures(folder, clip, "plate", "");
   const Json shown = test::ServedClip({.input = clip}).json("api/wheel", {{"frame", 4}, {"settings", kSettings}});
   Image plate(160, 90);
-  for (std::size_t i = 0; i < plate.argb.size(); ++i) {  // from BGRA
-    plate.argb[i] = static_cast<unsigned char>(all.at(4 * plate.argb.size() + (i & ~std::size_t{3}) + 3 - (i & 3)));
+  for (std::size_t i = 0; i < plate.bytes.size(); ++i) {  // from BGRA
+    plate.bytes[i] = static_cast<unsigned char>(all.at(4 * plate.bytes.size() + (i & ~std::size_t{3}) + 3 - (i & 3)));
   }
   const std::vector<Chroma> expected = sparseChroma(plate);
   ASSERT_EQ(expected.size(), shown["plate"].size());

@@ -41,7 +41,7 @@ std::vector<PictureQuality> measured(const std::string& keyed) {
   for (const Image& image : readAll(keyed)) {
     if (!quality) quality.emplace(image.width, image.height);
     MattePlane matte;
-    for (std::size_t i = 0; i < image.argb.size(); i += 4) matte.push_back(image.argb[i]);
+    for (std::size_t i = 0; i < image.bytes.size(); i += 4) matte.push_back(image.bytes[i]);
     quality->add(std::move(matte));
   }
   return quality->pictures();

@@ -44,7 +44,7 @@ inline std::string pictureTimes(const std::string& file) {
 inline double meanDifference(const Image& a, const Image& b, std::size_t firstByte, std::size_t step) {
   double sum = 0;
   std::size_t count = 0;
-  for (std::size_t i = firstByte; i < a.argb.size(); i += step, ++count) sum += std::abs(a.argb[i] - b.argb[i]);
+  for (std::size_t i = firstByte; i < a.bytes.size(); i += step, ++count) sum += std::abs(a.bytes[i] - b.bytes[i]);
   return sum / static_cast<double>(count);
 }
 

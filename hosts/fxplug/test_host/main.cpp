@@ -93,9 +93,9 @@ void apply(HostedFilter& filter, const std::string& setting) {
 HostPicture hostPicture(const Image& image, const Options& options) {
   HostPicture picture(image.width, image.height, options.depth);
   if (options.depth == 8) {
-    picture.data = image.argb;
+    picture.data = image.bytes;
   } else {
-    bytesToFloats(image.argb.data(), picture.floats(), image.argb.size() / 4, false);
+    bytesToFloats(image.bytes.data(), picture.floats(), image.bytes.size() / 4, false);
   }
   return picture;
 }
@@ -103,13 +103,13 @@ HostPicture hostPicture(const Image& image, const Options& options) {
 Image imageOf(HostPicture& picture) {
   Image image(picture.width, picture.height);
   if (picture.depth == 8) {
-    image.argb = picture.data;
+    image.bytes = picture.data;
     return image;
   }
   // Back to 8 bits, rounded: what the filter wrote as byte / 255 comes back as that byte.
-  for (std::size_t i = 0; i < image.argb.size(); i += 4) {
+  for (std::size_t i = 0; i < image.bytes.size(); i += 4) {
     for (std::size_t c = 0; c < 4; ++c) {
-      image.argb[i + (c + 1) % 4] = static_cast<unsigned char>(picture.floats()[i + c] * 255.0f + 0.5f);
+      image.bytes[i + (c + 1) % 4] = static_cast<unsigned char>(picture.floats()[i + c] * 255.0f + 0.5f);
     }
   }
   return image;

@@ -90,7 +90,7 @@ TEST_F(Hosts, MeltGivesTheCommandsFramesWithTheirAlpha) {
   expectHas(probe("stream=pix_fmt", out_.path("melted.mov")), "rgba");
   std::set<int> alphas;
   const Image frame = readAll(out_.path("melted.mov")).at(0);
-  for (std::size_t i = 0; i < frame.argb.size(); i += 4) alphas.insert(frame.argb[i]);
+  for (std::size_t i = 0; i < frame.bytes.size(); i += 4) alphas.insert(frame.bytes[i]);
   EXPECT_TRUE(alphas.contains(0) && alphas.contains(255) && alphas.size() > 20);
 }
 

@@ -543,7 +543,7 @@ TEST(HostCommand, GivesTheBytesOfTheCommandLine) {
        " --plain --key-color 51,153,0 --shadow 60 --edge-contract on --contract-mask 3");
   need(host + out.path("in.png") + " " + out.path("fx.png") + " --set 3=0.2,0.6,0 --set 5=60 --set 12=1 --set 13=3");
   const std::atomic<bool> never{false};
-  const auto bytes = [&](const char* name) { return kalvetra::frameAt(out.path(name), 0, 1, never).argb; };
+  const auto bytes = [&](const char* name) { return kalvetra::frameAt(out.path(name), 0, 1, never).bytes; };
   EXPECT_EQ(bytes("cli.png"), bytes("fx.png"));
 
   // The float path: the same after its own conversion of the input.
