@@ -5,18 +5,27 @@
 
 namespace kalvetra {
 
-Image turned(const Image& image, int quarterTurns) {
-  const bool sideways = quarterTurns % 2 != 0;
-  Image result(sideways ? image.height : image.width, sideways ? image.width : image.height);
+namespace {
+
+template <std::size_t kPixel>
+void turn(const Image& image, int quarterTurns, Image& result) {
   const int right = image.width - 1, bottom = image.height - 1;
   for (int y = 0; y < result.height; ++y) {
     unsigned char* out = result.row(y);
-    for (int x = 0; x < result.width; ++x, out += 4) {
+    for (int x = 0; x < result.width; ++x, out += kPixel) {
       const int fromX = quarterTurns == 1 ? y : quarterTurns == 2 ? right - x : quarterTurns == 3 ? right - y : x;
       const int fromY = quarterTurns == 1 ? bottom - x : quarterTurns == 2 ? bottom - y : quarterTurns == 3 ? x : y;
-      std::memcpy(out, image.row(fromY) + std::ptrdiff_t{4} * fromX, 4);
+      std::memcpy(out, image.row(fromY) + static_cast<std::ptrdiff_t>(kPixel) * fromX, kPixel);
     }
   }
+}
+
+}  // namespace
+
+Image turned(const Image& image, int quarterTurns) {
+  const bool sideways = quarterTurns % 2 != 0;
+  Image result(sideways ? image.height : image.width, sideways ? image.width : image.height, image.format);
+  image.isDeep() ? turn<16>(image, quarterTurns, result) : turn<4>(image, quarterTurns, result);
   return result;
 }
 

@@ -12,27 +12,37 @@
 
 namespace kalvetra {
 
-// The engine's host order: 4 bytes a pixel (alpha, red, green, blue), rows packed, straight alpha.
+// A picture in rows without gaps, alpha straight: 8 bits in the engine's host order (alpha, red, green, blue), or in
+// floats (PixelFormat::RgbaF32), which is called deep.
 struct Image {
   int width = 0;
   int height = 0;
+  PixelFormat format = PixelFormat::Argb8;
   std::vector<unsigned char> bytes;
 
   Image() = default;
-  Image(int w, int h) { resize(w, h); }
+  Image(int w, int h, PixelFormat f = PixelFormat::Argb8) { resize(w, h, f); }
   // Keeps its memory where that suffices. What the pixels hold afterwards does not matter.
-  void resize(int w, int h) {
+  void resize(int w, int h, PixelFormat f = PixelFormat::Argb8) {
     width = w;
     height = h;
-    bytes.resize(std::size_t{4} * static_cast<std::size_t>(w) * static_cast<std::size_t>(h));
+    format = f;
+    bytes.resize(static_cast<std::size_t>(pixelBytes(f)) * static_cast<std::size_t>(w) * static_cast<std::size_t>(h));
   }
-  unsigned char* row(int y) { return bytes.data() + std::ptrdiff_t{4} * width * y; }
-  const unsigned char* row(int y) const { return bytes.data() + std::ptrdiff_t{4} * width * y; }
-  Frame frame() { return packedFrame(bytes.data(), width, height); }
-  ConstFrame frame() const { return packedFrame(bytes.data(), width, height); }
+  bool isDeep() const { return format == PixelFormat::RgbaF32; }
+  unsigned char* row(int y) { return bytes.data() + rowBytes() * y; }
+  const unsigned char* row(int y) const { return bytes.data() + rowBytes() * y; }
+  // Of a deep picture: red, green, blue, alpha, pixel by pixel.
+  float* floats(int y) { return reinterpret_cast<float*>(row(y)); }
+  const float* floats(int y) const { return reinterpret_cast<const float*>(row(y)); }
+  Frame frame() { return packedFrame(bytes.data(), width, height, format); }
+  ConstFrame frame() const { return packedFrame(bytes.data(), width, height, format); }
+
+ private:
+  std::ptrdiff_t rowBytes() const { return std::ptrdiff_t{pixelBytes(format)} * width; }
 };
 
-// The clockwise turn, in quarter turns 0..3, that shows a picture upright.
+// The clockwise turn, in quarter turns 0..3, that shows a picture upright; of the same format.
 Image turned(const Image& image, int quarterTurns);
 
 // How numbers become colours. Never unspecified once it is resolved.

@@ -7,6 +7,13 @@ int colorDepth(const Reader& clip) {
   return format == nullptr || (format->flags & AV_PIX_FMT_FLAG_PAL) != 0 ? 8 : format->comp[0].depth;
 }
 
+int exactDepth(const Reader& clip) {
+  const AVPixFmtDescriptor* format = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(clip.video().codecpar->format));
+  const int depth = colorDepth(clip);
+  const bool rgb = format != nullptr && (format->flags & AV_PIX_FMT_FLAG_RGB) != 0;
+  return depth > 16 || (rgb && depth > 8) ? depth : 16;
+}
+
 std::string hdrWarning(const std::string& transfer) {
   const char* name = transfer == "smpte2084" ? "PQ" : transfer == "arib-std-b67" ? "HLG" : nullptr;
   if (name == nullptr) return "";

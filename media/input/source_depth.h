@@ -1,4 +1,4 @@
-// What of a clip's depth and light 8 bits cannot hold.
+// A clip's depth, and what of its light 8 bits cannot hold.
 #pragma once
 
 #include <string>
@@ -9,6 +9,10 @@ namespace kalvetra {
 
 // Bits of a colour component as the file holds it, 32 in floating point; 8 where it does not say.
 int colorDepth(const Reader& clip);
+
+// Bits of a component that hold the clip's colours exactly once they are RGB, for deep pictures: those of RGB above 8
+// bits, 32 in floating point, 16 for all others.
+int exactDepth(const Reader& clip);
 
 // A sentence for HDR transfers, named as FFmpeg names them: that code values are taken as they are, and what to do.
 // Empty for all others.

@@ -156,9 +156,25 @@ bool extendsHidden(const DeliveryRequest& request, const OutputFormat& format, A
 
 Delivery chooseDelivery(const DeliveryRequest& request) {
   const OutputFormat& format = chooseFormat(request);
-  if (request.opaque || request.levels) return {&format, AlphaMode::None, request.levels, false};
-  const AlphaMode alpha = chooseAlpha(request, format);
-  return {&format, alpha, false, format.pair, extendsHidden(request, format, alpha)};
+  Delivery delivery{.format = &format, .depth = request.depth, .dither = request.dither && !request.levels};
+  if (request.opaque || request.levels) {
+    delivery.alpha = AlphaMode::None;
+    delivery.levels = request.levels;
+    return delivery;
+  }
+  delivery.alpha = chooseAlpha(request, format);
+  delivery.pair = format.pair;
+  delivery.extendsHidden = extendsHidden(request, format, delivery.alpha);
+  return delivery;
+}
+
+AVPixelFormat Delivery::pixelFormat() const {
+  const bool opaque = alpha == AlphaMode::None;
+  if (!isDeep() || format->deep.empty()) return opaque ? format->opaquePixelFormat : format->pixelFormat;
+  const auto holds = [this](const DeepSamples& samples) { return samples.bits >= depth; };
+  const auto found = std::find_if(format->deep.begin(), format->deep.end(), holds);
+  const DeepSamples& samples = found == format->deep.end() ? format->deep.back() : *found;
+  return opaque ? samples.opaquePixelFormat : samples.pixelFormat;
 }
 
 std::vector<std::string> purposes() { return kPurposes; }
@@ -184,7 +200,9 @@ std::string matteNameFor(const std::string& path) {
   return (whole.parent_path() / (whole.stem().string() + "-matte" + whole.extension().string())).string();
 }
 
-Delivery matteDelivery(const Delivery& pair) { return {pair.format, AlphaMode::None, true, false}; }
+Delivery matteDelivery(const Delivery& pair) {
+  return {.format = pair.format, .alpha = AlphaMode::None, .levels = true, .depth = pair.depth, .dither = false};
+}
 
 std::string alphaTag(const Delivery& delivery) {
   return std::string(delivery.pair ? "separate" : alphaTag(delivery.alpha));

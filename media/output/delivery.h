@@ -25,6 +25,8 @@ struct DeliveryRequest {
   bool opaque = false;               // the pictures have no alpha: a matte, a composite, a plate
   bool levels = false;               // opaque pictures of a matte: numbers, which no conversion to light may change
   HiddenColors hidden = HiddenColors::Auto;
+  int depth = 8;       // bits of a component that hold the pictures: above 8 they are deep, see exactDepth()
+  bool dither = true;  // colours of deep pictures are spread over the dither's pattern where the file holds 8 bits
 };
 
 struct Delivery {
@@ -35,10 +37,12 @@ struct Delivery {
   // the matte goes into a second file as opaque grey pictures, named by matteNameFor, delivered as matteDelivery says.
   bool pair = false;
   bool extendsHidden = false;  // colours under alpha 0 are those of the edges, not the keyer's
+  int depth = 8;               // as asked for
+  bool dither = true;          // as asked for; never of levels
 
-  AVPixelFormat pixelFormat() const {
-    return alpha == AlphaMode::None ? format->opaquePixelFormat : format->pixelFormat;
-  }
+  bool isDeep() const { return depth > 8; }
+  // Of the depths that the codec has for deep pictures the least that holds them, else the largest.
+  AVPixelFormat pixelFormat() const;
 };
 
 // Throws UserError, with a sentence that says what would fit, for an unknown name and for what does not fit together.

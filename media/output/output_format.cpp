@@ -44,6 +44,9 @@ Codec ffv1() {
           .decoder = "ffv1",
           .pixelFormat = AV_PIX_FMT_BGRA,
           .opaquePixelFormat = AV_PIX_FMT_BGR0,
+          .deep = {{10, AV_PIX_FMT_GBRAP10, AV_PIX_FMT_GBRP10},
+                   {12, AV_PIX_FMT_GBRAP12, AV_PIX_FMT_GBRP12},
+                   {16, AV_PIX_FMT_GBRAP16, AV_PIX_FMT_GBRP16}},
           .alpha = {Straight, Premultiplied},
           .purposes = {"archive"},
           .usual = true,
@@ -107,6 +110,7 @@ Codec png() {
           .decoder = "png",
           .pixelFormat = AV_PIX_FMT_RGBA,
           .opaquePixelFormat = AV_PIX_FMT_RGB24,
+          .deep = {{16, AV_PIX_FMT_RGBA64BE, AV_PIX_FMT_RGB48BE}},
           .alpha = {Straight},
           .purposes = {"archive", "still"},
           .usual = true};
@@ -123,10 +127,10 @@ Codec png16() {
           .purposes = {"archive", "still"}};
 }
 
-Codec exr() {
-  return {.slug = "exr",
-          .what = "OpenEXR, half float, linear light",
-          .encoders = {{"exr", {{"format", "half"}, {"compression", "zip16"}}}},
+Codec exr(std::string slug, const std::string& what, std::string samples) {
+  return {.slug = std::move(slug),
+          .what = "OpenEXR, " + what + ", linear light",
+          .encoders = {{"exr", {{"format", std::move(samples)}, {"compression", "zip16"}}}},
           .decoder = "exr",
           .pixelFormat = AV_PIX_FMT_GBRAPF32,
           .opaquePixelFormat = AV_PIX_FMT_GBRPF32,
@@ -134,15 +138,29 @@ Codec exr() {
           .purposes = {"compositing", "still"}};
 }
 
-Codec rawPictures(std::string slug, std::string what) {
+Codec exrHalf() { return exr("exr", "half float", "half"); }
+
+Codec exrFloat() {
+  Codec codec = exr("exr32", "float", "float");
+  codec.wholeFloats = true;
+  return codec;
+}
+
+Codec rawPictures(std::string slug, std::string what, AVPixelFormat format) {
   return {.slug = std::move(slug),
           .what = std::move(what),
           .encoders = {{"rawvideo"}},
           .decoder = "rawvideo",
-          .pixelFormat = AV_PIX_FMT_BGRA,
-          .opaquePixelFormat = AV_PIX_FMT_BGRA,
+          .pixelFormat = format,
+          .opaquePixelFormat = format,
           .alpha = {Straight, Premultiplied},
           .joins = false};
+}
+
+Codec nutPictures() {
+  Codec codec = rawPictures("nut", "NUT, raw pictures", AV_PIX_FMT_BGRA);
+  codec.deep = {{16, AV_PIX_FMT_RGBA64LE, AV_PIX_FMT_RGBA64LE}};
+  return codec;
 }
 
 std::vector<OutputFormat> makeFormats() {
@@ -176,7 +194,9 @@ std::vector<OutputFormat> makeFormats() {
                       .soundEncoder = "pcm_s24le",
                       .keepsTimecode = true,
                       .startsAtZero = true};
-  const Container pixels{.extensions = {".raw", ".bgra", "-"}, .muxer = "rawvideo", .bare = true};
+  const auto pixels = [](const char* ending) {
+    return Container{.extensions = {".raw", ending, "-"}, .muxer = "rawvideo", .bare = true};
+  };
   const Container pngFiles{.extensions = {".png"}}, exrFiles{.extensions = {".exr"}};
   return {
       {prores(), quickTime},
@@ -189,9 +209,11 @@ std::vector<OutputFormat> makeFormats() {
       {av1(), mp4},
       {png(), pngFiles},
       {png16(), pngFiles},
-      {exr(), exrFiles},
-      {rawPictures("nut", "NUT, raw pictures"), nut},
-      {rawPictures("raw", "raw pictures, BGRA"), pixels},
+      {exrHalf(), exrFiles},
+      {exrFloat(), exrFiles},
+      {nutPictures(), nut},
+      {rawPictures("raw", "raw pictures, BGRA", AV_PIX_FMT_BGRA), pixels(".bgra")},
+      {rawPictures("rgba64", "raw pictures, RGBA of 16 bits", AV_PIX_FMT_RGBA64LE), pixels(".rgba64")},
   };
 }
 

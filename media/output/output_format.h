@@ -19,6 +19,13 @@ struct Encoder {
   CodecOptions options{};
 };
 
+// How a codec holds deep pictures.
+struct DeepSamples {
+  int bits;                   // of a component
+  AVPixelFormat pixelFormat;  // as of Codec
+  AVPixelFormat opaquePixelFormat;
+};
+
 struct Codec {
   std::string slug;                     // on command lines: "prores4444"
   std::string what;                     // for people: "ProRes 4444"
@@ -26,6 +33,8 @@ struct Codec {
   const char* decoder;                  // that reads it back, alpha included
   AVPixelFormat pixelFormat;            // one that FramePacker makes
   AVPixelFormat opaquePixelFormat;      // for pictures without alpha; the same where the codec has no other
+  std::vector<DeepSamples> deep{};      // other formats for deep pictures, bits ascending; none: the same
+  bool wholeFloats = false;             // samples in floating point are no halves
   std::vector<AlphaMode> alpha{};       // what such a file may carry, its default first; empty: it has no alpha
   std::vector<std::string> purposes{};  // it serves; the first codec of the table that serves one is its default
   bool usual = false;                   // endings or purposes choose it, so every installation should have it

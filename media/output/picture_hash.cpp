@@ -4,8 +4,10 @@ extern "C" {
 #include <libavutil/murmur3.h>
 }
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <vector>
 
 namespace kalvetra {
 
@@ -26,7 +28,16 @@ PictureHash Hasher::finish() {
 
 PictureHash hashPicture(const Image& image) {
   Hasher hasher;
-  hasher.add(image.bytes);
+  if (!image.isDeep()) {
+    hasher.add(image.bytes);
+    return hasher.finish();
+  }
+  std::vector<float> row(std::size_t{4} * static_cast<std::size_t>(image.width));
+  for (int y = 0; y < image.height; ++y) {
+    const float* values = image.floats(y);
+    std::transform(values, values + row.size(), row.begin(), [](float value) { return value + 0.0f; });
+    hasher.add({reinterpret_cast<const std::uint8_t*>(row.data()), row.size() * sizeof(float)});
+  }
   return hasher.finish();
 }
 

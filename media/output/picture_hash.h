@@ -16,7 +16,7 @@ namespace kalvetra {
 
 using PictureHash = std::array<std::uint8_t, 16>;
 
-// Over the bytes of Image::bytes.
+// Over the bytes of Image::bytes; of a deep picture over its floats, where -0 counts as 0.
 PictureHash hashPicture(const Image& image);
 
 std::string hexadecimal(const PictureHash& hash);

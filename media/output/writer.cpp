@@ -31,6 +31,10 @@ AVColorTransferCharacteristic transferOf(const PictureFormat& source, const Deli
   return delivery.levels ? AVCOL_TRC_LINEAR : source.color.transfer;
 }
 
+PackingOptions packingOf(const Delivery& delivery) {
+  return {.deep = delivery.isDeep(), .halves = !delivery.format->wholeFloats, .dither = delivery.dither};
+}
+
 }  // namespace
 
 PicturePacking::PicturePacking(const Delivery& delivery, const PictureFormat& source)
@@ -39,7 +43,8 @@ PicturePacking::PicturePacking(const Delivery& delivery, const PictureFormat& so
       fields_(delivery.format->keepsFields && quarterTurns_ == 0 && isInterlaced(source.fieldOrder)),
       pictures_(writtenPictures(source, *delivery.format)),
       color_(writtenColor(pictures_.color, delivery.pixelFormat())),
-      packer_(delivery.pixelFormat(), color_.matrix, delivery.alpha, transferOf(source, delivery)) {}
+      packer_(delivery.pixelFormat(), color_.matrix, delivery.alpha, transferOf(source, delivery),
+              packingOf(delivery)) {}
 
 FramePtr PicturePacking::pack(const Image& image) const {
   if (quarterTurns_ != 0) return packUpright(turned(image, quarterTurns_));

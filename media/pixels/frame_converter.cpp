@@ -5,6 +5,7 @@
 
 #include "media/pixels/dither.h"
 #include "media/pixels/luma_weights.h"
+#include "media/pixels/picture_depth.h"
 #include "media/pixels/samples.h"
 #include "support/user_error.h"
 
@@ -13,13 +14,6 @@ namespace kalvetra {
 namespace {
 
 bool isRgb(const AVPixFmtDescriptor& d) { return (d.flags & AV_PIX_FMT_FLAG_RGB) != 0; }
-
-// RGB whose samples are read one by one. Where several share a byte, FFmpeg's description and its scaler do not agree
-// on which bits are which; the scaler is what other programs go by.
-bool isReadExactly(const AVPixFmtDescriptor& d) {
-  const bool strange = (d.flags & (AV_PIX_FMT_FLAG_FLOAT | AV_PIX_FMT_FLAG_BAYER)) != 0;
-  return isRgb(d) && !strange && d.comp[0].depth + d.comp[1].depth + d.comp[2].depth > 8;
-}
 
 // Formats whose very name says that their range is full.
 bool isFullRangeByFormat(AVPixelFormat format) {
@@ -71,6 +65,12 @@ void divideByAlpha(Image& image) {
   }
 }
 
+const AVPixFmtDescriptor& descriptorOf(const AVFrame& frame) {
+  const AVPixFmtDescriptor* format = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+  if (format == nullptr) throw UserError("the pictures come in an unknown pixel format; convert the clip first");
+  return *format;
+}
+
 }  // namespace
 
 ColorTags resolveColor(ColorTags tags, AVPixelFormat format, int height, std::string& guess) {
@@ -107,8 +107,31 @@ ColorTags resolveColor(ColorTags tags, AVPixelFormat format, int height, std::st
 }
 
 void FrameConverter::convert(const AVFrame& frame, Image& image) {
+  if (options_.deep) {
+    convertDeep(frame, image);
+  } else {
+    convertBytes(frame, image);
+  }
+}
+
+void FrameConverter::convertBytes(const AVFrame& frame, Image& image) {
   convertStored(frame, image);
   if (options_.premultiplied) divideByAlpha(image);
+}
+
+void FrameConverter::convertDeep(const AVFrame& frame, Image& image) {
+  const AVPixFmtDescriptor& format = descriptorOf(frame);
+  if (DeepConverter::handles(format)) {
+    refuseUnknownMatrix(format);
+    deep_.convert(frame, color_, options_, image);
+  } else if ((format.flags & AV_PIX_FMT_FLAG_PAL) != 0 || format.comp[0].depth <= 8) {
+    convertBytes(frame, bytes_);
+    image = widened(bytes_);
+  } else {
+    refuseUnknownMatrix(format);
+    scale(frame, AV_PIX_FMT_RGBA64);
+    deep_.convert(*scaled_, color_, options_, image);
+  }
 }
 
 bool FrameConverter::canRead(AVPixelFormat format) {
@@ -119,28 +142,27 @@ bool FrameConverter::canRead(AVPixelFormat format) {
 }
 
 void FrameConverter::convertStored(const AVFrame& frame, Image& image) {
-  const auto format = static_cast<AVPixelFormat>(frame.format);
-  const AVPixFmtDescriptor* d = av_pix_fmt_desc_get(format);
-  if (d == nullptr) throw UserError("the pictures come in an unknown pixel format; convert the clip first");
+  const AVPixFmtDescriptor& format = descriptorOf(frame);
   image.resize(frame.width, frame.height);
-  if ((d->flags & AV_PIX_FMT_FLAG_PAL) != 0) {
+  if ((format.flags & AV_PIX_FMT_FLAG_PAL) != 0) {
     convertPalette(frame, image);
     return;
   }
 
-  if (FloatRgbConverter::handles(*d)) {
+  if (FloatRgbConverter::handles(format)) {
     float_.convert(frame, options_, image);
     return;
   }
-  if (isReadExactly(*d)) {
-    readRgb(frame, *d, image);
+  if (isReadExactly(format)) {
+    readRgb(frame, format, image);
     return;
   }
-  convertColors(frame, *d, image);
-  const bool hasAlpha = (d->flags & AV_PIX_FMT_FLAG_ALPHA) != 0, inFloat = (d->flags & AV_PIX_FMT_FLAG_FLOAT) != 0;
+  convertColors(frame, format, image);
+  const bool hasAlpha = (format.flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
+  const bool inFloat = (format.flags & AV_PIX_FMT_FLAG_FLOAT) != 0;
   if (!hasAlpha || inFloat) return;  // in floating point the scaler's alpha has to do
   for (int y = 0; y < image.height; ++y) {
-    readComponent(frame, *d, y, d->nb_components - 1, false, image.row(y), line_);
+    readComponent(frame, format, y, format.nb_components - 1, false, image.row(y), line_);
   }
 }
 
@@ -159,31 +181,34 @@ void FrameConverter::readRgb(const AVFrame& frame, const AVPixFmtDescriptor& for
 
 // Opaque pictures; alpha that the frame may have is read apart.
 void FrameConverter::convertColors(const AVFrame& frame, const AVPixFmtDescriptor& format, Image& image) {
-  const bool hasChroma = format.nb_components >= 3 && !isRgb(format);
-  if (hasChroma && !lumaWeights(color_.matrix)) {
-    const char* name = av_color_space_name(color_.matrix);
-    throw UserError("the colour matrix '" + std::string(name != nullptr ? name : "unknown") +
-                    "' cannot be read; convert the clip to BT.709 first");
-  }
+  refuseUnknownMatrix(format);
   if (YuvConverter::handles(format)) {
     yuv_.convert(frame, color_, options_, image);
-  } else {
-    scale(frame, image);
+    return;
   }
-}
-
-// The scaler gives the colours; its alpha is off by one in places and is read apart. It may write past the end of a
-// row, so it works on a padded picture.
-void FrameConverter::scale(const AVFrame& frame, Image& image) {
-  prepareScaler(frame);
-  sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, scaled_->data, scaled_->linesize);
+  scale(frame, AV_PIX_FMT_ARGB);
   for (int y = 0; y < image.height; ++y) {
     const std::uint8_t* row = scaled_->data[0] + std::ptrdiff_t{y} * scaled_->linesize[0];
     std::copy_n(row, std::ptrdiff_t{4} * image.width, image.row(y));
   }
 }
 
-void FrameConverter::prepareScaler(const AVFrame& frame) {
+void FrameConverter::refuseUnknownMatrix(const AVPixFmtDescriptor& format) const {
+  const bool hasChroma = format.nb_components >= 3 && !isRgb(format);
+  if (!hasChroma || lumaWeights(color_.matrix)) return;
+  const char* name = av_color_space_name(color_.matrix);
+  throw UserError("the colour matrix '" + std::string(name != nullptr ? name : "unknown") +
+                  "' cannot be read; convert the clip to BT.709 first");
+}
+
+// The scaler gives the colours; its alpha is off by one in places and is read apart. It may write past the end of a
+// row, so it works on a padded picture. The same target for every call.
+void FrameConverter::scale(const AVFrame& frame, AVPixelFormat target) {
+  prepareScaler(frame, target);
+  sws_scale(scaler_.get(), frame.data, frame.linesize, 0, frame.height, scaled_->data, scaled_->linesize);
+}
+
+void FrameConverter::prepareScaler(const AVFrame& frame, AVPixelFormat target) {
   if (scaler_ && frame.width == scaled_->width && frame.height == scaled_->height && frame.format == scalerFormat_)
     return;
   const auto format = static_cast<AVPixelFormat>(frame.format);
@@ -191,8 +216,8 @@ void FrameConverter::prepareScaler(const AVFrame& frame) {
   const bool hasChroma = d->nb_components >= 3 && !isRgb(*d);
   const int flags = SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP;
   if (sws_isSupportedInput(format) != 0) {
-    scaler_.reset(sws_getContext(frame.width, frame.height, format, frame.width, frame.height, AV_PIX_FMT_ARGB, flags,
-                                 nullptr, nullptr, nullptr));
+    scaler_.reset(sws_getContext(frame.width, frame.height, format, frame.width, frame.height, target, flags, nullptr,
+                                 nullptr, nullptr));
   }
   if (!scaler_) {
     throw UserError("the pixel format " + std::string(d->name) + " cannot be read; convert the clip first");
@@ -202,7 +227,7 @@ void FrameConverter::prepareScaler(const AVFrame& frame) {
   const int unity = 1 << 16;
   sws_setColorspaceDetails(scaler_.get(), coefficients, color_.range == AVCOL_RANGE_JPEG, coefficients, 1, 0, unity,
                            unity);
-  scaled_ = makePicture(AV_PIX_FMT_ARGB, frame.width, frame.height);
+  scaled_ = makePicture(target, frame.width, frame.height);
   scalerFormat_ = frame.format;
 }
 

@@ -1,9 +1,10 @@
-// Decoded frames into the engine's host order.
+// Decoded frames into pictures: of 8 bits in the engine's host order, or deep.
 #pragma once
 
 #include <string>
 
 #include "media/pixels/conversion_options.h"
+#include "media/pixels/deep_converter.h"
 #include "media/pixels/float_rgb.h"
 #include "media/pixels/yuv_converter.h"
 
@@ -22,10 +23,11 @@ class FrameConverter {
   // False for formats that convert() refuses.
   static bool canRead(AVPixelFormat format);
 
-  // 8 bits a component, alpha 255 where the frame has none. Colours as they are stored, or straight if the options call
-  // them premultiplied. RGB and alpha are exact or correctly rounded; YUV goes through the clip's matrix and range;
-  // linear light in floating point is encoded for sRGB first, unless the options call it levels. Throws UserError for a
-  // format that cannot be read.
+  // Deep, if the options ask for it: see DeepConverter; what that does not handle is widened from 8 bits, or scaled to
+  // 16 where it holds more than 8. Otherwise 8 bits a component, alpha 255 where the frame has none. Colours as they
+  // are stored, or straight if the options call them premultiplied. RGB and alpha are exact or correctly rounded; YUV
+  // goes through the clip's matrix and range; linear light in floating point is encoded for sRGB first, unless the
+  // options call it levels. Throws UserError for a format that cannot be read.
   void convert(const AVFrame& frame, Image& image);
   Image convert(const AVFrame& frame) {
     Image image;
@@ -33,17 +35,25 @@ class FrameConverter {
     return image;
   }
 
+  // What deep pictures held that is no light, since the beginning.
+  const OddValues& oddValues() const { return deep_.oddValues(); }
+
  private:
+  void convertBytes(const AVFrame& frame, Image& image);
+  void convertDeep(const AVFrame& frame, Image& image);
+  void refuseUnknownMatrix(const AVPixFmtDescriptor& format) const;
   void convertStored(const AVFrame& frame, Image& image);
   void readRgb(const AVFrame& frame, const AVPixFmtDescriptor& format, Image& image);
   void convertColors(const AVFrame& frame, const AVPixFmtDescriptor& format, Image& image);
-  void scale(const AVFrame& frame, Image& image);
-  void prepareScaler(const AVFrame& frame);
+  void scale(const AVFrame& frame, AVPixelFormat target);
+  void prepareScaler(const AVFrame& frame, AVPixelFormat target);
 
   ColorTags color_;
   ConversionOptions options_;
   YuvConverter yuv_;
   FloatRgbConverter float_;
+  DeepConverter deep_;
+  Image bytes_;  // where deep pictures have to come from 8 bits
   std::vector<std::uint16_t> line_;
   ScalerPtr scaler_;
   FramePtr scaled_;

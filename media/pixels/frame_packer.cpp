@@ -3,6 +3,7 @@
 #include <bit>
 
 #include "media/pixels/linear_light.h"
+#include "media/pixels/picture_depth.h"
 #include "media/plane_rows.h"
 #include "support/user_error.h"
 
@@ -45,12 +46,21 @@ bool isLight(AVPixelFormat format) { return format == AV_PIX_FMT_GBRAPF32 || for
 }  // namespace
 
 FramePacker::FramePacker(AVPixelFormat format, AVColorSpace matrix, AlphaMode alpha,
-                         AVColorTransferCharacteristic transfer)
-    : format_(format), alpha_(alpha), yuv_(matrix), light_{} {
-  if (isLight(format)) light_ = linearLight(transfer);
+                         AVColorTransferCharacteristic transfer, const PackingOptions& options)
+    : format_(format), alpha_(alpha), dither_(options.dither), yuv_(matrix), light_{} {
+  if (options.deep && DeepPacker::handles(format)) {
+    deep_.emplace(format, matrix, alpha, transfer, options);
+  } else if (isLight(format)) {
+    light_ = linearLight(transfer);
+  }
 }
 
 FramePtr FramePacker::pack(const Image& image, bool fields) const {
+  if (deep_) return image.isDeep() ? deep_->pack(image, fields) : deep_->pack(widened(image), fields);
+  return image.isDeep() ? packEightBits(narrowed(image, dither_), fields) : packEightBits(image, fields);
+}
+
+FramePtr FramePacker::packEightBits(const Image& image, bool fields) const {
   FramePtr frame = makePicture(format_, image.width, image.height);
   AlphaRows rows(image, alpha_);
   switch (format_) {
@@ -68,6 +78,7 @@ FramePtr FramePacker::pack(const Image& image, bool fields) const {
       packBytes(rows, *frame, {1, 2, 3});
       break;
     case AV_PIX_FMT_RGBA64BE:
+    case AV_PIX_FMT_RGBA64LE:
       packWords(rows, *frame, {1, 2, 3, 0});
       break;
     case AV_PIX_FMT_RGB48BE:

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "media/pixels/picture_depth.h"
+
 namespace kalvetra {
 
 namespace {
@@ -112,9 +114,7 @@ void fillClear(const unsigned char* in, const unsigned char* under, int width, u
   }
 }
 
-}  // namespace
-
-Image withHiddenColorsExtended(const Image& image) {
+Image extended(const Image& image) {
   std::vector<Image> levels;
   levels.push_back(halved(image));
   while (levels.size() < kLevels) levels.push_back(halved(levels.back()));
@@ -130,5 +130,23 @@ Image withHiddenColorsExtended(const Image& image) {
   }
   return result;
 }
+
+// For what is never seen, 8 bits suffice.
+Image deepExtended(const Image& image) {
+  const Image under = widened(extended(narrowed(image, false)));
+  Image result = image;
+  for (int y = 0; y < image.height; ++y) {
+    float* pixel = result.floats(y);
+    const float* below = under.floats(y);
+    for (int x = 0; x < image.width; ++x, pixel += 4, below += 4) {
+      if (pixel[3] == 0.0f) std::copy_n(below, 3, pixel);
+    }
+  }
+  return result;
+}
+
+}  // namespace
+
+Image withHiddenColorsExtended(const Image& image) { return image.isDeep() ? deepExtended(image) : extended(image); }
 
 }  // namespace kalvetra

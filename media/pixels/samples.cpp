@@ -27,6 +27,12 @@ std::uint16_t swappedWord(const std::uint8_t* from) {
 
 }  // namespace
 
+bool isReadExactly(const AVPixFmtDescriptor& format) {
+  const bool strange = (format.flags & (AV_PIX_FMT_FLAG_FLOAT | AV_PIX_FMT_FLAG_BAYER)) != 0;
+  return (format.flags & AV_PIX_FMT_FLAG_RGB) != 0 && !strange &&
+         format.comp[0].depth + format.comp[1].depth + format.comp[2].depth > 8;
+}
+
 void readSamples(const AVFrame& frame, const AVPixFmtDescriptor& format, int component, int y, int count,
                  std::uint16_t* out) {
   const AVComponentDescriptor& c = format.comp[component];

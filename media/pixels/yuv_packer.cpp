@@ -9,16 +9,32 @@ namespace kalvetra {
 
 namespace {
 
-template <class Sample>
-Sample quantized(float v) {
-  return static_cast<Sample>(v + 0.5f);
+template <class Pixel>
+const Pixel* pixelAt(const Pixel* row, int x) {
+  return row + std::ptrdiff_t{4} * x;
 }
 
-const unsigned char* pixelAt(const unsigned char* row, int x) { return row + std::ptrdiff_t{4} * x; }
+// In levels of 255; 1 / 64 of one keeps fully transparent places from dividing by zero.
+float weightOf(const unsigned char* argb) { return static_cast<float>(argb[0]) + 1.0f / 64.0f; }
+
+std::uint16_t tenBitAlpha(const unsigned char* argb) {
+  return static_cast<std::uint16_t>((argb[0] * 1023 + 127) / 255);
+}
+std::uint16_t tenBitAlpha(const float* rgba) {
+  return static_cast<std::uint16_t>(std::clamp(rgba[3], 0.0f, 1.0f) * 1023.0f + 0.5f);
+}
 
 // Size of an 8-bit level in samples of that type, which hold 8 or 10 bits.
 template <class Sample>
 constexpr float kLevel = sizeof(Sample) == 1 ? 1.0f : 4.0f;
+template <class Sample>
+constexpr float kMost = sizeof(Sample) == 1 ? 255.0f : 1023.0f;
+
+// Deep colours may lie outside of what the samples hold.
+template <class Sample>
+Sample quantized(float v) {
+  return static_cast<Sample>(std::clamp(v, 0.0f, kMost<Sample>) + 0.5f);
+}
 
 // The two rows of the picture that chroma row `row` lies between; rows outside repeat the border.
 std::pair<int, int> rowsOfChroma(int row, int height, bool fields) {
@@ -36,18 +52,24 @@ YuvPacker::YuvPacker(AVColorSpace matrix) {
   blue_ = static_cast<float>(weights.blue);
 }
 
-YuvPacker::Yuv YuvPacker::toYuv(const unsigned char* argb) const {
-  const float r = static_cast<float>(argb[1]) / 255.0f, g = static_cast<float>(argb[2]) / 255.0f,
-              b = static_cast<float>(argb[3]) / 255.0f;
+YuvPacker::Yuv YuvPacker::toYuv(float r, float g, float b) const {
   const float y = red_ * r + (1.0f - red_ - blue_) * g + blue_ * b;
   return {y, (b - y) / (2.0f * (1.0f - blue_)), (r - y) / (2.0f * (1.0f - red_))};
 }
 
-void YuvPacker::pack444(AlphaRows& rows, AVFrame& frame) const {
+YuvPacker::Yuv YuvPacker::toYuv(const unsigned char* argb) const {
+  return toYuv(static_cast<float>(argb[1]) / 255.0f, static_cast<float>(argb[2]) / 255.0f,
+               static_cast<float>(argb[3]) / 255.0f);
+}
+
+YuvPacker::Yuv YuvPacker::toYuv(const float* rgba) const { return toYuv(rgba[0], rgba[1], rgba[2]); }
+
+template <class Rows>
+void YuvPacker::pack444(Rows& rows, AVFrame& frame) const {
   const int width = rows.width(), height = rows.height();  // bytes that are written might alias them
   using Sample = std::uint16_t;
   for (int row = 0; row < height; ++row) {
-    const unsigned char* in = rows.row(row);
+    const auto* in = rows.row(row);
     auto *y = planeRow<Sample>(frame, 0, row), *u = planeRow<Sample>(frame, 1, row),
          *v = planeRow<Sample>(frame, 2, row);
     for (int x = 0; x < width; ++x) {
@@ -58,9 +80,12 @@ void YuvPacker::pack444(AlphaRows& rows, AVFrame& frame) const {
     }
     if (frame.format != AV_PIX_FMT_YUVA444P10) continue;
     auto* a = planeRow<Sample>(frame, 3, row);
-    for (int x = 0; x < width; ++x) a[x] = static_cast<Sample>((pixelAt(in, x)[0] * 1023 + 127) / 255);
+    for (int x = 0; x < width; ++x) a[x] = tenBitAlpha(pixelAt(in, x));
   }
 }
+
+template void YuvPacker::pack444(AlphaRows& rows, AVFrame& frame) const;
+template void YuvPacker::pack444(DeepRows& rows, AVFrame& frame) const;
 
 void YuvPacker::pack420(AlphaRows& rows, AVFrame& frame, bool fields) const {
   if (frame.format == AV_PIX_FMT_YUV420P10) {
@@ -75,28 +100,36 @@ void YuvPacker::pack420(AlphaRows& rows, AVFrame& frame, bool fields) const {
   }
 }
 
-template <class Sample>
-void YuvPacker::packLuma(AlphaRows& rows, AVFrame& frame) const {
+void YuvPacker::pack420(DeepRows& rows, AVFrame& frame, bool fields) const {
+  packLuma<std::uint16_t>(rows, frame);
+  packChroma<std::uint16_t, false>(rows, frame, fields);
+}
+
+template <class Sample, class Rows>
+void YuvPacker::packLuma(Rows& rows, AVFrame& frame) const {
   const int width = rows.width(), height = rows.height();  // bytes that are written might alias them
   for (int row = 0; row < height; ++row) {
-    const unsigned char* in = rows.row(row);
+    const auto* in = rows.row(row);
     auto* y = planeRow<Sample>(frame, 0, row);
     for (int x = 0; x < width; ++x) {
       y[x] = quantized<Sample>(kLevel<Sample> * (16.0f + 219.0f * toYuv(pixelAt(in, x)).y));
     }
-    if (frame.format != AV_PIX_FMT_YUVA420P) continue;
-    auto* a = planeRow<Sample>(frame, 3, row);
-    for (int x = 0; x < width; ++x) a[x] = pixelAt(in, x)[0];
+    if constexpr (sizeof(Sample) == 1) {
+      if (frame.format != AV_PIX_FMT_YUVA420P) continue;
+      auto* a = planeRow<Sample>(frame, 3, row);
+      for (int x = 0; x < width; ++x) a[x] = pixelAt(in, x)[0];
+    }
   }
 }
 
-template <class Sample, bool kWeighted>
-void YuvPacker::packChroma(AlphaRows& rows, AVFrame& frame, bool fields) const {
+template <class Sample, bool kWeighted, class Rows>
+void YuvPacker::packChroma(Rows& rows, AVFrame& frame, bool fields) const {
   const int width = rows.width(), height = rows.height();  // bytes that are written might alias them
   for (int row = 0; row < (height + 1) / 2; ++row) {
     auto *u = planeRow<Sample>(frame, 1, row), *v = planeRow<Sample>(frame, 2, row);
     const auto [upper, lower] = rowsOfChroma(row, height, fields);
-    const unsigned char* const pair[2]{rows.row(upper), rows.row(lower)};
+    const auto* const upperRow = rows.row(upper);
+    const decltype(upperRow) pair[2]{upperRow, rows.row(lower)};
     for (int x = 0; x < (width + 1) / 2; ++x) {
       const Yuv color = averageAt<kWeighted>(pair, x, width);
       u[x] = quantized<Sample>(kLevel<Sample> * (128.0f + 224.0f * color.u));
@@ -107,14 +140,14 @@ void YuvPacker::packChroma(AlphaRows& rows, AVFrame& frame, bool fields) const {
 
 // Chroma sample x: columns 2x-1, 2x, 2x+1 weighted 1 2 1, over two rows; columns outside repeat the border. Only the
 // chroma of the answer counts.
-template <bool kWeighted>
-YuvPacker::Yuv YuvPacker::averageAt(const unsigned char* const (&rows)[2], int x, int width) const {
+template <bool kWeighted, class Pixel>
+YuvPacker::Yuv YuvPacker::averageAt(const Pixel* const (&rows)[2], int x, int width) const {
   float sumU = 0.0f, sumV = 0.0f, sum = 0.0f;
-  for (const unsigned char* row : rows) {
+  for (const Pixel* row : rows) {
     for (int dx = -1; dx <= 1; ++dx) {
-      const unsigned char* pixel = pixelAt(row, std::clamp(2 * x + dx, 0, width - 1));
-      // 1 / 64 of a level keeps fully transparent places from dividing by zero.
-      const float share = kWeighted ? static_cast<float>(pixel[0]) + 1.0f / 64.0f : 1.0f;
+      const Pixel* pixel = pixelAt(row, std::clamp(2 * x + dx, 0, width - 1));
+      float share = 1.0f;
+      if constexpr (kWeighted) share = weightOf(pixel);
       const float weight = (dx == 0 ? 2.0f : 1.0f) * share;
       const Yuv color = toYuv(pixel);
       sumU += weight * color.u;

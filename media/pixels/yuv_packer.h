@@ -1,7 +1,8 @@
-// Rows of host order into YUV planes.
+// Rows of pictures into YUV planes.
 #pragma once
 
 #include "media/pixels/alpha_rows.h"
+#include "media/pixels/deep_rows.h"
 
 namespace kalvetra {
 
@@ -10,23 +11,28 @@ class YuvPacker {
  public:
   explicit YuvPacker(AVColorSpace matrix);
 
+  // `Rows` is AlphaRows or DeepRows.
   // YUV444P10 or YUVA444P10.
-  void pack444(AlphaRows& rows, AVFrame& frame) const;
-  // YUV420P, YUVA420P or YUV420P10. `fields`: even and odd rows are two interlaced fields, whose chroma is averaged
-  // within each; chroma rows alternate between them as the rows do.
+  template <class Rows>
+  void pack444(Rows& rows, AVFrame& frame) const;
+  // YUV420P, YUVA420P or YUV420P10; of deep pictures the last alone. `fields`: even and odd rows are two interlaced
+  // fields, whose chroma is averaged within each; chroma rows alternate between them as the rows do.
   void pack420(AlphaRows& rows, AVFrame& frame, bool fields) const;
+  void pack420(DeepRows& rows, AVFrame& frame, bool fields) const;
 
  private:
   struct Yuv {
     float y, u, v;  // y 0..1, u and v -0.5..0.5
   };
+  Yuv toYuv(float red, float green, float blue) const;
   Yuv toYuv(const unsigned char* argb) const;
-  template <class Sample>
-  void packLuma(AlphaRows& rows, AVFrame& frame) const;
-  template <class Sample, bool kWeighted>
-  void packChroma(AlphaRows& rows, AVFrame& frame, bool fields) const;
-  template <bool kWeighted>
-  Yuv averageAt(const unsigned char* const (&rows)[2], int x, int width) const;
+  Yuv toYuv(const float* rgba) const;
+  template <class Sample, class Rows>
+  void packLuma(Rows& rows, AVFrame& frame) const;
+  template <class Sample, bool kWeighted, class Rows>
+  void packChroma(Rows& rows, AVFrame& frame, bool fields) const;
+  template <bool kWeighted, class Pixel>
+  Yuv averageAt(const Pixel* const (&rows)[2], int x, int width) const;
 
   float red_, blue_;  // luma weights of the matrix
 };

@@ -135,7 +135,7 @@ TEST(FloatRgb, LinearLightIsEncodedAndClampedAlphaIsNot) {
   };
   for (const auto& c : cases) {
     const Image image = FrameConverter(kRgb).convert(*floatPicture(AV_PIX_FMT_GBRAPF32, c.gbra));
-    for (std::size_t i = 0; i < 4; ++i) EXPECT_NEAR(c.bytes[i], image.bytes[i], i == 2 ? 1 : 0) << i;
+    for (std::size_t i = 0; i < 4; ++i) EXPECT_NEAR(c.argb[i], image.bytes[i], i == 2 ? 1 : 0) << i;
   }
   const Image grey = FrameConverter(kRgb).convert(*floatPicture(AV_PIX_FMT_GRAYF32, {0.05f, 0, 0, 0}));
   for (const std::size_t i : {1u, 2u, 3u}) EXPECT_EQ(63, grey.bytes[i]);

@@ -1,0 +1,38 @@
+// Deep pictures into the planes that encoders take.
+#pragma once
+
+#include "media/alpha_mode.h"
+#include "media/picture.h"
+#include "media/pixels/light_curves.h"
+#include "media/pixels/packing_options.h"
+#include "media/pixels/yuv_packer.h"
+
+namespace kalvetra {
+
+// What FramePacker does for pictures of 8 bits. Thread-safe; holds constants only.
+//
+// Whole numbers (RGB(A) of 16 bits in either byte order, GBR(A)P of 10 to 16 bits, YUV(A)444P10 and YUV420P10 in
+// limited range): rounded once, kept to what the format holds. GBR(A)PF32: linear light of LightCurve, times alpha
+// where it is premultiplied; where halves are written, rounded to one, to the even one of two, at most 65504.
+class DeepPacker {
+ public:
+  // `transfer` is what the pictures' code values mean; only formats in floating point read it. Throws UserError when it
+  // cannot be made linear.
+  DeepPacker(AVPixelFormat format, AVColorSpace matrix, AlphaMode alpha, AVColorTransferCharacteristic transfer,
+             const PackingOptions& options);
+
+  // False for formats of 8 bits.
+  static bool handles(AVPixelFormat format);
+  FramePtr pack(const Image& image, bool fields) const;
+
+ private:
+  void packLight(const Image& image, AVFrame& frame) const;
+
+  AVPixelFormat format_;
+  AlphaMode alpha_;
+  PackingOptions options_;
+  YuvPacker yuv_;
+  LightCurve light_;
+};
+
+}  // namespace kalvetra
