@@ -124,9 +124,7 @@ class Prover {
 
   SourceOptions sourceOptions() const {
     SourceOptions options;
-    if (!format_.bare) return options;
-    const PictureFormat& pictures = written_.pictures();
-    options.raw = {pictures.width, pictures.height, pictures.frameRate, promise_.delivery.pixelFormat()};
+    if (format_.bare) options.raw = written_.asRaw();
     return options;
   }
 

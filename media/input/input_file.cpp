@@ -78,7 +78,7 @@ AVDictionary* demuxerOptions(const SourceOptions& options) {
   av_dict_set(&all, "framerate", (std::to_string(rate.num) + "/" + std::to_string(rate.den)).c_str(), 0);
   if (options.raw) {
     av_dict_set(&all, "pixel_format", av_get_pix_fmt_name(options.raw->format), 0);
-    const std::string size = std::to_string(options.raw->width) + "x" + std::to_string(options.raw->height);
+    const std::string size = std::to_string(options.raw->storedWidth()) + "x" + std::to_string(options.raw->height);
     av_dict_set(&all, "video_size", size.c_str(), 0);
   }
   return all;

@@ -7,6 +7,7 @@ extern "C" {
 #include <algorithm>
 
 #include "media/input/frame_rate.h"
+#include "media/pixels/float_pixels.h"
 #include "media/pixels/frame_converter.h"
 #include "support/user_error.h"
 
@@ -42,7 +43,8 @@ RawPictures parseRawPictures(const std::string& text) {
   if (!rate) refuse(text, std::string("names no frame rate ") + kFrameRateRange);
   raw.rate = *rate;
   const std::string format = text.substr(colon + 1);
-  raw.format = av_get_pix_fmt(format.c_str());
+  raw.floats = format == kFloatPixels;
+  raw.format = raw.floats ? kFloatPixelsStored : av_get_pix_fmt(format.c_str());
   if (!isPlain(raw.format)) {
     refuse(text, "names no pixel format of bare samples ('" + format + "'; ffmpeg -pix_fmts lists them)");
   }
@@ -50,7 +52,8 @@ RawPictures parseRawPictures(const std::string& text) {
     refuse(text,
            "names a pixel format that cannot be read ('" + format + "'; take one like bgra, rgb24 or yuv422p10le)");
   }
-  if (av_image_get_buffer_size(raw.format, raw.width, raw.height, 1) < 1) refuse(text, "names pictures of over 2 GiB");
+  if (av_image_get_buffer_size(raw.format, raw.storedWidth(), raw.height, 1) < 1)
+    refuse(text, "names pictures of over 2 GiB");
   return raw;
 }
 

@@ -7,6 +7,7 @@
 
 #include "media/alpha_mode.h"
 #include "media/input/exact_start.h"
+#include "media/pixels/float_pixels.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -42,6 +43,7 @@ bool Reader::next(SourceFrame& frame) {
   for (;;) {
     const int state = avcodec_receive_frame(decoder_.get(), frame.picture.get());
     if (state == 0) {
+      if (holdsFloatPixels()) frame.picture = planarFloats(*frame.picture);
       stamp(frame);
       return true;
     }

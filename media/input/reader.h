@@ -105,6 +105,7 @@ class Reader {
   FramePtr firstPicture();
   void refuseMirrored() const;
   int readPacket(AVPacket& packet);
+  bool holdsFloatPixels() const { return options_.raw && options_.raw->floats; }
   bool isWanted(int stream) const { return stream == videoIndex_ || copied_.contains(stream); }
   void countFromStart(AVPacket& packet) const;
   bool seekTo(std::int64_t target);

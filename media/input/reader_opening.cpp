@@ -89,11 +89,11 @@ void Reader::describePictures() {
   const AVCodecParameters& p = *stream.codecpar;
   if (p.width < 1 || p.height < 1)
     throw UserError(name_ + ": does not say how large its pictures are; the file is damaged");
-  if (p.width > kLargestSide || p.height > kLargestSide) {
+  if ((p.width > kLargestSide && !holdsFloatPixels()) || p.height > kLargestSide) {
     throw UserError(name_ + ": its pictures measure " + std::to_string(p.width) + " x " + std::to_string(p.height) +
                     ", more than 65535 on a side; scale them down first");
   }
-  format_.width = p.width;
+  format_.width = holdsFloatPixels() ? options_.raw->width : p.width;
   format_.height = p.height;
   format_.timeBase = stream.time_base;
   format_.frameRate = validOr(av_guess_frame_rate(input_.container.get(), &stream, nullptr), {25, 1});

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "media/pixels/float_pixels.h"
+
 namespace kalvetra {
 
 namespace {
@@ -20,6 +22,7 @@ Codec prores() {
           .purposes = {"editing"},
           .usual = true,
           .lossy = true,
+          .wideAlpha = true,
           .keepsFields = true,
           .codesFieldsApart = true};
 }
@@ -163,6 +166,12 @@ Codec nutPictures() {
   return codec;
 }
 
+Codec rawFloats() {
+  Codec codec = rawPictures("rgbaf32", "raw pictures, RGBA of floats", kFloatPixelsStored);
+  codec.floatPixels = true;
+  return codec;
+}
+
 std::vector<OutputFormat> makeFormats() {
   // Otherwise QuickTime and MP4 files keep only the few tags that they have a place of their own for.
   const CodecOptions allTags{{"movflags", "use_metadata_tags"}};
@@ -214,6 +223,7 @@ std::vector<OutputFormat> makeFormats() {
       {nutPictures(), nut},
       {rawPictures("raw", "raw pictures, BGRA", AV_PIX_FMT_BGRA), pixels(".bgra")},
       {rawPictures("rgba64", "raw pictures, RGBA of 16 bits", AV_PIX_FMT_RGBA64LE), pixels(".rgba64")},
+      {rawFloats(), pixels(".rgbaf32")},
   };
 }
 

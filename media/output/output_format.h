@@ -27,21 +27,23 @@ struct DeepSamples {
 };
 
 struct Codec {
-  std::string slug;                     // on command lines: "prores4444"
-  std::string what;                     // for people: "ProRes 4444"
-  std::vector<Encoder> encoders;        // the first that is installed is used
-  const char* decoder;                  // that reads it back, alpha included
-  AVPixelFormat pixelFormat;            // one that FramePacker makes
-  AVPixelFormat opaquePixelFormat;      // for pictures without alpha; the same where the codec has no other
-  std::vector<DeepSamples> deep{};      // other formats for deep pictures, bits ascending; none: the same
-  bool wholeFloats = false;             // samples in floating point are no halves
-  std::vector<AlphaMode> alpha{};       // what such a file may carry, its default first; empty: it has no alpha
+  std::string slug;                 // on command lines: "prores4444"
+  std::string what;                 // for people: "ProRes 4444"
+  std::vector<Encoder> encoders;    // the first that is installed is used
+  const char* decoder;              // that reads it back, alpha included
+  AVPixelFormat pixelFormat;        // one that FramePacker makes
+  AVPixelFormat opaquePixelFormat;  // for pictures without alpha; the same where the codec has no other
+  std::vector<DeepSamples> deep{};  // other formats for deep pictures, bits ascending; none: the same
+  bool floatPixels = false;         // bare floats, see media/pixels/float_pixels.h; the formats say how they are stored
+  bool wholeFloats = false;         // samples in floating point are no halves
+  std::vector<AlphaMode> alpha{};   // what such a file may carry, its default first; empty: it has no alpha
   std::vector<std::string> purposes{};  // it serves; the first codec of the table that serves one is its default
   bool usual = false;                   // endings or purposes choose it, so every installation should have it
   bool lossy = false;                   // colours come back changed
   bool pair = false;                    // has no alpha, but a second file beside it holds the matte
   double alphaTolerance = 0.0;          // mean absolute error of the alpha read back, in levels of 255; 0 for exact
   bool joins = true;                    // files that were encoded apart can be joined without encoding again
+  bool wideAlpha = false;               // alpha of deep pictures is put into the packets in 16 bits
   bool keepsFields = false;             // says that pictures consist of two fields, and which comes first
   bool codesFieldsApart = false;        // needs to know of fields when it encodes
   int keyFrames = 128, keySeconds = 0;  // from one picture that stands alone to the next, in frames or in seconds

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include "media/output/prores_alpha.h"
+#include "media/pixels/deep_packer.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -20,6 +22,11 @@ const Encoder& installedEncoder(const OutputFormat& format) {
     if (avcodec_find_encoder_by_name(encoder.name) != nullptr) return encoder;
   }
   return format.encoders.back();
+}
+
+// Where that fails, the alpha that the encoder has widened stays.
+void widenAlpha(AVPacket& packet, const AVFrame& frame) {
+  replaceProresAlpha(packet, wideAlphaOf(frame), frame.width, frame.height);
 }
 
 }  // namespace
@@ -104,7 +111,7 @@ void VideoEncoder::encode(FramePtr frame, std::int64_t time, std::int64_t durati
   frame->color_trc = context_->color_trc;
   frame->interlaced_frame = hasFields_ ? 1 : 0;
   frame->top_field_first = topFirst_ ? 1 : 0;
-  durations_[time] = duration;
+  pictures_[time] = {duration, wideAlphaOf(*frame) == nullptr ? nullptr : FramePtr(av_frame_clone(frame.get()))};
   const int error = avcodec_send_frame(context_.get(), frame.get());
   if (error < 0)
     throw UserError("a picture could not be encoded (" + errorText(error) + "); choose another kind of output");
@@ -123,10 +130,11 @@ void VideoEncoder::drain(const Deliver& deliver) {
     if (state == AVERROR(EAGAIN) || state == AVERROR_EOF) return;
     if (state < 0)
       throw UserError("a picture could not be encoded (" + errorText(state) + "); choose another kind of output");
-    const auto known = durations_.find(packet->pts);
-    if (known != durations_.end()) {
-      packet->duration = known->second;
-      durations_.erase(known);
+    const auto known = pictures_.find(packet->pts);
+    if (known != pictures_.end()) {
+      packet->duration = known->second.duration;
+      if (known->second.wideAlpha) widenAlpha(*packet, *known->second.wideAlpha);
+      pictures_.erase(known);
     }
     deliver(*packet);
     av_packet_unref(packet.get());

@@ -23,7 +23,7 @@ class VideoEncoder {
 
   using Deliver = std::function<void(AVPacket&)>;  // called with each finished packet, times in timeBase()
 
-  // Time and duration in timeBase(); times must grow.
+  // Time and duration in timeBase(); times must grow. Alpha of 16 bits that the frame carries goes into its packet.
   void encode(FramePtr frame, std::int64_t time, std::int64_t duration, const Deliver& deliver);
   void flush(const Deliver& deliver);
 
@@ -37,7 +37,11 @@ class VideoEncoder {
 
   std::unique_ptr<AVCodecContext, EncoderCloser> context_;
   bool hasFields_ = false, topFirst_ = false;
-  std::map<std::int64_t, std::int64_t> durations_;  // by time, of pictures still in the encoder
+  struct InEncoder {
+    std::int64_t duration;
+    FramePtr wideAlpha;  // a frame that refers to it, null without
+  };
+  std::map<std::int64_t, InEncoder> pictures_;  // by time, those still in the encoder
 };
 
 }  // namespace kalvetra

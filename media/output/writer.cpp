@@ -32,7 +32,11 @@ AVColorTransferCharacteristic transferOf(const PictureFormat& source, const Deli
 }
 
 PackingOptions packingOf(const Delivery& delivery) {
-  return {.deep = delivery.isDeep(), .halves = !delivery.format->wholeFloats, .dither = delivery.dither};
+  return {.deep = delivery.isDeep(),
+          .floatPixels = delivery.format->floatPixels,
+          .halves = !delivery.format->wholeFloats,
+          .wideAlpha = delivery.format->wideAlpha && delivery.alpha != AlphaMode::None,
+          .dither = delivery.dither};
 }
 
 }  // namespace
@@ -57,7 +61,14 @@ FramePtr PicturePacking::packUpright(const Image& image) const {
 }
 
 VideoEncoder PicturePacking::encoder(int threads, bool globalHeader) const {
-  return {*delivery_.format, delivery_.pixelFormat(), pictures_, color_, threads, globalHeader};
+  PictureFormat stored = pictures_;
+  if (delivery_.format->floatPixels) stored.width *= 2;
+  return {*delivery_.format, delivery_.pixelFormat(), stored, color_, threads, globalHeader};
+}
+
+RawPictures PicturePacking::asRaw() const {
+  return {pictures_.width, pictures_.height, pictures_.frameRate, delivery_.pixelFormat(),
+          delivery_.format->floatPixels};
 }
 
 Writer::Writer(const Delivery& delivery, const TemporaryOutput& output, const std::string& shownName, Reader& source,

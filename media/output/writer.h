@@ -29,6 +29,8 @@ class PicturePacking {
 
   const PictureFormat& pictures() const { return pictures_; }
   const ColorTags& color() const { return color_; }
+  // What a reader has to be given of a bare output.
+  RawPictures asRaw() const;
   // The encoder of such an output, whoever writes it. What it says of itself is what the file's header must say.
   VideoEncoder encoder(int threads, bool globalHeader = false) const;
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "media/pixels/deep_rows.h"
+#include "media/pixels/float_pixels.h"
 #include "media/plane_rows.h"
 #include "support/user_error.h"
 
@@ -57,7 +58,21 @@ float nearestHalf(float value) {
   return std::copysign(std::bit_cast<float>((bits + 0xFFFu + (bits >> 13 & 1u)) & ~0x1FFFu), value);
 }
 
+AVBufferRef* wideAlpha(const Image& image) {
+  AVBufferRef* buffer = av_buffer_alloc(image.bytes.size() / 8);
+  if (buffer == nullptr) throw std::bad_alloc();
+  auto* out = reinterpret_cast<std::uint16_t*>(buffer->data);
+  const std::size_t pixels = image.bytes.size() / 16;
+  const float* in = image.floats(0);
+  for (std::size_t i = 0; i < pixels; ++i) out[i] = static_cast<std::uint16_t>(levelOf(in[4 * i + 3], 65535.0f) + 0.5f);
+  return buffer;
+}
+
 }  // namespace
+
+const std::uint16_t* wideAlphaOf(const AVFrame& frame) {
+  return frame.opaque_ref == nullptr ? nullptr : reinterpret_cast<const std::uint16_t*>(frame.opaque_ref->data);
+}
 
 DeepPacker::DeepPacker(AVPixelFormat format, AVColorSpace matrix, AlphaMode alpha,
                        AVColorTransferCharacteristic transfer, const PackingOptions& options)
@@ -74,8 +89,10 @@ bool DeepPacker::handles(AVPixelFormat format) {
 }
 
 FramePtr DeepPacker::pack(const Image& image, bool fields) const {
+  if (options_.floatPixels) return floatPixels(image, alpha_);
   const AVPixFmtDescriptor& format = *av_pix_fmt_desc_get(format_);
   FramePtr frame = makePicture(format_, image.width, image.height);
+  if (options_.wideAlpha) frame->opaque_ref = wideAlpha(image);
   DeepRows rows(image, alpha_);
   if (isFloat(format)) {
     packLight(image, *frame);

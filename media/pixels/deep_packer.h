@@ -1,6 +1,8 @@
 // Deep pictures into the planes that encoders take.
 #pragma once
 
+#include <cstdint>
+
 #include "media/alpha_mode.h"
 #include "media/picture.h"
 #include "media/pixels/light_curves.h"
@@ -34,5 +36,8 @@ class DeepPacker {
   YuvPacker yuv_;
   LightCurve light_;
 };
+
+// The alpha of a frame in 16 bits a pixel, in rows without gaps, where the packer was asked for it; else null.
+const std::uint16_t* wideAlphaOf(const AVFrame& frame);
 
 }  // namespace kalvetra

@@ -2,7 +2,7 @@
 
 #include <bit>
 
-#include "media/pixels/linear_light.h"
+#include "media/pixels/light_curves.h"
 #include "media/pixels/picture_depth.h"
 #include "media/plane_rows.h"
 #include "support/user_error.h"
@@ -48,10 +48,10 @@ bool isLight(AVPixelFormat format) { return format == AV_PIX_FMT_GBRAPF32 || for
 FramePacker::FramePacker(AVPixelFormat format, AVColorSpace matrix, AlphaMode alpha,
                          AVColorTransferCharacteristic transfer, const PackingOptions& options)
     : format_(format), alpha_(alpha), dither_(options.dither), yuv_(matrix), light_{} {
-  if (options.deep && DeepPacker::handles(format)) {
+  if ((options.deep || options.floatPixels) && DeepPacker::handles(format)) {
     deep_.emplace(format, matrix, alpha, transfer, options);
   } else if (isLight(format)) {
-    light_ = linearLight(transfer);
+    light_ = LightCurve::ofBytes(transfer);
   }
 }
 

@@ -62,6 +62,13 @@ void applySystemGamma(float* red, float* green, float* blue, int count) {
   }
 }
 
+[[noreturn]] void refuse(AVColorTransferCharacteristic transfer) {
+  const char* name = av_color_transfer_name(transfer);
+  throw UserError("pictures whose transfer is '" +
+                  (name != nullptr ? std::string(name) : std::to_string(static_cast<int>(transfer))) +
+                  "' cannot be turned into linear light; convert the clip to BT.709 first, or choose png16");
+}
+
 }  // namespace
 
 void encodeSrgb(float* values, int count) { bend(values, count, srgbFromLight); }
@@ -82,13 +89,22 @@ LightCurve::Shape LightCurve::shapeOf(AVColorTransferCharacteristic transfer) {
       return Shape::Pq;
     case AVCOL_TRC_ARIB_STD_B67:
       return Shape::Hlg;
-    default: {
-      const char* name = av_color_transfer_name(transfer);
-      throw UserError("pictures whose transfer is '" +
-                      (name != nullptr ? std::string(name) : std::to_string(static_cast<int>(transfer))) +
-                      "' cannot be turned into linear light; convert the clip to BT.709 first, or choose png16");
-    }
+    default:
+      refuse(transfer);
   }
+}
+
+std::array<float, 256> LightCurve::ofBytes(AVColorTransferCharacteristic transfer) {
+  const Shape shape = shapeOf(transfer);
+  if (shape == Shape::Pq || shape == Shape::Hlg) refuse(transfer);
+  std::array<float, 256> light;
+  for (std::size_t level = 0; level < light.size(); ++level) {
+    const double code = static_cast<double>(level) / 255.0;
+    light[level] = static_cast<float>(shape == Shape::Bt709  ? lightFromBt709(code)
+                                      : shape == Shape::Srgb ? lightFromSrgb(code)
+                                                             : code);
+  }
+  return light;
 }
 
 void LightCurve::apply(float* red, float* green, float* blue, int count) const {

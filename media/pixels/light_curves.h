@@ -1,6 +1,8 @@
-// Code values and linear light in single precision, for deep pictures. Nothing is clamped: below 0 a curve is its own
-// mirror image, above 1 it goes on.
+// Code values and linear light. In deep pictures nothing is clamped: below 0 a curve is its own mirror image, above 1
+// it goes on.
 #pragma once
+
+#include <array>
 
 #include "media/ffmpeg.h"
 
@@ -22,7 +24,10 @@ class LightCurve {
   // Throws UserError that names any other transfer.
   explicit LightCurve(AVColorTransferCharacteristic transfer) : shape_(shapeOf(transfer)) {}
 
-  // Rows of a picture, in place.
+  // Of the code values 0..255 over 255, for pictures of 8 bits. Throws UserError for PQ and HLG.
+  static std::array<float, 256> ofBytes(AVColorTransferCharacteristic transfer);
+
+  // Rows of a deep picture, in place.
   void apply(float* red, float* green, float* blue, int count) const;
 
  private:

@@ -4,9 +4,11 @@
 namespace kalvetra {
 
 struct PackingOptions {
-  bool deep = false;   // the pictures are deep, and so are the planes where the format is
-  bool halves = true;  // floats are written as half floats
-  bool dither = true;  // colours of deep pictures are spread over the fixed pattern in formats of 8 bits
+  bool deep = false;         // the pictures are deep, and so are the planes where the format is
+  bool floatPixels = false;  // the planes are those of media/pixels/float_pixels.h
+  bool halves = true;        // floats are written as half floats
+  bool wideAlpha = false;    // the frame carries its alpha in 16 bits besides: see wideAlphaOf
+  bool dither = true;        // colours of deep pictures are spread over the fixed pattern in formats of 8 bits
 };
 
 }  // namespace kalvetra

@@ -11,7 +11,17 @@ namespace {
 template <class Load>
 void readWords(const std::uint8_t* from, const AVComponentDescriptor& c, int count, std::uint16_t* out, Load load) {
   const unsigned int mask = (1u << c.depth) - 1u;
-  for (int i = 0; i < count; ++i, from += c.step) out[i] = static_cast<std::uint16_t>(load(from) >> c.shift & mask);
+  const auto read = [&, shift = c.shift](std::ptrdiff_t step) {
+    for (int i = 0; i < count; ++i) out[i] = static_cast<std::uint16_t>(load(from + step * i) >> shift & mask);
+  };
+  switch (c.step) {  // known ones make vectors of the loop
+    case 1:
+      return read(1);
+    case 2:
+      return read(2);
+    default:
+      return read(c.step);
+  }
 }
 
 std::uint16_t nativeWord(const std::uint8_t* from) {

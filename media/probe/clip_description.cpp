@@ -6,6 +6,7 @@
 #include "media/alpha_mode.h"
 #include "media/input/reader.h"
 #include "media/input/timecode.h"
+#include "media/probe/float_levels.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -153,6 +154,7 @@ class Look {
       const AVFrame& picture = *frame.picture;
       if (number == 0) describeSamples(picture, reader_, clip_);
       if (number == 0) describeAlpha(picture, reader_, clip_);
+      if (number == 0) clip_.holdsLevels = holdsLevels(picture);
       if (number % 10 == 0) luma_.add(picture);
       times.push_back(frame.time);
       allKeys = allKeys && picture.key_frame != 0;

@@ -61,6 +61,7 @@ struct ClipDescription {
   int keyInterval = 0;                 // most pictures from one key picture to the next; 0 when not seen
   std::optional<double> bitsPerPixel;  // of the video, on average
   RangeDoubt rangeDoubt = RangeDoubt::None;
+  bool holdsLevels = false;        // floats of 0..255, see float_levels.h
   std::string gaps;                // of an image sequence, as a sentence
   std::string jumps;               // of its clock, as a sentence
   std::int64_t damagedFrames = 0;  // among those looked at

@@ -59,6 +59,12 @@ std::vector<std::string> keyingRisks(const ClipDescription& clip) {
                     " is guessed by the height, and a wrong guess shifts the screen's green");
   }
   if (clip.rangeDoubt != RangeDoubt::None) risks.push_back(rangeRisk(clip));
+  if (clip.holdsLevels) {
+    risks.push_back(
+        "its floats look like levels of 0..255, but 1 is white in such pictures: they will be far too bright; divide "
+        "them "
+        "by 255 first");
+  }
   if (clip.variableRate) {
     risks.push_back(
         "the frame rate varies; .mov, .mkv and .webm keep the times of the pictures, numbered files do not");

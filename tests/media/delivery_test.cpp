@@ -102,7 +102,8 @@ TEST(Deliveries, WhatDoesNotFitIsRefusedInOneSentence) {
        "the codec ffv1 does not fit the purpose editing; choose prores4444 or animation, or leave the purpose out"},
       {{"a.mov", "cinema"}, "'cinema' is no purpose; choose editing, web, compositing, archive or still"},
       {{"a.mov", "", "divx"},
-       "'divx' is no codec; choose prores4444, animation, ffv1, vp9, av1, h264, png, png16, exr, nut or raw"},
+       "'divx' is no codec; choose prores4444, animation, ffv1, vp9, av1, h264, png, png16, exr, exr32, "
+       "nut, raw, rgba64 or rgbaf32"},
       {{"a.avi"},
        "a.avi: '.avi' cannot be written; end the name in one of .mov (ProRes 4444), .mkv (FFV1, lossless), .webm "
        "(VP9), .mp4 (H.264), .png (PNG, lossless), .exr (OpenEXR, half float, linear light), .nut (NUT, raw pictures) "
@@ -114,7 +115,7 @@ TEST(Deliveries, WhatDoesNotFitIsRefusedInOneSentence) {
        "another kind of output: .mov, .mkv, .webm or .png"},
       {{"a.png", "", "", kPremultiplied},
        "a.png: PNG, lossless is straight by convention; for premultiplied alpha choose prores4444, animation, ffv1, "
-       "exr, nut or raw"},
+       "exr, exr32, nut, raw, rgba64 or rgbaf32"},
       {{"a.webm", "", "", kPremultiplied}, "a.webm: VP9 is straight by convention; for premultiplied alpha choose"},
       {{"a.exr", "", "", kStraight},
        "a.exr: OpenEXR, half float, linear light is premultiplied by convention; for straight alpha choose prores4444"},

@@ -17,6 +17,8 @@ TEST(RawPictures, SizeRateAndFormatAreRead) {
   EXPECT_EQ(AV_PIX_FMT_BGRA, film.format);
   EXPECT_EQ(0, av_cmp_q({25, 1}, parseRawPictures("2x2@25:rgb24").rate));
   EXPECT_EQ(0, av_cmp_q({2997, 100}, parseRawPictures("2x2@29.97:argb").rate));
+  const kalvetra::RawPictures floats = parseRawPictures("65535x2@25:rgbaf32");
+  EXPECT_TRUE(floats.floats && floats.width == 65535 && floats.storedWidth() == 131070);
   EXPECT_EQ(0, av_cmp_q({1, 2}, parseRawPictures("2x2@0.5:yuv422p10le").rate));
 }
 

@@ -1,0 +1,125 @@
+// Deep pictures through the encoders: what each kind of file says it holds, and what comes back.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <set>
+
+#include "media/output/delivery.h"
+#include "media/output/writer.h"
+#include "media/pixels/frame_converter.h"
+#include "media/probe/float_levels.h"
+#include "tests/support/run_program.h"
+#include "tests/support/scratch_folder.h"
+
+namespace {
+
+using namespace kalvetra;
+using kalvetra::test::need;
+using kalvetra::test::ScratchFolder;
+
+constexpr int kCodes = 1024, kHeight = 32;
+const std::atomic<bool> kNever{false};
+
+// Above, all codes of 10 bits in limited range, opaque; below, a colour whose alpha takes levels of 12 bits that 10
+// lack.
+Image ramps() {
+  Image image(kCodes, kHeight, PixelFormat::RgbaF32);
+  for (int y = 0; y < kHeight; ++y) {
+    float* pixel = image.floats(y);
+    for (int x = 0; x < kCodes; ++x, pixel += 4) {
+      const bool opaque = y < kHeight / 2;
+      std::fill_n(pixel, 3, opaque ? static_cast<float>(x - 64) / 876.0f : 0.5f);
+      pixel[3] = opaque ? 1.0f : static_cast<float>(4 * x + 2) / 4095.0f;
+    }
+  }
+  return image;
+}
+
+struct Written {
+  Image image;
+  std::string pixelFormat;  // as ffprobe names it
+};
+
+Written written(const DeliveryRequest& request, const ScratchFolder& folder) {
+  const std::string path = folder.path(request.path), clip = folder.path("clip.mov");
+  need(
+      "ffmpeg -nostdin -v error -y -f lavfi -i color=s=1024x32:d=0.04 -c:v libx264 -colorspace bt709 -color_primaries "
+      "bt709 -color_trc iec61966-2-1 -color_range tv " +
+      clip);
+  const Delivery delivery = chooseDelivery(request);
+  av_log_set_level(AV_LOG_QUIET);
+  TemporaryOutput output(path, true);
+  Reader source(clip, 1, kNever);
+  const PicturePacking packing(delivery, source.format());
+  Writer writer(delivery, output, path, source, 2);
+  writer.write(writer.pack(ramps()), {0, 1, 1});
+  writer.finish();
+  output.commit();
+  SourceOptions options;
+  if (delivery.format->bare) options.raw = packing.asRaw();
+  Reader reader(path, options, 1, kNever);
+  SourceFrame frame;
+  EXPECT_TRUE(reader.next(frame));
+  const ConversionOptions conversion{.deep = true, .premultiplied = delivery.alpha == AlphaMode::Premultiplied};
+  return {FrameConverter(reader.format().color, conversion).convert(*frame.picture),
+          options.raw ? "" : need("ffprobe -v error -of csv=p=0 -show_entries stream=pix_fmt " + path)};
+}
+
+TEST(DeepFiles, HoldTheLevelsTheyClaim) {
+  const double exact = 1e-7, tenBits = 0.5 / 1023, sixteenBits = 0.5 / 65535, half = 1.0 / 2048;
+  const struct {
+    DeliveryRequest request;
+    std::string pixelFormat;
+    double color, alpha;  // largest error
+    bool clipped;         // holds 0..1 alone
+  } kinds[] = {
+      {{.path = "a.mov", .depth = 16}, "yuva444p12le", 1.5 / 876, 1.0 / 4095, false},
+      {{.path = "a.mkv", .depth = 16}, "gbrap16le", sixteenBits, sixteenBits, true},
+      {{.path = "b.mkv", .depth = 10}, "gbrap10le", tenBits, tenBits, true},
+      {{.path = "c.mkv"}, "bgra", 1.0 / 255, 0.5 / 255, true},
+      {{.path = "a.png", .depth = 10}, "rgba64be", sixteenBits, sixteenBits, true},
+      {{.path = "a.nut", .depth = 16}, "rgba64le", sixteenBits, sixteenBits, true},
+      {{.path = "a.rgba64", .depth = 16}, "", sixteenBits, sixteenBits, true},
+      {{.path = "a.rgbaf32", .depth = 16}, "", exact, exact, false},
+      {{.path = "a.exr", .depth = 32}, "gbrapf32le", half, half, false},
+      {{.path = "b.exr", .codec = "exr32", .depth = 32}, "gbrapf32le", 1e-6, exact, false},
+  };
+  const Image wanted = ramps();
+  for (const auto& kind : kinds) {
+    SCOPED_TRACE(kind.request.path);
+    const ScratchFolder folder;
+    const Written file = written(kind.request, folder);
+    EXPECT_EQ(kind.pixelFormat, file.pixelFormat.substr(0, kind.pixelFormat.size()));
+    ASSERT_EQ(kCodes, file.image.width);
+    double color = 0.0, alpha = 0.0;
+    std::set<float> greys;
+    for (int x = 0; x < kCodes; ++x) {
+      const float grey = wanted.floats(8)[4 * x + 1], seen = file.image.floats(8)[4 * x + 1];
+      color = std::max<double>(color, std::abs(seen - (kind.clipped ? std::clamp(grey, 0.0f, 1.0f) : grey)));
+      alpha = std::max<double>(alpha, std::abs(file.image.floats(24)[4 * x + 3] - wanted.floats(24)[4 * x + 3]));
+      greys.insert(seen);
+    }
+    EXPECT_LE(color, kind.color + 1e-7);
+    EXPECT_LE(alpha, kind.alpha + 1e-7);
+    const bool lossless = kind.request.depth > 8 && kind.request.path != "a.mov";
+    EXPECT_GE(greys.size(), !lossless ? 200u : kind.clipped ? 877u : 1024u);
+  }
+}
+
+TEST(DeepFiles, FloatsThatHoldLevelsAreNoticed) {
+  const auto holds = [](auto value) {
+    const FramePtr frame = makePicture(AV_PIX_FMT_GRAYF32, 16, 16);
+    for (int i = 0; i < 256; ++i) {
+      reinterpret_cast<float*>(frame->data[0] + i / 16 * frame->linesize[0])[i % 16] = value(static_cast<float>(i));
+    }
+    return holdsLevels(*frame);
+  };
+  EXPECT_TRUE(holds([](float i) { return i; }));
+  EXPECT_TRUE(holds([](float i) { return i / 256 * 200.5f; }));
+  EXPECT_FALSE(holds([](float i) { return i / 255; }));
+  EXPECT_FALSE(holds([](float i) { return i < 250 ? i / 500 : 240.5f; })) << "a lamp in the picture";
+  EXPECT_FALSE(holds([](float i) { return i < 128 ? 0.0f : 1.0f; })) << "a matte";
+  EXPECT_FALSE(holds([](float i) { return i * 40; }));
+}
+
+}  // namespace
