@@ -23,8 +23,8 @@ Chroma hueNormal(float hue, double quarter) {
   return Rotation(quarter)(direction / length(direction));
 }
 
-ShadowCurve::ShadowCurve(float shadow) : active_(shadow != 1.0f) {
-  const double exponent = static_cast<double>((1.0f - shadow) + 1.0f);
+ShadowCurve::ShadowCurve(float shadow) : active_(shadow != 1.0f), exponent_((1.0f - shadow) + 1.0f) {
+  const double exponent = static_cast<double>(exponent_);
   for (int i = 0; i < 256; ++i) {
     const float x = static_cast<float>(i) / 255.0f;
     const float y = static_cast<float>(maths::pow(static_cast<double>(x), exponent));

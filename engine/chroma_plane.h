@@ -52,10 +52,12 @@ class ShadowCurve {
  public:
   explicit ShadowCurve(float shadow);
   bool active() const { return active_; }
+  float exponent() const { return exponent_; }
   unsigned char operator()(unsigned char opacity) const { return active_ ? table_[opacity] : opacity; }
 
  private:
   bool active_;
+  float exponent_;
   std::array<unsigned char, 256> table_;
 };
 

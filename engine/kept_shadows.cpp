@@ -1,6 +1,5 @@
 #include "engine/kept_shadows.h"
 
-#include <algorithm>
 #include <bit>
 #include <utility>
 
@@ -9,8 +8,6 @@
 namespace kalvetra {
 
 namespace {
-
-constexpr float kLeastNoise = 0.75f;  // levels: rounding alone, of the frame and of the plate
 
 std::array<int, 4> bitsOf(PixelFormat format, bool blueScreen) {
   std::array<int, 4> places{1, 2, 3, 0};
@@ -24,8 +21,7 @@ std::array<int, 4> bitsOf(PixelFormat format, bool blueScreen) {
 }  // namespace
 
 KeptShadows::KeptShadows(const KALVETRA_Param& param, float noise, bool matteView, PixelFormat format, bool blueScreen)
-    : mix_{matteView, noise > kLeastNoise ? std::min(noise, 255.0f) : kLeastNoise, PlateKeyGeometry(param).curve,
-           bitsOf(format, blueScreen)} {}
+    : mix_{matteView, shadowNoise(noise), PlateKeyGeometry(param).curve, bitsOf(format, blueScreen)} {}
 
 void KeptShadows::keep(const unsigned char* source, const unsigned char* plate, unsigned char* finished,
                        std::size_t pixels) const {

@@ -1,6 +1,7 @@
 // Shadows on a backdrop of which there is a picture: the last step of a keyed row.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 
 #include "engine/KALVETRA_Param.h"
@@ -12,6 +13,12 @@ namespace kalvetra {
 // Whether shadows are kept where a record keys against that plate, which may be null.
 inline bool keepsShadows(const KnownPlate* given, const KALVETRA_Param& param) {
   return given != nullptr && given->keepsShadows && param.bSmoothBG != 0;
+}
+
+// A plate's noise as kept shadows count it, in levels: at least that of rounding, of the frame and of the plate.
+inline float shadowNoise(float noise) {
+  constexpr float kLeast = 0.75f;
+  return noise > kLeast ? std::min(noise, 255.0f) : kLeast;
 }
 
 // What has the plate's paint, but less of its light, becomes black, as opaque as light is missing, in place of what the

@@ -2,15 +2,15 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
-#include <limits>
 #include <memory>
 #include <vector>
 
 #include "cpu/vectors.h"
 #include "engine/KalvetraFinalCut.h"
 #include "engine/background_plate.h"
+#include "engine/clip_levels.h"
+#include "engine/frame_memory.h"
 #include "engine/kept_shadows.h"
 #include "engine/pipeline.h"
 #include "engine/pixel_formats.h"
@@ -38,27 +38,16 @@ void limitByAlpha(const unsigned char* host, unsigned char* result, std::size_t 
   }
 }
 
-// The clip levels, in percent, that become 0 and 255.
-class Clip {
+class Clip : ClipLevels {
  public:
-  Clip(int black, int white)
-      : active_(!(black < 0.01 && white > 99.9)),
-        low_(roundedToInt(black * 255.0 / 100.0)),
-        high_(roundedToInt(white * 255.0 / 100.0)) {
-    if (low_ == high_ && low_ < std::numeric_limits<int>::max()) ++low_;
-  }
-  bool active() const { return active_; }
+  using ClipLevels::active, ClipLevels::ClipLevels;
   unsigned char operator()(unsigned char alpha) const {
-    return active_ ? clampToByte(CImagingZEP().LinerInter(int{alpha}, low_, high_, 0, 255)) : alpha;
+    return active ? clampToByte(CImagingZEP().LinerInter(int{alpha}, low, high, 0, 255)) : alpha;
   }
-
- private:
-  bool active_;
-  int low_, high_;
 };
 
 void clipMatte(unsigned char* result, std::size_t pixels, const Clip& clip) {
-  if (!clip.active()) return;
+  if (!clip.active) return;
   for (std::size_t i = 0; i < pixels; ++i) result[i * 4 + 3] = clip(result[i * 4 + 3]);
 }
 
@@ -67,23 +56,6 @@ void writeMatte(const unsigned char* result, unsigned char* host, std::size_t pi
     host[0] = 255;
     host[1] = host[2] = host[3] = result[3];
   }
-}
-
-// The bytes that a frame's rows lie between.
-struct Extent {
-  explicit Extent(const ConstFrame& frame)
-      : first(std::min(addressOf(frame, 0), addressOf(frame, frame.height - 1))),
-        end(std::max(addressOf(frame, 0), addressOf(frame, frame.height - 1)) +
-            static_cast<std::uintptr_t>(frame.width) * kPixelBytes) {}
-  static std::uintptr_t addressOf(const ConstFrame& frame, int y) {
-    return reinterpret_cast<std::uintptr_t>(frame.row(y));
-  }
-  std::uintptr_t first, end;
-};
-
-bool shareMemory(const ConstFrame& a, const ConstFrame& b) {
-  const Extent first(a), second(b);
-  return first.first < second.end && second.first < first.end;
 }
 
 // Calls draw(input, output) with both straight and apart in memory: the input as a copy where it is otherwise, the
@@ -130,7 +102,7 @@ void copyPremultiplied(ConstFrame input, Frame output) {
 // A whole picture by vectors; false, with nothing written, where it has to be rendered the plain way.
 bool streamed(const KeySettings& settings, const ConstFrame& input, const Frame& output, const Clip& clip,
               const RenderOptions& options) {
-  MatteFinish finish{settings.view == kKalvetraViewMatte, clip.active(), {}};
+  MatteFinish finish{settings.view == kKalvetraViewMatte, clip.active, {}};
   for (std::size_t i = 0; i < finish.clipped.size(); ++i) finish.clipped[i] = clip(static_cast<unsigned char>(i));
   if (!keysSomething(settings)) return streamFrame(input, output, {}, finish, options.workers);
   const KALVETRA_Param param = makeRecord(settings, nullptr, nullptr, input.width, input.height);

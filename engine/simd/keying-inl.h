@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include "engine/chroma_plane.h"
+#include "engine/key_geometry.h"
 #include "engine/simd/kernels.h"
 #include "engine/simd/lanes-inl.h"
 #include "engine/simd/unmixing-inl.h"
@@ -32,25 +33,30 @@ HWY_INLINE Colors keyedColors(VF alpha, VF y, VF foregroundY, Chromas despilled)
 // storeKeyed.
 template <ByteOrder kOrder>
 HWY_INLINE VU keyedPixels(const Colors& color, VF alpha, const ShadowCurve& curve) {
-  const VF Y = color.Y, I = color.at.I, Q = color.at.Q, half = all(0.5f);
-  const VI r = truncToBytes(((I * all(0.956f) + Y) + Q * all(0.62f)) + half);
-  const VI g = truncToBytes(((I * all(-0.272f) + Y) + Q * all(-0.647f)) + half);
-  const VI b = truncToBytes(((Y + I * all(-1.108f)) + Q * all(1.705f)) + half);
+  const Primaries p = primariesOf(color);
+  const VF half = all(0.5f);
+  const VI r = truncToBytes(p.r + half), g = truncToBytes(p.g + half), b = truncToBytes(p.b + half);
   return pixelsOf<kOrder>(b, g, r, shaped(truncInRange(DF(), alpha * all(255.0f)), curve));
 }
 
-// The skin side's despill normal: the geometry's own but for the bright lanes of `wanted`, which take a turned one.
-template <class Geometry>
-HWY_INLINE Chromas skinDespillAt(const Geometry& g, VF y, MF wanted) {
-  Chromas normal = all(g.skinDespill);
-  const MF bright = hn::And(wanted, y > all(200.0f));
-  if (!any(bright)) return normal;
-  HWY_ALIGN float ys[hn::MaxLanes(DF())];
-  hn::Store(y, DF(), ys);
-  normal.I = patched(normal.I, bright, [&](std::size_t i) { return g.skinDespillAt(ys[i]).I; });
-  normal.Q = patched(normal.Q, bright, [&](std::size_t i) { return g.skinDespillAt(ys[i]).Q; });
-  return normal;
-}
+// The turns of the formulas in the plain form's double precision.
+struct ExactTurns {
+  // The plate key's axis, by its quarter turn.
+  HWY_INLINE Chromas quarter(const PlateKeyGeometry& g, Chromas axis) const { return turned(axis, g.quarter); }
+
+  // The skin side's despill normal: the geometry's own but for the bright lanes of `wanted`, which take a turned one.
+  template <class Geometry>
+  HWY_INLINE Chromas skinDespill(const Geometry& g, VF y, MF wanted) const {
+    Chromas normal = all(g.skinDespill);
+    const MF bright = hn::And(wanted, y > all(200.0f));
+    if (!any(bright)) return normal;
+    HWY_ALIGN float ys[hn::MaxLanes(DF())];
+    hn::Store(y, DF(), ys);
+    normal.I = patched(normal.I, bright, [&](std::size_t i) { return g.skinDespillAt(ys[i]).I; });
+    normal.Q = patched(normal.Q, bright, [&](std::size_t i) { return g.skinDespillAt(ys[i]).Q; });
+    return normal;
+  }
+};
 
 // What the full geometry of a pass makes of a vector of pixels: those that it settles, and for the others, those with
 // an amount of 0 or more, what their luminance and colour follow from.

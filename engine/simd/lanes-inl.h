@@ -1,5 +1,5 @@
-// Vectors of the keying passes: luminances, chromas and pixels, a lane each. Every lane repeats the plain form's
-// operations in its order: branches become selections, nothing is fused or approximated.
+// Vectors of the keying passes, the exact and the deep ones: luminances, chromas and pixels, a lane each. Every lane
+// repeats the plain form's operations in its order: branches become selections, nothing is fused or approximated.
 #if defined(KALVETRA_SIMD_LANES_INL_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef KALVETRA_SIMD_LANES_INL_H
 #undef KALVETRA_SIMD_LANES_INL_H
@@ -29,12 +29,9 @@ using simd::redBit;
 using DF = hn::ScalableTag<float>;
 using DU = hn::Rebind<std::uint32_t, DF>;
 using DI = hn::Rebind<std::int32_t, DF>;
-using DHalf = hn::Half<DF>;
-using DD = hn::Rebind<double, DHalf>;
 using VF = hn::Vec<DF>;
 using VU = hn::Vec<DU>;
 using VI = hn::Vec<DI>;
-using VD = hn::Vec<DD>;
 using MF = hn::Mask<DF>;
 
 HWY_INLINE VF all(float value) { return hn::Set(DF(), value); }
@@ -66,13 +63,27 @@ HWY_INLINE VF channel(VU pixels) {
   return hn::ConvertTo(DF(), hn::BitCast(DI(), hn::And(hn::ShiftRight<kBit>(pixels), hn::Set(DU(), 0xFF))));
 }
 
+HWY_INLINE Colors colorsOf(VF r, VF g, VF b) {
+  return {
+      r * all(0.299f) + g * all(0.587f) + b * all(0.114f),
+      {r * all(0.596f) + g * all(-0.275f) + b * all(-0.321f), r * all(0.212f) + g * all(-0.523f) + b * all(0.311f)}};
+}
+
 template <ByteOrder kOrder>
 HWY_INLINE Colors colorsOf(VU pixels) {
   const VF b = channel<blueBit(kOrder)>(pixels), g = channel<greenBit(kOrder)>(pixels),
            r = channel<redBit(kOrder)>(pixels);
-  return {
-      r * all(0.299f) + g * all(0.587f) + b * all(0.114f),
-      {r * all(0.596f) + g * all(-0.275f) + b * all(-0.321f), r * all(0.212f) + g * all(-0.523f) + b * all(0.311f)}};
+  return colorsOf(r, g, b);
+}
+
+// Back again.
+struct Primaries {
+  VF r, g, b;
+};
+HWY_INLINE Primaries primariesOf(const Colors& color) {
+  const VF Y = color.Y, I = color.at.I, Q = color.at.Q;
+  return {(I * all(0.956f) + Y) + Q * all(0.62f), (I * all(-0.272f) + Y) + Q * all(-0.647f),
+          (Y + I * all(-1.108f)) + Q * all(1.705f)};
 }
 
 HWY_INLINE VI truncToBytes(VF v) { return truncToBytes(DF(), v); }
@@ -112,20 +123,6 @@ HWY_INLINE VI shaped(VI opacity, const ShadowCurve& curve) {
   hn::Store(opacity, DI(), lanes);
   for (std::size_t i = 0; i < hn::Lanes(DI()); ++i) lanes[i] = curve(static_cast<unsigned char>(lanes[i]));
   return hn::Load(DI(), lanes);
-}
-
-HWY_INLINE VD widenLower(VF v) { return hn::PromoteTo(DD(), hn::LowerHalf(DHalf(), v)); }
-HWY_INLINE VD widenUpper(VF v) { return hn::PromoteTo(DD(), hn::UpperHalf(DHalf(), v)); }
-HWY_INLINE VF narrowed(VD lower, VD upper) {
-  return hn::Combine(DF(), hn::DemoteTo(DHalf(), upper), hn::DemoteTo(DHalf(), lower));
-}
-
-// The turn about the origin, in double precision as the plain form does it.
-HWY_INLINE Chromas turned(Chromas a, const Rotation& by) {
-  const VD cosine = hn::Set(DD(), by.cosine()), sine = hn::Set(DD(), by.sine());
-  const VD i0 = widenLower(a.I), i1 = widenUpper(a.I), q0 = widenLower(a.Q), q1 = widenUpper(a.Q);
-  return {narrowed(i0 * cosine - q0 * sine, i1 * cosine - q1 * sine),
-          narrowed(i0 * sine + q0 * cosine, i1 * sine + q1 * cosine)};
 }
 
 // Calls plain(lane) for every lane of the mask and puts its float there.

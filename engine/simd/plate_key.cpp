@@ -9,36 +9,12 @@
 
 #include "cpu/dispatch.h"
 #include "engine/simd/keying-inl.h"
+#include "engine/simd/plate_formulas-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace kalvetra::HWY_NAMESPACE {
 
 namespace {
-
-// As in the plain form.
-struct PlateSight {
-  VF y, backdropY;
-  Chromas at, plate, offset, toGrey;
-  VF axisLength;
-  Chromas axis;
-  VF along, across;
-};
-
-HWY_INLINE PlateSight look(const PlateKeyGeometry& g, const Colors& pixel, const Colors& backdrop) {
-  PlateSight s;
-  s.y = pixel.Y;
-  s.backdropY = backdrop.Y + all(PlateKeyGeometry::kPlateOffset);
-  s.at = pixel.at;
-  s.plate = backdrop.at;
-  s.offset = s.at - s.plate;
-  s.toGrey = all(g.grey) - s.at;
-  const Chromas span = all(g.grey) - s.plate;
-  s.axisLength = hn::Sqrt(dot(span, span));
-  s.axis = span / s.axisLength;
-  s.along = dot(s.axis, s.offset) / s.axisLength;
-  s.across = dot(s.offset, turned(s.axis, g.quarter));
-  return s;
-}
 
 HWY_INLINE MF isKeyed(const PlateKeyGeometry& g, const PlateSight& s) {
   const VF zero = hn::Zero(DF());
@@ -48,11 +24,6 @@ HWY_INLINE MF isKeyed(const PlateKeyGeometry& g, const PlateSight& s) {
   return hn::Or(hn::Or(skin, blue), near);
 }
 
-HWY_INLINE VF shadowOpacity(const Stretch& stretch, VF y, VF backdropY) {
-  // Both signs turned round, which no rounding notices.
-  return stretch(hn::Max(backdropY - y, hn::Zero(DF())) / (backdropY + all(50.0f)));
-}
-
 template <ByteOrder kOrder>
 HWY_INLINE VU shadowPixels(VF alpha, MF darker, const ShadowCurve& curve) {
   const DI di;
@@ -60,47 +31,6 @@ HWY_INLINE VU shadowPixels(VF alpha, MF darker, const ShadowCurve& curve) {
   const auto black = hn::AndNot(opacity == hn::Zero(di), hn::RebindMask(di, darker));
   const VI shade = hn::IfThenZeroElse(black, hn::Set(di, 160));
   return pixelsOf<kOrder>(shade, shade, shade, opacity);
-}
-
-// `from` moved along `direction` until it meets the line through grey with normal `normal`.
-HWY_INLINE Chromas meet(Chromas from, Chromas direction, Chromas normal, Chromas toGrey) {
-  return from + direction * dot(normal, toGrey) / dot(normal, direction);
-}
-
-struct Cuts {
-  Chromas keyPoint, despilled;
-};
-
-HWY_INLINE Cuts cut(const PlateKeyGeometry& g, const PlateSight& s, MF wanted) {
-  const Chromas nearest = s.at + s.axis * dot(s.axis, s.toGrey);
-  const VF a = hn::Abs(s.across);
-  const MF outer = hn::And(wanted, a > all(10.0f));
-  if (!any(outer)) return {nearest, nearest};
-
-  const VF zero = hn::Zero(DF());
-  const MF skinSide = s.across <= zero;
-  const Chromas bound = select(skinSide, all(g.skinBound), all(g.blueBound));
-  const Chromas skinDespill = skinDespillAt(g, s.y, hn::And(outer, skinSide));
-  const Chromas despillNormal = select(skinSide, skinDespill, all(g.blueDespill));
-  const Chromas atBound = meet(s.at, s.axis, bound, s.toGrey);
-  const Chromas atDespill = meet(s.at, s.axis, despillNormal, s.toGrey);
-  const Chromas throughPixel = meet(s.plate, s.offset, bound, all(g.grey) - s.plate);
-  const VF f = all(1.0f) - dot(s.axis, select(skinSide, atBound, atDespill) - s.at) / s.axisLength;
-  const Chromas despilled = mix(atBound, throughPixel, f);
-
-  const VF t = ramp(a, 10.0f, 25.0f);
-  const MF innerSide = dot(bound, s.at) < zero;
-  const Chromas midDespilled =
-      select(innerSide, mix(nearest, s.at, t), select(skinSide, despilled, mix(nearest, despilled, t)));
-  const MF far = a >= all(25.0f);
-  const Chromas keyPoint = select(far, atDespill, mix(nearest, atDespill, t));
-  return {select(outer, keyPoint, nearest), select(outer, select(far, despilled, midDespilled), nearest)};
-}
-
-// How far the pixel is foreground, and its despilled chroma.
-HWY_INLINE VF amountOf(const PlateKeyGeometry& g, const PlateSight& s, Chromas keyPoint) {
-  const VF position = all(1.0f) - dot(s.axis, keyPoint - s.at) / s.axisLength;
-  return hn::Min(ramp(position, g.screenGain, 1.0f), all(1.0f));
 }
 
 template <ByteOrder kOrder>
@@ -166,7 +96,7 @@ class PlatePass {
 
   HWY_INLINE Geometry geometry(const std::array<VU, 2>& pixels) const {
     const DU du;
-    const PlateSight s = look(g_, colorsOf<kOrder>(pixels[0]), colorsOf<kOrder>(pixels[1]));
+    const PlateSight s = look(g_, ExactTurns(), colorsOf<kOrder>(pixels[0]), backdropOf(colorsOf<kOrder>(pixels[1])));
     const MF keyed = isKeyed(g_, s);
     const MF level = hn::And(s.across > all(-10.0f), s.across < all(10.0f));
     const MF shadow = hn::And(keyed, hn::And(level, s.along < all(g_.screenGain)));
@@ -175,7 +105,7 @@ class PlatePass {
     if (any(shadow)) {
       settled = hn::IfThenElse(hn::RebindMask(du, shadow), keyShadow(s.y, s.backdropY), settled);
     }
-    const Cuts c = cut(g_, s, despill);
+    const PlateCuts c = cut(g_, ExactTurns(), s, despill);
     return {settled, select(despill, amountOf(g_, s, c.keyPoint), all(-1.0f)), s.y, s.backdropY, c.despilled};
   }
 
@@ -197,9 +127,9 @@ class PlatePass {
     const DU du;
     const DF df;
     if (known_.filled && hn::AllTrue(du, plate == hn::LoadU(du, known_.row.data() + x))) return;
-    const Colors c = colorsOf<kOrder>(plate);
+    const Colors c = backdropOf(colorsOf<kOrder>(plate));
     hn::StoreU(plate, du, known_.row.data() + x);
-    hn::StoreU(c.Y + all(PlateKeyGeometry::kPlateOffset), df, known_.y.data() + x);
+    hn::StoreU(c.Y, df, known_.y.data() + x);
     hn::StoreU(c.at.I, df, known_.I.data() + x);
     hn::StoreU(c.at.Q, df, known_.Q.data() + x);
   }

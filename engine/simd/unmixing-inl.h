@@ -10,7 +10,7 @@
 #include <hwy/highway.h>
 
 #include "engine/chroma_plane.h"
-#include "engine/simd/lanes-inl.h"
+#include "engine/simd/double_lanes-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace kalvetra::HWY_NAMESPACE {
