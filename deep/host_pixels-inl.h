@@ -36,6 +36,15 @@ HWY_INLINE VF finite(VF v) {
   return select(below < all(std::numeric_limits<float>::lowest()), hn::Neg(largest), below);
 }
 
+// Whether nothing of these colours has to be mended or cut off, in whatever unit: nearly always.
+HWY_INLINE bool ordinary(const Channels& c) {
+  const auto small = [](VF v) HWY_ATTR { return hn::Abs(v) <= all(kLargestCode); };
+  return hn::AllTrue(DF(), hn::And(hn::And(small(c.red), small(c.green)), small(c.blue)));
+}
+HWY_INLINE Channels finite(const Channels& c) {
+  return ordinary(c) ? c : Channels{finite(c.red), finite(c.green), finite(c.blue), c.alpha};
+}
+
 // How a format's pixels are read. `kUnit` is what its alpha has where a pixel is opaque.
 template <PixelFormat kFormat>
 struct HostPixels {
@@ -56,20 +65,21 @@ struct HostPixels<PixelFormat::RgbaF32> {
   static HWY_INLINE Channels load(const unsigned char* pixels) {
     VF red, green, blue, alpha;
     hn::LoadInterleaved4(DF(), reinterpret_cast<const float*>(pixels), red, green, blue, alpha);
-    return {finite(red), finite(green), finite(blue), within(finite(alpha), 0.0f, 1.0f)};
+    // In this order NaN gives 0.
+    return finite({red, green, blue, least(most(alpha, hn::Zero(DF())), all(1.0f))});
   }
 };
 
 // Pixels in the unit of their format, alpha within 0..kUnit, all finite.
 template <PixelFormat kFormat>
 HWY_INLINE Channels straightPixels(const unsigned char* pixels, bool premultiplied) {
-  Channels c = HostPixels<kFormat>::load(pixels);
+  const Channels c = HostPixels<kFormat>::load(pixels);
   if (!premultiplied) return c;
   const auto divided = [&](VF color) HWY_ATTR {
-    const VF whole = finite(color * all(HostPixels<kFormat>::kUnit) / c.alpha);
+    const VF whole = color * all(HostPixels<kFormat>::kUnit) / c.alpha;
     return hn::IfThenZeroElse(c.alpha == hn::Zero(DF()), whole);
   };
-  return {divided(c.red), divided(c.green), divided(c.blue), c.alpha};
+  return finite({divided(c.red), divided(c.green), divided(c.blue), c.alpha});
 }
 
 // Of pixels in a format's unit.
@@ -77,8 +87,10 @@ template <PixelFormat kFormat>
 HWY_INLINE Channels levelsOf(const Channels& c) {
   if constexpr (HostPixels<kFormat>::kUnit == 255.0f) return c;
   const VF white = all(255.0f);
-  const auto level = [&](VF color) HWY_ATTR { return within(color * white, -kLargestLevel, kLargestLevel); };
-  return {level(c.red), level(c.green), level(c.blue), c.alpha * white};
+  const Channels levels{c.red * white, c.green * white, c.blue * white, c.alpha * white};
+  if (ordinary(c)) return levels;
+  const auto cut = [](VF level) HWY_ATTR { return within(level, -kLargestLevel, kLargestLevel); };
+  return {cut(levels.red), cut(levels.green), cut(levels.blue), levels.alpha};
 }
 
 // Calls work(constant) with the format as a std::integral_constant.
@@ -102,12 +114,16 @@ template <PixelFormat kFormat, class Body>
 HWY_INLINE void forHostPixels(const unsigned char* row, std::size_t pixels, const Body& body) {
   constexpr std::size_t kBytes = static_cast<std::size_t>(pixelBytes(kFormat));
   const std::size_t lanes = hn::Lanes(DF());
-  std::size_t x = 0;
-  for (; x + lanes <= pixels; x += lanes) body(row + x * kBytes, x);
-  if (x == pixels) return;
   HWY_ALIGN unsigned char last[hn::MaxLanes(DF()) * kBytes] = {};
-  std::memcpy(last, row + x * kBytes, (pixels - x) * kBytes);
-  body(last, x);
+  // One call of the body, so that it becomes part of the loop.
+  for (std::size_t x = 0; x < pixels; x += lanes) {
+    const unsigned char* at = row + x * kBytes;
+    if (x + lanes > pixels) {
+      std::memcpy(last, at, (pixels - x) * kBytes);
+      at = last;
+    }
+    body(at, x);
+  }
 }
 
 }  // namespace kalvetra::deep::HWY_NAMESPACE
