@@ -174,23 +174,48 @@ TEST(DeepBackdrop, ExpectsTheChromaOfTheTableInBytes) {
   }
 }
 
-// Of three rows, with a hole in the middle of the second and one in a row of nothing but holes.
+// A small copy whose right half has another paint than the left one, which has the key colour: what the plate has
+// there.
+TEST(DeepBackdrop, IsMadeOfTheKeyColoursPaintAlone) {
+  struct Case {
+    std::array<float, 3> key, other;
+    bool survives;
+  };
+  for (const Case& c : {Case{{40, 150, 70}, {42, 156, 72}, true},        // nearly the same
+                        Case{{40, 150, 70}, {80, 140, 95}, false},       // of its hue, 28 away in chroma
+                        Case{{40, 150, 70}, {150, 150, 75}, false},      // of none of the backdrop's hues
+                        Case{{10, 150, 70}, {1.5f, 150, 70}, true},      // with a little red
+                        Case{{10, 150, 70}, {0.5f, 150, 70}, false}}) {  // without
+    KALVETRA_Param param = makeRecord(greenKey(), nullptr, nullptr, 60, 40);
+    for (std::size_t i = 0; i < 3; ++i) param.keyColor[i][0] = static_cast<unsigned char>(c.key[i]);
+    deep::SmallPlate plate(60, 40);
+    for (int y = 0; y < 40; ++y) {
+      for (int x = 0; x < 60; ++x) std::copy_n((x < 30 ? c.key : c.other).data(), 3, plate.row(y) + 4 * x);
+    }
+    deep::makePlate(param, plate);
+    for (std::size_t i = 0; i < 3; ++i) {
+      EXPECT_NEAR(plate.row(20)[4 * 59 + i], c.survives ? c.other[i] : c.key[i], 0.01) << c.other[0];
+    }
+  }
+}
+
+// Of three rows: two holes below each other, then a row of nothing but holes, then no colour at all.
 TEST(DeepBackdrop, HolesAreFilledAlongAndSettledDown) {
   deep::SmallPlate plate(3, 3);
   HoleMap surviving(3, 3, 0);
-  const float levels[3][3]{{6, 90, 6}, {10, 0, 40}, {5, 50, 5}};
+  const float levels[3][3]{{6, 90, 6}, {10, 0, 40}, {5, 0, 50}};
   for (int y = 0; y < 3; ++y) {
     for (int x = 0; x < 3; ++x) {
       std::fill_n(plate.row(y) + 4 * x, 3, levels[y][x]);
-      surviving.row(y)[x] = x == 1 && y == 1 ? 0 : 1;
+      surviving.row(y)[x] = x == 1 && y > 0 ? 0 : 1;
     }
   }
   const KALVETRA_Param param = makeRecord(greenKey(), nullptr, nullptr, 3, 3);
-  deep::fillHoles(plate, surviving, param);
-  EXPECT_EQ(plate.row(1)[4], 70);  // the mean of its column; 20 along the row
+  deep::fillHoles(plate, surviving, param);  // along the rows with 10 + 30 / 3 and 5 + 45 / 3
+  EXPECT_EQ(plate.row(1)[4], (90 + 20) / 2);
+  EXPECT_EQ(plate.row(2)[4], 20);
 
   for (int x = 0; x < 3; ++x) surviving.row(2)[x] = 0;
-  surviving.row(1)[1] = 0;
   deep::fillHoles(plate, surviving, param);
   const float average = (6 + 90 + 6 + 10 + 40) / 5.0f;  // what the last row begins with
   EXPECT_FLOAT_EQ(plate.row(1)[4], (90 + average) / 2);
