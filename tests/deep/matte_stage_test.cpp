@@ -85,8 +85,8 @@ TEST(DeepDeblocking, BlursChromaAloneTheSameEverywhere) {
         const auto mean = [&](double r, double g, double b) {
           return boxMean(kSize, x, y, radius, [&](int u, int v) { return sum(u, v, r, g, b); });
         };
-        const double luma = sum(x, y, 0.299, 0.587, 0.114), cr = mean(0.5, -0.4187, -0.0813),
-                     cb = mean(-0.1687, -0.3313, 0.5);
+        const double luma = sum(x, y, 0.299, 0.587, 0.114), cr = mean(0.5, -0.4187, -0.0813) - 0.5,
+                     cb = mean(-0.1687, -0.3313, 0.5) - 0.5;
         const float* color = colors.data() + 3 * (y * kSize.width + x);
         ASSERT_NEAR(color[0], (luma + 1.402 * cr) * 255 / 256, 0.01);
         ASSERT_NEAR(color[1], (luma - 0.34414 * cb - 0.71414 * cr) * 255 / 256, 0.01);
@@ -103,9 +103,10 @@ TEST(DeepDeblocking, TakesAnything) {
   std::vector<float> values(40 * 4, 0.5f);
   values[20 * 4] = std::numeric_limits<float>::infinity();
   const auto* bytes = reinterpret_cast<const unsigned char*>(values.data());
-  EXPECT_NEAR(deblocked(packedFrame(bytes, 1, 1, PixelFormat::RgbaF32), 10, 1)[0], 127.5 * 255 / 256, 0.01);
+  constexpr double kGrey = (127.5 - 1.402 * 0.5) * 255 / 256;
+  EXPECT_NEAR(deblocked(packedFrame(bytes, 1, 1, PixelFormat::RgbaF32), 10, 1)[0], kGrey, 0.01);
   const std::vector<float> row = deblocked(packedFrame(bytes, 40, 1, PixelFormat::RgbaF32), 2, 1);
-  for (const int x : {0, 17, 23, 39}) EXPECT_NEAR(row[static_cast<std::size_t>(3 * x)], 127.5 * 255 / 256, 0.01) << x;
+  for (const int x : {0, 17, 23, 39}) EXPECT_NEAR(row[static_cast<std::size_t>(3 * x)], kGrey, 0.01) << x;
 }
 
 struct Treatment {
