@@ -14,6 +14,9 @@ using Bytes = std::vector<unsigned char>;
 // resampling has smoothed the clip's own. `index` 0..59.
 Bytes cameraFrame(Size size, int index);
 
+// An image in host order as one of floats, 16 bytes a pixel.
+Bytes floatFrame(const Bytes& image);
+
 // The same image with the bytes of every pixel in reverse order: host order to working order and back.
 Bytes reversedPixels(Bytes image);
 

@@ -15,6 +15,7 @@
 
 #include "bench/stage_inputs.h"
 #include "cpu/cpu_level.h"
+#include "deep/render.h"
 #include "engine/render.h"
 #include "plates/fit.h"
 #include "sample/test_images.h"
@@ -142,13 +143,18 @@ struct FrameVariant {
 
 constexpr FrameVariant kFrameVariants[]{{"default", 1, 0}, {"no-plate", 0, 0}, {"all-options", 1, 1}};
 
+kalvetra::KeySettings settingsOf(const FrameVariant& variant) {
+  kalvetra::KeySettings s = kalvetra::bench::screenSettings();
+  s.smoothBG = variant.smoothBG;
+  s.deBlocking = s.edgeContract = s.edgeBlur = variant.options;
+  return s;
+}
+
 // "frame/default/1080p/avx2".
 void addFrames() {
   const Pass& pass = passNamed(passes(), "render-entry");
   for (const FrameVariant& variant : kFrameVariants) {
-    kalvetra::KeySettings s = kalvetra::bench::screenSettings();
-    s.smoothBG = variant.smoothBG;
-    s.deBlocking = s.edgeContract = s.edgeBlur = variant.options;
+    const kalvetra::KeySettings s = settingsOf(variant);
     const auto run = [s](const kalvetra::bench::Images& i) { kalvetra::bench::renderImages(s, i); };
     for (const FrameSize& frame : kFrameSizes) {
       addJob({std::string("frame/") + variant.name + "/" + frame.name,
@@ -156,6 +162,37 @@ void addFrames() {
               {variant.name, run},
               frame.size,
               [size = frame.size] { return kalvetra::bench::cameraFrame(size, 0); },
+              [] { return Bytes(); },
+              {}});
+    }
+  }
+}
+
+// "deep/default/1080p/avx2": frames of floats in the deep lane, beside frame/default; "deep/bytes" keys the same frame
+// in bytes there.
+void addDeepFrames() {
+  static const Pass pass{.name = "deep", .settings = {}, .resultBytes = [](Size size) {
+                           return std::size_t{16} * size.width * size.height;
+                         }};
+  std::vector<FrameVariant> variants(std::begin(kFrameVariants), std::end(kFrameVariants));
+  variants.push_back({"bytes", 1, 0});
+  for (const FrameVariant& variant : variants) {
+    const kalvetra::KeySettings s = settingsOf(variant);
+    const bool floats = variant.name != variants.back().name;
+    const auto format = floats ? kalvetra::PixelFormat::RgbaF32 : kalvetra::PixelFormat::Argb8;
+    const auto run = [s, format](const kalvetra::bench::Images& i) {
+      renderDeep(s, kalvetra::packedFrame(i.source, i.size.width, i.size.height, format),
+                 kalvetra::packedFrame(i.result, i.size.width, i.size.height, kalvetra::PixelFormat::RgbaF32));
+    };
+    for (const FrameSize& frame : kFrameSizes) {
+      addJob({std::string("deep/") + variant.name + "/" + frame.name,
+              &pass,
+              {variant.name, run},
+              frame.size,
+              [size = frame.size, floats] {
+                const Bytes bytes = kalvetra::bench::cameraFrame(size, 0);
+                return floats ? kalvetra::bench::floatFrame(bytes) : bytes;
+              },
               [] { return Bytes(); },
               {}});
     }
@@ -254,6 +291,7 @@ int main(int argc, char** argv) try {
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
   addPasses();
   addFrames();
+  addDeepFrames();
   addPlates();
   addFit();
   addThreads();
