@@ -125,7 +125,7 @@ PlateRow cleanRow(ClipPictures& clip, const std::string& file, const std::vector
   std::vector<ShotSample> shot;
   for (const PlateSample& sample : samples) shot.push_back({sample.picture->frame(), sample.fitted.get()});
   const std::vector<unsigned char> argb = mean.mean();
-  CleanPlate clean = correctedPlate(packedFrame(argb.data(), mean.width(), mean.height()), shot);
+  CleanPlate clean = correctedPlate(packedFrame(argb.data(), mean.width(), mean.height(), mean.format()), shot);
   if (!clean.refusal.empty()) throw UserError(file + ": " + clean.refusal);
   for (const std::string& note : clean.notes) notes.push_back(file + ": " + note);
   return PlateRow(std::make_shared<const Plate>(std::move(clean.plate)));

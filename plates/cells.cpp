@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <type_traits>
+#include <utility>
 
 #include "engine/pixel_formats.h"
 #include "plates/plane.h"
@@ -104,6 +106,23 @@ void refineTint(const std::vector<Pair>& pairs, float reach, Light& light, float
   }
 }
 
+Plate inFloats(const Plate& plate) {
+  Plate floats = blankPlate(PixelFormat::RgbaF32, plate.width, plate.height);
+  for (std::size_t i = 0; i < plate.pixels(); ++i) setColor(floats, i, colorOf(plate, i));
+  floats.noise = plate.noise;
+  floats.keepsShadows = plate.keepsShadows;
+  return floats;
+}
+
+template <class Value>
+void mix(std::vector<Value>& values, const std::vector<Value>& others, float share) {
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const auto one = static_cast<float>(values[i]), other = static_cast<float>(others[i]);
+    const float mixed = one + (other - one) * share;
+    values[i] = static_cast<Value>(std::is_integral_v<Value> ? mixed + 0.5f : mixed);
+  }
+}
+
 }  // namespace
 
 float paintOff(const Rgb& a, const Rgb& b) {
@@ -118,7 +137,7 @@ float medianOf(std::vector<float>& values) {
   return *middle;
 }
 
-Cells cellsOf(const ConstFrame& picture, const unsigned char* counts) {
+Cells cellsOf(const ConstFrame& picture, const unsigned char* counts, bool isBlue) {
   if (picture.width < 1 || picture.height < 1) return {};
   std::array<std::size_t, kCellColumns * kSamples> places;
   for (std::size_t i = 0; i < places.size(); ++i)
@@ -127,7 +146,8 @@ Cells cellsOf(const ConstFrame& picture, const unsigned char* counts) {
   std::vector<Rgb> counted(kCellColumns), all(kCellColumns);
   std::vector<float> numbers(kCellColumns);
   std::vector<unsigned char> converted;
-  const bool isPlain = picture.format == PixelFormat::Argb8 && !picture.premultiplied;
+  const bool isFloat = picture.format == PixelFormat::RgbaF32;
+  const bool isPlain = isFloat || (picture.format == PixelFormat::Argb8 && !picture.premultiplied);
   if (!isPlain) converted.resize(static_cast<std::size_t>(picture.width) * kPixelBytes);
   for (int row = 0; row < kCellRows; ++row) {
     std::fill(counted.begin(), counted.end(), Rgb{});
@@ -141,14 +161,21 @@ Cells cellsOf(const ConstFrame& picture, const unsigned char* counts) {
       const unsigned char* const map =
           counts == nullptr ? nullptr : counts + static_cast<std::size_t>(y) * static_cast<std::size_t>(picture.width);
       for (std::size_t i = 0; i < places.size(); ++i) {
-        const unsigned char* const p = pixels + places[i] * kPixelBytes;
+        Rgb color;
+        if (isFloat) {
+          const auto levels = levelsAt(picture, static_cast<int>(places[i]), y);
+          color = {levels[1], levels[2], levels[3]};
+        } else {
+          const unsigned char* const p = pixels + places[i] * kPixelBytes;
+          color = {static_cast<float>(p[1]), static_cast<float>(p[2]), static_cast<float>(p[3])};
+        }
+        if (isBlue) std::swap(color[1], color[2]);
         const float count = map == nullptr || map[places[i]] >= 128 ? 1.0f : 0.0f;
         const std::size_t cell = i / kSamples;
         numbers[cell] += count;
         for (std::size_t c = 0; c < 3; ++c) {
-          const float v = p[c + 1];
-          all[cell][c] += v;
-          counted[cell][c] += count * v;
+          all[cell][c] += color[c];
+          counted[cell][c] += count * color[c];
         }
       }
     }
@@ -202,31 +229,37 @@ Tint significantTint(const Light& light) {
 }
 
 Plate mixedPlate(const Plate& a, const Plate& b, float share) {
+  if (a.format() != b.format()) return mixedPlate(inFloats(a), inFloats(b), share);
   Plate mixed = a;
-  const auto part = static_cast<std::uint16_t>(share * 256.0f + 0.5f);
-  const auto rest = static_cast<std::uint16_t>(256 - part);
-  for (std::size_t i = 0; i < mixed.argb.size(); ++i) {
-    const auto sum = static_cast<std::uint16_t>(a.argb[i] * rest + b.argb[i] * part + 128);  // at most 65408
-    mixed.argb[i] = static_cast<unsigned char>(sum >> 8);
-  }
+  mix(mixed.argb, b.argb, static_cast<float>(static_cast<int>(share * 256.0f + 0.5f)) / 256.0f);
+  mix(mixed.rgba, b.rgba, share);
   mixed.noise = a.noise + share * (b.noise - a.noise);
   mixed.keepsShadows = a.keepsShadows && b.keepsShadows;
   return mixed;
 }
 
-Plate tintedPlate(const Plate& plate, const Tint& tint) {
+void ColorRange::widen(const Cells& cells) {
+  for (const Cell& cell : cells) {
+    for (std::size_t c = 0; c < 3; ++c) {
+      least[c] = std::min(least[c], cell.color[c]);
+      most[c] = std::max(most[c], cell.color[c]);
+    }
+  }
+}
+
+Plate tintedPlate(const Plate& plate, const Tint& tint, const ColorRange& range) {
   std::array<std::array<unsigned char, 256>, 3> tables;
   for (std::size_t c = 0; c < 3; ++c) {
     for (std::size_t v = 0; v < 256; ++v)
       tables[c][v] = static_cast<unsigned char>(std::clamp(tint.of(static_cast<float>(v), c) + 0.5f, 0.0f, 255.0f));
   }
-  Plate tinted{std::vector<unsigned char>(plate.argb.size()), plate.width, plate.height, plate.noise,
-               plate.keepsShadows};
-  for (std::size_t i = 0; i + 4 <= plate.argb.size(); i += 4) {
-    tinted.argb[i] = plate.argb[i];
-    tinted.argb[i + 1] = tables[0][plate.argb[i + 1]];
-    tinted.argb[i + 2] = tables[1][plate.argb[i + 2]];
-    tinted.argb[i + 3] = tables[2][plate.argb[i + 3]];
+  Plate tinted = plate;
+  for (std::size_t i = 0; i + 4 <= tinted.argb.size(); i += 4) {
+    for (std::size_t c = 0; c < 3; ++c) tinted.argb[i + 1 + c] = tables[c][plate.argb[i + 1 + c]];
+  }
+  for (std::size_t i = 0; i + 4 <= tinted.rgba.size(); i += 4) {
+    for (std::size_t c = 0; c < 3; ++c)
+      tinted.rgba[i + c] = range.of(tint.of(255.0f * plate.rgba[i + c], c), c) / 255.0f;
   }
   return tinted;
 }

@@ -1,17 +1,16 @@
 // Pictures as coarse grids of colours, to compare their light by: cheap, and enough for what a lamp does.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <vector>
 
 #include "engine/frame.h"
+#include "plates/levels.h"
 #include "plates/plate.h"
 
 namespace kalvetra::plates {
-
-// Red, green and blue: of a colour in levels, 0..255, of a gain as factors.
-using Rgb = std::array<float, 3>;
 
 inline float sumOf(const Rgb& c) { return c[0] + c[1] + c[2]; }
 
@@ -32,8 +31,8 @@ struct Cell {
 using Cells = std::vector<Cell>;  // row by row, kCells of them; none of an empty picture
 
 // Of 4 x 4 samples a cell, each one pixel. `counts`, where given, has a byte for each pixel of the picture: samples of
-// less than 128 do not count.
-Cells cellsOf(const ConstFrame& picture, const unsigned char* counts = nullptr);
+// less than 128 do not count. With `isBlue`, green and blue change places.
+Cells cellsOf(const ConstFrame& picture, const unsigned char* counts = nullptr, bool isBlue = false);
 
 // What light makes of a colour. A gain for all channels, and for each bright one its own; for a dark one rather an
 // offset, as its ratio says little.
@@ -64,9 +63,17 @@ Light lightOf(const Cells& picture, const Cells& plate);
 // to a quarter of a level, all of it from three quarters on, continuous between.
 Tint significantTint(const Light& light);
 
-// Colours a + share * (b - a); plates of one size.
+// Colours a + share * (b - a), in whole steps of a 256th where they are bytes; plates of one size.
 Plate mixedPlate(const Plate& a, const Plate& b, float share);
 
-Plate tintedPlate(const Plate& plate, const Tint& tint);
+// The levels that pictures hold: those of bytes, and what their cells have beyond.
+struct ColorRange {
+  Rgb least{}, most{255.0f, 255.0f, 255.0f};
+  void widen(const Cells& cells);
+  float of(float level, std::size_t c) const { return std::clamp(level, least[c], most[c]); }
+};
+
+// Held to `range`: where a camera clips the screen, more light makes it no brighter.
+Plate tintedPlate(const Plate& plate, const Tint& tint, const ColorRange& range);
 
 }  // namespace kalvetra::plates

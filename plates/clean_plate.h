@@ -7,6 +7,7 @@
 
 #include "engine/frame.h"
 #include "plates/fit.h"
+#include "plates/levels.h"
 #include "plates/plate.h"
 
 namespace kalvetra {
@@ -17,16 +18,19 @@ class CleanPlateMean {
   static constexpr std::size_t kMost = 9;
 
   // A frame, of the first one's size; after kMost more change nothing. Throws std::invalid_argument for one of another
-  // size.
+  // size. Keeps 4 bytes a pixel, 6 where the first is of floats.
   void add(const ConstFrame& frame);
-  // Packed straight Argb8 of the frames' size, opaque; empty before the first.
+  // The bytes of a packed straight picture of the frames' size, opaque; empty before the first.
   std::vector<unsigned char> mean() const;
+  PixelFormat format() const { return format_; }  // Argb8, or RgbaF32 where the first frame is
   int width() const { return width_; }
   int height() const { return height_; }
 
  private:
   int width_ = 0, height_ = 0;
-  std::vector<std::vector<unsigned char>> frames_;
+  PixelFormat format_ = PixelFormat::Argb8;
+  std::vector<std::vector<unsigned char>> frames_;  // of either format
+  std::vector<plates::FineColors> fineFrames_;
 };
 
 // A frame of the shot that the plate is for, and what was fitted to it.

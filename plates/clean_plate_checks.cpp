@@ -34,7 +34,7 @@ Planes planesOf(const Plate& plate) {
   Planes planes;
   for (std::size_t c = 0; c < 3; ++c) {
     planes[c] = Plane(plate.width, plate.height);
-    for (std::size_t i = 0; i < planes[c].values.size(); ++i) planes[c][i] = plate.argb[i * kPixelBytes + 1 + c];
+    for (std::size_t i = 0; i < planes[c].values.size(); ++i) planes[c][i] = colorOf(plate, i)[c];
     planes[c] = boxMean(planes[c], 1);
   }
   return planes;
@@ -103,7 +103,7 @@ void checkCamera(const CleanView& view, const Plane& screen, CleanPlate& result)
   const Texture clean = textureOf(view.plate.picture(), counts.data());
   ScreenShift best;
   for (const CleanSample& sample : view.samples) {
-    const ScreenShift shift = shiftBetween(clean, textureOf(pictureOf(view, sample.argb), sample.bare.data()));
+    const ScreenShift shift = shiftBetween(clean, textureOf(sample.picture, sample.bare.data(), view.isBlue));
     if (shift.likeness > best.likeness) best = shift;
   }
   const float longer = static_cast<float>(std::max(view.plate.width, view.plate.height));
@@ -138,12 +138,16 @@ float noiseOf(const CleanView& view) {
   constexpr std::size_t kStep = 7;  // of the pixels, no divisor of a width that comes up
   std::vector<float> off;
   for (const CleanSample& sample : view.samples) {
-    Light light = lightOf(cellsOf(pictureOf(view, sample.argb), sample.bare.data()), cellsOf(view.plate.picture()));
-    for (std::size_t i = 0; i < sample.bare.size(); i += kStep) {
-      if (sample.bare[i] < 128) continue;
-      for (std::size_t c = 0; c < 3; ++c) {
-        const std::size_t at = i * kPixelBytes + 1 + c;
-        off.push_back(std::abs(sample.argb[at] - light.tint.of(view.plate.argb[at], c)));
+    const Light light = lightOf(cellsOf(view, sample), cellsOf(view.plate.picture()));
+    LevelRows rows(sample.picture, view.isBlue);
+    const auto width = static_cast<std::size_t>(view.plate.width);
+    for (std::size_t i = 0; i < sample.bare.size();) {
+      const float* const row = rows.row(static_cast<int>(i / width));
+      for (const std::size_t end = (i / width + 1) * width; i < end; i += kStep) {
+        if (sample.bare[i] < 128) continue;
+        const float* const seen = row + i % width * 4 + 1;
+        const Rgb plate = colorOf(view.plate, i);
+        for (std::size_t c = 0; c < 3; ++c) off.push_back(std::abs(seen[c] - light.tint.of(plate[c], c)));
       }
     }
   }
@@ -206,11 +210,10 @@ void correct(CleanView& view, CleanPlate& result) {
                  100.0 * static_cast<double>(shares.subject)));
   }
   fillSubject(view, screen, planes);
-  for (std::size_t i = 0; i < screen.values.size(); ++i) {
-    for (std::size_t c = 0; c < 3; ++c)
-      view.plate.argb[i * kPixelBytes + 1 + c] =
-          static_cast<unsigned char>(std::clamp(planes[c][i] + 0.5f, 0.0f, 255.0f));
-  }
+  ColorRange range;
+  for (const CleanSample& sample : view.samples) range.widen(cellsOf(view, sample));
+  for (std::size_t i = 0; i < screen.values.size(); ++i)
+    setColor(view.plate, i, {range.of(planes[0][i], 0), range.of(planes[1][i], 1), range.of(planes[2][i], 2)});
   view.plate.noise = noiseOf(view);
 }
 

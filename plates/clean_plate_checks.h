@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "plates/cells.h"
 #include "plates/clean_plate.h"
 #include "plates/plane.h"
 
@@ -13,12 +14,13 @@ namespace kalvetra::plates {
 std::string wrongSize(int plateWidth, int plateHeight, int frameWidth, int frameHeight);
 
 struct CleanSample {
-  std::vector<unsigned char> argb;  // packed
+  ConstFrame picture;               // as it comes, green and blue in their own places
+  Plate own;                        // what holds it where the frame had to be resized, otherwise empty
   std::vector<unsigned char> bare;  // a byte a pixel: 128 and above where surely bare screen
   float noise;                      // standard deviation of a channel, levels
 };
 
-// All of one size, and of a green screen: see isBlue().
+// All of one size. The plates are of a green screen: see isBlue().
 struct CleanView {
   Plate& plate;                      // as it was taken
   std::vector<CleanSample> samples;  // one at least
@@ -26,8 +28,9 @@ struct CleanView {
   bool isBlue;                       // green and blue have changed places
 };
 
-inline ConstFrame pictureOf(const CleanView& view, const std::vector<unsigned char>& argb) {
-  return packedFrame(argb.data(), view.plate.width, view.plate.height);
+// Of what is bare.
+inline Cells cellsOf(const CleanView& view, const CleanSample& sample) {
+  return cellsOf(sample.picture, sample.bare.data(), view.isBlue);
 }
 
 // Brings view.plate into the shot's light, fills what is no screen, and judges it: gain, shift in the plate's pixels,

@@ -19,7 +19,7 @@ constexpr int kSmoothCells = 3;      // radius over which a light's shape is fol
 std::pair<Plane, Plane> ratios(const CleanView& view, const Cells& clean) {
   Plane ratio(kCellColumns, kCellRows), weight(kCellColumns, kCellRows);
   for (const CleanSample& sample : view.samples) {
-    const Cells cells = cellsOf(pictureOf(view, sample.argb), sample.bare.data());
+    const Cells cells = cellsOf(view, sample);
     const Light light = lightOf(cells, clean);
     for (std::size_t i = 0; i < kCells; ++i) {
       if (cells[i].weight < kLeastBare || clean[i].weight < kLeastBare) continue;
@@ -62,8 +62,7 @@ float quantile(std::vector<float>& values, float share) {
 // The middle one, channel by channel, of what each sample says of the light.
 Light middleLight(const CleanView& view, const Cells& clean) {
   std::vector<Light> lights;
-  for (const CleanSample& sample : view.samples)
-    lights.push_back(lightOf(cellsOf(pictureOf(view, sample.argb), sample.bare.data()), clean));
+  for (const CleanSample& sample : view.samples) lights.push_back(lightOf(cellsOf(view, sample), clean));
   Light middle = lights[0];
   std::vector<float> values;
   const auto middleOf = [&](auto part) {

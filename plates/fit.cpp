@@ -10,6 +10,7 @@
 #include "plates/fit_paint.h"
 #include "plates/fit_picture.h"
 #include "plates/fit_reference.h"
+#include "plates/levels.h"
 
 namespace kalvetra {
 
@@ -17,24 +18,18 @@ using namespace plates;
 
 namespace {
 
-Plate plateOf(const Planes& planes) {
-  Plate plate;
-  plate.width = planes[0].width;
-  plate.height = planes[0].height;
-  plate.argb.resize(planes[0].values.size() * kPixelBytes);
-  for (std::size_t i = 0; i < planes[0].values.size(); ++i) {
-    plate.argb[i * kPixelBytes] = 255;
-    for (std::size_t c = 0; c < 3; ++c) plate.argb[i * kPixelBytes + c + 1] = truncToByte(planes[c][i] + 0.5f);
-  }
+Plate plateOf(const Planes& planes, PixelFormat format) {
+  Plate plate = blankPlate(format, planes[0].width, planes[0].height);
+  for (std::size_t i = 0; i < plate.pixels(); ++i) setColor(plate, i, {planes[0][i], planes[1][i], planes[2][i]});
   return plate;
 }
 
 // One pixel of the key colour.
-FittedPlate withoutFit(const std::string& why, const std::array<double, 3>& keyColor) {
+FittedPlate withoutFit(const std::string& why, const std::array<double, 3>& keyColor, PixelFormat format) {
   FittedPlate fitted;
   Planes color;
   for (std::size_t c = 0; c < 3; ++c) color[c] = Plane(1, 1, static_cast<float>(keyColor[c] * 255.0));
-  fitted.plate = plateOf(color);
+  fitted.plate = plateOf(color, format);
   fitted.bare = {0};
   fitted.why = why;
   return fitted;
@@ -70,9 +65,9 @@ Screen screenOf(const Picture& picture, const PaintAndLight& parted, const Paint
   return {std::move(bare), std::move(weight)};
 }
 
-void giveWay(Planes& screen, const Plane& way, const ReducedKey& key) {
+void giveWay(Planes& screen, const Plane& way, const ReducedKey& key, PixelFormat format) {
   if (std::all_of(way.values.begin(), way.values.end(), [](float v) { return v <= 0.0f; })) return;
-  const Planes own = key.ownPlate();
+  const Planes own = format == PixelFormat::RgbaF32 ? key.ownSmoothPlate() : key.ownPlate();
   for (std::size_t c = 0; c < 3; ++c) {
     for (std::size_t i = 0; i < way.values.size(); ++i) screen[c][i] += way[i] * (own[c][i] - screen[c][i]);
   }
@@ -86,8 +81,10 @@ FittedPlate fitted(const ConstFrame& frame, const KeySettings& settings, const W
   if (blue) std::swap(keyColor[1], keyColor[2]);
   const PaleAxis axis(keyColor);
   constexpr float kLeastColor = 0.08f;  // shares between the key and grey; a screen has more than .2
-  if (frame.width < 1 || frame.height < 1) return withoutFit("the frame has no pixels", settings.keyColor);
-  if (axis.length() < kLeastColor) return withoutFit("the key colour is too grey to be a screen's", settings.keyColor);
+  const PixelFormat format = plateFormat(frame.format);
+  if (frame.width < 1 || frame.height < 1) return withoutFit("the frame has no pixels", settings.keyColor, format);
+  if (axis.length() < kLeastColor)
+    return withoutFit("the key colour is too grey to be a screen's", settings.keyColor, format);
   const float keySum = std::max(static_cast<float>(255.0 * (keyColor[0] + keyColor[1] + keyColor[2])), 1.0f);
 
   Picture picture = reducedPicture(frame, kLongestFit, workers);
@@ -101,8 +98,8 @@ FittedPlate fitted(const ConstFrame& frame, const KeySettings& settings, const W
   Planes screen = filledScreen(soft, parted, paint, weight, keySum, picture.unit, workers);
 
   FittedPlate fit;
-  fit.plate = plateOf(screen);
-  const KnownPlate known = fit.plate.known();
+  const Plate rounded = plateOf(screen, PixelFormat::Argb8);
+  const KnownPlate known = rounded.known();
   const Plane keyed = key.alpha(&known);
   Doubts doubts = doubtsOf(bare, own, keyed);
   fit.sure = doubts.why.empty();
@@ -112,9 +109,9 @@ FittedPlate fitted(const ConstFrame& frame, const KeySettings& settings, const W
   if (fades) {
     for (float& v : way.values) v = 1.0f - doubts.trust * (1.0f - v);
   }
-  giveWay(screen, way, key);
+  giveWay(screen, way, key, format);
   if (blue) std::swap(screen[1], screen[2]);
-  fit.plate = plateOf(screen);
+  fit.plate = plateOf(screen, format);
   fit.plate.noise = noiseOf(frame, bare);
   double sum = 0.0;
   for (const float v : bare.values) {

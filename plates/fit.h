@@ -24,7 +24,8 @@ inline constexpr int kLongestFit = 640;
 
 // Follows the light over the screen, its falls, folds and changes of hue, and leaves alone what is the subject's: hair,
 // veils, glass, and shadows beside it. A function of the frame and of the settings' key colour alone: the same bytes
-// for any workers. The frame may be of any size and format; transparent pixels count for nothing. Throws
+// for any workers. The frame may be of any size and format; transparent pixels count for nothing. A frame of floats
+// gives a plate of floats, judged as the same frame in bytes is, but for what rounding does there. Throws
 // std::bad_alloc.
 FittedPlate fitPlate(const ConstFrame& frame, const KeySettings& settings, const Workers* workers = nullptr);
 

@@ -4,10 +4,9 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 
 #include "engine/bands.h"
-#include "engine/pixel_formats.h"
+#include "plates/levels.h"
 
 namespace kalvetra::plates {
 
@@ -31,15 +30,14 @@ struct Cover {
 
 // Of one band: the row as it comes, and the weighted sum of rows.
 struct RowSums {
-  explicit RowSums(int width)
-      : argb(static_cast<std::size_t>(width) * kPixelBytes), sums(static_cast<std::size_t>(width) * kPixelBytes) {}
-  std::vector<unsigned char> argb;
+  explicit RowSums(const ConstFrame& frame) : rows(frame), sums(static_cast<std::size_t>(frame.width) * kPixelBytes) {}
+  LevelRows rows;
   std::vector<float> sums;
 
   void clear() { std::fill(sums.begin(), sums.end(), 0.0f); }
-  void add(const ConstFrame& frame, int y, float share) {
-    readRow(frame, y, argb.data());
-    for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += share * static_cast<float>(argb[i]);
+  void add(int y, float share) {
+    const float* const row = rows.row(y);
+    for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += share * row[i];
   }
 };
 
@@ -54,13 +52,13 @@ Picture reducedPicture(const ConstFrame& frame, int longest, const Workers* work
   std::vector<Cover> columns;
   for (int x = 0; x < width; ++x) columns.emplace_back(x, width, frame.width);
   const Bands bands(workers, height);
-  std::vector<RowSums> scratch(static_cast<std::size_t>(bands.count()), RowSums(frame.width));
+  std::vector<RowSums> scratch(static_cast<std::size_t>(bands.count()), RowSums(frame));
   bands.run([&](int band, int first, int end) {
     RowSums& rows = scratch[static_cast<std::size_t>(band)];
     for (int y = first; y < end; ++y) {
       const Cover lines(y, height, frame.height);
       rows.clear();
-      for (int line = lines.first; line < lines.end; ++line) rows.add(frame, line, lines.shareOf(line));
+      for (int line = lines.first; line < lines.end; ++line) rows.add(line, lines.shareOf(line));
       for (int x = 0; x < width; ++x) {
         const Cover& cover = columns[static_cast<std::size_t>(x)];
         float sum[kPixelBytes] = {};
@@ -106,26 +104,25 @@ PaintAndLight partedPicture(const Planes& soft, float keySum, const Workers* wor
 }
 
 float noiseOf(const ConstFrame& frame, const Plane& bare) {
-  constexpr int kRows = 128, kApart = 2, kMost = 32;  // levels; a larger difference is an edge
-  std::vector<unsigned char> row(static_cast<std::size_t>(frame.width) * kPixelBytes);
-  std::int64_t squares = 0, count = 0;
+  constexpr int kRows = 128, kApart = 2;
+  constexpr float kMost = 32.0f;  // levels; a larger difference is an edge
+  LevelRows rows(frame);
+  double squares = 0.0, count = 0.0;
   const int step = std::max(1, frame.height / kRows);
   for (int y = 0; y < frame.height; y += step) {
-    readRow(frame, y, row.data());
+    const float* const row = rows.row(y);
     const float* known = bare.row(static_cast<int>(std::int64_t{y} * bare.height / frame.height));
     for (int x = 0; x + kApart < frame.width; ++x) {
       if (known[std::int64_t{x} * bare.width / frame.width] < 0.9f) continue;
       for (int c = 1; c < kPixelBytes; ++c) {
-        const int difference = row[static_cast<std::size_t>(x * kPixelBytes + c)] -
-                               row[static_cast<std::size_t>((x + kApart) * kPixelBytes + c)];
+        const float difference = row[x * kPixelBytes + c] - row[(x + kApart) * kPixelBytes + c];
         if (std::abs(difference) > kMost) continue;
-        squares += difference * difference;
-        ++count;
+        squares += static_cast<double>(difference * difference);
+        count += 1.0;
       }
     }
   }
-  return count == 0 ? 0.0f
-                    : static_cast<float>(std::sqrt(static_cast<double>(squares) / static_cast<double>(2 * count)));
+  return count == 0.0 ? 0.0f : static_cast<float>(std::sqrt(squares / (2.0 * count)));
 }
 
 }  // namespace kalvetra::plates

@@ -10,7 +10,7 @@
 namespace kalvetra::plates {
 
 struct Picture {
-  Planes color;  // 0..255, each pixel the mean of those of the frame that it covers
+  Planes color;  // levels, each pixel the mean of those of the frame that it covers
   Plane seen;    // 1 where the frame is opaque, 0 where it is transparent
   float unit;    // pixels of this picture to one of a frame of 1920 x 1080 pixels: the measure of all lengths
 };

@@ -9,10 +9,7 @@
 namespace kalvetra::plates {
 
 ReducedKey::ReducedKey(const Picture& picture, const std::array<double, 3>& keyColor, const Workers* workers)
-    : argb_(picture.seen.values.size() * kPixelBytes),
-      width_(picture.seen.width),
-      height_(picture.seen.height),
-      workers_(workers) {
+    : color_(picture.color), argb_(rounded(0.0f)), workers_(workers) {
   settings_.view = kKalvetraViewResult;
   settings_.keyColor = keyColor;
   settings_.smoothBG = 1;
@@ -20,31 +17,51 @@ ReducedKey::ReducedKey(const Picture& picture, const std::array<double, 3>& keyC
   settings_.clipWhite = 100;
   settings_.despillWhite = settings_.despillSkin = 20;
   settings_.screenGain = 33;
-  for (std::size_t i = 0; i < picture.seen.values.size(); ++i) {
-    unsigned char* pixel = argb_.data() + i * kPixelBytes;
-    pixel[0] = 255;
-    for (std::size_t c = 0; c < 3; ++c) pixel[c + 1] = truncToByte(picture.color[c][i] + 0.5f);
+}
+
+std::vector<unsigned char> ReducedKey::rounded(float offset) const {
+  std::vector<unsigned char> argb(color_[0].values.size() * kPixelBytes, 255);
+  for (std::size_t i = 0; i < color_[0].values.size(); ++i) {
+    for (std::size_t c = 0; c < 3; ++c) argb[i * kPixelBytes + c + 1] = truncToByte(color_[c][i] + offset + 0.5f);
   }
+  return argb;
 }
 
 Plane ReducedKey::alpha(const KnownPlate* plate) const {
   std::vector<unsigned char> keyed(argb_.size());
-  render(settings_, source(), packedFrame(keyed.data(), width_, height_), {.workers = workers_, .plate = plate});
-  Plane alpha(width_, height_);
+  Plane alpha(color_[0].width, color_[0].height);
+  render(settings_, source(argb_), packedFrame(keyed.data(), alpha.width, alpha.height),
+         {.workers = workers_, .plate = plate});
   for (std::size_t i = 0; i < alpha.values.size(); ++i) alpha[i] = static_cast<float>(keyed[i * kPixelBytes]) / 255.0f;
   return alpha;
 }
 
-Planes ReducedKey::ownPlate() const {
-  std::vector<unsigned char> plate(argb_.size());
-  renderPlate(settings_, source(), packedFrame(plate.data(), width_, height_));
+Planes ReducedKey::plateOf(const std::vector<unsigned char>& argb) const {
+  const int width = color_[0].width, height = color_[0].height;
+  std::vector<unsigned char> plate(argb.size());
+  renderPlate(settings_, source(argb), packedFrame(plate.data(), width, height));
   Planes planes;
   for (std::size_t c = 0; c < 3; ++c) {
-    planes[c] = Plane(width_, height_);
+    planes[c] = Plane(width, height);
     for (std::size_t i = 0; i < planes[c].values.size(); ++i)
       planes[c][i] = static_cast<float>(plate[i * kPixelBytes + c + 1]);
   }
   return planes;
+}
+
+Planes ReducedKey::ownPlate() const { return plateOf(argb_); }
+
+Planes ReducedKey::ownSmoothPlate() const {
+  constexpr int kSteps = 8;  // of a level
+  Planes mean;
+  for (Plane& plane : mean) plane = Plane(color_[0].width, color_[0].height);
+  for (int step = 0; step < kSteps; ++step) {
+    const Planes one = plateOf(rounded((static_cast<float>(step) + 0.5f) / kSteps - 0.5f));
+    for (std::size_t c = 0; c < 3; ++c) {
+      for (std::size_t i = 0; i < mean[c].values.size(); ++i) mean[c][i] += one[c][i] / kSteps;
+    }
+  }
+  return mean;
 }
 
 Plane clearInOwnKey(const Plane& own, const Plane& calm, float unit, const Workers* workers) {

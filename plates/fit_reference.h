@@ -17,14 +17,21 @@ class ReducedKey {
   ReducedKey(const Picture& picture, const std::array<double, 3>& keyColor, const Workers* workers);
   // The matte, 0..1; `plate` may be null, for the engine's own.
   Plane alpha(const KnownPlate* plate) const;
-  Planes ownPlate() const;  // levels
+  Planes ownPlate() const;  // whole levels
+  // The same without steps: the mean over the picture as it rounds where it is a little darker and brighter.
+  Planes ownSmoothPlate() const;
 
  private:
-  ConstFrame source() const { return packedFrame(argb_.data(), width_, height_); }
+  // The picture plus `offset` levels, rounded.
+  std::vector<unsigned char> rounded(float offset) const;
+  ConstFrame source(const std::vector<unsigned char>& argb) const {
+    return packedFrame(argb.data(), color_[0].width, color_[0].height);
+  }
+  Planes plateOf(const std::vector<unsigned char>& argb) const;
 
   KeySettings settings_{};
+  Planes color_;
   std::vector<unsigned char> argb_;
-  int width_, height_;
   const Workers* workers_;
 };
 

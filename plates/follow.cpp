@@ -11,9 +11,11 @@ namespace kalvetra {
 using plates::Cell;
 using plates::Cells;
 using plates::cellsOf;
+using plates::colorOf;
 using plates::Light;
 using plates::mixedPlate;
 using plates::Rgb;
+using plates::setColor;
 using plates::significantTint;
 using plates::smoothStep;
 using plates::Tint;
@@ -95,15 +97,16 @@ Plate meanPlate(const std::vector<const FittedPlate*>& plates, const std::vector
   }
   mean.noise = noise / static_cast<float>(plates.size());
   std::vector<Rgb> colors(plates.size());
-  for (std::size_t i = 0; i < mean.argb.size() / kPixelBytes; ++i) {
+  for (std::size_t i = 0; i < mean.pixels(); ++i) {
     Rgb middle{};
     for (int round = 0; round < kRounds; ++round) {
       Rgb sum{};
       float weights = 0.0f;
       for (std::size_t k = 0; k < plates.size(); ++k) {
         float square = 0.0f;
+        const Rgb seen = round == 0 ? colorOf(plates[k]->plate, i) : Rgb{};
         for (std::size_t c = 0; c < 3; ++c) {
-          if (round == 0) colors[k][c] = lights[k].tint.undone(plates[k]->plate.argb[i * kPixelBytes + 1 + c], c);
+          if (round == 0) colors[k][c] = lights[k].tint.undone(seen[c], c);
           const float d = colors[k][c] - middle[c];
           square += d * d;
         }
@@ -113,8 +116,7 @@ Plate meanPlate(const std::vector<const FittedPlate*>& plates, const std::vector
       }
       for (std::size_t c = 0; c < 3; ++c) middle[c] = sum[c] / weights;
     }
-    for (std::size_t c = 0; c < 3; ++c)
-      mean.argb[i * kPixelBytes + 1 + c] = static_cast<unsigned char>(std::clamp(middle[c] + 0.5f, 0.0f, 255.0f));
+    setColor(mean, i, middle);
   }
   return mean;
 }
@@ -140,7 +142,7 @@ struct PlateRow::Candidate {
 };
 
 PlateRow::PlateRow(std::shared_ptr<const Plate> plate) : isGiven_(true) {
-  if (plate == nullptr || plate->argb.empty()) return;
+  if (plate == nullptr || plate->empty()) return;
   Cells cells = cellsOf(plate->picture());
   stretches_.push_back({0, 0, {{0, std::move(plate), std::move(cells)}}});
 }
@@ -151,7 +153,7 @@ PlateRow::PlateRow(std::vector<Estimate> estimates) {
   std::vector<const Estimate*> stretch;
   Cells last;
   for (const Estimate& estimate : estimates) {
-    if ((anySure && !estimate.fitted.sure) || estimate.fitted.plate.argb.empty()) continue;
+    if ((anySure && !estimate.fitted.sure) || estimate.fitted.plate.empty()) continue;
     Cells cells = bareCells(estimate.fitted);
     if (!stretch.empty() && (distanceOf(cells, last, kJumping) > kJump ||
                              !isOneSize(estimate.fitted.plate, stretch.back()->fitted.plate))) {
@@ -237,8 +239,11 @@ FollowedPlate PlateRow::at(std::int64_t frame, const ConstFrame& picture) const 
   FollowedPlate followed{best.before->plate, fit, significantTint(best.light)};
   if (best.after != nullptr)
     followed.plate = std::make_shared<const Plate>(mixedPlate(*best.before->plate, *best.after->plate, best.share));
-  if (followed.tint != Tint{})
-    followed.plate = std::make_shared<const Plate>(tintedPlate(*followed.plate, followed.tint));
+  if (followed.tint != Tint{}) {
+    plates::ColorRange range;
+    range.widen(cells);
+    followed.plate = std::make_shared<const Plate>(tintedPlate(*followed.plate, followed.tint, range));
+  }
   return followed;
 }
 

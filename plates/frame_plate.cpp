@@ -16,7 +16,7 @@ std::shared_ptr<const Plate> framePlate(const PlateRow& row, std::int64_t number
   if (followed.plate == nullptr)
     return own.trust > 0.0f ? std::make_shared<const Plate>(std::move(own.plate)) : nullptr;
   const Plate& shared = *followed.plate;
-  if (own.plate.argb.size() != shared.argb.size() || own.plate.width != shared.width) return followed.plate;
+  if (own.plate.pixels() != shared.pixels() || own.plate.width != shared.width) return followed.plate;
   return std::make_shared<const Plate>(plates::mixedPlate(own.plate, shared, followed.fit));
 }
 

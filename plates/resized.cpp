@@ -4,38 +4,42 @@
 #include <cstdint>
 #include <utility>
 
-#include "engine/pixel_formats.h"
+#include "plates/levels.h"
 
 namespace kalvetra::plates {
 
-std::vector<unsigned char> resized(const ConstFrame& picture, int width, int height) {
-  const auto rowBytes = static_cast<std::size_t>(width) * kPixelBytes;
-  std::vector<unsigned char> small(rowBytes * static_cast<std::size_t>(height));
-  std::vector<unsigned char> row(static_cast<std::size_t>(picture.width) * kPixelBytes);
-  std::vector<std::uint32_t> sums(rowBytes);
+Plate resized(const ConstFrame& picture, int width, int height, PixelFormat format) {
+  Plate small = blankPlate(format, width, height);
+  const auto rowValues = static_cast<std::size_t>(width) * 4;
+  LevelRows rows(picture);
+  std::vector<double> sums(rowValues);
   const auto first = [](int i, int from, int to) { return static_cast<int>(std::int64_t{i} * from / to); };
   for (int y = 0; y < height; ++y) {
-    std::fill(sums.begin(), sums.end(), 0u);
+    std::fill(sums.begin(), sums.end(), 0.0);
     const int top = first(y, picture.height, height);
     const int bottom = std::max(first(y + 1, picture.height, height), top + 1);
     for (int line = top; line < bottom; ++line) {
-      readRow(picture, line, row.data());
+      const float* const row = rows.row(line);
       for (int x = 0; x < width; ++x) {
         const int left = first(x, picture.width, width);
         const int right = std::max(first(x + 1, picture.width, width), left + 1);
         for (int at = left; at < right; ++at) {
           for (std::size_t c = 0; c < 4; ++c)
-            sums[static_cast<std::size_t>(x) * 4 + c] += row[static_cast<std::size_t>(at) * 4 + c];
+            sums[static_cast<std::size_t>(x) * 4 + c] += static_cast<double>(row[static_cast<std::size_t>(at) * 4 + c]);
         }
       }
     }
     for (int x = 0; x < width; ++x) {
       const int left = first(x, picture.width, width);
-      const auto area =
-          static_cast<std::uint32_t>((std::max(first(x + 1, picture.width, width), left + 1) - left) * (bottom - top));
+      const double area = (std::max(first(x + 1, picture.width, width), left + 1) - left) * (bottom - top);
+      const std::size_t from = static_cast<std::size_t>(x) * 4, to = static_cast<std::size_t>(y) * rowValues + from;
       for (std::size_t c = 0; c < 4; ++c) {
-        const std::size_t i = static_cast<std::size_t>(x) * 4 + c;
-        small[static_cast<std::size_t>(y) * rowBytes + i] = static_cast<unsigned char>((sums[i] + area / 2) / area);
+        const double mean = sums[from + c] / area;
+        if (format == PixelFormat::RgbaF32) {
+          small.rgba[to + (c + 3) % 4] = static_cast<float>(mean / 255.0);
+        } else {
+          small.argb[to + c] = static_cast<unsigned char>(std::clamp(mean + 0.5, 0.0, 255.0));
+        }
       }
     }
   }
@@ -43,16 +47,18 @@ std::vector<unsigned char> resized(const ConstFrame& picture, int width, int hei
 }
 
 bool isBlue(const Plate& plate) {
-  std::uint64_t green = 0, blue = 0;
-  for (std::size_t i = 0; i + kPixelBytes <= plate.argb.size(); i += kPixelBytes) {
-    green += plate.argb[i + 2];
-    blue += plate.argb[i + 3];
+  double green = 0.0, blue = 0.0;
+  for (std::size_t i = 0; i < plate.pixels(); ++i) {
+    const Rgb color = colorOf(plate, i);
+    green += static_cast<double>(color[1]);
+    blue += static_cast<double>(color[2]);
   }
   return blue > green;
 }
 
-void swapGreenAndBlue(std::vector<unsigned char>& argb) {
-  for (std::size_t i = 0; i + kPixelBytes <= argb.size(); i += kPixelBytes) std::swap(argb[i + 2], argb[i + 3]);
+void swapGreenAndBlue(Plate& plate) {
+  for (std::size_t i = 0; i < plate.argb.size(); i += kPixelBytes) std::swap(plate.argb[i + 2], plate.argb[i + 3]);
+  for (std::size_t i = 0; i < plate.rgba.size(); i += 4) std::swap(plate.rgba[i + 1], plate.rgba[i + 2]);
 }
 
 }  // namespace kalvetra::plates

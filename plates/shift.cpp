@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "engine/pixel_formats.h"
+#include "plates/levels.h"
 #include "plates/plane.h"
 
 namespace kalvetra::plates {
@@ -141,7 +141,7 @@ float limitOf(const Plane& values, const Plane& weight) {
 
 float ScreenShift::pixels() const { return std::sqrt(x * x + y * y); }
 
-Texture textureOf(const ConstFrame& picture, const unsigned char* counts) {
+Texture textureOf(const ConstFrame& picture, const unsigned char* counts, bool isBlue) {
   if (picture.width < 1 || picture.height < 1) return {};
   const float scale = std::max(1.0f, static_cast<float>(std::max(picture.width, picture.height)) / kLongest);
   const auto sizeOf = [&](int pixels) {
@@ -149,17 +149,16 @@ Texture textureOf(const ConstFrame& picture, const unsigned char* counts) {
   };
   const int width = sizeOf(picture.width), height = sizeOf(picture.height);
   Plane sums(width, height), numbers(width, height), pixels(width, height);
-  std::vector<unsigned char> argb(static_cast<std::size_t>(picture.width) * kPixelBytes);
+  LevelRows rows(picture, isBlue);
   for (int y = 0; y < picture.height; ++y) {
-    readRow(picture, y, argb.data());
+    const float* p = rows.row(y);
     const std::size_t row = sums.index(0, static_cast<int>(std::int64_t{y} * height / picture.height));
     const unsigned char* const map = counts + static_cast<std::size_t>(y) * static_cast<std::size_t>(picture.width);
-    for (int x = 0; x < picture.width; ++x) {
+    for (int x = 0; x < picture.width; ++x, p += 4) {
       const std::size_t i = row + static_cast<std::size_t>(std::int64_t{x} * width / picture.width);
       pixels[i] += 1.0f;
       if (map[x] < 128) continue;
-      const unsigned char* const p = argb.data() + static_cast<std::ptrdiff_t>(x) * kPixelBytes;
-      sums[i] += static_cast<float>(77 * p[1] + 150 * p[2] + 29 * p[3]) / 256.0f;
+      sums[i] += (77.0f * p[1] + 150.0f * p[2] + 29.0f * p[3]) / 256.0f;
       numbers[i] += 1.0f;
     }
   }

@@ -18,8 +18,8 @@ struct Texture {
 
 inline constexpr int kMostTexture = 2047;  // the square times the pixels of a row fits an int
 
-// `counts` has a byte for each pixel of the picture: 128 and above counts.
-Texture textureOf(const ConstFrame& picture, const unsigned char* counts);
+// `counts` has a byte for each pixel of the picture: 128 and above counts. With `isBlue`, green and blue change places.
+Texture textureOf(const ConstFrame& picture, const unsigned char* counts, bool isBlue = false);
 
 struct ScreenShift {
   float x = 0.0f, y = 0.0f;      // pixels of the picture, from the first to the second; small ones to a fraction

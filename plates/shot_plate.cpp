@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <stdexcept>
+#include <utility>
 
 #include "plates/resized.h"
 #include "plates/sentence.h"
@@ -13,12 +14,14 @@ namespace kalvetra {
 
 using plates::Cells;
 using plates::cellsOf;
+using plates::colorOf;
 using plates::Light;
 using plates::lightOf;
 using plates::paintOff;
 using plates::Plane;
 using plates::Planes;
 using plates::Rgb;
+using plates::setColor;
 using plates::swapGreenAndBlue;
 using plates::textureOf;
 using plates::Tint;
@@ -41,27 +44,31 @@ constexpr double kEnoughSeen = 0.5;  // of the picture, for its darker places to
 
 int reductionOf(int width, int height) { return std::max(1, (std::max(width, height) + kLongest - 1) / kLongest); }
 
+// As bytes have it, rounded.
+bool isOpaque(const Plate& picture, std::size_t pixel) {
+  return picture.format() == PixelFormat::RgbaF32 ? picture.rgba[pixel * 4 + 3] >= 254.5f / 255.0f
+                                                  : picture.argb[pixel * kPixelBytes] == 255;
+}
+
 // 1 where the picture may show the plate's paint, in about the plate's light.
-Plane nearPlate(const ConstFrame& picture, const Plate& plate, const Tint& tint) {
+Plane nearPlate(const Plate& picture, const Plate& plate, const Tint& tint) {
   Planes soft{Plane(picture.width, picture.height), Plane(picture.width, picture.height),
               Plane(picture.width, picture.height)};
-  for (int y = 0; y < picture.height; ++y) {
-    for (int x = 0; x < picture.width; ++x) {
-      const unsigned char* const p = picture.row(y) + static_cast<std::ptrdiff_t>(x) * kPixelBytes;
-      for (std::size_t c = 0; c < 3; ++c) soft[c][soft[c].index(x, y)] = p[c + 1];
-    }
+  for (std::size_t i = 0; i < picture.pixels(); ++i) {
+    const Rgb color = colorOf(picture, i);
+    for (std::size_t c = 0; c < 3; ++c) soft[c][i] = color[c];
   }
   for (Plane& channel : soft) channel = boxMean(channel, 1);
-  const ConstFrame known = plate.picture();
   Plane close(picture.width, picture.height);
   for (int y = 0; y < picture.height; ++y) {
-    const unsigned char* const row = known.row(static_cast<int>(std::int64_t{y} * known.height / picture.height));
+    const auto row = static_cast<std::size_t>(std::int64_t{y} * plate.height / picture.height) *
+                     static_cast<std::size_t>(plate.width);
     for (int x = 0; x < picture.width; ++x) {
-      const unsigned char* const p = row + std::int64_t{x} * known.width / picture.width * kPixelBytes;
+      const Rgb known = colorOf(plate, row + static_cast<std::size_t>(std::int64_t{x} * plate.width / picture.width));
       const std::size_t i = close.index(x, y);
       Rgb there{}, here{};
       for (std::size_t c = 0; c < 3; ++c) {
-        there[c] = tint.of(p[c + 1], c);
+        there[c] = tint.of(known[c], c);
         here[c] = soft[c][i];
       }
       const float sum = std::max(here[0] + here[1] + here[2], 1.0f);
@@ -93,7 +100,7 @@ void ShotPlate::addToFitted(const Plate& plate) {
   const Light light = lightOf(cells, fittedCells_);
   for (std::size_t c = 0; c < 3; ++c) {
     for (std::size_t i = 0; i < fitted_[c].values.size(); ++i)
-      fitted_[c][i] += light.tint.undone(plate.argb[i * kPixelBytes + 1 + c], c);
+      fitted_[c][i] += light.tint.undone(colorOf(plate, i)[c], c);
   }
   fittedCount_ += 1.0f;
   fittedNoise_ += plate.noise;
@@ -109,23 +116,25 @@ void ShotPlate::add(const ConstFrame& frame, const FittedPlate& fitted, bool isO
   }
   if (frame.width != width_ || frame.height != height_)
     throw std::invalid_argument("ShotPlate: a frame of another size");
-  if (columns_ < 1 || rows_ < 1 || !fitted.sure || fitted.plate.argb.empty()) return;
+  if (columns_ < 1 || rows_ < 1 || !fitted.sure || fitted.plate.empty()) return;
   if (kept_.size() == capacity(width_, height_)) return;
 
-  if (kept_.empty()) isBlue_ = plates::isBlue(fitted.plate);
-  Kept kept{plates::resized(frame, columns_, rows_), {}, {}};
+  if (kept_.empty()) {
+    isBlue_ = plates::isBlue(fitted.plate);
+    format_ = plates::plateFormat(frame.format);
+  }
+  Plate picture = plates::resized(frame, columns_, rows_, format_);
   Plate plate = fitted.plate;
   if (isBlue_) {
-    swapGreenAndBlue(kept.argb);
-    swapGreenAndBlue(plate.argb);
+    swapGreenAndBlue(picture);
+    swapGreenAndBlue(plate);
   }
-  const ConstFrame picture = packedFrame<const unsigned char>(kept.argb.data(), columns_, rows_);
   Tint tint;
-  if (!isOfThisFrame) tint = lightOf(cellsOf(picture), cellsOf(plate.picture())).tint;
+  if (!isOfThisFrame) tint = lightOf(cellsOf(picture.picture()), cellsOf(plate.picture())).tint;
   const Plane close = nearPlate(picture, plate, tint);
   const int border = std::max(1, 2 * rows_ / kLinesAPixel);
   const Plane inner = boxMean(close, border);
-  const bool hasMap = isOfThisFrame && fitted.bare.size() == plate.argb.size() / kPixelBytes;
+  const bool hasMap = isOfThisFrame && fitted.bare.size() == plate.pixels();
   std::vector<unsigned char> bare(close.values.size());
   for (int y = 0; y < rows_; ++y) {
     const auto mapRow =
@@ -133,13 +142,17 @@ void ShotPlate::add(const ConstFrame& frame, const FittedPlate& fitted, bool isO
     for (int x = 0; x < columns_; ++x) {
       const std::size_t i = close.index(x, y);
       const std::size_t at = mapRow + static_cast<std::size_t>(std::int64_t{x} * plate.width / columns_);
-      const bool isBare = inner[i] > 0.999f && (!hasMap || fitted.bare[at] >= 128) && kept.argb[i * kPixelBytes] == 255;
+      const bool isBare = inner[i] > 0.999f && (!hasMap || fitted.bare[at] >= 128) && isOpaque(picture, i);
       bare[i] = isBare ? 255 : 0;
     }
   }
-  kept.cells = cellsOf(picture, bare.data());
-  kept.texture = textureOf(picture, bare.data());
-  for (std::size_t i = 0; i < bare.size(); ++i) kept.argb[i * kPixelBytes] = bare[i];
+  Kept kept{{}, {}, cellsOf(picture.picture(), bare.data()), textureOf(picture.picture(), bare.data())};
+  if (format_ == PixelFormat::RgbaF32) {
+    kept.fine = plates::fineColors(picture, bare.data());
+  } else {
+    for (std::size_t i = 0; i < bare.size(); ++i) picture.argb[i * kPixelBytes] = bare[i];
+    kept.argb = std::move(picture.argb);
+  }
   addToFitted(plate);
   kept_.push_back(std::move(kept));
 }
@@ -187,7 +200,8 @@ GatheredPlate ShotPlate::gather(const Workers* workers) const {
     return gathered;
   }
   std::vector<plates::ShotView> views;
-  for (const Kept& kept : kept_) views.push_back({kept.argb.data(), &kept.cells, &kept.texture});
+  for (const Kept& kept : kept_)
+    views.push_back({kept.argb.data(), &kept.cells, &kept.texture, kept.fine.empty() ? nullptr : kept.fine.data()});
   const plates::Steadiness steadiness = plates::steadinessOf(views);
   gathered.why = steadiness.why;
   if (kept_.size() < kLeastToLock) {
@@ -204,17 +218,11 @@ GatheredPlate ShotPlate::gather(const Workers* workers) const {
 
   const Planes whole = joined(middle.colors, middle.seen, workers);
   Plate& plate = gathered.plate;
-  plate.width = columns_;
-  plate.height = rows_;
+  plate = plates::blankPlate(format_, columns_, rows_);
   plate.noise = middle.noise;
   plate.keepsShadows = gathered.locked && gathered.seen >= kEnoughSeen;
-  plate.argb.resize(middle.seen.size() * kPixelBytes);
-  for (std::size_t i = 0; i < middle.seen.size(); ++i) {
-    plate.argb[i * kPixelBytes] = 255;
-    for (std::size_t c = 0; c < 3; ++c)
-      plate.argb[i * kPixelBytes + 1 + c] = static_cast<unsigned char>(std::clamp(whole[c][i] + 0.5f, 0.0f, 255.0f));
-  }
-  if (isBlue_) swapGreenAndBlue(plate.argb);
+  for (std::size_t i = 0; i < plate.pixels(); ++i) setColor(plate, i, {whole[0][i], whole[1][i], whole[2][i]});
+  if (isBlue_) swapGreenAndBlue(plate);
   return gathered;
 }
 

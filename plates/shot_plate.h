@@ -8,6 +8,7 @@
 #include "engine/workers.h"
 #include "plates/cells.h"
 #include "plates/fit.h"
+#include "plates/levels.h"
 #include "plates/plane.h"
 #include "plates/plate.h"
 #include "plates/shift.h"
@@ -24,12 +25,12 @@ struct GatheredPlate {
 // Give it capacity() frames from all over the shot: the further apart they lie, the more of the screen is seen.
 class ShotPlate {
  public:
-  // How many frames of that size it keeps at most, 8 to 60: about 200 MB of them.
+  // How many frames of that size it keeps at most, 8 to 60: about 200 MB of them, 300 MB where they are of floats.
   static std::size_t capacity(int width, int height);
 
-  // A frame, of the first one's size, and the plate fitted to it; or one of about the same time, whose map of what is
-  // bare is then not used. Passed over where the fit is not sure, and where capacity() frames are kept already. Throws
-  // std::invalid_argument for a frame of another size, std::bad_alloc.
+  // A frame, of the first one's size, whose depth the gathered plate has, and the plate fitted to it; or one of about
+  // the same time, whose map of what is bare is then not used. Passed over where the fit is not sure, and where
+  // capacity() frames are kept already. Throws std::invalid_argument for a frame of another size, std::bad_alloc.
   void add(const ConstFrame& frame, const FittedPlate& fitted, bool isOfThisFrame = true);
 
   // The same bytes for any workers. An empty plate, not locked, where there are no frames. Throws std::bad_alloc.
@@ -40,7 +41,8 @@ class ShotPlate {
 
  private:
   struct Kept {
-    std::vector<unsigned char> argb;  // packed; alpha 255 where bare, otherwise 0
+    std::vector<unsigned char> argb;  // packed; alpha 255 where bare, otherwise 0; empty where fine has the colours
+    plates::FineColors fine;          // of frames of floats: what is bare
     plates::Cells cells;              // of what is bare
     plates::Texture texture;
   };
@@ -49,9 +51,10 @@ class ShotPlate {
   plates::Planes joined(const std::vector<float>& colors, const std::vector<unsigned char>& seen,
                         const Workers* workers) const;
 
-  int width_ = 0, height_ = 0;  // of the frames
-  int columns_ = 0, rows_ = 0;  // of what is kept
-  bool isBlue_ = false;         // what is kept has green and blue in each other's place
+  int width_ = 0, height_ = 0;               // of the frames
+  int columns_ = 0, rows_ = 0;               // of what is kept
+  PixelFormat format_ = PixelFormat::Argb8;  // of the plate
+  bool isBlue_ = false;                      // what is kept has green and blue in each other's place
   std::vector<Kept> kept_;
   plates::Planes fitted_;      // sums of the fitted plates, in the light of the first
   plates::Cells fittedCells_;  // of the first

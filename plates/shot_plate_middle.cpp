@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "engine/bands.h"
+#include "plates/levels.h"
 
 namespace kalvetra::plates {
 
@@ -17,6 +18,18 @@ constexpr std::size_t kPartOfAll = 5;  // at least every fifth view agrees on a 
 constexpr int kBins = 1024;            // of deviations
 constexpr float kBinsALevel = 16.0f;
 constexpr float kLeastNoise = 0.5f;  // levels: what rounding leaves of none
+
+// Whether a view is bare at a pixel, and its colour there.
+bool isBareAt(const ShotView& view, std::size_t pixel, Rgb& color) {
+  if (view.fine != nullptr) {
+    const std::int16_t* const p = view.fine + pixel * 3;
+    for (std::size_t c = 0; c < 3; ++c) color[c] = static_cast<float>(p[c]) / kFineSteps;
+    return p[0] != kNoColor;
+  }
+  const unsigned char* const p = view.argb + pixel * kPixelBytes;
+  for (std::size_t c = 0; c < 3; ++c) color[c] = p[c + 1];
+  return p[0] != 0;
+}
 
 struct Observations {
   std::array<Rgb, kMostObservations> colors;
@@ -108,9 +121,11 @@ Middle middleOf(const std::vector<ShotView>& views, const std::vector<Tint>& tin
     for (std::size_t i = firstPixel; i < endPixel; ++i) {
       all.count = 0;
       for (std::size_t k = 0; k < views.size() && k < kMostObservations; ++k) {
-        const unsigned char* const p = views[k].argb + i * 4;
-        const Tint& tint = tints[k];
-        if (p[0] != 0) all.add({tint.undone(p[1], 0), tint.undone(p[2], 1), tint.undone(p[3], 2)});
+        Rgb color;
+        if (isBareAt(views[k], i, color)) {
+          for (std::size_t c = 0; c < 3; ++c) color[c] = tints[k].undone(color[c], c);
+          all.add(color);
+        }
       }
       const Range range = all.count == 1 && least == 1 ? Range{0, 1} : brightestAgreed(all, window);
       const std::size_t number = range.end - range.first;

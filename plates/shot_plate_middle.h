@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "engine/workers.h"
@@ -17,6 +18,7 @@ struct ShotView {
   const unsigned char* argb;  // packed; alpha 255 where bare, otherwise 0
   const Cells* cells;         // of what is bare
   const Texture* texture;
+  const std::int16_t* fine = nullptr;  // in place of argb: FineColors, without colour where not bare
 };
 
 struct Middle {
