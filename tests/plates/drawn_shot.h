@@ -36,15 +36,14 @@ inline bool isBody(const ShotFrame& f, double x, double y, double wider = 0.0) {
 }
 inline bool isShadow(const ShotFrame& f, double x) { return std::abs(x / f.width - f.shadow) < 0.08; }
 
-// Packed Argb8, of the wall alone or with all before it.
-inline std::vector<unsigned char> drawnShot(const ShotFrame& f, bool isBare = false) {
-  std::vector<unsigned char> argb;
+// Levels of red, green and blue, of the wall alone or with all before it.
+inline std::vector<double> drawnLevels(const ShotFrame& f, bool isBare = false) {
+  std::vector<double> levels;
   unsigned int state = f.seed;
   for (int y = 0; y < static_cast<int>(f.height); ++y) {
     for (int x = 0; x < static_cast<int>(f.width); ++x) {
       const bool body = !isBare && isBody(f, x, y);
       const double light = wallLight(f, x, y) * (!isBare && isShadow(f, x) ? kShadow : 1.0);
-      argb.push_back(255);
       for (const double value :
            {body ? 200.0 : 45.0 * light, body ? 150.0 : 170.0 * light, body ? 130.0 : 60.0 * light}) {
         double noise = 0.0;
@@ -52,9 +51,19 @@ inline std::vector<unsigned char> drawnShot(const ShotFrame& f, bool isBare = fa
           state = state * 1664525u + 1013904223u;
           noise += (state >> 8) / 16777216.0 - 0.5;
         }
-        argb.push_back(static_cast<unsigned char>(std::clamp(value + f.noise * 1.732 * noise + 0.5, 0.0, 255.0)));
+        levels.push_back(value + f.noise * 1.732 * noise);
       }
     }
+  }
+  return levels;
+}
+
+// Packed Argb8.
+inline std::vector<unsigned char> drawnShot(const ShotFrame& f, bool isBare = false) {
+  std::vector<unsigned char> argb;
+  for (const double level : drawnLevels(f, isBare)) {
+    if (argb.size() % 4 == 0) argb.push_back(255);
+    argb.push_back(static_cast<unsigned char>(std::clamp(level + 0.5, 0.0, 255.0)));
   }
   return argb;
 }
