@@ -125,7 +125,9 @@ PlateRow cleanRow(ClipPictures& clip, const std::string& file, const std::vector
   std::vector<ShotSample> shot;
   for (const PlateSample& sample : samples) shot.push_back({sample.picture->frame(), sample.fitted.get()});
   const std::vector<unsigned char> argb = mean.mean();
-  CleanPlate clean = correctedPlate(packedFrame(argb.data(), mean.width(), mean.height(), mean.format()), shot);
+  const ConstFrame picture = packedFrame(argb.data(), mean.width(), mean.height(), mean.format());
+  mean = CleanPlateMean();  // up to half a gigabyte of large pictures
+  CleanPlate clean = correctedPlate(picture, shot);
   if (!clean.refusal.empty()) throw UserError(file + ": " + clean.refusal);
   for (const std::string& note : clean.notes) notes.push_back(file + ": " + note);
   return PlateRow(std::make_shared<const Plate>(std::move(clean.plate)));

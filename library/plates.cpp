@@ -145,8 +145,9 @@ int kalvetra_plate_clean(const kalvetra_settings* settings, const kalvetra_frame
     std::vector<ShotSample> samples;
     for (std::size_t i = 0; i < count; ++i) samples.push_back({shot.frames[i], &shot.estimates[i].fitted});
     const std::vector<unsigned char> argb = mean.mean();
-    CleanPlate corrected =
-        correctedPlate(packedFrame(argb.data(), mean.width(), mean.height(), mean.format()), samples);
+    const ConstFrame picture = packedFrame(argb.data(), mean.width(), mean.height(), mean.format());
+    mean = CleanPlateMean();  // up to half a gigabyte of large pictures
+    CleanPlate corrected = correctedPlate(picture, samples);
     if (!corrected.refusal.empty()) throw Refusal{KALVETRA_BAD_PLATE, "the clean plate " + corrected.refusal};
     std::string notes;
     for (const std::string& note : corrected.notes) notes += (notes.empty() ? "" : "\n") + ("the clean plate " + note);

@@ -113,7 +113,7 @@ CleanPlate correctedPlate(const ConstFrame& clean, const std::vector<ShotSample>
       frame != nullptr && frame->width > 0 && (clean.width > frame->width || clean.height > frame->height);
   Plate& plate = result.plate;
   plate = resized(clean, isLarger ? frame->width : clean.width, isLarger ? frame->height : clean.height,
-                  plates::plateFormat(clean.format));
+                  plates::plateFormat(frame != nullptr ? frame->format : clean.format));
   makeOpaque(plate);
   if (samples.empty()) {
     // Whose light may be any other: what is darker need be no shadow.

@@ -40,9 +40,9 @@ struct ShotSample {
 };
 
 struct CleanPlate {
-  Plate plate;                     // of the frames' size or smaller, in the shot's light; empty where refused
-  std::string refusal;             // what is wrong and what to do; empty where the plate can be used
-  std::vector<std::string> notes;  // what was mended or does not quite fit, of a plate that is used
+  Plate plate;          // of the frames' size or smaller, of their depth, in the shot's light; empty where refused
+  std::string refusal;  // what is wrong and what to do; empty where the plate can be used
+  std::vector<std::string> notes;               // what was mended or does not quite fit, of a plate that is used
   std::array<float, 3> gain{1.0f, 1.0f, 1.0f};  // red, green, blue: of the shot's light over the plate's
   float shift = 0.0f;                           // pixels of the frame that the camera has moved by, where it has
 };

@@ -183,6 +183,14 @@ TEST(FloatPlates, GatheredAndCleanPlatesHaveNoSteps) {
       correctedPlate(packedFrame(bytes.data(), mean.width(), mean.height(), mean.format()), {{frameOf(seen), &fitted}});
   EXPECT_EQ(clean.refusal, "");
   EXPECT_LT(worstError(clean.plate, gradient(1.0, true)), 0.1);
+  // One of bytes is as smooth after its blur.
+  std::vector<unsigned char> argb;
+  for (const double level : gradient(1.0, true)) {
+    if (argb.size() % 4 == 0) argb.push_back(255);
+    argb.push_back(static_cast<unsigned char>(level + 0.5));
+  }
+  const CleanPlate ofBytes = correctedPlate(pictureOf({}, argb), {{frameOf(seen), &fitted}});
+  EXPECT_LT(worstStep(ofBytes.plate, gradient(1.0, true)), 0.5);
 }
 
 }  // namespace
