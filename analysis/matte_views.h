@@ -28,7 +28,8 @@ struct MatteStatus {
   MatteStatus& operator+=(const MatteStatus& other);
 };
 
-// Both views are opaque. `out` has the size of `keyed` and may be the same frame.
+// Both views are opaque. `out` has the size of `keyed` and may be the same frame. Frames of floats go with frames of
+// floats: there the grey is the alpha itself, and the kind of a pixel is that of its alpha rounded to 8 bits.
 
 // The alpha as a grey picture: what the keyer's own matte view shows, also after mattes were applied.
 void showMatte(const ConstFrame& keyed, const Frame& out);
