@@ -2,10 +2,12 @@
 
 #include <tbb/info.h>
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <string>
 
+#include "deep/render.h"
 #include "engine/pixel_formats.h"
 #include "library/answer.h"
 
@@ -34,14 +36,16 @@ PixelFormat formatOf(const kalvetra_frame& frame, const char* name) {
       return PixelFormat::Bgra8;
     case KALVETRA_RGBA8:
       return PixelFormat::Rgba8;
+    case KALVETRA_RGBAF32:
+      return PixelFormat::RgbaF32;
     default:
-      refuseFrame(name,
-                  "there is no format " + std::to_string(frame.format) + "; give KALVETRA_ARGB8, _BGRA8 or _RGBA8");
+      refuseFrame(name, "there is no format " + std::to_string(frame.format) +
+                            "; give KALVETRA_ARGB8, _BGRA8, _RGBA8 or _RGBAF32");
   }
 }
 
-void checkStride(const kalvetra_frame& frame, const char* name) {
-  const std::ptrdiff_t row = std::ptrdiff_t{kPixelBytes} * frame.width;
+void checkStride(const kalvetra_frame& frame, PixelFormat format, const char* name) {
+  const std::ptrdiff_t row = std::ptrdiff_t{pixelBytes(format)} * frame.width;
   // Fields double the stride, that of a single row as well.
   const std::ptrdiff_t most = std::numeric_limits<std::ptrdiff_t>::max() / std::max(frame.height, 2);
   if (frame.stride > -row && frame.stride < row) {
@@ -51,6 +55,17 @@ void checkStride(const kalvetra_frame& frame, const char* name) {
   if (frame.stride > most || frame.stride < -most) {
     refuseFrame(name, "a stride of " + std::to_string(frame.stride) + " bytes for " + std::to_string(frame.height) +
                           " rows is more than memory has addresses");
+  }
+}
+
+void checkFloats(const kalvetra_frame& frame, const char* name) {
+  constexpr int kFloat = sizeof(float);
+  if (reinterpret_cast<std::uintptr_t>(frame.data) % kFloat != 0) {
+    refuseFrame(name, "its data is at no multiple of 4 bytes, where floats lie; give it memory of floats");
+  }
+  if (frame.stride % kFloat != 0) {
+    refuseFrame(name, "a stride of " + std::to_string(frame.stride) +
+                          " bytes is no multiple of 4, a float's; give one that is");
   }
 }
 
@@ -84,9 +99,10 @@ Frame frameOf(const kalvetra_frame* frame, const char* name) {
   if (given.width < 1 || given.height < 1 || given.width > kLongestSide || given.height > kLongestSide) {
     refuseFrame(name, sizeText(given.width, given.height) + " pixels are no size; give 1 to 65535 on each side");
   }
-  checkStride(given, name);
   const PixelFormat format = formatOf(given, name);
+  checkStride(given, format, name);
   if (given.data == nullptr) refuseNull((std::string(name) + "'s data").c_str());
+  if (format == PixelFormat::RgbaF32) checkFloats(given, name);
   return {static_cast<unsigned char*>(given.data),
           given.stride,
           given.width,
@@ -104,7 +120,12 @@ void requireSameSize(const Frame& first, const Frame& second, const char* name, 
 std::vector<unsigned char> straightArgb(const ConstFrame& frame) {
   const std::size_t row = std::size_t{kPixelBytes} * static_cast<std::size_t>(frame.width);
   std::vector<unsigned char> argb(row * static_cast<std::size_t>(frame.height));
-  for (int y = 0; y < frame.height; ++y) readRow(frame, y, argb.data() + row * static_cast<std::size_t>(y));
+  if (frame.format == PixelFormat::RgbaF32) {
+    toEightBits(frame, packedFrame(argb.data(), frame.width, frame.height));
+    if (frame.premultiplied) unpremultiply(argb.data(), argb.size() / kPixelBytes);
+  } else {
+    for (int y = 0; y < frame.height; ++y) readRow(frame, y, argb.data() + row * static_cast<std::size_t>(y));
+  }
   return argb;
 }
 

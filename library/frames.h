@@ -17,7 +17,7 @@ Frame frameOf(const kalvetra_frame* frame, const char* name);
 // Throws a Refusal unless both have one size; `name` is the second's, `other` the first's.
 void requireSameSize(const Frame& first, const Frame& second, const char* name, const char* other);
 
-// A copy in host order with straight alpha, packed.
+// A copy in host order with straight alpha, packed; floats are rounded.
 std::vector<unsigned char> straightArgb(const ConstFrame& frame);
 
 // The caller's options. Throws a Refusal for what cannot be one.

@@ -51,6 +51,8 @@ const char* kalvetra_version() { return KALVETRA_VERSION; }
 
 int kalvetra_look() { return kLookVersion; }
 
+int kalvetra_deep_look() { return kDeepLookVersion; }
+
 const char* kalvetra_cpu_level(int index) {
   const char* name = nullptr;
   answered([&] {

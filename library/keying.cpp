@@ -8,9 +8,9 @@
 #include "analysis/matte_views.h"
 #include "analysis/proposal.h"
 #include "engine/KalvetraFinalCut.h"
-#include "engine/render.h"
 #include "library/answer.h"
 #include "library/frames.h"
+#include "library/lanes.h"
 #include "library/lent_threads.h"
 #include "library/plates.h"
 #include "library/settings.h"
@@ -42,8 +42,8 @@ struct Rendering {
     return draw(RenderOptions{scan, threads.workers(), plate ? &known : nullptr});
   }
   void run(const Frame& target) const {
-    if (settings.view == kKalvetraViewSource) return render(settings, input, target);
-    with([&](const RenderOptions& how) { render(settings, input, target, how); });
+    if (settings.view == kKalvetraViewSource) return renderInLane(settings, input, target);
+    with([&](const RenderOptions& how) { renderInLane(settings, input, target, how); });
   }
 
   CallOptions options;
@@ -102,8 +102,9 @@ int kalvetra_render_plate(const kalvetra_settings* settings, const kalvetra_fram
                           const kalvetra_options* options) {
   return answered([&] {
     const Rendering call(settings, input, output, options);
-    return call.with(
-        [&](const RenderOptions& how) { return renderPlate(call.settings, call.input, call.output, how) ? 1 : 0; });
+    return call.with([&](const RenderOptions& how) {
+      return renderPlateInLane(call.settings, call.input, call.output, how) ? 1 : 0;
+    });
   });
 }
 

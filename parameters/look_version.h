@@ -9,4 +9,8 @@ namespace kalvetra {
 // tests/parameters/look_test.cpp watches this on reference frames and says how to record new ones.
 inline constexpr int kLookVersion = 1;
 
+// The look of the key at full depth, which has a number of its own: raised likewise, when any float of any frame
+// changes. Presets and receipts of a run at full depth hold both.
+inline constexpr int kDeepLookVersion = 1;
+
 }  // namespace kalvetra

@@ -48,6 +48,8 @@ KALVETRA_API const char* kalvetra_last_error(void);
 KALVETRA_API const char* kalvetra_version(void); /* of the library that runs: "0.1.0" */
 /* The number of the keyer's look: it rises whenever any picture with any settings would get other bytes than before. */
 KALVETRA_API int kalvetra_look(void);
+/* The same for the deep lane, which keys wherever a frame is KALVETRA_RGBAF32. */
+KALVETRA_API int kalvetra_deep_look(void);
 
 /* The CPU levels of this machine, the fastest last, the plain "scalar" first; NULL from their number on. */
 KALVETRA_API const char* kalvetra_cpu_level(int index);
@@ -97,12 +99,24 @@ KALVETRA_API int kalvetra_settings_write_preset(const kalvetra_settings* setting
 
 /* ---- Frames ---- */
 
-enum kalvetra_format { KALVETRA_ARGB8 = 1, KALVETRA_BGRA8, KALVETRA_RGBA8 }; /* the bytes in the order of addresses */
+/* The first three have 4 bytes a pixel, in the order of addresses.
+ *
+ * KALVETRA_RGBAF32 has 4 floats of the machine's byte order: red, green, blue, alpha. Colours are the code values of
+ * full-range R'G'B', 0 black and 1 nominal white; below and above are allowed and kept. Alpha is 0..1. NaN counts as 0,
+ * infinities as +-65504, an alpha out of range as the nearest in it; none of them comes out. Data lies at a multiple of
+ * 4 bytes, and the stride is one.
+ *
+ * From bytes to bytes the exact 8-bit keyer works. Wherever the input, the output or both are floats, the deep lane
+ * does: the same keyer in single precision, without a step of levels in between. A pixel that it leaves as it was comes
+ * out with the very colours that it came with. Where its output is of bytes, they are its floats times 255, rounded and
+ * cut off at 0 and 255: on pictures of bytes close to, not equal to the exact keyer's; 16 bytes a pixel are taken
+ * meanwhile. */
+enum kalvetra_format { KALVETRA_ARGB8 = 1, KALVETRA_BGRA8, KALVETRA_RGBA8, KALVETRA_RGBAF32 };
 
-/* One picture of 4 bytes a pixel, which stays the caller's. */
+/* One picture, which stays the caller's. */
 typedef struct kalvetra_frame {
   void* data;        /* the first row's first pixel */
-  ptrdiff_t stride;  /* bytes from a row to the next, at least 4 * width; negative where rows lie upwards in memory */
+  ptrdiff_t stride;  /* bytes from a row to the next, at least a row's own; negative where rows lie upwards in memory */
   int width, height; /* 1..65535 pixels */
   int format;        /* enum kalvetra_format */
   int premultiplied; /* not 0: colours are multiplied by alpha */
@@ -128,7 +142,8 @@ typedef struct kalvetra_options {
 
 /* Pictures of the bare screen to key against, which is closer than what the keyer makes of a frame by itself: where the
  * light falls off strongly, where the screen has folds. Made once for a shot, then given in the options of each call;
- * `frame` of the options then says which frame of the clip is being keyed. */
+ * `frame` of the options then says which frame of the clip is being keyed. A plate made of frames of floats holds
+ * floats, for the smoothest mattes; any plate goes with frames of any format. */
 typedef struct kalvetra_plate kalvetra_plate;
 
 /* Fits the bare screen to frames from all over a clip, all of one size; one is enough where light and camera stand
@@ -140,8 +155,8 @@ KALVETRA_API int kalvetra_plate_fit(const kalvetra_settings* settings, const kal
                                     kalvetra_plate** plate);
 /* Gathers what was seen bare at any time in frames from all over one shot, about 20 to 60 of one size, of a camera that
  * stands still; shadows on the screen are then kept. Of more frames than about 200 MB hold (25 of 1920x1080, 60 at
- * most) as many are looked at, spread over all. Where the camera moves, it is like kalvetra_plate_fit of those looked
- * at, and the facts say so. */
+ * most; as many of floats take 300 MB) as many are looked at, spread over all. Where the camera moves, it is like
+ * kalvetra_plate_fit of those looked at, and the facts say so. */
 KALVETRA_API int kalvetra_plate_shot(const kalvetra_settings* settings, const kalvetra_frame* frames,
                                      const int64_t* numbers, size_t count, const kalvetra_options* options,
                                      kalvetra_plate** plate);
@@ -166,8 +181,9 @@ KALVETRA_API const kalvetra_plate_facts* kalvetra_plate_facts_of(const kalvetra_
 /* ---- Keying ---- */
 
 /* Renders the view of the settings: the source, the matte as an opaque grey picture, or the keyed result. Input and
- * output have the same size; their formats may differ, and they may share memory. A premultiplied input's colours are
- * divided by its alpha before keying, a premultiplied output's are multiplied by its own at the end. */
+ * output have the same size; their formats may differ, also one of floats and one of bytes, and they may share memory.
+ * A premultiplied input's colours are divided by its alpha before keying, a premultiplied output's are multiplied by
+ * its own at the end. */
 KALVETRA_API int kalvetra_render(const kalvetra_settings* settings, const kalvetra_frame* input,
                                  const kalvetra_frame* output, const kalvetra_options* options);
 
@@ -177,7 +193,7 @@ KALVETRA_API int kalvetra_render_plate(const kalvetra_settings* settings, const 
                                        const kalvetra_frame* output, const kalvetra_options* options);
 
 /* How many pixels of a matte are clear (alpha 0), almost clear (1..25), partial, almost opaque (230..254), opaque
- * (255). */
+ * (255); an alpha of floats counts as what it is when rounded to 8 bits. */
 typedef struct kalvetra_status {
   int64_t clear, almost_clear, partial, almost_opaque, opaque;
 } kalvetra_status;
@@ -188,6 +204,8 @@ KALVETRA_API int kalvetra_render_status(const kalvetra_settings* settings, const
                                         kalvetra_status* status);
 
 /* ---- Finding settings ---- */
+
+/* Frames of floats are looked at as the pictures of bytes that they round to. */
 
 typedef struct kalvetra_backdrop {
   unsigned char red, green, blue; /* the mean of the screen's pixels */

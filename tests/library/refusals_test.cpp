@@ -91,7 +91,7 @@ TEST(Library, RefusesFramesThatCannotBe) {
     }
   }
   refused([](kalvetra_frame& f) { f.format = 0; },
-          "input: there is no format 0; give KALVETRA_ARGB8, _BGRA8 or _RGBA8");
+          "input: there is no format 0; give KALVETRA_ARGB8, _BGRA8, _RGBA8 or _RGBAF32");
   kalvetra_frame narrow = good, nowhere = good;
   narrow.width = 1;
   nowhere.data = nullptr;
@@ -154,10 +154,13 @@ TEST(Library, RefusesOptionsThatCannotBe) {
 TEST(Library, AnswersACodeWhereverMemoryRunsOut) {
   const Settings settings = keyingGreen();
   Bytes source = picture(16, 9), out(source.size());
-  const kalvetra_frame input = packed(source, 16, 9), output = packed(out, 16, 9, KALVETRA_RGBA8);
+  std::vector<float> floats(source.size(), 0.25f);
+  const kalvetra_frame input = packed(source, 16, 9), output = packed(out, 16, 9, KALVETRA_RGBA8),
+                       deep{floats.data(), 16 * 16, 16, 9, KALVETRA_RGBAF32, 0};
   const kalvetra_options options = withThreads(1);
   const std::vector<std::function<int()>> calls{
       [&] { return kalvetra_render(settings.get(), &input, &output, &options); },
+      [&] { return kalvetra_render(settings.get(), &deep, &output, &options); },
       [&] { return kalvetra_settings_set(settings.get(), "screen-gain", "30"); },
       [&] { return kalvetra_settings_write_preset(settings.get(), nullptr, 0) > 0 ? KALVETRA_OK : KALVETRA_NO_MEMORY; },
       [&] {
