@@ -1,7 +1,11 @@
 """Keys green-screen pictures held in numpy arrays.
 
-A picture is an array of height x width x 3 (red, green, blue) or x 4 (with a straight alpha), uint8, with any strides.
-The bytes are those of the command `kalvetra key`. Calls release the interpreter's lock: threads run side by side.
+A picture is an array of height x width x 3 (red, green, blue) or x 4 (with a straight alpha), with any strides: uint8,
+uint16 (0..65535), or float32 with 0 as black and 1 as white, whose colours may lie below and above. Results have the
+picture's dtype, or the one that is named. From uint8 to uint8 the exact keyer works, whose bytes are those of the command
+`kalvetra key`; elsewhere the deep lane does, the same keyer in single precision. NaN counts as 0, infinities as +-65504.
+
+Calls release the interpreter's lock: threads run side by side.
 """
 
 from __future__ import annotations
@@ -9,20 +13,19 @@ from __future__ import annotations
 import ctypes
 from typing import Callable, Iterable, List, Mapping, NamedTuple, Optional, Tuple, Union
 
-import numpy as np
 import numpy.typing as npt
 
-from . import _library
+from . import _library, _pictures
 from ._library import NoBackdropError
+from ._pictures import Picture
 from ._plate import Plate
 from ._settings import Parameter, Settings, Value, parameters
 
 __all__ = ["Backdrop", "NoBackdropError", "Parameter", "Plate", "Settings", "Status", "Value", "clean_plate", "cpu_levels",
-           "fit_plate", "key", "look", "parameters", "pick", "plate", "propose", "shot_plate", "status"]
+           "deep_look", "fit_plate", "key", "look", "parameters", "pick", "plate", "propose", "shot_plate", "status"]
 
 __version__ = _library.version().decode()
 
-Picture = npt.NDArray[np.uint8]
 AnySettings = Union[Settings, Mapping[str, Value]]
 
 _CHROMA = {"4:4:4": 0, "4:2:2": 1, "4:2:0": 2}
@@ -38,7 +41,7 @@ class Backdrop(NamedTuple):
 
 
 class Status(NamedTuple):
-    """How many pixels of a matte have which alpha."""
+    """How many pixels of a matte have which alpha, rounded to 8 bits."""
 
     clear: int  #: 0
     almost_clear: int  #: 1..25
@@ -48,10 +51,11 @@ class Status(NamedTuple):
 
 
 def key(picture: Picture, settings: AnySettings, *, frame: int = 0, fields: bool = False, premultiplied: bool = False,
-        against: Optional[Plate] = None, threads: int = 0, cpu: Optional[str] = None) -> Picture:
+        against: Optional[Plate] = None, dtype: Optional[npt.DTypeLike] = None, threads: int = 0,
+        cpu: Optional[str] = None) -> Picture:
     """Keys one picture.
 
-    picture: height x width x 3 or 4, uint8.
+    picture: height x width x 3 or 4, uint8, uint16 or float32.
     settings: Settings, or a mapping such as {"key-color": "#2da54b", "screen-gain": 40}; what it leaves out has its
         default. Their view decides what is shown: the keyed result, the matte as grey or the source.
     frame: where in the clip the picture is, for presets with keyframes and for plates of several frames.
@@ -59,38 +63,42 @@ def key(picture: Picture, settings: AnySettings, *, frame: int = 0, fields: bool
     against: the clip's bare screen, from fit_plate, shot_plate or clean_plate; None is what the setting "plate" says:
         the keyer's own estimate, or with "fit" a plate fitted to this picture alone.
     premultiplied: True where the colours of the picture are, and those of the result are to be, multiplied by alpha.
+    dtype: of the result; None is the picture's. In uint8 and uint16, colours below black and above white are cut off.
     threads: how many may work on it, up to 1024; 0 stands for as many as the machine has.
     cpu: one of cpu_levels(); None is the fastest. The bytes are the same.
 
-    Returns a new array of height x width x 4, uint8: red, green, blue, alpha.
+    Returns a new array of height x width x 4: red, green, blue, alpha. A pixel that is left as it was has the very colours
+    that it had.
     Raises TypeError for what is no such array, ValueError for sizes and settings that cannot be, MemoryError.
     """
     options = _options(threads, cpu, fields=fields, frame=frame, against=against)
-    return _rendered(_library.render, picture, settings, premultiplied, options)[0]
+    return _pictures.rendered(_library.render, picture, Settings(settings), premultiplied, dtype, options)[0]
 
 
 def plate(picture: Picture, settings: AnySettings, *, frame: int = 0, fields: bool = False,
-          premultiplied: bool = False, against: Optional[Plate] = None, threads: int = 0,
-          cpu: Optional[str] = None) -> Tuple[Picture, bool]:
+          premultiplied: bool = False, against: Optional[Plate] = None, dtype: Optional[npt.DTypeLike] = None,
+          threads: int = 0, cpu: Optional[str] = None) -> Tuple[Picture, bool]:
     """The backdrop that the picture is keyed against, opaque, and whether it is a plate, or an estimate from the picture.
 
     False stands for the one key colour, where smooth-bg is off or the key colour is black. Otherwise like key.
     """
     options = _options(threads, cpu, fields=fields, frame=frame, against=against)
-    result, estimated = _rendered(_library.render_plate, picture, settings, premultiplied, options)
+    result, estimated = _pictures.rendered(_library.render_plate, picture, Settings(settings), premultiplied, dtype,
+                                           options)
     return result, estimated == 1
 
 
 def status(picture: Picture, settings: AnySettings, *, frame: int = 0, fields: bool = False,
-           premultiplied: bool = False, against: Optional[Plate] = None, threads: int = 0,
-           cpu: Optional[str] = None) -> Tuple[Picture, Status]:
+           premultiplied: bool = False, against: Optional[Plate] = None, dtype: Optional[npt.DTypeLike] = None,
+           threads: int = 0, cpu: Optional[str] = None) -> Tuple[Picture, Status]:
     """The matte as an opaque grey picture, almost clear pixels in red, almost opaque ones in blue, and their numbers.
 
     Otherwise like key.
     """
     options = _options(threads, cpu, fields=fields, frame=frame, against=against)
     counted = _library.Status()
-    result, _ = _rendered(_library.render_status, picture, settings, premultiplied, options, counted)
+    result, _ = _pictures.rendered(_library.render_status, picture, Settings(settings), premultiplied, dtype, options,
+                                   counted)
     return result, Status(*(getattr(counted, name) for name in Status._fields))
 
 
@@ -99,10 +107,9 @@ def pick(pictures: Union[Picture, Iterable[Picture]]) -> Backdrop:
 
     Raises NoBackdropError, a ValueError, where they show none. The pictures are like those of key.
     """
-    arrays = _arrays_of(pictures)
-    frames = _frames(arrays)
+    arrays = _pictures.arrays_of(pictures)
     found = _library.Backdrop()
-    _library.pick(frames, len(arrays), found)
+    _library.pick(_pictures.frames(arrays), len(arrays), found)
     color = f"#{found.red:02x}{found.green:02x}{found.blue:02x}"
     return Backdrop(color, found.confidence, found.unevenness, found.reason.decode())
 
@@ -119,12 +126,11 @@ def propose(pictures: Union[Picture, Iterable[Picture]], key_color: Optional[str
     """
     if chroma not in _CHROMA:
         raise ValueError(f"chroma cannot be {chroma!r}; give {', '.join(_CHROMA)}")
-    arrays = _arrays_of(pictures)
-    frames = _frames(arrays)
+    arrays = _pictures.arrays_of(pictures)
     settings = Settings()
     options = _options(threads, cpu, chroma=_CHROMA[chroma])
     color = None if key_color is None else _library.text(key_color)
-    _library.propose(frames, len(arrays), color, options, settings.handle)
+    _library.propose(_pictures.frames(arrays), len(arrays), color, options, settings.handle)
     settings._take_reasons()
     return settings
 
@@ -157,15 +163,15 @@ def clean_plate(clean: Union[Picture, Iterable[Picture]], pictures: Union[Pictur
 
     Raises ValueError, with a sentence, where they do not belong to that shot: another size, set or light.
     """
-    empty, arrays = _arrays_of(clean), _arrays_of(pictures)
+    empty, arrays = _pictures.arrays_of(clean), _pictures.arrays_of(pictures)
     copied = Settings(settings)
-    return Plate(_library.plate_clean, copied.handle, _frames(empty), len(empty), _frames(arrays), len(arrays),
-                 _options(threads, cpu))
+    return Plate(_library.plate_clean, copied.handle, _pictures.frames(empty), len(empty), _pictures.frames(arrays),
+                 len(arrays), _options(threads, cpu))
 
 
 def _plate_of(make: Callable[..., int], pictures: Union[Picture, Iterable[Picture]], settings: AnySettings,
               numbers: Optional[Iterable[int]], threads: int, cpu: Optional[str]) -> Plate:
-    arrays = _arrays_of(pictures)
+    arrays = _pictures.arrays_of(pictures)
     counted = None
     if numbers is not None:
         given = [_library.number("a frame's number", number, _library.LAST_FRAME) for number in numbers]
@@ -173,7 +179,7 @@ def _plate_of(make: Callable[..., int], pictures: Union[Picture, Iterable[Pictur
             raise ValueError(f"there are {len(given)} numbers for {len(arrays)} pictures; give one for each")
         counted = (ctypes.c_int64 * len(given))(*given)
     copied = Settings(settings)
-    return Plate(make, copied.handle, _frames(arrays), counted, len(arrays), _options(threads, cpu))
+    return Plate(make, copied.handle, _pictures.frames(arrays), counted, len(arrays), _options(threads, cpu))
 
 
 def cpu_levels() -> List[str]:
@@ -189,55 +195,14 @@ def look() -> int:
     return int(_library.look())
 
 
+def deep_look() -> int:
+    """The same for the deep lane, which keys wherever the picture or the result is not uint8."""
+    return int(_library.deep_look())
+
+
 def _options(threads: int, cpu: Optional[str], fields: bool = False, frame: int = 0,
              chroma: int = 0, against: Optional[Plate] = None) -> _library.Options:
     return _library.Options(size=ctypes.sizeof(_library.Options),
                             threads=_library.number("threads", threads, _library.MOST_THREADS), fields=bool(fields),
                             frame=_library.number("frame", frame, _library.LAST_FRAME), chroma=chroma,
                             cpu=None if cpu is None else _library.text(cpu), plate=None if against is None else against.handle)
-
-
-def _frame(array: Picture, premultiplied: bool) -> _library.Frame:
-    height, width = array.shape[:2]
-    stride = array.strides[0] if height > 1 else 4 * width  # numpy leaves it open for a single row
-    return _library.Frame(array.ctypes.data, stride, width, height, _library.RGBA8, bool(premultiplied))
-
-
-def _as_rgba(picture: Picture) -> Picture:
-    """The picture itself where the C interface can read it, otherwise a copy."""
-    if not isinstance(picture, np.ndarray) or picture.dtype != np.uint8:
-        kind = f"an array of {picture.dtype}" if isinstance(picture, np.ndarray) else type(picture).__name__
-        raise TypeError(f"a picture is an array of uint8, not {kind}")
-    if picture.ndim != 3 or picture.shape[2] not in (3, 4):
-        raise ValueError(f"a picture has the shape (height, width, 3 or 4), not {picture.shape}")
-    height, width, channels = picture.shape
-    if not (1 <= width <= _library.LONGEST_SIDE and 1 <= height <= _library.LONGEST_SIDE):
-        raise ValueError(f"{width} x {height} pixels are no size; give 1 to {_library.LONGEST_SIDE} on each side")
-    packed_pixels = channels == 4 and picture.strides[2] == 1 and (width < 2 or picture.strides[1] == 4)
-    if packed_pixels and (height < 2 or abs(picture.strides[0]) >= 4 * width):
-        return picture
-    copy = np.full((height, width, 4), 255, np.uint8)
-    copy[..., :channels] = picture
-    return copy
-
-
-def _rendered(render: Callable[..., int], picture: Picture, settings: AnySettings, premultiplied: bool,
-              *more: object) -> Tuple[Picture, int]:
-    """What a function of the library makes of the picture, and what it answers."""
-    source = _as_rgba(picture)
-    result = np.empty(source.shape, np.uint8)
-    given = Settings(settings)  # a copy, which no other thread changes
-    answer = render(given.handle, _frame(source, premultiplied), _frame(result, premultiplied), *more)
-    return result, answer
-
-
-def _arrays_of(pictures: Union[Picture, Iterable[Picture]]) -> List[Picture]:
-    """Each picture as the C interface can read it."""
-    if isinstance(pictures, np.ndarray) and pictures.ndim == 3:
-        return [_as_rgba(pictures)]
-    return [_as_rgba(picture) for picture in pictures]
-
-
-def _frames(arrays: List[Picture]) -> object:
-    """An array of frames; the pictures have to outlive it."""
-    return (_library.Frame * len(arrays))(*(_frame(array, False) for array in arrays))

@@ -9,7 +9,7 @@ import sys
 from ctypes import POINTER, c_char_p, c_double, c_int, c_int64, c_size_t, c_ssize_t, c_ubyte, c_void_p
 from typing import Any, Callable, Type
 
-RGBA8 = 3
+RGBA8, RGBAF32 = 3, 4
 LONGEST_SIDE = 65535
 MOST_THREADS = 1024
 LAST_FRAME = 2**63 - 1
@@ -84,6 +84,7 @@ def _call(name: str, *arguments: object) -> Any:
 
 version = _function("version", c_char_p)
 look = _function("look", c_int)
+deep_look = _function("deep_look", c_int)
 cpu_level = _function("cpu_level", c_char_p, c_int)
 parameter_at = _function("parameter_at", POINTER(Parameter), c_int)
 

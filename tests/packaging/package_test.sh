@@ -71,6 +71,7 @@ TEXT
   package python3-kalvetra <<TEXT
 $module/__init__.py
 $module/_library.py
+$module/_pictures.py
 $module/_plate.py
 $module/_settings.py
 $module/py.typed

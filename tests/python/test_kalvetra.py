@@ -31,6 +31,13 @@ def screen(height=54, width=96):
     return picture + rng.integers(0, 4, picture.shape, np.uint8)
 
 
+def fine_screen():
+    """The same in floats, between the levels of bytes, with white that is brighter than 1."""
+    picture = screen() / np.float32(255) + np.random.default_rng(2).random((54, 96, 3), np.float32) / 300
+    picture[32:38, 42:58] = 1.75
+    return picture
+
+
 class Keying(unittest.TestCase):
     def test_clears_the_screen_and_keeps_the_subject(self):
         keyed = kalvetra.key(screen(), GREEN)
@@ -158,6 +165,8 @@ class Keying(unittest.TestCase):
                              (screen()[..., :2], ValueError), (screen()[:0], ValueError)):
             with self.assertRaises(error):
                 kalvetra.key(wrong, GREEN)
+        with self.assertRaisesRegex(TypeError, "a result is an array of uint8, uint16 or float32, not float64"):
+            kalvetra.key(screen(), GREEN, dtype=float)
         with self.assertRaisesRegex(ValueError, "give one of scalar"):
             kalvetra.key(screen(), GREEN, cpu="fast")
 
@@ -177,6 +186,70 @@ class Keying(unittest.TestCase):
         by_fields = kalvetra.key(screen(), GREEN, fields=True)
         for truth in np.bool_(True), 2**32:
             np.testing.assert_array_equal(kalvetra.key(screen(), GREEN, fields=truth), by_fields)
+
+
+class FullDepth(unittest.TestCase):
+    def test_results_have_the_pictures_dtype_or_another(self):
+        words = (fine_screen().clip(0, 1) * 65535).astype(np.uint16)
+        for picture in screen(), words, fine_screen():
+            floats = kalvetra.key(picture, GREEN, dtype=np.float32)
+            rounded = {np.uint8: np.floor(floats.clip(0, 1) * np.float32(255) + np.float32(0.5)),
+                       np.uint16: np.rint(floats.clip(0, 1) * np.float32(65535)), np.float32: floats}
+            self.assertEqual(kalvetra.key(picture, GREEN).dtype, picture.dtype)
+            for dtype, expected in rounded.items():
+                result = kalvetra.key(picture, GREEN, dtype=dtype)
+                self.assertEqual(result.dtype, dtype)
+                if not picture.dtype == dtype == np.uint8:  # the exact keyer's
+                    np.testing.assert_array_equal(result, expected)
+            self.assertLess(floats[0, 0, 3], 0.05)
+            self.assertEqual(floats[35, 50, 3], 1)
+        self.assertGreater(len(np.unique(kalvetra.key(fine_screen(), GREEN)[..., 3])), 256)
+        self.assertGreater(kalvetra.deep_look(), 0)
+
+    def test_what_is_left_alone_is_exact(self):
+        every = np.arange(65536, dtype=np.uint16).reshape(128, 512)
+        words = np.dstack([every, every[::-1], every[:, ::-1], every.T.reshape(128, 512)])
+        np.testing.assert_array_equal(kalvetra.key(words, {"view": "source"}), words)
+        picture = fine_screen()
+        keyed = kalvetra.key(picture, GREEN)
+        np.testing.assert_array_equal(keyed[32:38, 42:58], np.float32([[[1.75, 1.75, 1.75, 1]]] * 6).repeat(16, 1))
+        subject = kalvetra.key(picture, {**GREEN, "despill-skin": 0, "despill-white": 0})[12:28, 22:48]
+        self.assertGreater(np.mean(subject[..., :3] == picture[12:28, 22:48]), 0.9)
+
+    def test_takes_arrays_of_any_strides_and_threads(self):
+        rgba = np.dstack([fine_screen(), np.linspace(1, 0, 54 * 96, dtype=np.float32).reshape(54, 96)])
+        expected = kalvetra.key(rgba, GREEN, threads=1)
+        unaligned = np.frombuffer(b"x" + rgba.tobytes(), np.uint8)[1:].view(np.float32).reshape(rgba.shape)
+        for same in rgba[::-1].copy()[::-1], np.asfortranarray(rgba), rgba[:, ::-1].copy()[:, ::-1], unaligned, \
+                np.repeat(rgba, 2, 0)[::2]:
+            for threads in 2, 7:
+                np.testing.assert_array_equal(kalvetra.key(same, GREEN, threads=threads), expected)
+        opaque = np.dstack([fine_screen(), np.ones((54, 96), np.float32)])
+        np.testing.assert_array_equal(kalvetra.key(fine_screen(), GREEN), kalvetra.key(opaque, GREEN))
+        np.testing.assert_array_equal(kalvetra.key(rgba[5:6], GREEN), kalvetra.key(rgba[5:6].copy(), GREEN))
+
+    def test_takes_what_is_no_number_as_0_and_infinities_as_65504(self):
+        picture = fine_screen()
+        finite = picture.copy()
+        for x, (value, stands_for) in enumerate(((np.nan, 0), (np.inf, 65504), (-np.inf, -65504))):
+            picture[20, x], finite[20, x] = value, stands_for
+        np.testing.assert_array_equal(kalvetra.key(picture, GREEN), kalvetra.key(finite, GREEN))
+        self.assertTrue(np.isfinite(kalvetra.key(picture, GREEN)).all())
+
+    def test_plates_status_and_findings(self):
+        picture, bytes_ = fine_screen(), np.rint(fine_screen().clip(0, 1) * 255).astype(np.uint8)
+        plate, estimated = kalvetra.plate(picture, GREEN)
+        self.assertEqual((plate.dtype, estimated), (np.float32, True))
+        np.testing.assert_allclose(plate[2, 2, :3], picture[2, 2], atol=0.02)
+        matte, counts = kalvetra.status(picture, GREEN)
+        alpha = kalvetra.key(picture, GREEN, dtype=np.uint8)[..., 3]
+        self.assertEqual((matte.dtype, counts.clear), (np.float32, np.count_nonzero(alpha == 0)))
+        self.assertEqual(kalvetra.pick([picture]), kalvetra.pick(bytes_))
+        for fitted in kalvetra.fit_plate([picture, bytes_], GREEN), kalvetra.fit_plate(bytes_, GREEN):
+            for given in picture, bytes_:
+                keyed = kalvetra.key(given, GREEN, against=fitted, dtype=np.float32)
+                self.assertLess(keyed[0, 0, 3], 0.02)
+                self.assertEqual(keyed[35, 50, 3], 1)
 
 
 class Finding(unittest.TestCase):
@@ -255,8 +328,7 @@ class TheModule(unittest.TestCase):
             program = "\n".join(re.findall(r"```python\n(.*?)```", page, re.DOTALL))
             ran = subprocess.run([sys.executable, "-c", program], cwd=folder, capture_output=True, text=True)
             self.assertEqual((ran.stderr, ran.returncode), ("", 0))
-            expected = re.search(r"```text\n(.*?)```", page, re.DOTALL).group(1)
-            self.assertEqual(ran.stdout, expected)
+            self.assertEqual(ran.stdout, "".join(re.findall(r"```text\n(.*?)```", page, re.DOTALL)))
 
     def test_without_its_library_says_what_to_do(self):
         ran = subprocess.run([sys.executable, "-c", "import kalvetra"], capture_output=True, text=True,
