@@ -104,10 +104,10 @@ struct Differences {
             << testing::PrintToString(expected) << ", " << tie.distance << " from " << tie.choice << '\n';
     }
   }
-  // One pixel in 10000, and no more at ties.
+  // One pixel in 50,000: beyond white, where a chroma's ray runs along the bound that it is cut with. No more at ties.
   void expectFew() const {
-    EXPECT_LE(other * 10000, pixels) << which.str().substr(0, 3000);
-    EXPECT_LE(tied * 10000, pixels) << which.str().substr(0, 3000);
+    EXPECT_LE(other * 50000, pixels) << which.str().substr(0, 3000);
+    EXPECT_LE(tied * 50000, pixels) << which.str().substr(0, 3000);
   }
 
   static constexpr double kBound = 0.02;  // levels
