@@ -13,4 +13,6 @@ target_compile_definitions(kalvetra_vectors INTERFACE
   # NEON is in every 64-bit Arm. Asking at run time would also compile its functions for the crypto instructions, and
   # GCC refuses to mix those with the constructors of the standard library and its own.
   TOOLCHAIN_MISS_SYS_AUXV_H
-  HWY_BROKEN_EMU128=0)            # its fallback is compiled and never run: below SSE4 the plain forms are
+  # Highway distrusts its fallback without vector instructions under some compilers. The exact key never runs it, as it
+  # has plain forms; the deep key does wherever there is no better level, and its pinned frames would show a fault.
+  HWY_BROKEN_EMU128=0)

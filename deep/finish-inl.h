@@ -48,7 +48,7 @@ struct Keyed {
   VF red, green, blue, alpha;
 };
 
-// `slope` is 1 / (high - low).
+// A step at `low` where the levels are crossed, as in the exact key.
 HWY_INLINE VF clipped(const Finish& f, VF alpha) { return ramp(alpha, f.low, f.high) * all(255.0f); }
 
 // The matte limited by the frame's alpha and clipped; where that alpha is 0, the frame's colours.
@@ -59,15 +59,16 @@ HWY_INLINE Keyed limited(const Finish& f, const Host& host, const Keyed& keyed) 
           select(hidden, host.codes.blue, keyed.blue), f.clips ? clipped(f, alpha) : alpha};
 }
 
-// The view's code values, in the order of the picture's own colours.
-HWY_INLINE Channels viewOf(const Finish& f, const Keyed& keyed) {
-  const VF alpha = codeOf(keyed.alpha);
+// The view's code values, in the order of the picture's own colours, with an alpha of that code value.
+HWY_INLINE Channels viewOf(const Finish& f, const Keyed& keyed, VF alpha) {
   if (f.matteView) return {alpha, alpha, alpha, all(1.0f)};
   Channels c{keyed.red, keyed.green, keyed.blue, alpha};
   if (f.blueScreen) std::swap(c.green, c.blue);
   if (f.premultiplied) c = {c.red * alpha, c.green * alpha, c.blue * alpha, alpha};
   return c;
 }
+
+HWY_INLINE Channels viewOf(const Finish& f, const Keyed& keyed) { return viewOf(f, keyed, codeOf(keyed.alpha)); }
 
 HWY_INLINE void store(const Channels& c, float* floats) {
   hn::StoreInterleaved4(c.red, c.green, c.blue, c.alpha, DF(), floats);

@@ -47,7 +47,8 @@ HWY_INLINE Keyed shaded(const Finish& f, const Host& host, const ConstRow& plate
 void passThrough(const Finish& finish, const HostRow& host, float* result, std::size_t pixels) {
   forHost(finish, host, result, pixels, [&](const Host& h, float* out, std::size_t) HWY_ATTR {
     const Keyed keyed{h.codes.red, h.codes.green, h.codes.blue, h.levels.alpha};
-    store(viewOf(finish, limited(finish, h, keyed)), out);
+    if (finish.clips) return store(viewOf(finish, limited(finish, h, keyed)), out);
+    store(viewOf(finish, keyed, h.codes.alpha), out);  // the very alpha that it came with
   });
 }
 

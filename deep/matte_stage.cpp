@@ -23,7 +23,8 @@ MatteStage::MatteStage(int width, int height, const KALVETRA_Param& param, const
       bands_(bands),
       stride_(RowBuffer::room(width)),
       matte_(stride_ * static_cast<std::size_t>(height) + 3 * kMargin),
-      scratch_(matte_.size()) {
+      scratch_(matte_.size()),
+      changed_(static_cast<std::size_t>(bands.count())) {
   if (param.nMaskBlurRadius == 0) return;
   boxes_.assign(static_cast<std::size_t>(bands.count()), BoxAverages(width, height, param.nMaskBlurRadius, kMostMatte));
   for (int band = 0; band < bands.count(); ++band) edges_.emplace_back(width, 1);
@@ -46,7 +47,6 @@ void MatteStage::contractAndBlur() {
 void MatteStage::contract() {
   const auto width = static_cast<std::size_t>(width_);
   const auto slack = static_cast<float>(param_.nContractThreshold);
-  std::vector<unsigned char> changed(static_cast<std::size_t>(bands_.count()));
   int idleSteps = 0;
   for (int step = 0; step < param_.nContractMask && idleSteps < 2; ++step) {
     const bool square = step % 2 != 0;
@@ -60,10 +60,10 @@ void MatteStage::contract() {
           any |= contractRow(row - stride_, row, row + stride_, result, width, slack, square);
         }
       }
-      changed[static_cast<std::size_t>(band)] = any ? 1 : 0;
+      changed_[static_cast<std::size_t>(band)] = any ? 1 : 0;
     });
     std::swap(matte_, scratch_);
-    const bool any = std::find(changed.begin(), changed.end(), 1) != changed.end();
+    const bool any = std::find(changed_.begin(), changed_.end(), 1) != changed_.end();
     idleSteps = any ? 0 : idleSteps + 1;
   }
 }

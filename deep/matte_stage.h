@@ -38,8 +38,9 @@ class MatteStage {
   const Bands& bands_;
   std::size_t stride_;
   Plane matte_, scratch_;
-  std::vector<BoxAverages> boxes_;  // one a band, where the edge is blurred
-  std::vector<RowBuffer> edges_;    // and a row of averages each
+  std::vector<unsigned char> changed_;  // whether a step changed anything, of each band
+  std::vector<BoxAverages> boxes_;      // one a band, where the edge is blurred
+  std::vector<RowBuffer> edges_;        // and a row of averages each
 };
 
 }  // namespace kalvetra::deep

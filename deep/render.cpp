@@ -1,7 +1,9 @@
 #include "deep/render.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -31,6 +33,9 @@ class Apart {
     if (to.format != PixelFormat::RgbaF32) throw std::invalid_argument("the deep lane writes frames of floats alone");
     input.width = output.width = std::min(from.width, to.width);
     input.height = output.height = std::min(from.height, to.height);
+    constexpr int kLargestSide = std::numeric_limits<std::uint16_t>::max();  // of a record
+    if (std::max(output.width, output.height) > kLargestSide)
+      throw std::invalid_argument("a side exceeds 65535 pixels");
     if (empty() || !shareMemory(input, output)) return;
     const std::size_t rowBytes =
         static_cast<std::size_t>(input.width) * static_cast<std::size_t>(pixelBytes(input.format));

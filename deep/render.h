@@ -13,13 +13,14 @@ namespace kalvetra {
 // Only the area that both frames have in common is read and written; there may be none. They may lie in the same
 // memory. Premultiplied colours are divided by alpha and multiplied again; view Source from premultiplied to
 // premultiplied leaves them as they are. A pixel that the key leaves alone comes out with the very colours that it came
-// with, whatever they are; NaN counts as 0, an infinity as +-65504. No side may exceed 65535 pixels.
+// with, whatever they are; NaN counts as 0, an infinity as +-65504.
 //
 // A given plate may be of any format. The matte's clip levels are the whole levels of the 8-bit key. Threads are used
 // for fields as well, and at every CPU level.
 //
 // Where values are out of range, the result view is empty. Throws std::invalid_argument for an output of another
-// format; std::bad_alloc, with nothing written, and what Workers::run throws, with the output perhaps written in part.
+// format and where a side exceeds 65535 pixels; std::bad_alloc, with nothing written, and what Workers::run throws,
+// with the output perhaps written in part.
 void renderDeep(const KeySettings& settings, const ConstFrame& input, const Frame& output,
                 const RenderOptions& options = {});
 

@@ -43,7 +43,8 @@ HWY_INLINE UnmixedLanes unmixed(VF y, VF backdropY, VF amount) {
   const VF zero = hn::Zero(DF());
   const VF distance = y - backdropY, inverse = all(1.0f) / amount;
   const VF base = most(backdropY + all(100.0f), all(1.0f));
-  const VF below = base * exp2m1(inverse * log2p1(distance / base));
+  const VF power = base * exp2m1(inverse * log2p1(distance / base));
+  const VF below = select(amount == all(1.0f), distance, power);  // opaque to the last bit
   const VF darkest = least(y, all(-50.0f)) - backdropY, brightest = most(y, all(370.0f)) - backdropY;
   const MF darker = distance < zero;
   const VF target = select(darker, most(below, darkest), least(distance * inverse, brightest));

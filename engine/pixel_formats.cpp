@@ -46,7 +46,8 @@ void readRow(const ConstFrame& frame, int y, unsigned char* argb) {
       changeEach(row, argb, frame.width, lastByteFirst);
       break;
     case PixelFormat::RgbaF32:
-      return;  // not 8-bit
+      std::memset(argb, 0, static_cast<std::size_t>(frame.width) * kPixelBytes);  // for deep/render.h
+      return;
   }
   if (frame.premultiplied) unpremultiply(argb, static_cast<std::size_t>(frame.width));
 }

@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -182,6 +183,16 @@ TEST(DeepRender, AgreesWithTheExactKey) {
   ASSERT_GT(pixels, 100000.0);
   EXPECT_LT(std::abs(sum) / pixels, 0.3);
   EXPECT_LT(apart / pixels, 0.005);  // clipped, a level counts for up to five
+}
+
+TEST(DeepRender, LeavesASourceAsItCameAndRefusesWhatIsTooWide) {
+  KeySettings s = greenKey();
+  s.view = kKalvetraViewSource;
+  const Floats screen = deepScreen();  // with an alpha of thousandths
+  EXPECT_EQ(screen, rendered(s, frameOf(screen.data())));
+  Floats wide(70000 * 4, 0.5f);
+  EXPECT_THROW(renderDeep(greenKey(), frameOf(wide.data(), 70000, 1), frameOf(wide.data(), 70000, 1)),
+               std::invalid_argument);
 }
 
 TEST(DeepRender, ShowsInBytes) {
