@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "media/pixels/picture_depth.h"
 #include "support/number_text.h"
 #include "support/user_error.h"
 
@@ -20,17 +21,18 @@ std::shared_ptr<const Image> uniform(int color, int width, int height) {
 }  // namespace
 
 Background::Background(const std::string& text, const PictureFormat& clip, OverEnd end, int threads,
-                       const std::atomic<bool>& stop) {
+                       const std::atomic<bool>& stop, bool deep) {
   const std::optional<int> color = parseHexColor(text);
   if (color) {
     color_ = uniform(*color, clip.width, clip.height);
+    if (deep) color_ = std::make_shared<const Image>(widened(*color_));
     return;
   }
   std::error_code ignored;
   if (text.starts_with('#') && !std::filesystem::exists(text, ignored)) {
     throw UserError(text + ": is neither a colour nor a file; write a colour as #rrggbb, in hexadecimal");
   }
-  file_.emplace(text, clip, end, threads, stop);
+  file_.emplace(text, clip, end, threads, stop, deep);
 }
 
 }  // namespace kalvetra

@@ -13,9 +13,9 @@ namespace kalvetra {
 class Background {
  public:
   // `text` is a colour, "#rrggbb", or a file or sequence, scaled to cover the clip's frame. Throws UserError for
-  // anything else. `stop` must outlive it.
+  // anything else. `deep`: its pictures are deep. `stop` must outlive it.
   Background(const std::string& text, const PictureFormat& clip, OverEnd end, int threads,
-             const std::atomic<bool>& stop);
+             const std::atomic<bool>& stop, bool deep = false);
 
   // The background that many seconds after the first frame, opaque, of the clip's stored size. Times may only grow. For
   // one thread; frames in flight may keep it.

@@ -9,13 +9,14 @@
 namespace kalvetra {
 
 BackgroundClip::BackgroundClip(const std::string& path, const PictureFormat& clip, OverEnd end, int threads,
-                               const std::atomic<bool>& stop)
+                               const std::atomic<bool>& stop, bool deep)
     : path_(path), clip_(clip), end_(end), threads_(threads), stop_(stop) {
   if (path == kStandardInput && end == OverEnd::Loop) {
     throw UserError("a background from the standard input cannot be looped; name a file");
   }
   open();
-  converter_.emplace(reader_->format().color, ConversionOptions{.premultiplied = reader_->isPremultiplied()});
+  converter_.emplace(reader_->format().color,
+                     ConversionOptions{.deep = deep, .premultiplied = reader_->isPremultiplied()});
 }
 
 // From the first picture on.

@@ -24,7 +24,7 @@ class BackgroundClip {
  public:
   // Throws UserError when it cannot be read. A sequence of pictures has no rate of its own: it plays at the clip's.
   BackgroundClip(const std::string& path, const PictureFormat& clip, OverEnd end, int threads,
-                 const std::atomic<bool>& stop);
+                 const std::atomic<bool>& stop, bool deep);
 
   // The picture shown that many seconds after the first one; times may only grow. The same object as long as it is the
   // same picture; frames in flight may keep it.

@@ -21,7 +21,7 @@ Image turnedBy(Image image, int quarterTurns) {
 }
 
 void layOverBlack(Image& image) {
-  Image black(image.width, image.height);
+  Image black(image.width, image.height, image.format);
   std::fill(black.bytes.begin(), black.bytes.end(), static_cast<unsigned char>(0));
   layOver(image, black, image);
 }
@@ -29,11 +29,12 @@ void layOverBlack(Image& image) {
 }  // namespace
 
 CompanionClip::CompanionClip(const std::string& path, const std::string& what, Fit fit, const PictureFormat& clip,
-                             int threads, const std::atomic<bool>& stop)
+                             int threads, const std::atomic<bool>& stop, bool deep)
     : fit_(fit),
       clip_(clip),
       reader_(path, threads, stop),
-      converter_(reader_.format().color, {.levels = fit == Fit::Exact, .premultiplied = reader_.isPremultiplied()}) {
+      converter_(reader_.format().color,
+                 {.deep = deep, .levels = fit == Fit::Exact, .premultiplied = reader_.isPremultiplied()}) {
   if (fit == Fit::Exact) requireClipSize(what);
   if (!reader_.next(frame_)) throw UserError(path + ": no picture in it can be read; check the file");
 }

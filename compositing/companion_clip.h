@@ -18,10 +18,10 @@ class CompanionClip {
     Exact,  // a matte: must have the clip's size; alpha stays, and it holds levels, not light
     Cover,  // scaled to cover the frame and cropped; opaque, laid over black where it has alpha
   };
-  // `what` names its part in sentences: "garbage matte". Throws UserError when it cannot be read, or when its size
-  // does not fit.
+  // `what` names its part in sentences: "garbage matte". `deep`: its pictures are read at full depth. Throws UserError
+  // when it cannot be read, or when its size does not fit.
   CompanionClip(const std::string& path, const std::string& what, Fit fit, const PictureFormat& clip, int threads,
-                const std::atomic<bool>& stop);
+                const std::atomic<bool>& stop, bool deep = false);
 
   // The picture for the clip's next frame, of the clip's stored size. Shared, so that frames in flight may keep it.
   std::shared_ptr<const Image> next();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "compositing/float_scaling.h"
 #include "media/plane_rows.h"
 #include "support/user_error.h"
 
@@ -10,12 +11,8 @@ namespace kalvetra {
 
 namespace {
 
-struct Area {
-  int x, y, width, height;
-};
-
 // The part of a picture that has the frame's shape. Cropped before scaling, so that memory stays bounded.
-Area visiblePart(const Image& picture, double pixelAspect, const Canvas& frame) {
+PictureArea visiblePart(const Image& picture, double pixelAspect, const Canvas& frame) {
   const double scale = std::max(frame.width * frame.pixelAspect / (picture.width * pixelAspect),
                                 static_cast<double>(frame.height) / picture.height);
   const auto side = [](double length, int most) { return std::clamp(static_cast<int>(std::lround(length)), 1, most); };
@@ -26,7 +23,7 @@ Area visiblePart(const Image& picture, double pixelAspect, const Canvas& frame) 
 
 // Red, green and blue as the three planes of a format that the scaler takes as they are: RGB it would take through
 // YUV and back.
-FramePtr planesOf(const Image& picture, const Area& area) {
+FramePtr planesOf(const Image& picture, const PictureArea& area) {
   FramePtr planes = makePicture(AV_PIX_FMT_YUV444P, area.width, area.height);
   for (int y = 0; y < area.height; ++y) {
     const unsigned char* in = picture.row(area.y + y) + std::ptrdiff_t{4} * area.x;
@@ -50,10 +47,24 @@ Image pictureOf(AVFrame& planes) {
   return picture;
 }
 
+Image coveringFloats(const Image& picture, const PictureArea& area, const Canvas& frame) {
+  if (area.width != frame.width || area.height != frame.height) {
+    return scaledFloats(picture, area, frame.width, frame.height);
+  }
+  Image cropped(frame.width, frame.height, picture.format);
+  for (int y = 0; y < area.height; ++y) {
+    float* out = cropped.floats(y);
+    std::copy_n(picture.floats(area.y + y) + std::ptrdiff_t{4} * area.x, std::ptrdiff_t{4} * area.width, out);
+    for (int x = 0; x < area.width; ++x) out[4 * x + 3] = 1.0f;
+  }
+  return cropped;
+}
+
 }  // namespace
 
 Image covering(const Image& picture, double pixelAspect, const Canvas& frame) {
-  const Area area = visiblePart(picture, pixelAspect, frame);
+  const PictureArea area = visiblePart(picture, pixelAspect, frame);
+  if (picture.isDeep()) return coveringFloats(picture, area, frame);
   FramePtr planes = planesOf(picture, area);
   if (area.width == frame.width && area.height == frame.height) return pictureOf(*planes);
   const int flags = SWS_BICUBIC | SWS_ACCURATE_RND | SWS_BITEXACT;

@@ -1,7 +1,8 @@
 // Mattes drawn elsewhere that correct a key. White applies, black does not, grey does in part.
 //
-// Pictures are of one size, in host order with straight alpha; other sizes throw std::invalid_argument. Where both
-// kinds are in use, the holdout comes first: what the garbage matte clears is gone.
+// Pictures are of one size and one format, with straight alpha; others throw std::invalid_argument. Where both kinds
+// are in use, the holdout comes first: what the garbage matte clears is gone. Deep pictures follow the same formulas
+// with 1 in place of 255, unrounded; colours below 0 and above 1 go through.
 #pragma once
 
 #include "media/picture.h"
@@ -11,6 +12,8 @@ namespace kalvetra {
 // The level 0..255 of a matte's pixel in host order: its luma (weights of BT.709; a grey pixel gives exactly its
 // value), times its alpha.
 unsigned char matteLevel(const unsigned char* argb);
+// Of a deep pixel: kept to 0..1.
+float matteLevel(const float* rgba);
 
 // Forces parts of the picture to be opaque: lays `keyed` over the source, whose alpha is the holdout's level h. With
 // alpha a and the source's colour s the pixel becomes
