@@ -38,13 +38,14 @@ void applyPreset(const Preset& preset, AnimatedSettings& settings) {
   for (const auto& [id, curve] : preset.curves) settings.set(*findParameter(id), curve);
 }
 
-std::string presetText(const AnimatedSettings& settings) {
+std::string presetText(const AnimatedSettings& settings, bool deep) {
   std::string lines;
   for (const Parameter& p : kParameters) {
     if (p.kind == ParameterKind::Group) continue;
     lines += (lines.empty() ? "" : ",\n") + ("    \"" + std::string(p.slug)) + "\": " + jsonCurve(p, settings.curve(p));
   }
-  return "{\n  \"look\": " + std::to_string(kLookVersion) + ",\n  \"settings\": {\n" + lines + "\n  }\n}\n";
+  const std::string deepLook = deep ? ",\n  \"deep-look\": " + std::to_string(kDeepLookVersion) : "";
+  return "{\n  \"look\": " + std::to_string(kLookVersion) + deepLook + ",\n  \"settings\": {\n" + lines + "\n  }\n}\n";
 }
 
 }  // namespace kalvetra

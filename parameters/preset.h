@@ -2,6 +2,7 @@
 //
 //   {
 //     "look": 1,
+//     "deep-look": 1,
 //     "settings": {
 //       "key-color": "#2da54b",
 //       "smooth-bg": true,
@@ -9,7 +10,8 @@
 //     }
 //   }
 //
-// The names are the table's slugs. A value is a number for sliders, true or false (or "on", "off") for toggles,
+// "deep-look" is there where the settings were used at full depth. The names are the table's slugs. A value is a number
+// for sliders, true or false (or "on", "off") for toggles,
 // "#rrggbb" for the colour and the entry's slug for the view, the screen and the plate; or, but for the last two, a
 // list of [frame, value] pairs, see Curve.
 #pragma once
@@ -27,6 +29,7 @@ namespace kalvetra {
 struct Preset {
   int look = kLookVersion;      // the look that it was made with
   std::map<int, Curve> curves;  // by the parameter's id; what the preset does not name is not in it
+  int deepLook = 0;             // of the key at full depth that it was made with, of any number; 0: in 8 bits
 };
 
 // Reads a preset from its text, any bytes. `name` is the file's, for messages. Throws UserError with that name, the
@@ -44,7 +47,7 @@ Preset readPreset(const std::string& file);
 // Sets what the preset sets, leaves the rest.
 void applyPreset(const Preset& preset, AnimatedSettings& settings);
 
-// The text of a preset with every parameter, one a line in the table's order.
-std::string presetText(const AnimatedSettings& settings);
+// The text of a preset with every parameter, one a line in the table's order; `deep` of settings used at full depth.
+std::string presetText(const AnimatedSettings& settings, bool deep = false);
 
 }  // namespace kalvetra

@@ -1,5 +1,6 @@
 // The reading of presets: JSON is parsed, its names checked as they come, its values afterwards.
 #include <algorithm>
+#include <climits>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <vector>
@@ -39,11 +40,14 @@ std::string expected(const Parameter& p) {
   return entries;
 }
 
+constexpr const char* kDeepLook = "deep-look";
+
 // The text under a name of its own, and the lines on which its values stand.
 struct Source {
   const std::string& name;
-  // By "look", "settings" and the slugs: the lines of the value (index 0) and of all that it holds, as they were read:
-  // the keyframe of index i is at 1 + 3 * i, followed by its frame and its value. Empty for what was parsed elsewhere.
+  // By "look", "deep-look", "settings" and the slugs: the lines of the value (index 0) and of all that it holds, as
+  // they were read: the keyframe of index i is at 1 + 3 * i, followed by its frame and its value. Empty for what was
+  // parsed elsewhere.
   std::map<std::string, std::vector<int>> lines{};
   int firstLine = 0;  // stands for everything else; 0 for none
 };
@@ -82,7 +86,7 @@ const Parameter& settingOf(const Source& source, const std::string& name, int li
 std::vector<int>* takeName(Source& source, int depth, const std::string& name, int line) {
   if (depth > 1) {
     settingOf(source, name, line);
-  } else if (name != "look" && name != "settings") {
+  } else if (name != "look" && name != kDeepLook && name != "settings") {
     const bool isSetting = findParameter(std::string_view(name)) != nullptr;
     fail(source, line,
          inQuotes(name) + (isSetting ? " belongs in \"settings\"" : " is unknown; give \"look\" and \"settings\""));
@@ -199,6 +203,15 @@ int lookOf(const Source& source, const Json& given, int engineLook) {
   failAt(source, "look", 0, "\"look\" cannot be " + shown(given) + "; give the look's version, a whole number from 1");
 }
 
+// Of what is newer, too: whether it matters is known once a clip is to be keyed. 0 where there is none.
+int deepLookOf(const Source& source, const Json& preset) {
+  if (!preset.contains(kDeepLook)) return 0;
+  const Json& given = preset.at(kDeepLook);
+  if (const std::optional<std::int64_t> look = wholeNumberIn(given, 1, INT_MAX)) return static_cast<int>(*look);
+  failAt(source, kDeepLook, 0,
+         inQuotes(kDeepLook) + " cannot be " + shown(given) + "; give the look's version, a whole number from 1");
+}
+
 }  // namespace
 
 Preset parsePreset(std::string_view text, const std::string& name, int engineLook) {
@@ -212,11 +225,11 @@ Preset parsePreset(std::string_view text, const std::string& name, int engineLoo
     fail(source, 1, "the preset has no " + inQuotes(wanted) + "; it is " + shape);
   };
   const int look = lookOf(source, member("look"), engineLook);
-  return {look, curvesOf(source, member("settings"))};
+  return {look, curvesOf(source, member("settings")), deepLookOf(source, json)};
 }
 
 Preset presetOf(const nlohmann::ordered_json& settings, const std::string& name) {
-  return {kLookVersion, curvesOf(Source{name}, settings)};
+  return {.curves = curvesOf(Source{name}, settings)};
 }
 
 }  // namespace kalvetra

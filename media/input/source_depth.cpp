@@ -14,12 +14,11 @@ int exactDepth(const Reader& clip) {
   return depth > 16 || (rgb && depth > 8) ? depth : 16;
 }
 
-std::string hdrWarning(const std::string& transfer) {
+std::string hdrWarning(const std::string& transfer, bool deep) {
   const char* name = transfer == "smpte2084" ? "PQ" : transfer == "arib-std-b67" ? "HLG" : nullptr;
   if (name == nullptr) return "";
-  return std::string("the colours are HDR (") + name +
-         "): the keyer takes their code values as they are, and in 8 bits they show steps; convert the clip to BT.709 "
-         "first";
+  return std::string("the colours are HDR (") + name + "): the keyer takes their code values as they are" +
+         (deep ? "" : ", and in 8 bits they show steps; convert the clip to BT.709 first");
 }
 
 }  // namespace kalvetra

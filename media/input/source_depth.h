@@ -14,8 +14,8 @@ int colorDepth(const Reader& clip);
 // bits, 32 in floating point, 16 for all others.
 int exactDepth(const Reader& clip);
 
-// A sentence for HDR transfers, named as FFmpeg names them: that code values are taken as they are, and what to do.
-// Empty for all others.
-std::string hdrWarning(const std::string& transfer);
+// A sentence for HDR transfers, named as FFmpeg names them: that code values are taken as they are, and in 8 bits what
+// to do. Empty for all others.
+std::string hdrWarning(const std::string& transfer, bool deep = false);
 
 }  // namespace kalvetra

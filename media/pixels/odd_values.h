@@ -16,6 +16,9 @@ struct OddValues {
     infinities += more.infinities;
     return *this;
   }
+  OddValues operator-(const OddValues& less) const {
+    return {noNumbers - less.noNumbers, infinities - less.infinities};
+  }
   bool any() const { return noNumbers + infinities > 0; }
 };
 

@@ -72,7 +72,7 @@ struct ClipDescription {
 ClipDescription describeClip(const std::string& path, const SourceOptions& options, int threads,
                              const std::atomic<bool>& stop);
 
-// What of this endangers a key: a sentence each.
-std::vector<std::string> keyingRisks(const ClipDescription& clip);
+// What of this endangers a key, in 8 bits or at full depth: a sentence each.
+std::vector<std::string> keyingRisks(const ClipDescription& clip, bool deep = false);
 
 }  // namespace kalvetra

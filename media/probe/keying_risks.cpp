@@ -43,16 +43,16 @@ bool isLossless(const ClipDescription& clip) {
 
 }  // namespace
 
-std::vector<std::string> keyingRisks(const ClipDescription& clip) {
+std::vector<std::string> keyingRisks(const ClipDescription& clip, bool deep) {
   std::vector<std::string> risks;
   if (clip.depth == 8 && clip.chroma == "4:2:0" && !clip.intraOnly && !clip.still && !isLossless(clip)) {
     risks.push_back("8-bit 4:2:0 video in a long GOP: colour edges are coarse and blocky; --deblocking on helps, " +
                     std::string("10-bit 4:2:2 from the camera helps more"));
   }
-  if (clip.depth > 8) {
+  if (clip.depth > 8 && !deep) {
     risks.push_back("the keyer works in 8 bits; the clip's " + std::to_string(clip.depth) + " are dithered to them");
   }
-  const std::string hdr = hdrWarning(clip.transfer.value);
+  const std::string hdr = hdrWarning(clip.transfer.value, deep);
   if (!hdr.empty()) risks.push_back(hdr);
   if (isYuv(clip) && clip.matrix.origin == Origin::Guessed) {
     risks.push_back("the colour matrix is not tagged; " + clip.matrix.value +
