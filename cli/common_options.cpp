@@ -20,6 +20,9 @@ std::string cpuChoices() {
 
 constexpr std::array<Named<FieldChoice>, 3> kFieldChoices{
     {{"auto", FieldChoice::Auto}, {"off", FieldChoice::Off}, {"on", FieldChoice::On}}};
+constexpr std::array<Named<DepthChoice>, 3> kDepthChoices{
+    {{"auto", DepthChoice::Auto}, {"8", DepthChoice::Eight}, {"deep", DepthChoice::Deep}}};
+
 void chooseCpu(const std::string& name) {
   if (name == "auto") return;
   const std::vector<CpuLevel> levels = cpuLevels();
@@ -72,6 +75,16 @@ void addKeyingOptions(CLI::App& command, KeyingChoice& keying) {
   command
       .add_flag("--dither,!--no-dither", keying.dither,
                 "Dither colours of more than 8 bits, against banding, as is usual; or round them.")
+      ->group("Input");
+}
+
+void addDepthOption(CLI::App& command, KeyingChoice& keying) {
+  keying.depth = DepthChoice::Auto;
+  addChoice<DepthChoice>(command, "--depth", kDepthChoices,
+                         "Key in 8 bits, or at full depth in floating point; auto: at full depth where the input has "
+                         "more than 8 bits.",
+                         [&keying](DepthChoice choice) { keying.depth = choice; })
+      ->default_str("auto")
       ->group("Input");
 }
 

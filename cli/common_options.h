@@ -24,6 +24,8 @@ void addRawOption(CLI::App& command, SourceOptions& source);
 void addRateOption(CLI::App& command, SourceOptions& source);
 // How the clip's pictures are keyed. In the group Input, as the next.
 void addKeyingOptions(CLI::App& command, KeyingChoice& keying);
+// Of those that can key at full depth; without it, all is keyed in 8 bits.
+void addDepthOption(CLI::App& command, KeyingChoice& keying);
 void addMatteOptions(CLI::App& command, CompanionPaths& mattes);
 void addReplaceOption(CLI::App& command, CommonOptions& options);
 void addThreadsOption(CLI::App& command, CommonOptions& options);

@@ -23,6 +23,7 @@ void addInputOptions(CLI::App& command, JobOptions& options) {
   addRawOption(command, options.job.source);
   addRateOption(command, options.job.source);
   addKeyingOptions(command, options.job.keying);
+  addDepthOption(command, options.job.keying);
   addMatteOptions(command, options.job.companions);
 }
 

@@ -92,11 +92,12 @@ void keyOne(const KeyCommand& options, const std::string& input) {
   listener.frameDone = [&] { progress->advance(); };
   listener.end = [&] { progress->end(); };
   PreparedJob prepared(job, listener, stopRequested());
+  if (prepared.keying().deep()) checkDeepLook(options.choice);
   const SettledKey key = settleKey(options.choice, prepared.source(), job, options.options.progress);
   CommonOptions files = options.options;
   files.input = input;
   if (!job.outputs.empty()) files.output = job.outputs.front().path;
-  savePreset(job.settingsWritten, key.settings, files);
+  savePreset(job.settingsWritten, key.settings, files, prepared.keying().deep());
   const JobResult result = prepared.run(key.settings, key.plates);
   report(result, job, *progress);
 }

@@ -107,16 +107,19 @@ void addPlainOption(CLI::App& command, KeyChoice& choice) {
       ->group(kGroup);
 }
 
+void noteOlderLook(const std::string& file, const std::string& what, int look, int now) {
+  if (look >= now) return;
+  note(file + " was made with " + what + " " + std::to_string(look) + ", this is " + what + " " + std::to_string(now) +
+       "; the pictures may differ");
+}
+
 void addPresetOptions(CLI::App& command, KeyChoice& choice) {
   const auto read = [&choice](const std::string& file) {
     const Preset preset = readPreset(file);
     choice.presetFile = file;
     choice.named.insert(preset.curves.begin(), preset.curves.end());  // single options stay
-    const int look = preset.look;
-    if (look < kLookVersion) {
-      note(file + " was made with look " + std::to_string(look) + ", this is look " + std::to_string(kLookVersion) +
-           "; the pictures may differ");
-    }
+    choice.presetDeepLook = preset.deepLook;
+    noteOlderLook(file, "look", preset.look, kLookVersion);
   };
   command.add_option_function<std::string>("--preset", read, "Settings from this file; single options override them.")
       ->group(kGroup)
@@ -175,10 +178,21 @@ ShownView shownView(const KeyChoice& choice, const KeySettings& settings) {
   return choice.ownView ? *choice.ownView : static_cast<ShownView>(settings.view);
 }
 
-void savePreset(const std::string& file, const AnimatedSettings& settings, const CommonOptions& files) {
+void checkDeepLook(const KeyChoice& choice) {
+  const int look = choice.presetDeepLook;
+  if (look == 0) return;
+  if (look > kDeepLookVersion) {
+    throw UserError(choice.presetFile + ": the preset is for look " + std::to_string(look) +
+                    " of the key at full depth, this program has look " + std::to_string(kDeepLookVersion) +
+                    "; use a newer program, or --depth 8");
+  }
+  noteOlderLook(choice.presetFile, "look of the key at full depth", look, kDeepLookVersion);
+}
+
+void savePreset(const std::string& file, const AnimatedSettings& settings, const CommonOptions& files, bool deep) {
   if (file.empty()) return;
   checkSavedPreset(file, files);
-  const std::string text = presetText(settings);
+  const std::string text = presetText(settings, deep);
   if (holds(file, text)) return;  // saved by the run that is gone on with
   TemporaryOutput output(file, files.replace);
   noteAll(output.leftParts());

@@ -22,6 +22,7 @@ struct KeyChoice {
   std::optional<ShownView> ownView;  // --view plate, status or comp
   bool searchScreen = false;         // --screen auto: whatever a preset names
   std::string cleanPlate;            // --plate FILE, or empty
+  int presetDeepLook = 0;            // see Preset
   bool plain = false;                // --plain: the table's defaults are meant where nothing is named
   std::string presetFile;            // --preset, or empty
   std::string savedPreset;           // --save-preset: a file's name, or empty
@@ -44,8 +45,12 @@ AnimatedSettings withNamed(const KeyChoice& choice, const KeySettings& base = de
 // What to show of a frame with these settings.
 ShownView shownView(const KeyChoice& choice, const KeySettings& settings);
 
-// Writes a preset file, none for an empty name. Throws UserError when it exists and is not to be replaced, would
-// replace the input, is the output, or cannot be written.
-void savePreset(const std::string& file, const AnimatedSettings& settings, const CommonOptions& files);
+// What is to be said of the preset's look where the clip is keyed at full depth. Throws UserError for a newer one.
+void checkDeepLook(const KeyChoice& choice);
+
+// Writes a preset file, none for an empty name; `deep` of settings used at full depth. Throws UserError when it exists
+// and is not to be replaced, would replace the input, is the output, or cannot be written.
+void savePreset(const std::string& file, const AnimatedSettings& settings, const CommonOptions& files,
+                bool deep = false);
 
 }  // namespace kalvetra

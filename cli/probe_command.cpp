@@ -16,6 +16,7 @@ namespace {
 struct ProbeCommand {
   std::string input;
   SourceOptions source;
+  KeyingChoice keying;
   bool json = false;
 };
 
@@ -23,7 +24,8 @@ void run(const ProbeCommand& options) {
   const int threads = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
   const ClipDescription clip = describeClip(options.input, options.source, threads, stopRequested());
   throwIfInterrupted();
-  const std::string report = options.json ? reportJson(clip) : reportText(clip);
+  const bool deep = keysDeep(options.keying.depth, clip.depth);
+  const std::string report = options.json ? reportJson(clip, deep) : reportText(clip, deep);
   std::fputs(report.c_str(), stdout);
 }
 
@@ -39,6 +41,7 @@ void addProbeCommand(CLI::App& program) {
       ->required();
   command->add_flag("--json", options->json, "Report in JSON.");
   addRawOption(*command, options->source);
+  addDepthOption(*command, options->keying);
   command->callback([options] { run(*options); });
 }
 

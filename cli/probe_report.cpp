@@ -105,7 +105,7 @@ Json soundJson(const ClipDescription& clip) {
 
 }  // namespace
 
-std::string reportText(const ClipDescription& clip) {
+std::string reportText(const ClipDescription& clip, bool deep) {
   Lines lines;
   lines.add("file", clip.path);
   lines.add("container", clip.container);
@@ -131,11 +131,12 @@ std::string reportText(const ClipDescription& clip) {
   for (const SoundStream& s : clip.sound) {
     lines.add("sound", s.codec + ", " + counted(s.channels, "channel") + ", " + std::to_string(s.sampleRate) + " Hz");
   }
-  for (const std::string& risk : keyingRisks(clip)) lines.add("warning", risk);
+  lines.add("keyed", deep ? "at full depth (" + counted(clip.depth, "bit") + ")" : "in 8 bits");
+  for (const std::string& risk : keyingRisks(clip, deep)) lines.add("warning", risk);
   return lines.text();
 }
 
-std::string reportJson(const ClipDescription& clip) {
+std::string reportJson(const ClipDescription& clip, bool deep) {
   Json report{{"file", clip.path},
               {"container", clip.container},
               {"codec", clip.codec},
@@ -164,7 +165,8 @@ std::string reportJson(const ClipDescription& clip) {
               {"bitsPerPixel", orNull(clip.bitsPerPixel)},
               {"timecode", clip.timecode.empty() ? Json(nullptr) : Json(clip.timecode)},
               {"sound", soundJson(clip)},
-              {"warnings", keyingRisks(clip)}};
+              {"keyed", deep ? "deep" : "8"},
+              {"warnings", keyingRisks(clip, deep)}};
   return report.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";  // names may be no UTF-8
 }
 

@@ -7,9 +7,11 @@
 
 namespace kalvetra {
 
+// `deep`: the clip is keyed at full depth.
+
 // One property a line, the values in a column; then a line for each risk. Ends with a newline.
-std::string reportText(const ClipDescription& clip);
+std::string reportText(const ClipDescription& clip, bool deep);
 // One object; what is not known is null.
-std::string reportJson(const ClipDescription& clip);
+std::string reportJson(const ClipDescription& clip, bool deep);
 
 }  // namespace kalvetra

@@ -13,6 +13,7 @@
 #include "media/input/frame_at.h"
 #include "media/output/picture_writer.h"
 #include "media/pixels/frame_packer.h"
+#include "media/pixels/picture_depth.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -47,7 +48,8 @@ Image contactSheet(FrameKeyer& keyer, int quarterTurns) {
   Image sheet;
   int left = 0;
   for (const ShownView view : {ShownView::Source, ShownView::Matte, ShownView::Result}) {
-    Image panel = turned(keyer.view(view), quarterTurns);
+    const Image& shown = keyer.view(view);
+    Image panel = turned(shown.isDeep() ? narrowed(shown, false) : shown, quarterTurns);
     layOverCheckerboard(panel);
     if (sheet.width == 0) sheet.resize(3 * panel.width, panel.height);
     for (int y = 0; y < panel.height; ++y) {
@@ -75,11 +77,13 @@ void run(const StillCommand& options) {
   job.keying = options.keying;
   job.cleanPlate = options.choice.cleanPlate;
   job.threads = options.threads;
+  const ClipKeying keying(reader, options.keying);
+  if (keying.deep()) checkDeepLook(options.choice);
   const auto [settings, plates] = settleKey(options.choice, reader, job);
-  savePreset(options.choice.savedPreset, settings, options);
+  savePreset(options.choice.savedPreset, settings, options, keying.deep());
   std::int64_t number = 0;
   const SourceFrame frame = frameShownAt(reader, options.seconds, stopRequested(), &number);
-  FrameKeyer keyer(ClipKeying(reader, options.keying));
+  FrameKeyer keyer(keying);
   keyer.begin(*frame.picture, settings.at(number), {}, plateOf(plates, number));
   const Image sheet = contactSheet(keyer, reader.format().quarterTurns());
   PictureWriter writer(output, options.output, AV_PIX_FMT_RGBA, sheet.width, sheet.height);
@@ -102,6 +106,7 @@ void addStillCommand(CLI::App& program) {
       ->type_name("S");
   addRawOption(*command, options->source);
   addKeyingOptions(*command, options->keying);
+  addDepthOption(*command, options->keying);
   addReplaceOption(*command, *options);
   addThreadsOption(*command, *options);
   addCpuOption(*command);

@@ -14,12 +14,14 @@ bool keysFields(const Reader& clip, FieldChoice choice) {
 
 ClipKeying::ClipKeying(const Reader& clip, const KeyingChoice& choice)
     : color_(clip.format().color),
-      conversion_{.dither = choice.dither && !choice.levels,
+      conversion_{.deep = keysDeep(choice.depth, colorDepth(clip)),
+                  .dither = choice.dither && !choice.levels,
                   .fields = keysFields(clip, choice.fields),
                   .levels = choice.levels,
                   .premultiplied = clip.isPremultiplied()},
       fields_(conversion_.fields),
-      dithers_(conversion_.dither && colorDepth(clip) > 8) {}
+      depth_(conversion_.deep ? exactDepth(clip) : 8),
+      dithers_(conversion_.dither && (conversion_.deep || colorDepth(clip) > 8)) {}
 
 ClipKeying ClipKeying::withoutFields() const {
   ClipKeying whole = *this;

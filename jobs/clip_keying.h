@@ -8,12 +8,24 @@ namespace kalvetra {
 
 enum class FieldChoice { Auto, Off, On };
 
+enum class DepthChoice {
+  Auto,   // full depth where the clip has more than 8 bits, in its colours or its alpha
+  Eight,  // in 8 bits
+  Deep,   // full depth
+};
+
 // What the user may choose of it.
 struct KeyingChoice {
   FieldChoice fields = FieldChoice::Auto;  // Auto: as the clip says
-  bool dither = true;                      // sources beyond 8 bits, instead of rounding them; never levels
+  bool dither = true;                      // what goes from more bits to 8, instead of rounding it; never levels
   bool levels = false;                     // what the pictures hold are levels, as those of a matte, and no light
+  DepthChoice depth = DepthChoice::Eight;  // what is found out about a clip, is found in 8 bits
 };
+
+// Whether a clip of so many bits is keyed at full depth.
+constexpr bool keysDeep(DepthChoice choice, int bits) {
+  return choice == DepthChoice::Deep || (choice == DepthChoice::Auto && bits > 8);
+}
 
 class ClipKeying {
  public:
@@ -21,7 +33,11 @@ class ClipKeying {
 
   // The two fields of each picture are keyed apart.
   bool fields() const { return fields_; }
-  // The clip has more than 8 bits, and is dithered to them.
+  // The pictures are deep, and so is their key.
+  bool deep() const { return conversion_.deep; }
+  // Bits of a component that hold the keyed pictures: 8, or those of a Delivery.
+  int depth() const { return depth_; }
+  // There are more than 8 bits, which are dithered to 8: those of the clip or, at full depth, of outputs that hold 8.
   bool dithers() const { return dithers_; }
   // Makes the pictures that the keyer gets; one for each thread.
   FrameConverter converter() const { return FrameConverter(color_, conversion_); }
@@ -32,6 +48,7 @@ class ClipKeying {
   ColorTags color_;
   ConversionOptions conversion_;
   bool fields_;
+  int depth_;
   bool dithers_;
 };
 

@@ -18,6 +18,18 @@ std::int64_t countOf(const PictureIndex& index) {
   return std::max<std::int64_t>(index.reliable ? static_cast<std::int64_t>(index.times.size()) : index.pictures, 1);
 }
 
+KeyingChoice inEightBits(KeyingChoice choice) {
+  choice.depth = DepthChoice::Eight;
+  return choice;
+}
+
+// As many as there may be deep pictures in memory.
+int deepThreads(const PictureFormat& format, int threads) {
+  constexpr double kMostBytes = 400e6;
+  const double bytes = static_cast<double>(pixelBytes(PixelFormat::RgbaF32)) * format.width * format.height;
+  return std::clamp(static_cast<int>(kMostBytes / bytes), 1, threads);
+}
+
 struct Shown {
   std::size_t place = 0;
   std::shared_ptr<const AVFrame> frame;  // null once it is converted, or where there is none
@@ -28,15 +40,37 @@ struct Shown {
 
 ClipPictures::ClipPictures(const std::string& path, const SourceOptions& source, const KeyingChoice& choice,
                            int threads, const std::atomic<bool>& stop, std::shared_ptr<const PictureIndex> index)
-    : threads_(threads),
+    : path_(path),
+      source_(source),
+      choice_(choice),
+      threads_(threads),
       stop_(stop),
+      index_(std::move(index)),
       access_(path, source, threads, stop, 0),
-      keying_(access_.reader(), choice),
+      keying_(access_.reader(), inEightBits(choice)),
       count_(1) {
-  if (index == nullptr) index = indexOf(path, source, access_.firstTime(), stop);
+  if (index_ == nullptr) index_ = indexOf(path, source, access_.firstTime(), stop);
   if (stop) throw Interrupted();
-  count_ = countOf(*index);
-  access_.setIndex(std::move(index));
+  count_ = countOf(*index_);
+  access_.setIndex(index_);
+}
+
+ClipPictures::ClipPictures(const ClipPictures& other, FullDepth)
+    : path_(other.path_),
+      source_(other.source_),
+      choice_(other.choice_),
+      threads_(deepThreads(other.reader().format(), other.threads_)),
+      stop_(other.stop_),
+      index_(other.index_),
+      access_(path_, source_, threads_, stop_, 0),
+      keying_(access_.reader(), choice_),
+      count_(other.count_) {
+  access_.setIndex(index_);
+}
+
+std::unique_ptr<ClipPictures> ClipPictures::atFullDepth() const {
+  if (!ClipKeying(reader(), choice_).deep()) return nullptr;
+  return std::unique_ptr<ClipPictures>(new ClipPictures(*this, FullDepth()));
 }
 
 std::vector<std::int64_t> ClipPictures::spread(int most) const {
@@ -74,7 +108,7 @@ bool ClipPictures::showOnce(const std::vector<std::int64_t>& numbers, int thread
     return [&, converter = std::make_shared<FrameConverter>(keying_.converter())](Shown& shown) {
       if (shown.frame) shown.picture = std::make_shared<const Image>(converter->convert(*shown.frame));
       shown.frame.reset();
-      if (shown.picture) {
+      if (shown.picture && !keying_.deep()) {
         const std::lock_guard lock(keeping_);
         kept_.add(numbers[shown.place], shown.picture);
       }

@@ -17,6 +17,7 @@ namespace kalvetra {
 // Asked now and then: true once the work is to end. None: it is not ended before its time.
 using IsStopped = std::function<bool()>;
 
+// In 8 bits at any depth of the key: what is found in them must not depend on it.
 class ClipPictures {
  public:
   // Opens the clip once more. `index` is that of its pictures where it is known already; without one the whole file is
@@ -24,6 +25,10 @@ class ClipPictures {
   // reading.
   ClipPictures(const std::string& path, const SourceOptions& source, const KeyingChoice& choice, int threads,
                const std::atomic<bool>& stop, std::shared_ptr<const PictureIndex> index = nullptr);
+
+  // The same at the depth that the clip is keyed at, where that is full depth; none of its pictures are kept. Null
+  // otherwise. Throws as the constructor does.
+  std::unique_ptr<ClipPictures> atFullDepth() const;
 
   const Reader& reader() const { return access_.reader(); }
   const ClipKeying& keying() const { return keying_; }
@@ -51,11 +56,18 @@ class ClipPictures {
  private:
   static constexpr std::size_t kKept = 5;  // pictures
 
+  struct FullDepth {};
+  ClipPictures(const ClipPictures& other, FullDepth);
+
   bool showOnce(const std::vector<std::int64_t>& numbers, int threads, const See& see, const See& then,
                 const IsStopped& isStopped);
 
+  const std::string path_;
+  const SourceOptions source_;
+  const KeyingChoice choice_;
   const int threads_;
   const std::atomic<bool>& stop_;
+  std::shared_ptr<const PictureIndex> index_;
   FrameAccess access_;
   ClipKeying keying_;
   std::int64_t count_;

@@ -1,14 +1,13 @@
 #include "jobs/clip_plates.h"
 
-#include <tbb/parallel_for.h>
-#include <tbb/task_arena.h>
-
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <optional>
 #include <set>
 
+#include "jobs/lent_threads.h"
+#include "media/pixels/picture_depth.h"
 #include "plates/clean_plate.h"
 #include "plates/frame_plate.h"
 #include "plates/shot_plate.h"
@@ -24,26 +23,13 @@ constexpr int kMostOfClean = 9;  // pictures of a clean plate
 
 using Numbers = std::vector<std::int64_t>;
 
-// As many threads as the clip is worked on with, for one picture.
-class LentThreads {
- public:
-  explicit LentThreads(int count)
-      : arena_(count), workers_{count, [this](int parts, const auto& work) {
-                                  arena_.execute([&] { tbb::parallel_for(0, parts, work); });
-                                }} {}
-  const Workers* workers() const { return &workers_; }
-
- private:
-  tbb::task_arena arena_;
-  Workers workers_;
-};
-
-// Fits each of those pictures; those that the clip lacks are left out.
+// Fits each of those pictures; those that the clip lacks are left out. Deep pictures are too large to be kept for
+// nothing.
 std::vector<PlateSample> fitted(ClipPictures& clip, const Numbers& numbers, const AnimatedSettings& settings,
-                                const IsStopped& stopped) {
+                                const IsStopped& stopped, bool keepsPictures) {
   std::vector<PlateSample> samples(numbers.size());
   const auto fit = [&](std::size_t i, const std::shared_ptr<const Image>& picture, const Workers* workers) {
-    samples[i] = {numbers[i], picture, nullptr};
+    samples[i] = {numbers[i], keepsPictures ? picture : nullptr, nullptr};
     if (!picture) return;
     samples[i].fitted =
         std::make_shared<const FittedPlate>(fitPlate(picture->frame(), settings.at(numbers[i]), workers));
@@ -99,7 +85,7 @@ class FittedRow {
     numbers.resize(std::min(numbers.size(), kMost - std::min(looked_.size(), kMost)));
     if (numbers.empty()) return false;
     looked_.insert(numbers.begin(), numbers.end());
-    add(fitted(clip_, numbers, settings_, stopped_));
+    add(fitted(clip_, numbers, settings_, stopped_, false));
     return true;
   }
 
@@ -113,8 +99,10 @@ class FittedRow {
 // Throws unless there is something to be made of it.
 PlateRow cleanRow(ClipPictures& clip, const std::string& file, const std::vector<PlateSample>& samples,
                   const IsStopped& stopped, std::vector<std::string>& notes) {
-  const KeyingChoice whole{.fields = FieldChoice::Off};
-  ClipPictures bare(file, SourceOptions(), whole, clip.threads(), clip.stop());
+  const KeyingChoice whole{.fields = FieldChoice::Off, .depth = DepthChoice::Deep};
+  ClipPictures bytes(file, SourceOptions(), whole, clip.threads(), clip.stop());
+  const std::unique_ptr<ClipPictures> deep = clip.keying().deep() ? bytes.atFullDepth() : nullptr;
+  ClipPictures& bare = deep ? *deep : bytes;
   const int turns = (bare.reader().format().quarterTurns() + 4 - clip.reader().format().quarterTurns()) % 4;
   CleanPlateMean mean;
   const auto add = [&](std::size_t i, const std::shared_ptr<const Image>& picture) {
@@ -162,6 +150,34 @@ std::optional<PlateRow> shotRow(ClipPictures& clip, const AnimatedSettings& sett
   return PlateRow(std::make_shared<const Plate>(std::move(gathered.plate)));
 }
 
+// What the settings ask for, of the clip's own depth; nothing where there is none. `samples` are its first fits.
+std::optional<PlateRow> rowOf(ClipPictures& clip, const AnimatedSettings& settings, const std::string& cleanPlate,
+                              const std::vector<PlateSample>& samples, const IsStopped& stopped,
+                              std::vector<std::string>& notes) {
+  const auto kind = static_cast<PlateKind>(settings.at(0).plate);
+  std::optional<PlateRow> row;
+  std::string whyNoShot;
+  if (kind == PlateKind::Clean) row = cleanRow(clip, cleanPlate, samples, stopped, notes);
+  if (kind == PlateKind::Shot) row = shotRow(clip, settings, stopped, notes, whyNoShot);
+  if (row) return row;
+  FittedRow fits(clip, settings, stopped);
+  fits.add(samples);
+  row = fits.settled();
+  if (row && !whyNoShot.empty()) notes.push_back(whyNoShot + "; fitted plates are taken instead of the shot's");
+  return row;
+}
+
+// The same of the clip's deep pictures, where it is keyed so. What was found in 8 bits has decided that there is one.
+std::optional<PlateRow> deepRowOf(const ClipPictures& clip, const AnimatedSettings& settings,
+                                  const std::string& cleanPlate, const IsStopped& stopped) {
+  const std::unique_ptr<ClipPictures> deep = clip.atFullDepth();
+  if (!deep) return std::nullopt;
+  const bool isClean = static_cast<PlateKind>(settings.at(0).plate) == PlateKind::Clean;
+  const std::vector<PlateSample> samples = fitted(*deep, deep->spread(kFirstLook), settings, stopped, isClean);
+  std::vector<std::string> said;  // of the row in 8 bits already
+  return rowOf(*deep, settings, cleanPlate, samples, stopped, said);
+}
+
 // Of the samples with a sure plate; of all, why there is none.
 void describe(FoundPlates& found) {
   double covered = 0.0, sure = 0.0;
@@ -182,11 +198,13 @@ void describe(FoundPlates& found) {
 std::shared_ptr<const Plate> ClipPlates::at(std::int64_t number, const Image& picture) const {
   const KeySettings settings = settings_.at(number);
   if (settings.smoothBG == 0) return nullptr;  // keyed against the key colour
-  return framePlate(row_, number, picture.frame(), settings);
+  if (!picture.isDeep()) return framePlate(row_, number, picture.frame(), settings);
+  if (deep_) return framePlate(*deep_, number, picture.frame(), settings);
+  return framePlate(row_, number, narrowed(picture, false).frame(), settings);
 }
 
 std::vector<PlateSample> fitSamples(ClipPictures& clip, const AnimatedSettings& settings, const IsStopped& stopped) {
-  return fitted(clip, clip.spread(kFirstLook), settings, stopped);
+  return fitted(clip, clip.spread(kFirstLook), settings, stopped, true);
 }
 
 FoundPlates findPlates(ClipPictures& clip, const AnimatedSettings& settings, const std::string& cleanPlate,
@@ -199,17 +217,10 @@ FoundPlates findPlates(ClipPictures& clip, const AnimatedSettings& settings, con
   }
   found.samples = fitSamples(clip, settings, stopped);
   describe(found);
-  std::optional<PlateRow> row;
-  std::string whyNoShot;
-  if (kind == PlateKind::Clean) row = cleanRow(clip, cleanPlate, found.samples, stopped, found.notes);
-  if (kind == PlateKind::Shot) row = shotRow(clip, settings, stopped, found.notes, whyNoShot);
-  if (!row) {
-    FittedRow fits(clip, settings, stopped);
-    fits.add(found.samples);
-    row = fits.settled();
-    if (row && !whyNoShot.empty()) found.notes.push_back(whyNoShot + "; fitted plates are taken instead of the shot's");
-  }
-  if (row) found.plates = std::make_shared<const ClipPlates>(std::move(*row), settings);
+  std::optional<PlateRow> row = rowOf(clip, settings, cleanPlate, found.samples, stopped, found.notes);
+  if (!row) return found;
+  found.plates =
+      std::make_shared<const ClipPlates>(std::move(*row), deepRowOf(clip, settings, cleanPlate, stopped), settings);
   return found;
 }
 

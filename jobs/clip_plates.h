@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,9 @@ enum class PlateKind { Own, Fit, Shot, Clean };
 // Not changed once made: from any thread, for frames in any order.
 class ClipPlates {
  public:
-  ClipPlates(PlateRow row, AnimatedSettings settings) : row_(std::move(row)), settings_(std::move(settings)) {}
+  // `deep` are the plates of deep pictures; without them they are keyed against the others.
+  ClipPlates(PlateRow row, std::optional<PlateRow> deep, AnimatedSettings settings)
+      : row_(std::move(row)), deep_(std::move(deep)), settings_(std::move(settings)) {}
 
   // What the frame is keyed against; null: the engine's own estimate. `picture` is the whole frame as the keyer gets
   // it. A frame that looks like none of those that the plates were made of gets a fit of its own, where that is sure.
@@ -28,6 +31,7 @@ class ClipPlates {
 
  private:
   const PlateRow row_;
+  const std::optional<PlateRow> deep_;
   const AnimatedSettings settings_;
 };
 

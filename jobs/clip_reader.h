@@ -29,6 +29,7 @@ class ClipReader {
 
   // False after the range, when `frame` holds the sound that remains.
   bool next(ClipFrame& frame);
+  const PictureFormat& format() const { return reader_.format(); }
   // Where the range begins, in the clip's times, once a picture of it was read.
   std::int64_t origin() const { return origin_; }
   // Where the range ends, in seconds of the clip, once a picture after it was read.

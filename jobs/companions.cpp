@@ -3,14 +3,14 @@
 namespace kalvetra {
 
 CompanionFiles::CompanionFiles(const CompanionPaths& paths, const PictureFormat& clip, int threads,
-                               const std::atomic<bool>& stop) {
+                               const std::atomic<bool>& stop, bool deep) {
   const auto open = [&](Feed& feed, const std::string& path, const char* what) {
-    if (!path.empty()) feed.file.emplace(path, what, CompanionClip::Fit::Exact, clip, threads, stop);
+    if (!path.empty()) feed.file.emplace(path, what, CompanionClip::Fit::Exact, clip, threads, stop, deep);
   };
   open(garbage_, paths.garbage, "garbage matte");
   open(holdout_, paths.holdout, "holdout matte");
   if (paths.background.empty()) return;
-  background_.emplace(paths.background, clip, paths.backgroundEnd, threads, stop);
+  background_.emplace(paths.background, clip, paths.backgroundEnd, threads, stop, deep);
 }
 
 Companions CompanionFiles::at(std::int64_t number, double seconds) {

@@ -23,7 +23,9 @@ struct CompanionPaths {
 class CompanionFiles {
  public:
   // Throws UserError when one cannot be read, or does not fit the clip.
-  CompanionFiles(const CompanionPaths& paths, const PictureFormat& clip, int threads, const std::atomic<bool>& stop);
+  // Their pictures are deep where the clip's are.
+  CompanionFiles(const CompanionPaths& paths, const PictureFormat& clip, int threads, const std::atomic<bool>& stop,
+                 bool deep = false);
 
   // What goes with the picture of that number in the clip, so many seconds after the first one that is worked on. Both
   // may only grow.

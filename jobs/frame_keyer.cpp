@@ -4,6 +4,7 @@
 
 #include "compositing/mattes.h"
 #include "compositing/over.h"
+#include "deep/render.h"
 #include "engine/KalvetraFinalCut.h"
 
 namespace kalvetra {
@@ -31,8 +32,10 @@ void FrameKeyer::prepare(const KeySettings& settings, const Companions& companio
 
 const Image& FrameKeyer::keyed() {
   if (isKeyed_) return keyed_;
-  keyed_.resize(source().width, source().height);
-  withOptions([&](const RenderOptions& options) { render(settings_, source().frame(), keyed_.frame(), options); });
+  keyed_.resize(source().width, source().height, format_);
+  withOptions([&](const RenderOptions& options) {
+    (isDeep() ? renderDeep : render)(settings_, source().frame(), keyed_.frame(), options);
+  });
   if (companions_.holdout) applyHoldout(*companions_.holdout, source(), keyed_);
   if (companions_.garbage) applyGarbage(*companions_.garbage, keyed_);
   isKeyed_ = true;
@@ -40,20 +43,22 @@ const Image& FrameKeyer::keyed() {
 }
 
 const Image& FrameKeyer::plate() {
-  withOptions([&](const RenderOptions& options) { renderPlate(settings_, source().frame(), emptyView(), options); });
+  withOptions([&](const RenderOptions& options) {
+    (isDeep() ? renderPlateDeep : renderPlate)(settings_, source().frame(), emptyView(), options);
+  });
   return view_;
 }
 
 template <class Renderer>
 void FrameKeyer::withOptions(Renderer renderer) {
   if (const PlateOf plateOf = std::exchange(plateOf_, nullptr)) plate_ = plateOf(source());
-  if (plate_ == nullptr) return renderer(RenderOptions{.scan = scan_});
+  if (plate_ == nullptr) return renderer(RenderOptions{.scan = scan_, .workers = workers_});
   const KnownPlate known = plate_->known();
-  renderer(RenderOptions{.scan = scan_, .plate = &known});
+  renderer(RenderOptions{.scan = scan_, .workers = workers_, .plate = &known});
 }
 
 Frame FrameKeyer::emptyView() {
-  view_.resize(source().width, source().height);
+  view_.resize(source().width, source().height, format_);
   return view_.frame();
 }
 

@@ -12,7 +12,7 @@
 
 namespace kalvetra {
 
-// Pictures that go with one frame; null where there is none.
+// Pictures that go with one frame, deep where the frame is keyed so; null where there is none.
 struct Companions {
   std::shared_ptr<const Image> garbage;     // forced transparent where it is white
   std::shared_ptr<const Image> holdout;     // forced opaque where it is white; garbage overrides it
@@ -27,17 +27,24 @@ using PlateOf = std::function<std::shared_ptr<const Plate>(const Image& source)>
 class FrameKeyer {
  public:
   explicit FrameKeyer(const ClipKeying& keying)
-      : converter_(keying.converter()), scan_(keying.fields() ? Scan::Fields : Scan::Whole) {}
+      : converter_(keying.converter()),
+        format_(keying.deep() ? PixelFormat::RgbaF32 : PixelFormat::Argb8),
+        scan_(keying.fields() ? Scan::Fields : Scan::Whole) {}
+
+  // Threads that deep frames' rows may be shared out over from now on; null: the calling one alone.
+  void share(const Workers* workers) { workers_ = workers; }
 
   // Takes the frame, which is then converted; views are made when they are asked for.
   void begin(const AVFrame& frame, const KeySettings& settings, const Companions& companions, PlateOf plate = {});
-  // Likewise with a picture that is converted already.
+  // Likewise with a picture that is converted already; of 8 bits or, where the keying is deep, of either depth.
   void begin(std::shared_ptr<const Image> source, const KeySettings& settings, const Companions& companions,
              PlateOf plate = {});
   // Valid until the next call. The composite needs a background.
   const Image& view(ShownView shown);
   // Of the frame's matte, once the status was viewed.
   const MatteStatus& status() const { return status_; }
+  // What the frames held that is no light, since the beginning.
+  const OddValues& oddValues() const { return converter_.oddValues(); }
 
  private:
   void prepare(const KeySettings& settings, const Companions& companions, PlateOf plate);
@@ -49,8 +56,12 @@ class FrameKeyer {
   void withOptions(Renderer renderer);
   Frame emptyView();  // of the source's size
 
+  bool isDeep() const { return format_ == PixelFormat::RgbaF32; }
+
   FrameConverter converter_;
+  PixelFormat format_;  // of what is keyed
   Scan scan_;
+  const Workers* workers_ = nullptr;
   KeySettings settings_{};
   Companions companions_;
   PlateOf plateOf_;                     // until it was asked

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 
+#include "jobs/lent_threads.h"
 #include "jobs/ordered_pipeline.h"
 
 namespace kalvetra {
@@ -24,14 +25,16 @@ bool shows(const std::vector<Route>& routes, ShownView view) {
 
 void key(Job& job, FrameKeyer& keyer, const Keying& keying, const std::vector<Route>& routes) {
   const KeySettings settings = keying.settings.at(job.frame.number);
+  const OddValues before = keyer.oddValues();
   keyer.begin(*job.frame.source.picture, settings, job.companions, plateOf(keying.plates, job.frame.number));
   job.frame.source.picture.reset();
+  job.written.odd = keyer.oddValues() - before;
   const bool sample = isSample(job.frame.index, job.frame.isLast);
   for (std::size_t i = 0; i < routes.size(); ++i) {
     const Image& image = keyer.view(routes[i].followsSettings ? static_cast<ShownView>(settings.view) : routes[i].view);
     if (i == 0 && keying.hashes) job.written.record.hash = hashPicture(image);
     job.packed.push_back(routes[i].sink->pack(image));
-    if (sample && routes[i].samples != nullptr) job.samples.emplace(i, image);
+    if (sample && routes[i].samples != nullptr) job.samples.emplace(i, sampleOf(image));
   }
   if (shows(routes, ShownView::Status)) job.written.status = keyer.status();
 }
@@ -47,6 +50,16 @@ void write(Job& job, const std::vector<Route>& routes) {
   job.written.record.time = place.time;
   job.written.record.duration = place.duration;
   job.written.record.number = place.number;
+}
+
+// How many frames are keyed at once: deep ones are large, and many of them would take more memory than there may be.
+// The threads that are left over go to the rows of those.
+int framesAtOnce(const ClipKeying& keying, const PictureFormat& format, int threads) {
+  if (!keying.deep()) return threads;
+  constexpr double kMostBytes = 700e6;
+  const double pixels = static_cast<double>(format.width) * format.height;
+  const double bytes = 2.5 * pixelBytes(PixelFormat::RgbaF32) * pixels;  // source, key, matte and packed pictures
+  return std::clamp(static_cast<int>(kMostBytes / bytes), 1, threads);
 }
 
 // False after the last frame, and once the run is to stop. The word to stop breaks off any reading: a companion may
@@ -67,6 +80,7 @@ bool read(Job& job, ClipReader& clip, CompanionFiles& companions, const std::ato
 void keyFrames(ClipReader& clip, const ClipKeying& clipKeying, const Keying& keying, CompanionFiles& companions,
                const std::vector<Route>& routes, int threads, const std::atomic<bool>& stop,
                const std::function<void(const WrittenFrame&)>& written) {
+  const int atOnce = framesAtOnce(clipKeying, clip.format(), threads);
   std::vector<PacketPtr> afterLastFrame;
   OrderedPipeline<Job>::Stages stages;
   stages.read = [&](Job& job) {
@@ -75,13 +89,16 @@ void keyFrames(ClipReader& clip, const ClipKeying& clipKeying, const Keying& key
     return more;
   };
   stages.startWorker = [&] {
-    return [&, keyer = std::make_shared<FrameKeyer>(clipKeying)](Job& job) { key(job, *keyer, keying, routes); };
+    const auto keyer = std::make_shared<FrameKeyer>(clipKeying);
+    const auto lent = threads > atOnce ? std::make_shared<LentThreads>(threads / atOnce) : nullptr;
+    if (lent) keyer->share(lent->workers());
+    return [&, keyer, lent](Job& job) { key(job, *keyer, keying, routes); };
   };
   stages.write = [&](Job& job) {
     write(job, routes);
     written(job.written);
   };
-  OrderedPipeline<Job>::run(stages, threads);
+  OrderedPipeline<Job>::run(stages, atOnce);
   if (stop) return;
   for (const Route& route : routes) route.sink->writeCopied(afterLastFrame);
 }

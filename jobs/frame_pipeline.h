@@ -34,6 +34,7 @@ struct Keying {
 struct WrittenFrame {
   FrameRecord record;  // in the times of the routes; without `hashes` no hash
   MatteStatus status;  // where a route shows it
+  OddValues odd;       // of the source
 };
 
 // Reads every frame of `clip`, keys it once and writes it to each of the routes: decoding, keying and encoding overlap,

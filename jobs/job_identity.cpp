@@ -75,6 +75,7 @@ std::string jobIdentity(const KeyJob& job, const AnimatedSettings& settings, con
                 {"holdout matte", fileIdentity(job.companions.holdout)},
                 {"background", fileIdentity(job.companions.background)},
                 {"end of the background", job.companions.backgroundEnd == OverEnd::Loop ? "loop" : "hold"}};
+  if (keying.deep()) identity[kDepthItem] = kDeepLookVersion;
   for (const OutputRequest& output : job.outputs) {
     const std::string path = std::filesystem::weakly_canonical(output.path).string();
     identity["output"].push_back(

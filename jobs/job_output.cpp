@@ -51,7 +51,9 @@ void JobOutput::keepSegments(int count) {
   }
 }
 
-void JobOutput::open(Reader& source, const KeyJob& job, const JobListener& listener) {
+void JobOutput::open(Reader& source, const KeyJob& job, const ClipKeying& keying, const JobListener& listener) {
+  request_.delivery.depth = keying.depth();
+  request_.delivery.dither = keying.dithers() && !request_.delivery.levels;
   if (journal_) {
     auto writer =
         std::make_unique<SegmentedWriter>(request_.delivery, *place_, request_.path, source, job.threads, *journal_);

@@ -27,8 +27,8 @@ class JobOutput {
   // Goes on after so many segments; with none all else in the work folder is removed.
   void keepSegments(int count);
 
-  // Opens the output for the clip. Notes what has to be left out.
-  void open(Reader& source, const KeyJob& job, const JobListener& listener);
+  // Opens the output for the clip, at the depth that it is keyed at. Notes what has to be left out.
+  void open(Reader& source, const KeyJob& job, const ClipKeying& keying, const JobListener& listener);
   Route route();
   // Completes a segment of those pictures; on disk when it returns.
   void checkpoint(const std::vector<FrameRecord>& segment);
@@ -55,7 +55,7 @@ class JobOutput {
   void note(const std::vector<std::string>& sentences, const JobListener& listener) const;
   void noteSound(const SoundOutcome& sound, const JobListener& listener);
   Carried carried(const KeyJob& job, const Reader& source) const;
-  std::filesystem::path samplesPath() const { return workFolder() / "samples"; }
+  std::filesystem::path samplesPath() const { return workFolder() / "pictures"; }
 
   OutputRequest request_;
   std::unique_ptr<TemporaryOutput> place_;

@@ -25,6 +25,16 @@ std::string difference(const json& before, const json& now) {
   return "something";
 }
 
+// What is dithered depends on the depth.
+bool differInDepth(json before, json now) {
+  if (!before.is_object() || before.contains(kDepthItem) == now.contains(kDepthItem)) return false;
+  for (json* job : {&before, &now}) {
+    job->erase(kDepthItem);
+    job->erase("dither");
+  }
+  return before == now;
+}
+
 // The library converts fractions of any size, which no integer may hold.
 std::int64_t wholeNumber(const json& value) {
   if (!value.is_number_integer()) throw std::invalid_argument("no whole number");
@@ -58,7 +68,9 @@ void Journal::read(const std::string& job) {
     const json before = json::parse(line, nullptr, false), now = json::parse(job);
     head_ = good = in.tellg();
     const bool another = before != now;
-    if (another && next()) {
+    const bool begun = another && next();
+    anew_ = begun && differInDepth(before, now);
+    if (begun && !anew_) {
       throw UserError(path_.parent_path().string() + " holds an unfinished run that differs in its " +
                       difference(before, now) + "; repeat that run, or remove the folder to start again");
     }

@@ -19,14 +19,16 @@ struct FrameRecord {
 };
 
 inline constexpr const char* kJournalName = "journal";
+// Item of a job that is keyed at full depth: the look of that.
+inline constexpr const char* kDepthItem = "depth";
 
 // A text file, one JSON value a line: first what the job is, then, for each completed segment, its pictures. A line
 // that a crash cut off does not count.
 class Journal {
  public:
-  // Opens the journal in `folder`, or begins one. `job` is a JSON object that distinguishes this job from others.
-  // Throws UserError when the folder holds completed segments of another job, naming what differs, or is in use by
-  // another run.
+  // Opens the journal in `folder`, or begins one. `job` is a JSON object that distinguishes this job from others. One
+  // that differs in nothing but its depth is begun anew. Throws UserError when the folder holds completed segments of
+  // another job, naming what differs, or is in use by another run.
   Journal(const std::filesystem::path& folder, const std::string& job);
   ~Journal();
   Journal(const Journal&) = delete;
@@ -35,6 +37,8 @@ class Journal {
   // The pictures of all completed segments, in order.
   const std::vector<FrameRecord>& frames() const { return frames_; }
   int segments() const { return static_cast<int>(segments_.size()); }
+  // Segments of the same job at another depth were there, and are forgotten.
+  bool isAnew() const { return anew_; }
   // Adds a completed segment; on disk when it returns.
   void add(const std::vector<FrameRecord>& segment);
   // Forgets all segments but the first `count`.
@@ -55,6 +59,7 @@ class Journal {
   std::filesystem::path path_;
   int file_ = -1;
   std::int64_t head_ = 0;  // bytes of the first line
+  bool anew_ = false;
   std::vector<FrameRecord> frames_;
   std::vector<SegmentEnd> segments_;
 };

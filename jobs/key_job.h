@@ -74,6 +74,7 @@ struct JobResult {
   std::string damage;                              // a sentence; empty when all that was read was whole
   PictureHash clipHash{};  // as the hash output has it; only where outputs are verified or a receipt is written
   MatteStatus status;      // summed over all frames keyed now, where an output shows it
+  OddValues odd;           // likewise, of the input at full depth
   std::vector<WrittenOutput> outputs;
 };
 

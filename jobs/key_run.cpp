@@ -53,6 +53,7 @@ class KeyRun {
     keyAll();
     checkWhatWasRead();
     noteTimecode();
+    if (result_.odd.any()) listener_.note(job_.input + ": " + describe(result_.odd));
     if (source_.jumped()) listener_.note(source_.describeJumps());
     finishAll();
     return std::move(result_);
@@ -67,6 +68,9 @@ class KeyRun {
     int segments = std::numeric_limits<int>::max();
     for (JobOutput& output : outputs()) {
       output.openJournal(identity);
+      if (output.journal().isAnew()) {
+        listener_.note(output.request().path + ": an unfinished run keyed it at another depth; it is keyed anew");
+      }
       segments = std::min(segments, output.journal().segments());
     }
     for (JobOutput& output : outputs()) output.keepSegments(segments);
@@ -84,7 +88,7 @@ class KeyRun {
     // The main view's route is the first: the clip's hash is of its pictures.
     if (measure_) routes_.push_back({job_.mainView, false, measure_.get(), nullptr});
     for (JobOutput& output : outputs()) {
-      output.open(source_, job_, listener_);
+      output.open(source_, job_, keying_, listener_);
       routes_.push_back(output.route());
     }
     routes_.front().followsSettings = job_.animatedView;
@@ -117,6 +121,7 @@ class KeyRun {
   void noteWritten(const WrittenFrame& frame) {
     ++result_.keyedNow;
     result_.status += frame.status;
+    result_.odd += frame.odd;
     if (wanted_.hashes) frames_.push_back(frame.record);
     if (job_.resumable) segment_.push_back(frame.record);
     if (segment_.size() == kSegmentFrames) closeSegment();

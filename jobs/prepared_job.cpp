@@ -12,7 +12,7 @@ PreparedJob::PreparedJob(const KeyJob& job, const JobListener& listener, const s
       source_(job.input, job.source, job.threads, stop),
       keying_(source_, job.keying) {
   places_.refuseTakenNumbers(job, source_);
-  companions_.emplace(job.companions, source_.format(), job.threads, stop);
+  companions_.emplace(job.companions, source_.format(), job.threads, stop, keying_.deep());
   noteGuesses();
 }
 
@@ -29,12 +29,12 @@ void PreparedJob::noteGuesses() const {
 
 void PreparedJob::noteDepth() const {
   const int depth = colorDepth(source_);
-  if (depth > 8) {
+  if (depth > 8 && !keying_.deep()) {
     listener_.note(job_.input + ": the keyer works in 8 bits; the clip's " + std::to_string(depth) +
                    (keying_.dithers() ? " are dithered to them" : " are rounded to them, --dither spreads them"));
   }
   const char* transfer = av_color_transfer_name(source_.format().color.transfer);
-  const std::string hdr = hdrWarning(transfer != nullptr ? transfer : "");
+  const std::string hdr = hdrWarning(transfer != nullptr ? transfer : "", keying_.deep());
   if (!hdr.empty()) listener_.note(job_.input + ": " + hdr);
 }
 

@@ -23,6 +23,7 @@ class PreparedJob {
 
   // The clip at its start, where it has to be again for run().
   Reader& source() { return source_; }
+  const ClipKeying& keying() const { return keying_; }
 
   // Keys the clip; called once. `plates` are those that findPlates finds for the settings, null where there are none;
   // without that argument they are looked for first. Throws UserError, and Interrupted once `stop` is true; then

@@ -2,15 +2,15 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 
 #include "jobs/movie_proof.h"
+#include "jobs/picture_errors.h"
+#include "jobs/sample_pictures.h"
 #include "media/files/numbered_name.h"
 #include "media/files/temporary_output.h"
 #include "media/output/writer.h"
 #include "media/pixels/frame_converter.h"
-#include "media/pixels/luma_weights.h"
 
 namespace kalvetra {
 
@@ -19,10 +19,8 @@ namespace {
 // Mean absolute error, in levels, of the brightness of opaque pictures after a lossy codec. Half of it is what halved
 // chroma takes from a status view full of specks.
 constexpr double kOpaqueTolerance = 10.0;
-// From so many colour values of half-transparent pixels on, straight and premultiplied colours can be told apart, if
-// the two differ by so many levels: dark ones hardly do, and a lossy codec errs by more.
+// From so many colour values of half-transparent pixels on, straight and premultiplied colours can be told apart.
 constexpr std::int64_t kTelling = 200;
-constexpr int kTellingLevels = 24;
 
 std::string decimal(double value) {
   char text[32];
@@ -30,46 +28,15 @@ std::string decimal(double value) {
   return text;
 }
 
-double luma(const unsigned char* argb) {
-  const double red = argb[1], green = argb[2], blue = argb[3];
-  return kBt709Weights.red * red + (1.0 - kBt709Weights.red - kBt709Weights.blue) * green + kBt709Weights.blue * blue;
-}
-
-double alpha(const unsigned char* argb) { return argb[0]; }
-
-// Mean absolute difference of what `level` makes of each pixel.
-double meanError(const Image& keyed, const Image& read, double (*level)(const unsigned char*)) {
-  double sum = 0.0;
-  for (std::size_t i = 0; i < keyed.bytes.size(); i += 4)
-    sum += std::abs(level(&keyed.bytes[i]) - level(&read.bytes[i]));
-  return sum / static_cast<double>(keyed.bytes.size() / 4);
-}
-
-// Gives clear pixels the colours that were read: what an output holds there instead of the keyer's is not promised.
-void forgetHiddenColors(Image& keyed, const Image& read) {
-  for (std::size_t i = 0; i < keyed.bytes.size(); i += 4) {
-    if (keyed.bytes[i] == 0) std::copy_n(&read.bytes[i + 1], 3, &keyed.bytes[i + 1]);
-  }
-}
-
-// By how much the colours of half-transparent pixels are off if they are taken for straight, and for premultiplied.
-struct ColorErrors {
-  double straight = 0.0, premultiplied = 0.0;
-  std::int64_t values = 0;
-};
-
-void addErrors(const Image& keyed, const Image& read, ColorErrors& errors) {
-  for (std::size_t i = 0; i < keyed.bytes.size(); i += 4) {
-    const int share = keyed.bytes[i];
-    if (share < 32 || share > 192) continue;
-    for (std::size_t c = i + 1; c < i + 4; ++c) {
-      const int straight = keyed.bytes[c], premultiplied = (straight * share + 127) / 255;
-      if (straight - premultiplied < kTellingLevels) continue;
-      errors.straight += std::abs(read.bytes[c] - straight);
-      errors.premultiplied += std::abs(read.bytes[c] - premultiplied);
-      ++errors.values;
-    }
-  }
+// Levels by which alpha of a deep picture may be off on average once it was rounded to what the file holds, and cut
+// down to what its decoder gives.
+double alphaStep(const Delivery& delivery, AVPixelFormat read) {
+  constexpr double kHalfFloat = 255.0 / 4096;
+  if (delivery.format->pixelFormat == AV_PIX_FMT_GBRAPF32) return kHalfFloat;
+  const auto bitsOf = [](AVPixelFormat format) { return av_pix_fmt_desc_get(format)->comp[3].depth; };
+  const int written = delivery.format->wideAlpha ? 16 : bitsOf(delivery.pixelFormat());
+  const int bits = std::min(written, bitsOf(read));
+  return 255.0 / ((1 << std::min(bits, 16)) - 1) * (bits < written ? 1.0 : 0.5);
 }
 
 class Prover {
@@ -137,14 +104,19 @@ class Prover {
   // Linear light cannot be compared with the keyed colours.
   bool isLight() const { return format_.pixelFormat == AV_PIX_FMT_GBRAPF32; }
 
+  struct ReadPicture {
+    Image image;
+    AVPixelFormat format;  // that it was decoded to
+  };
+
   // The picture of that index as the file gives it, nothing when it gives none.
-  std::optional<Image> read(std::int64_t index) {
+  std::optional<ReadPicture> read(std::int64_t index) {
     if (format_.isPictures()) return readAt(pictureName(index), 0);
     if (index >= static_cast<std::int64_t>(times_.size())) return std::nullopt;
     return readAt(path_, times_[static_cast<std::size_t>(index)]);
   }
 
-  std::optional<Image> readAt(const std::string& file, std::int64_t time) {
+  std::optional<ReadPicture> readAt(const std::string& file, std::int64_t time) {
     Reader reader(file, sourceOptions(), threads_, stop_);
     const double seconds = static_cast<double>(time) * av_q2d(reader.format().timeBase);
     if (time > 0) reader.seekTime(seconds);
@@ -152,35 +124,43 @@ class Prover {
     while (reader.next(frame)) {
       if (frame.time < time) continue;
       if (frame.time > time) return std::nullopt;
-      return FrameConverter(reader.format().color).convert(*frame.picture);
+      FrameConverter converter(reader.format().color, {.deep = promise_.delivery.isDeep()});
+      return ReadPicture{converter.convert(*frame.picture), static_cast<AVPixelFormat>(frame.picture->format)};
     }
     return std::nullopt;
   }
 
+  double alphaTolerance(AVPixelFormat read) const {
+    if (!promise_.delivery.isDeep()) return format_.alphaTolerance;
+    return format_.alphaTolerance + alphaStep(promise_.delivery, read);
+  }
+
   void checkPicture(std::int64_t index, const Image& keyed) {
     const std::string name = "picture " + std::to_string(index + 1);
-    const std::optional<Image> found = read(index);
+    const std::optional<ReadPicture> found = read(index);
     if (!found) {
       proof_.differences.push_back(name + " cannot be read back");
       return;
     }
     const int turns = format_.keepsDisplayMatrix ? 0 : promise_.pictures.quarterTurns();
-    Image wanted = turned(keyed, turns);
-    if (found->width != wanted.width || found->height != wanted.height) {
-      proof_.differences.push_back(name + " measures " + std::to_string(found->width) + " x " +
-                                   std::to_string(found->height));
+    Image wanted = keyed;
+    const Image stored = turned(found->image, (4 - turns) % 4);
+    const Image got = sampleOf(stored);
+    if (got.width != wanted.width || got.height != wanted.height) {
+      proof_.differences.push_back(name + " measures " + std::to_string(found->image.width) + " x " +
+                                   std::to_string(found->image.height));
       return;
     }
     const bool opaque = promise_.delivery.alpha == AlphaMode::None;
     if (opaque && isLight()) return;
-    if (promise_.delivery.extendsHidden) forgetHiddenColors(wanted, *found);
-    const double error = meanError(wanted, *found, opaque ? luma : alpha);
+    if (promise_.delivery.extendsHidden) forgetHiddenColors(wanted, got);
+    const double error = opaque ? brightnessError(wanted, got) : alphaError(wanted, got);
     worst_ = std::max(worst_, error);
-    if (error > (opaque ? kOpaqueTolerance : format_.alphaTolerance)) {
+    if (error > (opaque ? kOpaqueTolerance : alphaTolerance(found->format))) {
       proof_.differences.push_back("the " + std::string(opaque ? "brightness" : "alpha") + " of " + name +
                                    " is off by " + decimal(error) + " levels");
     }
-    addErrors(wanted, *found, colors_);
+    addErrors(wanted, got, colors_);
   }
 
   void report() {

@@ -17,7 +17,7 @@ namespace kalvetra {
 struct Promise {
   Delivery delivery;
   std::vector<FrameRecord> frames;        // all pictures, with the times that they were written with
-  std::map<std::int64_t, Image> samples;  // by index, as keyed: straight alpha, not turned
+  std::map<std::int64_t, Image> samples;  // by index, as sampleOf gives what was keyed: straight alpha, not turned
   PictureFormat pictures;                 // of the source
   int soundStreams = 0;
   std::string timecode;  // empty: none

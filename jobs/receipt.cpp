@@ -57,6 +57,10 @@ void writeReceipt(const std::string& path, const KeyJob& job, const ClipKeying& 
                        {"clip_hash", "murmur3:" + hexadecimal(result.clipHash)},
                        {"settings", ordered_json::parse(presetText(settings)).at("settings")},
                        {"outputs", ordered_json::array()}};
+  if (keying.deep()) {
+    receipt["depth"] = "deep";
+    receipt["deep_look"] = kDeepLookVersion;
+  }
   if (!job.companions.background.empty()) {
     receipt["background"] = {{"file", job.companions.background},
                              {"end", job.companions.backgroundEnd == OverEnd::Loop ? "loop" : "hold"}};

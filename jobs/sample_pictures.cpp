@@ -1,5 +1,6 @@
 #include "jobs/sample_pictures.h"
 
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <fstream>
@@ -33,6 +34,16 @@ Value get(std::istream& in) {
 
 }  // namespace
 
+Image sampleOf(const Image& image) {
+  constexpr double kMostPixels = 2.5e6;
+  const double pixels = static_cast<double>(image.width) * image.height;
+  if (!image.isDeep() || pixels <= kMostPixels) return image;
+  const int step = 2 * static_cast<int>(pixels / kMostPixels / 2.0) + 3;
+  Image rows(image.width, (image.height + step - 1) / step, image.format);
+  for (int y = 0; y < rows.height; ++y) std::copy_n(image.floats(y * step), 4 * image.width, rows.floats(y));
+  return rows;
+}
+
 bool isSample(std::int64_t index, bool isLast) { return isLast || index == 0 || isPowerOfTwo(index); }
 
 void SamplePictures::add(std::int64_t index, Image image) {
@@ -61,6 +72,7 @@ void SamplePictures::save(const std::filesystem::path& path, const std::string& 
     put(out, index);
     put(out, image.width);
     put(out, image.height);
+    put(out, image.isDeep());
     out.write(reinterpret_cast<const char*>(image.bytes.data()), static_cast<std::streamsize>(image.bytes.size()));
   }
   out.close();
@@ -77,8 +89,9 @@ void SamplePictures::load(const std::filesystem::path& path) {
   for (std::size_t i = 0; i < count && in; ++i) {
     const auto index = get<std::int64_t>(in);
     const int width = get<int>(in), height = get<int>(in);
+    const auto format = get<bool>(in) ? PixelFormat::RgbaF32 : PixelFormat::Argb8;
     if (!in || width < 1 || height < 1 || width > 65535 || height > 65535) return;
-    Image image(width, height);
+    Image image(width, height, format);
     in.read(reinterpret_cast<char*>(image.bytes.data()), static_cast<std::streamsize>(image.bytes.size()));
     read.emplace(index, std::move(image));
   }

@@ -338,12 +338,13 @@ TEST(Dither, IsForDeepSourcesAlone) {
   const ScratchFolder out;
   const std::string deep = out.path("deep.mkv");
   need(kFfmpeg + "-f lavfi -i gradients=s=160x90:d=0.2:c0=0x20a040:c1=0x30b850 -pix_fmt yuv420p10le -c:v ffv1 " + deep);
-  EXPECT_NE(hashes(deep + " --view source"), hashes(deep + " --view source --no-dither"));
-  EXPECT_EQ(hashes(deep + " --view source"), hashes(deep + " --view source --dither"));
+  const std::string source = deep + " --depth 8 --view source";
+  EXPECT_NE(hashes(source), hashes(source + " --no-dither"));
+  EXPECT_EQ(hashes(source), hashes(source + " --dither"));
   EXPECT_EQ(hashes(clip() + " --view source --no-dither"), hashes(clip() + " --view source --dither"));
   const auto receipt = [&](const std::string& arguments) {
     const std::string said =
-        need(key(arguments + " " + out.path("o.mkv") + " -y --receipt " + out.path("r.json") + kColor));
+        need(key(arguments + " " + out.path("o.mkv") + " -y --depth 8 --receipt " + out.path("r.json") + kColor));
     const auto input = nlohmann::json::parse(std::ifstream(out.path("r.json"))).at("input");
     return std::tuple(input.at("depth").get<int>(), input.at("dithered").get<bool>(),
                       said.find("deep.mkv: the keyer works in 8 bits; the clip's 10 are ") != std::string::npos);
@@ -360,7 +361,8 @@ TEST(Dither, KeepsEveryLevelOfAGradient) {
        "cr=512\" -colorspace bt709 -color_primaries bt709 -color_trc bt709 -color_range tv -c:v ffv1 " +
        out.path("ramp.mkv"));
   const auto levels = [&](const std::string& name, const std::string& option) {
-    need(key(out.path("ramp.mkv") + " " + out.path(name) + " -y --view source --key-color 60,190,80 " + option));
+    need(key(out.path("ramp.mkv") + " " + out.path(name) + " -y --depth 8 --view source --key-color 60,190,80 " +
+             option));
     need(kFfmpeg + "-i " + out.path(name) + " -vf format=" + (name.ends_with("exr") ? "gbrpf32le" : "gbrp") +
          ",extractplanes=g,format=grayf32le -f rawvideo " + out.path("plane"));
     std::vector<float> plane(1008 * 8);

@@ -87,6 +87,21 @@ TEST_F(Resume, TenInterruptionsChangeNoByteAndKeyNoFrameTwice) {
   EXPECT_EQ((std::vector<std::string>{"parts.json", "parts.mkv", "whole.json", "whole.mkv"}), out_.names());
 }
 
+TEST_F(Resume, GoesOnAtFullDepthAndBeginsAnewAtAnother) {
+  const std::string most = "--frames 150 --resume --plain --receipt " + out_.path("r.json");
+  const std::string deep = command(out_.path("o.mkv"), most + " --depth deep");
+  const auto kill = [&] { return endedBehindASegment(deep, "KILL", out_.path(".o.mkv.unfinished")).status; };
+  EXPECT_EQ(137, kill());
+  expectHas(need(command(out_.path("o.mkv"), most + " --depth 8")), "keyed anew");
+  fs::remove(out_.path("o.mkv"));
+  fs::remove(out_.path("r.json"));
+  EXPECT_EQ(137, kill());
+  expectHas(need(deep), "going on after");
+  const std::string hashes =
+      need(key(clip() + " -f hash --frames 150 --plain --depth deep --threads 1 --key-color 60,190,80 2>/dev/null"));
+  expectHas(hashes, hashIn(out_.path("r.json")).substr(8, 32));
+}
+
 TEST_F(Resume, AKilledRunIsResumedInEveryKindOfOutput) {
   for (const std::string name : {"o.mov", "o.webm", "o-%04d.png"}) {
     const bool isNumbered = name.ends_with(".png");
