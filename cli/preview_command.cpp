@@ -22,6 +22,7 @@ namespace {
 struct PreviewCommand : CommonOptions {
   PreviewOptions preview;
   KeyChoice choice;  // of plate and screen
+  KeyingChoice keying;
   int port = 0;
   bool open = true;
 };
@@ -77,6 +78,7 @@ void run(const CLI::App& command, PreviewCommand& options) {
   options.preview.cleanPlate = options.choice.cleanPlate;
   options.preview.searchScreen = options.choice.searchScreen;
   options.preview.plain = options.choice.plain;
+  options.preview.depth = options.keying.depth;
   for (const char* name : {"--raw", "--rate"}) {
     if (command.count(name) == 0) continue;
     options.preview.sourceArguments.emplace_back(name);
@@ -114,6 +116,7 @@ void addPreviewCommand(CLI::App& program) {
       ->type_name("1..65535");
   addRawOption(*command, options->preview.source);
   addRateOption(*command, options->preview.source);
+  addDepthOption(*command, options->keying);
   addMatteOptions(*command, options->preview.mattes);
   addPlateOptions(*command, options->choice);
   addThreadsOption(*command, *options);

@@ -47,6 +47,13 @@ ShownView viewIn(const Json& body) {
   throw UserError("\"view\" is none of " + viewSlugs());
 }
 
+DepthChoice depthIn(const Json& body) {
+  if (const std::optional<DepthChoice> depth = findDepth(text(body, "depth", "auto"))) return *depth;
+  throw UserError(R"("depth" is none of "auto", "8" and "deep")");
+}
+
+bool isDeepIn(const Json& body, const PreviewContext& context) { return context.clip.keysDeep(depthIn(body)); }
+
 std::string overIn(const Json& body, const PreviewContext& context) {
   const auto found = body.find("over");
   if (found != body.end() && found->is_object()) return context.backgroundFile(text(*found, "file"));
@@ -60,6 +67,7 @@ KeyRequest keyRequestIn(const Json& body, PreviewContext& context) {
   request.purpose = text(body, "delivery", "");
   request.codec = text(body, "codec", "");
   request.keepPartial = flag(body, "keepPartial", false);
+  request.depth = depthIn(body);
   if (has(body, "view")) request.view = viewIn(body);
   if (has(body, "over") && !request.view) request.view = ShownView::Composite;
   if (request.view == ShownView::Composite) request.over = overIn(body, context);

@@ -20,12 +20,17 @@ ClipRange rangeIn(const Json& body, std::int64_t frames);
 // Member "view", all six of them.
 ShownView viewIn(const Json& body);
 
+// Member "depth": "auto", which it is where it is missing, "8" or "deep".
+DepthChoice depthIn(const Json& body);
+// Whether the clip is keyed at full depth then.
+bool isDeepIn(const Json& body, const PreviewContext& context);
+
 // Member "over": "#rrggbb", or {"file": name}, which is the clip's background or a file in the folders. As Background
 // takes it.
 std::string overIn(const Json& body, const PreviewContext& context);
 
-// Members "settings", "start", "end", "delivery", "codec", "view", "over" and "keepPartial". A background without a
-// view means the composite.
+// Members "settings", "start", "end", "delivery", "codec", "view", "over", "keepPartial" and "depth". A background
+// without a view means the composite.
 KeyRequest keyRequestIn(const Json& body, PreviewContext& context);
 
 // The query's whole number 0..highest, 0 where it is missing.

@@ -2,6 +2,7 @@
 #include <filesystem>
 
 #include "jobs/shown_view.h"
+#include "media/input/source_depth.h"
 #include "media/output/delivery.h"
 #include "media/pixels/upright.h"
 #include "parameters/look_version.h"
@@ -99,6 +100,8 @@ Json describeClip(PreviewContext& context) {
       {"notes", notesOf(context)},        {"look", kLookVersion},       {"alpha", hasAlpha(context.clip.reader())},
       {"version", KALVETRA_VERSION},      {"background", nullptr},      {"pick", nullptr},
       {"folders", Json::array()},         {"codecs", codecsFor(frames)}};
+  json["bits"] = colorDepth(context.clip.reader());
+  json["depth"] = slugOf(context.options.depth);
   json["stem"] = plainStem(context.options.input);
   json["rate"] = {{"num", format.frameRate.num}, {"den", format.frameRate.den}};
   json["pixelAspect"] = {{"num", format.pixelAspect.num}, {"den", format.pixelAspect.den}};

@@ -19,10 +19,11 @@ Json settingsOf(const Preset& preset) {
   return set;
 }
 
-Answer presetText(const Request& request) {
+Answer presetText(const Request& request, const PreviewContext& context) {
+  const Json body = parseBody(request.body);
   Answer answer;
   answer.type = "text/plain; charset=utf-8";
-  answer.body = presetText(settingsIn(parseBody(request.body)));
+  answer.body = presetText(settingsIn(body), isDeepIn(body, context));
   return answer;
 }
 
@@ -44,16 +45,16 @@ void addFileRoutes(Routes& routes, PreviewContext& context) {
     return jsonAnswer(
         {{"presets", folders.presets()}, {"pictures", folders.pictures()}, {"folders", folderNames(folders)}});
   });
-  routes.post("api/preset/text", [](const Request& request) { return presetText(request); });
+  routes.post("api/preset/text", [&context](const Request& request) { return presetText(request, context); });
   routes.post("api/preset/read",
               [](const Request& request) { return jsonAnswer(presetAnswer(parsePreset(request.body, "the preset"))); });
   routes.post("api/preset/load", [&folders](const Request& request) {
     return jsonAnswer(presetAnswer(folders.loadPreset(text(parseBody(request.body), "name"))));
   });
-  routes.post("api/preset/save", [&folders](const Request& request) {
+  routes.post("api/preset/save", [&context](const Request& request) {
     const Json body = parseBody(request.body);
-    const std::string name = text(body, "name");
-    return jsonAnswer({{"name", folders.savePreset(name, settingsIn(body), flag(body, "replace", false))}});
+    const bool deep = isDeepIn(body, context), replace = flag(body, "replace", false);
+    return jsonAnswer({{"name", context.folders.savePreset(text(body, "name"), settingsIn(body), deep, replace)}});
   });
 }
 

@@ -43,6 +43,7 @@ Answer picture(const Request& request, PreviewContext& context) {
   KeyedFrame keyed;
   keyed.number = wholeNumber(body, "frame", 0, kLastKeyframe);
   keyed.scale = scaleIn(body);
+  keyed.deep = isDeepIn(body, context);
   const AnimatedSettings settings = settingsIn(body);
   keyed.settings = settings.at(keyed.number);
   const std::string over = view == ShownView::Composite ? overIn(body, context) : std::string();
@@ -50,8 +51,8 @@ Answer picture(const Request& request, PreviewContext& context) {
   const Precedence::Urgent urgent(context.precedence);
   const Turns::Turn turn(context.turns, viewerIn(body), wholeNumber(body, "sequence", 0, kMostRequests, 0));
   const Abandon abandoned = [&] { return turn.isOvertaken(); };
-  if (view != ShownView::Source) keyed.plates = context.plates.of(settings, abandoned);
-  const auto background = over.empty() ? nullptr : context.backgrounds.at(keyed.number, over, abandoned);
+  if (view != ShownView::Source) keyed.plates = context.plates.of(settings, keyed.deep, abandoned);
+  const auto background = over.empty() ? nullptr : context.backgrounds.at(keyed.number, over, abandoned, keyed.deep);
   const RenderedView rendered = context.renderer.view(keyed, view, background, abandoned);
   Answer answer = pictureAnswer(rendered, keyed.scale);
   if (view == ShownView::Status) answer.headers.emplace_back("X-Status", statusJson(rendered.status));

@@ -36,7 +36,7 @@ PreviewContext::PreviewContext(PreviewOptions given, std::atomic<bool>& stopWord
       thumbnails(clip, kKeptForThumbnails),
       mattes(options.mattes, clip.format(), options.threads, stop),
       plates(clipJob(options), clip, stop),
-      renderer(clip, mattes),
+      renderer(clip, mattes, options.threads),
       backgrounds(clip, options.threads, stop) {
   named_ = options.named;
   if (!options.preset.empty()) {
@@ -61,7 +61,7 @@ UsualKey PreviewContext::begin() {
   if (!options.plain && options.preset.empty()) wanted = choiceBeside(named_);
   wanted.screen = wanted.screen || options.searchScreen;
   try {
-    return plates.usual(settings, wanted);
+    return plates.usual(settings, clip.keysDeep(options.depth), wanted);
   } catch (const std::exception& error) {  // pictures will say it again
     UsualKey key{settings, {}, {}};
     key.found.notes.emplace_back(error.what());

@@ -37,6 +37,7 @@ struct PreviewOptions {
   std::map<int, Curve> named{};                  // settings to begin with, over the preset's; by the parameter's id
   bool searchScreen = false;                     // the screen after the key colour, whatever a preset names
   bool plain = false;                            // all else begins at the table's defaults
+  DepthChoice depth = DepthChoice::Auto;         // to begin with
   int threads = 1;
 };
 

@@ -59,7 +59,10 @@ AnimatedSettings settled(const Proposal& proposal, std::optional<int> plate, std
   if (plate) settings.set(*findParameter("plate"), *plate);
   if (screen) settings.set(*findParameter("screen"), *screen);
   const bool isOther = plate && static_cast<PlateKind>(*plate) > PlateKind::Fit;
-  return context.plates.usual(settings, {.plate = !plate, .clipBlack = isOther && !context.options.plain}).settings;
+  return context.plates
+      .usual(settings, context.clip.keysDeep(context.options.depth),
+             {.plate = !plate, .clipBlack = isOther && !context.options.plain})
+      .settings;
 }
 
 Answer propose(const Json& body, PreviewContext& context) {

@@ -34,15 +34,16 @@ void addStripRoutes(Routes& routes, PreviewContext& context) {
   const auto mattes = std::make_shared<ClipMattes>(context.mattes);
   const auto strip = std::make_shared<MatteStrip>(
       clipJob(context.options), context.precedence, [&context] { return context.clip.index(); },
-      [mattes](std::int64_t number, const std::atomic<bool>& stop) {
-        return mattes->at(number, [&stop] { return stop.load(); });
+      [mattes, &context](std::int64_t number, DepthChoice depth, const std::atomic<bool>& stop) {
+        return mattes->at(
+            number, [&stop] { return stop.load(); }, context.clip.keysDeep(depth));
       },
-      [&context](const AnimatedSettings& settings, const std::atomic<bool>& stop) {
-        return context.plates.of(settings, [&stop] { return stop.load(); });
+      [&context](const AnimatedSettings& settings, DepthChoice depth, const std::atomic<bool>& stop) {
+        return context.plates.of(settings, context.clip.keysDeep(depth), [&stop] { return stop.load(); });
       });
   routes.post("api/strip", [strip, &context](const Request& request) {
     const Json body = parseBody(request.body);
-    return jsonAnswer({{"job", strip->start(settingsIn(body), rangeIn(body, context.frames()))}});
+    return jsonAnswer({{"job", strip->start(settingsIn(body), rangeIn(body, context.frames()), depthIn(body))}});
   });
   routes.get("api/strip", [strip](const Request& request) {
     return jsonAnswer(asJson(strip->state(numberIn(request, "from", kLastKeyframe))));

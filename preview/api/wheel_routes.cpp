@@ -1,5 +1,6 @@
 // The chroma wheel.
 #include "preview/api/answers.h"
+#include "preview/api/clip_requests.h"
 #include "preview/api/preview_context.h"
 #include "preview/api/request_json.h"
 #include "preview/clip/chroma_wheel.h"
@@ -42,8 +43,9 @@ Answer wheel(const Request& request, PreviewContext& context) {
   const KeyLines lines = keyLines(settings);
   Json json{{"reach", ChromaBins::kReach}, {"bins", ChromaBins::kSide}, {"key", pair(lines.key)},
             {"grey", pair(lines.grey)},    {"plate", Json::array()},    {"lines", linesAsJson(lines)}};
-  for (const Chroma c : sparseChroma(context.renderer.plate({number, 1, settings, context.plates.of(animated)})))
-    json["plate"].push_back(pair(c));
+  const bool deep = isDeepIn(body, context);
+  const KeyedFrame keyed{number, 1, settings, deep, context.plates.of(animated, deep)};
+  for (const Chroma c : sparseChroma(context.renderer.plate(keyed))) json["plate"].push_back(pair(c));
   addBins(binChroma(*source), json);
   return jsonAnswer(json);
 }

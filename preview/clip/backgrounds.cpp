@@ -37,36 +37,38 @@ std::int64_t shownAt(double seconds, ClipFrames& file, const Abandon& abandoned)
 }  // namespace
 
 // Call it with the mutex held.
-Backgrounds::Entry& Backgrounds::entry(const std::string& over) {
-  if (Entry* known = entries_.find(over)) return *known;
+Backgrounds::Entry& Backgrounds::entry(const OverAndDeep& key) {
+  if (Entry* known = entries_.find(key)) return *known;
+  const auto& [over, deep] = key;
   Entry fresh;
   SourceOptions options;
   options.sequenceRate = clip_.format().frameRate;
   if (over.starts_with('#')) {
-    fresh.picture = Background(over, clip_.format(), OverEnd::Hold, 1, stop_).at(0);
+    fresh.picture = Background(over, clip_.format(), OverEnd::Hold, 1, stop_, deep).at(0);
   } else {
     fresh.file = std::make_shared<ClipFrames>(over, options, threads_, stop_, kAsShown, kKept);
   }
-  return entries_.add(over, std::move(fresh));
+  return entries_.add(key, std::move(fresh));
 }
 
-std::shared_ptr<const Image> Backgrounds::at(std::int64_t number, const std::string& over, const Abandon& abandoned) {
+std::shared_ptr<const Image> Backgrounds::at(std::int64_t number, const std::string& over, const Abandon& abandoned,
+                                             bool deep) {
   std::shared_ptr<ClipFrames> file;
   {
     const std::lock_guard lock(mutex_);
-    const Entry& known = entry(over);
+    const Entry& known = entry({over, deep});
     if (!known.file) return known.picture;
     file = known.file;
   }
   const std::int64_t wanted = shownAt(secondsOf(number, clip_), *file, abandoned);
   {
     const std::lock_guard lock(mutex_);
-    if (const Entry& known = entry(over); known.number == wanted) return known.picture;
+    if (const Entry& known = entry({over, deep}); known.number == wanted) return known.picture;
   }
   auto picture = std::make_shared<const Image>(
-      fittedTo(clip_.format(), file->format(), CompanionClip::Fit::Cover, *file->picture(wanted, abandoned)));
+      fittedTo(clip_.format(), file->format(), CompanionClip::Fit::Cover, *file->picture(wanted, abandoned, deep)));
   const std::lock_guard lock(mutex_);
-  Entry& made = entry(over);
+  Entry& made = entry({over, deep});
   made.number = wanted;
   return made.picture = picture;
 }

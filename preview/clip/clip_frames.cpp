@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <future>
 
+#include "media/input/source_depth.h"
 #include "support/interrupted.h"
 #include "support/user_error.h"
 
@@ -12,6 +13,11 @@ namespace {
 
 constexpr std::int64_t kNearStart = 60;  // pictures that are decoded without waiting for the index
 constexpr std::chrono::milliseconds kPatience{3000}, kGlance{20};
+
+KeyingChoice at(DepthChoice depth, KeyingChoice choice) {
+  choice.depth = depth;
+  return choice;
+}
 
 const std::string& searchable(const std::string& path) {
   if (path == kStandardInput) throw UserError("the standard input cannot be searched for pictures; name a file");
@@ -29,7 +35,8 @@ class ClipFrames::Clip {
         threads_(threads),
         stop_(stop),
         description_(path, options, 1, stop),
-        keying_(description_, choice) {}
+        eightBits_(description_, at(DepthChoice::Eight, choice)),
+        deep_(description_, at(DepthChoice::Deep, choice)) {}
   ~Clip() {
     closing_ = true;
     if (index_.valid()) index_.wait();
@@ -38,7 +45,7 @@ class ClipFrames::Clip {
   Clip& operator=(const Clip&) = delete;
 
   const Reader& description() const { return description_; }
-  const ClipKeying& keying() const { return keying_; }
+  const ClipKeying& keying(bool deep) const { return deep ? deep_ : eightBits_; }
   bool isStopping() const { return stop_; }
   FrameAccess access(std::size_t keptBytes) const { return {path_, options_, threads_, stop_, keptBytes}; }
 
@@ -64,7 +71,7 @@ class ClipFrames::Clip {
   const std::atomic<bool>& stop_;
   std::atomic<bool> closing_{false};
   const Reader description_;
-  const ClipKeying keying_;
+  const ClipKeying eightBits_, deep_;
   std::shared_future<std::shared_ptr<const PictureIndex>> index_;
 };
 
@@ -81,7 +88,9 @@ ClipFrames::ClipFrames(const ClipFrames& other, std::size_t keptBytes)
 
 const Reader& ClipFrames::reader() const { return clip_->description(); }
 
-const ClipKeying& ClipFrames::keying() const { return clip_->keying(); }
+const ClipKeying& ClipFrames::keying(bool deep) const { return clip_->keying(deep); }
+
+bool ClipFrames::keysDeep(DepthChoice choice) const { return kalvetra::keysDeep(choice, colorDepth(reader())); }
 
 std::shared_ptr<const PictureIndex> ClipFrames::index() const { return clip_->index({}); }
 
@@ -114,22 +123,23 @@ std::int64_t ClipFrames::numberWithin(std::int64_t number, const Abandon& abando
   return std::min(number, knownCount().value_or(number + 1) - 1);
 }
 
-std::shared_ptr<const Image> ClipFrames::known(std::int64_t number) {
+std::shared_ptr<const Image> ClipFrames::known(const Picture& which) {
   const std::lock_guard lock(mutex_);
-  const auto* image = converted_.find(number);
+  const auto* image = converted_.find(which);
   return image != nullptr ? *image : nullptr;
 }
 
-void ClipFrames::remember(std::int64_t number, const std::shared_ptr<const Image>& image) {
+void ClipFrames::remember(const Picture& which, const std::shared_ptr<const Image>& image) {
   const std::lock_guard lock(mutex_);
-  converted_.add(number, image, image->bytes.size());
+  converted_.add(which, image, image->bytes.size());
 }
 
-std::unique_ptr<FrameConverter> ClipFrames::takeConverter() {
+std::unique_ptr<FrameConverter> ClipFrames::takeConverter(bool deep) {
   const std::lock_guard lock(mutex_);
-  if (converters_.empty()) return std::make_unique<FrameConverter>(keying().converter());
-  auto converter = std::move(converters_.back());
-  converters_.pop_back();
+  auto& resting = converters_[deep ? 1 : 0];
+  if (resting.empty()) return std::make_unique<FrameConverter>(keying(deep).converter());
+  auto converter = std::move(resting.back());
+  resting.pop_back();
   return converter;
 }
 
@@ -159,17 +169,17 @@ std::shared_ptr<const AVFrame> ClipFrames::decoded(std::int64_t number, const Ab
   return frame;
 }
 
-std::shared_ptr<const Image> ClipFrames::picture(std::int64_t number, const Abandon& abandoned) {
-  if (auto image = known(number)) return image;
+std::shared_ptr<const Image> ClipFrames::picture(std::int64_t number, const Abandon& abandoned, bool deep) {
+  if (auto image = known({number, deep})) return image;
   const auto frame = decoded(number, abandoned);
-  auto converter = takeConverter();
+  auto converter = takeConverter(deep);
   auto image = std::make_shared<Image>();
   converter->convert(*frame, *image);
   {
     const std::lock_guard lock(mutex_);
-    converters_.push_back(std::move(converter));
+    converters_[deep ? 1 : 0].push_back(std::move(converter));
   }
-  remember(number, image);
+  remember({number, deep}, image);
   return image;
 }
 

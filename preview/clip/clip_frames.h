@@ -1,6 +1,7 @@
 // The clip's pictures as the keyer gets them, by their numbers, in any order and from any thread.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -32,7 +33,10 @@ class ClipFrames {
   // Of the clip; its reader may not be moved.
   const Reader& reader() const;
   const PictureFormat& format() const { return reader().format(); }
-  const ClipKeying& keying() const;
+  // How its pictures are keyed: at full depth, or in 8 bits.
+  const ClipKeying& keying(bool deep = false) const;
+  // Whether that choice keys this clip at full depth.
+  bool keysDeep(DepthChoice choice) const;
 
   // How many pictures there are. Waits a few seconds for the index of a large clip, unless `abandoned`, asked now and
   // then, returns true, and otherwise takes what the file declares.
@@ -44,30 +48,31 @@ class ClipFrames {
   // Of the clip, once it is made; null before.
   std::shared_ptr<const PictureIndex> index() const;
 
-  // That picture, converted like FrameKeyer does it. Throws UserError when the clip has none of that number, Conflict
-  // once `abandoned`, asked now and then, returns true, and Interrupted when the program ends.
-  std::shared_ptr<const Image> picture(std::int64_t number, const Abandon& abandoned = {});
+  // That picture, converted like FrameKeyer does it; deep, or of 8 bits. Throws UserError when the clip has none of
+  // that number, Conflict once `abandoned`, asked now and then, returns true, and Interrupted when the program ends.
+  std::shared_ptr<const Image> picture(std::int64_t number, const Abandon& abandoned = {}, bool deep = false);
 
  private:
   // What those that share a clip have in common.
   class Clip;
+  using Picture = std::pair<std::int64_t, bool>;  // its number, and whether it is deep
 
-  void remember(std::int64_t number, const std::shared_ptr<const Image>& image);
-  std::shared_ptr<const Image> known(std::int64_t number);
+  void remember(const Picture& which, const std::shared_ptr<const Image>& image);
+  std::shared_ptr<const Image> known(const Picture& which);
   std::shared_ptr<const AVFrame> decoded(std::int64_t number, const Abandon& abandoned);
   void awaitIndexFor(std::int64_t number, const Abandon& abandoned);
   bool takeIndex(std::chrono::milliseconds patience);
   std::optional<std::int64_t> knownCount() const;
-  std::unique_ptr<FrameConverter> takeConverter();
+  std::unique_ptr<FrameConverter> takeConverter(bool deep);
   [[noreturn]] void refuse(std::int64_t number, const Abandon& abandoned) const;
 
   std::shared_ptr<Clip> clip_;
   std::mutex decoding_;  // of access_
   FrameAccess access_;
-  int generation_ = 0;                                                  // of the numbers in use
-  std::mutex mutex_;                                                    // of what follows
-  RecentlyUsed<std::int64_t, std::shared_ptr<const Image>> converted_;  // by number
-  std::vector<std::unique_ptr<FrameConverter>> converters_;             // those at rest
+  int generation_ = 0;  // of the numbers in use
+  std::mutex mutex_;    // of what follows
+  RecentlyUsed<Picture, std::shared_ptr<const Image>> converted_;
+  std::array<std::vector<std::unique_ptr<FrameConverter>>, 2> converters_;  // those at rest: of 8 bits, deep
 };
 
 }  // namespace kalvetra

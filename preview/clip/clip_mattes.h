@@ -19,8 +19,8 @@ class ClipMattes {
   // The same mattes, decoded apart from `other`, so that the one does not disturb the other. They share their indices.
   explicit ClipMattes(const ClipMattes& other);
 
-  // Those of that frame. Throws like ClipFrames::picture.
-  Companions at(std::int64_t number, const Abandon& abandoned = {});
+  // Those of that frame, deep where it is keyed so. Throws like ClipFrames::picture.
+  Companions at(std::int64_t number, const Abandon& abandoned = {}, bool deep = false);
 
   // What had to be guessed about them, a sentence each.
   const std::vector<std::string>& guesses() const { return guesses_; }
@@ -31,13 +31,13 @@ class ClipMattes {
    public:
     File(const std::string& path, const PictureFormat& clip, int threads, const std::atomic<bool>& stop);
     explicit File(const File& other);
-    std::shared_ptr<const Image> at(std::int64_t number, const Abandon& abandoned);
+    std::shared_ptr<const Image> at(std::int64_t number, const Abandon& abandoned, bool deep);
 
    private:
     const PictureFormat clip_;
     ClipFrames frames_;
-    std::mutex mutex_;                                                 // of what follows
-    RecentlyUsed<std::int64_t, std::shared_ptr<const Image>> fitted_;  // by number
+    std::mutex mutex_;                                                                  // of what follows
+    RecentlyUsed<std::pair<std::int64_t, bool>, std::shared_ptr<const Image>> fitted_;  // by number and depth
   };
 
   std::vector<std::string> guesses_;

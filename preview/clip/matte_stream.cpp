@@ -2,6 +2,7 @@
 
 #include "jobs/ordered_pipeline.h"
 #include "media/input/frame_access.h"
+#include "preview/clip/shown_picture.h"
 #include "preview/clip/thread_priority.h"
 
 namespace kalvetra {
@@ -9,6 +10,7 @@ namespace kalvetra {
 namespace {
 
 void takeAlpha(const Image& image, MattePlane& matte) {
+  if (image.isDeep()) return takeAlpha(inEightBits(image.frame()), matte);
   matte.resize(image.bytes.size() / 4);
   for (std::size_t i = 0; i < matte.size(); ++i) matte[i] = image.bytes[4 * i];
 }

@@ -32,7 +32,7 @@ MatteStrip::~MatteStrip() {
   thread_.join();
 }
 
-std::int64_t MatteStrip::start(const AnimatedSettings& settings, const ClipRange& range) {
+std::int64_t MatteStrip::start(const AnimatedSettings& settings, const ClipRange& range, DepthChoice depth) {
   const std::lock_guard lock(mutex_);
   if (stop_) *stop_ = true;
   stop_ = std::make_shared<std::atomic<bool>>(false);
@@ -40,7 +40,7 @@ std::int64_t MatteStrip::start(const AnimatedSettings& settings, const ClipRange
   state_ = {};
   state_.job = job;
   state_.status = StripStatus::Running;
-  next_ = Wanted{job, settings, range, stop_};
+  next_ = Wanted{job, settings, range, depth, stop_};
   changed_.notify_all();
   return job;
 }
@@ -104,14 +104,15 @@ void MatteStrip::run(const Wanted& wanted) {
 bool MatteStrip::measure(const Wanted& wanted, std::shared_ptr<const PictureIndex> index) {
   KeyJob job = clip_;
   job.range = wanted.range;
+  job.keying.depth = wanted.depth;
   std::optional<MatteQuality> quality;
   const auto publish = [&](StripState& state, std::size_t settled) {
     const auto& all = quality->pictures();
     for (std::size_t i = state.frames.size(); i < settled; ++i) state.frames.push_back(all[i]);
   };
   MatteStream stream;
-  stream.plates = plates_(wanted.settings, *wanted.stop);
-  stream.companions = [&](std::int64_t number) { return mattes_(number, *wanted.stop); };
+  stream.plates = plates_(wanted.settings, wanted.depth, *wanted.stop);
+  stream.companions = [&](std::int64_t number) { return mattes_(number, wanted.depth, *wanted.stop); };
   stream.begin = [&](const Reader& source) {
     const PictureFormat& format = source.format();
     quality.emplace(format.width, format.height);

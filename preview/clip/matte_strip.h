@@ -39,24 +39,25 @@ struct StripState {
 // they give is discarded. All functions may be called from any thread.
 class MatteStrip {
  public:
-  // `clip` names the input and how it is read; its range, companions and outputs do not count. `index` returns what is
-  // known of the clip's pictures by then, or null; `mattes` what goes along with the frame of a number, asked mostly in
-  // the order of the clip; `plates` what goes with the settings. They and `precedence` must outlive this.
+  // `clip` names the input and how it is read; its range, depth, companions and outputs do not count. `index` returns
+  // what is known of the clip's pictures by then, or null; `mattes` what goes along with the frame of a number, asked
+  // mostly in the order of the clip; `plates` what goes with the settings; both for the depth of the key. They and
+  // `precedence` must outlive this.
   using Index = std::function<std::shared_ptr<const PictureIndex>()>;
-  using Mattes = std::function<Companions(std::int64_t number, const std::atomic<bool>& stop)>;
-  using Plates =
-      std::function<std::shared_ptr<const ClipPlates>(const AnimatedSettings& settings, const std::atomic<bool>& stop)>;
+  using Mattes = std::function<Companions(std::int64_t number, DepthChoice depth, const std::atomic<bool>& stop)>;
+  using Plates = std::function<std::shared_ptr<const ClipPlates>(const AnimatedSettings& settings, DepthChoice depth,
+                                                                 const std::atomic<bool>& stop)>;
   MatteStrip(
       const KeyJob& clip, Precedence& precedence, Index index = [] { return nullptr; },
-      Mattes mattes = [](std::int64_t, const std::atomic<bool>&) { return Companions(); },
-      Plates plates = [](const AnimatedSettings&, const std::atomic<bool>&) { return nullptr; });
+      Mattes mattes = [](std::int64_t, DepthChoice, const std::atomic<bool>&) { return Companions(); },
+      Plates plates = [](const AnimatedSettings&, DepthChoice, const std::atomic<bool>&) { return nullptr; });
   // Stops and waits.
   ~MatteStrip();
   MatteStrip(const MatteStrip&) = delete;
   MatteStrip& operator=(const MatteStrip&) = delete;
 
   // Replaces what is under way. Returns the new job's number.
-  std::int64_t start(const AnimatedSettings& settings, const ClipRange& range);
+  std::int64_t start(const AnimatedSettings& settings, const ClipRange& range, DepthChoice depth = DepthChoice::Auto);
   // What was measured so far remains.
   void stop();
   // A frame is listed only when its flicker is known too, that is, once the two after it are done or there are none.
@@ -67,6 +68,7 @@ class MatteStrip {
     std::int64_t job;
     AnimatedSettings settings;
     ClipRange range;
+    DepthChoice depth;
     std::shared_ptr<std::atomic<bool>> stop;
   };
   void work();

@@ -26,8 +26,8 @@ bool needsPlates(const AnimatedSettings& settings) {
 
 }  // namespace
 
-PlateCache::Wish PlateCache::wishOf(const AnimatedSettings& settings) {
-  Wish wish;
+PlateCache::Wish PlateCache::wishOf(const AnimatedSettings& settings, bool deep) {
+  Wish wish{deep ? 1 : 0};
   for (const char* slug : {"key-color", "screen", "plate"}) {
     const Curve curve = settings.curve(*findParameter(slug));
     wish.push_back(static_cast<std::int64_t>(curve.size()));
@@ -44,9 +44,12 @@ PlateCache::Turn PlateCache::takeTurn(const Abandon& abandoned) {
   return turn;
 }
 
-ClipPictures& PlateCache::pictures() {
-  if (!pictures_) pictures_.emplace(job_.input, job_.source, job_.keying, job_.threads, stop_, clip_.index());
-  return *pictures_;
+ClipPictures& PlateCache::pictures(bool deep) {
+  auto& pictures = pictures_[deep ? 1 : 0];
+  KeyingChoice choice = job_.keying;
+  choice.depth = deep ? DepthChoice::Deep : DepthChoice::Eight;
+  if (!pictures) pictures.emplace(job_.input, job_.source, choice, job_.threads, stop_, clip_.index());
+  return *pictures;
 }
 
 std::optional<std::shared_ptr<const ClipPlates>> PlateCache::known(const Wish& wish) {
@@ -55,29 +58,31 @@ std::optional<std::shared_ptr<const ClipPlates>> PlateCache::known(const Wish& w
   return plates != nullptr ? std::optional(*plates) : std::nullopt;
 }
 
-void PlateCache::keep(const AnimatedSettings& settings, const std::shared_ptr<const ClipPlates>& plates) {
+void PlateCache::keep(const Wish& wish, const std::shared_ptr<const ClipPlates>& plates) {
   const std::lock_guard lock(mutex_);
-  plates_.add(wishOf(settings), plates);
+  plates_.add(wish, plates);
 }
 
-std::shared_ptr<const ClipPlates> PlateCache::of(const AnimatedSettings& settings, const Abandon& abandoned) {
+std::shared_ptr<const ClipPlates> PlateCache::of(const AnimatedSettings& settings, bool deep,
+                                                 const Abandon& abandoned) {
   if (!needsPlates(settings)) return nullptr;
-  const Wish wish = wishOf(settings);
+  const Wish wish = wishOf(settings, deep);
   if (const auto plates = known(wish)) return *plates;
   return overtaken(stop_, [&] {
     const Turn turn = takeTurn(abandoned);
     if (const auto plates = known(wish)) return *plates;
-    const FoundPlates found = findPlates(pictures(), settings, job_.cleanPlate, abandoned);
-    keep(settings, found.plates);
+    const FoundPlates found = findPlates(pictures(deep), settings, job_.cleanPlate, abandoned);
+    keep(wish, found.plates);
     return found.plates;
   });
 }
 
-UsualKey PlateCache::usual(const AnimatedSettings& settings, const UsualChoice& choice, const Abandon& abandoned) {
+UsualKey PlateCache::usual(const AnimatedSettings& settings, bool deep, const UsualChoice& choice,
+                           const Abandon& abandoned) {
   return overtaken(stop_, [&] {
     const Turn turn = takeTurn(abandoned);
-    UsualKey key = usualKey(pictures(), settings, choice, job_.cleanPlate, abandoned);
-    if (needsPlates(key.settings)) keep(key.settings, key.found.plates);
+    UsualKey key = usualKey(pictures(deep), settings, choice, job_.cleanPlate, abandoned);
+    if (needsPlates(key.settings)) keep(wishOf(key.settings, deep), key.found.plates);
     key.found.samples.clear();
     return key;
   });

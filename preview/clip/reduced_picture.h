@@ -6,7 +6,8 @@
 
 namespace kalvetra {
 
-// Every pixel the mean of those below it, weighted by their alpha. The size may not exceed the picture's, nor be empty.
+// Every pixel the mean of those below it, weighted by their alpha; of the picture's depth. The size may not exceed the
+// picture's, nor be empty.
 Image averaged(const Image& picture, int width, int height);
 
 // The size of a picture at a scale of 1:scale, at least 1 x 1.

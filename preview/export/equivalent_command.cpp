@@ -107,6 +107,11 @@ Words deliveryWords(const KeyRequest& request, const KeyJob& job, const std::str
   return request.codec.empty() ? Words{"--for", request.purpose} : Words{"--codec", request.codec};
 }
 
+Words depthWords(DepthChoice depth) {
+  if (depth == DepthChoice::Auto) return {};
+  return {"--depth", slugOf(depth)};
+}
+
 Words backgroundWords(const KeyRequest& request, const KeyJob& job) {
   if (job.mainView != ShownView::Composite) return {};
   return {"--over", request.over.starts_with('#') ? request.over : absoluteWord(request.over)};
@@ -121,10 +126,11 @@ EquivalentCommand equivalentCommand(const KeyRequest& request, const CommandFile
   EquivalentCommand result;
   Words words{"kalvetra", "key", absoluteWord(files.input), output};
   append(words, files.sourceArguments);
+  append(words, depthWords(request.depth));
   append(words, matteWords(files.mattes));
   if (animated) {
     result.presetFile = files.preset;
-    result.presetText = presetText(request.settings);
+    result.presetText = presetText(request.settings, files.deep);
     append(words, {"--preset", pathWord(files.preset)});
     if (wantsCleanPlate(request.settings.at(0))) append(words, plateWords(files.cleanPlate));
   } else {

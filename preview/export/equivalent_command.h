@@ -22,6 +22,7 @@ struct CommandFiles {
   std::string preset;        // the name of a preset that may be needed
   CompanionPaths mattes{};   // without a background
   std::string cleanPlate{};  // a file, or empty
+  bool deep = false;         // the request keys the clip at full depth
 };
 
 // Only what differs from the table's defaults and counts is said; the key colour always, and --plain, since the command

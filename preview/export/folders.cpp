@@ -139,7 +139,8 @@ void Folders::refuseInputs(const fs::path& target) const {
   }
 }
 
-std::string Folders::savePreset(const std::string& name, const AnimatedSettings& settings, bool replace) const {
+std::string Folders::savePreset(const std::string& name, const AnimatedSettings& settings, bool deep,
+                                bool replace) const {
   checkPlainName(name);
   if (folders_.empty()) throw UserError("there is no folder for presets; start the preview with --folder DIR");
   const std::string full = isPreset(name) ? name : name + kPresetExtension;
@@ -153,7 +154,7 @@ std::string Folders::savePreset(const std::string& name, const AnimatedSettings&
   refuseInputs(target);
   TemporaryOutput output(target.string(), replace);
   std::ofstream out(output.path(), std::ios::binary);
-  out << presetText(settings) << std::flush;
+  out << presetText(settings, deep) << std::flush;
   if (!out) failWriting(full, "the disk may be full");
   output.commit();
   return full;

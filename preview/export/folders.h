@@ -31,9 +31,9 @@ class Folders {
   // All of these throw UserError: for a name that is none, or that no file has, and when there is no folder.
   std::filesystem::path picture(const std::string& name) const;
   Preset loadPreset(const std::string& name) const;
-  // Into the first folder, under that name, with .json added unless it is there. Returns the full name. Throws
-  // Conflict when it exists and is not to be replaced.
-  std::string savePreset(const std::string& name, const AnimatedSettings& settings, bool replace) const;
+  // Into the first folder, under that name, with .json added unless it is there; `deep` of settings used at full depth.
+  // Returns the full name. Throws Conflict when it exists and is not to be replaced.
+  std::string savePreset(const std::string& name, const AnimatedSettings& settings, bool deep, bool replace) const;
   // Throws UserError when a link stands at a place that is to be written to: it may lead elsewhere.
   static void refuseLink(const std::filesystem::path& target);
 

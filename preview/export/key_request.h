@@ -17,7 +17,12 @@ struct KeyRequest {
   std::string over{};               // of the composite: #rrggbb or a file
   std::string purpose{}, codec{};   // like DeliveryRequest's
   bool keepPartial = false;         // what can be keyed of a damaged clip
+  DepthChoice depth = DepthChoice::Auto;
 };
+
+// A choice of depth as the command line and the page name it: "auto", "8", "deep".
+std::string slugOf(DepthChoice depth);
+std::optional<DepthChoice> findDepth(const std::string& slug);
 
 // The name, where it has no ending with the one that is usual for the chosen kind of file. Throws UserError for an
 // unknown purpose or codec.

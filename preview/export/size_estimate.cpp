@@ -121,9 +121,12 @@ class Estimate {
         stop_(stop),
         job_(keyJobFor(clip, request, withEnding("size", request), true)),
         range_(framesIn(request.range, sources.clip.count())),
-        plates_(sources.plates.of(request.settings, abandoned)),
-        keyer_(sources.clip.keying()) {
-    for (const OutputRequest& output : job_.outputs) {
+        keying_(sources.clip.keying(sources.clip.keysDeep(request.depth))),
+        plates_(sources.plates.of(request.settings, keying_.deep(), abandoned)),
+        keyer_(keying_) {
+    for (OutputRequest output : job_.outputs) {
+      output.delivery.depth = keying_.depth();
+      output.delivery.dither = keying_.dithers() && !output.delivery.levels;
       scales_.emplace_back(output, sources.clip.format(), clip.threads);
     }
   }
@@ -150,9 +153,12 @@ class Estimate {
     sources_.precedence.giveWay(stop_);
     if (abandoned_()) throw Conflict("the estimate was overtaken by a newer one");
     const KeySettings settings = request_.settings.at(number);
-    Companions companions = sources_.mattes.at(number, abandoned_);
-    if (!request_.over.empty()) companions.background = sources_.backgrounds.at(number, request_.over, abandoned_);
-    keyer_.begin(sources_.clip.picture(number, abandoned_), settings, companions, plateOf(plates_, number));
+    Companions companions = sources_.mattes.at(number, abandoned_, keying_.deep());
+    if (!request_.over.empty()) {
+      companions.background = sources_.backgrounds.at(number, request_.over, abandoned_, keying_.deep());
+    }
+    keyer_.begin(sources_.clip.picture(number, abandoned_, keying_.deep()), settings, companions,
+                 plateOf(plates_, number));
     for (std::size_t i = 0; i < scales_.size(); ++i) {
       const bool follows = i == 0 && job_.animatedView;
       scales_[i].weigh(keyer_.view(follows ? static_cast<ShownView>(settings.view) : scales_[i].view()));
@@ -165,6 +171,7 @@ class Estimate {
   const std::atomic<bool>& stop_;
   const KeyJob job_;
   const Frames range_;
+  const ClipKeying& keying_;
   const std::shared_ptr<const ClipPlates> plates_;
   FrameKeyer keyer_;
   std::deque<Scale> scales_;  // one an output

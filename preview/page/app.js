@@ -3,6 +3,7 @@
 import * as api from './api.js';
 import {Command} from './command.js';
 import {Controls} from './controls.js';
+import {Depth} from './depth.js';
 import {open} from './dialogs.js';
 import {byId, make} from './dom.js';
 import {EditBar} from './edit_bar.js';
@@ -35,7 +36,7 @@ function describe({name, path, width, height, frames, rate, interlaced, alpha, n
   document.title = `${name} – Kalvetra`;
   byId('clip-name').textContent = name;
   byId('clip-name').title = `${path}\nKalvetra ${version}`;
-  byId('clip-facts').textContent = facts.join('  ·  ');
+  byId('clip-facts').append(facts.join('  ·  '), make('span', {id: 'clip-depth'}));
   byId('notes').append(...notes.map((note) => make('li', {}, note)));
 }
 
@@ -76,6 +77,7 @@ async function start() {
   const viewer = new Viewer(state, {fail: tellError, timed});
   const viewBar = new ViewBar(state, viewer);
   new Controls(state);
+  new Depth(state);
   const exporter = new Export(state);
   const parts = {
     state, viewer, timeline: new Timeline(state), player: new Player(state), eyedropper: new Eyedropper(state, viewer),

@@ -100,12 +100,12 @@ export class Export {
 
   // What is to be made, as the server's requests have it.
   get request() {
-    const {settings, range, over} = this.#state;
+    const {settings, lane, range, over} = this.#state;
     const {key, slug} = this.#kind;
     const view = byId('export-view').value;
     const background = view === kComposite ? {over: over === 'checkerboard' ? kPlain : over} : {};
     const partial = byId('export-partial').checked ? {keepPartial: true} : {};
-    return {settings, ...range, [key]: slug, view, ...background, ...partial};
+    return {settings, ...lane, ...range, [key]: slug, view, ...background, ...partial};
   }
 
   get name() { return byId('export-name').value.trim(); }

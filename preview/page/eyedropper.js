@@ -138,7 +138,7 @@ export class Eyedropper {
     const samples = this.#samples = [...before, sample];
     if (!adding) this.stop();
     try {
-      const answer = await api.post('sample', {samples});
+      const answer = await api.post('sample', {samples, ...this.#state.lane});
       if (samples !== this.#samples) return;  // there are newer ones, or another colour
       this.#color = answer.hex;
       this.#state.changeKeyColor(answer.hex);

@@ -1,14 +1,16 @@
 // What the pixel under the pointer is: source, plate, alpha, result, treatment; and what a click would sample there.
 
 import * as api from './api.js';
-import {byId, hex} from './dom.js';
+import {byId, clamp, hex} from './dom.js';
 import {Newest} from './newest.js';
 
-const triple = (color) => color.slice(0, 3).join(' ');
+// Levels of deep pictures have decimals, and may lie below 0 and above 255.
+const byteOf = (level) => clamp(Math.round(level), 0, 255);
 
-function showColor(name, color) {
-  byId(`at-${name}`).textContent = triple(color);
-  byId(`at-${name}-color`).style.background = hex(color.slice(0, 3));
+function showColor(name, color, decimals) {
+  const rgb = color.slice(0, 3);
+  byId(`at-${name}`).textContent = rgb.map((level) => level.toFixed(decimals)).join(' ');
+  byId(`at-${name}-color`).style.background = hex(rgb.map(byteOf));
 }
 
 export class Hover {
@@ -51,21 +53,21 @@ export class Hover {
 
   #ask() {
     if (!this.#pixel) return;
-    const {frame, settings} = this.#state;
-    this.#newest.want({frame, ...this.#pixel, settings, sample: this.#eyedropper.areaAbout(this.#pixel)});
+    const {frame, settings, lane} = this.#state;
+    this.#newest.want({frame, ...this.#pixel, settings, ...lane, sample: this.#eyedropper.areaAbout(this.#pixel)});
   }
 
-  #show({source, plate, alpha, result, treatment, sample: mean}, {x, y, sample}) {
+  #show({source, plate, alpha, result, treatment, decimals, sample: mean}, {x, y, sample}) {
     if (!this.#pixel) return;  // the pointer has left
     byId('at-place').textContent = `x ${x}  y ${y}`;
-    showColor('source', source);
+    showColor('source', source, decimals);
     if (mean) {
       byId('at-sample-size').textContent = `${sample.width} × ${sample.height}`;
-      showColor('sample', mean.mean);
+      showColor('sample', mean.mean, decimals);
     }
-    showColor('plate', plate);
-    showColor('result', result);
-    byId('at-alpha').textContent = alpha;
+    showColor('plate', plate, decimals);
+    showColor('result', result, decimals);
+    byId('at-alpha').textContent = alpha.toFixed(decimals);
     byId('at-treatment').textContent = treatment;
   }
 }

@@ -41,9 +41,9 @@ export class PictureFeed {
     });
   }
 
-  // Shows `request` {frame, view, settings, over}. `time` is that of the input event that caused it.
+  // Shows `request` {frame, view, settings, depth, over}. `time` is that of the input event that caused it.
   show(request, {moving = false, time = performance.now()} = {}) {
-    const key = JSON.stringify(request.view === 'source' ? [request.frame] : request);
+    const key = JSON.stringify(request.view === 'source' ? [request.frame, request.depth] : request);
     const question = {request, key, time, turn: this.#turn += 1};
     clearTimeout(this.#rest);
     this.#viewWanted = request.view;

@@ -45,7 +45,7 @@ export class Presets {
   }
 
   async #download() {
-    const text = await api.postForText('preset/text', {settings: this.#state.settings});
+    const text = await api.postForText('preset/text', {settings: this.#state.settings, ...this.#state.lane});
     offerText(`${this.#state.clip.stem ?? this.#state.clip.name.replace(/\.[^.]*$/, '')}.json`, text);
     outcome('preset-outcome', 'Saved. “kalvetra key --preset” takes the file.');
   }
@@ -63,8 +63,8 @@ export class Presets {
 
   async #saveNamed() {
     const name = byId('preset-name').value.trim();
-    const {settings} = this.#state;
-    await api.post('preset/save', {name, settings, replace: byId('preset-replace').checked});
+    const {settings, lane} = this.#state;
+    await api.post('preset/save', {name, settings, ...lane, replace: byId('preset-replace').checked});
     outcome('preset-outcome', `Saved as ${name}.`);
     await this.#list();
   }

@@ -1,6 +1,6 @@
 // What the page knows: the clip, the settings in their two slots, the frame, the views. Others listen to its events.
 //
-//   settings  {moving, time}: values changed; moving while the hand is on a control, time of the input event
+//   settings  {moving, time}: values or the depth changed; moving while the hand is on a control, time of the input event
 //   frame     {moving, time}: another frame
 //   view      the views, their arrangement or the background changed
 //   range     in or out point
@@ -41,6 +41,7 @@ export class State {
     this.view = 'result';
     this.second = 'source';
     this.layout = 'single';  // or wipe, side
+    this.depth = clip.depth ?? 'auto';  // or 8, deep
     this.over = clip.background ? {file: clip.background} : 'checkerboard';  // or #rrggbb
   }
 
@@ -59,6 +60,11 @@ export class State {
   get canUndo() { return this.#history.canUndo; }
   get canRedo() { return this.#history.canRedo; }
 
+  // Whether the clip is keyed at full depth.
+  get isDeep() { return this.depth === 'deep' || (this.depth === 'auto' && this.clip.bits > 8); }
+  // What requests say of it.
+  get lane() { return this.depth === 'auto' ? {} : {depth: this.depth}; }
+
   // The value of a setting at the current frame.
   value(slug) { return valueAt(this.bySlug.get(slug), this.settings[slug], this.frame); }
   animated(slug) { return isAnimated(this.settings[slug]); }
@@ -72,6 +78,11 @@ export class State {
     this.#history.add({slot: this.slot, before, after, label: text}, {merge, dragging, since});
     this.#slots[this.slot] = after;
     this.#announce({moving, time});
+  }
+
+  keyAt(depth) {
+    this.depth = depth;
+    this.emit('settings', {moving: false, time: performance.now()});
   }
 
   // With the screen that the colour says: blue where it has more blue than green and red.

@@ -42,10 +42,10 @@ export class Strip {
 
   async #begin() {
     const turn = this.#turn += 1;
-    const {settings, range} = this.#state;
+    const {settings, lane, range} = this.#state;
     this.#lost = false;
     try {
-      const {job} = await api.post('strip', {settings, ...range});
+      const {job} = await api.post('strip', {settings, ...lane, ...range});
       let seen = 0;
       for (let going = true; going;) {
         const answer = await api.get(`strip?from=${seen}`);

@@ -64,9 +64,9 @@ export class Viewer {
 
   // The result over a colour or a file is composed by the server, as the command would.
   #request(view) {
-    const {frame, settings, over} = this.#state;
+    const {frame, settings, lane, over} = this.#state;
     const composed = view === 'result' && over !== 'checkerboard';
-    return composed ? {frame, view: kComposite, settings, over} : {frame, view, settings};
+    return composed ? {frame, view: kComposite, settings, ...lane, over} : {frame, view, settings, ...lane};
   }
 
   // Puts the pictures where the camera sees them.

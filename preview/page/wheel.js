@@ -73,8 +73,8 @@ export class Wheel {
   }
 
   #ask() {
-    const {frame, settings} = this.#state;
-    if (this.#panel.open) this.#newest.want({frame, settings});
+    const {frame, settings, lane} = this.#state;
+    if (this.#panel.open) this.#newest.want({frame, settings, ...lane});
   }
 
   #fillLegend() {

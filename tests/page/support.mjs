@@ -31,14 +31,15 @@ function browserPath() {
   return path;
 }
 
-// A folder with the demonstration clip, scaled to `size` ("1920x1080") if that is given.
-export async function makeClip({frames = 8, size = null} = {}) {
+// A folder with the demonstration clip, scaled to `size` ("1920x1080") or coded in the pixel format `pixels` where
+// those are given.
+export async function makeClip({frames = 8, size = null, pixels = null} = {}) {
   const folder = await mkdtemp(join(tmpdir(), 'kalvetra-page-'));
   const clip = join(folder, 'shot.mp4');
-  const drawn = size ? join(folder, 'drawn.mp4') : clip;
+  const changes = [size && ['-vf', `scale=${size.replace('x', ':')}`], pixels && ['-pix_fmt', pixels]].filter(Boolean);
+  const drawn = changes.length > 0 ? join(folder, 'drawn.mp4') : clip;
   await run(kalvetra, ['sample', drawn, '--frames', String(frames)]);
-  const scaling = `scale=${size?.replace('x', ':')}`;
-  if (size) await run('ffmpeg', ['-v', 'error', '-i', drawn, '-vf', scaling, '-crf', '16', clip]);
+  if (drawn !== clip) await run('ffmpeg', ['-v', 'error', '-i', drawn, ...changes.flat(), '-crf', '16', clip]);
   return {folder, clip, remove: () => rm(folder, {recursive: true, force: true})};
 }
 

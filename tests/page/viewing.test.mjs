@@ -88,8 +88,10 @@ test('the wheel zooms to single pixels at the pointer, a drag pans, F fits again
   await page.close();
 });
 
-test('the pixel under the pointer is shown as the server has it', async () => {
+test('the pixel under the pointer is shown as the server has it, in whole levels of a clip of 8 bits', async () => {
   const {page, watch} = await openPage(setup);
+  assert.equal(await page.locator('#depth').isVisible(), false);
+  assert.doesNotMatch(await page.locator('#clip-facts').textContent(), /bits/);
   for (const [x, y] of [[12, 20], [640, 300]]) {
     const point = await screenPoint(page, x, y);
     await page.mouse.move(point.x, point.y);

@@ -46,6 +46,7 @@ TEST(EquivalentCommand, SaysOnlyWhatDiffersAndCounts) {
             command({{"settings", plain}, {"codec", "av1"}, {"output", "a.mp4"}}));
   EXPECT_EQ(begin + "a.mp4 " + color + " --view comp --over '#ffffff'",
             command({{"settings", plain}, {"over", "#ffffff"}, {"output", "a.mp4"}}));
+  EXPECT_EQ(begin + "shot-keyed.mov --depth deep " + color, command({{"settings", plain}, {"depth", "deep"}}));
   EXPECT_EQ(begin + "a.mp4 " + color + " --view plate",
             command({{"settings", plain}, {"view", "plate"}, {"over", "#ffffff"}, {"output", "a.mp4"}}));
 }

@@ -101,6 +101,22 @@ TEST(Export, WritesTheBytesThatTheCommandWrites) {
             folder.names());
 }
 
+TEST(Export, IsOfTheChosenDepth) {
+  const ScratchFolder folder, other;
+  const std::string clip = other.path("clip.mkv");
+  need(kFfmpeg + "-i " + drawClip(other.path("eight.mkv"), "3") + " -c:v ffv1 -pix_fmt gbrp10le " + clip);
+  const RoutedPreview preview(optionsFor(clip, {folder.path("")}));
+  for (const std::string depth : {"auto", "8"}) {
+    const std::string name = depth + ".mkv", file = other.path(name);
+    preview.post("api/export", {{"name", name}, {"settings", {{"key-color", kKeyColor}}}, {"depth", depth}});
+    ASSERT_EQ("done", ended(preview)["state"]);
+    need(key(clip + " --plain --key-color '#2da54b' --depth " + depth + " " + file));
+    expectSameFile(file, folder.path(name));
+    EXPECT_EQ(probe("stream=pix_fmt", file), probe("stream=pix_fmt", folder.path(name)));
+    EXPECT_EQ(depth == "auto", probe("stream=pix_fmt", file).find("le") != std::string::npos);
+  }
+}
+
 TEST(Export, TakesTheMattesAsItsCommandDoes) {
   const ScratchFolder folder, other;
   const std::string clip = drawClip(other.path("clip.mkv"), "6");

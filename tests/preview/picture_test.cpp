@@ -20,17 +20,17 @@ const Json kSettings{{"key-color", "#2da54b"},
                      {"edge-blur", true},
                      {"screen-gain", {{0, 33}, {20, 60}}}};
 
-// Every frame of a view as the command writes it: raw pictures, BGRA one behind the other.
+// Every frame of a view as the command writes it: raw pictures, BGRA one behind the other, those of a deep key rounded.
 std::string rawPictures(const test::ScratchFolder& folder, const std::string& clip, const std::string& view,
                         const std::string& more) {
   const std::string preset = folder.path("p.json"), raw = folder.path(view + ".raw");
   std::ofstream(preset) << Json{{"look", 1}, {"settings", kSettings}};
   if (view == "comp") {
-    test::need(test::key(clip + " -f null -y --preset " + preset + more + " --over '#203040' --also comp=" + raw +
-                         " 2>/dev/null"));
+    test::need(test::key(clip + " -f null -y --no-dither --preset " + preset + more +
+                         " --over '#203040' --also comp=" + raw + " 2>/dev/null"));
   } else {
-    test::need(
-        test::key(clip + " " + raw + " -f raw -y --preset " + preset + more + " --view " + view + " 2>/dev/null"));
+    test::need(test::key(clip + " " + raw + " -f raw -y --no-dither --preset " + preset + more + " --view " + view +
+                         " 2>/dev/null"));
   }
   return test::need("cat " + raw);
 }
@@ -70,6 +70,8 @@ void expectSameAsCommand(const std::string& name, const std::string& options) {
   const test::ScratchFolder folder;
   expectSameAsCommand(folder, test::makeGreenClip(folder, name, 30, options));
 }
+
+// Of 10 bits, and so keyed at full depth.
 constexpr const char* kInterlaced =
     "-vf tinterlace=interleave_top,setfield=tff -pix_fmt yuv422p10le -c:v prores_ks -flags +ildct+ilme "
     "-field_order tt";
@@ -95,6 +97,56 @@ TEST(PreviewWheel, ShowsThePlateThatTheCommandKeysWith) {
     EXPECT_NEAR(static_cast<double>(expected[i].I), shown["plate"][i][0].get<double>(), 1e-3) << i;
     EXPECT_NEAR(static_cast<double>(expected[i].Q), shown["plate"][i][1].get<double>(), 1e-3) << i;
   }
+}
+
+// What is chosen reaches all that is keyed; a clip of 10 bits is keyed at full depth where nothing is.
+TEST(PreviewPicture, IsOfTheChosenDepth) {
+  const test::ScratchFolder folder;
+  const std::string clip = test::makeGreenClip(folder, "clip.mkv", 6, "-pix_fmt gbrp10le -c:v ffv1");
+  const test::ServedClip preview({.input = clip});
+  const auto pictures = [&](const Json& depth) {
+    std::string all;
+    for (const char* view : kViews) {
+      Json request = pictureRequest(4, view);
+      request.update(depth);
+      all += preview.post("api/picture", request).body;
+    }
+    return all;
+  };
+  const std::string deep = pictures({{"depth", "deep"}}), eight = pictures({{"depth", "8"}});
+  EXPECT_TRUE(pictures(Json::object()) == deep);
+  EXPECT_FALSE(deep == eight);
+  EXPECT_EQ(deep.size(), eight.size());
+  double difference = 0.0;
+  for (std::size_t i = 0; i < deep.size(); ++i) {
+    difference += std::abs(static_cast<unsigned char>(deep[i]) - static_cast<unsigned char>(eight[i]));
+  }
+  EXPECT_LT(difference / static_cast<double>(deep.size()), 1.0);
+  EXPECT_EQ(10, preview.json("api/clip")["bits"]);
+  EXPECT_EQ(400, preview.post("api/picture", Json{{"frame", 0}, {"view", "source"}, {"depth", "12"}}).status);
+}
+
+// Code values of 10 bits are levels with decimals; in 8 bits, and in clips of 8, they are whole.
+TEST(PreviewPicture, LevelsOfDeepPicturesHaveADecimal) {
+  const test::ScratchFolder folder;
+  const std::string clip = folder.path("flat.mkv");
+  test::need(
+      "ffmpeg -nostdin -v error -y -f lavfi -i \"color=s=64x36,format=gbrp10le,geq=r='if(lt(X,32),301,302)'"
+      ":g=650:b=1023\" -frames:v 1 -c:v ffv1 " +
+      clip);
+  const test::ServedClip preview({.input = clip});
+  const Json area{{"frame", 0}, {"x", 28}, {"y", 9}, {"width", 8}, {"height", 2}};
+  Json request{{"frame", 0}, {"x", 30}, {"y", 9}, {"settings", kSettings}, {"sample", area}};
+  const Json deep = preview.json("api/pixel", request);
+  EXPECT_EQ((Json{75.0, 162.0, 255.0, 255.0}), deep["source"]);   // 301 / 1023 * 255 = 75.03, 650: 162.02
+  EXPECT_EQ((Json{75.2, 162.0, 255.0}), deep["sample"]["mean"]);  // 301.5: 75.15
+  EXPECT_EQ(deep["sample"], preview.json("api/sample", {{"samples", {area}}}));
+  EXPECT_EQ(1, deep["decimals"]);
+  EXPECT_TRUE(deep["alpha"].is_number_float());
+  request["depth"] = "8";
+  const Json eight = preview.json("api/pixel", request);
+  EXPECT_EQ(0, eight["decimals"]);
+  for (const Json& level : eight["source"]) EXPECT_TRUE(level.is_number_integer()) << level;
 }
 
 // A copy that asks to be turned clockwise by so many degrees; ffmpeg counts the other way round.
