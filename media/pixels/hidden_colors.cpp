@@ -133,13 +133,13 @@ Image extended(const Image& image) {
 
 // For what is never seen, 8 bits suffice.
 Image deepExtended(const Image& image) {
-  const Image under = widened(extended(narrowed(image, false)));
+  const Image under = extended(narrowed(image, false));
   Image result = image;
   for (int y = 0; y < image.height; ++y) {
     float* pixel = result.floats(y);
-    const float* below = under.floats(y);
+    const unsigned char* below = under.row(y);
     for (int x = 0; x < image.width; ++x, pixel += 4, below += 4) {
-      if (pixel[3] == 0.0f) std::copy_n(below, 3, pixel);
+      for (int c = 0; pixel[3] == 0.0f && c < 3; ++c) pixel[c] = static_cast<float>(below[c + 1]) / 255.0f;
     }
   }
   return result;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "media/pixels/luma_weights.h"
+#include "media/pixels/simd/float_rows.h"
 #include "media/plane_rows.h"
 
 namespace kalvetra {
@@ -16,13 +17,6 @@ const Pixel* pixelAt(const Pixel* row, int x) {
 
 // In levels of 255; 1 / 64 of one keeps fully transparent places from dividing by zero.
 float weightOf(const unsigned char* argb) { return static_cast<float>(argb[0]) + 1.0f / 64.0f; }
-
-std::uint16_t tenBitAlpha(const unsigned char* argb) {
-  return static_cast<std::uint16_t>((argb[0] * 1023 + 127) / 255);
-}
-std::uint16_t tenBitAlpha(const float* rgba) {
-  return static_cast<std::uint16_t>(std::clamp(rgba[3], 0.0f, 1.0f) * 1023.0f + 0.5f);
-}
 
 // Size of an 8-bit level in samples of that type, which hold 8 or 10 bits.
 template <class Sample>
@@ -64,12 +58,11 @@ YuvPacker::Yuv YuvPacker::toYuv(const unsigned char* argb) const {
 
 YuvPacker::Yuv YuvPacker::toYuv(const float* rgba) const { return toYuv(rgba[0], rgba[1], rgba[2]); }
 
-template <class Rows>
-void YuvPacker::pack444(Rows& rows, AVFrame& frame) const {
+void YuvPacker::pack444(AlphaRows& rows, AVFrame& frame) const {
   const int width = rows.width(), height = rows.height();  // bytes that are written might alias them
   using Sample = std::uint16_t;
   for (int row = 0; row < height; ++row) {
-    const auto* in = rows.row(row);
+    const unsigned char* in = rows.row(row);
     auto *y = planeRow<Sample>(frame, 0, row), *u = planeRow<Sample>(frame, 1, row),
          *v = planeRow<Sample>(frame, 2, row);
     for (int x = 0; x < width; ++x) {
@@ -80,12 +73,18 @@ void YuvPacker::pack444(Rows& rows, AVFrame& frame) const {
     }
     if (frame.format != AV_PIX_FMT_YUVA444P10) continue;
     auto* a = planeRow<Sample>(frame, 3, row);
-    for (int x = 0; x < width; ++x) a[x] = tenBitAlpha(pixelAt(in, x));
+    for (int x = 0; x < width; ++x) a[x] = static_cast<Sample>((pixelAt(in, x)[0] * 1023 + 127) / 255);
   }
 }
 
-template void YuvPacker::pack444(AlphaRows& rows, AVFrame& frame) const;
-template void YuvPacker::pack444(DeepRows& rows, AVFrame& frame) const;
+void YuvPacker::pack444(DeepRows& rows, AVFrame& frame) const {
+  for (int row = 0; row < rows.height(); ++row) {
+    const auto plane = [&](int i) {
+      return frame.data[i] == nullptr ? nullptr : planeRow<std::uint16_t>(frame, i, row);
+    };
+    simd::floatsToTenBits(rows.row(row), red_, blue_, rows.width(), {plane(0), plane(1), plane(2), plane(3)});
+  }
+}
 
 void YuvPacker::pack420(AlphaRows& rows, AVFrame& frame, bool fields) const {
   if (frame.format == AV_PIX_FMT_YUV420P10) {

@@ -11,10 +11,9 @@ class YuvPacker {
  public:
   explicit YuvPacker(AVColorSpace matrix);
 
-  // `Rows` is AlphaRows or DeepRows.
   // YUV444P10 or YUVA444P10.
-  template <class Rows>
-  void pack444(Rows& rows, AVFrame& frame) const;
+  void pack444(AlphaRows& rows, AVFrame& frame) const;
+  void pack444(DeepRows& rows, AVFrame& frame) const;
   // YUV420P, YUVA420P or YUV420P10; of deep pictures the last alone. `fields`: even and odd rows are two interlaced
   // fields, whose chroma is averaged within each; chroma rows alternate between them as the rows do.
   void pack420(AlphaRows& rows, AVFrame& frame, bool fields) const;
