@@ -5,9 +5,11 @@
 #include <set>
 
 #include "media/output/delivery.h"
+#include "media/output/prores_alpha.h"
 #include "media/output/writer.h"
 #include "media/pixels/frame_converter.h"
 #include "media/probe/float_levels.h"
+#include "sample/test_images.h"
 #include "tests/support/run_program.h"
 #include "tests/support/scratch_folder.h"
 
@@ -104,6 +106,75 @@ TEST(DeepFiles, HoldTheLevelsTheyClaim) {
     const bool lossless = kind.request.depth > 8 && kind.request.path != "a.mov";
     EXPECT_GE(greys.size(), !lossless ? 200u : kind.clipped ? 877u : 1024u);
   }
+}
+
+Image noisyAlpha(int width, int height) {
+  Image image(width, height, PixelFormat::RgbaF32);
+  const std::vector<unsigned char> noise = kalvetra::test::noise(2 * width * height, 11);
+  for (std::size_t i = 0; i < noise.size() / 2; ++i) {
+    std::fill_n(image.floats(0) + 4 * i, 3, 0.5f);
+    // Runs, small steps and leaps.
+    const int level = i % 9 < 4 ? 40000 : i % 9 < 7 ? 40000 + noise[i] % 64 : noise[2 * i] * 256 + noise[2 * i + 1];
+    image.floats(0)[4 * i + 3] = static_cast<float>(level) / 65535.0f;
+  }
+  return image;
+}
+
+std::vector<PacketPtr> proresOf(const Image& image, FieldOrder fields, unsigned int& tag) {
+  PictureFormat pictures;
+  pictures.width = image.width;
+  pictures.height = image.height;
+  pictures.fieldOrder = fields;
+  const ColorTags color{AVCOL_SPC_BT709, AVCOL_RANGE_MPEG, AVCOL_PRI_BT709, AVCOL_TRC_BT709};
+  VideoEncoder encoder(outputFormatNamed("prores4444"), AV_PIX_FMT_YUVA444P10, pictures, color, 1, false);
+  tag = encoder.context().codec_tag;
+  const FramePacker packer(AV_PIX_FMT_YUVA444P10, AVCOL_SPC_BT709, AlphaMode::Straight, AVCOL_TRC_BT709,
+                           {.deep = true, .wideAlpha = true});
+  std::vector<PacketPtr> packets;
+  const auto keep = [&](AVPacket& packet) { packets.emplace_back(av_packet_clone(&packet)); };
+  encoder.encode(packer.pack(image), 0, 1, keep);
+  encoder.flush(keep);
+  return packets;
+}
+
+// FFmpeg's decoder gives the upper 12 of the 16 bits.
+TEST(ProresAlpha, ComesBackInEverySizeAndInFields) {
+  for (const auto& [width, height] : {std::pair{16, 16}, {50, 33}, {130, 40}, {301, 67}}) {
+    const Image image = noisyAlpha(width, height);
+    for (const FieldOrder fields : {FieldOrder::Progressive, FieldOrder::TopFirst, FieldOrder::BottomFirst}) {
+      unsigned int tag = 0;
+      const std::vector<PacketPtr> packets = proresOf(image, fields, tag);
+      const CodecContextPtr decoder(avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_PRORES)));
+      decoder->codec_tag = tag;
+      const FramePtr frame = makeFrame();
+      ASSERT_TRUE(avcodec_open2(decoder.get(), nullptr, nullptr) == 0 &&
+                  avcodec_send_packet(decoder.get(), packets.at(0).get()) == 0 &&
+                  avcodec_receive_frame(decoder.get(), frame.get()) == 0);
+      ASSERT_EQ(AV_PIX_FMT_YUVA444P12, frame->format);
+      for (int y = 0; y < height; ++y) {
+        const auto* row = reinterpret_cast<const std::uint16_t*>(frame->data[3] + y * frame->linesize[3]);
+        for (int x = 0; x < width; ++x) {
+          ASSERT_EQ(std::lround(image.floats(y)[4 * x + 3] * 65535) >> 4, row[x]) << width << ": " << x << ", " << y;
+        }
+      }
+    }
+  }
+}
+
+TEST(ProresAlpha, NonsenseStaysAsItIs) {
+  unsigned int tag = 0;
+  const PacketPtr good = std::move(proresOf(noisyAlpha(50, 33), FieldOrder::TopFirst, tag).at(0));
+  const std::vector<std::uint16_t> alpha(50 * 33, 7);
+  const auto replaced = [&](const PacketPtr& packet) { return replaceProresAlpha(*packet, alpha.data(), 50, 33); };
+  for (int i = 0; i < good->size; ++i) {
+    const PacketPtr shorter(av_packet_clone(good.get())), changed(av_packet_clone(good.get()));
+    shorter->size = i;
+    EXPECT_FALSE(replaced(shorter)) << i;
+    ASSERT_EQ(0, av_packet_make_writable(changed.get()));
+    changed->data[i] ^= 0xFF;
+    replaced(changed);  // either way, without reading beyond its end
+  }
+  EXPECT_TRUE(replaced(good));
 }
 
 TEST(DeepFiles, FloatsThatHoldLevelsAreNoticed) {
