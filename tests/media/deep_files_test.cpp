@@ -1,6 +1,7 @@
 // Deep pictures through the encoders: what each kind of file says it holds, and what comes back.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <set>
 
@@ -30,7 +31,9 @@ Image ramps() {
     float* pixel = image.floats(y);
     for (int x = 0; x < kCodes; ++x, pixel += 4) {
       const bool opaque = y < kHeight / 2;
-      std::fill_n(pixel, 3, opaque ? static_cast<float>(x - 64) / 876.0f : 0.5f);
+      const float grey = static_cast<float>(x - 64) / 876.0f;
+      const std::array<float, 3> color = opaque ? std::array{grey, grey, grey} : std::array{0.75f, 0.5f, 0.25f};
+      std::copy_n(color.begin(), 3, pixel);
       pixel[3] = opaque ? 1.0f : static_cast<float>(4 * x + 2) / 4095.0f;
     }
   }
@@ -100,6 +103,9 @@ TEST(DeepFiles, HoldTheLevelsTheyClaim) {
       color = std::max<double>(color, std::abs(seen - (kind.clipped ? std::clamp(grey, 0.0f, 1.0f) : grey)));
       alpha = std::max<double>(alpha, std::abs(file.image.floats(24)[4 * x + 3] - wanted.floats(24)[4 * x + 3]));
       greys.insert(seen);
+    }
+    for (int c = 0; c < 3; ++c) {
+      EXPECT_NEAR(wanted.floats(24)[4000 + c], file.image.floats(24)[4000 + c], 0.005) << "where alpha is almost full";
     }
     EXPECT_LE(color, kind.color + 1e-7);
     EXPECT_LE(alpha, kind.alpha + 1e-7);
