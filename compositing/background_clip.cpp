@@ -16,7 +16,7 @@ BackgroundClip::BackgroundClip(const std::string& path, const PictureFormat& cli
   }
   open();
   converter_.emplace(reader_->format().color,
-                     ConversionOptions{.deep = deep, .premultiplied = reader_->isPremultiplied()});
+                     ConversionOptions{.deep = deep, .premultiplied = reader_->isPremultiplied(deep)});
 }
 
 // From the first picture on.

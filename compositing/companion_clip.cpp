@@ -34,7 +34,7 @@ CompanionClip::CompanionClip(const std::string& path, const std::string& what, F
       clip_(clip),
       reader_(path, threads, stop),
       converter_(reader_.format().color,
-                 {.deep = deep, .levels = fit == Fit::Exact, .premultiplied = reader_.isPremultiplied()}) {
+                 {.deep = deep, .levels = fit == Fit::Exact, .premultiplied = reader_.isPremultiplied(deep)}) {
   if (fit == Fit::Exact) requireClipSize(what);
   if (!reader_.next(frame_)) throw UserError(path + ": no picture in it can be read; check the file");
 }

@@ -18,7 +18,7 @@ ClipKeying::ClipKeying(const Reader& clip, const KeyingChoice& choice)
                   .dither = choice.dither && !choice.levels,
                   .fields = keysFields(clip, choice.fields),
                   .levels = choice.levels,
-                  .premultiplied = clip.isPremultiplied()},
+                  .premultiplied = clip.isPremultiplied(keysDeep(choice.depth, colorDepth(clip)))},
       fields_(conversion_.fields),
       depth_(conversion_.deep ? exactDepth(clip) : 8),
       dithers_(conversion_.dither && (conversion_.deep || colorDepth(clip) > 8)) {}

@@ -35,7 +35,10 @@ std::string Reader::alphaTag() const {
   return tag != nullptr ? tag->value : "";
 }
 
-bool Reader::isPremultiplied() const { return alphaTag() == kalvetra::alphaTag(AlphaMode::Premultiplied); }
+bool Reader::isPremultiplied(bool deep) const {
+  return alphaTag() == kalvetra::alphaTag(AlphaMode::Premultiplied) ||
+         (deep && video().codecpar->codec_id == AV_CODEC_ID_EXR);
+}
 
 bool Reader::next(SourceFrame& frame) {
   moved_ = true;

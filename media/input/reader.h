@@ -47,9 +47,8 @@ class Reader {
   // What the container's own tag says of its alpha (see kAlphaTag), empty without one; and whether that is that its
   // colours are multiplied by alpha. The reader leaves them so, a FrameConverter can divide them.
   std::string alphaTag() const;
-  bool isPremultiplied() const;
-  // True where the format itself demands that, as OpenEXR does: what deep pictures go by where no tag says otherwise.
-  bool isPremultipliedByFormat() const { return video().codecpar->codec_id == AV_CODEC_ID_EXR && alphaTag().empty(); }
+  // For deep pictures a format's own rule counts as well: OpenEXR demands such colours.
+  bool isPremultiplied(bool deep = false) const;
   // The runs of pictures that an image sequence lacks, and a sentence about them; empty without gaps.
   const std::vector<NumberRange>& gaps() const;
   std::string describeGaps() const;

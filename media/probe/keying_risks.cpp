@@ -62,8 +62,7 @@ std::vector<std::string> keyingRisks(const ClipDescription& clip, bool deep) {
   if (clip.holdsLevels) {
     risks.push_back(
         "its floats look like levels of 0..255, but 1 is white in such pictures: they will be far too bright; divide "
-        "them "
-        "by 255 first");
+        "them by 255 first");
   }
   if (clip.variableRate) {
     risks.push_back(
@@ -75,7 +74,7 @@ std::vector<std::string> keyingRisks(const ClipDescription& clip, bool deep) {
         "clip gives");
   }
   if (clip.bitsPerPixel && *clip.bitsPerPixel < leanestBits(clip)) risks.push_back(fewBits(*clip.bitsPerPixel));
-  if (clip.alpha == AlphaKind::Premultiplied && !clip.dividedByAlpha) {
+  if (clip.alpha == AlphaKind::Premultiplied && !clip.dividedByAlpha && !deep) {
     risks.push_back("the colours are premultiplied by alpha, but taken for straight: half-transparent edges turn dark");
   }
   if (!clip.jumps.empty()) risks.push_back(clip.jumps + "; its length is not known");

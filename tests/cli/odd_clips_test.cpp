@@ -106,6 +106,11 @@ TEST(OddClips, PremultipliedColoursAreDividedByTheirAlpha) {
     EXPECT_NEAR(std::min(exact, 255.0), straight[c], 0.5) << c;
   }
   EXPECT_EQ(stored, pixel(readAll(clip).at(0))) << "unless asked for, as stored";
+  // OpenEXR demands it, which is followed at full depth: half of full light is full light.
+  const std::string light = folder.path("p.exr"), seen = folder.path("k.png");
+  need(kFfmpeg + "-f lavfi -i color=0x803219@0.5:s=32x32:d=0.04,format=argb,format=gbrapf32le -frames:v 1 " + light);
+  need(key(light + " " + seen + " --view source" + kColor));
+  EXPECT_NEAR(255, pixel(readAll(seen).at(0))[1], 1);
 }
 
 TEST(OddClips, SoundThatBeginsBeforeThePicturesGoesIntoNutInStep) {

@@ -177,7 +177,8 @@ TEST(Probe, AlphaAndHowItIsKnown) {
   need(picture + "-pix_fmt yuva444p10le -c:v prores_ks " + folder.path("a.mov"));
   EXPECT_EQ("straight", probed(folder.path("a.png")).at("alpha").at("kind"));
   EXPECT_EQ("premultiplied", probed(folder.path("a.exr")).at("alpha").at("kind"));
-  EXPECT_TRUE(warns(probed(folder.path("a.exr")), "premultiplied"));
+  EXPECT_FALSE(warns(probed(folder.path("a.exr")), "premultiplied")) << "divided at full depth";
+  EXPECT_TRUE(warns(probed(folder.path("a.exr") + " --depth 8"), "premultiplied"));
   const json unknown = probed(folder.path("a.mov")).at("alpha");
   EXPECT_EQ("unknown", unknown.at("kind"));
   expectHas(unknown.at("reason"), "taken for straight");
