@@ -33,7 +33,8 @@ Pixel at(const Image& image, int x, int y) {
 Image speckled(int width, int height) {
   Image image(width, height);
   image.bytes = kalvetra::test::noise(4 * width * height, 7);
-  for (std::size_t i = 0; i < image.bytes.size(); i += 4) image.bytes[i] = i % 3 == 0 ? 0 : image.bytes[i] / 2;
+  for (std::size_t i = 0; i < image.bytes.size(); i += 4)
+    image.bytes[i] = static_cast<unsigned char>(i % 3 == 0 ? 0 : image.bytes[i] / 2);
   return image;
 }
 
