@@ -24,7 +24,7 @@ FramePtr planarFloats(const AVFrame& pixels) {
     const std::uint8_t* in = pixels.data[0] + std::ptrdiff_t{y} * pixels.linesize[0];
     for (int c = 0; c < 4; ++c) {
       auto* out = planeRow<float>(*frame, kPlaneOf[c], y);
-      for (int x = 0; x < frame->width; ++x) std::memcpy(out + x, in + sizeof(float) * (4 * x + c), sizeof(float));
+      for (int x = 0; x < frame->width; ++x) std::memcpy(out + x, in + std::ptrdiff_t{4} * (4 * x + c), sizeof(float));
     }
   }
   return frame;
