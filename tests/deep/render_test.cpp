@@ -118,13 +118,13 @@ TEST(DeepRender, GivesTheSameFloatsAtEveryLevelAndOnAnyNumberOfThreads) {
   nlohmann::json found;
   for (const auto& [name, keyed] : frames()) {
     SCOPED_TRACE(name);
-    found[name] = hashOf(keyed(nullptr));
-    test::atEveryLevel([&, &render = keyed](CpuLevel level) {
-      EXPECT_EQ(hashOf(render(nullptr)), found[name]) << cpuLevelName(level);
-    });
+    const std::string hash = hashOf(keyed(nullptr));
+    found[name] = hash;
+    test::atEveryLevel(
+        [&, &render = keyed](CpuLevel level) { EXPECT_EQ(hashOf(render(nullptr)), hash) << cpuLevelName(level); });
     for (const int count : {2, 7}) {
       const Workers workers = threads(count);
-      EXPECT_EQ(hashOf(keyed(&workers)), found[name]) << count << " threads";
+      EXPECT_EQ(hashOf(keyed(&workers)), hash) << count << " threads";
     }
   }
   EXPECT_EQ(pinned, found) << "Where the change is meant, put this into " << file << ":\n" << found.dump(2);

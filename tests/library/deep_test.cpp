@@ -21,7 +21,9 @@ const int kFormats[]{KALVETRA_BGRA8, KALVETRA_RGBAF32};
 // Rows with a gap after each, upwards or downwards in memory.
 struct Held {
   explicit Held(int format, bool upwards = false, bool premultiplied = false)
-      : pixel(format == KALVETRA_RGBAF32 ? 16 : 4), stride(pixel * kWidth + 20), memory(stride / 4 * kHeight, 7.0f) {
+      : pixel(format == KALVETRA_RGBAF32 ? 16 : 4),
+        stride(pixel * kWidth + 20),
+        memory(static_cast<std::size_t>(stride / 4 * kHeight), 7.0f) {
     unsigned char* const bytes = reinterpret_cast<unsigned char*>(memory.data());
     frame = {bytes + (upwards ? stride * (kHeight - 1) : 0),
              upwards ? -stride : stride,

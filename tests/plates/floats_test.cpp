@@ -117,7 +117,8 @@ TEST(FloatPlates, FitHasNoSteps) {
     Floats rgba = floatsOf(gradient(light));
     const Plate plate = fitPlate(frameOf(rgba), green(light)).plate;
     EXPECT_LT(worstError(plate, gradient(light, true)), 0.06) << light;
-    for (const std::size_t pixel : {320 * 100 + 160, 320 * 101 + 161}) rgba[pixel * 4 + 1] = kNaN;
+    for (const std::size_t pixel : {std::size_t{320} * 100 + 160, std::size_t{320} * 101 + 161})
+      rgba[pixel * 4 + 1] = kNaN;
     rgba[4 * (320 * 110 + 150)] = std::numeric_limits<float>::infinity();
     EXPECT_LT(worstError(fitPlate(frameOf(rgba), green(light)).plate, gradient(light, true)), 0.06) << light;
   }
