@@ -21,7 +21,7 @@ constexpr int kLanczos = 0;
 Bytes floatFrame(const Bytes& image) {
   std::vector<float> floats;
   for (std::size_t i = 0; i < image.size(); i += 4) {
-    for (const std::size_t c : {1, 2, 3, 0}) floats.push_back(static_cast<float>(image[i + c]) / 255.0f);
+    for (const std::size_t c : {1u, 2u, 3u, 0u}) floats.push_back(static_cast<float>(image[i + c]) / 255.0f);
   }
   const auto* bytes = reinterpret_cast<const unsigned char*>(floats.data());
   return Bytes(bytes, bytes + floats.size() * sizeof(float));
