@@ -172,7 +172,7 @@ void addFrames() {
 // in bytes there.
 void addDeepFrames() {
   static const Pass pass{.name = "deep", .settings = {}, .resultBytes = [](Size size) {
-                           return std::size_t{16} * size.width * size.height;
+                           return std::size_t{16} * static_cast<unsigned>(size.width * size.height);
                          }};
   std::vector<FrameVariant> variants(std::begin(kFrameVariants), std::end(kFrameVariants));
   variants.push_back({"bytes", 1, 0});
