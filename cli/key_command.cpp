@@ -78,8 +78,15 @@ void report(const JobResult& result, const KeyJob& job, const Progress& progress
   note("keyed " + counted(result.keyedNow, "frame") + " in " + speed(progress) + (files.empty() ? "" : " to " + files));
 }
 
+// What comes after the key works at full depth alone.
+bool needsFullDepth(const KeyChoice& choice) {
+  const KeySettings settings = withNamed(choice).at(0);
+  return settings.refine != 0 || settings.despill != 0;
+}
+
 void keyOne(const KeyCommand& options, const std::string& input) {
   KeyJob job = jobFor(options.options, input, mainView(options.choice));
+  if (needsFullDepth(options.choice)) job.keying.depth = DepthChoice::Deep;
   job.cleanPlate = options.choice.cleanPlate;
   job.settingsRead = options.choice.presetFile;
   job.settingsWritten = nameFor(options.choice.savedPreset, input);

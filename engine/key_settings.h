@@ -34,9 +34,11 @@ struct KeySettings {
   int despillBlue;
   int screenGain;  // 0..100
 
-  int screen = 0;  // 0 green, 1 blue: green and blue change places before keying and after
-  int plate = 0;   // where background plates come from, see kPlateEntries; for those who look after a clip: render()
-                   // does not read it
+  int screen = 0;   // 0 green, 1 blue: green and blue change places before keying and after
+  int plate = 0;    // where background plates come from, see kPlateEntries; for those who look after a clip: render()
+                    // does not read it
+  int refine = 0;   // 0 off, 1 on: what refine/refine.h does after the key at full depth; render() does not read it
+  int despill = 0;  // 0 the engine's, 1 by material: likewise
   bool operator==(const KeySettings&) const = default;
 };
 

@@ -6,6 +6,7 @@
 #include "compositing/over.h"
 #include "deep/render.h"
 #include "engine/KalvetraFinalCut.h"
+#include "refine/refine.h"
 
 namespace kalvetra {
 
@@ -35,6 +36,9 @@ const Image& FrameKeyer::keyed() {
   keyed_.resize(source().width, source().height, format_);
   withOptions([&](const RenderOptions& options) {
     (isDeep() ? renderDeep : render)(settings_, source().frame(), keyed_.frame(), options);
+    if (isDeep()) {
+      refine::refineKey({source().frame(), options.plate, settings_, options.scan}, keyed_.frame(), options.workers);
+    }
   });
   if (companions_.holdout) applyHoldout(*companions_.holdout, source(), keyed_);
   if (companions_.garbage) applyGarbage(*companions_.garbage, keyed_);

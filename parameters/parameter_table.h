@@ -72,6 +72,17 @@ inline constexpr std::array<MenuEntry, 4> kPlateEntries{{
     {"KalvetraGreen::Clean", "clean"},  // a picture that is given besides
 }};
 
+// Whether edges, veils and smoke are refined after the key.
+inline constexpr std::array<MenuEntry, 2> kRefineEntries{{
+    {"KalvetraGreen::Off", "off"},
+    {"KalvetraGreen::On", "on"},
+}};
+
+// How spill is taken out.
+inline constexpr std::array<MenuEntry, 2> kDespillEntries{{
+    {"KalvetraGreen::Engine", "engine"}, {"KalvetraGreen::Material", "material"},  // by what it lies on
+}};
+
 namespace table {
 
 constexpr Parameter group(int id, int parent, const char* nameKey) {
@@ -142,6 +153,13 @@ inline constexpr auto kParameters = std::to_array<Parameter>({
     table::ofClip(table::popup(29, 1, "KalvetraGreen::Plate", "plate", 0, kPlateEntries, &KeySettings::plate,
                                "Where that estimate comes from: each frame by itself, a closer fit, all frames of a "
                                "locked-off shot, or a clean plate that is given.")),
+    table::ofClip(table::popup(30, 1, "KalvetraGreen::Refine", "refine", 0, kRefineEntries, &KeySettings::refine,
+                               "Estimate soft edges, veils and smoke once more, by the colours around them; keys at "
+                               "full depth.")),
+    table::ofClip(table::popup(31, 1, "KalvetraGreen::Despill Method", "despill", 0, kDespillEntries,
+                               &KeySettings::despill,
+                               "How the backdrop's light is taken off the subject: by hue alone, or by the material "
+                               "that it falls on; that keys at full depth.")),
     table::slider(5, 1, "KalvetraGreen::Shadow", "shadow", 100, {0, 100, Unit::Percent}, 0, &KeySettings::shadow,
                   "Density of shadows on the backdrop; lower values lighten them."),
     table::slider(6, 1, "KalvetraGreen::Clip Black", "clip-black", 0, {0, 100, Unit::Percent}, 0,
