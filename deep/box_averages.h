@@ -10,9 +10,11 @@ namespace kalvetra::deep {
 
 class BoxAverages {
  public:
-  // Of as much of the window as lies in the picture. `radius` 0 or more. Values beyond -largest..largest count as
-  // these. They are rounded to 2^-16 of a level at best; to coarser steps where the window is long and `largest` great,
-  // so that sums stay in 32 bits: with windows of 201 rows or columns to 2^-13 for values up to 256.
+  // Of as much of the window as lies in the picture, all of it: the averages of bytes leave out the last row or column
+  // of a picture that is not larger than the radius (imaging/sliding_box.h). `radius` 0 or more. Values beyond
+  // -largest..largest count as these. They are rounded to 2^-16 of a level at best; to coarser steps where the window
+  // is long and `largest` great, so that sums stay in 32 bits: with windows of 201 rows or columns to 2^-13 for values
+  // up to 256.
   BoxAverages(int width, int height, int radius, float largest);
 
   // Writes the averages of row y, in ascending order from any row on. rowAt(i) gives row i; it is asked for rows that

@@ -78,7 +78,8 @@ class BackdropColors {
 };
 
 // Pixels without red count as holes to what is next to them, as in 8 bits. There the small copy is truncated: what is
-// below this comes to none as a rule, while an even red of 1 stays.
+// below this comes to none as a rule; whether an even red of 1 stays hangs on the size: it does in 1920 x 1080, not in
+// 1280 x 720.
 constexpr float kLeastRed = 0.999f;
 
 Marks markHoles(const SmallPlate& plate, const KALVETRA_Param& param) {
