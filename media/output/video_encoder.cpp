@@ -99,7 +99,10 @@ void VideoEncoder::setFields(FieldOrder order, bool codedApart) {
   hasFields_ = true;
   topFirst_ = order == FieldOrder::TopFirst;
   context_->field_order = topFirst_ ? AV_FIELD_TT : AV_FIELD_BB;
-  if (codedApart) context_->flags |= AV_CODEC_FLAG_INTERLACED_DCT;
+  // FFmpeg's ProRes encoder reads before its buffer where the shorter field ends with a macroblock and the longer one
+  // has a row more.
+  const bool oneRowMore = context_->height % 32 == 1;
+  if (codedApart && !oneRowMore) context_->flags |= AV_CODEC_FLAG_INTERLACED_DCT;
 }
 
 void VideoEncoder::encode(FramePtr frame, std::int64_t time, std::int64_t duration, const Deliver& deliver) {
