@@ -6,6 +6,7 @@
 #include "compositing/over.h"
 #include "deep/render.h"
 #include "engine/KalvetraFinalCut.h"
+#include "refine/despill.h"
 #include "refine/refine.h"
 
 namespace kalvetra {
@@ -37,7 +38,9 @@ const Image& FrameKeyer::keyed() {
   withOptions([&](const RenderOptions& options) {
     (isDeep() ? renderDeep : render)(settings_, source().frame(), keyed_.frame(), options);
     if (isDeep()) {
-      refine::refineKey({source().frame(), options.plate, settings_, options.scan}, keyed_.frame(), options.workers);
+      const refine::RefineInput seen{source().frame(), options.plate, settings_, options.scan};
+      refine::refineKey(seen, keyed_.frame(), options.workers);
+      refine::despillByMaterial(seen, keyed_.frame(), nullptr, options.workers);
     }
   });
   if (companions_.holdout) applyHoldout(*companions_.holdout, source(), keyed_);
