@@ -78,6 +78,7 @@ HWY_INLINE void store(const Channels& c, float* floats) {
 // after the row's end pixels are zeros. `source` may be null, and is then anything.
 template <class Body>
 HWY_INLINE void forPixels(const float* source, float* result, std::size_t pixels, const Body& body) {
+  constexpr std::size_t kBytes = 4 * sizeof(float);
   const std::size_t lanes = hn::Lanes(DF());
   HWY_ALIGN float lastSource[4 * hn::MaxLanes(DF())] = {}, lastResult[4 * hn::MaxLanes(DF())] = {};
   // One call of the body, so that it becomes part of the loop.
@@ -85,10 +86,13 @@ HWY_INLINE void forPixels(const float* source, float* result, std::size_t pixels
     const float* from = source == nullptr ? nullptr : source + 4 * x;
     float* to = result + 4 * x;
     const bool partly = x + lanes > pixels;
-    const std::size_t bytes = (pixels - x) * 4 * sizeof(float);
+    const std::size_t bytes = (pixels - x) * kBytes;
     if (partly) {
       if (source != nullptr) from = static_cast<const float*>(std::memcpy(lastSource, from, bytes));
       to = static_cast<float*>(std::memcpy(lastResult, to, bytes));
+    } else {
+      if (source != nullptr) askAhead(from, kBytes * lanes);
+      askAhead(to, kBytes * lanes);
     }
     body(from, to, x);
     if (partly) std::memcpy(result + 4 * x, to, bytes);

@@ -50,9 +50,12 @@ class Queue {
   HWY_INLINE void add(const Seen& seen, VF hostAlpha, std::size_t row, std::size_t x, MF open) {
     const DF df;
     const DU du;
-    // Compressed in a register: some processors take a hundred cycles and more to compress into memory.
+    // The places of the open lanes, in order: they are compressed once, in a register. Compressing takes some compilers
+    // a copy of its table each time, and some processors a hundred cycles and more where it is into memory.
+    const VU lanes = hn::Compress(hn::Iota(du, 0), hn::RebindMask(du, open));
+    const auto order = hn::IndicesFromVec(df, lanes);
     const auto keep = [&](VF v, Field field)
-                          HWY_ATTR { hn::StoreU(hn::Compress(v, open), df, values_[field] + count_); };
+                          HWY_ATTR { hn::StoreU(hn::TableLookupLanes(v, order), df, values_[field] + count_); };
     keep(seen.pixel.r, kRed);
     keep(seen.pixel.g, kGreen);
     keep(seen.pixel.b, kBlue);
@@ -60,8 +63,7 @@ class Queue {
     keep(seen.plate.g, kPlateGreen);
     keep(seen.plate.b, kPlateBlue);
     keep(hostAlpha, kHostAlpha);
-    const auto at = hn::Iota(du, static_cast<std::uint32_t>(row << 16 | x));
-    hn::StoreU(hn::Compress(at, hn::RebindMask(du, open)), du, at_ + count_);
+    hn::StoreU(lanes + hn::Set(du, static_cast<std::uint32_t>(row << 16 | x)), du, at_ + count_);
     count_ += hn::CountTrue(df, open);
   }
 
