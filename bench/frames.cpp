@@ -13,7 +13,6 @@ namespace kalvetra::bench {
 namespace {
 
 constexpr int kFirstFrame = 30;
-constexpr int kNoise = 2;  // levels
 constexpr int kLanczos = 0;
 
 }  // namespace
@@ -35,7 +34,7 @@ Bytes reversedPixels(Bytes image) {
   return image;
 }
 
-Bytes cameraFrame(Size size, int index) {
+Bytes cameraFrame(Size size, int index, int noise) {
   using sample::kHeight, sample::kWidth;
   Bytes drawn = reversedPixels(sample::drawFrame(kFirstFrame + index).argb);
   Bytes image(static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height) * 4, 255);
@@ -44,7 +43,7 @@ Bytes cameraFrame(Size size, int index) {
   test::Random random(static_cast<std::uint64_t>(index));
   for (std::size_t i = 0; i < image.size(); ++i) {
     if (i % 4 == 3) continue;
-    image[i] = static_cast<unsigned char>(std::clamp(image[i] + random.within(-kNoise, kNoise), 0, 255));
+    image[i] = static_cast<unsigned char>(std::clamp(image[i] + random.within(-noise, noise), 0, 255));
   }
   return reversedPixels(image);
 }

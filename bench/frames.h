@@ -10,9 +10,11 @@ namespace kalvetra::bench {
 
 using Bytes = std::vector<unsigned char>;
 
-// Frame 30 + index of the demonstration clip in host order, resampled to `size`, with fresh noise of up to 2 levels:
-// resampling has smoothed the clip's own. `index` 0..59.
-Bytes cameraFrame(Size size, int index);
+inline constexpr int kCameraNoise = 2;  // levels
+
+// Frame 30 + index of the demonstration clip in host order, resampled to `size`, with fresh noise of up to so many
+// levels: resampling has smoothed the clip's own. `index` 0..59.
+Bytes cameraFrame(Size size, int index, int noise = kCameraNoise);
 
 // An image in host order as one of floats, 16 bytes a pixel.
 Bytes floatFrame(const Bytes& image);
