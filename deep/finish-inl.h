@@ -43,6 +43,11 @@ HWY_INLINE Host hostOf(const ConstRow& row, std::size_t x) {
   return {{codeOf(levels.red), codeOf(levels.green), codeOf(levels.blue), codeOf(levels.alpha)}, levels};
 }
 
+// Of a row of any kind, from pixel x on; `floats`: its own, where it has some, at that pixel.
+HWY_INLINE Host hostOf(const Finish& finish, const HostRow& row, const float* floats, std::size_t x) {
+  return row.floats != nullptr ? hostOf(finish, floats) : hostOf(row.levels, x);
+}
+
 // Of code values, in working colours, with alpha in levels.
 struct Keyed {
   VF red, green, blue, alpha;
@@ -51,12 +56,17 @@ struct Keyed {
 // A step at `low` where the levels are crossed, as in the exact key.
 HWY_INLINE VF clipped(const Finish& f, VF alpha) { return ramp(alpha, f.low, f.high) * all(255.0f); }
 
-// The matte limited by the frame's alpha and clipped; where that alpha is 0, the frame's colours.
-HWY_INLINE Keyed limited(const Finish& f, const Host& host, const Keyed& keyed) {
-  const VF alpha = least(keyed.alpha, host.levels.alpha);
+// With the frame's colours where its alpha is 0.
+HWY_INLINE Keyed shownBy(const Host& host, const Keyed& keyed) {
   const MF hidden = host.levels.alpha == hn::Zero(DF());
   return {select(hidden, host.codes.red, keyed.red), select(hidden, host.codes.green, keyed.green),
-          select(hidden, host.codes.blue, keyed.blue), f.clips ? clipped(f, alpha) : alpha};
+          select(hidden, host.codes.blue, keyed.blue), keyed.alpha};
+}
+
+// The matte limited by the frame's alpha in levels, and clipped.
+HWY_INLINE VF limited(const Finish& f, VF hostAlpha, VF matte) {
+  const VF alpha = least(matte, hostAlpha);
+  return f.clips ? clipped(f, alpha) : alpha;
 }
 
 // The view's code values, in the order of the picture's own colours, with an alpha of that code value.
@@ -69,6 +79,12 @@ HWY_INLINE Channels viewOf(const Finish& f, const Keyed& keyed, VF alpha) {
 }
 
 HWY_INLINE Channels viewOf(const Finish& f, const Keyed& keyed) { return viewOf(f, keyed, codeOf(keyed.alpha)); }
+
+// Of a matte that no later stage has to see.
+HWY_INLINE Channels viewAtOnce(const Finish& f, const Host& host, Keyed keyed) {
+  keyed.alpha = limited(f, host.levels.alpha, keyed.alpha);
+  return viewOf(f, shownBy(host, keyed));
+}
 
 HWY_INLINE void store(const Channels& c, float* floats) {
   hn::StoreInterleaved4(c.red, c.green, c.blue, c.alpha, DF(), floats);

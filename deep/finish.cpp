@@ -19,14 +19,6 @@ namespace kalvetra::deep::HWY_NAMESPACE {
 
 namespace {
 
-// Calls body(host, result, x) for each vector of a row of any kind.
-template <class Body>
-HWY_INLINE void forHost(const Finish& finish, const HostRow& row, float* result, std::size_t pixels, const Body& body) {
-  forPixels(row.floats, result, pixels, [&](const float* source, float* out, std::size_t x) HWY_ATTR {
-    body(row.floats != nullptr ? hostOf(finish, source) : hostOf(row.levels, x), out, x);
-  });
-}
-
 // A shadow of the backdrop in place of what the key made of it, as far as it is one. Colours count with their alpha.
 HWY_INLINE Keyed shaded(const Finish& f, const Host& host, const ConstRow& plate, std::size_t x, const Keyed& keyed) {
   const DF df;
@@ -45,21 +37,24 @@ HWY_INLINE Keyed shaded(const Finish& f, const Host& host, const ConstRow& plate
 }  // namespace
 
 void passThrough(const Finish& finish, const HostRow& host, float* result, std::size_t pixels) {
-  forHost(finish, host, result, pixels, [&](const Host& h, float* out, std::size_t) HWY_ATTR {
+  forPixels(host.floats, result, pixels, [&](const float* source, float* out, std::size_t x) HWY_ATTR {
+    const Host h = hostOf(finish, host, source, x);
     const Keyed keyed{h.codes.red, h.codes.green, h.codes.blue, h.levels.alpha};
-    if (finish.clips) return store(viewOf(finish, limited(finish, h, keyed)), out);
+    if (finish.clips) return store(viewAtOnce(finish, h, keyed), out);
     store(viewOf(finish, keyed, h.codes.alpha), out);  // the very alpha that it came with
   });
 }
 
 void finishKeyed(const Finish& finish, const HostRow& host, const ConstRow& plate, const float* matte, float* result,
                  std::size_t pixels) {
-  forHost(finish, host, result, pixels, [&](const Host& h, float* out, std::size_t x) HWY_ATTR {
+  forPixels(host.floats, result, pixels, [&](const float* source, float* out, std::size_t x) HWY_ATTR {
     Keyed keyed;
-    hn::LoadInterleaved4(DF(), out, keyed.red, keyed.green, keyed.blue, keyed.alpha);
-    keyed.alpha = hn::Load(DF(), matte + x);
-    keyed = limited(finish, h, keyed);
-    if (finish.noise > 0.0f) keyed = shaded(finish, h, plate, x, keyed);
+    VF hostAlpha;
+    hn::LoadInterleaved4(DF(), out, keyed.red, keyed.green, keyed.blue, hostAlpha);
+    keyed.alpha = limited(finish, hostAlpha, hn::Load(DF(), matte + x));
+    if (finish.noise > 0.0f) {
+      keyed = shaded(finish, hostOf(finish, host, source, x), plate, x, keyed);
+    }
     store(viewOf(finish, keyed), out);
   });
 }

@@ -38,12 +38,14 @@ struct KeyRows {
   std::array<ConstRow, kMost> deblocked;  // keyed in place of the host's colours; null where there are none
   std::array<ConstRow, kMost> plate;      // where it is keyed against one
   std::array<float*, kMost> result;       // four floats a pixel
-  // Null: the result is finished at once, without shadows. Otherwise its colours are those of the key, straight and in
-  // working colours, and this gets their alpha, in levels.
+  // Null: the result is finished at once, without shadows. Otherwise its colours are those of the key, or the frame's
+  // where that shows nothing, straight and in working colours, its alpha is the frame's in levels, and this gets the
+  // key's, in levels.
   std::array<float*, kMost> matte;
 };
 
-// A pixel that is foreground keeps the very colours that it came with. One that is keyed gets colours within 0..255
+// A pixel that is foreground keeps the very colours that it came with, as does one whose colours the key changes by no
+// more than rounding. Another one gets colours within 0..255
 // levels, or between that and the pixel's own where those lie outside.
 void keyAgainstColor(const ColorKeyGeometry& geometry, const Finish& finish, const KeyRows& rows);
 // `plateOffset`: levels by which the plate counts as brighter than it is.
@@ -52,7 +54,7 @@ void keyAgainstPlate(const PlateKeyGeometry& geometry, float plateOffset, const 
 // Nothing is keyed: the frame's row, finished without shadows.
 void passRow(const Finish& finish, const HostRow& host, float* result, std::size_t pixels);
 
-// Finishes a row that was keyed with its matte apart. The plate's row is read where shadows are kept.
+// Finishes a row that was keyed with its matte apart. Where shadows are kept, the frame's and the plate's row are read.
 void finishRow(const Finish& finish, const HostRow& host, const ConstRow& plate, const float* matte, float* result,
                std::size_t pixels);
 

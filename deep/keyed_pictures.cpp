@@ -118,19 +118,21 @@ class BandKeyer {
 class BandFinisher {
  public:
   BandFinisher(const Picture& picture, const Key& key, const Finish& finish, int firstRow)
-      : picture_(picture), finish_(finish), host_(picture.input, finish.blueScreen, 1) {
-    if (finish.noise > 0.0f) plate_.emplace(*key.backdrop, firstRow, 1);
+      : picture_(picture), finish_(finish) {
+    if (finish.noise <= 0.0f) return;
+    host_.emplace(picture.input, finish.blueScreen, 1);
+    plate_.emplace(*key.backdrop, firstRow, 1);
   }
 
   void finish(int y, const float* matte) {
-    finishRow(finish_, host_.row(y), plate_ ? plate_->row(y) : ConstRow{}, matte, floatsOf(picture_.output, y),
-              static_cast<std::size_t>(picture_.input.width));
+    finishRow(finish_, host_ ? host_->row(y) : HostRow{}, plate_ ? plate_->row(y) : ConstRow{}, matte,
+              floatsOf(picture_.output, y), static_cast<std::size_t>(picture_.input.width));
   }
 
  private:
   const Picture& picture_;
   const Finish& finish_;
-  HostRows host_;
+  std::optional<HostRows> host_;  // both where shadows are kept
   std::optional<Backdrop::Rows> plate_;
 };
 

@@ -46,8 +46,9 @@ class Queue {
   // `apart`: as KeyRows has it of its matte.
   explicit Queue(bool apart) : apart_(apart) {}
 
-  // Adds the lanes of `open`, from pixel x of a row on; the queue must not be full.
-  HWY_INLINE void add(const Seen& seen, VF hostAlpha, std::size_t row, std::size_t x, MF open) {
+  // Adds the lanes of `open`, from pixel x of a row on, with the code values that they keep as foreground; the queue
+  // must not be full.
+  HWY_INLINE void add(const Seen& seen, const Keyed& kept, VF hostAlpha, std::size_t row, std::size_t x, MF open) {
     const DF df;
     const DU du;
     // The places of the open lanes, in order: they are compressed once, in a register. Compressing takes some compilers
@@ -62,6 +63,9 @@ class Queue {
     keep(seen.plate.r, kPlateRed);
     keep(seen.plate.g, kPlateGreen);
     keep(seen.plate.b, kPlateBlue);
+    keep(kept.red, kRedCode);
+    keep(kept.green, kGreenCode);
+    keep(kept.blue, kBlueCode);
     keep(hostAlpha, kHostAlpha);
     hn::StoreU(lanes + hn::Set(du, static_cast<std::uint32_t>(row << 16 | x)), du, at_ + count_);
     count_ += hn::CountTrue(df, open);
@@ -90,7 +94,8 @@ class Queue {
     for (std::size_t i = 0; i < count_; i += lanes) colorAt(finish, pass, i);
     for (std::size_t i = 0; i < count_; ++i) {
       const std::size_t row = at_[i] >> 16, x = at_[i] & 0xFFFFu;
-      std::memcpy(rows.result[row] + 4 * x, keyed_ + 4 * i, 4 * sizeof(float));
+      // Where the frame shows nothing, its colours are in place.
+      if (values_[kHostAlpha][i] > 0.0f) std::memcpy(rows.result[row] + 4 * x, keyed_ + 4 * i, 4 * sizeof(float));
       if (apart_) rows.matte[row][x] = values_[kAmount][i];
     }
     count_ = 0;
@@ -104,13 +109,17 @@ class Queue {
     kPlateRed,
     kPlateGreen,
     kPlateBlue,
+    kRedCode,
+    kGreenCode,
+    kBlueCode,
     kHostAlpha,  // levels
-    kAmount,     // then the opacity, and at last the alpha in levels
-    kY,
-    kBackdropY,  // then the foreground's luminance
     kI,
     kQ,  // despilled
-    kFields
+    kFields,
+    // In the plate's place, once it was looked at:
+    kAmount = kPlateRed,  // then the opacity, and at last the alpha in levels
+    kY = kPlateGreen,
+    kBackdropY = kPlateBlue  // then the foreground's luminance
   };
   static constexpr std::size_t kRoom = 256;
   static constexpr std::size_t kSize = kRoom + hn::MaxLanes(DF());
@@ -129,18 +138,24 @@ class Queue {
     const VF luminance = most(least(y, foregroundY), least(y, zero));
     const Primaries p = primariesOf({luminance, {at(kI, i), at(kQ, i)}});
     const MF seen = opacity > zero;
-    const auto code = [&](VF level, Field source) HWY_ATTR {
-      const VF own = at(source, i);
-      const VF inRange = least(most(level, least(own, zero)), most(own, all(255.0f)));
-      return codeOf(select(seen, inRange, all(160.0f)));
+    // A color that is left where it was, but for what rounding adds, comes out as it came.
+    const Chromas own = colorsOf(at(kRed, i), at(kGreen, i), at(kBlue, i)).at;
+    const VF rounding = most(hn::Abs(y), all(255.0f)) * all(0x1p-20f);
+    const auto same = [&](VF a, VF b) HWY_ATTR { return hn::Abs(a - b) <= rounding; };
+    const MF untouched =
+        hn::And(hn::And(seen, same(luminance, y)), hn::And(same(at(kI, i), own.I), same(at(kQ, i), own.Q)));
+    const auto code = [&](VF level, Field source, Field sourceCode) HWY_ATTR {
+      const VF was = at(source, i);
+      const VF inRange = least(most(level, least(was, zero)), most(was, all(255.0f)));
+      return select(untouched, at(sourceCode, i), codeOf(select(seen, inRange, all(160.0f))));
     };
-    Keyed keyed{code(p.r, kRed), code(p.g, kGreen), code(p.b, kBlue),
+    Keyed keyed{code(p.r, kRed, kRedCode), code(p.g, kGreen, kGreenCode), code(p.b, kBlue, kBlueCode),
                 shaped(opacity, finish.shadowExponent) * all(255.0f)};
     hn::Store(keyed.alpha, DF(), values_[kAmount] + i);
-    // Where the frame shows nothing, nothing is queued that is finished here.
-    keyed.alpha = least(keyed.alpha, at(kHostAlpha, i));
-    if (finish.clips) keyed.alpha = clipped(finish, keyed.alpha);
-    store(apart_ ? Channels{keyed.red, keyed.green, keyed.blue, keyed.alpha} : viewOf(finish, keyed), keyed_ + 4 * i);
+    const VF hostAlpha = at(kHostAlpha, i);
+    if (apart_) return store({keyed.red, keyed.green, keyed.blue, hostAlpha}, keyed_ + 4 * i);
+    keyed.alpha = limited(finish, hostAlpha, keyed.alpha);
+    store(viewOf(finish, keyed), keyed_ + 4 * i);
   }
 
   // Zeros at first: the lanes after the last pixel are keyed too, and must be defined.
@@ -182,6 +197,7 @@ HWY_INLINE void keyRow(const Finish& finish, const KeyRows& rows, std::size_t ro
           keyed.blue = code(seen.pixel.b, host.levels.blue, keyed.blue);
         }
         if constexpr (Pass::kPlate) seen.plate = primaries(plate, x);
+        const Keyed kept = keyed;
         const QuickKey quick = pass.quick(seen);
         if (any(quick.shadow)) {
           const VF opacity = shaped(quick.opacity, finish.shadowExponent);
@@ -193,10 +209,11 @@ HWY_INLINE void keyRow(const Finish& finish, const KeyRows& rows, std::size_t ro
         }
         MF nearOpen = quick.inner, farOpen = quick.outer;
         if (matte != nullptr) {
-          store({keyed.red, keyed.green, keyed.blue, keyed.alpha}, result);
           hn::Store(keyed.alpha, df, matte + x);
+          const Keyed shown = shownBy(host, keyed);
+          store({shown.red, shown.green, shown.blue, host.levels.alpha}, result);
         } else {
-          store(viewOf(finish, limited(finish, host, keyed)), result);
+          store(viewAtOnce(finish, host, keyed), result);
           // Where the frame shows nothing, the key does not count.
           const MF shows = host.levels.alpha > hn::Zero(df);
           nearOpen = hn::And(nearOpen, shows);
@@ -208,7 +225,7 @@ HWY_INLINE void keyRow(const Finish& finish, const KeyRows& rows, std::size_t ro
           const MF wanted = hn::And(open, there);
           if (!any(wanted)) return;
           if (queue.full()) queue.drain(finish, rows, pass);
-          queue.add(seen, host.levels.alpha, row, x, wanted);
+          queue.add(seen, kept, host.levels.alpha, row, x, wanted);
         };
         enqueue(inner, nearOpen);
         enqueue(outer, farOpen);
