@@ -6,6 +6,7 @@
 
 #include "deep/matte_kernels.h"
 #include "deep/rows.h"
+#include "imaging/memory.h"
 
 namespace kalvetra::deep {
 
@@ -22,17 +23,27 @@ MatteStage::MatteStage(int width, int height, const KALVETRA_Param& param, const
       param_(param),
       bands_(bands),
       stride_(RowBuffer::room(width)),
-      matte_(stride_ * static_cast<std::size_t>(height) + 3 * kMargin),
-      scratch_(matte_.size()),
+      matte_(plane()),
+      scratch_(plane()),
       changed_(static_cast<std::size_t>(bands.count())) {
   if (param.nMaskBlurRadius == 0) return;
   boxes_.assign(static_cast<std::size_t>(bands.count()), BoxAverages(width, height, param.nMaskBlurRadius, kMostMatte));
   for (int band = 0; band < bands.count(); ++band) edges_.emplace_back(width, 1);
 }
 
-float* MatteStage::rowOf(Plane& plane, int y) const {
+// What lies around the picture is read with its borders, and is zeros.
+MatteStage::Plane MatteStage::plane() const {
+  const std::size_t floats = stride_ * static_cast<std::size_t>(height_) + 3 * kMargin;
+  Plane memory = uninitialized<float>(floats);
+  for (int y = 0; y < height_; ++y) std::fill(rowOf(memory, y) + width_, rowOf(memory, y) + stride_, 0.0f);
+  std::fill(memory.get(), rowOf(memory, 0), 0.0f);
+  std::fill(rowOf(memory, height_), memory.get() + floats, 0.0f);
+  return memory;
+}
+
+float* MatteStage::rowOf(const Plane& plane, int y) const {
   constexpr std::uintptr_t kAlignment = kMargin * sizeof(float);
-  float* const first = plane.data() + kMargin;
+  float* const first = plane.get() + kMargin;
   const std::uintptr_t off = reinterpret_cast<std::uintptr_t>(first) % kAlignment;
   return first + (kAlignment - off) % kAlignment / sizeof(float) + stride_ * static_cast<std::size_t>(y);
 }
