@@ -12,6 +12,14 @@ namespace {
 
 constexpr float kMostChroma = 16384.0f;  // 64 times white
 
+// Averaged colour differences on the luma of a dark or bright pixel may lead below black or above white, where a dark
+// hair would look like the screen round it. Cut off, as in bytes, but not below or above the source.
+void keepWithin(const float* source, float* row, int width) {
+  for (int x = 0; x < width; ++x) {
+    row[x] = std::clamp(row[x], std::min(source[x], 0.0f), std::max(source[x], 255.0f));
+  }
+}
+
 }  // namespace
 
 DeblockedRows::DeblockedRows(const ConstFrame& frame, bool blueScreen, int radius, int firstRow, int kept)
@@ -39,6 +47,10 @@ ConstRow DeblockedRows::row(int y) {
   red_.average(
       y, [this](int i) { return ring_.row(i % ringRows_).blue; }, blurred.blue);
   joinChroma(ring_.row(y % ringRows_), blurred.green, blurred.blue, out, frame_.width);
+  loadRow(frame_, y, blueScreen_, blurred);
+  keepWithin(blurred.red, out.red, frame_.width);
+  keepWithin(blurred.green, out.green, frame_.width);
+  keepWithin(blurred.blue, out.blue, frame_.width);
   return out;
 }
 

@@ -7,15 +7,17 @@
 
 namespace kalvetra::deep {
 
-// Of a colour in levels, within 0..255 or not.
+// Of a colour in levels, within 0..255 or not. By differences, so that greys have no chroma at all: of what is left of
+// sums, signs would decide whether a grey is the backdrop's.
 inline YIQ colorOf(float red, float green, float blue) {
-  return {red * 0.299f + green * 0.587f + blue * 0.114f, red * 0.596f + green * -0.275f + blue * -0.321f,
-          red * 0.212f + green * -0.523f + blue * 0.311f};
+  const float r = red - green, b = blue - green;
+  return {red * 0.299f + green * 0.587f + blue * 0.114f, r * 0.596f - b * 0.321f, r * 0.212f + b * 0.311f};
 }
 
 // Continuous: straight lines between luminances that lie closer together than a level. Darker than 80 the chroma is
 // that of 80, brighter than the key colour its own; a key colour darker than 80 has its own everywhere. On the mean it
-// is that of the 8-bit table, whose entries are truncated and hold the last that falls into them.
+// is that of the 8-bit table, whose entries are truncated and hold the last that falls into them. The two entries that
+// many luminances share are the table's: what they lose is the same for all of those, and not made up for by others.
 class ExpectedChroma {
  public:
   ExpectedChroma(unsigned char red, unsigned char green, unsigned char blue);

@@ -1,7 +1,9 @@
 // The holes of a plate: filled row by row between what survives on either side, then settled along the columns from
-// their borders inwards.
+// their borders inwards. In bytes every step truncates, and the key is tuned to what that takes: it is taken here on
+// the mean.
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "deep/plate_kernels.h"
 #include "deep/small_plate.h"
@@ -12,9 +14,11 @@ namespace {
 
 using Color = std::array<float, 4>;
 
+constexpr float kTruncation = 0.5f;  // levels that truncating to bytes takes on the mean
+
 Color colorAt(const float* pixel) { return {pixel[0], pixel[1], pixel[2], pixel[3]}; }
 
-// Of what survives, or the key colour where nothing does.
+// Of what survives, or the key colour, which bytes hold, where nothing does.
 Color averageColor(const SmallPlate& plate, HoleMap& surviving, const KALVETRA_Param& param) {
   Color sums{};
   int count = 0;
@@ -30,22 +34,28 @@ Color averageColor(const SmallPlate& plate, HoleMap& surviving, const KALVETRA_P
     for (std::size_t c = 0; c < 3; ++c) sums[c] += row[c];
   }
   for (std::size_t c = 0; c < 3; ++c) {
-    sums[c] = count == 0 ? static_cast<float>(param.keyColor[c][0]) : sums[c] / static_cast<float>(count);
+    sums[c] = count == 0 ? static_cast<float>(param.keyColor[c][0]) : sums[c] / static_cast<float>(count) - kTruncation;
   }
   return sums;
 }
 
 // A ramp between the run's neighbours, next to a border their one colour. It stops short of the right neighbour's: a
-// hole of one pixel lies a third of the way.
+// hole of one pixel lies a third of the way. Truncation takes nothing from neighbours that are the same level in bytes,
+// as they are the less often, the farther apart they lie.
 void fillRun(SmallPlate& plate, int y, int first, int end, const Color& average) {
   float* const row = plate.row(y);
   const bool hasLeft = first > 0, hasRight = end < plate.width();
   const Color left = hasLeft ? colorAt(row + 4 * (first - 1)) : hasRight ? colorAt(row + 4 * end) : average;
   const Color right = hasRight ? colorAt(row + 4 * end) : left;
   const float steps = static_cast<float>(end - first + 2);
+  Color start = left, rise{};
+  for (std::size_t c = 0; c < 3; ++c) {
+    rise[c] = right[c] - left[c];
+    start[c] -= kTruncation * std::min(std::abs(rise[c]), 1.0f);
+  }
   float* pixel = row + 4 * first;
   for (int k = 1; k <= end - first; ++k, pixel += 4) {
-    for (std::size_t c = 0; c < 3; ++c) pixel[c] = left[c] + (right[c] - left[c]) * static_cast<float>(k) / steps;
+    for (std::size_t c = 0; c < 3; ++c) pixel[c] = start[c] + rise[c] * static_cast<float>(k) / steps;
   }
 }
 

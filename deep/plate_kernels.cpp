@@ -67,17 +67,31 @@ void resampleAlong(const float* pixels, const Weights& table, float* result) {
 
 namespace {
 
-// Four sums that are added in the end: one alone would wait for each addition.
-hn::Vec<DPixel> sumOf(const float* pixels, int count) {
-  hn::Vec<DPixel> sums[4];
-  for (auto& sum : sums) sum = hn::Zero(DPixel());
-  int i = 0;
-  for (; i + 4 <= count; i += 4, pixels += 16) {
-    for (int j = 0; j < 4; ++j) sums[j] = sums[j] + hn::LoadU(DPixel(), pixels + 4 * j);
+// The sum of pixels and the least in each of their channels. Four sums that are added in the end: one alone would wait
+// for each addition.
+class Stretch {
+ public:
+  explicit HWY_INLINE Stretch(const float* pixel) : least_(hn::LoadU(DPixel(), pixel)) {
+    for (auto& sum : sums_) sum = hn::Zero(DPixel());
   }
-  for (; i < count; ++i, pixels += 4) sums[0] = sums[0] + hn::LoadU(DPixel(), pixels);
-  return (sums[0] + sums[1]) + (sums[2] + sums[3]);
-}
+  HWY_INLINE void add(const float* pixels, int count) {
+    for (; count >= 4; count -= 4, pixels += 16) {
+      for (std::size_t j = 0; j < 4; ++j) take(j, pixels + 4 * j);
+    }
+    for (; count > 0; --count, pixels += 4) take(0, pixels);
+  }
+  HWY_INLINE hn::Vec<DPixel> sum() const { return (sums_[0] + sums_[1]) + (sums_[2] + sums_[3]); }
+  HWY_INLINE hn::Vec<DPixel> least() const { return least_; }
+
+ private:
+  HWY_INLINE void take(std::size_t j, const float* pixel) {
+    const auto color = hn::LoadU(DPixel(), pixel);
+    sums_[j] = sums_[j] + color;
+    least_ = hn::Min(least_, color);
+  }
+
+  hn::Vec<DPixel> sums_[4], least_;
+};
 
 }  // namespace
 
@@ -89,8 +103,12 @@ void columnMeans(const float* columns, int height, const std::vector<simd::Cell>
     const float* const own = column + 4 * cell.y;
     auto mean = hn::LoadU(DPixel(), own);
     if (above + below > 0) {
-      const auto sum = sumOf(own - 4 * above, above) + sumOf(own + 4, below);
-      mean = sum / hn::Set(DPixel(), static_cast<float>(above + below));
+      Stretch stretch(above > 0 ? own - 4 : own + 4);
+      stretch.add(own - 4 * above, above);
+      stretch.add(own + 4, below);
+      const float count = static_cast<float>(above + below);
+      const auto lost = hn::Set(DPixel(), 0.5f - 0.5f / count);
+      mean = hn::Max(stretch.sum() / hn::Set(DPixel(), count) - lost, stretch.least());
     }
     hn::StoreU(mean, DPixel(), means);
     means += 4;

@@ -26,7 +26,8 @@ void separate(const float* pixels, Row planes, int width);
 void resampleAlong(const float* pixels, const Weights& table, float* result);
 
 // For each cell the mean of the pixels in its column from `reach` above it to `reach` below, its own left out; its own
-// pixel where there are no others. The columns, of `height` pixels, lie one after the other.
+// pixel where there are no others. Less what truncating the mean of so many whole levels takes on the mean, which never
+// leads below the least of them. The columns, of `height` pixels, lie one after the other.
 void columnMeans(const float* columns, int height, const std::vector<simd::Cell>& cells, int reach, float* means);
 
 }  // namespace kalvetra::deep

@@ -129,7 +129,7 @@ TEST(DeepBackdrop, IsTheSameAtEveryLevelOnAnyThreadsAndFinite) {
   });
 }
 
-// On the mean, where there is backdrop, but for what that one loses.
+// On the mean, behind the foreground as well, but for what that one loses.
 TEST(DeepBackdrop, AgreesWithThePlateInBytes) {
   for (const auto& [width, height] : {std::pair{310, 170}, {1280, 720}, {700, 1000}}) {
     const auto picture = test::greenScreen(width, height, 5);
@@ -144,12 +144,11 @@ TEST(DeepBackdrop, AgreesWithThePlateInBytes) {
       const std::size_t at = i / 3 * 4 + 1 + i % 3;
       const double off = plate[at] + loss - static_cast<double>(colors[i]);
       most = std::max(most, std::abs(off));
-      if (std::abs(static_cast<double>(colors[i]) - picture[at]) > 6) continue;
       sum += off;
       ++count;
     }
-    EXPECT_LT(std::abs(sum / count), 0.2) << width;
-    EXPECT_LT(most, 2.5) << width;
+    EXPECT_LT(std::abs(sum / count), 0.15) << width;
+    EXPECT_LT(most, 2.0) << width;
   }
 }
 
@@ -166,9 +165,12 @@ TEST(DeepBackdrop, ExpectsTheChromaOfTheTableInBytes) {
     for (int y = 0; y < 256; ++y) {
       const Chroma chroma = expected.at(static_cast<float>(y) + 1.0f);
       const Chroma off = chroma - Chroma{tableI[y] + 0.5f, tableQ[y] + 0.5f};
-      EXPECT_LT(length(off), 2.0f) << int{green} << ' ' << y;
+      const bool shared = y < 80 || static_cast<float>(y) >= key.Y;  // an entry of many luminances
+      EXPECT_LT(length(off), shared ? 1e-4f : 2.0f) << int{green} << ' ' << y;
       sum += static_cast<double>(off.I + off.Q);
-      EXPECT_LT(length(chroma - expected.at(static_cast<float>(y) + 1.1f)), 0.2f) << int{green} << ' ' << y;
+      const bool next = y == 79 || y == 80 || std::abs(static_cast<float>(y) + 1.0f - key.Y) < 1.0f;  // to these
+      const float step = length(chroma - expected.at(static_cast<float>(y) + 1.1f));
+      EXPECT_LT(step, next ? 1.5f : 0.2f) << int{green} << ' ' << y;
     }
     EXPECT_LT(std::abs(sum / 256), 0.7) << int{green};
   }
@@ -199,7 +201,8 @@ TEST(DeepBackdrop, IsMadeOfTheKeyColoursPaintAlone) {
   }
 }
 
-// Of three rows: two holes below each other, then a row of nothing but holes, then no colour at all.
+// Of three rows: two holes below each other, then a row of nothing but holes, then no colour at all. Half a level is
+// lost along a row or in an average, and half of that in a mean of two.
 TEST(DeepBackdrop, HolesAreFilledAlongAndSettledDown) {
   deep::SmallPlate plate(3, 3);
   HoleMap surviving(3, 3, 0);
@@ -212,18 +215,36 @@ TEST(DeepBackdrop, HolesAreFilledAlongAndSettledDown) {
   }
   const KALVETRA_Param param = makeRecord(greenKey(), nullptr, nullptr, 3, 3);
   deep::fillHoles(plate, surviving, param);  // along the rows with 10 + 30 / 3 and 5 + 45 / 3
-  EXPECT_EQ(plate.row(1)[4], (90 + 20) / 2);
-  EXPECT_EQ(plate.row(2)[4], 20);
+  EXPECT_EQ(plate.row(1)[4], (90 + 19.5f) / 2 - 0.25f);
+  EXPECT_EQ(plate.row(2)[4], 19.5f);
 
   for (int x = 0; x < 3; ++x) surviving.row(2)[x] = 0;
   deep::fillHoles(plate, surviving, param);
-  const float average = (6 + 90 + 6 + 10 + 40) / 5.0f;  // what the last row begins with
-  EXPECT_FLOAT_EQ(plate.row(1)[4], (90 + average) / 2);
+  const float average = (6 + 90 + 6 + 10 + 40) / 5.0f - 0.5f;  // what the last row begins with
+  EXPECT_FLOAT_EQ(plate.row(1)[4], (90 + average) / 2 - 0.25f);
   EXPECT_EQ(plate.row(2)[0], 10);  // what is a row above
 
   for (int y = 0; y < 3; ++y) std::fill_n(surviving.row(y), 3, static_cast<unsigned char>(0));
   deep::fillHoles(plate, surviving, param);
   EXPECT_FLOAT_EQ(plate.row(0)[1], static_cast<float>(kGreen));  // the key colour
+}
+
+// Neighbours that are one level in bytes are not truncated, and rarely those that differ by a little.
+TEST(DeepBackdrop, HolesInAnEvenPlateLoseNothing) {
+  for (const float rise : {0.0f, 0.02f}) {
+    deep::SmallPlate plate(40, 40);
+    HoleMap surviving(40, 40, 0);
+    for (int y = 0; y < 40; ++y) {
+      for (int x = 0; x < 40; ++x) {
+        std::fill_n(plate.row(y) + 4 * x, 3, x > 20 ? 80 + rise : 80.0f);
+        surviving.row(y)[x] = std::hypot(x - 20, y - 20) > 15 ? 1 : 0;
+      }
+    }
+    deep::fillHoles(plate, surviving, makeRecord(greenKey(), nullptr, nullptr, 40, 40));
+    for (int y = 0; y < 40; ++y) {
+      for (int x = 0; x < 40; ++x) ASSERT_NEAR(plate.row(y)[4 * x], 80, rise) << x << ' ' << y;
+    }
+  }
 }
 
 }  // namespace

@@ -27,7 +27,8 @@ Point point(Chroma c) { return {c.I, c.Q}; }
 Point mixed(Point a, Point b, double f) { return a * (1 - f) + b * f; }
 double luma(const Pixel& p) { return p[0] * 0.299 + p[1] * 0.587 + p[2] * 0.114; }
 Point chroma(const Pixel& p) {
-  return {p[0] * 0.596 + p[1] * -0.275 + p[2] * -0.321, p[0] * 0.212 + p[1] * -0.523 + p[2] * 0.311};
+  const double r = p[0] - p[1], b = p[2] - p[1];
+  return {0.596 * r - 0.321 * b, 0.212 * r + 0.311 * b};
 }
 
 // 0 up to `from`, 1 from `to` on.
@@ -75,7 +76,7 @@ Picture boxAverages(const Picture& from, int radius) {
 }
 
 // Luma stays, the colour differences are averaged, and become what they are in bytes on the mean: truncated twice, of
-// which half is made up for.
+// which half is made up for. What leads beyond black or white is cut off, but for what the frame has there.
 Picture deblocked(const Picture& frame, int radius) {
   Picture differences = frame;
   for (Pixel& p : differences.pixels)
@@ -85,6 +86,8 @@ Picture deblocked(const Picture& frame, int radius) {
     const double cb = p[0] - 0.5, cr = p[1] - 0.5, luminance = differences.at(x, y)[2], scale = 255.0 / 256;
     p = {(luminance + 1.402 * cr) * scale, (luminance - 0.34414 * cb - 0.71414 * cr) * scale,
          (luminance + 1.772 * cb) * scale, frame.at(x, y)[3]};
+    for (std::size_t c = 0; c < 3; ++c)
+      p[c] = std::clamp(p[c], std::min(frame.at(x, y)[c], 0.0), std::max(frame.at(x, y)[c], 255.0));
   });
   return result;
 }
@@ -148,32 +151,54 @@ class Estimate {
     return std::abs(at - expected(luma(color))) <= ExtractionGeometry::kTolerance;
   }
 
-  // On the mean what the table in bytes holds: luminances are truncated, and the last exposure of each counts.
+  // On the mean what the table in bytes holds: luminances are truncated, and the last exposure of each counts. The
+  // entries that many luminances share are the table's own, half a level above their truncated ones.
   Point expected(double y) const {
-    const ExposureCurve curve;
-    const auto lit = [&](double t) {
-      Pixel p{};
-      for (std::size_t c = 0; c < 3; ++c) {
-        const double light = curve.linear(param_.keyColor[c][0]);
-        const double v = (std::log10(light * t / 255 + curve.kOffset) - curve.black()) * curve.scale();
-        p[c] = std::max(v < 60 ? t * light * curve.slope() - 5 : v, 0.0);
-      }
-      return p;
-    };
-    y = std::max(y + 0.45, 81.45);
-    if (y >= luma(keyColor(param_))) return chroma(keyColor(param_));
+    y += 0.45;
+    if (std::max(y, 81.45) >= luma(keyColor(param_))) return keyEntry_;
+    if (y <= 81.45) return darkEntry_;
     double low = 0, high = 1;
     for (int i = 0; i < 40; ++i) (luma(lit((low + high) / 2)) < y ? low : high) = (low + high) / 2;
     return chroma(lit(low));
   }
 
-  // A ramp that stops a step short of the right neighbour.
+  // The key colour in the light of exposure t.
+  Pixel lit(double t) const {
+    const ExposureCurve curve;
+    Pixel p{};
+    for (std::size_t c = 0; c < 3; ++c) {
+      const double light = curve.linear(param_.keyColor[c][0]);
+      const double v = (std::log10(light * t / 255 + curve.kOffset) - curve.black()) * curve.scale();
+      p[c] = std::max(v < 60 ? t * light * curve.slope() - 5 : v, 0.0);
+    }
+    return p;
+  }
+
+  static Point entryOf(int r, int g, int b) {
+    return {((39059 * r - 18022 * g - 21037 * b) >> 16) + 0.5, ((13894 * r - 34275 * g + 20382 * b) >> 16) + 0.5};
+  }
+
+  // The last of the table's exposures whose luminance comes to 80.
+  Point darkEntry() const {
+    Point entry;
+    for (int i = 0; i < ExposureCurve::kSteps; ++i) {
+      const Pixel p = lit(ExposureCurve::exposure(i));
+      const int r = int(p[0]), g = int(p[1]), b = int(p[2]);
+      if ((19595 * r + 38470 * g + 7471 * b) >> 16 > 80) break;
+      entry = entryOf(r, g, b);
+    }
+    return entry;
+  }
+
+  // A ramp that stops a step short of the right neighbour. Bytes lose half a level on the mean, here and where columns
+  // settle, but nothing where all is one level.
   void fillAlongRows() {
     Pixel average{};
     const auto surviving = std::count_if(state_.pixels.begin(), state_.pixels.end(), [](auto& p) { return p[0] == 0; });
     for (std::size_t i = 0; i < plate_.pixels.size(); ++i) {
       if (state_.pixels[i][0] == kNone) add(average, plate_.pixels[i], 1.0 / double(surviving));
     }
+    for (double& level : average) level -= 0.5;
     if (surviving == 0) average = keyColor(param_);
     for (int y = 0; y < plate_.height; ++y) {
       for (int x = 0; x < plate_.width; ++x) {
@@ -187,6 +212,7 @@ class Estimate {
           plate_.at(i, y) = {};
           add(plate_.at(i, y), left, 1 - f);
           add(plate_.at(i, y), right, f);
+          for (std::size_t c = 0; c < 4; ++c) plate_.at(i, y)[c] -= 0.5 * std::min(std::abs(right[c] - left[c]), 1.0);
         }
       }
     }
@@ -203,13 +229,22 @@ class Estimate {
         state_.at(x, y)[0] = kNone;
         const int first = std::max(y - reach, 0), last = std::min(y + reach, plate_.height - 1);
         if (first == last) return;
+        const double count = last - first;
+        Pixel least = before.at(x, y == first ? last : first);
         p = {};
-        for (int row = first; row <= last; ++row) add(p, before.at(x, row), row == y ? 0 : 1.0 / (last - first));
+        for (int row = first; row <= last; ++row) {
+          if (row == y) continue;
+          add(p, before.at(x, row), 1 / count);
+          for (std::size_t c = 0; c < 4; ++c) least[c] = std::min(least[c], before.at(x, row)[c]);
+        }
+        for (std::size_t c = 0; c < 4; ++c) p[c] = std::max(p[c] - (count - 1) / (2 * count), least[c]);
       });
     }
   }
 
   const KALVETRA_Param& param_;
+  const Point keyEntry_ = entryOf(param_.keyColor[0][0], param_.keyColor[1][0], param_.keyColor[2][0]);
+  const Point darkEntry_ = darkEntry();
   Picture plate_, state_;
 };
 
