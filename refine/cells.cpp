@@ -71,7 +71,7 @@ void storeCell(const float* sum, int pixels, std::size_t at, Cells& cells, Plane
     engine[c] = sum[kEngineRed + c] * perAlpha;
   }
   cells.cover[at] = sum[kAlpha] * share;
-  cells.engine[at] = std::clamp(chromaShare(own, screen) - chromaShare(engine, screen), 0.0f, 1.0f);
+  cells.engine[at] = std::clamp(chromaShare(own, screen) - chromaShare(engine, screen), -1.0f, 1.0f);
   solid[at] = sum[kSolid] * share;
 }
 

@@ -16,7 +16,8 @@ struct Cells {
   plates::Planes own;     // of the subject: what is left without the screen that shows through, over its alpha
   plates::Planes screen;  // the lit screen there
   plates::Plane cover;    // mean alpha, 0..1
-  plates::Plane engine;   // how much of the screen's colour the engine's despill takes away, as a share of the screen
+  plates::Plane engine;   // how much of the screen's colour the engine's despill takes away, as a share of the screen,
+                          // or, below 0, adds
   plates::Plane depth;    // distance from what the screen shows through, in 1080ths of the height, up to kDeepest
 
   int width() const { return cover.width; }

@@ -34,14 +34,11 @@ inline float chromaShare(const Color& c, const Color& screen) {
   return (a[0] * s[0] + a[1] * s[1]) / std::max(s[0] * s[0] + s[1] * s[1], 1.0f);
 }
 
-// How much of what the source shows is the subject's, 0..1, by the key's alpha; both given in levels. Where the source
-// itself lets something through, that is no part of the screen. Keys leave bright and pale cloth a little below opaque,
-// and its colour is not mixed with the screen's for that: from nine tenths on all of it counts as the subject's. Where
-// it is mixed indeed, what is left of the screen is found as spill.
+// The key's alpha of what the source shows, 0..1, both given in levels: where the source itself lets something through,
+// that is no part of the screen.
 inline float coverage(float keyed, float source) {
-  constexpr float kSolid = 0.9f;
   if (!(keyed > 0.0f)) return 0.0f;
-  return keyed < kSolid * source ? keyed / (kSolid * source) : 1.0f;
+  return keyed < source ? keyed / source : 1.0f;
 }
 
 }  // namespace kalvetra::refine

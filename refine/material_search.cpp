@@ -36,15 +36,17 @@ class MaterialSearch {
     for (int round = 0; round < 10 && !centres_.empty(); ++round) settle();
     for (std::size_t g = 0; g < centres_.size(); ++g) addMaterial(g, materials);
     findUsualSpill(materials);
-    for (Read& read : read_) mend(read, materials);
-    for (std::size_t i = 0; i < read_.size(); ++i) materials.all[i] = read_[i].material;
+    for (std::size_t i = 0; i < read_.size(); ++i) materials.all[i] = mended(read_[i], lightOn(read_[i], materials));
+    findUsualSpill(materials);
+    for (std::size_t i = 0; i < read_.size(); ++i) {
+      materials.all[i] = mended(read_[i], std::max(materials.all[i].taken, ofEdge(read_[i])));
+    }
     return materials;
   }
 
  private:
   using Feature = std::array<float, 3>;  // hue and saturation, mostly, and a little of the luma
   struct Read {
-    Material material;
     Color read, screen;
     float depth, engine;  // medians there
   };
@@ -147,14 +149,13 @@ class MaterialSearch {
     };
     Read read{};
     for (std::size_t c = 0; c < 3; ++c) {
-      read.material.color[c] = middle([c](const Sample& s) { return s.own[c]; });
+      read.read[c] = middle([c](const Sample& s) { return s.own[c]; });
       read.screen[c] = middle([c](const Sample& s) { return s.screen[c]; });
     }
     read.depth = middle([](const Sample& s) { return s.depth; });
     read.engine = middle([](const Sample& s) { return s.engine; });
-    read.read = read.material.color;
     read_.push_back(read);
-    materials.all.push_back(read.material);
+    materials.all.push_back({read.read});
   }
 
   // At each depth the median of all that can be explained.
@@ -175,17 +176,20 @@ class MaterialSearch {
     }
   }
 
-  // Takes out what even the deepest parts of a material have of the screen's light. What is meant to be green or yellow
-  // stays so.
-  void mend(Read& read, const Materials& materials) const {
-    Color& color = read.material.color;
-    const std::size_t other = color[0] >= color[2] ? 0 : 2;
-    const float asGreen = greenExcess(color) / std::max(read.screen[1] - read.screen[other], 10.0f);
+  // What even the deepest parts of a material have of the screen's light. What is meant to be green or yellow has none.
+  float lightOn(const Read& read, const Materials& materials) const {
+    const std::size_t other = read.read[0] >= read.read[2] ? 0 : 2;
+    const float asGreen = greenExcess(read.read) / std::max(read.screen[1] - read.screen[other], 10.0f);
     const float usual = 2.0f * materials.usualSpillAt(read.depth);
-    read.material.taken =
-        std::max({std::clamp(asGreen, 0.0f, usual), ofGrey(read), ofWhite(read), ofDark(read), ofEdge(read)});
-    color = without(color, read.material.taken, read.screen);
-    for (float& v : color) v = std::max(v, 1.0f);
+    const float shallow = 1.0f - plates::smoothStep(16.0f, 32.0f, read.depth);  // as deep as light may well reach
+    return std::max(
+        {std::clamp(asGreen, 0.0f, usual), ofGrey(read), ofWhite(read), ofDark(read), shallow * ofEdge(read)});
+  }
+
+  static Material mended(const Read& read, float taken) {
+    Material material{without(read.read, taken, read.screen), taken};
+    for (float& v : material.color) v = std::max(v, 1.0f);
+    return material;
   }
 
   // What makes it grey, where anything along the screen's colour does.
@@ -229,7 +233,7 @@ class MaterialSearch {
     for (const Read& deep : read_) {
       const float deeper = plates::smoothStep(1.25f, 1.75f, deep.depth / std::max(read.depth, 1.0f));
       if (deeper <= 0.0f) continue;
-      const Spill fit = spillOn(Material{deep.read}, read.read, read.screen, 1.0f);
+      const Spill fit = spillOn({deep.read}, read.read, read.screen, 1.0f);
       const float likely = 1.0f - plates::smoothStep(1.5f, 3.0f, fit.misfit);
       taken = std::max(taken,
                        fit.amount * greenish * likely * deeper * (1.0f - plates::smoothStep(32.0f, 64.0f, read.depth)));

@@ -36,14 +36,17 @@ class SpillFinder {
         cold_(scaleOf(settings.despillBlue, 0)) {}
 
   struct Found {
-    float amount, weight, meant;
+    float amount;  // in all; below 0 where the alpha is too low
+    float light;   // so much of it is light that fell on the subject
+    float weight, meant;
   };
 
   Found at(std::size_t i) const {
     const float cover = cells_.cover[i];
     if (cover < 0.02f) return {};
     const Color own = colorAt(cells_.own, i), screen = colorAt(cells_.screen, i);
-    const Explained e = explain(materials_, own, screen, cover);
+    Explained e = explain(materials_, own, screen, cover);
+    e.sure *= smoothStep(0.4f, 0.95f, cover);  // anything explains what is hardly seen
     float amount = std::min(e.amount, kMostSpill / cover);
     // More than usual so deep inside is no spill but a thing's own colour, an eye's: it gets what its surroundings get.
     const float depth = cells_.depth[i], usual = 2.0f * materials_.usualSpillAt(depth) + 0.03f;
@@ -51,7 +54,9 @@ class SpillFinder {
     amount = e.sure * amount + (1.0f - e.sure) * cells_.engine[i];
     const Color without_ = without(own, amount, screen);
     const float taken = amount * sliders(without_), left = std::max(amount - taken, 0.0f);
-    return {taken, cover * (1.0f - e.sure * unusual),
+    // Light is as strong on all that is as deep; what there is more is the screen itself, seen through or mirrored.
+    const float usualLight = 1.5f * materials_.usualSpillAt(depth) + 0.02f;
+    return {taken, std::clamp(taken, 0.0f, usualLight), cover * (1.0f - e.sure * unusual),
             e.sure * std::max(greenExcess(e.color), 0.0f) + left * std::max(greenExcess(screen), 0.0f)};
   }
 
@@ -98,20 +103,23 @@ SpillField spillOf(const Cells& cells, const Materials& materials, const KeySett
   SpillField field;
   field.side = cells.side;
   const int width = cells.width(), height = cells.height();
-  Plane amount(width, height), weight(width, height);
+  Plane amount(width, height), light(width, height), weight(width, height);
   field.meant = Plane(width, height);
   const SpillFinder finder(cells, materials, settings);
   Bands(workers, height).run([&](int, int first, int end) {
     for (std::size_t i = cells.cover.index(0, first); i < cells.cover.index(0, end); ++i) {
       const SpillFinder::Found found = finder.at(i);
       amount[i] = found.amount;
+      light[i] = found.light;
       weight[i] = found.weight;
       field.meant[i] = found.meant;
     }
   });
   const Plane local = weightedMean(amount, weight, 1, workers).values;
-  for (std::size_t i = 0; i < weight.values.size(); ++i) weight[i] *= std::min(0.25f * cells.depth[i], 1.0f);
-  field.amount = carried(amount, weight, workers);
+  for (std::size_t i = 0; i < weight.values.size(); ++i) weight[i] *= smoothStep(3.0f, 10.0f, cells.depth[i]);
+  field.amount = carried(light, weight, workers);
+  field.extra = local;
+  for (std::size_t i = 0; i < local.values.size(); ++i) field.extra[i] = std::max(local[i] - field.amount[i], 0.0f);
   field.meant = weightedMean(field.meant, cells.cover, 1, workers).values;
   // The light of the screen comes from a wide part of it.
   const int wide = std::max(1, static_cast<int>(30.0f * cells.unit));
@@ -166,7 +174,7 @@ struct Pixel {
   float alpha;
 };
 struct Around {
-  float amount, meant;
+  float amount, extra, meant;
   Color own, light;
 };
 
@@ -209,12 +217,11 @@ Color bounded(const Pixel& p, const Color& clean, const Around& around, float ke
 
 Color cleanColor(const Pixel& p, const Around& around) {
   const float alpha = std::max(p.alpha, 0.02f), open = 1.0f - p.alpha;
-  if (open <= 0.0f) return bounded(p, without(p.source, around.amount, around.light), around, 0.0f);
-  Color own;
-  for (std::size_t c = 0; c < 3; ++c) own[c] = (p.source[c] - open * p.screen[c]) / alpha;
-  const Color clean = without(own, around.amount, around.light);
-  const float kept = 1.0f;
-  return bounded(p, greyed(clean, leftOver(clean, alpha, around), around.light, kept), around, kept);
+  Color own = p.source;
+  for (std::size_t c = 0; c < 3 && open > 0.0f; ++c) own[c] = (p.source[c] - open * p.screen[c]) / alpha;
+  Color clean = greyed(without(own, around.amount, around.light), around.extra, around.light, 1.0f);
+  if (open > 0.0f) clean = greyed(clean, leftOver(clean, alpha, around), around.light, 1.0f);
+  return bounded(p, clean, around, open > 0.0f ? 1.0f : 0.0f);
 }
 
 }  // namespace
@@ -222,9 +229,10 @@ Color cleanColor(const Pixel& p, const Around& around) {
 void removeSpill(const ConstFrame& source, const deep::Backdrop& backdrop, const SpillField& field, bool blueScreen,
                  const Frame& keyed, const Workers* workers) {
   const int width = keyed.width, height = keyed.height;
-  constexpr std::size_t kCoarse = 8;
-  const std::array<const Plane*, kCoarse> planes{&field.amount, &field.meant,     &field.own[0],    &field.own[1],
-                                                 &field.own[2], &field.screen[0], &field.screen[1], &field.screen[2]};
+  constexpr std::size_t kCoarse = 9;
+  const std::array<const Plane*, kCoarse> planes{&field.amount,    &field.extra,     &field.meant,
+                                                 &field.own[0],    &field.own[1],    &field.own[2],
+                                                 &field.screen[0], &field.screen[1], &field.screen[2]};
   const CoarseRow coarse(width, field.side);
   const Bands bands(workers, height);
   struct Memory {
@@ -255,7 +263,7 @@ void removeSpill(const ConstFrame& source, const deep::Backdrop& backdrop, const
                           {key.red[x], key.green[x], key.blue[x]},
                           coverage(key.alpha[x], from.alpha[x])};
         const auto c = [&](std::size_t i) { return m.coarse[i][at]; };
-        const Color clean = cleanColor(pixel, {c(0), c(1), {c(2), c(3), c(4)}, {c(5), c(6), c(7)}});
+        const Color clean = cleanColor(pixel, {c(0), c(1), c(2), {c(3), c(4), c(5)}, {c(6), c(7), c(8)}});
         const float scale = (keyed.premultiplied ? key.alpha[x] / 255.0f : 1.0f) / 255.0f;
         float* const to = out + 4 * x;
         to[0] = clean[0] * scale;
