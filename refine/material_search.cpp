@@ -126,10 +126,11 @@ class MaterialSearch {
     }
   }
 
-  static float median(std::vector<float>& values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
+  // What one value in so many lies below: of 2 the median.
+  static float ranked(std::vector<float>& values, std::size_t part) {
+    const auto place = values.begin() + static_cast<std::ptrdiff_t>(values.size() / part);
+    std::nth_element(values.begin(), place, values.end());
+    return *place;
   }
 
   // Read where it lies deepest inside the subject: there the screen's light reaches least.
@@ -145,7 +146,7 @@ class MaterialSearch {
     const auto middle = [&](auto value) {
       std::vector<float> values;
       for (std::size_t i = 0; i < end; ++i) values.push_back(value(samples_[members[i]]));
-      return median(values);
+      return ranked(values, 2);
     };
     Read read{};
     for (std::size_t c = 0; c < 3; ++c) {
@@ -158,7 +159,7 @@ class MaterialSearch {
     materials.all.push_back({read.read});
   }
 
-  // At each depth the median of all that can be explained.
+  // At each depth, of all that can be explained.
   void findUsualSpill(Materials& materials) {
     std::array<std::vector<float>, kSpillDepths.size()> amounts;
     constexpr std::array<float, kSpillDepths.size() - 1> kBounds{6.0f, 10.0f, 16.0f, 32.0f, 64.0f};
@@ -169,10 +170,14 @@ class MaterialSearch {
       amounts[static_cast<std::size_t>(bin)].push_back(e.amount);
     }
     constexpr std::size_t kEnough = 40;
-    float usual = 0.0f;
+    float usual = 0.0f, light = 0.0f;
     for (std::size_t i = amounts.size(); i-- > 0;) {
-      if (amounts[i].size() >= kEnough) usual = median(amounts[i]);
-      materials.usualSpill[i] = usual;
+      if (amounts[i].size() >= kEnough) {
+        usual = ranked(amounts[i], 2);
+        light = ranked(amounts[i], 4);
+      }
+      materials.usual.amounts[i] = usual;
+      materials.light.amounts[i] = light;
     }
   }
 
@@ -180,7 +185,7 @@ class MaterialSearch {
   float lightOn(const Read& read, const Materials& materials) const {
     const std::size_t other = read.read[0] >= read.read[2] ? 0 : 2;
     const float asGreen = greenExcess(read.read) / std::max(read.screen[1] - read.screen[other], 10.0f);
-    const float usual = 2.0f * materials.usualSpillAt(read.depth);
+    const float usual = 2.0f * materials.usual.at(read.depth);
     const float shallow = 1.0f - plates::smoothStep(16.0f, 32.0f, read.depth);  // as deep as light may well reach
     return std::max(
         {std::clamp(asGreen, 0.0f, usual), ofGrey(read), ofWhite(read), ofDark(read), shallow * ofEdge(read)});

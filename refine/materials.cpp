@@ -49,15 +49,15 @@ Spill spillOnGrey(const Color& own, const Color& screen, float trust) {
   return fit;
 }
 
-float Materials::usualSpillAt(float depth) const {
-  if (!(depth > kSpillDepths.front())) return usualSpill.front();
+float ByDepth::at(float depth) const {
+  if (!(depth > kSpillDepths.front())) return amounts.front();
   for (std::size_t i = 1; i < kSpillDepths.size(); ++i) {
     if (depth < kSpillDepths[i]) {
       const float part = (depth - kSpillDepths[i - 1]) / (kSpillDepths[i] - kSpillDepths[i - 1]);
-      return usualSpill[i - 1] + part * (usualSpill[i] - usualSpill[i - 1]);
+      return amounts[i - 1] + part * (amounts[i] - amounts[i - 1]);
     }
   }
-  return usualSpill.back();
+  return amounts.back();
 }
 
 Explained explain(const Materials& materials, const Color& own, const Color& screen, float trust) {

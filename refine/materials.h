@@ -17,11 +17,16 @@ struct Material {
 // Depths, in 1080ths of the height, at which the usual spill is known; linear between, level beyond.
 inline constexpr std::array<float, 6> kSpillDepths{5.0f, 8.0f, 13.0f, 24.0f, 48.0f, 80.0f};
 
+// Shares of the screen at those depths.
+struct ByDepth {
+  std::array<float, kSpillDepths.size()> amounts{};
+  float at(float depth) const;
+};
+
 struct Materials {
   std::vector<Material> all;
-  std::array<float, kSpillDepths.size()> usualSpill{};  // at those depths, as a share of the screen
-
-  float usualSpillAt(float depth) const;
+  ByDepth usual;  // as much of the screen is in half of what there is
+  ByDepth light;  // in three quarters of it: what falls on everything alike
 };
 
 // Gathers what is looked at in one frame or in several frames of a shot, which are added in the order of time.

@@ -37,7 +37,7 @@ class SpillFinder {
 
   struct Found {
     float amount;  // in all; below 0 where the alpha is too low
-    float light;   // so much of it is light that fell on the subject
+    float light;   // so much of it may be light that fell on the subject
     float weight, meant;
   };
 
@@ -49,14 +49,13 @@ class SpillFinder {
     e.sure *= smoothStep(0.4f, 0.95f, cover);  // anything explains what is hardly seen
     float amount = std::min(e.amount, kMostSpill / cover);
     // More than usual so deep inside is no spill but a thing's own colour, an eye's: it gets what its surroundings get.
-    const float depth = cells_.depth[i], usual = 2.0f * materials_.usualSpillAt(depth) + 0.03f;
+    const float depth = cells_.depth[i], usual = 2.0f * materials_.usual.at(depth) + 0.03f;
     const float unusual = smoothStep(usual, 1.5f * usual, amount) * (1.0f - e.mended) * smoothStep(0.0f, 6.0f, depth);
     amount = e.sure * amount + (1.0f - e.sure) * cells_.engine[i];
     const Color without_ = without(own, amount, screen);
     const float taken = amount * sliders(without_), left = std::max(amount - taken, 0.0f);
-    // Light is as strong on all that is as deep; what there is more is the screen itself, seen through or mirrored.
-    const float usualLight = 1.5f * materials_.usualSpillAt(depth) + 0.02f;
-    return {taken, std::clamp(taken, 0.0f, usualLight), cover * (1.0f - e.sure * unusual),
+    return {taken, std::clamp(taken, 0.0f, 1.5f * materials_.light.at(depth) + 0.02f),
+            cover * (1.0f - e.sure * unusual),
             e.sure * std::max(greenExcess(e.color), 0.0f) + left * std::max(greenExcess(screen), 0.0f)};
   }
 
@@ -96,6 +95,17 @@ Plane carried(const Plane& amount, const Plane& weight, const Workers* workers) 
   return std::move(near.values);
 }
 
+// 1 where edges all around are soft: of hair, veils, glass and motion blur, 0 where they are sharp. There the screen is
+// seen through what the key takes for solid, rather than that its light falls on it.
+Plane softness(const Plane& cover, const Workers* workers) {
+  Plane partly = cover;
+  for (float& v : partly.values) v *= 4.0f * (1.0f - v);
+  constexpr int kAround = 8;  // cells
+  Plane soft = boxMean(partly, kAround, workers);
+  for (float& v : soft.values) v = smoothStep(0.1f, 0.25f, v);
+  return soft;
+}
+
 }  // namespace
 
 SpillField spillOf(const Cells& cells, const Materials& materials, const KeySettings& settings,
@@ -116,11 +126,15 @@ SpillField spillOf(const Cells& cells, const Materials& materials, const KeySett
     }
   });
   const Plane local = weightedMean(amount, weight, 1, workers).values;
+  const Plane soft = softness(cells.cover, workers);
+  for (std::size_t i = 0; i < light.values.size(); ++i) light[i] *= 1.0f - soft[i];
   for (std::size_t i = 0; i < weight.values.size(); ++i) weight[i] *= smoothStep(3.0f, 10.0f, cells.depth[i]);
   field.amount = carried(light, weight, workers);
   field.extra = local;
   for (std::size_t i = 0; i < local.values.size(); ++i) field.extra[i] = std::max(local[i] - field.amount[i], 0.0f);
   field.meant = weightedMean(field.meant, cells.cover, 1, workers).values;
+  Plane seen = cells.cover;
+  for (float& v : seen.values) v *= v;
   // The light of the screen comes from a wide part of it.
   const int wide = std::max(1, static_cast<int>(30.0f * cells.unit));
   for (std::size_t c = 0; c < 3; ++c) {
@@ -129,7 +143,7 @@ SpillField spillOf(const Cells& cells, const Materials& materials, const KeySett
     for (std::size_t i = 0; i < own.values.size(); ++i) {
       own[i] = std::max(cells.own[c][i] - local[i] * field.screen[c][i], 0.0f);
     }
-    field.own[c] = weightedMean(own, cells.cover, 1, workers).values;
+    field.own[c] = carried(own, seen, workers);
   }
   return field;
 }
@@ -215,13 +229,23 @@ Color bounded(const Pixel& p, const Color& clean, const Around& around, float ke
   return color;
 }
 
+// What is hardly seen has its surroundings' colour, as bright as it is itself.
+Color steadied(const Color& color, float alpha, const Around& around) {
+  const float own = smoothStep(0.0f, 0.35f, alpha);
+  const float scale = std::clamp(luma(color) / std::max(luma(around.own), 4.0f), 0.5f, 1.5f);
+  Color c;
+  for (std::size_t i = 0; i < 3; ++i) c[i] = own * color[i] + (1.0f - own) * scale * around.own[i];
+  return c;
+}
+
 Color cleanColor(const Pixel& p, const Around& around) {
   const float alpha = std::max(p.alpha, 0.02f), open = 1.0f - p.alpha;
   Color own = p.source;
   for (std::size_t c = 0; c < 3 && open > 0.0f; ++c) own[c] = (p.source[c] - open * p.screen[c]) / alpha;
   Color clean = greyed(without(own, around.amount, around.light), around.extra, around.light, 1.0f);
-  if (open > 0.0f) clean = greyed(clean, leftOver(clean, alpha, around), around.light, 1.0f);
-  return bounded(p, clean, around, open > 0.0f ? 1.0f : 0.0f);
+  if (open <= 0.0f) return bounded(p, clean, around, 0.0f);
+  clean = greyed(clean, leftOver(clean, alpha, around), around.light, 1.0f);
+  return bounded(p, steadied(clean, alpha, around), around, 1.0f);
 }
 
 }  // namespace
