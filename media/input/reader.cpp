@@ -7,6 +7,7 @@
 
 #include "media/alpha_mode.h"
 #include "media/input/exact_start.h"
+#include "media/input/exr_file.h"
 #include "media/pixels/float_pixels.h"
 #include "support/user_error.h"
 
@@ -112,7 +113,7 @@ void Reader::feedDecoder(SourceFrame& frame) {
     const int index = packet->stream_index;
     tally_->addPacket(*packet, index == videoIndex_, endOf(*packet));
     if (index == videoIndex_) {
-      if (avcodec_send_packet(decoder_.get(), packet.get()) < 0) tally_->addUndecodable();
+      if (isCutOff(*packet) || avcodec_send_packet(decoder_.get(), packet.get()) < 0) tally_->addUndecodable();
       return;
     }
     if (copied_.contains(index)) {
@@ -120,6 +121,11 @@ void Reader::feedDecoder(SourceFrame& frame) {
       frame.copied.push_back(std::move(packet));
     }
   }
+}
+
+bool Reader::isCutOff(const AVPacket& packet) const {
+  return video().codecpar->codec_id == AV_CODEC_ID_EXR &&
+         isCutOffExr({packet.data, static_cast<std::size_t>(packet.size)});
 }
 
 bool Reader::nextPacket(PacketPtr& packet) {

@@ -115,6 +115,7 @@ class Reader {
   int readFile(AVPacket& packet);
   void restart();
   void feedDecoder(SourceFrame& frame);
+  bool isCutOff(const AVPacket& packet) const;
   void stamp(SourceFrame& frame);
   std::int64_t endOf(const AVPacket& packet) const;
   std::int64_t nominalDuration() const;

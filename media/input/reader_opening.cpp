@@ -87,8 +87,11 @@ void Reader::openDecoder() {
 void Reader::describePictures() {
   AVStream& stream = *input_.container->streams[videoIndex_];
   const AVCodecParameters& p = *stream.codecpar;
-  if (p.width < 1 || p.height < 1)
-    throw UserError(name_ + ": does not say how large its pictures are; the file is damaged");
+  if (p.width < 1 || p.height < 1) {
+    const bool exr = p.codec_id == AV_CODEC_ID_EXR;
+    throw UserError(name_ + (exr ? ": is damaged, or has no channels R, G and B, or Y; write those, outside of layers"
+                                 : ": does not say how large its pictures are; the file is damaged"));
+  }
   if ((p.width > kLargestSide && !holdsFloatPixels()) || p.height > kLargestSide) {
     throw UserError(name_ + ": its pictures measure " + std::to_string(p.width) + " x " + std::to_string(p.height) +
                     ", more than 65535 on a side; scale them down first");

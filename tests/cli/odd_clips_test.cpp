@@ -14,6 +14,7 @@
 
 namespace {
 
+namespace fs = std::filesystem;
 using kalvetra::Image;
 using nlohmann::json;
 using namespace kalvetra::test;
@@ -111,6 +112,40 @@ TEST(OddClips, PremultipliedColoursAreDividedByTheirAlpha) {
   need(kFfmpeg + "-f lavfi -i color=0x803219@0.5:s=32x32:d=0.04,format=argb,format=gbrapf32le -frames:v 1 " + light);
   need(key(light + " " + seen + " --view source" + kColor));
   EXPECT_NEAR(255, pixel(readAll(seen).at(0))[1], 1);
+}
+
+// FFmpeg's decoder leaves what is missing black, and says nothing.
+TEST(OddClips, CutOffOpenExrFilesAreDamaged) {
+  const ScratchFolder folder;
+  const std::string source = folder.path("a-1.exr"), cut = folder.path("a-2.exr"), out = folder.path("o-%d.png");
+  for (const char* form : {"gbrpf32le -compression none", "gbrpf32le -compression zip16", "gbrapf32le -format half"}) {
+    need(kFfmpeg + "-y -f lavfi -i testsrc2=s=33x40:d=0.04 -pix_fmt " + form + " -frames:v 1 " + source);
+    need(key(source + " -f null" + kColor));
+    const auto size = fs::file_size(source);
+    for (const auto kept : {size - 1, size / 2, size / 4, std::uintmax_t{20}}) {
+      fs::copy_file(source, cut, fs::copy_options::overwrite_existing);
+      fs::resize_file(cut, kept);
+      EXPECT_EQ(1, run(key(cut + " -f null" + kColor)).status) << form << ", " << kept << " of " << size;
+    }
+    fs::copy_file(source, folder.path("a-3.exr"), fs::copy_options::overwrite_existing);
+    const Outcome partly = run(key(folder.path("a-%d.exr") + " -y --keep-partial " + out + kColor));
+    EXPECT_EQ(1, partly.status);
+    expectHas(partly.output, "1 frame lost");
+    EXPECT_TRUE(fs::exists(folder.path("o-3.png")) && !fs::exists(folder.path("o-2.png"))) << partly.output;
+  }
+}
+
+// A grey picture is what one of three equal colours is, and floats know no limited range.
+TEST(OddClips, GreyPicturesHaveTheCurveOfColoredOnes) {
+  const ScratchFolder folder;
+  for (const auto& [form, name] : {std::pair{"rgb48be", "c.png"}, {"gray16be", "g.png"}, {"grayf32le", "g.exr"}}) {
+    const std::string file = folder.path(name), out = folder.path("o.exr");
+    need(kFfmpeg + "-f lavfi -i color=0x808080:s=8x8:d=0.04 -frames:v 1 -vf format=rgb24,format=" + form + " " + file);
+    const std::string said = need(key(file + " -y " + out + " --view source" + kColor));
+    EXPECT_EQ(std::string::npos, said.find("limited range")) << said;
+    // What light was is code values of sRGB here.
+    EXPECT_NEAR(std::string(name) == "g.exr" ? 188 : 128, readAll(out).at(0).bytes[1], 3) << name;
+  }
 }
 
 TEST(OddClips, SoundThatBeginsBeforeThePicturesGoesIntoNutInStep) {
