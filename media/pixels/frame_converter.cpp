@@ -83,17 +83,18 @@ ColorTags resolveColor(ColorTags tags, AVPixelFormat format, int height, std::st
   const bool inFloat = d != nullptr && (d->flags & AV_PIX_FMT_FLAG_FLOAT) != 0;
   if (inFloat && tags.transfer == AVCOL_TRC_LINEAR) tags.transfer = AVCOL_TRC_IEC61966_2_1;  // once it is converted
   if (tags.range == AVCOL_RANGE_UNSPECIFIED) {
-    const bool full = isFullRangeByFormat(format);
+    const bool full = inFloat || isFullRangeByFormat(format);
     tags.range = full ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
     if (!full) guess = "limited range";
   }
-  const bool large = height >= 720;
+  const bool large = height >= 720, hasChroma = d == nullptr || d->nb_components >= 3;
+  const bool grey =
+      !hasChroma && tags.range == AVCOL_RANGE_JPEG;  // in pictures it is what RGB of three equal values is
   if (tags.matrix == AVCOL_SPC_UNSPECIFIED || tags.matrix == AVCOL_SPC_RESERVED) {
     tags.matrix = large ? AVCOL_SPC_BT709 : height == 576 ? AVCOL_SPC_BT470BG : AVCOL_SPC_SMPTE170M;
-    const bool hasChroma = d == nullptr || d->nb_components >= 3;
     if (hasChroma) guess = std::string(large ? "BT.709" : "BT.601") + " colour" + (guess.empty() ? "" : ", " + guess);
   }
-  const bool wide = tags.matrix == AVCOL_SPC_BT709 || tags.matrix == AVCOL_SPC_RGB;
+  const bool wide = grey || tags.matrix == AVCOL_SPC_BT709 || tags.matrix == AVCOL_SPC_RGB;
   if (tags.primaries == AVCOL_PRI_UNSPECIFIED || tags.primaries == AVCOL_PRI_RESERVED) {
     tags.primaries = wide                                  ? AVCOL_PRI_BT709
                      : tags.matrix == AVCOL_SPC_BT2020_NCL ? AVCOL_PRI_BT2020
@@ -101,7 +102,7 @@ ColorTags resolveColor(ColorTags tags, AVPixelFormat format, int height, std::st
                                                            : AVCOL_PRI_SMPTE170M;
   }
   if (tags.transfer == AVCOL_TRC_UNSPECIFIED || tags.transfer == AVCOL_TRC_RESERVED) {
-    tags.transfer = rgb ? AVCOL_TRC_IEC61966_2_1 : wide ? AVCOL_TRC_BT709 : AVCOL_TRC_SMPTE170M;
+    tags.transfer = rgb || grey ? AVCOL_TRC_IEC61966_2_1 : wide ? AVCOL_TRC_BT709 : AVCOL_TRC_SMPTE170M;
   }
   return tags;
 }

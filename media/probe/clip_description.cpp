@@ -32,6 +32,12 @@ Property property(const char* name, bool stated, bool implied) {
   return {textOr(name, "unknown"), implied ? Origin::Implied : stated ? Origin::Tagged : Origin::Guessed};
 }
 
+// Floats hold light, but for raw ones, whose frames say that they are code values.
+bool holdsLight(const AVFrame& picture, const AVPixFmtDescriptor& d) {
+  return (d.flags & AV_PIX_FMT_FLAG_FLOAT) != 0 &&
+         (picture.color_trc == AVCOL_TRC_LINEAR || picture.color_trc == AVCOL_TRC_UNSPECIFIED);
+}
+
 void describeColors(const AVCodecParameters& stated, const ColorTags& color, const AVPixFmtDescriptor& d,
                     ClipDescription& clip) {
   const bool rgb = clip.chroma == "RGB";
@@ -51,6 +57,7 @@ void describeSamples(const AVFrame& picture, const Reader& reader, ClipDescripti
   clip.depth = (d->flags & AV_PIX_FMT_FLAG_PAL) != 0 ? 8 : d->comp[0].depth;
   clip.chroma = chromaOf(*d);
   describeColors(*reader.video().codecpar, reader.format().color, *d, clip);
+  if (holdsLight(picture, *d)) clip.transfer = {"linear", Origin::Implied};
   if (clip.chroma != "RGB" && d->log2_chroma_w + d->log2_chroma_h > 0) {
     const bool stated = picture.chroma_location != AVCHROMA_LOC_UNSPECIFIED;
     clip.chromaSiting = property(stated ? av_chroma_location_name(picture.chroma_location) : "left", stated, false);

@@ -141,8 +141,12 @@ TEST(Conversion, MissingTagsAreGuessedByHeight) {
   EXPECT_EQ(AVCOL_SPC_SMPTE170M, guessed(AV_PIX_FMT_YUV420P, 480).matrix);
   EXPECT_EQ(AVCOL_SPC_BT470BG, guessed(AV_PIX_FMT_YUV420P, 576).matrix);
   EXPECT_EQ(AVCOL_RANGE_JPEG, guessed(AV_PIX_FMT_YUVJ420P, 480).range);
-  guessed(AV_PIX_FMT_RGB24, 480);
-  EXPECT_EQ("", guess);
+  for (const AVPixelFormat picture : {AV_PIX_FMT_RGB24, AV_PIX_FMT_GRAYF32}) {
+    EXPECT_EQ(AVCOL_TRC_IEC61966_2_1, guessed(picture, 480).transfer);
+    EXPECT_EQ("", guess);
+  }
+  EXPECT_EQ(AVCOL_TRC_IEC61966_2_1, guessed(AV_PIX_FMT_GRAY16, 480, {.range = AVCOL_RANGE_JPEG}).transfer);
+  EXPECT_EQ(AVCOL_TRC_SMPTE170M, guessed(AV_PIX_FMT_GRAY10, 480).transfer);
   const auto kept = guessed(AV_PIX_FMT_YUV420P, 1080,
                             {AVCOL_SPC_SMPTE170M, AVCOL_RANGE_JPEG, AVCOL_PRI_SMPTE170M, AVCOL_TRC_SMPTE170M});
   EXPECT_EQ("", guess);
