@@ -39,11 +39,12 @@ void applySystemGamma(float* red, float* green, float* blue, int count) {
   }
 }
 
-[[noreturn]] void refuse(AVColorTransferCharacteristic transfer) {
+[[noreturn]] void refuse(AVColorTransferCharacteristic transfer, const std::string& depth = "") {
   const char* name = av_color_transfer_name(transfer);
-  throw UserError("pictures whose transfer is '" +
+  throw UserError("OpenEXR holds linear light, and pictures whose transfer is '" +
                   (name != nullptr ? std::string(name) : std::to_string(static_cast<int>(transfer))) +
-                  "' cannot be turned into linear light; convert the clip to BT.709 first, or choose png16");
+                  "' cannot be turned into it" + depth +
+                  "; .png, .mov and .mkv keep the code values, or convert the clip to BT.709 first");
 }
 
 }  // namespace
@@ -73,7 +74,7 @@ LightCurve::Shape LightCurve::shapeOf(AVColorTransferCharacteristic transfer) {
 
 std::array<float, 256> LightCurve::ofBytes(AVColorTransferCharacteristic transfer) {
   const Shape shape = shapeOf(transfer);
-  if (shape == Shape::Pq || shape == Shape::Hlg) refuse(transfer);
+  if (shape == Shape::Pq || shape == Shape::Hlg) refuse(transfer, " in 8 bits, only with --depth deep");
   std::array<double, 256> codes;
   for (std::size_t level = 0; level < codes.size(); ++level) codes[level] = static_cast<double>(level) / 255.0;
   std::array<float, 256> light;

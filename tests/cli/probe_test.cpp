@@ -83,7 +83,7 @@ TEST(Probe, HdrIsWarnedOfByProbeAndKey) {
     const std::string light = key(clip + " " + folder.path("o.exr") + " -y --frames 1 --key-color 0,128,0");
     const Outcome refused = run(light + " --depth 8");
     EXPECT_EQ(1, refused.status);
-    expectHas(refused.output, "cannot be turned into linear light");
+    expectHas(refused.output, "cannot be turned into it in 8 bits");
     need(light);
   }
 }

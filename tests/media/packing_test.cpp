@@ -118,8 +118,9 @@ TEST(LinearLight, OtherTransfersAreRefused) {
     ADD_FAILURE() << "an HDR transfer was taken for another";
   } catch (const UserError& error) {
     EXPECT_STREQ(
-        "pictures whose transfer is 'smpte2084' cannot be turned into linear light; convert the clip to BT.709 first, "
-        "or choose png16",
+        "OpenEXR holds linear light, and pictures whose transfer is 'smpte2084' cannot be turned into it in 8 bits, "
+        "only "
+        "with --depth deep; .png, .mov and .mkv keep the code values, or convert the clip to BT.709 first",
         error.what());
   }
   EXPECT_NO_THROW(FramePacker(AV_PIX_FMT_BGRA, AVCOL_SPC_RGB, AlphaMode::Straight, AVCOL_TRC_SMPTE2084));
