@@ -37,7 +37,7 @@ json rawIdentity(const SourceOptions& source) {
   json identity{{"rate", av_q2d(source.sequenceRate)}};
   if (source.raw) {
     identity["raw"] = {source.raw->width, source.raw->height, av_q2d(source.raw->rate),
-                       static_cast<int>(source.raw->format)};
+                       static_cast<int>(source.raw->format), source.raw->floats};
   }
   return identity;
 }

@@ -24,7 +24,7 @@ ordered_json inputEntry(const KeyJob& job, const ClipKeying& keying, const Reade
                      {"height", format.height},
                      {"pixel_format", pixels != nullptr ? pixels : "unknown"},
                      {"depth", colorDepth(source)},
-                     {"dithered", keying.dithers()},
+                     {"dithered", keying.dithers() && !keying.deep()},
                      {"colour_guessed", source.colorGuess()},
                      {"damaged_frames", result.damagedFrames},
                      {"lost_frames", result.lostFrames}};
@@ -39,6 +39,7 @@ ordered_json outputEntry(const WrittenOutput& output) {
                      {"hidden_colours", output.request.delivery.extendsHidden ? "extended" : "kept"},
                      {"verified", !output.proof.checks.empty()},
                      {"checks", output.proof.checks}};
+  if (output.request.delivery.dithersDeep()) entry["dithered"] = true;
   if (!output.numbers.empty()) {
     entry["first_number"] = output.numbers.front();
     entry["last_number"] = output.numbers.back();

@@ -177,6 +177,11 @@ AVPixelFormat Delivery::pixelFormat() const {
   return opaque ? samples.opaquePixelFormat : samples.pixelFormat;
 }
 
+bool Delivery::dithersDeep() const {
+  const AVPixFmtDescriptor* samples = av_pix_fmt_desc_get(pixelFormat());
+  return isDeep() && dither && !format->floatPixels && samples->comp[0].depth == 8;
+}
+
 std::vector<std::string> purposes() { return kPurposes; }
 
 std::vector<std::string> codecs() {

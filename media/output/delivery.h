@@ -41,6 +41,8 @@ struct Delivery {
   bool dither = true;          // as asked for; never of levels
 
   bool isDeep() const { return depth > 8; }
+  // Colours of deep pictures are spread over the dither's pattern, as the file holds 8 bits.
+  bool dithersDeep() const;
   // Of the depths that the codec has for deep pictures the least that holds them, else the largest.
   AVPixelFormat pixelFormat() const;
 };

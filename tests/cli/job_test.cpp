@@ -352,6 +352,13 @@ TEST(Dither, IsForDeepSourcesAlone) {
   EXPECT_EQ(std::tuple(10, true, true), receipt(deep));
   EXPECT_EQ(std::tuple(10, false, true), receipt(deep + " --no-dither"));
   EXPECT_EQ(std::tuple(8, false, false), receipt(clip() + " --frames 3"));
+  // At full depth the key is not dithered, but an output of 8 bits is.
+  need(key(deep + " " + out.path("o.mov") + " --also result=" + out.path("o.webm") + " -y --receipt " +
+           out.path("r.json") + kColor));
+  const auto whole = nlohmann::json::parse(std::ifstream(out.path("r.json")));
+  EXPECT_FALSE(whole.at("input").at("dithered").get<bool>());
+  EXPECT_FALSE(whole.at("outputs").at(0).contains("dithered"));
+  EXPECT_TRUE(whole.at("outputs").at(1).at("dithered").get<bool>());
 }
 
 // Each 10-bit level of a ramp without noise comes back as a mean of its own, in code values and in light.

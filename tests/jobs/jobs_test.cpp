@@ -161,6 +161,22 @@ TEST(JobIdentity, HoldsDitherWhereThereIsAnyAndHiddenColors) {
   EXPECT_NE(extended, identity(true));
 }
 
+// The same bytes may be taken for pixels of whole numbers or of floats.
+TEST(JobIdentity, HoldsWhatRawPicturesAreTakenFor) {
+  const ScratchFolder folder;
+  const std::atomic<bool> never{false};
+  kalvetra::KeyJob job;
+  job.input = folder.path("p.raw");
+  std::ofstream(job.input) << std::string(16 * 16 * 16, '\0');
+  const auto identity = [&](const std::string& raw) {
+    job.source.raw = kalvetra::parseRawPictures("16x16@25:" + raw);
+    return jobIdentity(job, kalvetra::AnimatedSettings(),
+                       kalvetra::ClipKeying(kalvetra::Reader(job.input, job.source, 1, never), {}));
+  };
+  EXPECT_NE(identity("rgba64"), identity("rgbaf32"));
+  EXPECT_EQ(identity("rgbaf32"), identity("rgbaf32"));
+}
+
 class JournalTest : public testing::Test {
  protected:
   static std::string failure(const std::string& job, const fs::path& folder) {
