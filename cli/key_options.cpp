@@ -181,11 +181,7 @@ ShownView shownView(const KeyChoice& choice, const KeySettings& settings) {
 void checkDeepLook(const KeyChoice& choice) {
   const int look = choice.presetDeepLook;
   if (look == 0) return;
-  if (look > kDeepLookVersion) {
-    throw UserError(choice.presetFile + ": the preset is for look " + std::to_string(look) +
-                    " of the key at full depth, this program has look " + std::to_string(kDeepLookVersion) +
-                    "; use a newer program, or --depth 8");
-  }
+  checkDeepLook(look, choice.presetFile);
   noteOlderLook(choice.presetFile, "look of the key at full depth", look, kDeepLookVersion);
 }
 

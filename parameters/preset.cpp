@@ -34,6 +34,13 @@ Preset readPreset(const std::string& file) {
   return parsePreset(text, file);
 }
 
+void checkDeepLook(int deepLook, const std::string& name) {
+  if (deepLook <= kDeepLookVersion) return;
+  throw UserError(name + ": the preset is for look " + std::to_string(deepLook) +
+                  " of the key at full depth, this program has look " + std::to_string(kDeepLookVersion) +
+                  "; use a newer program, or key in 8 bits (--depth 8)");
+}
+
 void applyPreset(const Preset& preset, AnimatedSettings& settings) {
   for (const auto& [id, curve] : preset.curves) settings.set(*findParameter(id), curve);
 }

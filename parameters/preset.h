@@ -44,6 +44,10 @@ Preset presetOf(const nlohmann::ordered_json& settings, const std::string& name)
 // Reads it from a file. Throws UserError like parsePreset, and for a file that cannot be read or is too large.
 Preset readPreset(const std::string& file);
 
+// Throws UserError with that name where the preset's deep look is newer than this program's. For pictures that are
+// keyed at full depth with it: in 8 bits it does not matter.
+void checkDeepLook(int deepLook, const std::string& name);
+
 // Sets what the preset sets, leaves the rest.
 void applyPreset(const Preset& preset, AnimatedSettings& settings);
 

@@ -27,7 +27,9 @@ Answer presetText(const Request& request, const PreviewContext& context) {
   return answer;
 }
 
-Json presetAnswer(const Preset& preset) {
+// `deep` where the page keys at full depth.
+Json presetAnswer(const Preset& preset, const std::string& name, bool deep) {
+  if (deep) checkDeepLook(preset.deepLook, name);
   return {{"settings", settingsOf(preset)}, {"look", preset.look}, {"currentLook", kLookVersion}};
 }
 
@@ -46,10 +48,16 @@ void addFileRoutes(Routes& routes, PreviewContext& context) {
         {{"presets", folders.presets()}, {"pictures", folders.pictures()}, {"folders", folderNames(folders)}});
   });
   routes.post("api/preset/text", [&context](const Request& request) { return presetText(request, context); });
-  routes.post("api/preset/read",
-              [](const Request& request) { return jsonAnswer(presetAnswer(parsePreset(request.body, "the preset"))); });
-  routes.post("api/preset/load", [&folders](const Request& request) {
-    return jsonAnswer(presetAnswer(folders.loadPreset(text(parseBody(request.body), "name"))));
+  routes.post("api/preset/read", [&context](const Request& request) {
+    const std::string name = "the preset";
+    const auto depth = request.query.find("depth");
+    const Json lane = depth == request.query.end() ? Json::object() : Json{{"depth", depth->second}};
+    return jsonAnswer(presetAnswer(parsePreset(request.body, name), name, isDeepIn(lane, context)));
+  });
+  routes.post("api/preset/load", [&context](const Request& request) {
+    const Json body = parseBody(request.body);
+    const std::string name = text(body, "name");
+    return jsonAnswer(presetAnswer(context.folders.loadPreset(name), name, isDeepIn(body, context)));
   });
   routes.post("api/preset/save", [&context](const Request& request) {
     const Json body = parseBody(request.body);

@@ -41,6 +41,7 @@ PreviewContext::PreviewContext(PreviewOptions given, std::atomic<bool>& stopWord
   named_ = options.named;
   if (!options.preset.empty()) {
     const Preset preset = readPreset(options.preset);
+    if (clip.keysDeep(options.depth)) checkDeepLook(preset.deepLook, options.preset);
     named_.insert(preset.curves.begin(), preset.curves.end());
   }
   checkBackground(options, clip.format(), stop);

@@ -5,7 +5,7 @@ import {byId} from './dom.js';
 // A sentence's part for the line on the clip; empty for clips of 8 bits that are keyed as such.
 export function depthText(bits, isDeep) {
   if (bits <= 8 && !isDeep) return '';
-  return `${bits} bits, keyed ${isDeep ? 'at full depth' : 'in 8 bits'}`;
+  return `${bits > 16 ? 'floating point' : `${bits} bits`}, keyed ${isDeep ? 'at full depth' : 'in 8 bits'}`;
 }
 
 export class Depth {

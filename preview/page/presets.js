@@ -51,13 +51,13 @@ export class Presets {
   }
 
   async #loadFile(file) {
-    const {settings} = await api.sendText('preset/read', await file.text());
+    const {settings} = await api.sendText(`preset/read?${new URLSearchParams(this.#state.lane)}`, await file.text());
     this.#apply(settings, file.name);
   }
 
   async #loadNamed() {
     const name = byId('preset-names').value;
-    const {settings} = await api.post('preset/load', {name});
+    const {settings} = await api.post('preset/load', {name, ...this.#state.lane});
     this.#apply(settings, name);
   }
 

@@ -133,6 +133,28 @@ TEST(PreviewFolders, ReadAPresetThatThePageHolds) {
   expectHas(bad.body, "the preset, line 3: \\\"shadw\\\" is no setting; the nearest is \\\"shadow\\\"");
 }
 
+// Where it matters, as for the command.
+TEST(PreviewFolders, PresetsOfANewerDeepLookAreForEightBits) {
+  const ScratchFolder folder;
+  const std::string newer = R"({"look": 1, "deep-look": 7, "settings": {"shadow": 80}})";
+  write(folder.path("new.json"), newer);
+  std::atomic<bool> stop{false};
+  PreviewOptions options = optionsFor(someClip(), {folder.path("")});
+  PreviewContext context(options, stop);
+  const Routes routes = makeRoutes(context);
+  const auto status = [&](const char* depth) {
+    return std::pair(
+        routes.answer("POST", "api/preset/read", {newer, {{"depth", depth}}}).status,
+        routes.answer("POST", "api/preset/load", {Json{{"name", "new.json"}, {"depth", depth}}.dump(), {}}).status);
+  };
+  EXPECT_EQ(std::pair(200, 200), status("auto"));
+  EXPECT_EQ(std::pair(400, 400), status("deep"));
+  options.preset = folder.path("new.json");
+  EXPECT_NO_THROW(PreviewContext(options, stop));
+  options.depth = DepthChoice::Deep;
+  EXPECT_THROW(PreviewContext(options, stop), UserError);
+}
+
 TEST(PreviewFolders, TheClipsOwnBackgroundMayBeAnywhere) {
   const ScratchFolder folder;
   need(kFfmpeg + "-f lavfi -i testsrc2=s=80x45 -frames:v 1 " + folder.path("sky.png"));
