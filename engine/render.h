@@ -15,8 +15,8 @@ enum class Scan {
 
 // A picture of the bare backdrop that is known from elsewhere: another frame, a clean plate, a better estimate.
 struct KnownPlate {
-  ConstFrame
-      picture;  // of the whole frame in any size and, for render(), any 8-bit format, straight; its alpha is not read
+  ConstFrame picture;  // of the whole frame in any size, straight, of the formats that the frame may have; its alpha is
+                       // not read
   // Where a pixel has the plate's paint but is darker, a black shadow stays in place of its key: as opaque as its
   // luminance lies below the plate's, shaped by the setting `shadow`; kept_shadows.h has the formula. For pictures of
   // the backdrop as it is, in its own light.
@@ -40,7 +40,8 @@ struct RenderOptions {
 // Only the area that both frames have in common is read and written; there may be none. The frames may be of any 8-bit
 // format and alpha each, and may lie in the same memory: the result is that of the input as straight Argb8, brought
 // into the output's form. Premultiplied colours are converted as in pixel_formats.h; view Source from premultiplied to
-// premultiplied leaves them as they are. No side may exceed 65535 pixels.
+// premultiplied leaves them as they are. No side may exceed 65535 pixels. Frames and plates of floats must not be
+// given: they are for deep/render.h.
 //
 // Values out of range make the pipeline refuse the frame; the result view is then empty. Throws std::bad_alloc, with
 // nothing written, when memory of its own runs out; what the passes meet in the plain pipeline is answered by a frame
