@@ -2,8 +2,16 @@
 # Measures how good the pictures are: draws scenes with truth, keys them with the kalvetra that is built and with the
 # keyers of other makers that are installed, and writes a table and a page into build/quality. See docs/quality.md;
 # scripts/quality.sh --help lists the options. --kalvetra PATH=NAME, repeated, compares other builds instead.
+#
+#   scripts/quality.sh banding [options]   steps, blocks and grain in what is faint and soft, into build/banding
+#   scripts/quality.sh depths [options]    what outputs hold of sources of many depths, into build/depths
 set -euo pipefail
 cd "$(dirname "$0")/.."
+
+what=quality
+case ${1:-} in banding | depths) what=$1 && shift ;; esac
+module=quality
+[[ $what == quality ]] || module=quality.$what
 
 python=${PYTHON:-/usr/bin/python3}
 command -v "$python" >/dev/null || python=python3
@@ -23,4 +31,4 @@ case " $* " in
     ours=(--kalvetra "$built")
     ;;
 esac
-PYTHONPATH=bench PYTHONDONTWRITEBYTECODE=1 exec "$python" -m quality --out build/quality "${ours[@]}" "$@"
+PYTHONPATH=bench PYTHONDONTWRITEBYTECODE=1 exec "$python" -m "$module" --out "build/$what" "${ours[@]}" "$@"
