@@ -2,6 +2,7 @@
 # Installs what building needs and is not there yet: with apt on Debian, with brew on a Mac. In addition, with
 #   --tests     what the tests and the plug-in need
 #   --bench     what the benchmark needs
+#   --demo      what draws the clips of the demonstration
 #   --quality   what the bench for pictures needs, and the keyers that it compares (Debian alone)
 #   --clang     the second compiler, for the sanitizers and the fuzz targets (Debian alone)
 #   --old-x86   what test-old-x86.sh needs (Debian alone)
@@ -26,6 +27,7 @@ for part in "$@"; do
       debian+=(libbenchmark-dev ffmpeg frei0r-plugins)
       mac+=(google-benchmark)
       ;;
+    --demo) debian+=(ffmpeg) ;;
     --quality) debian+=(ffmpeg frei0r-plugins python3-numpy python3-opencv gstreamer1.0-tools gstreamer1.0-plugins-good blender) ;;
     --clang) debian+=(libgtest-dev clang-16 libclang-rt-16-dev llvm) ;;
     --old-x86) debian+=(libgtest-dev ffmpeg qemu-user-static) ;;
@@ -41,7 +43,7 @@ for part in "$@"; do
       command -v node >/dev/null || debian+=(nodejs)
       ;;
     *)
-      echo "install.sh: there is no part $part; give --tests, --bench, --quality, --clang, --old-x86, --check, --aarch64 or --wasm" >&2
+      echo "install.sh: there is no part $part; give --tests, --bench, --demo, --quality, --clang, --old-x86, --check, --aarch64 or --wasm" >&2
       exit 2
       ;;
   esac
