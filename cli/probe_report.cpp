@@ -62,6 +62,10 @@ std::string structureOf(const ClipDescription& clip) {
   return "long GOP, up to " + counted(clip.keyInterval, "picture") + " from key to key";
 }
 
+std::string depthOf(const ClipDescription& clip) {
+  return clip.depth > 16 ? "floating point" : counted(clip.depth, "bit");
+}
+
 std::string rateOf(const ClipDescription& clip) {
   const std::string rate = clip.frameRate.den == 1
                                ? std::to_string(clip.frameRate.num)
@@ -131,7 +135,7 @@ std::string reportText(const ClipDescription& clip, bool deep) {
   for (const SoundStream& s : clip.sound) {
     lines.add("sound", s.codec + ", " + counted(s.channels, "channel") + ", " + std::to_string(s.sampleRate) + " Hz");
   }
-  lines.add("keyed", deep ? "at full depth (" + counted(clip.depth, "bit") + ")" : "in 8 bits");
+  lines.add("keyed", deep ? "at full depth (" + depthOf(clip) + ")" : "in 8 bits");
   for (const std::string& risk : keyingRisks(clip, deep)) lines.add("warning", risk);
   return lines.text();
 }

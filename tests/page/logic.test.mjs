@@ -10,6 +10,7 @@ globalThis.document = {getElementById: () => kElement, querySelectorAll: () => [
 
 const page = '../../preview/page';
 const {Camera} = await import(`${page}/camera.js`);
+const {depthText} = await import(`${page}/depth.js`);
 const {squareAbout} = await import(`${page}/eyedropper.js`);
 const {withoutEnding} = await import(`${page}/export.js`);
 const {History} = await import(`${page}/history.js`);
@@ -150,6 +151,12 @@ test('the camera fits, and zooms about a point', () => {
   assert.ok(Math.abs(before.x - after.x) < 1e-9 && Math.abs(before.y - after.y) < 1e-9);
   camera.zoomTo(1e9);
   assert.equal(camera.zoom, 64);
+});
+
+test('the depth of a clip is named where it is not 8 bits', () => {
+  assert.equal(depthText(8, false), '');
+  assert.equal(depthText(12, false), '12 bits, keyed in 8 bits');
+  assert.equal(depthText(32, true), 'floating point, keyed at full depth');
 });
 
 test('the cache forgets what was not looked at the longest', () => {

@@ -102,7 +102,8 @@ TEST(PreviewWheel, ShowsThePlateThatTheCommandKeysWith) {
 // What is chosen reaches all that is keyed; a clip of 10 bits is keyed at full depth where nothing is.
 TEST(PreviewPicture, IsOfTheChosenDepth) {
   const test::ScratchFolder folder;
-  const std::string clip = test::makeGreenClip(folder, "clip.mkv", 6, "-pix_fmt gbrp10le -c:v ffv1");
+  const std::string clip = test::makeGreenClip(
+      folder, "clip.mkv", 6, "-vf format=gbrp10le,setparams=color_trc=smpte2084 -pix_fmt gbrp10le -c:v ffv1");
   const test::ServedClip preview({.input = clip});
   const auto pictures = [&](const Json& depth) {
     std::string all;
@@ -123,6 +124,7 @@ TEST(PreviewPicture, IsOfTheChosenDepth) {
   }
   EXPECT_LT(difference / static_cast<double>(deep.size()), 1.0);
   EXPECT_EQ(10, preview.json("api/clip")["bits"]);
+  test::expectHas(preview.json("api/clip")["notes"].dump(), "In this clip the colours are HDR (PQ)");
   EXPECT_EQ(400, preview.post("api/picture", Json{{"frame", 0}, {"view", "source"}, {"depth", "12"}}).status);
 }
 
