@@ -20,8 +20,9 @@ mix() { echo "65535*($1*$light*(1-$veil)+0.3*$veil)"; }
 ffmpeg -nostdin -v error -y -f lavfi -i "color=black:s=1280x300:r=25:d=0.4,format=gbrp16le,geq=r='$(mix 0.18)':g='$(mix 0.6)':b='$(mix 0.28)'" \
   -vf scale=out_color_matrix=bt709:out_range=tv,format=yuv422p10le,setparams=colorspace=bt709:color_primaries=bt709:color_trc=bt709:range=tv \
   -c:v prores_ks -profile:v 3 demo/veil.mov
-"$kalvetra" key -y demo/veil.mov demo/veil-keyed.mov --also comp=demo/deep.mkv --over '#040404'
-"$kalvetra" key -y demo/veil.mov demo/eight.mkv --view comp --over '#040404' --depth 8
+screen='#2e9947'  # the veil covers too much of it for its colour to be found
+"$kalvetra" key -y demo/veil.mov demo/veil-keyed.mov --key-color "$screen" --also comp=demo/deep.mkv --over '#040404'
+"$kalvetra" key -y demo/veil.mov demo/eight.mkv --key-color "$screen" --view comp --over '#040404' --depth 8
 brighter=format=rgb48le,lutrgb=r=val*4:g=val*4:b=val*4
 ffmpeg -nostdin -v error -y -i demo/eight.mkv -i demo/deep.mkv -filter_complex "[0]$brighter[a];[1]$brighter[b];[a][b]vstack" \
   -frames:v 1 demo/depth.png
