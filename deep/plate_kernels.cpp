@@ -67,12 +67,13 @@ void resampleAlong(const float* pixels, const Weights& table, float* result) {
 
 namespace {
 
-// The sum of pixels and the least in each of their channels. Four sums that are added in the end: one alone would wait
-// for each addition.
+// The sum of pixels and the least in each of their channels. Four of each that are joined in the end: one alone would
+// wait for each step.
 class Stretch {
  public:
-  explicit HWY_INLINE Stretch(const float* pixel) : least_(hn::LoadU(DPixel(), pixel)) {
+  explicit HWY_INLINE Stretch(const float* pixel) {
     for (auto& sum : sums_) sum = hn::Zero(DPixel());
+    for (auto& least : least_) least = hn::LoadU(DPixel(), pixel);
   }
   HWY_INLINE void add(const float* pixels, int count) {
     for (; count >= 4; count -= 4, pixels += 16) {
@@ -81,16 +82,18 @@ class Stretch {
     for (; count > 0; --count, pixels += 4) take(0, pixels);
   }
   HWY_INLINE hn::Vec<DPixel> sum() const { return (sums_[0] + sums_[1]) + (sums_[2] + sums_[3]); }
-  HWY_INLINE hn::Vec<DPixel> least() const { return least_; }
+  HWY_INLINE hn::Vec<DPixel> least() const {
+    return hn::Min(hn::Min(least_[0], least_[1]), hn::Min(least_[2], least_[3]));
+  }
 
  private:
   HWY_INLINE void take(std::size_t j, const float* pixel) {
     const auto color = hn::LoadU(DPixel(), pixel);
     sums_[j] = sums_[j] + color;
-    least_ = hn::Min(least_, color);
+    least_[j] = hn::Min(least_[j], color);
   }
 
-  hn::Vec<DPixel> sums_[4], least_;
+  hn::Vec<DPixel> sums_[4], least_[4];
 };
 
 }  // namespace
