@@ -68,7 +68,7 @@ void storeCell(const float* sum, int pixels, std::size_t at, Cells& cells, Plane
   for (std::size_t c = 0; c < 3; ++c) {
     cells.own[c][at] = own[c] = sum[kRed + c] * perAlpha;
     cells.screen[c][at] = screen[c] = sum[kScreenRed + c] * share;
-    engine[c] = sum[kEngineRed + c] * perAlpha;
+    cells.keyed[c][at] = engine[c] = sum[kEngineRed + c] * perAlpha;
   }
   cells.cover[at] = sum[kAlpha] * share;
   cells.engine[at] = std::clamp(chromaShare(own, screen) - chromaShare(engine, screen), -1.0f, 1.0f);
@@ -96,7 +96,7 @@ Cells cellsOf(const ConstFrame& source, const deep::Backdrop& backdrop, const Co
   const int side = cells.side = cellSide(height);
   cells.unit = static_cast<float>(height) / (1080.0f * static_cast<float>(side));
   const int columns = (width + side - 1) / side, rows = (height + side - 1) / side;
-  for (std::size_t c = 0; c < 3; ++c) cells.own[c] = cells.screen[c] = Plane(columns, rows);
+  for (std::size_t c = 0; c < 3; ++c) cells.own[c] = cells.screen[c] = cells.keyed[c] = Plane(columns, rows);
   cells.cover = cells.engine = Plane(columns, rows);
   Plane solid(columns, rows);
   const Bands bands(workers, rows);

@@ -15,6 +15,7 @@ struct Cells {
   float unit = 1.0f;      // 1 / 1080 of the frame's height, in cells
   plates::Planes own;     // of the subject: what is left without the screen that shows through, over its alpha
   plates::Planes screen;  // the lit screen there
+  plates::Planes keyed;   // the engine's colour of the subject
   plates::Plane cover;    // mean alpha, 0..1
   plates::Plane engine;   // how much of the screen's colour the engine's despill takes away, as a share of the screen,
                           // or, below 0, adds

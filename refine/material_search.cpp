@@ -188,7 +188,7 @@ class MaterialSearch {
     const float usual = 2.0f * materials.usual.at(read.depth);
     const float shallow = 1.0f - plates::smoothStep(16.0f, 32.0f, read.depth);  // as deep as light may well reach
     return std::max(
-        {std::clamp(asGreen, 0.0f, usual), ofGrey(read), ofWhite(read), ofDark(read), shallow * ofEdge(read)});
+        {std::clamp(asGreen, 0.0f, usual), ofGrey(read), ofWhite(read), ofWash(read), shallow * ofEdge(read)});
   }
 
   static Material mended(const Read& read, float taken) {
@@ -222,13 +222,14 @@ class MaterialSearch {
     return low * pale * plates::smoothStep(110.0f, 170.0f, bright);
   }
 
-  // What is dark shows the least light of the screen, glare in the lens too: a little of it is no colour of its own.
-  static float ofDark(const Read& read) {
+  // Of warm colours, which are those of skin and hair, what the engine takes for spill, where it is little: so deep
+  // inside more is no light, but gold or yellow. What is dark shows more of it, and of the glare in the lens.
+  static float ofWash(const Read& read) {
     const Color& c = read.read;
-    const float bright = std::max({c[0], c[1], c[2]});
+    const float bright = std::max({c[0], c[1], c[2]}), dark = 1.0f - plates::smoothStep(60.0f, 130.0f, bright);
     const float warm = plates::smoothStep(0.0f, 0.15f, (c[0] - c[2]) / std::max(bright, 1.0f));
-    return warm * read.engine * (1.0f - plates::smoothStep(0.07f, 0.13f, read.engine)) *
-           (1.0f - plates::smoothStep(60.0f, 130.0f, bright));
+    const float most = 0.05f + 0.03f * dark, amount = std::max(read.engine, 0.0f);
+    return warm * amount * (1.0f - plates::smoothStep(most, 1.6f * most, amount));
   }
 
   // What is found near edges alone, and is a deeper material with the screen's light on it, is that material.

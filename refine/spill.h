@@ -15,8 +15,9 @@ struct SpillField {
   int side = 1;          // of a cell, pixels
   plates::Plane amount;  // share of the screen to be taken off the subject's colour: of solid parts, carried over edges
   plates::Plane extra;   // what there is more of it just at the edges, where the alpha is taken to be too high
+  plates::Plane cover;   // mean alpha, 0..1
   plates::Planes own;    // the subject's colour without it, levels, in working colours
-  plates::Plane meant;   // green excess that the materials have of their own, levels
+  plates::Plane meant;   // the screen's chroma that colours have of their own, as a share of the screen's
   plates::Planes screen;  // the screen's light, smooth
 };
 SpillField spillOf(const Cells& cells, const Materials& materials, const KeySettings& settings,
