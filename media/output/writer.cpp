@@ -1,6 +1,5 @@
 #include "media/output/writer.h"
 
-#include "media/pixels/hidden_colors.h"
 #include "media/pixels/upright.h"
 #include "support/user_error.h"
 
@@ -51,13 +50,8 @@ PicturePacking::PicturePacking(const Delivery& delivery, const PictureFormat& so
               packingOf(delivery)) {}
 
 FramePtr PicturePacking::pack(const Image& image) const {
-  if (quarterTurns_ != 0) return packUpright(turned(image, quarterTurns_));
-  return packUpright(image);
-}
-
-FramePtr PicturePacking::packUpright(const Image& image) const {
-  if (!delivery_.extendsHidden) return packer_.pack(image, fields_);
-  return packer_.pack(withHiddenColorsExtended(image), fields_);
+  if (quarterTurns_ != 0) return packer_.pack(turned(image, quarterTurns_), fields_, delivery_.extendsHidden);
+  return packer_.pack(image, fields_, delivery_.extendsHidden);
 }
 
 VideoEncoder PicturePacking::encoder(int threads, bool globalHeader) const {

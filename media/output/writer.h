@@ -35,8 +35,6 @@ class PicturePacking {
   VideoEncoder encoder(int threads, bool globalHeader = false) const;
 
  private:
-  FramePtr packUpright(const Image& image) const;
-
   Delivery delivery_;
   int quarterTurns_;        // to be turned in the pixels
   bool fields_;             // the pictures are written as two fields

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <vector>
 
-#include "media/pixels/deep_rows.h"
 #include "media/pixels/float_pixels.h"
 #include "media/plane_rows.h"
 #include "support/user_error.h"
@@ -88,14 +87,14 @@ bool DeepPacker::handles(AVPixelFormat format) {
   return isFloat(d) ? isPlanarRgb(d) : d.comp[0].depth > 8;
 }
 
-FramePtr DeepPacker::pack(const Image& image, bool fields) const {
-  if (options_.floatPixels) return floatPixels(image, alpha_);
+FramePtr DeepPacker::pack(const Image& image, bool fields, const Image* hidden) const {
+  if (options_.floatPixels) return floatPixels(DeepRows(image, alpha_, hidden));
   const AVPixFmtDescriptor& format = *av_pix_fmt_desc_get(format_);
   FramePtr frame = makePicture(format_, image.width, image.height);
   if (options_.wideAlpha) frame->opaque_ref = wideAlpha(image);
-  DeepRows rows(image, alpha_);
+  DeepRows rows(image, alpha_, hidden);
   if (isFloat(format)) {
-    packLight(image, *frame);
+    packLight(DeepRows(image, AlphaMode::Straight, hidden), *frame);
   } else if (!isYuv(format_)) {
     packWords(rows, *frame, format);
   } else if (format_ == AV_PIX_FMT_YUV420P10) {
@@ -107,16 +106,16 @@ FramePtr DeepPacker::pack(const Image& image, bool fields) const {
 }
 
 // Planes green, blue, red and alpha. Light first, then times alpha: the other way round darkens every edge.
-void DeepPacker::packLight(const Image& image, AVFrame& frame) const {
+void DeepPacker::packLight(DeepRows rows, AVFrame& frame) const {
   constexpr int kPlaneOf[3] = {2, 0, 1};
   std::array<std::vector<float>, 3> colors;
-  for (std::vector<float>& row : colors) row.resize(static_cast<std::size_t>(image.width));
-  for (int y = 0; y < image.height; ++y) {
-    const float* in = image.floats(y);
+  for (std::vector<float>& row : colors) row.resize(static_cast<std::size_t>(rows.width()));
+  for (int y = 0; y < rows.height(); ++y) {
+    const float* in = rows.row(y);
     for (std::size_t c = 0; c < 3; ++c) {
       for (std::size_t x = 0; x < colors[c].size(); ++x) colors[c][x] = in[4 * x + c];
     }
-    light_.apply(colors[0].data(), colors[1].data(), colors[2].data(), image.width);
+    light_.apply(colors[0].data(), colors[1].data(), colors[2].data(), rows.width());
     const auto rounded = [this](float value) { return options_.halves ? nearestHalf(value) : value; };
     float* const alpha = frame.data[3] == nullptr ? nullptr : planeRow<float>(frame, 3, y);
     for (std::size_t c = 0; c < 3; ++c) {
@@ -125,7 +124,7 @@ void DeepPacker::packLight(const Image& image, AVFrame& frame) const {
         out[x] = rounded(alpha_ == AlphaMode::Premultiplied ? colors[c][x] * in[4 * x + 3] : colors[c][x]);
       }
     }
-    for (int x = 0; alpha != nullptr && x < image.width; ++x) {
+    for (int x = 0; alpha != nullptr && x < rows.width(); ++x) {
       alpha[x] = alpha_ == AlphaMode::None ? 1.0f : rounded(in[4 * x + 3]);
     }
   }

@@ -5,6 +5,7 @@
 
 #include "media/alpha_mode.h"
 #include "media/picture.h"
+#include "media/pixels/deep_rows.h"
 #include "media/pixels/light_curves.h"
 #include "media/pixels/packing_options.h"
 #include "media/pixels/yuv_packer.h"
@@ -25,10 +26,11 @@ class DeepPacker {
 
   // False for formats of 8 bits.
   static bool handles(AVPixelFormat format);
-  FramePtr pack(const Image& image, bool fields) const;
+  // `hidden`: the colours of hiddenColorsOf that go where alpha is 0, or null for the picture's own.
+  FramePtr pack(const Image& image, bool fields, const Image* hidden = nullptr) const;
 
  private:
-  void packLight(const Image& image, AVFrame& frame) const;
+  void packLight(DeepRows rows, AVFrame& frame) const;
 
   AVPixelFormat format_;
   AlphaMode alpha_;

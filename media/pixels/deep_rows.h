@@ -8,11 +8,12 @@
 
 namespace kalvetra {
 
-// As AlphaRows does for 8 bits: straight rows as they lie in the picture; opaque and premultiplied ones are made when
-// asked for. For one thread; the picture must outlive it.
+// As AlphaRows does for 8 bits: straight rows as they lie in the picture; opaque and premultiplied ones, and those with
+// other colours where alpha is 0, are made when asked for. For one thread; the pictures must outlive it.
 class DeepRows {
  public:
-  DeepRows(const Image& image, AlphaMode alpha);
+  // `hidden`: the colours of hiddenColorsOf, or null.
+  DeepRows(const Image& image, AlphaMode alpha, const Image* hidden = nullptr);
 
   int width() const { return image_.width; }
   int height() const { return image_.height; }
@@ -25,6 +26,7 @@ class DeepRows {
 
   const Image& image_;
   AlphaMode alpha_;
+  const Image* hidden_;
   std::vector<float> made_;
 };
 

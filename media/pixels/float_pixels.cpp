@@ -2,16 +2,14 @@
 
 #include <cstring>
 
-#include "media/pixels/deep_rows.h"
 #include "media/plane_rows.h"
 
 namespace kalvetra {
 
-FramePtr floatPixels(const Image& image, AlphaMode alpha) {
-  FramePtr frame = makePicture(kFloatPixelsStored, 2 * image.width, image.height);
-  DeepRows rows(image, alpha);
-  const std::size_t bytes = sizeof(float) * 4 * static_cast<std::size_t>(image.width);
-  for (int y = 0; y < image.height; ++y) std::memcpy(planeRow<unsigned char>(*frame, 0, y), rows.row(y), bytes);
+FramePtr floatPixels(DeepRows rows) {
+  FramePtr frame = makePicture(kFloatPixelsStored, 2 * rows.width(), rows.height());
+  const std::size_t bytes = sizeof(float) * 4 * static_cast<std::size_t>(rows.width());
+  for (int y = 0; y < rows.height(); ++y) std::memcpy(planeRow<unsigned char>(*frame, 0, y), rows.row(y), bytes);
   return frame;
 }
 

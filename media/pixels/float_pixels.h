@@ -3,8 +3,8 @@
 // bits and of twice the width, which have the same bytes.
 #pragma once
 
-#include "media/alpha_mode.h"
-#include "media/picture.h"
+#include "media/ffmpeg.h"
+#include "media/pixels/deep_rows.h"
 
 namespace kalvetra {
 
@@ -12,7 +12,7 @@ inline constexpr const char* kFloatPixels = "rgbaf32";
 inline constexpr AVPixelFormat kFloatPixelsStored = AV_PIX_FMT_RGBA64;
 
 // A deep picture as such a frame.
-FramePtr floatPixels(const Image& image, AlphaMode alpha);
+FramePtr floatPixels(DeepRows rows);
 
 // Such a frame as one of floats in planes of its own size; its time and all else are those of `pixels`.
 FramePtr planarFloats(const AVFrame& pixels);

@@ -2,6 +2,7 @@
 
 #include <bit>
 
+#include "media/pixels/hidden_colors.h"
 #include "media/pixels/light_curves.h"
 #include "media/pixels/picture_depth.h"
 #include "media/plane_rows.h"
@@ -55,7 +56,12 @@ FramePacker::FramePacker(AVPixelFormat format, AVColorSpace matrix, AlphaMode al
   }
 }
 
-FramePtr FramePacker::pack(const Image& image, bool fields) const {
+FramePtr FramePacker::pack(const Image& image, bool fields, bool extendsHidden) const {
+  if (extendsHidden) {
+    if (!deep_ || !image.isDeep()) return pack(withHiddenColorsExtended(image), fields);
+    const Image hidden = hiddenColorsOf(image);
+    return deep_->pack(image, fields, &hidden);
+  }
   if (deep_) return image.isDeep() ? deep_->pack(image, fields) : deep_->pack(widened(image), fields);
   return image.isDeep() ? packEightBits(narrowed(image, dither_), fields) : packEightBits(image, fields);
 }

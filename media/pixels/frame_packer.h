@@ -33,7 +33,8 @@ class FramePacker {
               AVColorTransferCharacteristic transfer = AVCOL_TRC_BT709, const PackingOptions& options = {});
   // `fields`: even and odd rows are two interlaced fields, whose chroma must not mix. Throws UserError for a pixel
   // format that no output uses.
-  FramePtr pack(const Image& image, bool fields = false) const;
+  // `extendsHidden`: with the colours of withHiddenColorsExtended.
+  FramePtr pack(const Image& image, bool fields = false, bool extendsHidden = false) const;
 
  private:
   FramePtr packEightBits(const Image& image, bool fields) const;

@@ -114,39 +114,46 @@ void fillClear(const unsigned char* in, const unsigned char* under, int width, u
   }
 }
 
-Image extended(const Image& image) {
+// `result` may be the picture itself.
+void extend(const Image& image, Image& result) {
   std::vector<Image> levels;
   levels.push_back(halved(image));
   while (levels.size() < kLevels) levels.push_back(halved(levels.back()));
   layOverBlack(levels.back());
   for (std::size_t i = levels.size() - 1; i > 0; --i) layOver(levels[i - 1], levels[i]);
 
-  Image result(image.width, image.height);
   Doubled below(levels.front());
   for (int y = 0; y < image.height; ++y) {
     const unsigned char *in = image.row(y), *under = below.row(y);
     unsigned char* out = result.row(y);
     fillClear(in, under, image.width, out);
   }
-  return result;
-}
-
-// For what is never seen, 8 bits suffice.
-Image deepExtended(const Image& image) {
-  const Image under = extended(narrowed(image, false));
-  Image result = image;
-  for (int y = 0; y < image.height; ++y) {
-    float* pixel = result.floats(y);
-    const unsigned char* below = under.row(y);
-    for (int x = 0; x < image.width; ++x, pixel += 4, below += 4) {
-      for (int c = 0; pixel[3] == 0.0f && c < 3; ++c) pixel[c] = static_cast<float>(below[c + 1]) / 255.0f;
-    }
-  }
-  return result;
 }
 
 }  // namespace
 
-Image withHiddenColorsExtended(const Image& image) { return image.isDeep() ? deepExtended(image) : extended(image); }
+Image hiddenColorsOf(const Image& deep) {
+  Image colors = narrowed(deep, false);
+  extend(colors, colors);
+  return colors;
+}
+
+void putHiddenColors(const unsigned char* colors, float* row, int width) {
+  for (int x = 0; x < width; ++x, row += 4, colors += 4) {
+    for (int c = 0; row[3] == 0.0f && c < 3; ++c) row[c] = static_cast<float>(colors[c + 1]) / 255.0f;
+  }
+}
+
+Image withHiddenColorsExtended(const Image& image) {
+  if (!image.isDeep()) {
+    Image result(image.width, image.height);
+    extend(image, result);
+    return result;
+  }
+  const Image colors = hiddenColorsOf(image);
+  Image result = image;
+  for (int y = 0; y < image.height; ++y) putHiddenColors(colors.row(y), result.floats(y), image.width);
+  return result;
+}
 
 }  // namespace kalvetra

@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <limits>
+#include <utility>
 
 #include "media/output/picture_hash.h"
 #include "media/pixels/frame_converter.h"
@@ -250,6 +252,18 @@ TEST(DeepPictures, AreTurnedHashedAndExtendedAsOthersAre) {
   const Image extended = kalvetra::withHiddenColorsExtended(image);
   EXPECT_EQ(at(image, 0), at(extended, 0)) << "what is seen stays as it is";
   EXPECT_LT(at(extended, 1)[0], 1.0f) << "what is hidden continues it";
+  const std::pair<AVPixelFormat, std::size_t> kRows[]{// and the bytes of two samples of a plane
+                                                      {AV_PIX_FMT_RGBA64LE, 16},
+                                                      {AV_PIX_FMT_GBRAPF32, 8},
+                                                      {AV_PIX_FMT_YUVA444P10, 4}};
+  for (const auto& [format, bytes] : kRows) {
+    const FramePacker packer(format, AVCOL_SPC_BT709, AlphaMode::Straight, AVCOL_TRC_BT709, {.deep = true});
+    const FramePtr copied = packer.pack(extended), direct = packer.pack(image, false, true), kept = packer.pack(image);
+    for (int plane = 0; plane < 4 && copied->data[plane] != nullptr; ++plane) {
+      EXPECT_EQ(0, std::memcmp(copied->data[plane], direct->data[plane], bytes)) << plane << " of " << format;
+    }
+    EXPECT_NE(0, std::memcmp(kept->data[0], direct->data[0], bytes)) << format;
+  }
 }
 
 // The same picture in 8 bits and deep, where both hold all of it.
