@@ -1,8 +1,10 @@
 #include "jobs/frame_pipeline.h"
 
 #include <algorithm>
+#include <condition_variable>
 #include <map>
 #include <memory>
+#include <mutex>
 
 #include "jobs/lent_threads.h"
 #include "jobs/ordered_pipeline.h"
@@ -52,11 +54,46 @@ void write(Job& job, const std::vector<Route>& routes) {
   job.written.record.number = place.number;
 }
 
+// Keyers that threads take turns with: a deep one holds pictures of so many bytes that there may be fewer of them than
+// threads.
+class Keyers {
+ public:
+  void add(std::unique_ptr<FrameKeyer> keyer) { idle_.push_back(std::move(keyer)); }
+
+  // Waits for a keyer, and has it until it ends.
+  class Turn {
+   public:
+    explicit Turn(Keyers& keyers) : keyers_(keyers) {
+      std::unique_lock lock(keyers.mutex_);
+      keyers.changed_.wait(lock, [&] { return !keyers.idle_.empty(); });
+      keyer_ = std::move(keyers.idle_.back());
+      keyers.idle_.pop_back();
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn() {
+      const std::lock_guard lock(keyers_.mutex_);
+      keyers_.add(std::move(keyer_));  // as much room as it was taken from
+      keyers_.changed_.notify_one();
+    }
+    FrameKeyer& keyer() { return *keyer_; }
+
+   private:
+    Keyers& keyers_;
+    std::unique_ptr<FrameKeyer> keyer_;
+  };
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<std::unique_ptr<FrameKeyer>> idle_;
+};
+
 // How many frames are keyed at once: deep ones are large, and many of them would take more memory than there may be.
 // The threads that are left over go to the rows of those.
 int framesAtOnce(const ClipKeying& keying, const PictureFormat& format, int threads) {
   if (!keying.deep()) return threads;
-  constexpr double kMostBytes = 700e6;
+  constexpr double kMostBytes = 600e6;
   const double pixels = static_cast<double>(format.width) * format.height;
   const double bytes = 2.5 * pixelBytes(PixelFormat::RgbaF32) * pixels;  // source, key, matte and packed pictures
   return std::clamp(static_cast<int>(kMostBytes / bytes), 1, threads);
@@ -88,17 +125,27 @@ void keyFrames(ClipReader& clip, const ClipKeying& clipKeying, const Keying& key
     if (!more) afterLastFrame = std::move(job.frame.source.copied);
     return more;
   };
+  std::vector<std::unique_ptr<LentThreads>> lent;
+  Keyers keyers;
+  for (int i = 0; i < atOnce; ++i) {
+    auto keyer = std::make_unique<FrameKeyer>(clipKeying);
+    if (threads > atOnce) {
+      lent.push_back(std::make_unique<LentThreads>(threads / atOnce));
+      keyer->share(lent.back()->workers());
+    }
+    keyers.add(std::move(keyer));
+  }
   stages.startWorker = [&] {
-    const auto keyer = std::make_shared<FrameKeyer>(clipKeying);
-    const auto lent = threads > atOnce ? std::make_shared<LentThreads>(threads / atOnce) : nullptr;
-    if (lent) keyer->share(lent->workers());
-    return [&, keyer, lent](Job& job) { key(job, *keyer, keying, routes); };
+    return [&](Job& job) {
+      Keyers::Turn turn(keyers);
+      key(job, turn.keyer(), keying, routes);
+    };
   };
   stages.write = [&](Job& job) {
     write(job, routes);
     written(job.written);
   };
-  OrderedPipeline<Job>::run(stages, atOnce);
+  OrderedPipeline<Job>::run(stages, std::min(threads, atOnce + 1));  // one more reads and writes meanwhile
   if (stop) return;
   for (const Route& route : routes) route.sink->writeCopied(afterLastFrame);
 }
