@@ -10,7 +10,11 @@ scripts/install.sh --bench
 cmake --preset release -DKALVETRA_BENCH=ON >/dev/null
 cmake --build --preset release --target kalvetra-bench >/dev/null
 bench=build/release/kalvetra-bench
-best=$("$bench" --benchmark_list_tests --benchmark_filter='^laplacian/' | tail -1 | cut -d/ -f2)
+levels=$("$bench" --benchmark_list_tests --benchmark_filter='^laplacian/' | cut -d/ -f2 | xargs)
+best=${levels##* }
+vectors=${levels#scalar}
+vectors=${vectors# }
+depth_variants="default no-plate noisy contraction all-options"
 pin=()
 command -v taskset >/dev/null && taskset -c 0 true 2>/dev/null && pin=(taskset -c 0)
 
@@ -54,7 +58,14 @@ time_keyers() {
 # Lines of name and CPU milliseconds, the name without Google Benchmark's suffix.
 time_ours() {
   "${pin[@]}" "$bench" --benchmark_format=csv --benchmark_min_time=0.3 \
-    --benchmark_filter="^(frame/.*/1080p|frame/default/4K|[a-z-]+(/radius-[0-9]+)?)/(scalar|$best)/" 2>/dev/null |
+    --benchmark_filter="^(frame/(default|no-plate|all-options)/1080p|frame/default/4K|[a-z-]+(/radius-[0-9]+)?)/(scalar|$best)/" 2>/dev/null |
+    awk -F, '/process_time/ { gsub(/"|\/process_time/, "", $1); print $1, $4 }'
+}
+
+# Whole frames of both lanes, one line as above for each level that has vectors.
+time_depths() {
+  "${pin[@]}" "$bench" --benchmark_format=csv --benchmark_min_time=0.3 \
+    --benchmark_filter="^(frame|deep)/(${depth_variants// /|}|bytes)/1080p/(${vectors// /|})/" 2>/dev/null |
     awk -F, '/process_time/ { gsub(/"|\/process_time/, "", $1); print $1, $4 }'
 }
 
@@ -67,16 +78,20 @@ time_threads() {
 for ((round = 1; round <= rounds; ++round)); do
   echo "round $round of $rounds" >&2
   time_ours >>"$work/times"
+  [ -z "$vectors" ] || time_depths >>"$work/depths"
   time_threads >>"$work/times"
   time_keyers >>"$work/times"
 done
 
 # One line a name: median, lowest, highest.
-sort -k1,1 -k2,2g "$work/times" | awk '
-  function flush() { if (n) print name, t[int((n + 1) / 2)], t[1], t[n] }
-  $1 != name { flush(); name = $1; n = 0 }
-  { t[++n] = $2 }
-  END { flush() }' >"$work/medians"
+medians() {
+  sort -k1,1 -k2,2g "$1" | awk '
+    function flush() { if (n) print name, t[int((n + 1) / 2)], t[1], t[n] }
+    $1 != name { flush(); name = $1; n = 0 }
+    { t[++n] = $2 }
+    END { flush() }'
+}
+medians "$work/times" >"$work/medians"
 
 awk -v best="$best" -v cores="$(nproc)" '
   { ms[$1] = $2; low[$1] = $3; high[$1] = $4 }
@@ -131,3 +146,20 @@ stage_table() {
 }
 stage_table scalar
 [ "$best" = scalar ] || stage_table "$best"
+
+# The same frames in 8 bits and at full depth.
+[ -z "$vectors" ] || medians "$work/depths" | awk -v levels="$vectors" -v variants="$depth_variants" '
+  { ms[$1] = $2 }
+  function row(text, level, deep, exact) {
+    printf "| %s | %s | %.1f | %.1f | %.2f |\n", text, level, ms[exact], ms[deep], ms[deep] / ms[exact]
+  }
+  END {
+    print "\n| one frame, 1920 x 1080, one thread | level | 8 bits, CPU ms | full depth, CPU ms | ratio |"
+    print "| --- | --- | --- | --- | --- |"
+    l = split(levels, level, " "); v = split(variants, variant, " ")
+    for (i = 1; i <= v; ++i)
+      for (j = 1; j <= l; ++j)
+        row(variant[i], level[j], "deep/" variant[i] "/1080p/" level[j], "frame/" variant[i] "/1080p/" level[j])
+    for (j = 1; j <= l; ++j)
+      row("default, frames of bytes", level[j], "deep/bytes/1080p/" level[j], "frame/default/1080p/" level[j])
+  }'
