@@ -49,6 +49,7 @@ class MaterialSearch {
   struct Read {
     Color read, screen;
     float depth, engine;  // medians there
+    float spread;         // of Material
   };
 
   static Feature featureOf(const Color& c) {
@@ -143,9 +144,13 @@ class MaterialSearch {
     // All that lie as deep as the last one, so that none is left out for its place in the picture.
     std::size_t end = count;
     while (end < members.size() && samples_[members[end]].depth >= samples_[members[count - 1]].depth) ++end;
-    const auto middle = [&](auto value) {
+    const auto valuesOf = [&](auto value) {
       std::vector<float> values;
       for (std::size_t i = 0; i < end; ++i) values.push_back(value(samples_[members[i]]));
+      return values;
+    };
+    const auto middle = [&](auto value) {
+      std::vector<float> values = valuesOf(value);
       return ranked(values, 2);
     };
     Read read{};
@@ -155,6 +160,11 @@ class MaterialSearch {
     }
     read.depth = middle([](const Sample& s) { return s.depth; });
     read.engine = middle([](const Sample& s) { return s.engine; });
+    // A quarter of all lies beyond two thirds of a standard deviation.
+    std::vector<float> off =
+        valuesOf([&](const Sample& s) { return -spillOn({read.read}, s.own, s.screen, 1.0f).amount; });
+    constexpr float kMostSpread = 0.03f;  // more is no material of one colour
+    read.spread = std::clamp(-1.5f * ranked(off, 4), 0.0f, kMostSpread);
     read_.push_back(read);
     materials.all.push_back({read.read});
   }
@@ -192,7 +202,7 @@ class MaterialSearch {
   }
 
   static Material mended(const Read& read, float taken) {
-    Material material{without(read.read, taken, read.screen), taken};
+    Material material{without(read.read, taken, read.screen), taken, read.spread};
     for (float& v : material.color) v = std::max(v, 1.0f);
     return material;
   }

@@ -66,18 +66,19 @@ Explained explain(const Materials& materials, const Color& own, const Color& scr
   for (const Material& m : materials.all) least = std::min(least, spillOn(m, own, screen, trust).misfit);
   Explained sum;
   float weights = 0.0f;
-  const auto add = [&](const Spill& fit, float mended, const Color& color) {
+  const auto add = [&](const Spill& fit, float spread, float mended, const Color& color) {
     const float more = 1.0f + (fit.misfit - least), weight = 1.0f / (more * more * more * more);
     weights += weight;
-    sum.amount += weight * fit.amount;
+    // What differs as much by itself is no spill.
+    sum.amount += weight * std::max(fit.amount - spread, 0.0f);
     sum.mended += weight * mended;
     for (std::size_t c = 0; c < 3; ++c) sum.color[c] += weight * (1.0f + fit.light) * color[c];
   };
-  add(grey, 1.0f, {100.0f, 100.0f, 100.0f});
+  add(grey, 0.0f, 1.0f, {100.0f, 100.0f, 100.0f});
   for (const Material& m : materials.all) {
-    add(spillOn(m, own, screen, trust), plates::smoothStep(0.0f, 0.04f, m.taken), m.color);
+    add(spillOn(m, own, screen, trust), m.spread, plates::smoothStep(0.0f, 0.04f, m.taken), m.color);
   }
-  sum.amount = std::max(sum.amount / weights, 0.0f);
+  sum.amount /= weights;
   sum.mended /= weights;
   for (float& v : sum.color) v /= weights;
   const float off = std::max(least - 6.0f, 0.0f) / 6.0f;

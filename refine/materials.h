@@ -10,8 +10,9 @@
 namespace kalvetra::refine {
 
 struct Material {
-  Color color;         // of its own, where it is lit as usual
-  float taken = 0.0f;  // share of the screen that was taken out of what was read
+  Color color;          // of its own, where it is lit as usual
+  float taken = 0.0f;   // share of the screen that was taken out of what was read
+  float spread = 0.0f;  // standard deviation of its own colours along the screen's, as such a share
 };
 
 // Depths, in 1080ths of the height, at which the usual spill is known; linear between, level beyond.

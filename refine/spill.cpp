@@ -54,7 +54,7 @@ struct Pixel {
   float alpha;
 };
 struct Around {
-  float amount, extra, meant, cover;
+  float amount, extra, meant, cover, sure;
   Color own, light;
 };
 
@@ -97,9 +97,9 @@ Color bounded(const Pixel& p, const Color& clean, const Around& around, float ke
   return color;
 }
 
-// What is hardly seen has its surroundings' colour, as bright as it is itself.
+// What is hardly seen, or not explained, has its surroundings' colour, as bright as it is itself.
 Color steadied(const Color& color, float alpha, const Around& around) {
-  const float own = smoothStep(0.0f, 0.7f, alpha);
+  const float own = smoothStep(0.0f, 0.7f, alpha) * std::max(around.sure, smoothStep(0.5f, 0.9f, alpha));
   const float scale = std::clamp(luma(color) / std::max(luma(around.own), 4.0f), 0.5f, 1.5f);
   Color c;
   for (std::size_t i = 0; i < 3; ++i) c[i] = own * color[i] + (1.0f - own) * scale * around.own[i];
@@ -121,10 +121,10 @@ Color cleanColor(const Pixel& p, const Around& around) {
 void removeSpill(const ConstFrame& source, const deep::Backdrop& backdrop, const SpillField& field, bool blueScreen,
                  const Frame& keyed, const Workers* workers) {
   const int width = keyed.width, height = keyed.height;
-  constexpr std::size_t kCoarse = 10;
-  const std::array<const Plane*, kCoarse> planes{&field.amount,    &field.extra,    &field.meant,  &field.cover,
-                                                 &field.own[0],    &field.own[1],   &field.own[2], &field.screen[0],
-                                                 &field.screen[1], &field.screen[2]};
+  constexpr std::size_t kCoarse = 11;
+  const std::array<const Plane*, kCoarse> planes{&field.amount,    &field.extra,     &field.meant,    &field.cover,
+                                                 &field.sure,      &field.own[0],    &field.own[1],   &field.own[2],
+                                                 &field.screen[0], &field.screen[1], &field.screen[2]};
   const CoarseRow coarse(width, field.side);
   const Bands bands(workers, height);
   struct Memory {
@@ -155,7 +155,7 @@ void removeSpill(const ConstFrame& source, const deep::Backdrop& backdrop, const
                           {key.red[x], key.green[x], key.blue[x]},
                           coverage(key.alpha[x], from.alpha[x])};
         const auto c = [&](std::size_t i) { return m.coarse[i][at]; };
-        const Color clean = cleanColor(pixel, {c(0), c(1), c(2), c(3), {c(4), c(5), c(6)}, {c(7), c(8), c(9)}});
+        const Color clean = cleanColor(pixel, {c(0), c(1), c(2), c(3), c(4), {c(5), c(6), c(7)}, {c(8), c(9), c(10)}});
         const float scale = (keyed.premultiplied ? key.alpha[x] / 255.0f : 1.0f) / 255.0f;
         float* const to = out + 4 * x;
         to[0] = clean[0] * scale;

@@ -16,6 +16,7 @@ struct SpillField {
   plates::Plane amount;  // share of the screen to be taken off the subject's colour: of solid parts, carried over edges
   plates::Plane extra;   // what there is more of it just at the edges, where the alpha is taken to be too high
   plates::Plane cover;   // mean alpha, 0..1
+  plates::Plane sure;    // 0..1: how well the materials explain what is seen
   plates::Planes own;    // the subject's colour without it, levels, in working colours
   plates::Plane meant;   // the screen's chroma that colours have of their own, as a share of the screen's
   plates::Planes screen;  // the screen's light, smooth

@@ -49,6 +49,8 @@ class SpillFinder {
     // More than usual so deep inside is no spill but a thing's own colour, an eye's: it gets what its surroundings get.
     const float depth = cells_.depth[i], usual = 2.0f * materials_.usual.at(depth) + 0.03f;
     const float unusual = smoothStep(usual, 1.5f * usual, amount) * (1.0f - e.mended) * smoothStep(0.0f, 6.0f, depth);
+    // Where not even the engine sees any, a skin's own shades would be taken for it deep inside.
+    amount *= std::max(smoothStep(0.0f, 0.03f, cells_.engine[i]), smoothStep(48.0f, 16.0f, depth));
     amount = e.sure * amount + (1.0f - e.sure) * cells_.engine[i];
     const Color without_ = without(own, amount, screen);
     const float taken = amount * sliders(without_), left = std::max(amount - taken, 0.0f);
@@ -112,15 +114,15 @@ SpillField spillOf(const Cells& cells, const Materials& materials, const KeySett
   SpillField field;
   field.side = cells.side;
   const int width = cells.width(), height = cells.height();
-  Plane amount(width, height), light(width, height), sure(width, height), weight(width, height);
-  field.meant = Plane(width, height);
+  Plane amount(width, height), light(width, height), weight(width, height);
+  field.meant = field.sure = Plane(width, height);
   const SpillFinder finder(cells, materials, settings);
   Bands(workers, height).run([&](int, int first, int end) {
     for (std::size_t i = cells.cover.index(0, first); i < cells.cover.index(0, end); ++i) {
       const SpillFinder::Found found = finder.at(i);
       amount[i] = found.amount;
       light[i] = found.light;
-      sure[i] = found.sure;
+      field.sure[i] = found.sure;
       weight[i] = found.weight;
       field.meant[i] = found.meant;
     }
@@ -143,7 +145,7 @@ SpillField spillOf(const Cells& cells, const Materials& materials, const KeySett
     Plane own(width, height);
     for (std::size_t i = 0; i < own.values.size(); ++i) {
       const float clean = std::max(cells.own[c][i] - local[i] * field.screen[c][i], 0.0f);
-      own[i] = cells.keyed[c][i] + sure[i] * (clean - cells.keyed[c][i]);
+      own[i] = cells.keyed[c][i] + field.sure[i] * (clean - cells.keyed[c][i]);
     }
     field.own[c] = carried(own, seen, workers);
   }
