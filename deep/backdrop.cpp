@@ -6,6 +6,14 @@
 
 namespace kalvetra::deep {
 
+namespace {
+
+// Bytes are enlarged linearly (one lobe of this filter ripples by a third of a step between pixels of the small copy,
+// which bytes hide); two lobes ripple by a sixteenth.
+constexpr int kEnlargingLobes = 2;
+
+}  // namespace
+
 Backdrop::Backdrop(const ConstFrame& frame, bool blueScreen, const KALVETRA_Param& param, const KnownPlate* given,
                    const Workers* workers)
     : width_(frame.width), height_(frame.height), blueScreen_(blueScreen) {

@@ -417,7 +417,7 @@ std::pair<Picture, double> backdropOf(const KALVETRA_Param& param, const Picture
   std::fill(plate.pixels.begin(), plate.pixels.end(), keyColor(param));
   if (param.bSmoothBG == 0) return {plate, 0};
   const auto isOther = [&](int w, int h) { return w != frame.width || h != frame.height; };
-  const auto enlarged = [&](const Picture& p) { return resampled(p, frame.width, frame.height, kEnlargingLobes); };
+  const auto enlarged = [&](const Picture& p) { return resampled(p, frame.width, frame.height, 2); };
   constexpr double kOffset = PlateKeyGeometry::kPlateOffset;
   if (given != nullptr) return {enlarged(*given), kOffset - (isOther(given->width, given->height) ? 1 : 0)};
   const PlateSize size = plateSize(frame.width, frame.height);
