@@ -206,8 +206,9 @@ inline constexpr auto kParameters = std::to_array<Parameter>({
 // The rows that plug-in hosts show.
 inline constexpr auto kHostParameters = [] {
   constexpr auto isShown = [](const Parameter& p) { return !p.ofClip; };
-  std::array<Parameter, static_cast<std::size_t>(std::ranges::count_if(kParameters, isShown))> shown{};
-  std::ranges::copy_if(kParameters, shown.begin(), isShown);
+  std::array<Parameter, static_cast<std::size_t>(std::count_if(kParameters.begin(), kParameters.end(), isShown))>
+      shown{};
+  std::copy_if(kParameters.begin(), kParameters.end(), shown.begin(), isShown);
   return shown;
 }();
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The keyer's tests of its bytes in WebAssembly: installs what is missing (Debian), builds the core with Emscripten and
-# runs the known answers and the pinned looks in Node. The plain routines alone: Highway 1.0.3 has no vectors of double
-# precision for WebAssembly, without which there is no vector form of the keying passes.
+# runs the known answers and the pinned looks of both lanes in Node. Of the exact lane the plain routines alone: Highway
+# 1.0.3 has no vectors of double precision for WebAssembly, without which there is no vector form of the keying passes.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -31,7 +31,7 @@ fi
 
 configure . build/wasm/core -DKALVETRA_CORE_ONLY=ON -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON \
   -DCMAKE_EXE_LINKER_FLAGS='-fexceptions -sNODERAWFS=1 -sALLOW_MEMORY_GROWTH=1 -sEXIT_RUNTIME=1'
-cmake --build build/wasm/core --target imaging_test engine_test parameters_test
-# Left out: threads, which there are none of, and tests of anything but the bytes.
+cmake --build build/wasm/core --target imaging_test engine_test parameters_test deep_test
+# Left out: threads, which there are none of, the judge of the deep lane, and tests of anything but the bytes.
 ctest --test-dir build/wasm/core --output-on-failure --parallel 2 \
-  --exclude-regex '^(.*_NOT_BUILT|Inspection|Preset|RandomSettings|Look.IsTheSameOnAnyNumberOfThreads|CpuLevelScopes.OverrideTheProcess)'
+  --exclude-regex '^(.*_NOT_BUILT|Inspection|Preset|RandomSettings|Look.IsTheSameOnAnyNumberOfThreads|DeepRender.GivesTheSameFloatsOnAnyNumberOfThreads|deep_judge_test|CpuLevelScopes.OverrideTheProcess)'

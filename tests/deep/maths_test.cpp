@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <vector>
 
@@ -23,7 +23,7 @@ double worstError(deep::Function f, const std::function<double(double)>& exact, 
     deep::apply(f, values.data(), values.size());
     if (first.empty()) first = values;
     for (std::size_t i = 0; i < xs.size(); ++i) {
-      if (std::bit_cast<std::uint32_t>(values[i]) == std::bit_cast<std::uint32_t>(first[i])) continue;
+      if (std::memcmp(&values[i], &first[i], sizeof(float)) == 0) continue;
       ADD_FAILURE() << cpuLevelName(level) << " at " << xs[i];
       return 1.0;
     }
@@ -39,9 +39,10 @@ double worstError(deep::Function f, const std::function<double(double)>& exact, 
 // `count` floats from one on, each `step` after the one before.
 std::vector<float> floatsFrom(float first, std::uint32_t step, std::size_t count) {
   std::vector<float> xs(count);
-  auto bits = std::bit_cast<std::uint32_t>(first);
+  std::uint32_t bits = 0;
+  std::memcpy(&bits, &first, sizeof bits);
   for (float& x : xs) {
-    x = std::bit_cast<float>(bits);
+    std::memcpy(&x, &bits, sizeof x);
     bits += step;
   }
   return xs;
