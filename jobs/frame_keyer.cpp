@@ -1,7 +1,5 @@
 #include "jobs/frame_keyer.h"
 
-#include <utility>
-
 #include "compositing/mattes.h"
 #include "compositing/over.h"
 #include "deep/render.h"
@@ -40,7 +38,7 @@ const Image& FrameKeyer::keyed() {
     if (isDeep()) {
       const refine::RefineInput seen{source().frame(), options.plate, settings_, options.scan};
       refine::refineKey(seen, keyed_.frame(), options.workers);
-      refine::despillByMaterial(seen, keyed_.frame(), nullptr, options.workers);
+      refine::despillByMaterial(seen, keyed_.frame(), materials_.get(), options.workers);
     }
   });
   if (companions_.holdout) applyHoldout(*companions_.holdout, source(), keyed_);

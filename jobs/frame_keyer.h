@@ -3,12 +3,14 @@
 
 #include <functional>
 #include <memory>
+#include <utility>
 
 #include "analysis/matte_views.h"
 #include "engine/render.h"
 #include "jobs/clip_keying.h"
 #include "jobs/shown_view.h"
 #include "plates/plate.h"
+#include "refine/materials.h"
 
 namespace kalvetra {
 
@@ -33,6 +35,9 @@ class FrameKeyer {
 
   // Threads that deep frames' rows may be shared out over from now on; null: the calling one alone.
   void share(const Workers* workers) { workers_ = workers; }
+
+  // The materials of the shot, by which spill is taken off from now on; null: those of each frame by itself.
+  void know(std::shared_ptr<const refine::Materials> materials) { materials_ = std::move(materials); }
 
   // Takes the frame, which is then converted; views are made when they are asked for.
   void begin(const AVFrame& frame, const KeySettings& settings, const Companions& companions, PlateOf plate = {});
@@ -62,6 +67,7 @@ class FrameKeyer {
   PixelFormat format_;  // of what is keyed
   Scan scan_;
   const Workers* workers_ = nullptr;
+  std::shared_ptr<const refine::Materials> materials_;
   KeySettings settings_{};
   Companions companions_;
   PlateOf plateOf_;                     // until it was asked

@@ -129,6 +129,7 @@ void keyFrames(ClipReader& clip, const ClipKeying& clipKeying, const Keying& key
   Keyers keyers;
   for (int i = 0; i < atOnce; ++i) {
     auto keyer = std::make_unique<FrameKeyer>(clipKeying);
+    keyer->know(keying.materials);
     if (threads > atOnce) {
       lent.push_back(std::make_unique<LentThreads>(threads / atOnce));
       keyer->share(lent.back()->workers());

@@ -25,9 +25,10 @@ struct Route {
 };
 
 struct Keying {
-  AnimatedSettings settings;                 // by the number of the frame in the clip
-  bool hashes = false;                       // of the first route's pictures
-  std::shared_ptr<const ClipPlates> plates;  // null: the engine's own
+  AnimatedSettings settings;                           // by the number of the frame in the clip
+  bool hashes = false;                                 // of the first route's pictures
+  std::shared_ptr<const ClipPlates> plates;            // null: the engine's own
+  std::shared_ptr<const refine::Materials> materials;  // null: of each frame by itself
 };
 
 // What became of a frame; reported in the clip's order, after it was written to every route.

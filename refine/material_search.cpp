@@ -21,6 +21,10 @@ void MaterialGathering::add(const Cells& cells) {
   }
 }
 
+void MaterialGathering::add(const MaterialGathering& more) {
+  samples_.insert(samples_.end(), more.samples_.begin(), more.samples_.end());
+}
+
 // Looks for groups of like colours.
 class MaterialSearch {
  public:

@@ -35,6 +35,7 @@ class MaterialGathering {
  public:
   // Throws std::bad_alloc.
   void add(const Cells& cells);
+  void add(const MaterialGathering& more);
   Materials gather() const;
 
  private:
