@@ -30,7 +30,9 @@ std::shared_ptr<const refine::Materials> materialsFor(const KeyJob& job, const A
                                                       const std::shared_ptr<const ClipPlates>& plates,
                                                       const std::atomic<bool>& stop) {
   if (settings.at(0).despill == 0 || isReadOnce(job.input)) return nullptr;
-  ClipPictures clip(job.input, job.source, job.keying, job.threads, stop);
+  ClipPictures bytes(job.input, job.source, job.keying, job.threads, stop);
+  const std::unique_ptr<ClipPictures> deep = bytes.atFullDepth();
+  ClipPictures& clip = deep ? *deep : bytes;
   const std::vector<std::int64_t> numbers = clip.spread(kLooks);
   std::vector<refine::MaterialGathering> seen(numbers.size());
   const auto see = [&](std::size_t i, const std::shared_ptr<const Image>& picture) {

@@ -10,9 +10,9 @@
 
 namespace kalvetra {
 
-// Gathered in a few pictures from all over the clip, as these settings and plates key them: the same for every part of
-// it that is keyed. Null where spill is not taken off by material, and of what can be read only once. Throws like
-// ClipPictures::show.
+// Gathered in a few pictures from all over the clip, of the depth that it is keyed at, as these settings and plates key
+// them: the same for every part of it that is keyed. Null where spill is not taken off by material, and of what can be
+// read only once. Throws like ClipPictures::show.
 std::shared_ptr<const refine::Materials> materialsFor(const KeyJob& job, const AnimatedSettings& settings,
                                                       const std::shared_ptr<const ClipPlates>& plates,
                                                       const std::atomic<bool>& stop);

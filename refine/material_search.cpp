@@ -43,7 +43,7 @@ class MaterialSearch {
     for (std::size_t i = 0; i < read_.size(); ++i) materials.all[i] = mended(read_[i], lightOn(read_[i], materials));
     findUsualSpill(materials);
     for (std::size_t i = 0; i < read_.size(); ++i) {
-      materials.all[i] = mended(read_[i], std::max(materials.all[i].taken, ofEdge(read_[i])));
+      materials.all[i] = mended(read_[i], std::max({materials.all[i].taken, ofWash(read_[i]), ofEdge(read_[i])}));
     }
     return materials;
   }
@@ -201,8 +201,7 @@ class MaterialSearch {
     const float asGreen = greenExcess(read.read) / std::max(read.screen[1] - read.screen[other], 10.0f);
     const float usual = 2.0f * materials.usual.at(read.depth);
     const float shallow = 1.0f - plates::smoothStep(16.0f, 32.0f, read.depth);  // as deep as light may well reach
-    return std::max(
-        {std::clamp(asGreen, 0.0f, usual), ofGrey(read), ofWhite(read), ofWash(read), shallow * ofEdge(read)});
+    return std::max({std::clamp(asGreen, 0.0f, usual), ofGrey(read), ofWhite(read), shallow * ofEdge(read)});
   }
 
   static Material mended(const Read& read, float taken) {

@@ -16,37 +16,40 @@ using deep::RowBuffer;
 using plates::Plane;
 using plates::smoothStep;
 
-// A row of the coarse planes at the pixels of a row of the frame.
-class CoarseRow {
+// Rows of the coarse planes at the pixels of a row of the frame, linear between the cells' centres.
+class CoarseRows {
  public:
-  CoarseRow(int width, int side) : columns_(static_cast<std::size_t>(width)), side_(side) {}
+  CoarseRows(const Plane& like, int width, int side) : side_(side), between_(static_cast<std::size_t>(like.width)) {
+    for (int x = 0; x < width; ++x) columns_.push_back(place(x, like.width));
+  }
 
-  void at(const Plane& plane, int y, std::vector<float>& row) const {
+  // Pixels first..end - 1 of row y.
+  void read(const Plane& plane, int y, int first, int end, float* row) {
     const Place v = place(y, plane.height);
-    const float *above = plane.row(v.low), *below = plane.row(v.high);
-    row.resize(columns_);
-    for (std::size_t x = 0; x < columns_; ++x) {
-      const Place h = place(static_cast<int>(x), plane.width);
-      const float left = above[h.low] + (below[h.low] - above[h.low]) * v.part;
-      const float right = above[h.high] + (below[h.high] - above[h.high]) * v.part;
-      row[x] = left + (right - left) * h.part;
+    const float *above = plane.row(static_cast<int>(v.low)), *below = plane.row(static_cast<int>(v.high));
+    for (std::size_t x = 0; x < between_.size(); ++x) between_[x] = above[x] + (below[x] - above[x]) * v.part;
+    for (int x = first; x < end; ++x) {
+      const Place& h = columns_[static_cast<std::size_t>(x)];
+      row[x] = between_[h.low] + (between_[h.high] - between_[h.low]) * h.part;
     }
   }
 
  private:
   struct Place {
-    int low, high;
+    std::size_t low, high;
     float part;
   };
   Place place(int i, int size) const {
     const float at = (static_cast<float>(i) + 0.5f) / static_cast<float>(side_) - 0.5f;
     const float inside = std::clamp(at, 0.0f, static_cast<float>(size - 1));
     const int low = static_cast<int>(inside);
-    return {low, std::min(low + 1, size - 1), inside - static_cast<float>(low)};
+    return {static_cast<std::size_t>(low), static_cast<std::size_t>(std::min(low + 1, size - 1)),
+            inside - static_cast<float>(low)};
   }
 
-  std::size_t columns_;
   int side_;
+  std::vector<Place> columns_;
+  std::vector<float> between_;  // the plane's row at the pixels' height
 };
 
 struct Pixel {
@@ -125,16 +128,16 @@ void removeSpill(const ConstFrame& source, const deep::Backdrop& backdrop, const
   const std::array<const Plane*, kCoarse> planes{&field.amount,    &field.extra,     &field.meant,    &field.cover,
                                                  &field.sure,      &field.own[0],    &field.own[1],   &field.own[2],
                                                  &field.screen[0], &field.screen[1], &field.screen[2]};
-  const CoarseRow coarse(width, field.side);
   const Bands bands(workers, height);
   struct Memory {
     RowBuffer rows;
     deep::Backdrop::Rows screen;
+    CoarseRows reader;
     std::array<std::vector<float>, kCoarse> coarse;
   };
   std::vector<Memory> memory;
   for (int band = 0; band < bands.count(); ++band) {
-    memory.push_back({RowBuffer(width, 2), {backdrop, bands.first(band), 1}, {}});
+    memory.push_back({RowBuffer(width, 2), {backdrop, bands.first(band), 1}, {field.amount, width, field.side}, {}});
     for (auto& row : memory.back().coarse) row.resize(static_cast<std::size_t>(width));
   }
   bands.run([&](int band, int first, int end) {
@@ -143,11 +146,14 @@ void removeSpill(const ConstFrame& source, const deep::Backdrop& backdrop, const
     for (int y = first; y < end; ++y) {
       const deep::ConstRow bare = m.screen.row(y);
       loadRow(keyed, y, blueScreen, key);
-      if (std::all_of(key.alpha, key.alpha + width, [](float a) { return a <= 0.0f; })) continue;
+      int left = 0, right = width;  // what is seen lies between them
+      while (left < right && key.alpha[left] <= 0.0f) ++left;
+      while (left < right && key.alpha[right - 1] <= 0.0f) --right;
+      if (left == right) continue;
       loadRow(source, y, blueScreen, from);
-      for (std::size_t i = 0; i < kCoarse; ++i) coarse.at(*planes[i], y, m.coarse[i]);
+      for (std::size_t i = 0; i < kCoarse; ++i) m.reader.read(*planes[i], y, left, right, m.coarse[i].data());
       auto* const out = reinterpret_cast<float*>(keyed.row(y));
-      for (int x = 0; x < width; ++x) {
+      for (int x = left; x < right; ++x) {
         if (key.alpha[x] <= 0.0f || from.alpha[x] <= 0.0f) continue;
         const auto at = static_cast<std::size_t>(x);
         const Pixel pixel{{from.red[x], from.green[x], from.blue[x]},
