@@ -176,7 +176,7 @@ HWY_INLINE Color colorUnder(const PixelsAt& p, const Axis& axis, VF alpha, Color
   const Color key = sane(p.engine.levels());
   const VF own = along(axis, key) / (luma(key) + all(4.0f)), around = p.fields.tone;
   const VF counts = smoothStep(0.1f, 0.5f, engine);
-  const VF greenest = around + counts * most(own - around, zero) + all(0.03f);
+  const VF greenest = around + counts * most(own - around, zero) + all(0.02f);
   const VF violet = least(own, zero) * counts, bySubject = most(p.fields.reach, one - counts);
   const VF mostViolet = least(violet, around * bySubject + least(own, zero) * (one - bySubject)) - all(0.01f);
   const VF light = luma(mixed) + all(4.0f), tone = along(axis, mixed), screenLight = luma(s);
