@@ -78,15 +78,8 @@ void report(const JobResult& result, const KeyJob& job, const Progress& progress
   note("keyed " + counted(result.keyedNow, "frame") + " in " + speed(progress) + (files.empty() ? "" : " to " + files));
 }
 
-// What comes after the key works at full depth alone.
-bool needsFullDepth(const KeyChoice& choice) {
-  const KeySettings settings = withNamed(choice).at(0);
-  return settings.refine != 0 || settings.despill != 0;
-}
-
 void keyOne(const KeyCommand& options, const std::string& input) {
   KeyJob job = jobFor(options.options, input, mainView(options.choice));
-  if (needsFullDepth(options.choice)) job.keying.depth = DepthChoice::Deep;
   job.cleanPlate = options.choice.cleanPlate;
   job.settingsRead = options.choice.presetFile;
   job.settingsWritten = nameFor(options.choice.savedPreset, input);
@@ -202,6 +195,7 @@ void settleView(KeyCommand& options) {
 void run(KeyCommand& options) {
   JobOptions& job = options.options;
   splitPaths(job);
+  settleDepth(options.choice, job.job.keying);
   settleView(options);
   options.choice.alwaysKeys = !job.also.empty();
   options.choice.briefly = job.inputs.size() > 1 && !job.verbose;

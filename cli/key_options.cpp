@@ -76,6 +76,10 @@ Grammar grammarOf(const Parameter& p, KeyChoice& choice, bool withOwnViews) {
     return {"frame, fit, shot, FILE", " is neither of them nor a file that is there", "fit, where it is sure",
             kPlateHelp, [&p, &choice](const std::string& text) { return takeCleanPlate(p, text, choice); }};
   }
+  if (isSwitch(p)) {
+    return {valueRange(p), complaint, defaultText(p), help + " Without a value: on.",
+            [](const std::string&) { return false; }};
+  }
   if (isView(p) && withOwnViews) {
     return {valueRange(p) + ", " + viewSlugs(kFirstOwnView), complaint, defaultText(p), help,
             [&choice](const std::string& text) { return takeOwnView(text, choice); }};
@@ -147,6 +151,19 @@ bool holds(const std::string& file, const std::string& text) {
   return std::string(std::istreambuf_iterator<char>(in), {}) == text;
 }
 
+// Of what only the preset names.
+void leaveFullDepthOut(KeyChoice& choice) {
+  KeySettings left = defaultSettings();
+  for (const Parameter& p : kParameters) {
+    if (!p.fullDepth || choice.options.contains(p.id) || !choice.named.contains(p.id)) continue;
+    left.*p.value = choice.named.at(p.id).front().value;
+    choice.named.erase(p.id);
+  }
+  if (needsFullDepth(left)) {
+    note(choice.presetFile + ": " + fullDepthText(left) + " left out, which --depth 8 cannot do");
+  }
+}
+
 }  // namespace
 
 void addPlateOptions(CLI::App& command, KeyChoice& choice) {
@@ -172,6 +189,11 @@ AnimatedSettings withNamed(const KeyChoice& choice, const KeySettings& base) {
   AnimatedSettings settings(base);
   for (const auto& [id, curve] : choice.named) settings.set(*findParameter(id), curve);
   return settings;
+}
+
+void settleDepth(KeyChoice& choice, KeyingChoice& keying) {
+  if (keying.depth == DepthChoice::Eight) leaveFullDepthOut(choice);
+  keying.depth = settledDepth(keying.depth, withNamed(choice).at(0));
 }
 
 ShownView shownView(const KeyChoice& choice, const KeySettings& settings) {

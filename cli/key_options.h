@@ -8,6 +8,7 @@
 #include <string>
 
 #include "cli/common_options.h"
+#include "jobs/clip_keying.h"
 #include "jobs/shown_view.h"
 #include "media/input/reader.h"
 #include "parameters/animated_settings.h"
@@ -41,6 +42,10 @@ void addPlateOptions(CLI::App& command, KeyChoice& choice);
 
 // What the user named, over settings that are found otherwise.
 AnimatedSettings withNamed(const KeyChoice& choice, const KeySettings& base = defaultSettings());
+
+// Full depth where the settings that are named ask for it. With --depth 8 what a preset has of that is left out, and a
+// note says so; throws UserError where single options ask for it.
+void settleDepth(KeyChoice& choice, KeyingChoice& keying);
 
 // What to show of a frame with these settings.
 ShownView shownView(const KeyChoice& choice, const KeySettings& settings);

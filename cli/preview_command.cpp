@@ -78,6 +78,7 @@ void run(const CLI::App& command, PreviewCommand& options) {
   options.preview.cleanPlate = options.choice.cleanPlate;
   options.preview.searchScreen = options.choice.searchScreen;
   options.preview.plain = options.choice.plain;
+  settledDepth(options.keying.depth, withNamed(options.choice).at(0));  // refuses what does not go together
   options.preview.depth = options.keying.depth;
   for (const char* name : {"--raw", "--rate"}) {
     if (command.count(name) == 0) continue;

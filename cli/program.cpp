@@ -11,6 +11,7 @@
 #include "cli/interrupt.h"
 #include "cli/overview.h"
 #include "media/ffmpeg.h"
+#include "parameters/parameter_value.h"
 #include "support/user_error.h"
 
 namespace kalvetra {
@@ -38,6 +39,17 @@ constexpr std::string_view kOutOfMemory = "out of memory; try fewer --threads or
   std::_Exit(1);
 }
 
+// The arguments, with the value of each switch that stands without one: a value is never a file's name.
+std::vector<std::string> withSwitchesOn(int argc, char** argv) {
+  std::vector<std::string> words(argv, argv + argc);
+  for (std::size_t i = 1; i < words.size() && words[i] != "--"; ++i) {
+    const Parameter* p = words[i].starts_with("--") ? findParameter(std::string_view(words[i]).substr(2)) : nullptr;
+    if (p == nullptr || !isSwitch(*p)) continue;
+    if (i + 1 == words.size() || !parseValue(*p, words[i + 1])) words[i] += "=on";
+  }
+  return words;
+}
+
 int parseAndRun(int argc, char** argv) {
   const std::unique_ptr<CLI::App> program = makeProgram();
   if (argc < 2) {
@@ -45,7 +57,10 @@ int parseAndRun(int argc, char** argv) {
     return 2;
   }
   try {
-    program->parse(argc, argv);
+    const std::vector<std::string> words = withSwitchesOn(argc, argv);
+    std::vector<const char*> pointers;
+    for (const std::string& word : words) pointers.push_back(word.c_str());
+    program->parse(argc, pointers.data());
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() != 0) {
       note(usageSentence(*program, error));

@@ -7,7 +7,6 @@
 #include "cli/console.h"
 #include "cli/interrupt.h"
 #include "cli/settled_key.h"
-#include "jobs/clip_materials.h"
 #include "jobs/frame_keyer.h"
 #include "media/files/name_clash.h"
 #include "media/files/temporary_output.h"
@@ -85,8 +84,7 @@ void run(const StillCommand& options) {
   std::int64_t number = 0;
   const SourceFrame frame = frameShownAt(reader, options.seconds, stopRequested(), &number);
   FrameKeyer keyer(keying);
-  keyer.know(materialsFor(job, settings, plates, stopRequested()));
-  keyer.begin(*frame.picture, settings.at(number), {}, plateOf(plates, number));
+  keyer.begin(*frame.picture, settings.at(number), {}, knownOf(plates, number));
   const Image sheet = contactSheet(keyer, reader.format().quarterTurns());
   PictureWriter writer(output, options.output, AV_PIX_FMT_RGBA, sheet.width, sheet.height);
   writer.write(FramePacker(AV_PIX_FMT_RGBA, AVCOL_SPC_RGB).pack(sheet));
@@ -113,7 +111,10 @@ void addStillCommand(CLI::App& program) {
   addThreadsOption(*command, *options);
   addCpuOption(*command);
   addKeyOptions(*command, options->choice);
-  command->callback([options] { run(*options); });
+  command->callback([options] {
+    settleDepth(options->choice, options->keying);
+    run(*options);
+  });
 }
 
 }  // namespace kalvetra

@@ -1,6 +1,8 @@
 #include "jobs/clip_keying.h"
 
 #include "media/input/source_depth.h"
+#include "parameters/parameter_value.h"
+#include "support/user_error.h"
 
 namespace kalvetra {
 
@@ -11,6 +13,24 @@ bool keysFields(const Reader& clip, FieldChoice choice) {
 }
 
 }  // namespace
+
+std::string fullDepthText(const KeySettings& settings) {
+  std::string text;
+  for (const Parameter& p : kParameters) {
+    if (!p.fullDepth || settings.*p.value == p.defaultValue) continue;
+    text += (text.empty() ? "" : " and ") + std::string(p.slug) + " " + valueText(p, settings.*p.value);
+  }
+  return text;
+}
+
+DepthChoice settledDepth(DepthChoice choice, const KeySettings& settings) {
+  if (!needsFullDepth(settings)) return choice;
+  if (choice == DepthChoice::Eight) {
+    throw UserError(fullDepthText(settings) +
+                    " cannot be done in 8 bits; choose the depth auto or deep, or leave it off");
+  }
+  return DepthChoice::Deep;
+}
 
 ClipKeying::ClipKeying(const Reader& clip, const KeyingChoice& choice)
     : color_(clip.format().color),

@@ -1,6 +1,9 @@
 // How the pictures of a clip are keyed. Decided here alone, so that every way to a key gives the same one.
 #pragma once
 
+#include <string>
+
+#include "engine/key_settings.h"
 #include "media/input/reader.h"
 #include "media/pixels/frame_converter.h"
 
@@ -26,6 +29,13 @@ struct KeyingChoice {
 constexpr bool keysDeep(DepthChoice choice, int bits) {
   return choice == DepthChoice::Deep || (choice == DepthChoice::Auto && bits > 8);
 }
+
+// The choice for a clip that is keyed with such settings: full depth where they ask for what works there alone. Throws
+// UserError where 8 bits were chosen for that.
+DepthChoice settledDepth(DepthChoice choice, const KeySettings& settings);
+
+// What settings ask for that works at full depth alone: "refine on and despill material"; empty: nothing.
+std::string fullDepthText(const KeySettings& settings);
 
 class ClipKeying {
  public:

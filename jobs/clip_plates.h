@@ -1,4 +1,5 @@
-// The backdrop of a clip, frame by frame, to key against in place of the engine's own estimate.
+// What is found out about a clip once to key its frames: the backdrop, frame by frame, to key against in place of the
+// engine's own estimate, and the materials of what stands before it.
 #pragma once
 
 #include <memory>
@@ -21,24 +22,32 @@ enum class PlateKind { Own, Fit, Shot, Clean };
 // Not changed once made: from any thread, for frames in any order.
 class ClipPlates {
  public:
-  // `deep` are the plates of deep pictures; without them they are keyed against the others.
-  ClipPlates(PlateRow row, std::optional<PlateRow> deep, AnimatedSettings settings)
+  // `deep` are the plates of deep pictures; without them they are keyed against the others. No row: the engine's own.
+  ClipPlates(std::optional<PlateRow> row, std::optional<PlateRow> deep, AnimatedSettings settings)
       : row_(std::move(row)), deep_(std::move(deep)), settings_(std::move(settings)) {}
+  // The same plates, with materials.
+  ClipPlates(const ClipPlates& plates, std::shared_ptr<const refine::Materials> materials)
+      : row_(plates.row_), deep_(plates.deep_), settings_(plates.settings_), materials_(std::move(materials)) {}
 
   // What the frame is keyed against; null: the engine's own estimate. `picture` is the whole frame as the keyer gets
   // it. A frame that looks like none of those that the plates were made of gets a fit of its own, where that is sure.
   std::shared_ptr<const Plate> at(std::int64_t number, const Image& picture) const;
+  // Null: of each frame those that it shows.
+  const std::shared_ptr<const refine::Materials>& materials() const { return materials_; }
 
  private:
-  const PlateRow row_;
+  const std::optional<PlateRow> row_;
   const std::optional<PlateRow> deep_;
   const AnimatedSettings settings_;
+  const std::shared_ptr<const refine::Materials> materials_;
 };
 
-// For a FrameKeyer: the plate of that frame; of no plates, the engine's own.
-inline PlateOf plateOf(std::shared_ptr<const ClipPlates> plates, std::int64_t number) {
+// For a FrameKeyer: what is known of that frame; of no plates, nothing.
+inline ClipKnowledge knownOf(std::shared_ptr<const ClipPlates> plates, std::int64_t number) {
   if (plates == nullptr) return {};
-  return [plates = std::move(plates), number](const Image& picture) { return plates->at(number, picture); };
+  std::shared_ptr<const refine::Materials> materials = plates->materials();
+  return {[plates = std::move(plates), number](const Image& picture) { return plates->at(number, picture); },
+          std::move(materials)};
 }
 
 // A picture that was looked at, and what was fitted to it.
@@ -67,11 +76,27 @@ std::vector<PlateSample> fitSamples(ClipPictures& clip, const AnimatedSettings& 
 FoundPlates findPlates(ClipPictures& clip, const AnimatedSettings& settings, const std::string& cleanPlate,
                        const IsStopped& stopped = {});
 
+// Whether the settings ask for the materials of the clip.
+bool goesByMaterials(const AnimatedSettings& settings);
+
+// Adds a note where the settings refine in vain: without a plate, or beside what refining leaves alone. Of plates that
+// are found, before the materials.
+void noteIdleRefine(const AnimatedSettings& settings, FoundPlates& found);
+
+// The plates, which may be null, with the materials of the clip, where the settings ask for them: those that pictures
+// from all over it show, the same for every part that is keyed. For a clip that is keyed in 8 bits the plates alone.
+// Throws like ClipPictures::show.
+std::shared_ptr<const ClipPlates> withMaterials(ClipPictures& clip, const AnimatedSettings& settings,
+                                                std::shared_ptr<const ClipPlates> plates,
+                                                const IsStopped& stopped = {});
+
 // True for the standard input, named pipes and the like, which cannot be looked at before they are keyed.
 bool isReadOnce(const std::string& input);
 // Why such a clip has none.
 inline constexpr const char* kReadOnlyOnce =
     "the input can be read only once: each frame is keyed against the plate that the engine finds in it";
+inline constexpr const char* kMaterialsReadOnlyOnce =
+    "the input can be read only once: the materials to despill by are looked for in each frame by itself";
 
 // Whether any frame is keyed against a plate at all.
 bool keysAgainstPlates(const AnimatedSettings& settings);

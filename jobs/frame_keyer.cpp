@@ -1,28 +1,30 @@
 #include "jobs/frame_keyer.h"
 
+#include <utility>
+
 #include "compositing/mattes.h"
 #include "compositing/over.h"
 #include "deep/render.h"
 #include "engine/KalvetraFinalCut.h"
-#include "refine/despill.h"
-#include "refine/refine.h"
+#include "refine/finish.h"
 
 namespace kalvetra {
 
-void FrameKeyer::begin(const AVFrame& frame, const KeySettings& settings, const Companions& companions, PlateOf plate) {
+void FrameKeyer::begin(const AVFrame& frame, const KeySettings& settings, const Companions& companions,
+                       ClipKnowledge known) {
   given_.reset();
   converter_.convert(frame, converted_);
-  prepare(settings, companions, std::move(plate));
+  prepare(settings, companions, std::move(known));
 }
 
 void FrameKeyer::begin(std::shared_ptr<const Image> source, const KeySettings& settings, const Companions& companions,
-                       PlateOf plate) {
+                       ClipKnowledge known) {
   given_ = std::move(source);
-  prepare(settings, companions, std::move(plate));
+  prepare(settings, companions, std::move(known));
 }
 
-void FrameKeyer::prepare(const KeySettings& settings, const Companions& companions, PlateOf plate) {
-  plateOf_ = std::move(plate);
+void FrameKeyer::prepare(const KeySettings& settings, const Companions& companions, ClipKnowledge known) {
+  known_ = std::move(known);
   plate_.reset();
   settings_ = settings;
   settings_.view = kKalvetraViewResult;
@@ -37,8 +39,7 @@ const Image& FrameKeyer::keyed() {
     (isDeep() ? renderDeep : render)(settings_, source().frame(), keyed_.frame(), options);
     if (isDeep()) {
       const refine::RefineInput seen{source().frame(), options.plate, settings_, options.scan};
-      refine::refineKey(seen, keyed_.frame(), options.workers);
-      refine::despillByMaterial(seen, keyed_.frame(), materials_.get(), options.workers);
+      refine::finishKey(seen, keyed_.frame(), known_.materials.get(), options.workers);
     }
   });
   if (companions_.holdout) applyHoldout(*companions_.holdout, source(), keyed_);
@@ -56,7 +57,7 @@ const Image& FrameKeyer::plate() {
 
 template <class Renderer>
 void FrameKeyer::withOptions(Renderer renderer) {
-  if (const PlateOf plateOf = std::exchange(plateOf_, nullptr)) plate_ = plateOf(source());
+  if (const PlateOf plateOf = std::exchange(known_.plate, nullptr)) plate_ = plateOf(source());
   if (plate_ == nullptr) return renderer(RenderOptions{.scan = scan_, .workers = workers_});
   const KnownPlate known = plate_->known();
   renderer(RenderOptions{.scan = scan_, .workers = workers_, .plate = &known});

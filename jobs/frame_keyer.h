@@ -3,7 +3,6 @@
 
 #include <functional>
 #include <memory>
-#include <utility>
 
 #include "analysis/matte_views.h"
 #include "engine/render.h"
@@ -24,6 +23,12 @@ struct Companions {
 // What the frame is keyed against, asked once it is keyed; null, or no function at all: the engine's own estimate.
 using PlateOf = std::function<std::shared_ptr<const Plate>(const Image& source)>;
 
+// What is known of the clip that the frame is keyed with.
+struct ClipKnowledge {
+  PlateOf plate{};
+  std::shared_ptr<const refine::Materials> materials{};  // null: those of the frame alone
+};
+
 // Works on one frame at a time; each thread needs one of its own. Its pictures are used over and over: fresh memory of
 // that size costs more than a conversion does.
 class FrameKeyer {
@@ -36,14 +41,11 @@ class FrameKeyer {
   // Threads that deep frames' rows may be shared out over from now on; null: the calling one alone.
   void share(const Workers* workers) { workers_ = workers; }
 
-  // The materials of the shot, by which spill is taken off from now on; null: those of each frame by itself.
-  void know(std::shared_ptr<const refine::Materials> materials) { materials_ = std::move(materials); }
-
   // Takes the frame, which is then converted; views are made when they are asked for.
-  void begin(const AVFrame& frame, const KeySettings& settings, const Companions& companions, PlateOf plate = {});
+  void begin(const AVFrame& frame, const KeySettings& settings, const Companions& companions, ClipKnowledge known = {});
   // Likewise with a picture that is converted already; of 8 bits or, where the keying is deep, of either depth.
   void begin(std::shared_ptr<const Image> source, const KeySettings& settings, const Companions& companions,
-             PlateOf plate = {});
+             ClipKnowledge known = {});
   // Valid until the next call. The composite needs a background.
   const Image& view(ShownView shown);
   // Of the frame's matte, once the status was viewed.
@@ -52,7 +54,7 @@ class FrameKeyer {
   const OddValues& oddValues() const { return converter_.oddValues(); }
 
  private:
-  void prepare(const KeySettings& settings, const Companions& companions, PlateOf plate);
+  void prepare(const KeySettings& settings, const Companions& companions, ClipKnowledge known);
   const Image& source() const { return given_ ? *given_ : converted_; }
   const Image& keyed();
   const Image& plate();
@@ -67,10 +69,9 @@ class FrameKeyer {
   PixelFormat format_;  // of what is keyed
   Scan scan_;
   const Workers* workers_ = nullptr;
-  std::shared_ptr<const refine::Materials> materials_;
   KeySettings settings_{};
   Companions companions_;
-  PlateOf plateOf_;                     // until it was asked
+  ClipKnowledge known_;                 // its plate until that was asked
   std::shared_ptr<const Plate> plate_;  // what it gave
   std::shared_ptr<const Image> given_;  // the source, where it came as a picture
   Image converted_, keyed_, view_;

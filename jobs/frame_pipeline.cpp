@@ -28,7 +28,7 @@ bool shows(const std::vector<Route>& routes, ShownView view) {
 void key(Job& job, FrameKeyer& keyer, const Keying& keying, const std::vector<Route>& routes) {
   const KeySettings settings = keying.settings.at(job.frame.number);
   const OddValues before = keyer.oddValues();
-  keyer.begin(*job.frame.source.picture, settings, job.companions, plateOf(keying.plates, job.frame.number));
+  keyer.begin(*job.frame.source.picture, settings, job.companions, knownOf(keying.plates, job.frame.number));
   job.frame.source.picture.reset();
   job.written.odd = keyer.oddValues() - before;
   const bool sample = isSample(job.frame.index, job.frame.isLast);
@@ -129,7 +129,6 @@ void keyFrames(ClipReader& clip, const ClipKeying& clipKeying, const Keying& key
   Keyers keyers;
   for (int i = 0; i < atOnce; ++i) {
     auto keyer = std::make_unique<FrameKeyer>(clipKeying);
-    keyer->know(keying.materials);
     if (threads > atOnce) {
       lent.push_back(std::make_unique<LentThreads>(threads / atOnce));
       keyer->share(lent.back()->workers());

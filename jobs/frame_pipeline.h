@@ -25,10 +25,9 @@ struct Route {
 };
 
 struct Keying {
-  AnimatedSettings settings;                           // by the number of the frame in the clip
-  bool hashes = false;                                 // of the first route's pictures
-  std::shared_ptr<const ClipPlates> plates;            // null: the engine's own
-  std::shared_ptr<const refine::Materials> materials;  // null: of each frame by itself
+  AnimatedSettings settings;                 // by the number of the frame in the clip
+  bool hashes = false;                       // of the first route's pictures
+  std::shared_ptr<const ClipPlates> plates;  // null: the engine's own
 };
 
 // What became of a frame; reported in the clip's order, after it was written to every route.

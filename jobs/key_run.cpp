@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <limits>
 
-#include "jobs/clip_materials.h"
 #include "jobs/clip_reader.h"
 #include "jobs/frame_pipeline.h"
 #include "jobs/job_identity.h"
@@ -38,7 +37,7 @@ bool hashesFrames(const KeyJob& job) {
 
 class KeyRun {
  public:
-  KeyRun(PreparedJob& prepared, const AnimatedSettings& settings, const std::shared_ptr<const ClipPlates>& plates)
+  KeyRun(PreparedJob& prepared, const AnimatedSettings& settings, std::shared_ptr<const ClipPlates> plates)
       : job_(prepared.job_),
         listener_(prepared.listener_),
         stop_(prepared.stop_),
@@ -46,7 +45,7 @@ class KeyRun {
         source_(prepared.source_),
         keying_(prepared.keying_),
         companions_(*prepared.companions_),
-        wanted_{settings, hashesFrames(prepared.job_), plates, materialsFor(prepared.job_, settings, plates, stop_)} {}
+        wanted_{settings, hashesFrames(prepared.job_), std::move(plates)} {}
 
   JobResult run() {
     if (job_.resumable) openJournals();
@@ -200,8 +199,9 @@ class KeyRun {
   JobResult result_;
 };
 
-JobResult PreparedJob::run(const AnimatedSettings& settings, const std::shared_ptr<const ClipPlates>& plates) {
-  return KeyRun(*this, settings, plates).run();
+JobResult PreparedJob::run(const AnimatedSettings& settings, std::shared_ptr<const ClipPlates> plates) {
+  settledDepth(keying_.deep() ? DepthChoice::Deep : DepthChoice::Eight, settings.at(0));  // throws where it is not so
+  return KeyRun(*this, settings, std::move(plates)).run();
 }
 
 JobResult PreparedJob::run(const AnimatedSettings& settings) {

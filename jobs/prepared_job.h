@@ -28,7 +28,7 @@ class PreparedJob {
   // Keys the clip; called once. `plates` are those that findPlates finds for the settings, null where there are none;
   // without that argument they are looked for first. Throws UserError, and Interrupted once `stop` is true; then
   // nothing stands under a final name that is not complete.
-  JobResult run(const AnimatedSettings& settings, const std::shared_ptr<const ClipPlates>& plates);
+  JobResult run(const AnimatedSettings& settings, std::shared_ptr<const ClipPlates> plates);
   JobResult run(const AnimatedSettings& settings);
 
  private:

@@ -102,21 +102,30 @@ UsualChoice choiceBeside(const std::map<int, Curve>& named) {
 UsualKey usualKey(ClipPictures& clip, const AnimatedSettings& settings, const UsualChoice& choice,
                   const std::string& cleanPlate, const IsStopped& stopped) {
   UsualKey key{withScreen(settings, choice), {}, {}};
-  if (!keysAgainstPlates(settings)) return key;
-  settlePlates(clip, choice, cleanPlate, stopped, key);
-  noteHardlyAny(key);
-  if (choice.clipBlack) settleClipBlack(clip, stopped, key);
+  if (keysAgainstPlates(settings)) {
+    settlePlates(clip, choice, cleanPlate, stopped, key);
+    noteHardlyAny(key);
+    if (choice.clipBlack) settleClipBlack(clip, stopped, key);
+  }
+  noteIdleRefine(key.settings, key.found);
+  key.found.plates = withMaterials(clip, key.settings, key.found.plates, stopped);
   return key;
 }
 
 UsualKey usualKeyFor(const KeyJob& job, const AnimatedSettings& settings, const UsualChoice& choice,
                      const std::atomic<bool>& stop, const ClipPictures::Looked& looked) {
-  const bool asks = choice.plate || kindIn(settings) != PlateKind::Own;
+  const bool hasPlates = keysAgainstPlates(settings), byMaterials = goesByMaterials(settings);
+  const bool asks = hasPlates && (choice.plate || kindIn(settings) != PlateKind::Own);
   UsualKey key{withScreen(settings, choice), {}, {}};
-  if (!keysAgainstPlates(settings) || (!asks && !choice.clipBlack)) return key;
+  if (!byMaterials && !asks && !(hasPlates && choice.clipBlack)) {
+    noteIdleRefine(settings, key.found);
+    return key;
+  }
   if (isReadOnce(job.input)) {
+    noteIdleRefine(settings, key.found);
     key.settings.set(plateParameter(), static_cast<int>(PlateKind::Own));
     if (asks) key.sentence = kReadOnlyOnce;
+    if (byMaterials) key.found.notes.emplace_back(kMaterialsReadOnlyOnce);
     return key;
   }
   try {

@@ -43,7 +43,8 @@ struct Rendering {
   }
   void run(const Frame& target) const {
     if (settings.view == kKalvetraViewSource) return renderInLane(settings, input, target);
-    with([&](const RenderOptions& how) { renderInLane(settings, input, target, how); });
+    const refine::Materials* materials = options.plate != nullptr ? options.plate->materials.get() : nullptr;
+    with([&](const RenderOptions& how) { renderInLane(settings, input, target, how, materials); });
   }
 
   CallOptions options;

@@ -1,9 +1,11 @@
 #include "library/plates.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 #include <vector>
 
+#include "analysis/shot_materials.h"
 #include "library/answer.h"
 #include "library/lent_threads.h"
 #include "library/settings.h"
@@ -43,7 +45,7 @@ struct Sampled {
   Sampled(const kalvetra_settings* settings, const kalvetra_frame* given, const std::int64_t* numbers,
           std::size_t count, const CallOptions& options, bool isForGathering = false)
       : threads(options) {
-    const AnimatedSettings& values = required(settings, "settings").values;
+    values = required(settings, "settings").values;
     const std::vector<Frame> all = framesOf(given, count, "frames");
     const std::vector<std::int64_t> places = numbersOf(numbers, count);
     const std::size_t most = isForGathering ? ShotPlate::capacity(all[0].width, all[0].height) : count;
@@ -51,25 +53,55 @@ struct Sampled {
     for (std::size_t part = 0; part < parts; ++part) {
       const std::size_t i = (2 * part + 1) * count / (2 * parts);  // the middle one of each part
       frames.push_back(all[i]);
+      frameNumbers.push_back(places[i]);
       estimates.push_back({places[i], fitPlate(all[i], values.at(places[i]), threads.workers())});
     }
   }
 
   LentThreads threads;
+  AnimatedSettings values;
   std::vector<Frame> frames;
+  std::vector<std::int64_t> frameNumbers;
   std::vector<PlateRow::Estimate> estimates;
 };
 
+// A few of the shot's frames from all over it, in the order of time.
+std::vector<std::size_t> spreadOver(const Sampled& shot) {
+  std::vector<std::size_t> order(shot.frames.size()), chosen;
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  std::ranges::sort(order, {}, [&](std::size_t i) { return shot.frameNumbers[i]; });
+  const std::size_t parts = std::min<std::size_t>(kMaterialFrames, order.size());
+  for (std::size_t part = 0; part < parts; ++part) chosen.push_back(order[(2 * part + 1) * order.size() / (2 * parts)]);
+  return chosen;
+}
+
+// The plate with the materials that the shot's frames show against it, where the settings go by them.
+kalvetra_plate* withMaterials(std::unique_ptr<kalvetra_plate> plate, const Sampled& shot, CallOptions options) {
+  if (shot.values.at(0).despill == 0) return plate.release();
+  options.plate = plate.get();
+  refine::MaterialGathering gathering;
+  for (const std::size_t i : spreadOver(shot)) {
+    options.frame = shot.frameNumbers[i];
+    const KeySettings settings = shot.values.at(options.frame);
+    const auto frame = plateFor(settings, shot.frames[i], options, shot.threads.workers());
+    const KnownPlate known = frame ? frame->known() : KnownPlate{};
+    const Scan scan = options.fields ? Scan::Fields : Scan::Whole;
+    addMaterialsOf(shot.frames[i], settings, {scan, shot.threads.workers(), frame ? &known : nullptr}, gathering);
+  }
+  plate->materials = std::make_shared<const refine::Materials>(gathering.gather());
+  return plate.release();
+}
+
 // An object with its facts, for which the caller has room.
-kalvetra_plate* made(PlateRow row, kalvetra_plate_facts facts, std::string why, std::string notes) {
-  auto* const plate = new kalvetra_plate{std::move(row), facts, std::move(why), std::move(notes)};
+std::unique_ptr<kalvetra_plate> made(PlateRow row, kalvetra_plate_facts facts, std::string why, std::string notes) {
+  std::unique_ptr<kalvetra_plate> plate(new kalvetra_plate{std::move(row), facts, std::move(why), std::move(notes)});
   plate->facts.why = plate->why.c_str();
   plate->facts.notes = plate->notes.c_str();
   return plate;
 }
 
 // Of those estimates that are sure; `why` goes before what they say of themselves.
-kalvetra_plate* fittedPlate(std::vector<PlateRow::Estimate> estimates, std::string why) {
+std::unique_ptr<kalvetra_plate> fittedPlate(std::vector<PlateRow::Estimate> estimates, std::string why) {
   double covered = 0.0;
   std::string doubt;
   std::vector<PlateRow::Estimate> sure;
@@ -111,8 +143,9 @@ int kalvetra_plate_fit(const kalvetra_settings* settings, const kalvetra_frame* 
                        size_t count, const kalvetra_options* options, kalvetra_plate** plate) {
   return answered([&] {
     kalvetra_plate*& target = required(plate, "plate");
-    Sampled shot(settings, frames, numbers, count, CallOptions(options));
-    target = fittedPlate(std::move(shot.estimates), {});
+    const CallOptions checked(options);
+    Sampled shot(settings, frames, numbers, count, checked);
+    target = withMaterials(fittedPlate(std::move(shot.estimates), {}), shot, checked);
     return KALVETRA_OK;
   });
 }
@@ -121,15 +154,15 @@ int kalvetra_plate_shot(const kalvetra_settings* settings, const kalvetra_frame*
                         size_t count, const kalvetra_options* options, kalvetra_plate** plate) {
   return answered([&] {
     kalvetra_plate*& target = required(plate, "plate");
-    Sampled shot(settings, frames, numbers, count, CallOptions(options), true);
+    const CallOptions checked(options);
+    Sampled shot(settings, frames, numbers, count, checked, true);
     ShotPlate gathering;
     for (std::size_t i = 0; i < shot.frames.size(); ++i) gathering.add(shot.frames[i], shot.estimates[i].fitted);
     GatheredPlate gathered = gathering.gather(shot.threads.workers());
-    if (gathered.locked) {
-      target = made(rowOf(std::move(gathered.plate)), {gathered.seen, 1, 1, nullptr, nullptr}, {}, {});
-    } else {
-      target = fittedPlate(std::move(shot.estimates), std::move(gathered.why));
-    }
+    target = withMaterials(gathered.locked
+                               ? made(rowOf(std::move(gathered.plate)), {gathered.seen, 1, 1, nullptr, nullptr}, {}, {})
+                               : fittedPlate(std::move(shot.estimates), std::move(gathered.why)),
+                           shot, checked);
     return KALVETRA_OK;
   });
 }
@@ -141,7 +174,8 @@ int kalvetra_plate_clean(const kalvetra_settings* settings, const kalvetra_frame
     kalvetra_plate*& target = required(plate, "plate");
     CleanPlateMean mean;
     for (const Frame& picture : framesOf(clean, clean_count, "clean")) mean.add(picture);
-    const Sampled shot(settings, frames, nullptr, count, CallOptions(options));
+    const CallOptions checked(options);
+    const Sampled shot(settings, frames, nullptr, count, checked);
     std::vector<ShotSample> samples;
     for (std::size_t i = 0; i < count; ++i) samples.push_back({shot.frames[i], &shot.estimates[i].fitted});
     const std::vector<unsigned char> argb = mean.mean();
@@ -152,7 +186,7 @@ int kalvetra_plate_clean(const kalvetra_settings* settings, const kalvetra_frame
     std::string notes;
     for (const std::string& note : corrected.notes) notes += (notes.empty() ? "" : "\n") + ("the clean plate " + note);
     const kalvetra_plate_facts facts{shot.estimates.front().fitted.covered, 1, 0, nullptr, nullptr};
-    target = made(rowOf(std::move(corrected.plate)), facts, {}, std::move(notes));
+    target = withMaterials(made(rowOf(std::move(corrected.plate)), facts, {}, std::move(notes)), shot, checked);
     return KALVETRA_OK;
   });
 }

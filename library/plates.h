@@ -9,11 +9,13 @@
 #include "kalvetra/kalvetra.h"
 #include "library/frames.h"
 #include "plates/follow.h"
+#include "refine/materials.h"
 
 struct kalvetra_plate {
   kalvetra::PlateRow row;
   kalvetra_plate_facts facts;
-  std::string why, notes;  // to which the facts point
+  std::string why, notes;                                          // to which the facts point
+  std::shared_ptr<const kalvetra::refine::Materials> materials{};  // of the shot, where the settings go by them
 };
 
 namespace kalvetra {

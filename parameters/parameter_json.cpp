@@ -28,6 +28,7 @@ Json describe(const Parameter& p) {
   for (const MenuEntry& entry : p.entries) row["labels"].push_back(displayName(entry.nameKey));
   row["default"] = jsonOf(p, p.defaultValue);
   row["depends-on"] = p.toggle != 0 ? Json(findParameter(p.toggle)->slug) : Json();
+  if (p.fullDepth) row["full-depth"] = true;
   row["help"] = p.help;
   return row;
 }

@@ -26,7 +26,8 @@ std::vector<std::string> groupsOf(const Parameter& parameter);
 
 // The whole table: {"look": the look's version, "parameters": [...]}. A parameter has id, slug, kind (popup, color,
 // toggle or slider), label (its name in hosts), group (as groupsOf), range ([lowest, highest] for sliders) or values,
-// labels (of a popup's values), default, depends-on (the slug of a toggle, or null) and help.
+// labels (of a popup's values), default, depends-on (the slug of a toggle, or null) and help; full-depth is true where
+// any value but the default takes the key at full depth.
 nlohmann::ordered_json describeParameters();
 
 }  // namespace kalvetra

@@ -49,6 +49,7 @@ struct Parameter {
   std::string_view help;               // one line
   bool ofClip = false;                 // chosen once for a clip: never in keyframes, nor in plug-in hosts, which show
                                        // single frames
+  bool fullDepth = false;              // of the clip, and at full depth alone; its default does nothing
 };
 
 // Entries of the View popup.
@@ -105,6 +106,11 @@ constexpr Parameter ofClip(Parameter parameter) {
   return parameter;
 }
 
+constexpr Parameter atFullDepth(Parameter parameter) {
+  parameter.fullDepth = true;
+  return ofClip(parameter);
+}
+
 constexpr Parameter color(int id, int parent, const char* nameKey, std::string_view slug, std::string_view help) {
   return {id, ParameterKind::Color, parent, nameKey, slug, 0, 0, 0, Unit::None, 0, nullptr, {}, help};
 }
@@ -153,13 +159,14 @@ inline constexpr auto kParameters = std::to_array<Parameter>({
     table::ofClip(table::popup(29, 1, "KalvetraGreen::Plate", "plate", 0, kPlateEntries, &KeySettings::plate,
                                "Where that estimate comes from: each frame by itself, a closer fit, all frames of a "
                                "locked-off shot, or a clean plate that is given.")),
-    table::ofClip(table::popup(30, 1, "KalvetraGreen::Refine", "refine", 0, kRefineEntries, &KeySettings::refine,
-                               "Estimate soft edges, veils and smoke once more, by the colours around them; keys at "
-                               "full depth.")),
-    table::ofClip(table::popup(31, 1, "KalvetraGreen::Despill Method", "despill", 0, kDespillEntries,
-                               &KeySettings::despill,
-                               "How the backdrop's light is taken off the subject: by hue alone, or by the material "
-                               "that it falls on; that keys at full depth.")),
+    table::atFullDepth(
+        table::popup(30, 1, "KalvetraGreen::Refine", "refine", 0, kRefineEntries, &KeySettings::refine,
+                     "Estimate soft edges, veils and smoke once more, by the colours around them; keys at "
+                     "full depth.")),
+    table::atFullDepth(
+        table::popup(31, 1, "KalvetraGreen::Despill Method", "despill", 0, kDespillEntries, &KeySettings::despill,
+                     "How the backdrop's light is taken off the subject: by hue alone, or by the material "
+                     "that it falls on; that keys at full depth.")),
     table::slider(5, 1, "KalvetraGreen::Shadow", "shadow", 100, {0, 100, Unit::Percent}, 0, &KeySettings::shadow,
                   "Density of shadows on the backdrop; lower values lighten them."),
     table::slider(6, 1, "KalvetraGreen::Clip Black", "clip-black", 0, {0, 100, Unit::Percent}, 0,
@@ -219,6 +226,15 @@ constexpr KeySettings defaultSettings() {
     if (p.value != nullptr) settings.*p.value = p.defaultValue;
   }
   return settings;
+}
+
+// Off or on, as a popup: its option alone means on.
+constexpr bool isSwitch(const Parameter& p) { return p.entries.size() == 2 && p.entries[1].slug == "on"; }
+
+// Whether settings ask for what works at full depth alone: the one rule of it.
+constexpr bool needsFullDepth(const KeySettings& settings) {
+  return std::ranges::any_of(kParameters,
+                             [&](const Parameter& p) { return p.fullDepth && settings.*p.value != p.defaultValue; });
 }
 
 // The view, which commands and pages treat apart from other popups.

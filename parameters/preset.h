@@ -11,9 +11,8 @@
 //   }
 //
 // "deep-look" is there where the settings were used at full depth. The names are the table's slugs. A value is a number
-// for sliders, true or false (or "on", "off") for toggles,
-// "#rrggbb" for the colour and the entry's slug for the view, the screen and the plate; or, but for the last two, a
-// list of [frame, value] pairs, see Curve.
+// for sliders, true or false (or "on", "off") for toggles, "#rrggbb" for the colour and the entry's slug for popups;
+// or, but for what holds for the whole clip, a list of [frame, value] pairs, see Curve.
 #pragma once
 
 #include <map>

@@ -106,11 +106,11 @@ KALVETRA_API int kalvetra_settings_write_preset(const kalvetra_settings* setting
  * infinities as +-65504, an alpha out of range as the nearest in it; none of them comes out. Data lies at a multiple of
  * 4 bytes, and the stride is one.
  *
- * From bytes to bytes the exact 8-bit keyer works. Wherever the input, the output or both are floats, the deep lane
- * does: the same keyer in single precision, without a step of levels in between. A pixel that it leaves as it was comes
- * out with the very colours that it came with. Where its output is of bytes, they are its floats times 255, rounded and
- * cut off at 0 and 255: on pictures of bytes close to, not equal to the exact keyer's; 16 bytes a pixel are taken
- * meanwhile. */
+ * From bytes to bytes the exact 8-bit keyer works. Wherever the input, the output or both are floats, and wherever the
+ * setting "refine" is "on" or "despill" is "material", the deep lane does: the same keyer in single precision, without
+ * a step of levels in between. A pixel that it leaves as it was comes out with the very colours that it came with.
+ * Where its output is of bytes, they are its floats times 255, rounded and cut off at 0 and 255: on pictures of bytes
+ * close to, not equal to the exact keyer's; 16 bytes a pixel are taken meanwhile. */
 enum kalvetra_format { KALVETRA_ARGB8 = 1, KALVETRA_BGRA8, KALVETRA_RGBA8, KALVETRA_RGBAF32 };
 
 /* One picture, which stays the caller's. */
@@ -129,7 +129,8 @@ enum kalvetra_chroma { KALVETRA_CHROMA_FULL = 0, KALVETRA_CHROMA_HALF, KALVETRA_
 typedef struct kalvetra_options {
   size_t size;
   int threads;     /* how many may work on this call, 1..1024, of which the machine's are used; 0: all of them */
-  int fields;      /* not 0: two interlaced fields, each keyed as a picture of its own (rendering only) */
+  int fields;      /* not 0: two interlaced fields, each keyed as a picture of its own (rendering, and the materials of
+                      a plate) */
   int64_t frame;   /* where in the clip the frame is, for presets with keyframes */
   int chroma;      /* enum kalvetra_chroma: how the clip's chroma was sampled, 4:4:4, 4:2:2 or 4:2:0 (propose only) */
   const char* cpu; /* the CPU level to use; NULL: the fastest */
@@ -143,7 +144,11 @@ typedef struct kalvetra_options {
 /* Pictures of the bare screen to key against, which is closer than what the keyer makes of a frame by itself: where the
  * light falls off strongly, where the screen has folds. Made once for a shot, then given in the options of each call;
  * `frame` of the options then says which frame of the clip is being keyed. A plate made of frames of floats holds
- * floats, for the smoothest mattes; any plate goes with frames of any format. */
+ * floats, for the smoothest mattes; any plate goes with frames of any format.
+ *
+ * Where the settings' "despill" is "material", the plate holds the materials that a few of its frames, from all over
+ * them, show: what is rendered with it then goes by those, otherwise by what the frame itself shows. The setting
+ * "refine" does nothing where neither a plate is given nor the setting "plate" is "fit". */
 typedef struct kalvetra_plate kalvetra_plate;
 
 /* Fits the bare screen to frames from all over a clip, all of one size; one is enough where light and camera stand

@@ -52,7 +52,9 @@ DepthChoice depthIn(const Json& body) {
   throw UserError(R"("depth" is none of "auto", "8" and "deep")");
 }
 
-bool isDeepIn(const Json& body, const PreviewContext& context) { return context.clip.keysDeep(depthIn(body)); }
+bool isDeepIn(const Json& body, const PreviewContext& context, const AnimatedSettings& settings) {
+  return context.clip.keysDeep(depthIn(body), settings);
+}
 
 std::string overIn(const Json& body, const PreviewContext& context) {
   const auto found = body.find("over");

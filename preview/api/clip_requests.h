@@ -22,8 +22,8 @@ ShownView viewIn(const Json& body);
 
 // Member "depth": "auto", which it is where it is missing, "8" or "deep".
 DepthChoice depthIn(const Json& body);
-// Whether the clip is keyed at full depth then.
-bool isDeepIn(const Json& body, const PreviewContext& context);
+// Whether the clip is keyed at full depth then, with those settings.
+bool isDeepIn(const Json& body, const PreviewContext& context, const AnimatedSettings& settings);
 
 // Member "over": "#rrggbb", or {"file": name}, which is the clip's background or a file in the folders. As Background
 // takes it.

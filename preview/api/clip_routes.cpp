@@ -40,7 +40,8 @@ Json notesOf(const PreviewContext& context) {
     notes.push_back("The clip does not say how its colours are coded; taken for " + reader.colorGuess() + ".");
   }
   const char* transfer = av_color_transfer_name(reader.format().color.transfer);
-  const std::string hdr = hdrWarning(transfer != nullptr ? transfer : "", context.clip.keysDeep(context.options.depth));
+  const std::string hdr = hdrWarning(transfer != nullptr ? transfer : "",
+                                     context.clip.keysDeep(context.options.depth, context.beginning().settings));
   if (!hdr.empty()) notes.push_back("In this clip " + hdr + ".");
   if (context.clip.keying().fields()) notes.push_back("The clip is interlaced: it is keyed field by field.");
   if (const int turns = reader.format().quarterTurns(); turns != 0) {

@@ -33,7 +33,7 @@ Json commandFor(const Json& body, PreviewContext& context) {
                            inFolder(context.folders, stem + ".json"),
                            context.options.mattes,
                            context.options.cleanPlate,
-                           context.clip.keysDeep(request.depth)};
+                           context.clip.keysDeep(request.depth, request.settings)};
   const EquivalentCommand result = equivalentCommand(request, files);
   Json json{{"command", result.command}, {"output", output}, {"preset", nullptr}};
   if (!result.presetText.empty()) json["preset"] = {{"name", stem + ".json"}, {"text", result.presetText}};

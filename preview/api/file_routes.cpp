@@ -7,9 +7,7 @@ namespace kalvetra {
 namespace {
 
 // Only what the preset sets, as the page reads it.
-Json settingsOf(const Preset& preset) {
-  AnimatedSettings settings;
-  applyPreset(preset, settings);
+Json settingsOf(const Preset& preset, const AnimatedSettings& settings) {
   const Json all = settingsAsJson(settings);
   Json set = Json::object();
   for (const auto& [id, curve] : preset.curves) {
@@ -23,14 +21,18 @@ Answer presetText(const Request& request, const PreviewContext& context) {
   const Json body = parseBody(request.body);
   Answer answer;
   answer.type = "text/plain; charset=utf-8";
-  answer.body = presetText(settingsIn(body), isDeepIn(body, context));
+  const AnimatedSettings settings = settingsIn(body);
+  answer.body = presetText(settings, isDeepIn(body, context, settings));
   return answer;
 }
 
-// `deep` where the page keys at full depth.
-Json presetAnswer(const Preset& preset, const std::string& name, bool deep) {
+// `lane` says the depth that is chosen on the page, which settings that need full depth change.
+Json presetAnswer(const Preset& preset, const std::string& name, const Json& lane, const PreviewContext& context) {
+  AnimatedSettings settings;
+  applyPreset(preset, settings);
+  const bool deep = needsFullDepth(settings.at(0)) || isDeepIn(lane, context, AnimatedSettings());
   if (deep) checkDeepLook(preset.deepLook, name);
-  return {{"settings", settingsOf(preset)}, {"look", preset.look}, {"currentLook", kLookVersion}};
+  return {{"settings", settingsOf(preset, settings)}, {"look", preset.look}, {"currentLook", kLookVersion}};
 }
 
 Json folderNames(const Folders& folders) {
@@ -52,17 +54,18 @@ void addFileRoutes(Routes& routes, PreviewContext& context) {
     const std::string name = "the preset";
     const auto depth = request.query.find("depth");
     const Json lane = depth == request.query.end() ? Json::object() : Json{{"depth", depth->second}};
-    return jsonAnswer(presetAnswer(parsePreset(request.body, name), name, isDeepIn(lane, context)));
+    return jsonAnswer(presetAnswer(parsePreset(request.body, name), name, lane, context));
   });
   routes.post("api/preset/load", [&context](const Request& request) {
     const Json body = parseBody(request.body);
     const std::string name = text(body, "name");
-    return jsonAnswer(presetAnswer(context.folders.loadPreset(name), name, isDeepIn(body, context)));
+    return jsonAnswer(presetAnswer(context.folders.loadPreset(name), name, body, context));
   });
   routes.post("api/preset/save", [&context](const Request& request) {
     const Json body = parseBody(request.body);
-    const bool deep = isDeepIn(body, context), replace = flag(body, "replace", false);
-    return jsonAnswer({{"name", context.folders.savePreset(text(body, "name"), settingsIn(body), deep, replace)}});
+    const AnimatedSettings settings = settingsIn(body);
+    const bool deep = isDeepIn(body, context, settings), replace = flag(body, "replace", false);
+    return jsonAnswer({{"name", context.folders.savePreset(text(body, "name"), settings, deep, replace)}});
   });
 }
 

@@ -43,8 +43,8 @@ Answer picture(const Request& request, PreviewContext& context) {
   KeyedFrame keyed;
   keyed.number = wholeNumber(body, "frame", 0, kLastKeyframe);
   keyed.scale = scaleIn(body);
-  keyed.deep = isDeepIn(body, context);
   const AnimatedSettings settings = settingsIn(body);
+  keyed.deep = isDeepIn(body, context, settings);
   keyed.settings = settings.at(keyed.number);
   const std::string over = view == ShownView::Composite ? overIn(body, context) : std::string();
   constexpr std::int64_t kMostRequests = std::int64_t{1} << 53;

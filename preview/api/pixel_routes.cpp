@@ -151,7 +151,7 @@ Answer pixel(const Request& request, PreviewContext& context) {
   const AnimatedSettings settings = settingsIn(body);
   const Precedence::Urgent urgent(context.precedence);
   const Turns::Turn turn(context.turns, {}, 0);
-  const bool deep = isDeepIn(body, context);
+  const bool deep = isDeepIn(body, context, settings);
   const KeyedFrame keyed{number, 1, settings.at(number), deep, context.plates.of(settings, deep)};
   const Renderer::Pixel found = context.renderer.pixel(keyed, at.left, at.top);
   return jsonAnswer({{"source", levelsJson(found.source, 4, deep)},
@@ -177,7 +177,7 @@ Answer sample(const Request& request, PreviewContext& context) {
   std::vector<Sample> all;
   for (const Json& one : *samples) all.push_back(sampleIn(one, context.clip.format()));
   const Precedence::Urgent urgent(context.precedence);
-  return jsonAnswer(meanOf(all, context, isDeepIn(body, context)));
+  return jsonAnswer(meanOf(all, context, isDeepIn(body, context, AnimatedSettings())));
 }
 
 }  // namespace

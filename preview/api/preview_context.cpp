@@ -39,19 +39,26 @@ PreviewContext::PreviewContext(PreviewOptions given, std::atomic<bool>& stopWord
       renderer(clip, mattes, options.threads),
       backgrounds(clip, options.threads, stop) {
   named_ = options.named;
+  int deepLook = 0;
   if (!options.preset.empty()) {
     const Preset preset = readPreset(options.preset);
-    if (clip.keysDeep(options.depth)) checkDeepLook(preset.deepLook, options.preset);
+    deepLook = preset.deepLook;
     named_.insert(preset.curves.begin(), preset.curves.end());
   }
+  if (clip.keysDeep(options.depth, namedSettings())) checkDeepLook(deepLook, options.preset);
   checkBackground(options, clip.format(), stop);
   pick_ = std::async(std::launch::async, [this] { return lookForBackdrop(options, stop); }).share();
   beginning_ = std::async(std::launch::async, [this] { return begin(); }).share();
 }
 
-UsualKey PreviewContext::begin() {
+AnimatedSettings PreviewContext::namedSettings() const {
   AnimatedSettings settings;
   for (const auto& [id, curve] : named_) settings.set(*findParameter(id), curve);
+  return settings;
+}
+
+UsualKey PreviewContext::begin() {
+  AnimatedSettings settings = namedSettings();
   const Parameter& color = *findParameter("key-color");
   if (!named_.contains(color.id)) {
     if (!pick().found) return {settings, {}, {}};
@@ -62,7 +69,7 @@ UsualKey PreviewContext::begin() {
   if (!options.plain && options.preset.empty()) wanted = choiceBeside(named_);
   wanted.screen = wanted.screen || options.searchScreen;
   try {
-    return plates.usual(settings, clip.keysDeep(options.depth), wanted);
+    return plates.usual(settings, clip.keysDeep(options.depth, settings), wanted);
   } catch (const std::exception& error) {  // pictures will say it again
     UsualKey key{settings, {}, {}};
     key.found.notes.emplace_back(error.what());

@@ -79,6 +79,7 @@ class PreviewContext {
 
  private:
   std::map<int, Curve> named_;
+  AnimatedSettings namedSettings() const;
   UsualKey begin();
   std::shared_future<Pick> pick_;
   std::shared_future<UsualKey> beginning_;

@@ -60,7 +60,7 @@ AnimatedSettings settled(const Proposal& proposal, std::optional<int> plate, std
   if (screen) settings.set(*findParameter("screen"), *screen);
   const bool isOther = plate && static_cast<PlateKind>(*plate) > PlateKind::Fit;
   return context.plates
-      .usual(settings, context.clip.keysDeep(context.options.depth),
+      .usual(settings, context.clip.keysDeep(context.options.depth, settings),
              {.plate = !plate, .clipBlack = isOther && !context.options.plain})
       .settings;
 }

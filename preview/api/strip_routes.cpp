@@ -36,10 +36,10 @@ void addStripRoutes(Routes& routes, PreviewContext& context) {
       clipJob(context.options), context.precedence, [&context] { return context.clip.index(); },
       [mattes, &context](std::int64_t number, DepthChoice depth, const std::atomic<bool>& stop) {
         return mattes->at(
-            number, [&stop] { return stop.load(); }, context.clip.keysDeep(depth));
+            number, [&stop] { return stop.load(); }, context.clip.keysDeep(depth, AnimatedSettings()));
       },
       [&context](const AnimatedSettings& settings, DepthChoice depth, const std::atomic<bool>& stop) {
-        return context.plates.of(settings, context.clip.keysDeep(depth), [&stop] { return stop.load(); });
+        return context.plates.of(settings, context.clip.keysDeep(depth, settings), [&stop] { return stop.load(); });
       });
   routes.post("api/strip", [strip, &context](const Request& request) {
     const Json body = parseBody(request.body);

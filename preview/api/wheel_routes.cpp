@@ -43,7 +43,7 @@ Answer wheel(const Request& request, PreviewContext& context) {
   const KeyLines lines = keyLines(settings);
   Json json{{"reach", ChromaBins::kReach}, {"bins", ChromaBins::kSide}, {"key", pair(lines.key)},
             {"grey", pair(lines.grey)},    {"plate", Json::array()},    {"lines", linesAsJson(lines)}};
-  const bool deep = isDeepIn(body, context);
+  const bool deep = isDeepIn(body, context, animated);
   const KeyedFrame keyed{number, 1, settings, deep, context.plates.of(animated, deep)};
   for (const Chroma c : sparseChroma(context.renderer.plate(keyed))) json["plate"].push_back(pair(c));
   addBins(binChroma(*source), json);

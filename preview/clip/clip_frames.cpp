@@ -90,7 +90,9 @@ const Reader& ClipFrames::reader() const { return clip_->description(); }
 
 const ClipKeying& ClipFrames::keying(bool deep) const { return clip_->keying(deep); }
 
-bool ClipFrames::keysDeep(DepthChoice choice) const { return kalvetra::keysDeep(choice, colorDepth(reader())); }
+bool ClipFrames::keysDeep(DepthChoice choice, const AnimatedSettings& settings) const {
+  return kalvetra::keysDeep(settledDepth(choice, settings.at(0)), colorDepth(reader()));
+}
 
 std::shared_ptr<const PictureIndex> ClipFrames::index() const { return clip_->index({}); }
 

@@ -12,6 +12,7 @@
 
 #include "jobs/clip_keying.h"
 #include "media/input/frame_access.h"
+#include "parameters/animated_settings.h"
 #include "support/recently_used.h"
 
 namespace kalvetra {
@@ -35,8 +36,8 @@ class ClipFrames {
   const PictureFormat& format() const { return reader().format(); }
   // How its pictures are keyed: at full depth, or in 8 bits.
   const ClipKeying& keying(bool deep = false) const;
-  // Whether that choice keys this clip at full depth.
-  bool keysDeep(DepthChoice choice) const;
+  // Whether that choice keys this clip at full depth with such settings. Throws like settledDepth.
+  bool keysDeep(DepthChoice choice, const AnimatedSettings& settings) const;
 
   // How many pictures there are. Waits a few seconds for the index of a large clip, unless `abandoned`, asked now and
   // then, returns true, and otherwise takes what the file declares.

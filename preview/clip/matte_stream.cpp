@@ -44,7 +44,7 @@ bool streamMattes(const KeyJob& job, const AnimatedSettings& settings, std::shar
   stages.startWorker = [&] {
     lowerPriority();
     return [&, keyer = std::make_shared<FrameKeyer>(keying)](StripFrame& frame) {
-      keyer->begin(*frame.picture, settings.at(frame.number), frame.mattes, plateOf(stream.plates, frame.number));
+      keyer->begin(*frame.picture, settings.at(frame.number), frame.mattes, knownOf(stream.plates, frame.number));
       takeAlpha(keyer->view(ShownView::Result), frame.matte);
       frame.picture.reset();
       frame.mattes = {};

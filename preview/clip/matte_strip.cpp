@@ -104,15 +104,15 @@ void MatteStrip::run(const Wanted& wanted) {
 bool MatteStrip::measure(const Wanted& wanted, std::shared_ptr<const PictureIndex> index) {
   KeyJob job = clip_;
   job.range = wanted.range;
-  job.keying.depth = wanted.depth;
+  job.keying.depth = settledDepth(wanted.depth, wanted.settings.at(0));
   std::optional<MatteQuality> quality;
   const auto publish = [&](StripState& state, std::size_t settled) {
     const auto& all = quality->pictures();
     for (std::size_t i = state.frames.size(); i < settled; ++i) state.frames.push_back(all[i]);
   };
   MatteStream stream;
-  stream.plates = plates_(wanted.settings, wanted.depth, *wanted.stop);
-  stream.companions = [&](std::int64_t number) { return mattes_(number, wanted.depth, *wanted.stop); };
+  stream.plates = plates_(wanted.settings, job.keying.depth, *wanted.stop);
+  stream.companions = [&](std::int64_t number) { return mattes_(number, job.keying.depth, *wanted.stop); };
   stream.begin = [&](const Reader& source) {
     const PictureFormat& format = source.format();
     quality.emplace(format.width, format.height);

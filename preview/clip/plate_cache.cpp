@@ -36,6 +36,13 @@ PlateCache::Wish PlateCache::wishOf(const AnimatedSettings& settings, bool deep)
   return wish;
 }
 
+// Materials depend on all that plates do, and on whether there are any plates.
+PlateCache::Wish PlateCache::withMaterialsOf(const AnimatedSettings& settings, Wish wish) {
+  for (const Keyframe& k : settings.curve(*findParameter("smooth-bg"))) wish.insert(wish.end(), {k.frame, k.value});
+  wish.push_back(-1);  // no frame's number
+  return wish;
+}
+
 PlateCache::Turn PlateCache::takeTurn(const Abandon& abandoned) {
   Turn turn(looking_, std::defer_lock);
   while (!turn.try_lock_for(kGlance)) {
@@ -65,15 +72,21 @@ void PlateCache::keep(const Wish& wish, const std::shared_ptr<const ClipPlates>&
 
 std::shared_ptr<const ClipPlates> PlateCache::of(const AnimatedSettings& settings, bool deep,
                                                  const Abandon& abandoned) {
-  if (!needsPlates(settings)) return nullptr;
-  const Wish wish = wishOf(settings, deep);
+  const bool byMaterials = deep && goesByMaterials(settings);
+  if (!needsPlates(settings) && !byMaterials) return nullptr;
+  const Wish bare = wishOf(settings, deep), wish = byMaterials ? withMaterialsOf(settings, bare) : bare;
   if (const auto plates = known(wish)) return *plates;
   return overtaken(stop_, [&] {
     const Turn turn = takeTurn(abandoned);
     if (const auto plates = known(wish)) return *plates;
-    const FoundPlates found = findPlates(pictures(deep), settings, job_.cleanPlate, abandoned);
-    keep(wish, found.plates);
-    return found.plates;
+    std::shared_ptr<const ClipPlates> plates;
+    if (needsPlates(settings)) {
+      const auto found = known(bare);
+      plates = found ? *found : findPlates(pictures(deep), settings, job_.cleanPlate, abandoned).plates;
+      keep(bare, plates);
+    }
+    if (byMaterials) keep(wish, plates = withMaterials(pictures(deep), settings, plates, abandoned));
+    return plates;
   });
 }
 
@@ -82,7 +95,12 @@ UsualKey PlateCache::usual(const AnimatedSettings& settings, bool deep, const Us
   return overtaken(stop_, [&] {
     const Turn turn = takeTurn(abandoned);
     UsualKey key = usualKey(pictures(deep), settings, choice, job_.cleanPlate, abandoned);
-    if (needsPlates(key.settings)) keep(wishOf(key.settings, deep), key.found.plates);
+    const Wish bare = wishOf(key.settings, deep);
+    if (deep && goesByMaterials(key.settings)) {
+      keep(withMaterialsOf(key.settings, bare), key.found.plates);
+    } else if (needsPlates(key.settings)) {
+      keep(bare, key.found.plates);
+    }
     key.found.samples.clear();
     return key;
   });

@@ -19,7 +19,8 @@ class PlateCache {
   PlateCache(const KeyJob& job, const ClipFrames& clip, const std::atomic<bool>& stop)
       : job_(job), clip_(clip), stop_(stop) {}
 
-  // What `kalvetra key` keys against with these settings at that depth; null: the engine's own estimate. Throws
+  // What `kalvetra key` keys against with these settings at that depth, and the materials that it goes by; null: the
+  // engine's own estimate, and no materials. Throws
   // UserError for a clean plate that is of no use, Conflict once `abandoned`, asked now and then, returns true.
   std::shared_ptr<const ClipPlates> of(const AnimatedSettings& settings, bool deep, const Abandon& abandoned = {});
 
@@ -32,6 +33,7 @@ class PlateCache {
   using Turn = std::unique_lock<std::timed_mutex>;
 
   static Wish wishOf(const AnimatedSettings& settings, bool deep);
+  static Wish withMaterialsOf(const AnimatedSettings& settings, Wish wish);
   Turn takeTurn(const Abandon& abandoned);
   ClipPictures& pictures(bool deep);
   void keep(const Wish& wish, const std::shared_ptr<const ClipPlates>& plates);

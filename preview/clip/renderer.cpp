@@ -87,8 +87,9 @@ Renderer::DeskPtr Renderer::takeDesk(const KeyedFrame& keyed, const Abandon& aba
   desk->settings = settings;
   desk->plates = keyed.plates;
   // A smaller picture is keyed against the full one's plate.
-  const PlateOf plate = plateOf(keyed.plates, keyed.number);
-  desk->keyer.begin(source, settings, mattes, plate ? [plate, full](const Image&) { return plate(*full); } : plate);
+  ClipKnowledge known = knownOf(keyed.plates, keyed.number);
+  if (known.plate) known.plate = [plate = known.plate, full](const Image&) { return plate(*full); };
+  desk->keyer.begin(source, settings, mattes, std::move(known));
   return desk;
 }
 

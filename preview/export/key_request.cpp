@@ -38,7 +38,7 @@ KeyJob keyJobFor(const KeyJob& clip, const KeyRequest& request, const std::strin
   job.animatedView = !request.view && request.settings.curve(view).size() > 1;
   job.replace = replace;
   job.keepPartial = request.keepPartial;
-  job.keying.depth = request.depth;
+  job.keying.depth = settledDepth(request.depth, request.settings.at(0));
   if (job.mainView == ShownView::Composite) {
     if (request.over.empty()) throw UserError("a composite needs a background; choose a colour or a file");
     job.companions.background = request.over;

@@ -121,7 +121,7 @@ class Estimate {
         stop_(stop),
         job_(keyJobFor(clip, request, withEnding("size", request), true)),
         range_(framesIn(request.range, sources.clip.count())),
-        keying_(sources.clip.keying(sources.clip.keysDeep(request.depth))),
+        keying_(sources.clip.keying(sources.clip.keysDeep(request.depth, request.settings))),
         plates_(sources.plates.of(request.settings, keying_.deep(), abandoned)),
         keyer_(keying_) {
     for (OutputRequest output : job_.outputs) {
@@ -158,7 +158,7 @@ class Estimate {
       companions.background = sources_.backgrounds.at(number, request_.over, abandoned_, keying_.deep());
     }
     keyer_.begin(sources_.clip.picture(number, abandoned_, keying_.deep()), settings, companions,
-                 plateOf(plates_, number));
+                 knownOf(plates_, number));
     for (std::size_t i = 0; i < scales_.size(); ++i) {
       const bool follows = i == 0 && job_.animatedView;
       scales_[i].weigh(keyer_.view(follows ? static_cast<ShownView>(settings.view) : scales_[i].view()));

@@ -21,7 +21,12 @@ export class Depth {
     this.#follow();
   }
 
+  // While the settings ask for full depth, 8 bits cannot be chosen, and where they were, they come back afterwards.
   #follow() {
+    const {depth, needsFullDepth} = this.#state;
+    const eight = [...this.#field.options].find(({value}) => value === '8');
+    eight.disabled = needsFullDepth;
+    this.#field.value = depth === '8' && needsFullDepth ? 'deep' : depth;
     const text = depthText(this.#state.clip.bits, this.#state.isDeep);
     byId('clip-depth').textContent = text && `  ·  ${text}`;
   }

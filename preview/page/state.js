@@ -60,10 +60,19 @@ export class State {
   get canUndo() { return this.#history.canUndo; }
   get canRedo() { return this.#history.canRedo; }
 
+  // Whether the settings ask for what works at full depth alone. A choice of 8 bits then rests.
+  get needsFullDepth() {
+    return this.parameters.some(
+        ({slug, 'full-depth': deep, default: standard}) => deep && this.settings[slug] !== standard);
+  }
   // Whether the clip is keyed at full depth.
-  get isDeep() { return this.depth === 'deep' || (this.depth === 'auto' && this.clip.bits > 8); }
+  get isDeep() {
+    return this.needsFullDepth || this.depth === 'deep' || (this.depth === 'auto' && this.clip.bits > 8);
+  }
   // What requests say of it.
-  get lane() { return this.depth === 'auto' ? {} : {depth: this.depth}; }
+  get lane() {
+    return this.depth === 'auto' || (this.depth === '8' && this.needsFullDepth) ? {} : {depth: this.depth};
+  }
 
   // The value of a setting at the current frame.
   value(slug) { return valueAt(this.bySlug.get(slug), this.settings[slug], this.frame); }

@@ -232,4 +232,14 @@ TEST_F(Resume, WhatCannotBeResumedIsRefused) {
   EXPECT_TRUE(out_.isEmpty());
 }
 
+// What the clip is made of is looked for in all of it by the resumed run, too.
+TEST_F(Resume, JoinsAKeyByMaterials) {
+  const std::string more = "--refine --despill material --end 130f ", whole = out_.path("w.json");
+  need(command(out_.path("whole.mkv"), more + "--receipt " + whole));
+  const std::string parts = command(out_.path("parts.mkv"), more + "--resume --receipt " + out_.path("p.json"));
+  EXPECT_EQ(130, endedBehindASegment(parts, "TERM", out_.path(".parts.mkv.unfinished")).status);
+  expectHas(need(parts), "going on after");
+  EXPECT_EQ(hashIn(whole), hashIn(out_.path("p.json")));
+}
+
 }  // namespace

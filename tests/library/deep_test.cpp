@@ -6,6 +6,7 @@
 
 #include "deep/render.h"
 #include "parameters/parameter_table.h"
+#include "refine/finish.h"
 #include "tests/library/library_calls.h"
 
 namespace {
@@ -196,6 +197,52 @@ TEST(DeepLibrary, RefusesFloatsThatLieWrong) {
   refused(0, held.stride + 2, "a stride of 1574 bytes is no multiple of 4, a float's; give one that is");
   refused(0, 4 * kWidth, "a stride of 388 bytes is less than a row's 1552; rows may not overlap");
   EXPECT_EQ(1, kalvetra_deep_look());
+}
+
+// Bytes too, through the deep lane; in place as well, though what comes after the key reads the source once more.
+TEST(DeepLibrary, WhatComesAfterTheKeyIsDoneToFramesOfAnyFormat) {
+  const Settings settings = keyingGreen();
+  ASSERT_EQ(KALVETRA_OK, kalvetra_settings_set(settings.get(), "despill", "material"));
+  ASSERT_EQ(KALVETRA_OK, kalvetra_settings_set(settings.get(), "refine", "on"));
+  kalvetra::KeySettings same = directSettings();
+  same.despill = same.refine = 1;
+  for (const int format : kFormats) {
+    for (const bool premultiplied : {false, true}) {
+      const Held input = source(format, false, premultiplied), output(format, true, premultiplied);
+      const auto keyed = [&](const Frame& floats) {
+        renderDeep(same, input.engine(), floats);
+        kalvetra::refine::finishKey({input.engine(), nullptr, same}, floats);
+      };
+      const Bytes expected = direct(format, premultiplied, keyed);
+      ASSERT_EQ(KALVETRA_OK, kalvetra_render(settings.get(), &input.frame, &output.frame, nullptr));
+      EXPECT_EQ(expected, output.pixels()) << format << premultiplied;
+      ASSERT_EQ(KALVETRA_OK, kalvetra_render(settings.get(), &input.frame, &input.frame, nullptr));
+      EXPECT_EQ(expected, input.pixels()) << "in place " << format << premultiplied;
+    }
+  }
+}
+
+// A plate that was made for settings that go by materials has those of all its frames.
+TEST(DeepLibrary, APlateHasTheMaterialsOfItsShot) {
+  const Settings settings = keyingGreen();
+  ASSERT_EQ(KALVETRA_OK, kalvetra_settings_set(settings.get(), "despill", "material"));
+  const Held input = source(KALVETRA_RGBAF32), alone(KALVETRA_RGBAF32), both(KALVETRA_RGBAF32);
+  const Held brown = source(KALVETRA_RGBAF32);  // the same, and more of another colour before the screen
+  for (int y = 0; y < kHeight / 2; ++y) {
+    float* const row = reinterpret_cast<float*>(brown.engine().row(y));
+    for (int x = 0; x < kWidth; ++x) row[4 * x] = 0.6f, row[4 * x + 1] = 0.45f, row[4 * x + 2] = 0.25f;
+  }
+  const auto keyedBy = [&](std::vector<kalvetra_frame> shot, const Held& output) {
+    kalvetra_plate* made = nullptr;
+    ASSERT_EQ(KALVETRA_OK, kalvetra_plate_fit(settings.get(), shot.data(), nullptr, shot.size(), nullptr, &made));
+    const PlateObject plate(made);
+    kalvetra_options options = withThreads(2);
+    options.plate = plate.get();
+    ASSERT_EQ(KALVETRA_OK, kalvetra_render(settings.get(), &input.frame, &output.frame, &options));
+  };
+  keyedBy({input.frame}, alone);
+  keyedBy({input.frame, brown.frame}, both);
+  EXPECT_NE(alone.pixels(), both.pixels());
 }
 
 }  // namespace

@@ -19,6 +19,25 @@ async function commandOf(page) {
   return text;
 }
 
+test('what works at full depth alone rests the choice of 8 bits for as long as it is on', async () => {
+  const {page, watch} = await openPage(setup);
+  const choose = (slug, value) => pictureAfter(page, 'result', () => page.locator(slug).selectOption(value));
+  const eight = await choose('#depth', '8'), despilled = await choose('#set-despill', 'material');
+  const settings = {...(await (await ask(setup.address, 'clip')).json()).settings, despill: 'material'};
+  const asked = {frame: 0, view: 'result', settings};
+  assert.ok(despilled.equals(Buffer.from(await (await ask(setup.address, 'picture', asked)).arrayBuffer())));
+  assert.ok(!despilled.equals(eight));
+  assert.match(await textOf(page, 'clip-facts'), /10 bits, keyed at full depth$/);
+  assert.ok(await page.locator('#depth option[value="8"]').isDisabled());
+  const command = await commandOf(page);
+  assert.match(command, /--despill material/);
+  assert.doesNotMatch(command, /--depth/);
+  await page.locator('#set-despill').selectOption('engine');
+  assert.match(await textOf(page, 'clip-facts'), /10 bits, keyed in 8 bits$/);
+  assertClean(watch);
+  await page.close();
+});
+
 test('a clip of 10 bits is keyed at full depth until 8 bits are chosen', async () => {
   const {page, watch} = await openPage(setup);
   assert.match(await textOf(page, 'clip-facts'), /10 bits, keyed at full depth$/);

@@ -20,11 +20,17 @@ const Json kSettings{{"key-color", "#2da54b"},
                      {"edge-blur", true},
                      {"screen-gain", {{0, 33}, {20, 60}}}};
 
+Json withMaterials() {
+  Json settings = kSettings;
+  settings.update({{"refine", "on"}, {"despill", "material"}});
+  return settings;
+}
+
 // Every frame of a view as the command writes it: raw pictures, BGRA one behind the other, those of a deep key rounded.
 std::string rawPictures(const test::ScratchFolder& folder, const std::string& clip, const std::string& view,
-                        const std::string& more) {
+                        const std::string& more, const Json& settings = kSettings) {
   const std::string preset = folder.path("p.json"), raw = folder.path(view + ".raw");
-  std::ofstream(preset) << Json{{"look", 1}, {"settings", kSettings}};
+  std::ofstream(preset) << Json{{"look", 1}, {"settings", settings}};
   if (view == "comp") {
     test::need(test::key(clip + " -f null -y --no-dither --preset " + preset + more +
                          " --over '#203040' --also comp=" + raw + " 2>/dev/null"));
@@ -40,23 +46,23 @@ std::string toRgba(std::string bgra) {
   return bgra;
 }
 
-Json pictureRequest(int frame, const std::string& view, int scale = 1) {
-  return {{"frame", frame}, {"view", view}, {"settings", kSettings}, {"scale", scale}, {"over", "#203040"}};
+Json pictureRequest(int frame, const std::string& view, int scale = 1, const Json& settings = kSettings) {
+  return {{"frame", frame}, {"view", view}, {"settings", settings}, {"scale", scale}, {"over", "#203040"}};
 }
 
 // `width` x `height` is the size upright.
 void expectSameAsCommand(const test::ScratchFolder& folder, const std::string& clip, int width = 160, int height = 90,
-                         const CompanionPaths& mattes = {}) {
+                         const CompanionPaths& mattes = {}, const Json& settings = kSettings) {
   const test::ServedClip preview({.input = clip, .mattes = mattes});
   std::string more;
   if (!mattes.garbage.empty()) more += " --garbage " + mattes.garbage;
   if (!mattes.holdout.empty()) more += " --holdout " + mattes.holdout;
   for (const char* view : kViews) {
-    const std::string all = toRgba(rawPictures(folder, clip, view, more));
+    const std::string all = toRgba(rawPictures(folder, clip, view, more, settings));
     const std::size_t picture = std::size_t{4} * static_cast<std::size_t>(width * height);
     ASSERT_EQ(30 * picture, all.size()) << view;
     for (const int frame : {17, 3, 29, 0, 18}) {
-      const auto answer = preview.post("api/picture", pictureRequest(frame, view));
+      const auto answer = preview.post("api/picture", pictureRequest(frame, view, 1, settings));
       ASSERT_EQ(200, answer.status) << answer.body;
       EXPECT_EQ(std::to_string(width), answer.get_header_value("X-Width"));
       EXPECT_EQ(std::to_string(height), answer.get_header_value("X-Height"));
@@ -66,9 +72,9 @@ void expectSameAsCommand(const test::ScratchFolder& folder, const std::string& c
   }
 }
 
-void expectSameAsCommand(const std::string& name, const std::string& options) {
+void expectSameAsCommand(const std::string& name, const std::string& options, const Json& settings = kSettings) {
   const test::ScratchFolder folder;
-  expectSameAsCommand(folder, test::makeGreenClip(folder, name, 30, options));
+  expectSameAsCommand(folder, test::makeGreenClip(folder, name, 30, options), 160, 90, {}, settings);
 }
 
 // Of 10 bits, and so keyed at full depth.
@@ -77,7 +83,9 @@ constexpr const char* kInterlaced =
     "-field_order tt";
 
 TEST(PreviewPicture, IsWhatTheCommandWrites) {
-  expectSameAsCommand("clip.mp4", "-pix_fmt yuv420p -c:v libx264 -preset veryfast -g 12 -bf 3");
+  const std::string inEightBits = "-pix_fmt yuv420p -c:v libx264 -preset veryfast -g 12 -bf 3";
+  expectSameAsCommand("clip.mp4", inEightBits);
+  expectSameAsCommand("clip.mp4", inEightBits, withMaterials());  // at full depth then
 }
 
 TEST(PreviewPicture, IsWhatTheCommandWritesOfInterlacedClips) { expectSameAsCommand("clip.mov", kInterlaced); }
@@ -126,6 +134,9 @@ TEST(PreviewPicture, IsOfTheChosenDepth) {
   EXPECT_EQ(10, preview.json("api/clip")["bits"]);
   test::expectHas(preview.json("api/clip")["notes"].dump(), "In this clip the colours are HDR (PQ)");
   EXPECT_EQ(400, preview.post("api/picture", Json{{"frame", 0}, {"view", "source"}, {"depth", "12"}}).status);
+  Json refused = pictureRequest(4, "result", 1, withMaterials());
+  refused["depth"] = "8";
+  test::expectHas(preview.post("api/picture", refused).body, "refine on and despill material cannot be done in 8 bits");
 }
 
 // Code values of 10 bits are levels with decimals; in 8 bits, and in clips of 8, they are whole.
