@@ -76,27 +76,11 @@ std::vector<PlateSample> fitSamples(ClipPictures& clip, const AnimatedSettings& 
 FoundPlates findPlates(ClipPictures& clip, const AnimatedSettings& settings, const std::string& cleanPlate,
                        const IsStopped& stopped = {});
 
-// Whether the settings ask for the materials of the clip.
-bool goesByMaterials(const AnimatedSettings& settings);
-
-// Adds a note where the settings refine in vain: without a plate, or beside what refining leaves alone. Of plates that
-// are found, before the materials.
-void noteIdleRefine(const AnimatedSettings& settings, FoundPlates& found);
-
-// The plates, which may be null, with the materials of the clip, where the settings ask for them: those that pictures
-// from all over it show, the same for every part that is keyed. For a clip that is keyed in 8 bits the plates alone.
-// Throws like ClipPictures::show.
-std::shared_ptr<const ClipPlates> withMaterials(ClipPictures& clip, const AnimatedSettings& settings,
-                                                std::shared_ptr<const ClipPlates> plates,
-                                                const IsStopped& stopped = {});
-
 // True for the standard input, named pipes and the like, which cannot be looked at before they are keyed.
 bool isReadOnce(const std::string& input);
 // Why such a clip has none.
 inline constexpr const char* kReadOnlyOnce =
     "the input can be read only once: each frame is keyed against the plate that the engine finds in it";
-inline constexpr const char* kMaterialsReadOnlyOnce =
-    "the input can be read only once: the materials to despill by are looked for in each frame by itself";
 
 // Whether any frame is keyed against a plate at all.
 bool keysAgainstPlates(const AnimatedSettings& settings);

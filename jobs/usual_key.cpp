@@ -5,6 +5,7 @@
 
 #include "analysis/backdrop_color.h"
 #include "analysis/clip_black.h"
+#include "jobs/clip_materials.h"
 #include "parameters/parameter_value.h"
 #include "support/user_error.h"
 

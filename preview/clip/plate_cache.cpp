@@ -1,5 +1,6 @@
 #include "preview/clip/plate_cache.h"
 
+#include "jobs/clip_materials.h"
 #include "support/interrupted.h"
 #include "support/user_error.h"
 
