@@ -131,9 +131,9 @@ TEST(Library, ParametersHaveWhatAPanelNeeds) {
     EXPECT_EQ(p->kind == KALVETRA_SLIDER, p->minimum < p->maximum);
     EXPECT_TRUE(*p->name != '\0' && *p->group != '\0' && *p->help != '\0' && *p->values != '\0');
   }
-  EXPECT_EQ(22, count);
+  EXPECT_EQ(24, count);
   EXPECT_EQ(nullptr, kalvetra_parameter_at(-1));
-  const kalvetra_parameter& blur = *kalvetra_parameter_at(15);
+  const kalvetra_parameter& blur = *kalvetra_parameter_at(17);
   EXPECT_STREQ("blur-value", blur.slug);
   EXPECT_STREQ("Mask Blur Value", blur.name);
   EXPECT_STREQ("Basic: Edge Blur Group", blur.group);
