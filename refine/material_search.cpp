@@ -143,8 +143,9 @@ class MaterialSearch {
     std::vector<std::size_t>& members = groups_[group];
     if (members.size() < 10) return;
     const std::size_t count = std::max<std::size_t>(members.size() * 3 / 10, 5);
-    std::stable_sort(members.begin(), members.end(),
-                     [&](std::size_t a, std::size_t b) { return samples_[a].depth > samples_[b].depth; });
+    std::sort(members.begin(), members.end(), [&](std::size_t a, std::size_t b) {
+      return samples_[a].depth > samples_[b].depth || (samples_[a].depth == samples_[b].depth && a < b);
+    });
     // All that lie as deep as the last one, so that none is left out for its place in the picture.
     std::size_t end = count;
     while (end < members.size() && samples_[members[end]].depth >= samples_[members[count - 1]].depth) ++end;
